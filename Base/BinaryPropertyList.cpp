@@ -1,0 +1,190 @@
+#include "Base/BinaryPropertyList.h"
+
+#include "Base/BinaryPropertyListCheck.h"
+
+namespace corvane {
+namespace {
+
+constexpr std::string_view magic = "bplist00";
+constexpr std::size_t trailerSize = 32;
+constexpr std::size_t widestInteger = 16;
+
+using Kind = BinaryPropertyList::Kind;
+
+Failure malformed(const char* reason) {
+  return {FailureCause::malformed, reason};
+}
+
+/// The kinds of which an object says how many units it holds.
+std::optional<Kind> countedKind(unsigned marker) {
+  switch (marker >> 4) {
+    case 0x4:
+      return Kind::data;
+    case 0x5:
+    case 0x6:
+      return Kind::text;
+    case 0xA:
+      return Kind::array;
+    case 0xD:
+      return Kind::dictionary;
+    default:
+      return std::nullopt;
+  }
+}
+
+struct Fixed {
+  Kind kind;
+  std::size_t size;
+};
+
+/// The kinds whose size follows from the marker alone.
+Result<Fixed> fixedKind(unsigned marker) {
+  const unsigned low = marker & 0xF;
+  switch (marker >> 4) {
+    case 0x0:
+      if (low == 8 || low == 9) return Fixed{Kind::boolean, 0};
+      break;
+    case 0x1:
+      if (std::size_t{1} << low > widestInteger) return malformed("an integer is too wide");
+      return Fixed{Kind::integer, std::size_t{1} << low};
+    case 0x2:
+      if (low != 2 && low != 3) return malformed("a real has no such width");
+      return Fixed{Kind::real, std::size_t{1} << low};
+    case 0x3:
+      if (low == 3) return Fixed{Kind::date, 8};
+      break;
+    case 0x8:
+      return Fixed{Kind::uid, std::size_t{low} + 1};
+    default:
+      break;
+  }
+  return malformed("an object has an unknown marker");
+}
+
+}  // namespace
+
+Result<BinaryPropertyList> BinaryPropertyList::open(ByteView bytes) {
+  BinaryPropertyList list;
+  list.bytes_ = bytes;
+  if (const auto read = list.readTrailer(); !read) return read.failure();
+  if (const auto checked = list.checkOffsets(); !checked) return checked.failure();
+  if (const auto checked = BinaryPropertyListCheck(list).checkAll(); !checked)
+    return checked.failure();
+  return list;
+}
+
+Result<Done> BinaryPropertyList::readTrailer() {
+  if (!textOf(bytes_).starts_with(magic)) return malformed("not a binary property list");
+  if (bytes_.size() < magic.size() + trailerSize) return malformed("the trailer is missing");
+  const std::size_t tableEnd = bytes_.size() - trailerSize;
+  const ByteView trailer = bytes_.subspan(tableEnd);
+  offsetWidth_ = std::to_integer<std::size_t>(trailer[6]);
+  referenceWidth_ = std::to_integer<std::size_t>(trailer[7]);
+  objectCount_ = bigEndian(trailer.subspan(8), 8);
+  topIndex_ = bigEndian(trailer.subspan(16), 8);
+  const std::uint64_t table = bigEndian(trailer.subspan(24), 8);
+  if (offsetWidth_ < 1 || offsetWidth_ > 8) return malformed("offsets have no such width");
+  if (referenceWidth_ < 1 || referenceWidth_ > 8) return malformed("references have no such width");
+  if (table <= magic.size() || table > tableEnd)
+    return malformed("the offset table is out of place");
+  table_ = static_cast<std::size_t>(table);
+  const std::size_t tableSize = tableEnd - table_;
+  if (objectCount_ == 0 || tableSize % offsetWidth_ != 0 ||
+      tableSize / offsetWidth_ != objectCount_) {
+    return malformed("the offset table has another size than the object count says");
+  }
+  if (topIndex_ >= objectCount_) return malformed("the top object is out of range");
+  return Done{};
+}
+
+Result<Done> BinaryPropertyList::checkOffsets() const {
+  for (Index index = 0; index < objectCount_; ++index) {
+    const std::uint64_t offset = offsetOf(index);
+    if (offset < magic.size() || offset >= table_) return malformed("an offset is out of range");
+  }
+  return Done{};
+}
+
+std::uint64_t BinaryPropertyList::offsetOf(Index index) const {
+  return bigEndian(bytes_.subspan(table_ + static_cast<std::size_t>(index) * offsetWidth_),
+                   offsetWidth_);
+}
+
+Result<BinaryPropertyList::Object> BinaryPropertyList::read(Index index) const {
+  if (index >= objectCount_) return malformed("a reference is out of range");
+  const auto at = static_cast<std::size_t>(offsetOf(index));
+  const auto marker = std::to_integer<unsigned>(bytes_[at]);
+  if (countedKind(marker)) return readCounted(at, marker);
+  const auto fixed = fixedKind(marker);
+  if (!fixed) return fixed.failure();
+  if (fixed->kind == Kind::boolean) return Object{Kind::boolean, 1, bytes_.subspan(at, 1)};
+  if (fixed->size > table_ - at - 1) return malformed("a value is cut off");
+  const Object object{fixed->kind, 1, bytes_.subspan(at + 1, fixed->size)};
+  if (object.kind == Kind::uid) {
+    for (std::size_t i = 0; i + sizeof(std::uint32_t) < fixed->size; ++i) {
+      if (object.payload[i] != std::byte{0}) return malformed("a UID is above 32 bits");
+    }
+  }
+  return object;
+}
+
+std::size_t BinaryPropertyList::unitOf(Kind kind, unsigned marker) const {
+  switch (kind) {
+    case Kind::array:
+      return referenceWidth_;
+    case Kind::dictionary:
+      return 2 * referenceWidth_;
+    default:
+      return marker >> 4 == 0x6 ? 2 : 1;
+  }
+}
+
+Result<BinaryPropertyList::Object> BinaryPropertyList::readCounted(std::size_t at,
+                                                                   unsigned marker) const {
+  std::uint64_t count = marker & 0xF;
+  std::size_t start = at + 1;
+  if (count == 0xF) {  // an integer object with the count follows
+    const unsigned countMarker = start < table_ ? std::to_integer<unsigned>(bytes_[start]) : 0;
+    if (countMarker < 0x10 || countMarker > 0x13) return malformed("a count is not an integer");
+    const std::size_t width = std::size_t{1} << (countMarker & 0xF);
+    ++start;
+    if (width > table_ - start) return malformed("a count is cut off");
+    count = bigEndian(bytes_.subspan(start), width);
+    start += width;
+  }
+  const Kind kind = *countedKind(marker);
+  const std::size_t unit = unitOf(kind, marker);
+  // NOLINTNEXTLINE(clang-analyzer-core.DivideZero): no unit is 0, as readTrailer saw to it
+  if (count > (table_ - start) / unit) return malformed("an object is longer than what is left");
+  const auto units = static_cast<std::size_t>(count);
+  return Object{kind, units, bytes_.subspan(start, units * unit)};
+}
+
+BinaryPropertyList::Object BinaryPropertyList::object(Index index) const {
+  return read(index).value();
+}
+
+BinaryPropertyList::Index BinaryPropertyList::element(const Object& array,
+                                                      std::size_t position) const {
+  return bigEndian(array.payload.subspan(position * referenceWidth_), referenceWidth_);
+}
+
+BinaryPropertyList::Index BinaryPropertyList::key(const Object& dictionary,
+                                                  std::size_t position) const {
+  return element(dictionary, position);
+}
+
+BinaryPropertyList::Index BinaryPropertyList::value(const Object& dictionary,
+                                                    std::size_t position) const {
+  return element(dictionary, dictionary.count + position);
+}
+
+std::optional<BinaryPropertyList::Object> BinaryPropertyList::find(const Object& dictionary,
+                                                                   std::string_view key) const {
+  for (std::size_t i = 0; i < dictionary.count; ++i) {
+    if (object(this->key(dictionary, i)).textEquals(key)) return object(value(dictionary, i));
+  }
+  return std::nullopt;
+}
+
+}  // namespace corvane

@@ -1,0 +1,157 @@
+#include "Base/Json.h"
+
+#include <algorithm>
+#include <boost/json/parse.hpp>
+#include <boost/json/serialize.hpp>
+#include <cmath>
+#include <optional>
+
+#include "Base/Unicode.h"
+
+namespace corvane {
+namespace {
+
+namespace json = boost::json;
+using Unicode::Surrogates;
+
+json::value parse(std::string_view text, json::error_code& error, bool utf8IsChecked) {
+  json::parse_options options;
+  options.max_depth = maximumJsonDepth;
+  options.allow_invalid_utf8 = utf8IsChecked;
+  return json::parse({text.data(), text.size()}, error, {}, options);
+}
+
+/// Whether `error` may come from an unpaired surrogate. One that something else than an escape
+/// follows is just a syntax error to the parser.
+bool mayHoldSurrogateEscape(std::string_view text) {
+  return text.find("\\ud") != std::string_view::npos || text.find("\\uD") != std::string_view::npos;
+}
+
+/// The code unit of an escape such as "\ud800" at `at`, or nothing when none stands there.
+std::optional<char32_t> unitEscape(std::string_view text, std::size_t at) {
+  if (text.size() < at + 6 || text[at] != '\\' || text[at + 1] != 'u') return std::nullopt;
+  char32_t unit = 0;
+  for (const char digit : text.substr(at + 2, 4)) {
+    const std::size_t value =
+        std::string_view("0123456789abcdef").find(static_cast<char>(digit | 0x20));
+    if (value == std::string_view::npos) return std::nullopt;
+    unit = unit << 4 | static_cast<char32_t>(value);
+  }
+  return unit;
+}
+
+/// Writes the escapes of unpaired surrogates as the bytes that stand for them inside the host.
+std::string withSurrogatesInPlace(std::string_view text) {
+  std::string result;
+  result.reserve(text.size());
+  for (std::size_t at = 0; at < text.size();) {
+    const std::optional<char32_t> unit = unitEscape(text, at);
+    if (!unit || !Unicode::isSurrogate(*unit)) {
+      const std::size_t length = text[at] == '\\' ? 2 : 1;  // an escaped backslash begins no escape
+      result.append(text, at, length);
+      at += length;
+      continue;
+    }
+    const std::optional<char32_t> next = unitEscape(text, at + 6);
+    if (Unicode::isLeadingSurrogate(*unit) && next && Unicode::isTrailingSurrogate(*next)) {
+      result.append(text, at, 12);
+      at += 12;
+    } else {
+      Unicode::append(result, *unit);
+      at += 6;
+    }
+  }
+  return result;
+}
+
+/// The opposite: bytes that stand for unpaired surrogates become escapes. `text` is well formed.
+std::string withSurrogatesEscaped(std::string_view text) {
+  constexpr char digits[] = "0123456789abcdef";
+  std::string result;
+  result.reserve(text.size() + text.size() / 8);
+  for (std::size_t at = 0; at < text.size();) {
+    const auto byte = [&](std::size_t offset) {
+      return static_cast<unsigned char>(text[at + offset]);
+    };
+    if (byte(0) == 0xED && byte(1) >= 0xA0) {
+      result += "\\ud";
+      result += digits[byte(1) >> 2 & 0xF];
+      result += digits[(byte(1) & 3) << 2 | (byte(2) >> 4 & 3)];
+      result += digits[byte(2) & 0xF];
+      at += 3;
+    } else {
+      result += text[at++];
+    }
+  }
+  return result;
+}
+
+bool isValid(const JsonValue& value) {
+  if (const double* number = value.if_double()) return std::isfinite(*number);
+  if (const json::object* object = value.if_object()) return isValidJsonObject(*object);
+  if (const json::array* array = value.if_array())
+    return std::all_of(array->begin(), array->end(), isValid);
+  return true;
+}
+
+const JsonValue* find(const JsonObject& object, std::string_view key) {
+  return object.if_contains({key.data(), key.size()});
+}
+
+}  // namespace
+
+Result<JsonValue> parseJson(std::string_view text) {
+  json::error_code error;
+  json::value value = parse(text, error, false);
+  // The parser refuses unpaired surrogates by several errors; they are rare, so only a refused text
+  // is searched.
+  if (error && mayHoldSurrogateEscape(text) && Unicode::isWellFormed(text, Surrogates::refused)) {
+    value = parse(withSurrogatesInPlace(text), error, true);
+  }
+  if (error) return Failure{FailureCause::malformed, error.message()};
+  if (!value.is_object() && !value.is_array()) {
+    return Failure{FailureCause::malformed,
+                   "JSON text did not start with array or object (no fragments)"};
+  }
+  return value;
+}
+
+bool isValidJsonObject(const JsonObject& object) {
+  return std::all_of(object.begin(), object.end(),
+                     [](const json::key_value_pair& entry) { return isValid(entry.value()); });
+}
+
+Result<std::string> serializeJson(const JsonObject& object) {
+  std::string text = json::serialize(object);
+  if (Unicode::isWellFormed(text, Surrogates::refused)) return text;
+  if (!Unicode::isWellFormed(text, Surrogates::allowed)) {
+    return Failure{FailureCause::malformed, "a text is not UTF-8"};
+  }
+  return withSurrogatesEscaped(text);
+}
+
+std::string description(const JsonObject& object) {
+  return json::serialize(object);
+}
+
+const json::string* findString(const JsonObject& object, std::string_view key) {
+  const JsonValue* value = find(object, key);
+  return value == nullptr ? nullptr : value->if_string();
+}
+
+const bool* findBool(const JsonObject& object, std::string_view key) {
+  const JsonValue* value = find(object, key);
+  return value == nullptr ? nullptr : value->if_bool();
+}
+
+const std::int64_t* findInteger(const JsonObject& object, std::string_view key) {
+  const JsonValue* value = find(object, key);
+  return value == nullptr ? nullptr : value->if_int64();
+}
+
+const JsonObject* findObject(const JsonObject& object, std::string_view key) {
+  const JsonValue* value = find(object, key);
+  return value == nullptr ? nullptr : value->if_object();
+}
+
+}  // namespace corvane

@@ -1,0 +1,48 @@
+#pragma once
+
+#include <boost/json/array.hpp>
+#include <boost/json/object.hpp>
+#include <boost/json/string.hpp>
+#include <boost/json/value.hpp>
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "Base/Result.h"
+
+/// JSON text (RFC 8259, https://www.rfc-editor.org/rfc/rfc8259) to values and back, with Boost.JSON
+/// (https://www.boost.org/doc/libs/1_81_0/libs/json/). Integers and reals stay apart, of equal keys
+/// the last one counts. Unpaired surrogates, which browsers send as escapes such as "\ud800", are
+/// kept inside as Base/Unicode.h says and leave as the same escapes. All functions are safe from
+/// any thread.
+namespace corvane {
+
+using JsonObject = boost::json::object;
+using JsonValue = boost::json::value;
+
+/// How many arrays and objects may stand inside one another.
+inline constexpr std::size_t maximumJsonDepth = 512;
+
+/// Parses a whole text whose top level is an object or an array. Fails, with the reason, when the
+/// text is not strict JSON in UTF-8, nests deeper than `maximumJsonDepth`, or has a scalar as its
+/// top level.
+Result<JsonValue> parseJson(std::string_view text);
+
+/// False when something in `object` has no JSON text: a number that is infinite or not a number.
+bool isValidJsonObject(const JsonObject& object);
+
+/// The compact UTF-8 text of a valid object. Fails when a text in it is not well formed.
+Result<std::string> serializeJson(const JsonObject& object);
+
+/// A text for the log, whatever `object` holds; may be no JSON.
+std::string description(const JsonObject& object);
+
+/// The member `key` of `object` if it is there and a text, otherwise nothing; likewise for the
+/// other kinds. Kinds never mix: true is no integer, 1 no boolean, 443.0 no integer. The text lives
+/// as long as `object`.
+const boost::json::string* findString(const JsonObject& object, std::string_view key);
+const bool* findBool(const JsonObject& object, std::string_view key);
+const std::int64_t* findInteger(const JsonObject& object, std::string_view key);
+const JsonObject* findObject(const JsonObject& object, std::string_view key);
+
+}  // namespace corvane

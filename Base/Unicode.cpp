@@ -1,0 +1,123 @@
+#include "Base/Unicode.h"
+
+#include <cstdint>
+#include <cstring>
+
+namespace corvane::Unicode {
+namespace {
+
+constexpr std::uint64_t highBits = 0x8080808080808080U;
+
+unsigned byteAt(std::string_view text, std::size_t index) {
+  return static_cast<unsigned char>(text[index]);
+}
+
+bool isContinuation(std::string_view text, std::size_t index) {
+  return index < text.size() && (byteAt(text, index) & 0xC0U) == 0x80;
+}
+
+/// Bytes of the well-formed character at `at`, or 0 when there is none.
+std::size_t characterLength(std::string_view text, std::size_t at, Surrogates surrogates) {
+  const unsigned first = byteAt(text, at);
+  if (first < 0x80) return 1;
+  if (first < 0xC2 || first > 0xF4 || !isContinuation(text, at + 1)) return 0;
+  const unsigned second = byteAt(text, at + 1);
+  if (first < 0xE0) return 2;
+  if (!isContinuation(text, at + 2)) return 0;
+  if (first < 0xF0) {
+    if (first == 0xE0 && second < 0xA0) return 0;
+    if (first == 0xED && second >= 0xA0 && surrogates == Surrogates::refused) return 0;
+    return 3;
+  }
+  if (!isContinuation(text, at + 3)) return 0;
+  if ((first == 0xF0 && second < 0x90) || (first == 0xF4 && second >= 0x90)) return 0;
+  return 4;
+}
+
+void appendHexEscape(std::string& text, unsigned byte) {
+  constexpr char digits[] = "0123456789ABCDEF";
+  text += "\\x";
+  text += digits[byte >> 4];
+  text += digits[byte & 0xF];
+}
+
+void appendControl(std::string& text, unsigned byte) {
+  switch (byte) {
+    case '\n':
+      text += "\\n";
+      break;
+    case '\r':
+      text += "\\r";
+      break;
+    case '\t':
+      text += "\\t";
+      break;
+    default:
+      appendHexEscape(text, byte);
+  }
+}
+
+}  // namespace
+
+std::size_t wellFormedLength(std::string_view text, Surrogates surrogates) {
+  std::size_t at = 0;
+  while (at < text.size()) {
+    std::uint64_t word = 0;
+    if (text.size() - at >= sizeof word) {  // eight plain characters at a time
+      std::memcpy(&word, text.data() + at, sizeof word);
+      if ((word & highBits) == 0) {
+        at += sizeof word;
+        continue;
+      }
+    }
+    const std::size_t length = characterLength(text, at, surrogates);
+    if (length == 0) break;
+    at += length;
+  }
+  return at;
+}
+
+void append(std::string& text, char32_t codePoint) {
+  const auto put = [&text](char32_t byte) {
+    text += static_cast<char>(static_cast<unsigned char>(byte));
+  };
+  if (codePoint < 0x80) {
+    put(codePoint);
+  } else if (codePoint < 0x800) {
+    put(0xC0 | codePoint >> 6);
+    put(0x80 | (codePoint & 0x3F));
+  } else if (codePoint < 0x10000) {
+    put(0xE0 | codePoint >> 12);
+    put(0x80 | (codePoint >> 6 & 0x3F));
+    put(0x80 | (codePoint & 0x3F));
+  } else {
+    put(0xF0 | codePoint >> 18);
+    put(0x80 | (codePoint >> 12 & 0x3F));
+    put(0x80 | (codePoint >> 6 & 0x3F));
+    put(0x80 | (codePoint & 0x3F));
+  }
+}
+
+void appendVisible(std::string& text, std::string_view value) {
+  std::size_t at = 0;
+  while (at < value.size()) {
+    const unsigned byte = byteAt(value, at);
+    if (byte < 0x20 || byte == 0x7F) {
+      appendControl(text, byte);
+      ++at;
+      continue;
+    }
+    const std::size_t length = characterLength(value, at, Surrogates::refused);
+    const bool isLateControl = length == 2 && byte == 0xC2 && byteAt(value, at + 1) < 0xA0;
+    if (length == 0 || isLateControl) {
+      for (const std::size_t end = at + (isLateControl ? 2 : 1); at < end; ++at) {
+        appendHexEscape(text, byteAt(value, at));
+      }
+      continue;
+    }
+    text.append(value, at, length);
+    at += length;
+  }
+}
+
+}  // namespace corvane::Unicode

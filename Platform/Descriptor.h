@@ -1,0 +1,20 @@
+#pragma once
+
+#include <cstddef>
+#include <span>
+
+#include "Base/Bytes.h"
+#include "Base/Result.h"
+
+/// Reading and writing descriptors that somebody else opened: pipes, mostly. Interrupted calls are
+/// repeated; a descriptor that was set not to wait is waited for all the same.
+namespace corvane::Platform::Descriptor {
+
+/// Waits until something can be read from `descriptor` and puts it into `bytes`; 0 at the end of
+/// input.
+Result<std::size_t> readSome(int descriptor, std::span<std::byte> bytes);
+
+/// Writes all of `bytes` with one call, or with more where the system takes less at a time.
+Result<Done> writeAll(int descriptor, ByteView bytes);
+
+}  // namespace corvane::Platform::Descriptor

@@ -1,0 +1,84 @@
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "Base/Bytes.h"
+#include "Base/Result.h"
+#include "Platform/SystemCalls.h"
+
+namespace corvane::Platform {
+
+/// An open file, closed with the object. Owns its descriptor, which no child process inherits.
+/// Calls that a signal interrupts are repeated. One thread at a time.
+class File {
+ public:
+  enum class Access {
+    read,        ///< for reading; must exist
+    append,      ///< for writing at the end, whoever else writes too; must exist
+    makeAppend,  ///< as append, but the file must not exist and is made with mode 0600
+  };
+
+  struct Status {
+    std::uint64_t size = 0;                         ///< in bytes
+    bool isLinked = false;                          ///< false once nobody can find it by a name
+    std::uint64_t device = 0;                       ///< together with `inode`: which file it is
+    std::uint64_t inode = 0;                        ///<
+    std::chrono::system_clock::time_point changed;  ///< last write to it, for a folder to its list
+  };
+
+  /// Opens `path`; never follows a symbolic link in the last component.
+  static Result<File> open(const std::string& path, Access access,
+                           SystemCalls& calls = SystemCalls::system());
+
+  File(File&& other) noexcept;
+  File& operator=(File&& other) noexcept;
+  File(const File&) = delete;
+  File& operator=(const File&) = delete;
+  ~File();
+
+  /// Writes `bytes` with one call and says how many the system took: fewer than all when the disk
+  /// fills up.
+  Result<std::size_t> append(ByteView bytes);
+
+  /// Reads from the present position on into `bytes`; 0 at the end of the file.
+  Result<std::size_t> read(std::span<std::byte> bytes);
+
+  /// Reads all that is left. Fails with `malformed` when that is more than `limit` bytes.
+  Result<std::vector<std::byte>> readAll(std::size_t limit);
+
+  [[nodiscard]] Result<Status> status() const;
+
+  /// Takes the whole-file advisory lock (flock) without waiting; `wouldBlock` when somebody else
+  /// has it. It goes with `unlock` or with the file.
+  Result<Done> tryLock();
+  void unlock();
+
+  [[nodiscard]] int descriptor() const { return descriptor_; }
+
+ private:
+  File(int descriptor, SystemCalls& calls) : descriptor_(descriptor), calls_(&calls) {}
+
+  int descriptor_;  // -1 once moved from
+  SystemCalls* calls_;
+};
+
+/// The status of what `path` names (links followed), for example a folder's: `changed` moves when
+/// an entry comes or goes.
+Result<File::Status> statusOf(const std::string& path, SystemCalls& calls = SystemCalls::system());
+
+/// Removes the name `path`. A missing one is a failure with cause `notFound`.
+Result<Done> removeFile(const std::string& path, SystemCalls& calls = SystemCalls::system());
+
+/// Makes the folder `path` and those above it that are missing, mode 0700. Existing folders are
+/// fine; anything else in their place is a failure.
+Result<Done> makeFolders(const std::string& path);
+
+/// The failure that errno tells of now, as "`operation`: text of the error".
+Failure failureFromErrno(const std::string& operation);
+
+}  // namespace corvane::Platform

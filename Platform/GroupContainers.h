@@ -1,0 +1,14 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+namespace corvane::Platform::GroupContainers {
+
+/// The folder that the programs of application group `identifier` share, without a final slash, or
+/// nothing when this user has none. On Linux it must be a folder of the effective user that nobody
+/// else may write to; the user database, never the environment, says where it lies. Never makes it.
+/// Safe from any thread.
+std::optional<std::string> folderOf(const std::string& identifier);
+
+}  // namespace corvane::Platform::GroupContainers

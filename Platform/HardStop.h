@@ -1,0 +1,13 @@
+#pragma once
+
+#include <string_view>
+
+namespace corvane::Platform {
+
+/// Ends the process at once, by a signal and without a core file, after one line that says why on
+/// standard error and in the system log. For the few states in which the host cannot do anything
+/// right: what a caller could answer or log is never a hard stop. Nothing reaches standard output.
+/// Safe from any thread.
+[[noreturn]] void hardStop(std::string_view why);
+
+}  // namespace corvane::Platform

@@ -1,0 +1,105 @@
+#include "Platform/Linux/NotificationFolders.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <chrono>
+#include <csignal>
+
+#include "Platform/File.h"
+#include "Platform/Linux/Folders.h"
+#include "Platform/Linux/NotificationSocket.h"
+#include "Platform/Linux/ProcessFileName.h"
+#include "Platform/Posix/FileTimes.h"
+
+namespace corvane::Platform {
+namespace {
+
+constexpr mode_t folderMode = 0700;
+
+/// A hidden socket that refuses may be one that is just being bound, even by a process that can't
+/// be seen from here; not when it is older than this.
+constexpr std::chrono::seconds longestBinding{10};
+
+/// How often a folder is made that others remove while it is empty. Each time somebody must come
+/// between two system calls; this many in a row means that the socket itself is gone.
+constexpr int linkAttempts = 1000;
+
+bool isOld(const OwnedDescriptor& folder, const std::string& entry) {
+  struct stat status = {};
+  return ::fstatat(folder.number(), entry.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 &&
+         std::chrono::system_clock::now() - changeTime(status) > longestBinding;
+}
+
+bool isProcessGone(pid_t process) {
+  return ::kill(process, 0) != 0 && errno == ESRCH;
+}
+
+void cleanHidden(const NotificationSocketProbe& probe, const OwnedDescriptor& folder,
+                 const std::string& entry) {
+  const auto process = ProcessFileName::processOf(std::string_view(entry).substr(1));
+  if (process && isProcessGone(*process) && isOld(folder, entry) && probe.isDead(folder, entry)) {
+    ::unlinkat(folder.number(), entry.c_str(), 0);
+  }
+}
+
+void cleanName(const NotificationSocketProbe& probe, const OwnedDescriptor& folder) {
+  for (const std::string& entry : Folders::entries(folder)) {
+    if (probe.isDead(folder, entry)) ::unlinkat(folder.number(), entry.c_str(), 0);
+  }
+}
+
+}  // namespace
+
+bool NotificationFolders::isName(std::string_view name) {
+  return Folders::isVisibleName(name) && name.size() <= longestNotificationName;
+}
+
+Result<NotificationFolders> NotificationFolders::open(const std::string& containerFolder) {
+  const std::string path = containerFolder + "/Notifications";
+  if (::mkdir(path.c_str(), folderMode) != 0 && errno != EEXIST)
+    return failureFromErrno("mkdir " + path);
+  OwnedDescriptor folder = Folders::open(path);
+  if (!folder) return failureFromErrno("open " + path);
+  return NotificationFolders(std::move(folder));
+}
+
+Result<Done> NotificationFolders::link(const std::string& socketName,
+                                       const std::string& name) const {
+  const std::string link = name + "/" + socketName;
+  for (int attempt = 0; attempt < linkAttempts; ++attempt) {
+    if (::linkat(folder_.number(), hidden(socketName).c_str(), folder_.number(), link.c_str(), 0) ==
+        0) {
+      return Done{};
+    }
+    if (errno == EEXIST) return Done{};
+    if (errno != ENOENT) break;
+    if (::mkdirat(folder_.number(), name.c_str(), folderMode) != 0 && errno != EEXIST) break;
+  }
+  return failureFromErrno("link into " + name);
+}
+
+void NotificationFolders::unlink(const std::string& socketName, const std::string& name) const {
+  ::unlinkat(folder_.number(), (name + "/" + socketName).c_str(), 0);
+  ::unlinkat(folder_.number(), name.c_str(), AT_REMOVEDIR);
+}
+
+void NotificationFolders::removeSocket(const std::string& socketName) const {
+  ::unlinkat(folder_.number(), hidden(socketName).c_str(), 0);
+}
+
+void NotificationFolders::clean(const std::string& keptName) const {
+  const NotificationSocketProbe probe;
+  for (const std::string& entry : Folders::entries(folder_)) {
+    if (entry.front() == '.') {
+      cleanHidden(probe, folder_, entry);
+      continue;
+    }
+    if (const OwnedDescriptor names = Folders::open(folder_, entry)) cleanName(probe, names);
+    if (entry != keptName) ::unlinkat(folder_.number(), entry.c_str(), AT_REMOVEDIR);
+  }
+}
+
+}  // namespace corvane::Platform

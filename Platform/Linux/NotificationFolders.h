@@ -1,0 +1,52 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "Base/Result.h"
+#include "Platform/Linux/OwnedDescriptor.h"
+
+namespace corvane::Platform {
+
+/// The folder `Notifications` of a group container. In it lies, for each name that somebody
+/// observes, a folder of that name, and there a link to the socket of each process that does. The
+/// sockets themselves are bound under a hidden name beside these folders, so that a link never
+/// shows before it can be reached.
+///
+/// Every process of the user works here at the same time and may die at any instruction. Stateless
+/// but for the open folder; safe from any thread.
+class NotificationFolders {
+ public:
+  /// Whether `name` can name a notification: 1 to 200 bytes, no "/" or zero byte, no "." in front.
+  static bool isName(std::string_view name);
+
+  /// Opens the folder, after making it when it is missing; never makes the container.
+  static Result<NotificationFolders> open(const std::string& containerFolder);
+
+  [[nodiscard]] const OwnedDescriptor& folder() const { return folder_; }
+
+  /// The hidden name under which the socket `socketName` is bound.
+  static std::string hidden(const std::string& socketName) { return '.' + socketName; }
+
+  /// Links the socket `socketName`, which is bound, into the folder of `name`, which is made as
+  /// often as others remove it empty. Linking twice is fine.
+  [[nodiscard]] Result<Done> link(const std::string& socketName, const std::string& name) const;
+
+  /// Takes the link away again, and the folder of `name` if that leaves it empty.
+  void unlink(const std::string& socketName, const std::string& name) const;
+
+  /// Takes the hidden name of the socket away.
+  void removeSocket(const std::string& socketName) const;
+
+  /// Removes what dead processes left: their sockets, and empty folders but that of `keptName`.
+  /// Leaves alone what is no socket.
+  void clean(const std::string& keptName) const;
+
+ private:
+  explicit NotificationFolders(OwnedDescriptor folder) : folder_(std::move(folder)) {}
+
+  OwnedDescriptor folder_;
+};
+
+}  // namespace corvane::Platform

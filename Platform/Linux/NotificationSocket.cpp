@@ -1,0 +1,74 @@
+#include "Platform/Linux/NotificationSocket.h"
+
+#include <fcntl.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+
+#include <cerrno>
+#include <utility>
+
+#include "Platform/File.h"
+
+namespace corvane::Platform {
+namespace {
+
+/// The address of `name` in `folder`; nothing when it is too long for an address.
+std::optional<sockaddr_un> addressOf(const OwnedDescriptor& folder, const std::string& name) {
+  sockaddr_un address = {};
+  address.sun_family = AF_UNIX;
+  const std::string path = folder.path() + "/" + name;
+  if (path.size() >= sizeof address.sun_path) return std::nullopt;
+  path.copy(address.sun_path, path.size());
+  return address;
+}
+
+OwnedDescriptor makeSocket() {
+  return OwnedDescriptor(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+}
+
+const sockaddr* plain(const sockaddr_un& address) {
+  return reinterpret_cast<const sockaddr*>(&address);
+}
+
+}  // namespace
+
+Result<NotificationSocket> NotificationSocket::bind(const OwnedDescriptor& folder,
+                                                    const std::string& name) {
+  OwnedDescriptor socket = makeSocket();
+  if (!socket) return failureFromErrno("socket");
+  const auto address = addressOf(folder, name);
+  if (!address) return Failure{FailureCause::other, "the name of a socket is too long"};
+  if (::bind(socket.number(), plain(*address), sizeof *address) != 0)
+    return failureFromErrno("bind");
+  return NotificationSocket(std::move(socket));
+}
+
+std::optional<std::string_view> NotificationSocket::receive() {
+  ssize_t length = 0;
+  do {
+    length = ::recv(socket_.number(), buffer_.data(), buffer_.size(), 0);
+  } while (length < 0 && errno == EINTR);
+  if (length < 0) return std::nullopt;
+  const auto size = static_cast<std::size_t>(length);
+  if (size > longestNotificationName) return "";
+  return std::string_view(buffer_.data(), size);
+}
+
+void NotificationSocket::close() {
+  ::shutdown(socket_.number(), SHUT_RDWR);
+}
+
+NotificationSocketProbe::NotificationSocketProbe() : socket_(makeSocket()) {}
+
+bool NotificationSocketProbe::isDead(const OwnedDescriptor& folder, const std::string& name) const {
+  struct stat status = {};
+  if (::fstatat(folder.number(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) return false;
+  if (!S_ISSOCK(status.st_mode)) return false;
+  const auto address = addressOf(folder, name);
+  if (!address) return false;
+  return ::connect(socket_.number(), plain(*address), sizeof *address) != 0 &&
+         errno == ECONNREFUSED;
+}
+
+}  // namespace corvane::Platform

@@ -1,0 +1,52 @@
+#pragma once
+
+#include <array>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "Base/Result.h"
+#include "Platform/Linux/OwnedDescriptor.h"
+
+namespace corvane::Platform {
+
+/// The longest name of a notification, in bytes.
+inline constexpr std::size_t longestNotificationName = 200;
+
+/// The datagram socket through which a process hears notifications: each datagram is the name of
+/// one. Bound and reached through the descriptor of a folder, as paths of containers are longer
+/// than socket addresses.
+class NotificationSocket {
+ public:
+  /// Binds a new socket under `name` in `folder`.
+  static Result<NotificationSocket> bind(const OwnedDescriptor& folder, const std::string& name);
+
+  /// Waits for the next datagram and gives its text, valid until the next call; "" when it is
+  /// longer than any name, and at once after `close`. Nothing when the system fails. One thread at
+  /// a time.
+  std::optional<std::string_view> receive();
+
+  /// Lets nothing more in and wakes a `receive` that waits. Safe beside it.
+  void close();
+
+ private:
+  explicit NotificationSocket(OwnedDescriptor socket) : socket_(std::move(socket)) {}
+
+  OwnedDescriptor socket_;
+  std::array<char, longestNotificationName + 1> buffer_ = {};
+};
+
+/// Finds the sockets of processes that are gone. One thread at a time.
+class NotificationSocketProbe {
+ public:
+  NotificationSocketProbe();
+
+  /// Whether nobody has the socket `name` in `folder` open any more. False for all else, be it no
+  /// socket.
+  [[nodiscard]] bool isDead(const OwnedDescriptor& folder, const std::string& name) const;
+
+ private:
+  OwnedDescriptor socket_;
+};
+
+}  // namespace corvane::Platform

@@ -1,0 +1,37 @@
+#pragma once
+
+#include <unistd.h>
+
+#include <string>
+#include <utility>
+
+namespace corvane::Platform {
+
+/// Owns a file descriptor and closes it; may own none. One thread at a time.
+class OwnedDescriptor {
+ public:
+  OwnedDescriptor() = default;
+  /// Takes over `number`; a negative one, the result of a call that failed, stands for none.
+  explicit OwnedDescriptor(int number) : number_(number) {}
+  OwnedDescriptor(OwnedDescriptor&& other) noexcept : number_(std::exchange(other.number_, -1)) {}
+  OwnedDescriptor& operator=(OwnedDescriptor&& other) noexcept {
+    std::swap(number_, other.number_);
+    return *this;
+  }
+  OwnedDescriptor(const OwnedDescriptor&) = delete;
+  OwnedDescriptor& operator=(const OwnedDescriptor&) = delete;
+  ~OwnedDescriptor() {
+    if (number_ >= 0) ::close(number_);
+  }
+
+  explicit operator bool() const { return number_ >= 0; }
+  [[nodiscard]] int number() const { return number_; }
+
+  /// A path to what the descriptor stands for: short, and true even after a renaming.
+  [[nodiscard]] std::string path() const { return "/proc/self/fd/" + std::to_string(number_); }
+
+ private:
+  int number_ = -1;
+};
+
+}  // namespace corvane::Platform

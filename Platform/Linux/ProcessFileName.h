@@ -1,0 +1,20 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+/// Names of what one process puts into a folder that many share: "<process identifier>.<16
+/// hexadecimal digits>". The digits are random, as process identifiers come again. Safe from any
+/// thread.
+namespace corvane::Platform::ProcessFileName {
+
+/// A new name for this process.
+std::string make();
+
+/// The process that `name` belongs to, or nothing when `name` is no such name.
+std::optional<pid_t> processOf(std::string_view name);
+
+}  // namespace corvane::Platform::ProcessFileName

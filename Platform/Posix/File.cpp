@@ -1,0 +1,172 @@
+#include "Platform/File.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <system_error>
+#include <utility>
+
+#include "Platform/Posix/FileTimes.h"
+
+namespace corvane::Platform {
+namespace {
+
+FailureCause causeOf(int error) {
+  switch (error) {
+    case ENOENT:
+    case ENOTDIR:
+      return FailureCause::notFound;
+    case EEXIST:
+      return FailureCause::alreadyExists;
+    case EACCES:
+    case EPERM:
+    case EROFS:
+    case ELOOP:
+      return FailureCause::notPermitted;
+    case ENOSPC:
+    case EDQUOT:
+    case EFBIG:
+      return FailureCause::noSpace;
+    case EWOULDBLOCK:
+      return FailureCause::wouldBlock;
+    default:
+      return FailureCause::other;
+  }
+}
+
+/// Repeats a call that a signal interrupted.
+template <class Call>
+auto retrying(Call call) {
+  auto result = call();
+  while (result < 0 && errno == EINTR) result = call();
+  return result;
+}
+
+int flagsOf(File::Access access) {
+  switch (access) {
+    case File::Access::read:
+      return O_RDONLY;
+    case File::Access::append:
+      return O_WRONLY | O_APPEND;
+    case File::Access::makeAppend:
+      return O_WRONLY | O_APPEND | O_CREAT | O_EXCL;
+  }
+  return O_RDONLY;
+}
+
+File::Status statusFrom(const struct stat& status) {
+  File::Status result;
+  result.size = static_cast<std::uint64_t>(status.st_size);
+  result.isLinked = status.st_nlink > 0;
+  result.device = static_cast<std::uint64_t>(status.st_dev);
+  result.inode = static_cast<std::uint64_t>(status.st_ino);
+  result.changed = changeTime(status);
+  return result;
+}
+
+}  // namespace
+
+Failure failureFromErrno(const std::string& operation) {
+  const int error = errno;
+  return {causeOf(error), operation + ": " + std::generic_category().message(error)};
+}
+
+Result<File> File::open(const std::string& path, Access access, SystemCalls& calls) {
+  const int flags = flagsOf(access) | O_CLOEXEC | O_NOFOLLOW;
+  const int descriptor = retrying([&] { return calls.open(path.c_str(), flags, 0600); });
+  if (descriptor < 0) return failureFromErrno("open " + path);
+  return File(descriptor, calls);
+}
+
+File::File(File&& other) noexcept
+    : descriptor_(std::exchange(other.descriptor_, -1)), calls_(other.calls_) {}
+
+File& File::operator=(File&& other) noexcept {
+  std::swap(descriptor_, other.descriptor_);
+  std::swap(calls_, other.calls_);
+  return *this;
+}
+
+File::~File() {
+  if (descriptor_ >= 0)
+    calls_->close(descriptor_);  // never repeated: after EINTR it may be another's
+}
+
+Result<std::size_t> File::append(ByteView bytes) {
+  const ssize_t written =
+      retrying([&] { return calls_->write(descriptor_, bytes.data(), bytes.size()); });
+  if (written < 0) return failureFromErrno("write");
+  return static_cast<std::size_t>(written);
+}
+
+Result<std::size_t> File::read(std::span<std::byte> bytes) {
+  const ssize_t count =
+      retrying([&] { return calls_->read(descriptor_, bytes.data(), bytes.size()); });
+  if (count < 0) return failureFromErrno("read");
+  return static_cast<std::size_t>(count);
+}
+
+Result<std::vector<std::byte>> File::readAll(std::size_t limit) {
+  std::vector<std::byte> bytes;
+  std::size_t filled = 0;
+  for (;;) {
+    if (filled == bytes.size())
+      bytes.resize(std::min(limit + 1, std::max<std::size_t>(4096, 2 * filled)));
+    const auto count = read(std::span(bytes).subspan(filled));
+    if (!count) return count.failure();
+    filled += count.value();
+    if (filled > limit) return Failure{FailureCause::malformed, "longer than allowed"};
+    if (count.value() == 0) break;
+  }
+  bytes.resize(filled);
+  return bytes;
+}
+
+Result<File::Status> File::status() const {
+  struct stat status = {};
+  if (calls_->fstat(descriptor_, &status) != 0) return failureFromErrno("fstat");
+  return statusFrom(status);
+}
+
+Result<Done> File::tryLock() {
+  if (retrying([&] { return calls_->flock(descriptor_, LOCK_EX | LOCK_NB); }) != 0) {
+    return failureFromErrno("flock");
+  }
+  return Done{};
+}
+
+void File::unlock() {
+  calls_->flock(descriptor_, LOCK_UN);
+}
+
+Result<File::Status> statusOf(const std::string& path, SystemCalls& calls) {
+  struct stat status = {};
+  if (calls.stat(path.c_str(), &status) != 0) return failureFromErrno("stat " + path);
+  return statusFrom(status);
+}
+
+Result<Done> removeFile(const std::string& path, SystemCalls& calls) {
+  if (calls.unlink(path.c_str()) != 0) return failureFromErrno("unlink " + path);
+  return Done{};
+}
+
+Result<Done> makeFolders(const std::string& path) {
+  struct stat status = {};
+  if (::stat(path.c_str(), &status) == 0) {
+    if (S_ISDIR(status.st_mode)) return Done{};
+    errno = ENOTDIR;
+    return failureFromErrno("mkdir " + path);
+  }
+  const std::size_t slash = path.find_last_of('/');
+  if (slash != std::string::npos && slash > 0) {
+    auto above = makeFolders(path.substr(0, slash));
+    if (!above) return above;
+  }
+  if (::mkdir(path.c_str(), 0700) != 0 && errno != EEXIST) return failureFromErrno("mkdir " + path);
+  return Done{};
+}
+
+}  // namespace corvane::Platform

@@ -1,0 +1,27 @@
+#include "Platform/StandardStreams.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <csignal>
+
+namespace corvane::Platform {
+
+std::optional<BrowserDescriptors> claimStandardStreams() {
+  int filler = 0;
+  do {  // each takes the lowest free descriptor
+    filler = ::open("/dev/null", O_RDWR);
+    if (filler < 0) return std::nullopt;
+  } while (filler <= STDERR_FILENO);
+  ::close(filler);
+
+  const int output = ::fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+  if (output < 0 || ::dup2(STDERR_FILENO, STDOUT_FILENO) < 0) return std::nullopt;
+  return BrowserDescriptors{STDIN_FILENO, output};
+}
+
+void ignoreBrokenPipes() {
+  ::signal(SIGPIPE, SIG_IGN);
+}
+
+}  // namespace corvane::Platform

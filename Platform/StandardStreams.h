@@ -1,0 +1,22 @@
+#pragma once
+
+#include <optional>
+
+namespace corvane::Platform {
+
+/// The two descriptors on which the browser speaks with this process.
+struct BrowserDescriptors {
+  int input;   ///< standard input
+  int output;  ///< what standard output was; no child process inherits it
+};
+
+/// Takes the browser's descriptors for the caller alone, as the first thing a process does: fills
+/// descriptors 0 to 2 that are closed with /dev/null, keeps the real standard output on a
+/// descriptor of its own, and points descriptor 1 at standard error, so that no stray print can
+/// ever break a frame. Nothing when the system has no descriptor left for it.
+std::optional<BrowserDescriptors> claimStandardStreams();
+
+/// A write to a reader that is gone fails instead of ending the process.
+void ignoreBrokenPipes();
+
+}  // namespace corvane::Platform

@@ -1,0 +1,67 @@
+#include "SharedComponents/GroupContainer.h"
+
+#include <cstdint>
+#include <limits>
+#include <utility>
+
+#include "Platform/File.h"
+#include "Platform/GroupSettings.h"
+#include "Platform/HardStop.h"
+#include "VCommons/VCommonsKit/VCLog.h"
+
+namespace corvane {
+namespace {
+
+constexpr char logLevelKey[] = "DefaultsKeyLogLevel";
+
+}  // namespace
+
+GroupContainer::GroupContainer(std::optional<std::string> folder, std::string groupIdentifier,
+                               std::string mainAppIdentifier)
+    : folder_(std::move(folder)),
+      groupIdentifier_(std::move(groupIdentifier)),
+      mainAppIdentifier_(std::move(mainAppIdentifier)) {}
+
+const std::optional<std::string>& GroupContainer::logsUrl() {
+  return made(logs_, "Logs/" + mainAppIdentifier_, "logsUrl", "logs");
+}
+
+const std::optional<std::string>& GroupContainer::dataUrl() {
+  return made(data_, "Data", "dataUrl", "data");
+}
+
+void GroupContainer::pickUpLogLevel(VCLLogger& logger) const {
+  const auto settings = Platform::GroupSettings::open(required(), groupIdentifier_);
+  if (!settings) {
+    Platform::hardStop("the group settings cannot be opened: " + settings.failure().text);
+  }
+  const std::int64_t level = settings->integer(logLevelKey);
+  if (level == 0) return;
+  if (level < 0 || level > std::numeric_limits<std::uint32_t>::max()) {
+    Platform::hardStop("the group setting DefaultsKeyLogLevel is out of range: " +
+                       std::to_string(level));
+  }
+  logger.modifyLogLevel(static_cast<std::uint32_t>(level));
+}
+
+const std::optional<std::string>& GroupContainer::made(Folder& folder, const std::string& component,
+                                                       const char* property, const char* purpose) {
+  std::call_once(folder.once, [&] {
+    const std::string path = required() + "/" + component;
+    const auto outcome = Platform::makeFolders(path);
+    if (outcome) {
+      folder.path = path;
+    } else {
+      VCLogCError({"SharedComponents/SharedResources", property},
+                  "Can't create group %s folder: %@", purpose, outcome.failure());
+    }
+  });
+  return folder.path;
+}
+
+const std::string& GroupContainer::required() const {
+  if (!folder_) Platform::hardStop("there is no shared container for " + groupIdentifier_);
+  return *folder_;
+}
+
+}  // namespace corvane

@@ -1,0 +1,52 @@
+#pragma once
+
+#include <mutex>
+#include <optional>
+#include <string>
+
+#include "VCommons/VCLLogger.h"
+
+namespace corvane {
+
+/// The folder that host and main application share, the two folders in it that both use, and the
+/// settings. Each folder is derived and made at most once, on first use; the outcome, also a
+/// failure, stands for the life of the object. Safe from any thread.
+class GroupContainer {
+ public:
+  /// `folder`: the container, or nothing when there is none. The identifiers name the group (and so
+  /// its settings) and the main application (and so the logs folder).
+  GroupContainer(std::optional<std::string> folder, std::string groupIdentifier,
+                 std::string mainAppIdentifier);
+
+  /// The container, or nothing when the system gives none.
+  [[nodiscard]] const std::optional<std::string>& url() const { return folder_; }
+
+  /// "Logs/" and the main application's identifier inside the container, made when missing.
+  /// Nothing, with an error line, when it cannot be made. Without a container the process stops.
+  const std::optional<std::string>& logsUrl();
+
+  /// "Data", the folder of the exchange files; the same rules.
+  const std::optional<std::string>& dataUrl();
+
+  /// Reads the log level that the main application has set and hands it to `logger`; 0 or none
+  /// leaves the level as it is. The settings are read anew at each call. The process stops when
+  /// they can't be read or when the level does not fit 32 unsigned bits.
+  void pickUpLogLevel(VCLLogger& logger) const;
+
+ private:
+  struct Folder {
+    std::once_flag once;
+    std::optional<std::string> path;
+  };
+  const std::optional<std::string>& made(Folder& folder, const std::string& component,
+                                         const char* property, const char* purpose);
+  [[nodiscard]] const std::string& required() const;
+
+  const std::optional<std::string> folder_;
+  const std::string groupIdentifier_;
+  const std::string mainAppIdentifier_;
+  Folder logs_;
+  Folder data_;
+};
+
+}  // namespace corvane

@@ -1,0 +1,80 @@
+#include "SharedComponents/SharedResources.h"
+
+#include <atomic>
+#include <utility>
+
+#include "Platform/GroupContainers.h"
+#include "Platform/HardStop.h"
+#include "SharedComponents/Configuration.h"
+#include "SharedComponents/GroupContainer.h"
+#include "VCommons/VCLLogger.h"
+
+namespace corvane {
+namespace {
+
+GroupContainer& container() {
+  static auto& container = *new GroupContainer(
+      Platform::GroupContainers::folderOf(Configuration::AppGroupIdentifier),
+      Configuration::AppGroupIdentifier, Configuration::MainAppBundleIdentifier);
+  return container;
+}
+
+const std::string& containerFolder() {
+  const std::optional<std::string>& folder = container().url();
+  if (!folder) Platform::hardStop("there is no shared container");
+  return *folder;
+}
+
+DispatchQueue& sharedResourcesQueue() {
+  static auto& queue = *new DispatchQueue("SharedResourcesQueue");
+  return queue;
+}
+
+std::atomic<bool> centerIsUsed{false};
+
+Platform::NotificationCenter& notificationCenter() {
+  static auto& center = *new Platform::NotificationCenter(containerFolder());
+  centerIsUsed = true;
+  return center;
+}
+
+RequestSignalling& signalling() {
+  static auto& signalling = *new RequestSignalling(notificationCenter(), sharedResourcesQueue(),
+                                                   Configuration::MainAppBundleIdentifier);
+  return signalling;
+}
+
+}  // namespace
+
+const std::optional<std::string>& SharedResources::url() {
+  return container().url();
+}
+const std::optional<std::string>& SharedResources::logsUrl() {
+  return container().logsUrl();
+}
+const std::optional<std::string>& SharedResources::dataUrl() {
+  return container().dataUrl();
+}
+
+void SharedResources::pickUpLogLevel() {
+  container().pickUpLogLevel(VCLLogger::singleton());
+}
+
+void SharedResources::setHandler(RequestResponseName name, Handler handler) {
+  signalling().setHandler(name, std::move(handler));
+}
+
+SharedResources::Handler SharedResources::handler(RequestResponseName name) {
+  return signalling().handler(name);
+}
+
+const Platform::RunningApplications& SharedResources::runningApplications() {
+  static const auto& applications = *new Platform::RunningApplications(containerFolder());
+  return applications;
+}
+
+void SharedResources::withdraw() {
+  if (centerIsUsed) notificationCenter().withdraw();
+}
+
+}  // namespace corvane

@@ -1,0 +1,43 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "Platform/RunningApplications.h"
+#include "SharedComponents/RequestSignalling.h"
+
+namespace corvane {
+
+/// The one entry point to what this process shares with the main application: class-level, thin,
+/// each thing made on first use and kept for the life of the process. What it says of a member is
+/// what the object behind it says: GroupContainer, RequestSignalling. Safe from any thread.
+class SharedResources {
+ public:
+  using RequestResponseName = corvane::RequestResponseName;
+  using Handler = RequestSignalling::Handler;
+
+  SharedResources() = delete;
+
+  /// The shared container, or nothing when the system gives none.
+  static const std::optional<std::string>& url();
+
+  /// The logs folder and the folder of the exchange files in it; see GroupContainer.
+  static const std::optional<std::string>& logsUrl();
+  static const std::optional<std::string>& dataUrl();
+
+  /// Applies the log level that the main application has set; see GroupContainer::pickUpLogLevel.
+  static void pickUpLogLevel();
+
+  /// The handlers of notifications; see RequestSignalling.
+  static void setHandler(RequestResponseName name, Handler handler);
+  static Handler handler(RequestResponseName name);
+
+  /// The applications that run. Needs the container: without it the process stops.
+  static const Platform::RunningApplications& runningApplications();
+
+  /// Takes away what this process left in the container for the others to reach it; the last thing
+  /// before it ends. Does nothing when nothing was observed.
+  static void withdraw();
+};
+
+}  // namespace corvane

@@ -1,0 +1,156 @@
+#include "VCommons/Logging/DDFileLogger.h"
+
+#include <string>
+#include <thread>
+#include <utility>
+
+#include "VCommons/Logging/DDLogFileFormatterDefault.h"
+
+namespace corvane {
+namespace {
+
+bool isRecent(VCSDate::Date time, VCSDate::Date now) {
+  return time <= now && now - time <= DDFileLogger::sameRollPeriod;
+}
+
+bool isHeldByOther(const Failure& failure) {
+  return failure.cause == FailureCause::wouldBlock;
+}
+
+}  // namespace
+
+DDFileLogger::DDFileLogger(DDLogFileManager manager, Limits limits, DDLog::Clock clock)
+    : manager_(std::move(manager)),
+      limits_(limits),
+      clock_(std::move(clock)),
+      newestAtStart_(manager_.newestLogFile()) {}
+
+DDFileLogger::Time DDFileLogger::now() const {
+  return std::chrono::floor<std::chrono::milliseconds>(clock_());
+}
+
+void DDFileLogger::log(const DDLogMessage& message) {
+  const Time time = now();
+  const bool hadFile = current_ || newestAtStart_;
+  if (followOthers(time) && hadFile) movedAt_ = time;
+  if (!current_ || current_->mustRoll || isTooOld(time)) roll(time);
+  if (!current_) return;
+  write(message);
+  if (isTooLarge()) roll(time);
+}
+
+void DDFileLogger::rollLogFile() {
+  const Time time = now();
+  const bool movesNow = followOthers(time);
+  const bool movedBefore = movedAt_ && isRecent(*movedAt_, time);
+  movedAt_.reset();
+  if (!movesNow && !movedBefore) roll(time);
+}
+
+/// Goes to the newest file when others have made or removed files. True when that was a roll by
+/// another: its file is newer than ours, or has just been made when we had none.
+bool DDFileLogger::followOthers(Time now) {
+  const bool changed = manager_.mayHaveChanged();
+  if (current_ && !changed) return false;
+  const auto newest = manager_.newestLogFile();
+  if (!newest) {
+    current_.reset();
+    newestAtStart_.reset();
+    return false;
+  }
+  const auto before = current_ ? current_->info : newestAtStart_;
+  if (current_ && newest->created == before->created) {
+    const auto status = current_->file.status();
+    if (!status || status->isLinked) return false;
+  }
+  const bool isNewer = !before || newest->created > before->created;
+  const bool isRoll = isNewer && (current_ || isRecent(newest->created, now));
+  take(*newest);
+  return isRoll;
+}
+
+/// Makes an existing file the current one; when that fails there is none.
+void DDFileLogger::take(const DDLogFileInfo& info) {
+  auto file = manager_.open(info);
+  if (!file) {
+    current_.reset();
+    return;
+  }
+  current_ = Current{std::move(file).value(), info};
+  current_->mustRoll = isTooLarge() || manager_.isArchived(info);
+}
+
+bool DDFileLogger::takeNewest() {
+  const auto newest = manager_.newestLogFile();
+  if (newest) take(*newest);
+  return current_.has_value();
+}
+
+void DDFileLogger::roll(Time now) {
+  if (current_) {
+    rollCurrent(now);
+  } else {
+    makeFirst(now);
+  }
+}
+
+/// One host at a time rolls a file: who comes too late takes what the other made, at once or with
+/// the next line. Where the file system knows no locks, two may make a file each; the newer one is
+/// used then.
+void DDFileLogger::rollCurrent(Time now) {
+  const auto locked = current_->file.tryLock();
+  if (!locked && isHeldByOther(locked.failure())) return;
+  const auto newest = manager_.newestLogFile();
+  if (newest && newest->created > current_->info.created) {
+    take(*newest);
+    return;
+  }
+  makeSuccessor(now);
+  if (current_) current_->file.unlock();
+}
+
+/// Without a file that could be locked it is the folder. Nobody holds that for longer than it takes
+/// to make a file, so the number of tries only bounds what a stopped process can do.
+void DDFileLogger::makeFirst(Time now) {
+  constexpr int tries = 1000;
+  manager_.makeFolder();
+  auto lock = manager_.lockFolder();
+  for (int i = 0; i < tries && !lock && isHeldByOther(lock.failure()); ++i) {
+    if (takeNewest()) return;
+    std::this_thread::yield();
+    lock = manager_.lockFolder();
+  }
+  if (!takeNewest()) makeSuccessor(now);
+}
+
+/// Makes a new file and makes it the current one; when that fails the old one is kept.
+void DDFileLogger::makeSuccessor(Time now) {
+  auto made = manager_.create(now);
+  if (!made) {
+    if (made.failure().cause == FailureCause::alreadyExists) takeNewest();
+    return;
+  }
+  if (current_) manager_.markArchived(current_->info);
+  current_ = Current{std::move(made->file), std::move(made->info)};
+  movedAt_.reset();
+  manager_.deleteOldLogFiles();
+}
+
+void DDFileLogger::write(const DDLogMessage& message) {
+  std::string line = current_->endsInMidLine ? "\n" : "";
+  line += DDLogFileFormatterDefault::lineOf(message);
+  const auto written = current_->file.append(bytesOf(line));
+  if (!written || written.value() == 0) return;
+  current_->endsInMidLine = written.value() < line.size();
+}
+
+bool DDFileLogger::isTooOld(Time now) const {
+  return now - current_->info.created >= limits_.rollingFrequency;
+}
+
+bool DDFileLogger::isTooLarge() const {
+  const auto status = current_->file.status();
+  return status && status->size >= limits_.maximumFileSize;
+}
+
+}  // namespace corvane

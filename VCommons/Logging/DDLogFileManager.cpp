@@ -1,0 +1,109 @@
+#include "VCommons/Logging/DDLogFileManager.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <string_view>
+#include <system_error>
+#include <utility>
+
+#include "Platform/FileAttributes.h"
+
+namespace corvane {
+namespace {
+
+constexpr std::string_view datePattern = "yyyy-MM-dd--HH-mm-ss-SSS";
+constexpr std::string_view nameSuffix = ".log";
+constexpr const char* archivedMark = "lumberjack.log.archived";
+
+/// File systems stamp changes with the time of the last clock tick, which is up to this old.
+constexpr std::chrono::milliseconds stampGranularity(20);
+
+}  // namespace
+
+DDLogFileManager::DDLogFileManager(std::string folder, std::string applicationName,
+                                   std::size_t maximumNumberOfLogFiles,
+                                   Platform::SystemCalls& calls)
+    : folder_(std::move(folder)),
+      namePrefix_(std::move(applicationName) + " "),
+      maximumNumberOfLogFiles_(maximumNumberOfLogFiles),
+      calls_(&calls) {}
+
+std::vector<DDLogFileInfo> DDLogFileManager::sortedLogFiles() const {
+  std::vector<DDLogFileInfo> files;
+  std::error_code error;
+  for (std::filesystem::directory_iterator entry(folder_, error), end; !error && entry != end;
+       entry.increment(error)) {
+    std::string name = entry->path().filename().string();
+    if (!name.starts_with(namePrefix_) || !name.ends_with(nameSuffix)) continue;
+    std::string_view date = name;
+    date.remove_prefix(namePrefix_.size());
+    if (date.size() != datePattern.size() + nameSuffix.size()) continue;
+    const auto created = VCSDate::parsed(date.substr(0, datePattern.size()), datePattern);
+    if (created) files.push_back({std::move(name), *created});
+  }
+  std::sort(files.begin(), files.end(),
+            [](const auto& left, const auto& right) { return left.created > right.created; });
+  return files;
+}
+
+std::optional<DDLogFileInfo> DDLogFileManager::newestLogFile() const {
+  auto files = sortedLogFiles();
+  if (files.empty()) return std::nullopt;
+  return std::move(files.front());
+}
+
+bool DDLogFileManager::mayHaveChanged() {
+  const auto now = std::chrono::system_clock::now();
+  const auto before = std::exchange(lastLook_, std::nullopt);
+  const auto status = Platform::statusOf(folder_, *calls_);
+  if (!status) return true;
+  const Look look = {status->device, status->inode, status->changed};
+  if (now - look.changed > stampGranularity) lastLook_ = look;
+  return before != look;
+}
+
+void DDLogFileManager::makeFolder() {
+  // Where that fails, making the file will say so.
+  [[maybe_unused]] const auto made = Platform::makeFolders(folder_);
+}
+
+Result<Platform::File> DDLogFileManager::lockFolder() const {
+  auto folder = Platform::File::open(folder_, Platform::File::Access::read, *calls_);
+  if (!folder) return folder;
+  const auto locked = folder->tryLock();
+  if (!locked) return locked.failure();
+  return folder;
+}
+
+Result<Platform::File> DDLogFileManager::open(const DDLogFileInfo& info) const {
+  return Platform::File::open(pathOf(info), Platform::File::Access::append, *calls_);
+}
+
+Result<DDLogFileManager::Made> DDLogFileManager::create(VCSDate::Date now) const {
+  const auto newest = newestLogFile();
+  const auto created = newest ? std::max(now, newest->created + std::chrono::milliseconds(1)) : now;
+  DDLogFileInfo info = {namePrefix_ + VCSDate::formatted(created, datePattern), created};
+  info.name += nameSuffix;
+  auto file = Platform::File::open(pathOf(info), Platform::File::Access::makeAppend, *calls_);
+  if (!file) return file.failure();
+  return Made{std::move(file).value(), std::move(info)};
+}
+
+void DDLogFileManager::markArchived(const DDLogFileInfo& info) const {
+  Platform::FileAttributes::mark(pathOf(info), archivedMark);
+}
+
+bool DDLogFileManager::isArchived(const DDLogFileInfo& info) const {
+  return Platform::FileAttributes::isMarked(pathOf(info), archivedMark);
+}
+
+void DDLogFileManager::deleteOldLogFiles() const {
+  if (maximumNumberOfLogFiles_ == 0) return;
+  const auto files = sortedLogFiles();
+  for (std::size_t i = maximumNumberOfLogFiles_; i < files.size(); ++i) {
+    // Another host may have been quicker.
+    [[maybe_unused]] const auto removed = Platform::removeFile(pathOf(files[i]), *calls_);
+  }
+}
+
+}  // namespace corvane

@@ -1,0 +1,83 @@
+#include "VCommons/VCLLogger.h"
+
+#include <utility>
+
+#include "Platform/ProcessInfo.h"
+#include "VCommons/Logging/DDOSLogger.h"
+#include "VCommons/VCommonsKit/VCLog.h"
+
+namespace corvane {
+namespace {
+
+constexpr auto infoLevel = static_cast<std::uint32_t>(DDLogLevel::info);
+constexpr auto debugLevel = static_cast<std::uint32_t>(DDLogLevel::debug);
+
+}  // namespace
+
+VCLLogger::VCLLogger(Pieces pieces) : pieces_(std::move(pieces)) {
+  ddLogLevel = infoLevel;
+}
+
+VCLLogger& VCLLogger::singleton() {
+  static auto& logger = *new VCLLogger(
+      {DDLog::shared(), Platform::ProcessInfo::applicationName(), DDOSLogger::sharedInstance()});
+  return logger;
+}
+
+void VCLLogger::initLogger(const std::string& folder) {
+  std::call_once(once_, [&] {
+    DDLogFileManager manager(folder, pieces_.applicationName,
+                             pieces_.limits.maximumNumberOfLogFiles, pieces_.calls);
+    fileLogger_ = std::make_shared<DDFileLogger>(std::move(manager), pieces_.limits, pieces_.clock);
+    pieces_.dispatcher.addLogger(fileLogger_);
+    if (pieces_.osLogger) pieces_.dispatcher.addLogger(pieces_.osLogger);
+    initialized_ = true;
+  });
+}
+
+void VCLLogger::modifyLogLevel(std::uint32_t level) {
+  if (!initialized_) return;
+  pieces_.dispatcher.loggingQueue().async([this, level] {
+    fileLogger_->rollLogFile();
+    changeLevel(level);
+  });
+}
+
+void VCLLogger::changeLevel(std::uint32_t level) {
+  std::vector<Observer> observers;  // called without the lock, so that they may add observers
+  {
+    const std::lock_guard lock(observersMutex_);
+    observers = observers_;
+  }
+  for (const auto& observer : observers) {
+    if (observer.willChange) observer.willChange();
+  }
+  ddLogLevel = level;
+  for (const auto& observer : observers) {
+    if (observer.didChange) observer.didChange();
+  }
+}
+
+std::uint32_t VCLLogger::logLevel() const {
+  return ddLogLevel == debugLevel ? debugLevel : infoLevel;
+}
+
+void VCLLogger::addObserver(const std::string& key, Observer observer) {
+  if (key != "logLevel") return;
+  const std::lock_guard lock(observersMutex_);
+  observers_.push_back(std::move(observer));
+}
+
+void VCLLogger::flush() {
+  pieces_.dispatcher.flushLog();
+}
+
+bool VCLLogger::flushWithin(std::chrono::milliseconds limit) {
+  return pieces_.dispatcher.flushLogWithin(limit);
+}
+
+std::shared_ptr<DDFileLogger> VCLLogger::fileLogger() const {
+  return initialized_ ? fileLogger_ : nullptr;
+}
+
+}  // namespace corvane

@@ -1,0 +1,21 @@
+# Warnings, hardening and sanitizers, the same for every target of the project.
+# Link `corvane_options` privately; third-party code compiled here does not.
+include(CheckPIESupported)
+check_pie_supported()
+
+add_library(corvane_options INTERFACE)
+target_compile_options(corvane_options INTERFACE
+  -Wall -Wextra -Wpedantic -Wconversion $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor> -Werror)
+target_include_directories(corvane_options INTERFACE ${PROJECT_SOURCE_DIR})
+
+if(CORVANE_SANITIZE)
+  add_compile_options(-fsanitize=${CORVANE_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=${CORVANE_SANITIZE})
+else()
+  # Position independent, read-only relocations, guarded stacks and library calls, no executable stack.
+  add_compile_options(-fstack-protector-strong)
+  if(NOT APPLE)
+    add_compile_options($<$<CONFIG:Release>:-D_FORTIFY_SOURCE=2>)
+    add_link_options(-Wl,-z,relro,-z,now,-z,noexecstack)
+  endif()
+endif()

@@ -1,0 +1,25 @@
+#pragma once
+
+#include "Base/Json.h"
+
+namespace corvane {
+
+/// Writes frames to the browser. Main queue only: that is what keeps frames whole.
+class FrameWriter {
+ public:
+  /// `descriptor` stays the caller's and must stay open.
+  explicit FrameWriter(int descriptor) : descriptor_(descriptor) {}
+
+  /// Writes `response` as one frame, the length with one call and the body with a second; waits for
+  /// a browser that reads slowly. False, with an error line, only when the JSON text can't be made;
+  /// what is no valid JSON object is dropped without a word and true. A browser that is gone costs
+  /// one error line, and nothing is written after it. A body beyond 4,294,967,295 bytes ends the
+  /// process.
+  bool send(const JsonObject& response);
+
+ private:
+  const int descriptor_;
+  bool browserIsGone_ = false;
+};
+
+}  // namespace corvane

@@ -1,0 +1,55 @@
+#include "corvane-nm/MainAppWatch.h"
+
+#include <string>
+#include <utility>
+
+#include "Platform/MainQueue.h"
+#include "SharedComponents/SharedResources.h"
+#include "VCommons/VCommonsKit/VCLog.h"
+
+namespace corvane {
+namespace {
+
+/// By this the extension tells a push from an answer.
+const char* statePushIdentifier() {
+  return "CVN_APP_STATE_RESPONSE_MESSAGE_"
+         "FAKEID";
+}
+
+}  // namespace
+
+MainAppWatch::MainAppWatch(BrowserChannel::Processor process,
+                           std::function<void(const JsonObject&)> send,
+                           std::function<bool()> isMainAppRunning)
+    : process_(std::move(process)),
+      send_(std::move(send)),
+      isMainAppRunning_(std::move(isMainAppRunning)) {}
+
+void MainAppWatch::registerHandlers() {
+  SharedResources::setHandler(SharedResources::RequestResponseName::appState,
+                              [this] { raiseAppSate(); });
+  SharedResources::setHandler(SharedResources::RequestResponseName::appReconfig, [] { prepare(); });
+}
+
+void MainAppWatch::takeFirstCount() {
+  mainAppWasRunning_ = isMainAppRunning_();
+}
+
+void MainAppWatch::raiseAppSate() {
+  process_({{"type", "getCurrentAppState"}, {"id", statePushIdentifier()}},
+           [this](JsonObject reply) {
+             Platform::MainQueue::async([this, reply = std::move(reply)]() mutable {
+               VCLogCDebug({"corvane-nm/main", "raiseAppSate()"}, "Response sending (count: %@)",
+                           reply.size());
+               reply["requestId"] = statePushIdentifier();
+               send_(reply);
+             });
+           });
+}
+
+void MainAppWatch::prepare() {
+  VCLogCVerboseTrace({"corvane-nm/main", "prepare()"});
+  SharedResources::pickUpLogLevel();
+}
+
+}  // namespace corvane

@@ -1,0 +1,59 @@
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <string>
+
+#include "SharedComponents/ExtensionBrowserApi/ExtensionBrowserApiProtocol.h"
+#include "corvane-nm/RequestProcessing/WorkingReply.h"
+
+namespace corvane::RequestProcessing {
+
+/// What the handlers need of the world. All of it must outlive them and is called from several
+/// threads.
+struct Environment {
+  ExtensionBrowserApiProtocol& client;
+  std::function<bool()> isMainAppRunning;
+  std::function<std::string()>
+      callerApplicationName;  ///< the browser's, as the main application knows it
+};
+
+/// What each command does. A handler starts on the request queue, returns as soon as it has
+/// answered or started an operation of the main application's interface, and goes on in that
+/// operation's reply.
+class CommandHandlers {
+ public:
+  explicit CommandHandlers(Environment environment) : environment_(std::move(environment)) {}
+
+  void getCurrentAppState(Work work);
+  void init(Work work);
+  void getCurrentFilteringState(Work work);
+  void setProtectionStatus(Work work);
+  void setFilteringStatus(Work work);
+  void addRule(Work work);
+  void removeRule(Work work);
+  void removeCustomRules(Work work);
+  void openOriginalCert(Work work);
+  void reportSite(Work work);
+  void openFilteringLog(Work work);
+  void openSettings(Work work);
+  void updateApp(Work work);
+
+ private:
+  using Protocol = ExtensionBrowserApiProtocol;
+  using OwnStep = UniqueFunction<void(Work)>;
+
+  [[nodiscard]] AppState defaultState() const;
+  void preset(WorkingReply& work);
+  void sendNumbered(Work work);
+  void withMainAppState(Work work, OwnStep ownStep);
+  void answerWithMainAppState(Work work);
+  void changeRule(Work work, void (Protocol::*operation)(const std::string&, Protocol::ErrorReply));
+  void callBare(Work work, void (Protocol::*operation)(Protocol::ErrorReply));
+  void askForFilteringState(Work work);
+
+  Environment environment_;
+  ReplySerial serial_;
+};
+
+}  // namespace corvane::RequestProcessing

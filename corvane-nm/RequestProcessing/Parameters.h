@@ -1,0 +1,26 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "corvane-nm/RequestProcessing/Request.h"
+
+namespace corvane::RequestProcessing {
+
+/// Reads a request's parameters by kind: nothing when the request has none, when the key is
+/// missing, or when its value is of another kind.
+class Parameters {
+ public:
+  explicit Parameters(const Request& request)
+      : object_(request.parameters ? &*request.parameters : nullptr) {}
+
+  [[nodiscard]] std::optional<std::string> text(std::string_view key) const;
+  [[nodiscard]] std::optional<bool> flag(std::string_view key) const;
+  [[nodiscard]] std::optional<std::int64_t> integer(std::string_view key) const;
+
+ private:
+  const JsonObject* object_;
+};
+
+}  // namespace corvane::RequestProcessing

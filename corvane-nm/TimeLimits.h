@@ -1,0 +1,16 @@
+#pragma once
+
+#include <chrono>
+
+/// The time limits of the shipped host, all on the monotonic clock. What waits is handed its limit,
+/// so that a test may wait for less.
+namespace corvane::TimeLimits {
+
+/// One turn of the main loop; after the end of input the host lives for the rest of one at most.
+inline constexpr std::chrono::milliseconds runLoopSlice{5000};
+
+/// How long the process, when it leaves, waits for log lines that are queued: long enough for a
+/// healthy disk, short enough that a browser that quits does not notice.
+inline constexpr std::chrono::milliseconds lastLogLines{100};
+
+}  // namespace corvane::TimeLimits

@@ -1,0 +1,65 @@
+#include <functional>
+#include <utility>
+
+#include "Platform/HardStop.h"
+#include "Platform/StandardStreams.h"
+#include "SharedComponents/Configuration.h"
+#include "SharedComponents/ExtensionBrowserApi/DisconnectedApiClient.h"
+#include "SharedComponents/SharedResources.h"
+#include "VCommons/VCLLogger.h"
+#include "corvane-nm/BrowserChannel.h"
+#include "corvane-nm/Leaving.h"
+#include "corvane-nm/MainAppWatch.h"
+#include "corvane-nm/RequestProcessing/CallerApplication.h"
+#include "corvane-nm/RequestProcessing/RequestProcessing.h"
+#include "corvane-nm/TimeLimits.h"
+
+namespace corvane {
+namespace {
+
+void startLogging() {
+  VCLLogger& logger = VCLLogger::singleton();
+  const auto& logs = SharedResources::logsUrl();
+  if (!logs) Platform::hardStop("the shared logs folder is unavailable");
+  logger.initLogger(*logs + "/corvane-nm");
+}
+
+bool isMainAppRunning() {
+  return SharedResources::runningApplications().instancesOf(
+             Configuration::MainAppBundleIdentifier) > 0;
+}
+
+RequestProcessing::Processor& requestProcessor() {
+  static auto& processor = *new RequestProcessing::Processor(
+      {*new DisconnectedApiClient, isMainAppRunning, RequestProcessing::callerApplicationName});
+  return processor;
+}
+
+void process(JsonObject message, BrowserChannel::Reply reply) {
+  requestProcessor().process(std::move(message), std::move(reply));
+}
+
+void run(Platform::BrowserDescriptors browser) {
+  auto& channel = *new BrowserChannel(browser.input, browser.output, process,
+                                      TimeLimits::runLoopSlice, Leaving::leaveNow);
+  auto& watch = *new MainAppWatch(
+      process, [&channel](const JsonObject& state) { channel.send(state); }, isMainAppRunning);
+  startLogging();
+  watch.registerHandlers();
+  SharedResources::pickUpLogLevel();
+  watch.takeFirstCount();
+  channel.listen();
+}
+
+}  // namespace
+}  // namespace corvane
+
+/// Reads neither arguments nor the environment. Lives until the browser closes standard input.
+int main() {
+  const auto browser = corvane::Platform::claimStandardStreams();
+  if (!browser) corvane::Platform::hardStop("the standard streams cannot be set up");
+  corvane::Platform::ignoreBrokenPipes();
+  corvane::run(*browser);
+  corvane::Leaving::prepare();
+  return 0;
+}

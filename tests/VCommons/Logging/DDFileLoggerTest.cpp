@@ -1,0 +1,289 @@
+#include "VCommons/Logging/DDFileLogger.h"
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <latch>
+#include <memory>
+#include <set>
+#include <sstream>
+#include <thread>
+#include <utility>
+
+#include "Platform/FileAttributes.h"
+#include "VCommons/VCLLogger.h"
+#include "VCommons/VCommonsKit/VCLog.h"
+
+namespace corvane {
+namespace {
+
+namespace fs = std::filesystem;
+using std::chrono::hours;
+using std::chrono::milliseconds;
+
+/// A disk that fills up, and on which others act at a chosen moment.
+class FullDisk : public Platform::SystemCalls {
+ public:
+  ssize_t write(int descriptor, const void* bytes, std::size_t count) override {
+    return room == 0 ? full() : SystemCalls::write(descriptor, bytes, std::min(count, room));
+  }
+  int open(const char* path, int flags, mode_t mode) override {
+    return mayOpen ? SystemCalls::open(path, flags, mode) : full();
+  }
+  int flock(int descriptor, int operation) override {
+    if (const auto body = std::exchange(beforeLock, nullptr)) body();
+    return SystemCalls::flock(descriptor, operation);
+  }
+  std::function<void()> beforeLock;
+  std::size_t room = SIZE_MAX;
+  bool mayOpen = true;
+
+ private:
+  static int full() {
+    errno = ENOSPC;
+    return -1;
+  }
+};
+
+class DDFileLoggerTest : public testing::Test {
+ protected:
+  void SetUp() override {
+    char folder[] = "/tmp/corvane-log-XXXXXX";
+    ASSERT_NE(::mkdtemp(folder), nullptr);
+    root_ = folder;
+    path_ = root_ + "/Logs/corvane-nm";
+  }
+  void TearDown() override { fs::remove_all(root_); }
+
+  std::unique_ptr<DDFileLogger> host() {
+    return std::make_unique<DDFileLogger>(DDLogFileManager(path_, "app", 7, disk_), limits_,
+                                          [this] { return now_; });
+  }
+  void log(DDFileLogger& logger, const std::string& text) const {
+    DDLogMessage message;
+    message.message = text;
+    message.timestamp = now_;
+    logger.log(message);
+  }
+  [[nodiscard]] std::string fileOf(const std::string& time) const {
+    return path_ + "/app " + time + ".log";
+  }
+  /// The times in the names of all files, the newest last.
+  [[nodiscard]] std::set<std::string> files() const {
+    std::set<std::string> times;
+    if (!fs::exists(path_)) return times;
+    for (const auto& entry : fs::directory_iterator(path_)) times.insert(entry.path().stem());
+    return times;
+  }
+  [[nodiscard]] std::string newest() const { return files().rbegin()->substr(4); }
+  /// The texts in one file, without their times.
+  [[nodiscard]] std::string contents(const std::string& time) const {
+    std::ifstream file(fileOf(time));
+    std::string texts;
+    for (std::string line; std::getline(file, line);) texts += line.erase(0, 25) + ";";
+    return texts;
+  }
+
+  std::string root_;
+  std::string path_;
+  FullDisk disk_;
+  std::chrono::system_clock::time_point now_{milliseconds(1709647629123)};
+  const DDFileLogger::Limits limits_ = {hours(24), 512000, 7};
+  const std::string first_ = "2024-03-05--14-07-09-123";
+  const std::string second_ = "2024-03-05--14-07-09-124";
+};
+
+TEST_F(DDFileLoggerTest, MakesFolderAndFileWithTheFirstLine) {
+  const auto logger = host();
+  EXPECT_FALSE(fs::exists(root_ + "/Logs"));
+  ::setenv("TZ", "XXX-1", 1);  // NOLINT(concurrency-mt-unsafe)
+  log(*logger, "one");
+  log(*logger, "two\n");
+  ::unsetenv("TZ");  // NOLINT(concurrency-mt-unsafe)
+  ::tzset();
+  std::stringstream bytes;
+  bytes << std::ifstream(fileOf(first_)).rdbuf();
+  EXPECT_EQ(bytes.str(), "2024/03/05 15:07:09:123  one\n2024/03/05 15:07:09:123  two\n");
+  EXPECT_EQ(fs::status(path_).permissions(), fs::perms(0700));
+  EXPECT_EQ(fs::status(fileOf(first_)).permissions(), fs::perms(0600));
+}
+
+TEST_F(DDFileLoggerTest, AStartContinuesTheNewestFileThatIsFit) {
+  const struct {
+    const char* newest;
+    std::size_t size;
+    bool isArchived;
+    bool continues;
+  } table[] = {{"2024-03-05--14-07-00-000", 511000, false, true},
+               {"2024-03-05--14-07-00-000", 512000, false, false},
+               {"2024-03-05--14-07-00-000", 0, true, false},
+               {"2024-03-04--14-07-09-124", 0, false, true},
+               {"2024-03-04--14-07-09-123", 0, false, false},
+               {"9999-12-31--23-59-59-998", 0, false, true},
+               {"9999-12-31--23-59-59-998", 512000, false, false}};
+  for (const auto& row : table) {
+    fs::remove_all(path_);
+    fs::create_directories(path_);
+    for (const char* const other : {"app 2024-03-01--00-00-00-000.log", "app 2025.log", "other"}) {
+      std::ofstream(path_ + "/" + other) << "x";
+    }
+    std::ofstream(fileOf(row.newest)) << std::string(row.size, 'x');
+    using Platform::FileAttributes::mark;
+    if (row.isArchived && !mark(fileOf(row.newest), "lumberjack.log.archived")) continue;
+    log(*host(), "line");
+    EXPECT_EQ(files().size(), row.continues ? 4U : 5U) << row.newest << " " << row.size;
+  }
+}
+
+TEST_F(DDFileLoggerTest, RollsAtTheSizeAndTheAgeAndKeepsSevenFiles) {
+  const auto logger = host();
+  log(*logger, std::string(512000 - 26, 'x'));
+  log(*logger, "a");
+  EXPECT_EQ(files().size(), 2U);
+  EXPECT_EQ(contents(second_), "a;");
+  now_ += hours(24) + milliseconds(1);
+  log(*logger, "b");
+  EXPECT_EQ(newest(), "2024-03-06--14-07-09-124");
+  EXPECT_EQ(contents(newest()), "b;");
+  for (int i = 0; i < 8; ++i) logger->rollLogFile();
+  EXPECT_EQ(files().size(), 7U);
+  EXPECT_EQ(newest(), "2024-03-06--14-07-09-132");
+}
+
+TEST_F(DDFileLoggerTest, ALineThatIsWrittenInPartStandsAlone) {
+  const auto logger = host();
+  log(*logger, "one");
+  disk_.room = 27;
+  log(*logger, "torn");
+  disk_.room = 0;
+  log(*logger, "lost");
+  disk_.room = SIZE_MAX;
+  log(*logger, "two");
+  EXPECT_EQ(contents(first_), "one;to;two;");
+  disk_.mayOpen = false;
+  logger->rollLogFile();
+  log(*logger, "three");
+  EXPECT_EQ(contents(first_), "one;to;two;three;");
+  fs::remove_all(path_);
+  log(*logger, "lost");
+  disk_.mayOpen = true;
+  log(*logger, "four");
+  EXPECT_EQ(contents(first_), "four;");
+}
+
+TEST_F(DDFileLoggerTest, FollowsTheRollOfAnotherHostAndCountsItAsItsOwn) {
+  const auto one = host();
+  const auto two = host();
+  log(*one, "a");
+  log(*two, "b");
+  two->rollLogFile();
+  log(*one, "c");
+  EXPECT_EQ(contents(second_), "c;");
+  now_ += milliseconds(1900);
+  one->rollLogFile();
+  EXPECT_EQ(files().size(), 2U);
+  one->rollLogFile();
+  EXPECT_EQ(files().size(), 3U);
+  two->rollLogFile();
+  EXPECT_EQ(files().size(), 3U);
+  for (int i = 0; i < 50; ++i) {  // faster than the folder's time of change advances
+    two->rollLogFile();
+    log(*one, "d");
+    EXPECT_EQ(contents(newest()), "d;");
+  }
+}
+
+TEST_F(DDFileLoggerTest, OneHostAtATimeRollsAFile) {
+  const auto one = host();
+  const auto two = host();
+  log(*one, "a");
+  log(*two, "b");
+  disk_.beforeLock = [&] { two->rollLogFile(); };
+  one->rollLogFile();
+  EXPECT_EQ(files().size(), 2U);
+  auto held = Platform::File::open(fileOf(second_), Platform::File::Access::append);
+  ASSERT_TRUE(held && held->tryLock());
+  one->rollLogFile();
+  EXPECT_EQ(files().size(), 2U);
+}
+
+TEST_F(DDFileLoggerTest, FileAndFolderMayGoAtAnyTime) {
+  const auto logger = host();
+  log(*logger, "a");
+  fs::remove(fileOf(first_));
+  log(*logger, "b");
+  EXPECT_EQ(contents(first_), "b;");
+  fs::remove_all(root_);
+  log(*host(), "c");  // makes a file of the same name
+  log(*logger, "d");
+  EXPECT_EQ(contents(first_), "c;d;");
+  fs::remove(fileOf(first_));
+  std::ofstream(fileOf("2024-03-01--00-00-00-000")) << "x";  // too old to go on with
+  log(*logger, "e");
+  EXPECT_EQ(contents(first_), "e;");
+}
+
+TEST_F(DDFileLoggerTest, HostsThatRollTogetherMakeOneFileAndLoseNoLine) {
+  constexpr int hosts = 8;
+  for (const bool haveWritten : {false, false, true, true}) {
+    std::vector<std::unique_ptr<DDFileLogger>> loggers(hosts);
+    for (auto& logger : loggers) logger = host();
+    for (const auto& logger : loggers) {
+      if (haveWritten) log(*logger, "before");
+    }
+    const std::size_t before = files().size();
+    std::latch start(hosts);
+    std::vector<std::thread> threads(hosts);
+    for (std::size_t i = 0; i < hosts; ++i) {
+      threads[i] = std::thread([&, &logger = *loggers[i]] {
+        start.arrive_and_wait();
+        logger.rollLogFile();
+        log(logger, "during");
+      });
+    }
+    for (auto& thread : threads) thread.join();
+    EXPECT_EQ(files().size(), before + 1);
+    for (const auto& logger : loggers) log(*logger, "after");
+    EXPECT_TRUE(contents(newest()).ends_with("after;after;after;after;after;after;after;after;"));
+    now_ += hours(1);
+  }
+  std::string all;
+  for (const auto& file : files()) all += contents(file.substr(4));
+  EXPECT_EQ(std::count(all.begin(), all.end(), 'u'), 4 * hosts);  // as many as "during"
+}
+
+TEST_F(DDFileLoggerTest, VCLLoggerChangesTheLevelAfterTheRoll) {
+  DDLog dispatcher([this] { return now_; });
+  VCLLogger logger({dispatcher, "app", nullptr, limits_, [this] { return now_; }, disk_});
+  logger.modifyLogLevel(15);
+  logger.flush();
+  EXPECT_EQ(ddLogLevel, 7U);
+  logger.initLogger(path_);
+  logger.initLogger(root_ + "/elsewhere");
+  EXPECT_TRUE(files().empty());
+  std::string events;
+  const auto note = [&](const char* what) {
+    events += what + std::to_string(ddLogLevel) + "/" + std::to_string(files().size()) + " ";
+  };
+  logger.addObserver("logLevel", {[&] { note("will "); }, [&] { note("did "); }});
+  logger.addObserver("other", {[&] { note("other "); }, {}});
+  logger.modifyLogLevel(15);
+  logger.flush();
+  EXPECT_EQ(logger.logLevel(), 15U);
+  logger.modifyLogLevel(31);
+  EXPECT_TRUE(logger.flushWithin(milliseconds(10000)));
+  EXPECT_EQ(logger.logLevel(), 7U);
+  EXPECT_EQ(events, "will 7/1 did 15/1 will 15/2 did 31/2 ");
+  DDLogMessage message;
+  message.message = "line";
+  dispatcher.log(false, message);
+  EXPECT_EQ(contents(newest()), "line;");
+  EXPECT_FALSE(fs::exists(root_ + "/elsewhere"));
+}
+
+}  // namespace
+}  // namespace corvane

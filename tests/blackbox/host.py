@@ -1,0 +1,180 @@
+"""Runs the host as a browser does: frames over pipes, in a group container of the test's own.
+
+Runs below scripts/lib/private-home only. Nothing here sleeps: every wait ends with its event or,
+as a failure, at its deadline.
+"""
+
+import json
+import os
+import plistlib
+import pwd
+import re
+import select
+import shutil
+import struct
+import subprocess
+import tempfile
+import time
+from pathlib import Path
+
+GROUP = "CVN4TEAM01.com.corvane.app"
+APPLICATION = "com.corvane.application"
+ORIGIN = "chrome-extension://abcdefghijklmnopabcdefghijklmnop/"  # the first argument from a browser
+EXECUTABLE = os.environ.get("CORVANE_NM")
+DEADLINE = 30.0  # seconds; no wait comes near it, also under the sanitizers
+NOBODY = 65534
+
+LOG_NAME = re.compile(r"corvane-nm \d{4}-\d\d-\d\d--\d\d-\d\d-\d\d-\d{3}\.log")
+LOG_LINE = re.compile(r"\d{4}/\d\d/\d\d \d\d:\d\d:\d\d:\d{3}  (.*)\n")
+
+
+def frame(message):
+    """The frame of a body, or of a JSON value as browsers write it."""
+    if not isinstance(message, bytes):
+        message = json.dumps(message, separators=(",", ":")).encode()
+    return struct.pack("=I", len(message)) + message
+
+
+def request(kind, identifier, parameters=None):
+    message = {"type": kind, "id": identifier}
+    return message if parameters is None else message | {"parameters": parameters}
+
+
+class Container:
+    """A new group container in the private home, in place of what an earlier test left."""
+
+    def __init__(self, level=None):
+        home = Path(pwd.getpwuid(os.geteuid()).pw_dir)
+        if os.environ.get("CORVANE_PRIVATE_HOME") != str(home):
+            raise RuntimeError("this would empty a real home's container: use tests/blackbox/run")
+        self.folder = home / ".local/share/group-containers" / GROUP
+        shutil.rmtree(home / ".local", ignore_errors=True)
+        self.folder.parent.mkdir(parents=True)
+        self.folder.mkdir(mode=0o700)
+        self.logs = self.folder / "Logs" / APPLICATION / "corvane-nm"
+        self.settings = self.folder / "Library/Preferences" / f"{GROUP}.plist"
+        if level is not None:
+            self.write_settings({"DefaultsKeyLogLevel": level})
+
+    def write_settings(self, content):
+        if not isinstance(content, bytes):
+            content = plistlib.dumps(content, fmt=plistlib.FMT_BINARY)
+        self.settings.parent.mkdir(parents=True, exist_ok=True)
+        self.settings.write_bytes(content)
+
+    def give_away(self, owner=NOBODY):
+        for path in [self.folder, *self.folder.rglob("*")]:
+            os.chown(path, owner, owner)
+
+    def log(self):
+        """What all log files say, oldest first, without the times. Every line must be whole."""
+        messages = []
+        for path in sorted(self.logs.glob("*")):
+            for line in path.read_bytes().decode().splitlines(keepends=True):
+                match = LOG_LINE.fullmatch(line)
+                if not match or not LOG_NAME.fullmatch(path.name):
+                    raise AssertionError(f"broken line in, or wrong name of, {path.name}: {line!r}")
+                messages.append(match[1])
+        return messages
+
+
+class Host:
+    """One running host. Leaving the `with` block kills what still runs."""
+
+    def __init__(self, executable=EXECUTABLE, closed=(), **options):
+        """Starts it without the descriptors `closed`; `options` are those of subprocess.Popen."""
+        closing = "".join(f" {descriptor}>&-" for descriptor in closed)
+        command = ["/bin/bash", "-c", f'exec "$0" "$@"{closing}', str(executable), ORIGIN]
+        self.error_file = tempfile.TemporaryFile()
+        streams = dict(stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=self.error_file)
+        self.process = subprocess.Popen(command if closed else command[3:], **(streams | options))
+        self.pid = self.process.pid
+        if self.process.stdin:
+            os.set_blocking(self.process.stdin.fileno(), False)
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
+        if self.process.poll() is None:
+            self.process.kill()
+            self.process.wait()
+        for stream in (self.process.stdin, self.process.stdout, self.error_file):
+            if stream:
+                stream.close()
+
+    def send_bytes(self, data):
+        """Returns when the pipe has taken everything: the host has read all but the last 64 KiB."""
+        descriptor, rest = self.process.stdin.fileno(), memoryview(data)
+        end = time.monotonic() + DEADLINE
+        while rest:
+            wait_for(descriptor, select.POLLOUT, end)
+            try:
+                rest = rest[os.write(descriptor, rest) :]
+            except BlockingIOError:
+                pass
+
+    def send(self, *messages):
+        self.send_bytes(b"".join(map(frame, messages)))
+
+    def read(self, count, end=None):
+        """Exactly `count` bytes of standard output, fewer only at its end."""
+        descriptor, data = self.process.stdout.fileno(), b""
+        end = end or time.monotonic() + DEADLINE
+        while len(data) < count:
+            wait_for(descriptor, select.POLLIN, end)
+            piece = os.read(descriptor, min(count - len(data), 1 << 20))
+            if not piece:
+                break
+            data += piece
+        return data
+
+    def receive_body(self):
+        """The body of the next frame; nothing at the end of standard output."""
+        length = self.read(4)
+        if not length:
+            return None
+        (size,) = struct.unpack("=I", length)
+        body = self.read(size)
+        if len(body) < size:
+            raise AssertionError(f"a frame of {size} bytes ends after {len(body)}")
+        return body
+
+    def receive(self):
+        body = self.receive_body()
+        return None if body is None else json.loads(body)
+
+    def ask(self, kind, identifier, parameters=None):
+        self.send(request(kind, identifier, parameters))
+        return self.receive()
+
+    def wait(self, limit=DEADLINE):
+        """The exit status, negative for a signal; fails when it runs for longer than `limit`."""
+        descriptor = os.pidfd_open(self.pid)
+        try:
+            wait_for(descriptor, select.POLLIN, time.monotonic() + limit)
+        finally:
+            os.close(descriptor)
+        return self.process.wait()
+
+    def finish(self, limit=DEADLINE):
+        """Ends the input; gives the exit status and what is left of standard output."""
+        self.process.stdin.close()
+        rest = self.read(1 << 30, time.monotonic() + limit) if self.process.stdout else b""
+        return self.wait(limit), rest
+
+    def errors(self):
+        self.error_file.seek(0)
+        return self.error_file.read().decode(errors="replace")
+
+    def peak_memory(self):
+        """The most memory that it has had resident so far, in bytes."""
+        status = Path(f"/proc/{self.pid}/status").read_text()
+        return int(re.search(r"VmHWM:\s+(\d+) kB", status)[1]) * 1024
+
+
+def wait_for(descriptor, event, end):
+    poll = select.poll()
+    poll.register(descriptor, event)
+    if not poll.poll(max(0.0, end - time.monotonic()) * 1000):
+        raise AssertionError(f"nothing happened on descriptor {descriptor} in time")

@@ -1,0 +1,154 @@
+"""How the host starts, what it logs, and how it ends."""
+
+import contextlib
+import itertools
+import os
+import resource
+import shutil
+import signal
+import subprocess
+import time
+import unittest
+
+from host import EXECUTABLE, NOBODY, Container, Host, request
+
+SLICE = 5.0  # seconds; the host ends no later than this after the end of its input
+STATE = request("getCurrentAppState", "s")
+FAILURE = "Can't convert browser message to dictionary: "
+
+# What makes a start impossible; each is done to a container that is well.
+DAMAGE = {
+    "no container": lambda c: shutil.rmtree(c.folder),
+    "a file in its place": lambda c: (shutil.rmtree(c.folder), c.folder.write_bytes(b"")),
+    "its group may write": lambda c: c.folder.chmod(0o770),
+    "others may write": lambda c: c.folder.chmod(0o707),
+    "no folder for logs": lambda c: (c.folder / "Logs").write_bytes(b""),
+    "settings that are no list": lambda c: c.write_settings(b"bplist00 and nothing after it"),
+    "settings that are empty": lambda c: c.write_settings(b""),
+    "settings of another kind": lambda c: c.write_settings(["x"]),
+    "level below the range": lambda c: c.write_settings({"DefaultsKeyLogLevel": -1}),
+    "level above the range": lambda c: c.write_settings({"DefaultsKeyLogLevel": 2**32}),
+}
+if os.geteuid() == 0:
+    DAMAGE["somebody else's container"] = lambda c: c.give_away()
+
+
+class Leaving(unittest.TestCase):
+    def test_input_that_has_ended_before_the_start(self):
+        Container()
+        begin = time.monotonic()
+        with Host(stdin=subprocess.DEVNULL) as host:
+            self.assertEqual((host.wait(), host.process.stdout.read(), host.errors()), (0, b"", ""))
+        self.assertLess(time.monotonic() - begin, SLICE - 1)
+
+    def test_end_of_input_while_idle_does_not_wait_for_the_slice(self):
+        container = Container()
+        with Host() as host:
+            host.ask("init", "1")
+            begin = time.monotonic()
+            self.assertEqual(host.finish(), (0, b""))
+            self.assertLess(time.monotonic() - begin, 2)
+            self.assertEqual(host.errors(), "")
+        self.assertFalse([path for path in container.folder.rglob("*") if path.is_socket()])
+
+    def test_browser_that_does_not_read_cannot_hold_the_host(self):
+        Container()
+        with Host() as host:
+            host.send(*[request("getCurrentAppState", "x" * 1000)] * 1000)
+            host.process.stdin.close()
+            self.assertEqual(host.wait(SLICE + 10), 0)
+
+
+class Starting(unittest.TestCase):
+    def test_standard_descriptors_that_are_closed(self):
+        Container()
+        for closed in itertools.product((False, True), repeat=3):
+            options = {"closed": [number for number in range(3) if closed[number]]}
+            with self.subTest(closed=closed), Host(**options) as host:
+                if not closed[0]:
+                    # More than the pipe holds: when it has gone in, the host has started.
+                    host.send(STATE, *[{"dropped": "x" * 1000}] * 300)
+                    links = [os.readlink(f"/proc/{host.pid}/fd/{number}") for number in range(3)]
+                    own = [link for link in links if ".log" in link or link.startswith("socket:")]
+                    self.assertEqual(own, [])
+                status, rest = host.finish()
+                self.assertEqual((status, host.errors()), (0, ""))
+                self.assertEqual(bool(rest), not closed[0] and not closed[1])
+
+    def test_the_environment_is_not_read(self):
+        container = Container()
+        elsewhere = container.folder.parents[3] / "elsewhere"
+        variables = ("HOME", "XDG_DATA_HOME", "XDG_CONFIG_HOME", "TMPDIR", "PWD")
+        with Host(env=dict.fromkeys(variables, str(elsewhere))) as host:
+            host.send(b"bad", STATE)
+            host.receive()
+        self.assertEqual((len(container.log()), elsewhere.exists()), (1, False))
+
+    def test_what_stops_the_start(self):
+        resource.setrlimit(resource.RLIMIT_CORE, (resource.getrlimit(resource.RLIMIT_CORE)[1],) * 2)
+        for name, damage in DAMAGE.items():
+            damage(Container())
+            with self.subTest(name), Host() as host:
+                ended = os.waitid(os.P_PID, host.pid, os.WEXITED | os.WNOWAIT)
+                # Killed: nothing was dumped.
+                self.assertEqual((ended.si_code, ended.si_status), (os.CLD_KILLED, signal.SIGABRT))
+                self.assertEqual(host.process.stdout.read(), b"")
+                self.assertRegex(host.errors(), r"\Acorvane-nm: .+\n")
+
+    def test_levels_that_are_accepted(self):
+        for level in (0, 7, 31, 2**32 - 1):
+            Container(level)
+            with self.subTest(level=level), Host() as host:
+                self.assertEqual(host.ask("getCurrentAppState", "1")["result"], "ok")
+                self.assertEqual(host.finish(), (0, b""))
+
+
+class Logging(unittest.TestCase):
+    def test_lines_at_debug_level(self):
+        def read(length, *outcome):
+            texts = ("Message lenData: 4bytes", f"Message len: {length}bytes",
+                     f"Data readed {length}bytes length.",
+                     f"Message received {length}bytes length.", *outcome)
+            lines = [f"(main: listen()) {text}" for text in texts]
+            return ["Debug trace - main: listen()", *lines]
+
+        container = Container(15)
+        with Host() as host:
+            # Before the host reads on, a failure's line is in the file, and all lines before it;
+            # the change of the level that the start asks for has then been made, too.
+            host.send(b"bad", STATE, request("init", "2", {"apiVersion": "1"}), b"[]", b"")
+            self.assertEqual([host.receive()["id"] for _ in range(2)], ["1", "2"])
+            host.send(b"bad", STATE)
+            host.receive()
+        lines = ["".join(line.partition(FAILURE)[:2]) for line in container.log()]
+        sending = [line for line in lines if "Response" in line]
+        self.assertEqual(sending[:2], ["(main: listen()) Response sending (count: 4)",
+                                       "(main: listen()) Response sending (count: 5)"])
+        expected = read(38) + read(56) + read(2) + read(0, FAILURE) + read(3, FAILURE)
+        received = [line for line in lines if "listen()" in line and "Response" not in line]
+        first = next(i for i, line in enumerate(received) if FAILURE in line) + 1
+        self.assertEqual(received[first : first + len(expected)], expected)
+
+    def test_eight_hosts_share_one_log(self):
+        container = Container()
+        with contextlib.ExitStack() as stack:
+            hosts = [stack.enter_context(Host()) for _ in range(8)]
+            for host in hosts:
+                host.send(*[b"bad"] * 50)
+            for host in hosts:
+                host.ask("init", "1")
+        self.assertEqual(len(container.log()), 400)
+        self.assertEqual(len(list(container.logs.iterdir())), 1)
+
+    def test_log_folder_that_refuses_costs_only_lines(self):
+        container, options = Container(), {}
+        container.logs.mkdir(parents=True, mode=0o500)
+        if os.geteuid() == 0:  # whom no folder refuses; nobody can't see into every build folder
+            copy = shutil.copy(EXECUTABLE, container.folder.parents[3])
+            container.give_away()
+            options = {"executable": copy, "user": NOBODY, "group": NOBODY, "extra_groups": []}
+        with Host(**options) as host:
+            host.send(b"bad", STATE)
+            self.assertEqual(host.receive()["result"], "ok")
+            self.assertEqual(host.finish(), (0, b""))
+        self.assertEqual(list(container.logs.iterdir()), [])
