@@ -21,8 +21,8 @@ class UniqueFunction<R(Args...)> {
 
   template <class F, class = std::enable_if_t<!std::is_same_v<std::decay_t<F>, UniqueFunction> &&
                                               std::is_invocable_r_v<R, std::decay_t<F>&, Args...>>>
-  // NOLINTNEXTLINE(google-explicit-constructor,bugprone-forwarding-reference-overload): a lambda as
-  // it is
+  // A lambda is passed as it is.
+  // NOLINTNEXTLINE(google-explicit-constructor,bugprone-forwarding-reference-overload)
   UniqueFunction(F&& callable) {
     using Callable = std::decay_t<F>;
     if constexpr (fitsInPlace<Callable>) {
@@ -60,10 +60,10 @@ class UniqueFunction<R(Args...)> {
   static constexpr std::size_t capacity = 5 * sizeof(void*);
 
   template <class F>
-  static constexpr bool fitsInPlace =  // NOLINT(misc-redundant-expression): not for every F
-
-      sizeof(F) <= capacity &&
-      alignof(F) <= alignof(void*) && std::is_nothrow_move_constructible_v<F>;
+  static constexpr bool fitsInPlace = [] {
+    constexpr bool fits = sizeof(F) <= capacity && std::alignment_of_v<F> <= sizeof(void*);
+    return fits && std::is_nothrow_move_constructible_v<F>;
+  }();
 
   template <class F>
   static constexpr Operations inPlaceOperations{

@@ -31,7 +31,7 @@ class File {
     std::chrono::system_clock::time_point changed;  ///< last write to it, for a folder to its list
   };
 
-  /// Opens `path`; never follows a symbolic link in the last component.
+  /// Opens `path`; never follows a symbolic link in the last component, never waits.
   static Result<File> open(const std::string& path, Access access,
                            SystemCalls& calls = SystemCalls::system());
 

@@ -16,7 +16,8 @@ struct BrowserDescriptors {
 /// ever break a frame. Nothing when the system has no descriptor left for it.
 std::optional<BrowserDescriptors> claimStandardStreams();
 
-/// A write to a reader that is gone fails instead of ending the process.
-void ignoreBrokenPipes();
+/// From now on a write that the system refuses (to a reader that is gone, beyond the largest file)
+/// fails instead of ending the process. Child processes that are to have the default must set it.
+void ignoreSignalsOfWrites();
 
 }  // namespace corvane::Platform

@@ -58,7 +58,7 @@ void run(Platform::BrowserDescriptors browser) {
 int main() {
   const auto browser = corvane::Platform::claimStandardStreams();
   if (!browser) corvane::Platform::hardStop("the standard streams cannot be set up");
-  corvane::Platform::ignoreBrokenPipes();
+  corvane::Platform::ignoreSignalsOfWrites();
   corvane::run(*browser);
   corvane::Leaving::prepare();
   return 0;

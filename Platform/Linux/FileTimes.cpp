@@ -5,7 +5,8 @@ namespace corvane::Platform {
 std::chrono::system_clock::time_point changeTime(const struct stat& status) {
   using Clock = std::chrono::system_clock;
   return Clock::time_point(std::chrono::duration_cast<Clock::duration>(
-      std::chrono::seconds(status.st_mtim.tv_sec) + std::chrono::nanoseconds(status.st_mtim.tv_nsec)));
+      std::chrono::seconds(status.st_mtim.tv_sec) +
+      std::chrono::nanoseconds(status.st_mtim.tv_nsec)));
 }
 
 }  // namespace corvane::Platform

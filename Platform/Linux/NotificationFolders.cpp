@@ -23,8 +23,8 @@ constexpr mode_t folderMode = 0700;
 /// be seen from here; not when it is older than this.
 constexpr std::chrono::seconds longestBinding{10};
 
-/// How often a folder is made that others remove while it is empty. Each time somebody must come
-/// between two system calls; this many in a row means that the socket itself is gone.
+/// How often a folder is made that others remove while it is empty. Each process that starts or
+/// ends removes it once at most; this many in a row means that the socket itself is gone.
 constexpr int linkAttempts = 1000;
 
 bool isOld(const OwnedDescriptor& folder, const std::string& entry) {

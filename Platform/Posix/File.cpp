@@ -75,7 +75,8 @@ Failure failureFromErrno(const std::string& operation) {
 }
 
 Result<File> File::open(const std::string& path, Access access, SystemCalls& calls) {
-  const int flags = flagsOf(access) | O_CLOEXEC | O_NOFOLLOW;
+  // Not to wait: what stands in a file's place may be a pipe that nobody writes to.
+  const int flags = flagsOf(access) | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK;
   const int descriptor = retrying([&] { return calls.open(path.c_str(), flags, 0600); });
   if (descriptor < 0) return failureFromErrno("open " + path);
   return File(descriptor, calls);

@@ -20,8 +20,9 @@ std::optional<BrowserDescriptors> claimStandardStreams() {
   return BrowserDescriptors{STDIN_FILENO, output};
 }
 
-void ignoreBrokenPipes() {
+void ignoreSignalsOfWrites() {
   ::signal(SIGPIPE, SIG_IGN);
+  ::signal(SIGXFSZ, SIG_IGN);
 }
 
 }  // namespace corvane::Platform

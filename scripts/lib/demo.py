@@ -11,9 +11,7 @@ import time
 from pathlib import Path
 
 from browser import run_in_browser
-
-sys.path.insert(0, str(Path(__file__).resolve().parents[2] / "tests/blackbox"))
-from host import Container, Host, request  # noqa: E402
+from host import Container, Host, request
 
 DEBUG_LEVEL = 15
 TO_HOST, FROM_HOST = "\033[36m", "\033[32m"

@@ -173,17 +173,19 @@ TEST_F(NotificationCenterTest, RemovesWhatDeadProcessesLeftAndNothingElse) {
 }
 
 TEST_F(NotificationCenterTest, LinksWhileOthersRemoveEmptyFolders) {
-  std::atomic<bool> done = false;
-  std::thread remover([&] {
-    while (!done) ::rmdir((notifications_ / "one").c_str());
-  });
   for (int i = 0; i < 100; ++i) {
     NotificationCenter center(container_.string());
+    std::atomic<bool> done = false;
+    std::thread remover([&] {
+      for (int removals = 0; removals < 5 && !done;) {
+        if (::rmdir((notifications_ / "one").c_str()) == 0) ++removals;
+      }
+    });
     EXPECT_TRUE(center.observe("one", [] {}));
+    done = true;
+    remover.join();
     EXPECT_EQ(post("one"), 1);
   }
-  done = true;
-  remover.join();
 }
 
 TEST_F(NotificationCenterTest, LeavesNothingAfterWithdrawing) {

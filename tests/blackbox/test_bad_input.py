@@ -17,6 +17,21 @@ def nested(depth):
     return b'{"type":"getCurrentAppState","id":"deep","parameters":%b}' % filling
 
 
+class CutInput(unittest.TestCase):
+    def test_input_that_ends_within_a_frame(self):
+        whole = frame(STATE)
+        cases = [(whole[:count], []) for count in (1, 2, 3)]
+        cases += [(whole[:count], [CUT_SHORT % (38, count - 4)]) for count in (4, 5, 20)]
+        cases += [(struct.pack("=I", 0xFFFFFFFF) + b"few", [CUT_SHORT % (0xFFFFFFFF, 3)])]
+        for sent, lines in cases:
+            with self.subTest(sent=sent):
+                container = Container()
+                with Host() as host:
+                    host.send_bytes(sent)
+                    self.assertEqual(host.finish(), (0, b""))
+                self.assertEqual(container.log(), lines)
+
+
 class BadInput(unittest.TestCase):
     def setUp(self):
         self.container = Container()
@@ -52,19 +67,6 @@ class BadInput(unittest.TestCase):
         self.host.send(nested(512))
         self.assertEqual(self.host.receive()["requestId"], "deep")
         self.assertEqual(self.container.log(), [])
-
-    def test_input_that_ends_within_a_frame(self):
-        whole = frame(STATE)
-        cases = [(whole[:count], []) for count in (1, 2, 3)]
-        cases += [(whole[:count], [CUT_SHORT % (38, count - 4)]) for count in (4, 5, 20)]
-        cases += [(struct.pack("=I", 0xFFFFFFFF) + b"few", [CUT_SHORT % (0xFFFFFFFF, 3)])]
-        for sent, lines in cases:
-            with self.subTest(sent=sent):
-                container = Container()
-                with Host() as host:
-                    host.send_bytes(sent)
-                    self.assertEqual(host.finish(), (0, b""))
-                self.assertEqual(container.log(), lines)
 
     def test_an_announced_length_costs_nothing_before_the_bytes_come(self):
         self.host.ask("init", "1")
