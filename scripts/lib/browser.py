@@ -5,18 +5,16 @@ switch --remote-debugging-pipe offers it: JSON messages, each ended by a zero by
 and 4.
 """
 
-import base64
 import contextlib
 import fcntl
-import hashlib
 import json
 import os
 import select
+import shutil
 import subprocess
 import time
 from pathlib import Path
 
-HOST_NAME = "com.corvane.nm"
 EXTENSION = Path(__file__).resolve().parents[2] / "packaging/extension"
 DEADLINE = 60.0  # seconds, for any one answer of the browser
 END_DEADLINE = 10.0  # seconds, for the browser and for its hosts to go
@@ -32,12 +30,6 @@ PAGE_CONTENT = """new Promise((resolve) => {
   new MutationObserver(finish).observe(document.body, {attributes: true});
   finish();
 })"""
-
-
-def extension_identifier():
-    """The identifier that Chromium derives from "key" in the extension's manifest."""
-    key = base64.b64decode(json.loads((EXTENSION / "manifest.json").read_text())["key"])
-    return "".join(chr(ord("a") + int(digit, 16)) for digit in hashlib.sha256(key).hexdigest()[:32])
 
 
 class Browser:
@@ -144,13 +136,11 @@ def run_in_browser(executable, folder):
     page saw it, and the milliseconds between the two. Raises RuntimeError when the browser fails or
     a host is left when it has ended.
     """
-    identifier = extension_identifier()
+    built = next(executable.parents[1].glob("native-messaging/*.json"))  # as the build writes it
+    identifier = json.loads(built.read_text())["allowed_origins"][0].split("/")[2]
     profile = folder / "profile"
-    manifest = profile / "NativeMessagingHosts" / f"{HOST_NAME}.json"
-    manifest.parent.mkdir(parents=True, mode=0o700)
-    manifest.write_text(json.dumps({
-        "name": HOST_NAME, "description": "Corvane native messaging host", "path": str(executable),
-        "type": "stdio", "allowed_origins": [f"chrome-extension://{identifier}/"]}))
+    (profile / "NativeMessagingHosts").mkdir(parents=True, mode=0o700)
+    shutil.copy(built, profile / "NativeMessagingHosts")
     with open(folder / "browser.log", "wb") as error_file, Browser(profile, error_file) as browser:
         yield f'{browser.call("Browser.getVersion")["product"]} runs'
         loaded = browser.call("Extensions.loadUnpacked", path=str(EXTENSION))["id"]
