@@ -24,7 +24,7 @@ constexpr char greeting[] = R"({"type":"init","id":"1","parameters":{"apiVersion
 
 [[noreturn]] void fail(const char* what) {
   std::perror(what);
-  std::exit(2);
+  std::_Exit(2);
 }
 
 void writeFrame(int descriptor) {

@@ -46,7 +46,7 @@ class FrameReader {
   bool inputFailed_ = false;
 
   // What was read ahead of need, so that a small frame costs one system call.
-  std::array<std::byte, 16384> ahead_;
+  std::array<std::byte, 8192> ahead_{};
   std::size_t aheadStart_ = 0;
   std::size_t aheadEnd_ = 0;
 

@@ -30,8 +30,9 @@ bool isMainAppRunning() {
 }
 
 RequestProcessing::Processor& requestProcessor() {
+  static auto& client = *new DisconnectedApiClient;
   static auto& processor = *new RequestProcessing::Processor(
-      {*new DisconnectedApiClient, isMainAppRunning, RequestProcessing::callerApplicationName});
+      {client, isMainAppRunning, RequestProcessing::callerApplicationName});
   return processor;
 }
 
