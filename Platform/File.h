@@ -21,6 +21,7 @@ class File {
     read,        ///< for reading; must exist
     append,      ///< for writing at the end, whoever else writes too; must exist
     makeAppend,  ///< as append, but the file must not exist and is made with mode 0600
+    readWrite,   ///< for both, at any place; made with mode 0600 when it is missing
   };
 
   struct Status {
@@ -53,14 +54,18 @@ class File {
 
   [[nodiscard]] Result<Status> status() const;
 
-  /// Takes the whole-file advisory lock (flock) without waiting; `wouldBlock` when somebody else
-  /// has it. It goes with `unlock` or with the file.
+  /// Takes the whole-file advisory lock (flock(2)): `tryLock` without waiting, `wouldBlock` when
+  /// somebody else has it; `waitLock` waits for as long as that takes. The lock goes with `unlock`
+  /// or with the file. Who opened the same file anew, in this process too, is somebody else.
   Result<Done> tryLock();
-  void unlock();
+  Result<Done> waitLock();
+  Result<Done> unlock();
 
   [[nodiscard]] int descriptor() const { return descriptor_; }
 
  private:
+  Result<Done> changeLock(int operation);
+
   File(int descriptor, SystemCalls& calls) : descriptor_(descriptor), calls_(&calls) {}
 
   int descriptor_;  // -1 once moved from

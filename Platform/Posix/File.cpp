@@ -53,6 +53,8 @@ int flagsOf(File::Access access) {
       return O_WRONLY | O_APPEND;
     case File::Access::makeAppend:
       return O_WRONLY | O_APPEND | O_CREAT | O_EXCL;
+    case File::Access::readWrite:
+      return O_RDWR | O_CREAT;
   }
   return O_RDONLY;
 }
@@ -133,14 +135,22 @@ Result<File::Status> File::status() const {
 }
 
 Result<Done> File::tryLock() {
-  if (retrying([&] { return calls_->flock(descriptor_, LOCK_EX | LOCK_NB); }) != 0) {
+  return changeLock(LOCK_EX | LOCK_NB);
+}
+
+Result<Done> File::waitLock() {
+  return changeLock(LOCK_EX);
+}
+
+Result<Done> File::unlock() {
+  return changeLock(LOCK_UN);
+}
+
+Result<Done> File::changeLock(int operation) {
+  if (retrying([&] { return calls_->flock(descriptor_, operation); }) != 0) {
     return failureFromErrno("flock");
   }
   return Done{};
-}
-
-void File::unlock() {
-  calls_->flock(descriptor_, LOCK_UN);
 }
 
 Result<File::Status> statusOf(const std::string& path, SystemCalls& calls) {

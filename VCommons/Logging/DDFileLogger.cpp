@@ -106,7 +106,8 @@ void DDFileLogger::rollCurrent(Time now) {
     return;
   }
   makeSuccessor(now);
-  if (current_) current_->file.unlock();
+  // Should that fail, the lock goes with the file.
+  if (current_) static_cast<void>(current_->file.unlock());
 }
 
 /// Without a file that could be locked it is the folder. Nobody holds that for longer than it takes

@@ -1,0 +1,41 @@
+#include "VCommons/VCLFileLocker.h"
+
+#include <utility>
+
+namespace corvane {
+
+using Platform::File;
+
+VCLFileLocker::VCLFileLocker(std::string path, Platform::SystemCalls& calls)
+    : path_(std::move(path)), calls_(calls) {}
+
+bool VCLFileLocker::lock() {
+  return take(&File::tryLock);
+}
+
+bool VCLFileLocker::waitLock() {
+  return take(&File::waitLock);
+}
+
+bool VCLFileLocker::take(Result<Done> (File::*operation)()) {
+  const std::lock_guard guard(mutex_);
+  if (locked_) return true;
+  if (!open()) return false;
+  locked_ = static_cast<bool>(((*file_).*operation)());
+  return locked_;
+}
+
+bool VCLFileLocker::unlock() {
+  const std::lock_guard guard(mutex_);
+  if (locked_ && file_->unlock()) locked_ = false;
+  return !locked_;
+}
+
+bool VCLFileLocker::open() {
+  if (file_) return true;
+  auto opened = File::open(path_, File::Access::readWrite, calls_);
+  if (opened) file_ = std::move(opened).value();
+  return file_.has_value();
+}
+
+}  // namespace corvane
