@@ -11,8 +11,8 @@ namespace corvane::Platform {
 /// macOS may merge.)
 ///
 /// Callbacks run on a thread of the center's own and must only queue work: while one runs, no other
-/// notification of the process is delivered. All operations are safe from any thread, but must not
-/// be called from a callback.
+/// notification of the process is delivered. All operations are safe from any thread; from a
+/// callback only `stopObserving` and `post`.
 class NotificationCenter {
  public:
   using Callback = std::function<void()>;
@@ -26,15 +26,21 @@ class NotificationCenter {
 
   /// Calls `callback` for each notification `name` (at most 200 bytes, no "/") from now on. One
   /// callback per name: a second call replaces the first. False, with a record in the system log,
-  /// when the system gives no means to hear it; the host then goes on deaf to this name.
+  /// when the system gives no means to hear it; the host then goes on deaf to this name. Also
+  /// false, without a record, after `withdraw`.
   bool observe(const std::string& name, Callback callback);
 
   /// Ends the observation of `name`; no callback for it starts after the return.
   void stopObserving(const std::string& name);
 
+  /// Posts `name` to all who observe it, this process included, and returns without waiting for
+  /// them; where an observer's queue is full it waits, 100 ms at most for all of them. Nobody need
+  /// observe it.
+  void post(const std::string& name);
+
   /// Takes away what this process left in the file system, as the last thing before it ends.
   /// Nothing is delivered afterwards. What a killed process leaves, the next one that observes
-  /// removes.
+  /// removes; a socket that was bound less than 10 s ago, one that comes later.
   void withdraw();
 
  private:

@@ -1,5 +1,8 @@
 #include "Platform/NotificationCenter.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <atomic>
 #include <condition_variable>
 #include <functional>
@@ -12,7 +15,9 @@
 #include <thread>
 #include <utility>
 
+#include "Platform/Linux/Folders.h"
 #include "Platform/Linux/NotificationFolders.h"
+#include "Platform/Linux/NotificationPost.h"
 #include "Platform/Linux/NotificationSocket.h"
 #include "Platform/Linux/ProcessFileName.h"
 #include "Platform/SystemLog.h"
@@ -33,6 +38,7 @@ class NotificationCenter::Implementation {
 
   bool observe(const std::string& name, Callback callback);
   void stopObserving(const std::string& name);
+  void post(const std::string& name) const;
   void withdraw();
 
  private:
@@ -68,6 +74,7 @@ bool NotificationCenter::Implementation::observe(const std::string& name, Callba
   Result<Done> result = Failure{FailureCause::other, "no name for a notification"};
   if (NotificationFolders::isName(name)) {
     const std::lock_guard lock(setupMutex_);
+    if (isWithdrawn_) return false;
     // The callback is there before the link: what comes through the link is never lost.
     const SharedCallback replaced =
         exchangeCallback(name, std::make_shared<const Callback>(std::move(callback)));
@@ -95,13 +102,8 @@ NotificationCenter::Implementation::exchangeCallback(const std::string& name,
 
 /// Makes all that is missing for hearing `name`. With `setupMutex_` held.
 Result<Done> NotificationCenter::Implementation::listen(const std::string& name) {
-  if (isWithdrawn_) return Failure{FailureCause::other, "withdrawn"};
   if (!socket_) {
     if (auto opened = openSocket(name); !opened) return opened;
-  }
-  if (!linkedNames_.contains(name)) {
-    if (auto linked = folders_->link(socketName_, name); !linked) return linked;
-    linkedNames_.insert(name);
   }
   if (!receiver_.joinable()) {
     try {
@@ -109,6 +111,10 @@ Result<Done> NotificationCenter::Implementation::listen(const std::string& name)
     } catch (const std::system_error& error) {
       return Failure{FailureCause::other, error.what()};
     }
+  }
+  if (!linkedNames_.contains(name)) {
+    if (auto linked = folders_->link(socketName_, name); !linked) return linked;
+    linkedNames_.insert(name);
   }
   return Done{};
 }
@@ -169,6 +175,16 @@ void NotificationCenter::Implementation::stopObserving(const std::string& name) 
   callbackEnded_.wait(lock, [&] { return runningName_ != name; });
 }
 
+/// Opens the folders anew: a process that only posts makes none.
+void NotificationCenter::Implementation::post(const std::string& name) const {
+  if (!NotificationFolders::isName(name)) return;
+  const OwnedDescriptor all = Folders::open(containerFolder_ + "/Notifications");
+  if (!all) return;
+  const OwnedDescriptor observers = Folders::open(all, name);
+  if (!observers || !postNotification(observers, name)) return;
+  ::unlinkat(all.number(), name.c_str(), AT_REMOVEDIR);  // unless somebody is left in it
+}
+
 void NotificationCenter::Implementation::withdraw() {
   const std::lock_guard lock(setupMutex_);
   isWithdrawn_ = true;
@@ -194,6 +210,10 @@ bool NotificationCenter::observe(const std::string& name, Callback callback) {
 
 void NotificationCenter::stopObserving(const std::string& name) {
   implementation_->stopObserving(name);
+}
+
+void NotificationCenter::post(const std::string& name) {
+  implementation_->post(name);
 }
 
 void NotificationCenter::withdraw() {

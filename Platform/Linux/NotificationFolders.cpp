@@ -37,7 +37,7 @@ bool isProcessGone(pid_t process) {
   return ::kill(process, 0) != 0 && errno == ESRCH;
 }
 
-void cleanHidden(const NotificationSocketProbe& probe, const OwnedDescriptor& folder,
+void cleanHidden(const NotificationSender& probe, const OwnedDescriptor& folder,
                  const std::string& entry) {
   const auto process = ProcessFileName::processOf(std::string_view(entry).substr(1));
   if (process && isProcessGone(*process) && isOld(folder, entry) && probe.isDead(folder, entry)) {
@@ -45,7 +45,7 @@ void cleanHidden(const NotificationSocketProbe& probe, const OwnedDescriptor& fo
   }
 }
 
-void cleanName(const NotificationSocketProbe& probe, const OwnedDescriptor& folder) {
+void cleanName(const NotificationSender& probe, const OwnedDescriptor& folder) {
   for (const std::string& entry : Folders::entries(folder)) {
     if (probe.isDead(folder, entry)) ::unlinkat(folder.number(), entry.c_str(), 0);
   }
@@ -91,7 +91,7 @@ void NotificationFolders::removeSocket(const std::string& socketName) const {
 }
 
 void NotificationFolders::clean(const std::string& keptName) const {
-  const NotificationSocketProbe probe;
+  const NotificationSender probe;
   for (const std::string& entry : Folders::entries(folder_)) {
     if (entry.front() == '.') {
       cleanHidden(probe, folder_, entry);

@@ -59,9 +59,29 @@ void NotificationSocket::close() {
   ::shutdown(socket_.number(), SHUT_RDWR);
 }
 
-NotificationSocketProbe::NotificationSocketProbe() : socket_(makeSocket()) {}
+NotificationSender::NotificationSender() : socket_(makeSocket()) {}
 
-bool NotificationSocketProbe::isDead(const OwnedDescriptor& folder, const std::string& name) const {
+bool NotificationSender::send(const OwnedDescriptor& folder, const std::string& name,
+                              const std::string& datagram) const {
+  const auto address = addressOf(folder, name);
+  if (!address) {
+    errno = ENAMETOOLONG;
+    return false;
+  }
+  return ::sendto(socket_.number(), datagram.data(), datagram.size(), MSG_DONTWAIT, plain(*address),
+                  sizeof *address) >= 0;
+}
+
+OwnedDescriptor NotificationSender::connectedTo(const OwnedDescriptor& folder,
+                                                const std::string& name) {
+  OwnedDescriptor socket = makeSocket();
+  const auto address = addressOf(folder, name);
+  const bool isConnected =
+      socket && address && ::connect(socket.number(), plain(*address), sizeof *address) == 0;
+  return isConnected ? std::move(socket) : OwnedDescriptor();
+}
+
+bool NotificationSender::isDead(const OwnedDescriptor& folder, const std::string& name) const {
   struct stat status = {};
   if (::fstatat(folder.number(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) return false;
   if (!S_ISSOCK(status.st_mode)) return false;

@@ -36,10 +36,18 @@ class NotificationSocket {
   std::array<char, longestNotificationName + 1> buffer_ = {};
 };
 
-/// Finds the sockets of processes that are gone. One thread at a time.
-class NotificationSocketProbe {
+/// An unbound socket from which others are reached. One thread at a time.
+class NotificationSender {
  public:
-  NotificationSocketProbe();
+  NotificationSender();
+
+  /// Sends `datagram` to the socket `name` in `folder` without waiting. When that fails it is
+  /// false, and errno says why: EAGAIN for a queue that is full.
+  [[nodiscard]] bool send(const OwnedDescriptor& folder, const std::string& name,
+                          const std::string& datagram) const;
+
+  /// A new socket that reaches only the socket `name` in `folder`; none when that is dead.
+  static OwnedDescriptor connectedTo(const OwnedDescriptor& folder, const std::string& name);
 
   /// Whether nobody has the socket `name` in `folder` open any more. False for all else, be it no
   /// socket.

@@ -2,18 +2,17 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <atomic>
-#include <condition_variable>
-#include <mutex>
+#include <semaphore>
 #include <set>
 #include <thread>
 
+#include "Platform/Linux/Folders.h"
+#include "Platform/Linux/NotificationSocket.h"
 #include "tests/Support/TemporaryFolder.h"
 
 namespace corvane::Platform {
@@ -21,59 +20,24 @@ namespace {
 
 namespace fs = std::filesystem;
 using Names = std::set<std::string>;
+using namespace std::string_literals;
 
-/// Counts calls and lets a test wait for them.
-class Counter {
+/// Counts calls; a test waits for them, though not for ever.
+class Calls : public std::counting_semaphore<> {
  public:
-  void add() {
-    const std::lock_guard lock(mutex_);
-    ++count_;
-    changed_.notify_all();
-  }
-  /// Waits for `count` calls, though not for ever, and says how many there were.
-  int waitFor(int count) {
-    std::unique_lock lock(mutex_);
-    changed_.wait_for(lock, std::chrono::seconds(20), [&] { return count_ >= count; });
-    return count_;
-  }
-
- private:
-  std::mutex mutex_;  // guards the count
-  std::condition_variable changed_;
-  int count_ = 0;
+  Calls() : counting_semaphore(0) {}
+  bool await() { return try_acquire_for(std::chrono::seconds(20)); }
 };
 
-int newSocket() {
-  return ::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-}
-
-/// `call`, which is `bind` or `connect`, on what lies in `folder` under `name`.
-int apply(int (*call)(int, const sockaddr*, socklen_t), int socket, const fs::path& folder,
-          const std::string& name) {
-  const int descriptor = ::open(folder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC);
-  sockaddr_un address = {};
-  address.sun_family = AF_UNIX;
-  const std::string path = "/proc/self/fd/" + std::to_string(descriptor) + "/" + name;
-  path.copy(address.sun_path, sizeof address.sun_path - 1);
-  const int result = call(socket, reinterpret_cast<const sockaddr*>(&address), sizeof address);
-  ::close(descriptor);
-  return result;
-}
-
-/// Another process's socket; a dead one once it is closed.
-int boundSocket(const fs::path& folder, const std::string& name) {
+/// Another process's socket; a dead one as soon as the result is gone.
+NotificationSocket boundSocket(const fs::path& folder, const std::string& name) {
   fs::create_directories(folder);
-  const int socket = newSocket();
-  EXPECT_EQ(apply(::bind, socket, folder, name), 0);
-  return socket;
+  return NotificationSocket::bind(Folders::open(folder), name).value();
 }
 
 Names entriesOf(const fs::path& folder) {
-  Names names;
-  std::error_code missing;
-  for (const auto& entry : fs::directory_iterator(folder, missing))
-    names.insert(entry.path().filename());
-  return names;
+  const auto names = Folders::entries(Folders::open(folder));
+  return {names.begin(), names.end()};
 }
 
 class NotificationCenterTest : public ::testing::Test {
@@ -83,17 +47,11 @@ class NotificationCenterTest : public ::testing::Test {
   /// Sends `datagram` to every socket in the folder of `name`; says to how many.
   [[nodiscard]] int post(const std::string& name, const std::string& datagram) const {
     int sent = 0;
-    const int socket = newSocket();
-    for (const std::string& entry : entriesOf(notifications_ / name)) {
-      if (apply(::connect, socket, notifications_ / name, entry) == 0 &&
-          ::send(socket, datagram.data(), datagram.size(), 0) >= 0) {
-        ++sent;
-      }
-    }
-    ::close(socket);
+    for (const std::string& entry : entriesOf(notifications_ / name))
+      sent +=
+          NotificationSender().send(Folders::open(notifications_ / name), entry, datagram) ? 1 : 0;
     return sent;
   }
-  [[nodiscard]] int post(const std::string& name) const { return post(name, name); }
 
   testing::TemporaryFolder folder_;
   const fs::path container_ = folder_.path() / std::string(200, 'c');  // too long for an address
@@ -102,41 +60,39 @@ class NotificationCenterTest : public ::testing::Test {
 };
 
 TEST_F(NotificationCenterTest, CallsOncePerPostOfAnObservedName) {
-  Counter replaced;
-  Counter one;
-  Counter last;
+  std::atomic<int> replaced = 0;
+  std::atomic<int> one = 0;
+  Calls last;
   const std::string longest(200, 'n');
-  ASSERT_TRUE(center_.observe("one", [&] { replaced.add(); }));
-  ASSERT_TRUE(center_.observe("one", [&] { one.add(); }));
-  ASSERT_TRUE(center_.observe(longest, [&] { last.add(); }));
+  ASSERT_TRUE(center_.observe("one", [&] { ++replaced; }));
+  ASSERT_TRUE(center_.observe("one", [&] { ++one; }));
+  ASSERT_TRUE(center_.observe(longest, [&] { last.release(); }));
   EXPECT_EQ(fs::status(notifications_ / "one").permissions(), fs::perms::owner_all);
-  for (int i = 0; i < 3; ++i) EXPECT_EQ(post("one"), 1);
-  for (const std::string& stray : {std::string(), std::string("unknown"), std::string(5000, 'n')}) {
-    EXPECT_EQ(post("one", stray), 1);
+  for (const std::string& datagram :
+       {"one"s, ""s, "unknown"s, std::string(5000, 'n'), "one"s, "one"s}) {
+    EXPECT_EQ(post("one", datagram), 1);
   }
-  EXPECT_EQ(post(longest), 1);
-  EXPECT_EQ(last.waitFor(1), 1);
-  EXPECT_EQ(one.waitFor(0), 3) << "one queue, so all before the last have come";
-  EXPECT_EQ(replaced.waitFor(0), 0);
-
+  EXPECT_EQ(post(longest, longest), 1);
+  ASSERT_TRUE(last.await());
+  EXPECT_EQ(one, 3) << "one queue, so all before the last have come";
+  EXPECT_EQ(replaced, 0);
   center_.stopObserving("one");
-  EXPECT_EQ(post(longest, "one") + post(longest), 2);
-  EXPECT_EQ(last.waitFor(2), 2);
-  EXPECT_EQ(one.waitFor(0), 3);
+  EXPECT_EQ(post(longest, "one") + post(longest, longest), 2);
+  ASSERT_TRUE(last.await());
+  EXPECT_EQ(one, 3);
 }
 
 TEST_F(NotificationCenterTest, StopWaitsForTheRunningCallback) {
-  Counter entered;
-  Counter gate;
+  Calls entered;
+  Calls gate;
   std::atomic<bool> ended = false;
   ASSERT_TRUE(center_.observe("one", [&] {
-    entered.add();
-    gate.waitFor(1);
-    ended = true;
+    entered.release();
+    ended = gate.await();
   }));
-  EXPECT_EQ(post("one"), 1);
-  ASSERT_EQ(entered.waitFor(1), 1);
-  std::thread opener([&] { gate.add(); });
+  EXPECT_EQ(post("one", "one"), 1);
+  ASSERT_TRUE(entered.await());
+  std::thread opener([&] { gate.release(); });
   center_.stopObserving("one");
   EXPECT_TRUE(ended);
   opener.join();
@@ -149,15 +105,15 @@ TEST_F(NotificationCenterTest, RemovesWhatDeadProcessesLeftAndNothingElse) {
   const std::string ofGone = "." + std::to_string(gone);
   const std::string ofLiving = "." + std::to_string(::getpid()) + ".1111111111111111";
   const std::string young = ofGone + ".2222222222222222";  // perhaps just being bound
-  const int living = boundSocket(notifications_ / "lived", "1.aaaaaaaaaaaaaaaa");
+  const auto living = boundSocket(notifications_ / "lived", "1.aaaaaaaaaaaaaaaa");
   for (const char* name : {"lived", "dead", "one"}) {
-    ::close(boundSocket(notifications_ / name, "2.bbbbbbbbbbbbbbbb"));
+    boundSocket(notifications_ / name, "2.bbbbbbbbbbbbbbbb");
   }
   testing::writeFile(notifications_ / "kept/plain", "");
   fs::create_directories(notifications_ / "empty");
   const timespec longAgo[2] = {};
   for (const std::string& name : {ofGone + ".3333333333333333", ofLiving, young}) {
-    ::close(boundSocket(notifications_, name));
+    boundSocket(notifications_, name);
     if (name == young) continue;
     ASSERT_EQ(::utimensat(AT_FDCWD, (notifications_ / name).c_str(), longAgo, 0), 0);
   }
@@ -169,7 +125,6 @@ TEST_F(NotificationCenterTest, RemovesWhatDeadProcessesLeftAndNothingElse) {
             (Names{"." + *own.begin(), "kept", "lived", "one", ofLiving, young}));
   EXPECT_EQ(entriesOf(notifications_ / "lived"), Names{"1.aaaaaaaaaaaaaaaa"});
   EXPECT_EQ(entriesOf(notifications_ / "kept"), Names{"plain"});
-  ::close(living);
 }
 
 TEST_F(NotificationCenterTest, LinksWhileOthersRemoveEmptyFolders) {
@@ -184,7 +139,7 @@ TEST_F(NotificationCenterTest, LinksWhileOthersRemoveEmptyFolders) {
     EXPECT_TRUE(center.observe("one", [] {}));
     done = true;
     remover.join();
-    EXPECT_EQ(post("one"), 1);
+    EXPECT_EQ(post("one", "one"), 1);
   }
 }
 
@@ -192,20 +147,17 @@ TEST_F(NotificationCenterTest, LeavesNothingAfterWithdrawing) {
   for (const char* name : {"one", "two"}) ASSERT_TRUE(center_.observe(name, [] {}));
   fs::create_hard_link(notifications_ / "one" / *entriesOf(notifications_ / "one").begin(),
                        container_ / "handle");
-  const int other = boundSocket(notifications_ / "two", "1.aaaaaaaaaaaaaaaa");
+  const auto other = boundSocket(notifications_ / "two", "1.aaaaaaaaaaaaaaaa");
   center_.withdraw();
   EXPECT_EQ(entriesOf(notifications_), Names{"two"});
   EXPECT_EQ(entriesOf(notifications_ / "two"), Names{"1.aaaaaaaaaaaaaaaa"});
-  EXPECT_NE(apply(::connect, other, container_, "handle"), 0) << "still open";
+  EXPECT_TRUE(NotificationSender().isDead(Folders::open(container_), "handle"));
   EXPECT_FALSE(center_.observe("one", [] {}));
-  ::close(other);
 }
 
 TEST_F(NotificationCenterTest, RefusesWhatIsNoNameAndAMissingContainer) {
-  for (const std::string& name :
-       {std::string(), std::string("a/b"), std::string(".a"), std::string(201, 'n')}) {
+  for (const std::string& name : {""s, "a/b"s, ".a"s, std::string(201, 'n')})
     EXPECT_FALSE(center_.observe(name, [] {})) << name;
-  }
   EXPECT_FALSE(NotificationCenter(container_ / "missing").observe("one", [] {}));
   EXPECT_FALSE(fs::exists(container_ / "missing") || fs::exists(notifications_));
 }
