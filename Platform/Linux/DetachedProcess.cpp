@@ -1,0 +1,94 @@
+#include "Platform/Linux/DetachedProcess.h"
+
+#include <fcntl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <climits>
+#include <csignal>
+
+#include "Platform/Linux/OwnedDescriptor.h"
+
+namespace corvane::Platform {
+namespace {
+
+/// Where programs are that an entry names without a folder.
+constexpr const char* programFolders[] = {"/usr/local/bin/", "/usr/bin/", "/bin/"};
+
+std::string pathOf(const std::string& program) {
+  if (program.find('/') != std::string::npos) return program;
+  for (const char* folder : programFolders) {
+    std::string path = folder + program;
+    if (::access(path.c_str(), X_OK) == 0) return path;
+  }
+  return "";
+}
+
+// From here on: what runs between fork and exec, where other threads may have left any lock taken.
+// System calls only.
+
+void resetSignals() {
+  for (int number = 1; number < NSIG; ++number) ::signal(number, SIG_DFL);
+  sigset_t none;
+  ::sigemptyset(&none);
+  ::sigprocmask(SIG_SETMASK, &none, nullptr);
+}
+
+/// Leaves descriptors 0 to 2 on /dev/null and `kept`, which closes when the program starts.
+bool resetDescriptors(int kept) {
+  const int null = ::open("/dev/null", O_RDWR);
+  if (null < 0) return false;
+  for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+    if (::dup2(null, stream) < 0) return false;
+  }
+  const auto first = static_cast<unsigned>(STDERR_FILENO + 1);
+  const auto apart = static_cast<unsigned>(kept);
+  return (apart == first || ::close_range(first, apart - 1, 0) == 0) &&
+         ::close_range(apart + 1, UINT_MAX, 0) == 0;
+}
+
+[[noreturn]] void becomeProgram(const char* path, char* const* arguments, const char* folder,
+                                int report) {
+  resetSignals();
+  if (resetDescriptors(report) && ::chdir(folder) == 0) ::execv(path, arguments);
+  const int error = errno;
+  [[maybe_unused]] const ssize_t told = ::write(report, &error, sizeof error);
+  ::_exit(127);
+}
+
+}  // namespace
+
+bool startDetached(const std::vector<std::string>& arguments, const std::string& folder) {
+  const std::string path = arguments.empty() ? "" : pathOf(arguments.front());
+  if (path.empty()) return false;
+  std::vector<char*> pointers;
+  for (const std::string& argument : arguments)
+    pointers.push_back(const_cast<char*>(argument.c_str()));
+  pointers.push_back(nullptr);
+
+  int ends[2] = {-1, -1};
+  if (::pipe2(ends, O_CLOEXEC) != 0) return false;
+  const OwnedDescriptor heard(ends[0]);
+  OwnedDescriptor report(ends[1]);
+  const pid_t child = ::fork();
+  if (child < 0) return false;
+  if (child == 0) {  // its own child is nobody's once it has ended
+    ::setsid();
+    const pid_t grandchild = ::fork();
+    if (grandchild == 0)
+      becomeProgram(path.c_str(), pointers.data(), folder.c_str(), report.number());
+    ::_exit(grandchild < 0 ? 1 : 0);
+  }
+  report = OwnedDescriptor();
+  int status = 0;
+  while (::waitpid(child, &status, 0) < 0 && errno == EINTR) continue;
+  int error = 0;
+  ssize_t count = 0;
+  do {
+    count = ::read(heard.number(), &error, sizeof error);
+  } while (count < 0 && errno == EINTR);
+  return status == 0 && count == 0;  // the pipe closed by itself: the program runs
+}
+
+}  // namespace corvane::Platform

@@ -1,0 +1,109 @@
+#include <gtest/gtest.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+
+#include <csignal>
+#include <fstream>
+#include <sstream>
+
+#include "Platform/File.h"
+#include "Platform/Linux/DesktopEntry.h"
+#include "Platform/Linux/DetachedProcess.h"
+#include "tests/Support/TemporaryFolder.h"
+
+namespace corvane::Platform {
+namespace {
+
+using Arguments = std::vector<std::string>;
+
+TEST(DesktopEntry, ReadsTheCommandLine) {
+  struct Case {
+    std::string exec;
+    std::optional<Arguments> arguments;
+  };
+  const Case cases[] = {
+      {"app", Arguments{"app"}},
+      {"  /opt/the\\sapp/bin  --flag\t-x ", Arguments{"/opt/the", "app/bin", "--flag", "-x"}},
+      {R"("/opt/the app/bin" "a \\"b\\" \\$c \\\\ d" "")",
+       Arguments{"/opt/the app/bin", R"(a "b" $c \ d)", ""}},
+      {"app %u %F %i --name=%c %k 100%% %",
+       Arguments{"app", "--name=The App", "/e.desktop", "100%", "%"}},
+      {"\"%u\" x", Arguments{"%u", "x"}},
+      {"\"app", std::nullopt},
+      {"app a\"b", std::nullopt},
+      {"\"\"", std::nullopt},
+      {"", std::nullopt},
+      {"%u", std::nullopt},
+  };
+  for (const Case& c : cases) {
+    const std::string text =
+        "# none\n[Other]\nExec=wrong\n[Desktop Entry]\nName=The App\nExec = " + c.exec +
+        "\r\nExec=second\n[Desktop Action new]\nExec=wrong\n";
+    EXPECT_EQ(DesktopEntry::commandLine(text, "/e.desktop"), c.arguments) << c.exec;
+  }
+  EXPECT_EQ(DesktopEntry::commandLine("Exec=app\n[Desktop Action new]\nExec=app", ""),
+            std::nullopt);
+}
+
+class DetachedProcessTest : public ::testing::Test {
+ protected:
+  /// Runs a shell on `script` and gives what it wrote into the pipe "out" of the folder.
+  std::string outputOf(const std::string& script) {
+    const std::string pipe = folder_.path() / "out";
+    EXPECT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
+    EXPECT_TRUE(startDetached({"sh", "-c", "exec >out; " + script}, folder_.path()));
+    std::stringstream text;
+    text << std::ifstream(pipe).rdbuf();
+    return text.str();
+  }
+
+  testing::TemporaryFolder folder_;
+};
+
+TEST_F(DetachedProcessTest, InheritsNothingAndBelongsToNobody) {
+  const std::string path = folder_.path() / "held";
+  auto held = File::open(path, File::Access::readWrite);
+  ASSERT_TRUE(held && held->tryLock());
+  const int leaked = ::dup(held->descriptor());  // not closed by itself when a program starts
+  sigset_t blocked;
+  sigset_t before;
+  ::sigemptyset(&blocked);
+  ::sigaddset(&blocked, SIGUSR1);
+  ::pthread_sigmask(SIG_BLOCK, &blocked, &before);
+  const auto ignored = ::signal(SIGPIPE, SIG_IGN);
+
+  const std::string output = outputOf(
+      "ls /proc/$$/fd | tr '\\n' ' '; readlink /proc/$$/fd/0 /proc/$$/fd/2; "
+      "grep -E 'Sig(Blk|Ign)' /proc/self/status; pwd; ps -o sid= -p $$");
+  ::signal(SIGPIPE, ignored);
+  ::pthread_sigmask(SIG_SETMASK, &before, nullptr);
+  ::close(leaked);
+
+  std::istringstream lines(output);
+  std::string line;
+  const std::string nothing = "0000000000000000";
+  for (const std::string& expected : {std::string("0 1 2 "), std::string("/dev/null")}) {
+    std::getline(lines, line);
+    EXPECT_EQ(line.substr(0, expected.size()), expected) << output;
+  }
+  EXPECT_NE(output.find("SigBlk:\t" + nothing), std::string::npos) << output;
+  EXPECT_NE(output.find("SigIgn:\t" + nothing), std::string::npos) << output;
+  EXPECT_NE(output.find(folder_.path().string()), std::string::npos) << output;
+  EXPECT_EQ(output.find(std::to_string(::getsid(0)) + "\n"), std::string::npos) << output;
+  EXPECT_EQ(::waitpid(-1, nullptr, WNOHANG), -1) << "no child is left to wait for";
+}
+
+TEST_F(DetachedProcessTest, SaysNoWhenTheProgramCannotRun) {
+  const std::string text = folder_.path() / "text";
+  testing::writeFile(text, "no program");
+  EXPECT_FALSE(startDetached({text}, folder_.path()));
+  EXPECT_FALSE(startDetached({folder_.path() / "missing"}, folder_.path()));
+  EXPECT_FALSE(startDetached({"no-such-program-anywhere"}, folder_.path()));
+  EXPECT_FALSE(startDetached({"true"}, folder_.path() / "missing"));
+  EXPECT_FALSE(startDetached({}, folder_.path()));
+  EXPECT_EQ(::waitpid(-1, nullptr, WNOHANG), -1);
+}
+
+}  // namespace
+}  // namespace corvane::Platform
