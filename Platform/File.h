@@ -79,9 +79,10 @@ Result<File::Status> statusOf(const std::string& path, SystemCalls& calls = Syst
 /// Removes the name `path`. A missing one is a failure with cause `notFound`.
 Result<Done> removeFile(const std::string& path, SystemCalls& calls = SystemCalls::system());
 
-/// Makes the folder `path` and those above it that are missing, mode 0700. Existing folders are
-/// fine; anything else in their place is a failure.
-Result<Done> makeFolders(const std::string& path);
+/// Makes the folder `base`/`below`, mode 0700, with what is missing between the two; Existing
+/// folders are fine. Fails when `base` is missing, which is never made, and when something else
+/// stands in the way.
+Result<Done> makeFolders(const std::string& base, const std::string& below);
 
 /// The failure that errno tells of now, as "`operation`: text of the error".
 Failure failureFromErrno(const std::string& operation);

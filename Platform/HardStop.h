@@ -10,4 +10,7 @@ namespace corvane::Platform {
 /// Safe from any thread.
 [[noreturn]] void hardStop(std::string_view why);
 
+/// From now on an exception that nobody catches (no memory, no thread) is a hard stop that says so.
+void stopHardOnUncaughtExceptions();
+
 }  // namespace corvane::Platform

@@ -46,16 +46,21 @@ void GroupContainer::pickUpLogLevel(VCLLogger& logger) const {
 
 const std::optional<std::string>& GroupContainer::made(Folder& folder, const std::string& component,
                                                        const char* property, const char* purpose) {
+  bool hasFailedNow = false;
   std::call_once(folder.once, [&] {
-    const std::string path = required() + "/" + component;
-    const auto outcome = Platform::makeFolders(path);
+    const auto outcome = Platform::makeFolders(required(), component);
     if (outcome) {
-      folder.path = path;
+      folder.path = required() + "/" + component;
     } else {
-      VCLogCError({"SharedComponents/SharedResources", property},
-                  "Can't create group %s folder: %@", purpose, outcome.failure());
+      folder.failure = outcome.failure().text;
+      hasFailedNow = true;
     }
   });
+  // Not while others wait for the first use to end: an error line waits for the log.
+  if (hasFailedNow) {
+    VCLogCError({"SharedComponents/SharedResources", property}, "Can't create group %s folder: %@",
+                purpose, folder.failure);
+  }
   return folder.path;
 }
 

@@ -25,6 +25,9 @@ class GroupContainer {
   /// Nothing, with an error line, when it cannot be made. Without a container the process stops.
   const std::optional<std::string>& logsUrl();
 
+  /// Why `logsUrl` gave nothing; "" when it gave something or was not asked yet.
+  [[nodiscard]] const std::string& logsFailure() const { return logs_.failure; }
+
   /// "Data", the folder of the exchange files; the same rules.
   const std::optional<std::string>& dataUrl();
 
@@ -37,6 +40,7 @@ class GroupContainer {
   struct Folder {
     std::once_flag once;
     std::optional<std::string> path;
+    std::string failure;
   };
   const std::optional<std::string>& made(Folder& folder, const std::string& component,
                                          const char* property, const char* purpose);

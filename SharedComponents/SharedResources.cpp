@@ -56,6 +56,10 @@ const std::optional<std::string>& SharedResources::dataUrl() {
   return container().dataUrl();
 }
 
+const std::string& SharedResources::logsFailure() {
+  return container().logsFailure();
+}
+
 void SharedResources::pickUpLogLevel() {
   container().pickUpLogLevel(VCLLogger::singleton());
 }

@@ -25,6 +25,9 @@ class SharedResources {
   static const std::optional<std::string>& logsUrl();
   static const std::optional<std::string>& dataUrl();
 
+  /// Why there is no logs folder.
+  static const std::string& logsFailure();
+
   /// Applies the log level that the main application has set; see GroupContainer::pickUpLogLevel.
   static void pickUpLogLevel();
 

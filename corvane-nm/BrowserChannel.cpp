@@ -12,22 +12,19 @@ namespace corvane {
 namespace MainQueue = Platform::MainQueue;
 using Clock = std::chrono::steady_clock;
 
-BrowserChannel::BrowserChannel(int input, int output, Processor processor,
-                               std::chrono::milliseconds slice, std::function<void()> leave)
+BrowserChannel::BrowserChannel(int input, int output, Processor processor, Limits limits,
+                               std::function<void()> leave)
     : reader_(input),
       writer_(output),
       processor_(std::move(processor)),
-      slice_(slice),
+      limits_(limits),
       leave_(std::move(leave)) {}
 
 void BrowserChannel::listen() {
   readerIsInstalled_ = true;
-  sliceEnd_ = Clock::now() + slice_;
   std::thread([this] { readUntilEnd(); }).detach();
-  while (readerIsInstalled_) {
-    sliceEnd_ = Clock::now() + slice_;
-    MainQueue::turnUntil(sliceEnd_);
-  }
+  while (readerIsInstalled_) MainQueue::turnUntil(Clock::now() + limits_.slice);
+  if (answersAreDue_) MainQueue::turnUntil(Clock::now() + limits_.slice);
 }
 
 void BrowserChannel::readUntilEnd() {
@@ -56,16 +53,14 @@ void BrowserChannel::messageDone() {
 }
 
 void BrowserChannel::inputEnded() {
-  const auto now = Clock::now();
-  const auto sliceEnd = sliceEnd_.load();
   MainQueue::async([this] {
     readerIsInstalled_ = false;
     inputHasEnded_ = true;
-    if (messagesInWork_ == 0) MainQueue::endTurn();
+    answersAreDue_ = messagesInWork_ > 0;
+    MainQueue::endTurn();  // what is not due any more was queued before this
   });
-  // A browser that reads no more may hold the main thread inside a write, even beyond its slice.
-  std::this_thread::sleep_until(sliceEnd > now ? sliceEnd : now + slice_);
-  leave_();
+  std::this_thread::sleep_for(limits_.slice + limits_.lastFrame);
+  leave_();  // the browser reads no more, and the main thread is inside a write to it
 }
 
 }  // namespace corvane

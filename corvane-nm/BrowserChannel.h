@@ -19,15 +19,20 @@ class BrowserChannel {
   using Reply = UniqueFunction<void(JsonObject)>;
   using Processor = std::function<void(JsonObject message, Reply reply)>;
 
-  /// `processor` is called on the reading thread, for one message after the other. `slice` is the
-  /// length of a turn of the main loop. `leave` ends the process with status 0; it is called, on
-  /// the reading thread, when the main thread is still busy at the end of the slice after the end
-  /// of input.
-  BrowserChannel(int input, int output, Processor processor, std::chrono::milliseconds slice,
+  struct Limits {
+    std::chrono::milliseconds slice;      ///< one turn of the main loop, the last one included
+    std::chrono::milliseconds lastFrame;  ///< how much longer a frame under way may take to get out
+  };
+
+  /// `processor` is called on the reading thread, for one message after the other. `leave` ends the
+  /// process with status 0; it is called, on the reading thread, when the main thread is still
+  /// inside a write after both limits have passed since the end of input.
+  BrowserChannel(int input, int output, Processor processor, Limits limits,
                  std::function<void()> leave);
 
-  /// Reads and answers until the end of input. Afterwards answers still leave until the running
-  /// slice ends, but not longer than a message of the browser is being worked on. Main thread only.
+  /// Reads and answers until the end of input, which begins the last slice: answers leave until it
+  /// ends, but it ends as soon as no message of the browser is being worked on. Frames are whole,
+  /// unless the browser stops reading one. Main thread only.
   void listen();
 
   /// Writes a frame; see FrameWriter::send. Main queue only.
@@ -61,14 +66,13 @@ class BrowserChannel {
   FrameReader reader_;  // reading thread only
   FrameWriter writer_;  // main queue only
   const Processor processor_;
-  const std::chrono::milliseconds slice_;
+  const Limits limits_;
   const std::function<void()> leave_;
 
   bool readerIsInstalled_ = false;  // main thread only
+  bool answersAreDue_ = false;      // main thread only: when the reader went, messages were in work
   std::atomic<bool> inputHasEnded_{false};
   std::atomic<int> messagesInWork_{0};
-  std::atomic<std::chrono::steady_clock::time_point> sliceEnd_{
-      std::chrono::steady_clock::time_point{}};
 };
 
 }  // namespace corvane

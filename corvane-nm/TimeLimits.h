@@ -6,8 +6,12 @@
 /// so that a test may wait for less.
 namespace corvane::TimeLimits {
 
-/// One turn of the main loop; after the end of input the host lives for the rest of one at most.
+/// One turn of the main loop; the end of input begins the last one.
 inline constexpr std::chrono::milliseconds runLoopSlice{5000};
+
+/// How much longer than the last slice a frame may take that is being written when it ends: a
+/// browser that reads gets it whole, one that does not is not waited for.
+inline constexpr std::chrono::milliseconds lastFrame{250};
 
 /// How long the process, when it leaves, waits for log lines that are queued: long enough for a
 /// healthy disk, short enough that a browser that quits does not notice.

@@ -1,4 +1,5 @@
 #include <functional>
+#include <string>
 #include <utility>
 
 #include "Platform/HardStop.h"
@@ -20,7 +21,9 @@ namespace {
 void startLogging() {
   VCLLogger& logger = VCLLogger::singleton();
   const auto& logs = SharedResources::logsUrl();
-  if (!logs) Platform::hardStop("the shared logs folder is unavailable");
+  if (!logs) {
+    Platform::hardStop("the shared logs folder is unavailable: " + SharedResources::logsFailure());
+  }
   logger.initLogger(*logs + "/corvane-nm");
 }
 
@@ -29,10 +32,14 @@ bool isMainAppRunning() {
              Configuration::MainAppBundleIdentifier) > 0;
 }
 
+std::string callerApplicationName() {
+  return RequestProcessing::callerApplicationName(SharedResources::runningApplications());
+}
+
 RequestProcessing::Processor& requestProcessor() {
   static auto& client = *new DisconnectedApiClient;
-  static auto& processor = *new RequestProcessing::Processor(
-      {client, isMainAppRunning, RequestProcessing::callerApplicationName});
+  static auto& processor =
+      *new RequestProcessing::Processor({client, isMainAppRunning, callerApplicationName});
   return processor;
 }
 
@@ -41,8 +48,9 @@ void process(JsonObject message, BrowserChannel::Reply reply) {
 }
 
 void run(Platform::BrowserDescriptors browser) {
-  auto& channel = *new BrowserChannel(browser.input, browser.output, process,
-                                      TimeLimits::runLoopSlice, Leaving::leaveNow);
+  auto& channel =
+      *new BrowserChannel(browser.input, browser.output, process,
+                          {TimeLimits::runLoopSlice, TimeLimits::lastFrame}, Leaving::leaveNow);
   auto& watch = *new MainAppWatch(
       process, [&channel](const JsonObject& state) { channel.send(state); }, isMainAppRunning);
   startLogging();
@@ -58,6 +66,7 @@ void run(Platform::BrowserDescriptors browser) {
 /// Reads neither arguments nor the environment. Lives until the browser closes standard input.
 int main() {
   const auto browser = corvane::Platform::claimStandardStreams();
+  corvane::Platform::stopHardOnUncaughtExceptions();
   if (!browser) corvane::Platform::hardStop("the standard streams cannot be set up");
   corvane::Platform::ignoreSignalsOfWrites();
   corvane::run(*browser);

@@ -72,4 +72,21 @@ int RunningApplications::instancesOf(const std::string& bundleIdentifier) const 
   }));
 }
 
+std::optional<RunningApplication> RunningApplications::applicationOf(
+    pid_t processIdentifier) const {
+  const OwnedDescriptor registry = Folders::open(containerFolder_ + "/Applications");
+  if (!registry) return std::nullopt;
+  for (const std::string& bundleIdentifier : Folders::entries(registry)) {
+    const OwnedDescriptor folder = Folders::open(registry, bundleIdentifier);
+    if (!folder) continue;
+    for (const std::string& name : Folders::entries(folder)) {
+      if (ProcessFileName::processOf(name) == processIdentifier &&
+          isRunningInstance(folder, name)) {
+        return RunningApplication{bundleIdentifier, std::nullopt};
+      }
+    }
+  }
+  return std::nullopt;
+}
+
 }  // namespace corvane::Platform

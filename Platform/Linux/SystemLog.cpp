@@ -1,9 +1,10 @@
 #include "Platform/SystemLog.h"
 
+#include <paths.h>
 #include <syslog.h>
 
-#include <algorithm>
-#include <limits>
+#include "Platform/Linux/SystemLogSocket.h"
+#include "Platform/ProcessInfo.h"
 
 namespace corvane::Platform::SystemLog {
 namespace {
@@ -11,31 +12,22 @@ namespace {
 int priorityOf(Severity severity) {
   switch (severity) {
     case Severity::error:
-      return LOG_ERR;
+      return LOG_USER | LOG_ERR;
     case Severity::warning:
-      return LOG_WARNING;
+      return LOG_USER | LOG_WARNING;
     case Severity::info:
-      return LOG_INFO;
+      return LOG_USER | LOG_INFO;
     case Severity::debug:
-      return LOG_DEBUG;
+      return LOG_USER | LOG_DEBUG;
   }
-  return LOG_DEBUG;
-}
-
-/// Without a name of ours the records bear the program's. True, for a static.
-bool openOnce() {
-  ::openlog(nullptr, LOG_PID, LOG_USER);
-  return true;
+  return LOG_USER | LOG_DEBUG;
 }
 
 }  // namespace
 
 void write(Severity severity, std::string_view text) {
-  static const bool isOpen = openOnce();
-  if (!isOpen) return;
-  const auto length = static_cast<int>(std::min<std::size_t>(
-      text.size(), static_cast<std::size_t>(std::numeric_limits<int>::max())));
-  ::syslog(priorityOf(severity), "%.*s", length, text.data());
+  static auto& socket = *new SystemLogSocket(_PATH_LOG, ProcessInfo::applicationName());
+  socket.send(priorityOf(severity), text);
 }
 
 }  // namespace corvane::Platform::SystemLog

@@ -164,19 +164,19 @@ Result<Done> removeFile(const std::string& path, SystemCalls& calls) {
   return Done{};
 }
 
-Result<Done> makeFolders(const std::string& path) {
-  struct stat status = {};
-  if (::stat(path.c_str(), &status) == 0) {
-    if (S_ISDIR(status.st_mode)) return Done{};
+Result<Done> makeFolders(const std::string& base, const std::string& below) {
+  std::size_t end = 0;
+  while (end < below.size()) {
+    end = std::min(below.find('/', end + 1), below.size());
+    const std::string path = base + "/" + below.substr(0, end);
+    struct stat status = {};
+    if (::mkdir(path.c_str(), 0700) == 0) continue;
+    if (errno != EEXIST) return failureFromErrno("mkdir " + path);
+    if (::stat(path.c_str(), &status) != 0) return failureFromErrno("stat " + path);
+    if (S_ISDIR(status.st_mode)) continue;
     errno = ENOTDIR;
     return failureFromErrno("mkdir " + path);
   }
-  const std::size_t slash = path.find_last_of('/');
-  if (slash != std::string::npos && slash > 0) {
-    auto above = makeFolders(path.substr(0, slash));
-    if (!above) return above;
-  }
-  if (::mkdir(path.c_str(), 0700) != 0 && errno != EEXIST) return failureFromErrno("mkdir " + path);
   return Done{};
 }
 

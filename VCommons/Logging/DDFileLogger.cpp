@@ -20,10 +20,7 @@ bool isHeldByOther(const Failure& failure) {
 }  // namespace
 
 DDFileLogger::DDFileLogger(DDLogFileManager manager, Limits limits, DDLog::Clock clock)
-    : manager_(std::move(manager)),
-      limits_(limits),
-      clock_(std::move(clock)),
-      newestAtStart_(manager_.newestLogFile()) {}
+    : manager_(std::move(manager)), limits_(limits), clock_(std::move(clock)) {}
 
 DDFileLogger::Time DDFileLogger::now() const {
   return std::chrono::floor<std::chrono::milliseconds>(clock_());
@@ -31,8 +28,7 @@ DDFileLogger::Time DDFileLogger::now() const {
 
 void DDFileLogger::log(const DDLogMessage& message) {
   const Time time = now();
-  const bool hadFile = current_ || newestAtStart_;
-  if (followOthers(time) && hadFile) movedAt_ = time;
+  followOthers();
   if (!current_ || current_->mustRoll || isTooOld(time)) roll(time);
   if (!current_) return;
   write(message);
@@ -41,32 +37,25 @@ void DDFileLogger::log(const DDLogMessage& message) {
 
 void DDFileLogger::rollLogFile() {
   const Time time = now();
-  const bool movesNow = followOthers(time);
-  const bool movedBefore = movedAt_ && isRecent(*movedAt_, time);
-  movedAt_.reset();
-  if (!movesNow && !movedBefore) roll(time);
+  followOthers();
+  const bool isRolledAlready =
+      current_ && !current_->isOurs && isRecent(current_->info.created, time);
+  if (!isRolledAlready) roll(time);
 }
 
-/// Goes to the newest file when others have made or removed files. True when that was a roll by
-/// another: its file is newer than ours, or has just been made when we had none.
-bool DDFileLogger::followOthers(Time now) {
-  const bool changed = manager_.mayHaveChanged();
-  if (current_ && !changed) return false;
+/// Goes to the newest file when there is no current one, or when others have made or removed files.
+void DDFileLogger::followOthers() {
+  if (!manager_.mayHaveChanged() && current_) return;
   const auto newest = manager_.newestLogFile();
   if (!newest) {
     current_.reset();
-    newestAtStart_.reset();
-    return false;
+    return;
   }
-  const auto before = current_ ? current_->info : newestAtStart_;
-  if (current_ && newest->created == before->created) {
+  if (current_ && newest->created == current_->info.created) {
     const auto status = current_->file.status();
-    if (!status || status->isLinked) return false;
+    if (!status || status->isLinked) return;
   }
-  const bool isNewer = !before || newest->created > before->created;
-  const bool isRoll = isNewer && (current_ || isRecent(newest->created, now));
   take(*newest);
-  return isRoll;
 }
 
 /// Makes an existing file the current one; when that fails there is none.
@@ -76,7 +65,7 @@ void DDFileLogger::take(const DDLogFileInfo& info) {
     current_.reset();
     return;
   }
-  current_ = Current{std::move(file).value(), info};
+  current_ = Current{std::move(file).value(), info, false};
   current_->mustRoll = isTooLarge() || manager_.isArchived(info);
 }
 
@@ -132,8 +121,7 @@ void DDFileLogger::makeSuccessor(Time now) {
     return;
   }
   if (current_) manager_.markArchived(current_->info);
-  current_ = Current{std::move(made->file), std::move(made->info)};
-  movedAt_.reset();
+  current_ = Current{std::move(made->file), std::move(made->info), true};
   manager_.deleteOldLogFiles();
 }
 

@@ -30,7 +30,7 @@ class DDFileLogger : public DDLogger {
     std::size_t maximumNumberOfLogFiles;  ///< older files are deleted; 0 means no limit
   };
 
-  /// What another host rolled up to this long before a roll is asked for counts as that roll.
+  /// A file that another host began up to this long before a roll is asked for counts as that roll.
   static constexpr std::chrono::seconds sameRollPeriod{2};
 
   /// `clock` tells how old files are and dates new ones.
@@ -49,12 +49,13 @@ class DDFileLogger : public DDLogger {
   struct Current {
     Platform::File file;
     DDLogFileInfo info;
+    bool isOurs;                 // made by this host
     bool mustRoll = false;       // found to be archived or too large
     bool endsInMidLine = false;  // the last line reached it in part
   };
 
   [[nodiscard]] Time now() const;
-  bool followOthers(Time now);
+  void followOthers();
   void take(const DDLogFileInfo& info);
   bool takeNewest();
   void roll(Time now);
@@ -69,8 +70,6 @@ class DDFileLogger : public DDLogger {
   const Limits limits_;
   const DDLog::Clock clock_;
   std::optional<Current> current_;
-  std::optional<DDLogFileInfo> newestAtStart_;  // while there is no current file
-  std::optional<Time> movedAt_;                 // when a line found a roll by another host
 };
 
 }  // namespace corvane

@@ -64,7 +64,10 @@ bool DDLogFileManager::mayHaveChanged() {
 
 void DDLogFileManager::makeFolder() {
   // Where that fails, making the file will say so.
-  [[maybe_unused]] const auto made = Platform::makeFolders(folder_);
+  const std::size_t slash = folder_.find_last_of('/');
+  if (slash == std::string::npos) return;
+  [[maybe_unused]] const auto made =
+      Platform::makeFolders(folder_.substr(0, slash), folder_.substr(slash + 1));
 }
 
 Result<Platform::File> DDLogFileManager::lockFolder() const {

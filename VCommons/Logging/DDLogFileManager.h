@@ -38,7 +38,8 @@ class DDLogFileManager {
   /// recent to tell it from another one is reported again by the next call.
   bool mayHaveChanged();
 
-  /// Makes the folder, mode 0700, with those above it, unless it exists.
+  /// Makes the folder, mode 0700, unless it exists. The folder that it stands in belongs to others
+  /// and is never made.
   void makeFolder();
 
   /// Takes the folder's advisory lock, which lasts as long as the file returned; see File::tryLock.

@@ -66,8 +66,6 @@ class DispatchQueue {
   /// True on the thread that is running a task of this queue right now.
   [[nodiscard]] bool isCurrent() const;
 
-  [[nodiscard]] const std::string& label() const { return label_; }
-
  private:
   /// Holds the queue for a caller of `sync`.
   class Turn {

@@ -7,16 +7,25 @@
 namespace corvane::RequestProcessing {
 namespace {
 
-std::string nameOfParent() {
-  const auto path = VCSSystemUtils::execPathForPid(Platform::ProcessInfo::parent());
+std::string lastComponent(const std::string& path) {
+  return path.substr(path.find_last_of('/') + 1);
+}
+
+std::string nameOfParent(const Platform::RunningApplications& applications) {
+  const pid_t parent = Platform::ProcessInfo::parent();
+  if (const auto application = applications.applicationOf(parent)) {
+    if (application->bundleIdentifier) return *application->bundleIdentifier;
+    if (application->executablePath) return lastComponent(*application->executablePath);
+  }
+  const auto path = VCSSystemUtils::execPathForPid(parent);
   if (!path) Platform::hardStop("the executable of the calling browser cannot be found");
-  return path->substr(path->find_last_of('/') + 1);
+  return lastComponent(*path);
 }
 
 }  // namespace
 
-const std::string& callerApplicationName() {
-  static const auto& name = *new std::string(nameOfParent());
+const std::string& callerApplicationName(const Platform::RunningApplications& applications) {
+  static const auto& name = *new std::string(nameOfParent(applications));
   return name;
 }
 

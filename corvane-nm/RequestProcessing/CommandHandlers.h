@@ -35,6 +35,7 @@ class CommandHandlers {
   void removeCustomRules(Work work);
   void openOriginalCert(Work work);
   void reportSite(Work work);
+  // These three need no parameters, so nothing is missing when a request has none.
   void openFilteringLog(Work work);
   void openSettings(Work work);
   void updateApp(Work work);

@@ -1,14 +1,12 @@
 #include "VCommons/VCLFileLocker.h"
 
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <array>
 #include <cerrno>
 #include <csignal>
-#include <filesystem>
 
 #include "tests/Support/TemporaryFolder.h"
 
@@ -29,9 +27,7 @@ TEST_F(VCLFileLockerTest, MakesTheFileOnceNeededAndLeavesItAsItIs) {
     EXPECT_TRUE(locker.unlock()) << "nothing was held";
     EXPECT_FALSE(fs::exists(path_));
     EXPECT_TRUE(locker.lock());
-    struct stat status = {};
-    ASSERT_EQ(::stat(path_.c_str(), &status), 0);
-    EXPECT_EQ(status.st_mode & 0777U, 0600U);
+    EXPECT_EQ(fs::status(path_).permissions(), fs::perms(0600));
   }
   EXPECT_EQ(fs::file_size(path_), 0U) << "it stays, and nothing is written to it";
   VCLFileLocker nowhere(folder_.path() / "missing" / "file");
@@ -92,11 +88,7 @@ TEST_F(VCLFileLockerTest, StaysLockedWhenTheSystemRefusesToUnlock) {
   calls.refuses = true;
   EXPECT_FALSE(locker.unlock());
   EXPECT_TRUE(locker.lock()) << "still held";
-  calls.refuses = false;
-  EXPECT_TRUE(locker.unlock());
-  calls.refuses = true;
-  EXPECT_FALSE(locker.lock());
-  EXPECT_FALSE(locker.waitLock());
+  EXPECT_FALSE(VCLFileLocker(path_, calls).waitLock());
 }
 
 }  // namespace

@@ -26,17 +26,13 @@ TEST(VCSDate, WritesAndReadsBackTheSameMoment) {
     EXPECT_EQ(VCSDate::iso8601String(date), row.text);
     EXPECT_EQ(VCSDate::dateWithISO8601String(row.text), date) << row.text;
   }
-  using Fine = std::chrono::time_point<std::chrono::system_clock, std::chrono::nanoseconds>;
-  EXPECT_EQ(VCSDate::iso8601String(Fine(std::chrono::nanoseconds(-1))),
-            "1969-12-31T23:59:59.999+00:00");
 }
 
 TEST(VCSDate, ReadsOffsetsAndRefusesOtherForms) {
   EXPECT_EQ(VCSDate::dateWithISO8601String("1970-01-01T02:30:00.000+02:30"), Date());
   EXPECT_EQ(VCSDate::dateWithISO8601String("1969-12-31T19:00:00.000-05:00"), Date());
-  for (const char* const tooShort : {"", "Z", "+0"}) {
+  for (const char* const tooShort : {"", "Z", "+0"})
     EXPECT_EQ(VCSDate::dateWithISO8601String(tooShort), VCSDate::distantPast);
-  }
   EXPECT_EQ(VCSDate::dateWithISO8601String(std::nullopt), VCSDate::distantPast);
   for (const char* const malformed :
        {"abc", "2024-03-05", "2024-03-05T14:07:09.123", "2024-03-05T14:07:09.123+0000",

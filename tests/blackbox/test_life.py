@@ -25,6 +25,8 @@ DAMAGE = {
     "no folder for logs": lambda c: (c.folder / "Logs").write_bytes(b""),
     "settings that are no list": lambda c: c.write_settings(b"bplist00 and nothing after it"),
     "settings that are empty": lambda c: c.write_settings(b""),
+    "a folder in their place": lambda c: c.settings.mkdir(parents=True),
+    "settings of more than 16 MiB": lambda c: c.write_settings({"ballast": bytes(16 << 20)}),
     "settings of another kind": lambda c: c.write_settings(["x"]),
     "level below the range": lambda c: c.write_settings({"DefaultsKeyLogLevel": -1}),
     "level above the range": lambda c: c.write_settings({"DefaultsKeyLogLevel": 2**32}),
@@ -88,7 +90,7 @@ class Starting(unittest.TestCase):
         resource.setrlimit(resource.RLIMIT_CORE, (resource.getrlimit(resource.RLIMIT_CORE)[1],) * 2)
         for name, damage in DAMAGE.items():
             damage(Container())
-            with self.subTest(name), Host() as host:
+            with self.subTest(name), Host(stdin=subprocess.DEVNULL) as host:
                 ended = os.waitid(os.P_PID, host.pid, os.WEXITED | os.WNOWAIT)
                 # Killed: nothing was dumped.
                 self.assertEqual((ended.si_code, ended.si_status), (os.CLD_KILLED, signal.SIGABRT))

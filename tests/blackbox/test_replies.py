@@ -95,8 +95,8 @@ class Replies(unittest.TestCase):
 
     def test_identifiers_return_as_they_came(self):
         unpaired = [rb"\ud800", rb"\udfff\ud800", rb"a\udc00b", rb"\udbffx"]
-        others = [rb"\ud83d\ude00", rb"\u0000\u001f", rb"\"\\\/\b", "\u2028\x7f é 漢 😀".encode(),
-                  b"x" * 300_000]
+        others = [rb"\ud83d\ude00", rb"\\ud800\n\ud83d\ude00\uDFFF", rb"\u0000\u001f",
+                  rb"\"\\\/\b", "\u2028\x7f é 漢 😀".encode(), b"x" * 300_000]
         for escaped in unpaired + others:
             with self.subTest(identifier=escaped[:40]):
                 self.host.send(b'{"type":"getCurrentAppState","id":"%b"}' % escaped,

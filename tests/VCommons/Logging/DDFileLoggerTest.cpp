@@ -3,20 +3,17 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <functional>
 #include <latch>
 #include <memory>
 #include <set>
-#include <sstream>
 #include <thread>
 #include <utility>
 
 #include "Platform/FileAttributes.h"
 #include "VCommons/VCLLogger.h"
 #include "VCommons/VCommonsKit/VCLog.h"
+#include "tests/Support/TemporaryFolder.h"
 
 namespace corvane {
 namespace {
@@ -49,16 +46,8 @@ class FullDisk : public Platform::SystemCalls {
   }
 };
 
-class DDFileLoggerTest : public testing::Test {
+class DDFileLoggerTest : public ::testing::Test {
  protected:
-  void SetUp() override {
-    char folder[] = "/tmp/corvane-log-XXXXXX";
-    ASSERT_NE(::mkdtemp(folder), nullptr);
-    root_ = folder;
-    path_ = root_ + "/Logs/corvane-nm";
-  }
-  void TearDown() override { fs::remove_all(root_); }
-
   std::unique_ptr<DDFileLogger> host() {
     return std::make_unique<DDFileLogger>(DDLogFileManager(path_, "app", 7, disk_), limits_,
                                           [this] { return now_; });
@@ -75,11 +64,12 @@ class DDFileLoggerTest : public testing::Test {
   /// The times in the names of all files, the newest last.
   [[nodiscard]] std::set<std::string> files() const {
     std::set<std::string> times;
-    if (!fs::exists(path_)) return times;
-    for (const auto& entry : fs::directory_iterator(path_)) times.insert(entry.path().stem());
+    std::error_code missing;
+    for (const auto& entry : fs::directory_iterator(path_, missing))
+      times.insert(entry.path().stem().string().substr(4));
     return times;
   }
-  [[nodiscard]] std::string newest() const { return files().rbegin()->substr(4); }
+  [[nodiscard]] std::string newest() const { return *files().rbegin(); }
   /// The texts in one file, without their times.
   [[nodiscard]] std::string contents(const std::string& time) const {
     std::ifstream file(fileOf(time));
@@ -88,8 +78,8 @@ class DDFileLoggerTest : public testing::Test {
     return texts;
   }
 
-  std::string root_;
-  std::string path_;
+  const testing::TemporaryFolder folder_;
+  const std::string path_ = folder_.path().string() + "/corvane-nm";
   FullDisk disk_;
   std::chrono::system_clock::time_point now_{milliseconds(1709647629123)};
   const DDFileLogger::Limits limits_ = {hours(24), 512000, 7};
@@ -97,20 +87,22 @@ class DDFileLoggerTest : public testing::Test {
   const std::string second_ = "2024-03-05--14-07-09-124";
 };
 
+// NOLINTBEGIN(concurrency-mt-unsafe): no other thread runs
 TEST_F(DDFileLoggerTest, MakesFolderAndFileWithTheFirstLine) {
   const auto logger = host();
-  EXPECT_FALSE(fs::exists(root_ + "/Logs"));
-  ::setenv("TZ", "XXX-1", 1);  // NOLINT(concurrency-mt-unsafe)
+  EXPECT_TRUE(fs::is_empty(folder_.path()));
+  ::setenv("TZ", "XXX-1", 1);
+  ::tzset();
   log(*logger, "one");
   log(*logger, "two\n");
-  ::unsetenv("TZ");  // NOLINT(concurrency-mt-unsafe)
+  ::unsetenv("TZ");
   ::tzset();
-  std::stringstream bytes;
-  bytes << std::ifstream(fileOf(first_)).rdbuf();
-  EXPECT_EQ(bytes.str(), "2024/03/05 15:07:09:123  one\n2024/03/05 15:07:09:123  two\n");
+  EXPECT_EQ(testing::contentOf(fileOf(first_)),
+            "2024/03/05 15:07:09:123  one\n2024/03/05 15:07:09:123  two\n");
   EXPECT_EQ(fs::status(path_).permissions(), fs::perms(0700));
   EXPECT_EQ(fs::status(fileOf(first_)).permissions(), fs::perms(0600));
 }
+// NOLINTEND(concurrency-mt-unsafe)
 
 TEST_F(DDFileLoggerTest, AStartContinuesTheNewestFileThatIsFit) {
   const struct {
@@ -127,11 +119,9 @@ TEST_F(DDFileLoggerTest, AStartContinuesTheNewestFileThatIsFit) {
                {"9999-12-31--23-59-59-998", 512000, false, false}};
   for (const auto& row : table) {
     fs::remove_all(path_);
-    fs::create_directories(path_);
-    for (const char* const other : {"app 2024-03-01--00-00-00-000.log", "app 2025.log", "other"}) {
-      std::ofstream(path_ + "/" + other) << "x";
-    }
-    std::ofstream(fileOf(row.newest)) << std::string(row.size, 'x');
+    for (const char* const other : {"app 2024-03-01--00-00-00-000.log", "app 2025.log", "other"})
+      testing::writeFile(path_ + "/" + other, "x");
+    testing::writeFile(fileOf(row.newest), std::string(row.size, 'x'));
     using Platform::FileAttributes::mark;
     if (row.isArchived && !mark(fileOf(row.newest), "lumberjack.log.archived")) continue;
     log(*host(), "line");
@@ -143,12 +133,10 @@ TEST_F(DDFileLoggerTest, RollsAtTheSizeAndTheAgeAndKeepsSevenFiles) {
   const auto logger = host();
   log(*logger, std::string(512000 - 26, 'x'));
   log(*logger, "a");
-  EXPECT_EQ(files().size(), 2U);
   EXPECT_EQ(contents(second_), "a;");
   now_ += hours(24) + milliseconds(1);
   log(*logger, "b");
-  EXPECT_EQ(newest(), "2024-03-06--14-07-09-124");
-  EXPECT_EQ(contents(newest()), "b;");
+  EXPECT_EQ(contents("2024-03-06--14-07-09-124"), "b;");
   for (int i = 0; i < 8; ++i) logger->rollLogFile();
   EXPECT_EQ(files().size(), 7U);
   EXPECT_EQ(newest(), "2024-03-06--14-07-09-132");
@@ -175,40 +163,35 @@ TEST_F(DDFileLoggerTest, ALineThatIsWrittenInPartStandsAlone) {
   EXPECT_EQ(contents(first_), "four;");
 }
 
-TEST_F(DDFileLoggerTest, FollowsTheRollOfAnotherHostAndCountsItAsItsOwn) {
+TEST_F(DDFileLoggerTest, OneHostAtATimeRollsAndTheOthersFollow) {
   const auto one = host();
   const auto two = host();
   log(*one, "a");
   log(*two, "b");
-  two->rollLogFile();
+  now_ += milliseconds(2001);
+  disk_.beforeLock = [&] { two->rollLogFile(); };
+  one->rollLogFile();
+  EXPECT_EQ(files().size(), 2U) << "who comes too late to roll takes what the other made";
   log(*one, "c");
-  EXPECT_EQ(contents(second_), "c;");
+  EXPECT_EQ(contents(newest()), "c;");
+  {
+    auto held = Platform::File::open(fileOf(newest()), Platform::File::Access::append);
+    ASSERT_TRUE(held && held->tryLock());
+    two->rollLogFile();
+    EXPECT_EQ(files().size(), 2U);
+  }
   now_ += milliseconds(1900);
   one->rollLogFile();
-  EXPECT_EQ(files().size(), 2U);
-  one->rollLogFile();
-  EXPECT_EQ(files().size(), 3U);
+  EXPECT_EQ(files().size(), 2U) << "the file that the other has just begun counts as its own roll";
   two->rollLogFile();
-  EXPECT_EQ(files().size(), 3U);
+  EXPECT_EQ(files().size(), 3U) << "one's own does not";
+  host()->rollLogFile();
+  EXPECT_EQ(files().size(), 3U) << "a start beside it neither";
   for (int i = 0; i < 50; ++i) {  // faster than the folder's time of change advances
     two->rollLogFile();
     log(*one, "d");
     EXPECT_EQ(contents(newest()), "d;");
   }
-}
-
-TEST_F(DDFileLoggerTest, OneHostAtATimeRollsAFile) {
-  const auto one = host();
-  const auto two = host();
-  log(*one, "a");
-  log(*two, "b");
-  disk_.beforeLock = [&] { two->rollLogFile(); };
-  one->rollLogFile();
-  EXPECT_EQ(files().size(), 2U);
-  auto held = Platform::File::open(fileOf(second_), Platform::File::Access::append);
-  ASSERT_TRUE(held && held->tryLock());
-  one->rollLogFile();
-  EXPECT_EQ(files().size(), 2U);
 }
 
 TEST_F(DDFileLoggerTest, FileAndFolderMayGoAtAnyTime) {
@@ -217,12 +200,12 @@ TEST_F(DDFileLoggerTest, FileAndFolderMayGoAtAnyTime) {
   fs::remove(fileOf(first_));
   log(*logger, "b");
   EXPECT_EQ(contents(first_), "b;");
-  fs::remove_all(root_);
+  fs::remove_all(path_);
   log(*host(), "c");  // makes a file of the same name
   log(*logger, "d");
   EXPECT_EQ(contents(first_), "c;d;");
   fs::remove(fileOf(first_));
-  std::ofstream(fileOf("2024-03-01--00-00-00-000")) << "x";  // too old to go on with
+  testing::writeFile(fileOf("2024-03-01--00-00-00-000"), "x");  // too old to go on with
   log(*logger, "e");
   EXPECT_EQ(contents(first_), "e;");
 }
@@ -230,6 +213,7 @@ TEST_F(DDFileLoggerTest, FileAndFolderMayGoAtAnyTime) {
 TEST_F(DDFileLoggerTest, HostsThatRollTogetherMakeOneFileAndLoseNoLine) {
   constexpr int hosts = 8;
   for (const bool haveWritten : {false, false, true, true}) {
+    now_ += hours(1);
     std::vector<std::unique_ptr<DDFileLogger>> loggers(hosts);
     for (auto& logger : loggers) logger = host();
     for (const auto& logger : loggers) {
@@ -237,22 +221,22 @@ TEST_F(DDFileLoggerTest, HostsThatRollTogetherMakeOneFileAndLoseNoLine) {
     }
     const std::size_t before = files().size();
     std::latch start(hosts);
-    std::vector<std::thread> threads(hosts);
-    for (std::size_t i = 0; i < hosts; ++i) {
-      threads[i] = std::thread([&, &logger = *loggers[i]] {
+    std::vector<std::thread> threads;
+    threads.reserve(hosts);
+    for (const auto& logger : loggers) {
+      threads.emplace_back([&] {
         start.arrive_and_wait();
-        logger.rollLogFile();
-        log(logger, "during");
+        logger->rollLogFile();
+        log(*logger, "during");
       });
     }
     for (auto& thread : threads) thread.join();
     EXPECT_EQ(files().size(), before + 1);
     for (const auto& logger : loggers) log(*logger, "after");
     EXPECT_TRUE(contents(newest()).ends_with("after;after;after;after;after;after;after;after;"));
-    now_ += hours(1);
   }
   std::string all;
-  for (const auto& file : files()) all += contents(file.substr(4));
+  for (const auto& time : files()) all += contents(time);
   EXPECT_EQ(std::count(all.begin(), all.end(), 'u'), 4 * hosts);  // as many as "during"
 }
 
@@ -261,28 +245,23 @@ TEST_F(DDFileLoggerTest, VCLLoggerChangesTheLevelAfterTheRoll) {
   VCLLogger logger({dispatcher, "app", nullptr, limits_, [this] { return now_; }, disk_});
   logger.modifyLogLevel(15);
   logger.flush();
-  EXPECT_EQ(ddLogLevel, 7U);
+  EXPECT_EQ(ddLogLevel, 7U) << "not before the start";
   logger.initLogger(path_);
-  logger.initLogger(root_ + "/elsewhere");
-  EXPECT_TRUE(files().empty());
+  logger.initLogger(path_ + "/elsewhere");
   std::string events;
   const auto note = [&](const char* what) {
-    events += what + std::to_string(ddLogLevel) + "/" + std::to_string(files().size()) + " ";
+    events += what + std::to_string(logger.logLevel()) + "/" + std::to_string(files().size()) + " ";
   };
   logger.addObserver("logLevel", {[&] { note("will "); }, [&] { note("did "); }});
   logger.addObserver("other", {[&] { note("other "); }, {}});
-  logger.modifyLogLevel(15);
-  logger.flush();
-  EXPECT_EQ(logger.logLevel(), 15U);
-  logger.modifyLogLevel(31);
+  for (const std::uint32_t level : {15U, 31U}) logger.modifyLogLevel(level);
   EXPECT_TRUE(logger.flushWithin(milliseconds(10000)));
-  EXPECT_EQ(logger.logLevel(), 7U);
-  EXPECT_EQ(events, "will 7/1 did 15/1 will 15/2 did 31/2 ");
+  EXPECT_EQ(events, "will 7/1 did 15/1 will 15/2 did 7/2 ");
+  EXPECT_EQ(ddLogLevel, 31U);
   DDLogMessage message;
   message.message = "line";
   dispatcher.log(false, message);
   EXPECT_EQ(contents(newest()), "line;");
-  EXPECT_FALSE(fs::exists(root_ + "/elsewhere"));
 }
 
 }  // namespace

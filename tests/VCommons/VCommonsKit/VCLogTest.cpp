@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
-#include <thread>
 #include <vector>
 
 #include "VCommons/Logging/DDLog.h"
@@ -12,53 +11,37 @@
 namespace corvane {
 namespace {
 
-/// Keeps what reaches it, and on which thread.
+/// Keeps what reaches it.
 class Collector : public DDLogger {
  public:
-  void log(const DDLogMessage& message) override {
-    records.push_back(message);
-    threads.push_back(std::this_thread::get_id());
-  }
+  void log(const DDLogMessage& message) override { records.push_back(message); }
   std::vector<DDLogMessage> records;
-  std::vector<std::thread::id> threads;
 };
 
+class Receiver : public VCLog {};
+
+constexpr LogPoint point{"corvane-nm/main.x", "listen()"};
+
 /// One collector at the dispatcher of the process, which never gives a sink back.
-Collector& collector() {
+std::vector<DDLogMessage>& records() {
   static const auto& attached = *new auto([] {
     auto made = std::make_shared<Collector>();
     DDLog::shared().addLogger(made);
     return made;
   }());
-  return *attached;
+  return attached->records;
 }
-
-class Receiver : public VCLog {};
 
 class VCLogTest : public testing::Test {
  protected:
   void SetUp() override {
-    DDLog::shared().flushLog();
-    collector().records.clear();
-    collector().threads.clear();
+    records().clear();
     ddLogLevel = static_cast<std::uint64_t>(DDLogLevel::verbose);
   }
-  void TearDown() override {
-    DDLog::shared().flushLog();
-    resetDefaultDebugLevel();
-  }
-
-  static std::vector<std::string> written() {
-    DDLog::shared().flushLog();
-    std::vector<std::string> texts;
-    for (const auto& record : collector().records) texts.push_back(record.message);
-    return texts;
-  }
-
-  static constexpr LogPoint point{"corvane-nm/main.x", "listen()"};
+  void TearDown() override { resetDefaultDebugLevel(); }
 };
 
-TEST_F(VCLogTest, WritesTheTextsOfAllForms) {
+TEST_F(VCLogTest, WritesAllForms) {
   const Receiver receiver;
   char address[32];
   std::snprintf(address, sizeof address, "[0x%016zx]", reinterpret_cast<std::size_t>(&receiver));
@@ -76,29 +59,18 @@ TEST_F(VCLogTest, WritesTheTextsOfAllForms) {
   receiver.VCLogWarn(point, "%@");
   VCLogLibrary(DDLogFlag::info, point, reinterpret_cast<const void*>(0x7f00),
                "Exception occured: %@", "x");
-  EXPECT_EQ(written(),
+  DDLog::shared().flushLog();
+  std::vector<std::string> written;
+  for (const auto& record : records())
+    written.push_back(std::to_string(static_cast<int>(record.flag)) + " " + record.message);
+  EXPECT_EQ(written,
             (std::vector<std::string>{
-                "(main: listen()) Read 12 bytes", "(Makefile: prepare1()) then true",
-                "Trace - main: listen()", "Debug trace - main: listen()",
-                "Error trace - main: listen()", "(" + named + " listen()) Read 12 bytes",
-                "Trace - " + named + ": listen()", "Debug trace - " + named + ": listen()",
-                "Error trace - " + named + ": listen()", "(main: listen()) (1, two) (null)",
-                "(main: listen()) ()", "(main[0x7f00] listen()) Exception occured: x"}));
-}
-
-TEST_F(VCLogTest, RecordsSayWhereAndWhen) {
-  const auto before = std::chrono::system_clock::now();
-  VCLogCError(LogPoint("corvane-nm/main.x", "listen()"), "text");
-  const unsigned line = __LINE__ - 1;
-  ASSERT_EQ(collector().records.size(), 1U);
-  const DDLogMessage& record = collector().records[0];
-  EXPECT_EQ(record.level, 31U);
-  EXPECT_EQ(record.flag, DDLogFlag::error);
-  EXPECT_EQ(record.file, "corvane-nm/main.x");
-  EXPECT_EQ(record.function, "listen()");
-  EXPECT_EQ(record.line, line);
-  EXPECT_EQ(record.options, 3U);
-  EXPECT_GE(record.timestamp, before);
+                "16 (main: listen()) Read 12 bytes", "8 (Makefile: prepare1()) then true",
+                "16 Trace - main: listen()", "8 Debug trace - main: listen()",
+                "1 Error trace - main: listen()", "8 (" + named + " listen()) Read 12 bytes",
+                "16 Trace - " + named + ": listen()", "8 Debug trace - " + named + ": listen()",
+                "1 Error trace - " + named + ": listen()", "4 (main: listen()) (1, two) (null)",
+                "2 (main: listen()) ()", "4 (main[0x7f00] listen()) Exception occured: x"}));
 }
 
 TEST_F(VCLogTest, SuppressedMessagesEvaluateNothing) {
@@ -107,46 +79,37 @@ TEST_F(VCLogTest, SuppressedMessagesEvaluateNothing) {
   ddLogLevel = static_cast<std::uint64_t>(DDLogLevel::info);
   VCLogCDebug(point, "%@", text);
   VCLogCDebugTrace(point);
-  EXPECT_EQ(asked, 0);
   VCLogCInfo(point, "%@", text);
-  VCLogCWarn(point, "%@", text);
-  VCLogCError(point, "%@", text);
-  EXPECT_EQ(asked, 3);
   defaultDebugLevel = static_cast<std::uint64_t>(DDLogLevel::off);
   VCLogCError(point, "%@", text);
   VCLogLibrary(DDLogFlag::error, point, nullptr, "library %@", text);
-  EXPECT_EQ(asked, 4);
-  EXPECT_EQ(written().size(), 4U);
+  EXPECT_EQ(asked, 2);
+  EXPECT_EQ(records().size(), 2U);
 }
 
 TEST_F(VCLogTest, ErrorsAreWrittenOnReturnAfterAllBefore) {
   for (int i = 0; i < 2500; ++i) VCLogCInfo(point, "%d", i);
   VCLogCError(point, "last");
-  ASSERT_EQ(collector().records.size(), 2501U);
-  for (int i = 0; i < 2500; ++i) {
-    EXPECT_EQ(collector().records[static_cast<std::size_t>(i)].message,
-              "(main: listen()) " + std::to_string(i));
-  }
-  EXPECT_EQ(collector().threads.back(), std::this_thread::get_id());
-}
-
-TEST_F(VCLogTest, ErrorsFromTheLoggingQueueItselfAreQueued) {
+  ASSERT_EQ(records().size(), 2501U) << "more than may wait";
+  EXPECT_EQ(records()[2499].message, "(main: listen()) 2499");
   DDLog::shared().loggingQueue().async([] {
-    VCLogCError(point, "inside");
+    VCLogCError(point, "inside");  // queued, or it would wait for itself
     DDLog::shared().flushLog();
   });
   DDLog::shared().flushLog();
-  EXPECT_EQ(written(), std::vector<std::string>{"(main: listen()) inside"});
+  DDLog::shared().flushLog();
+  EXPECT_EQ(records().size(), 2502U);
 }
 
 TEST(DDOSLogger, GivesEachKindItsSeverity) {
   static std::string passed;
+  passed.clear();
   DDOSLogger logger([](Platform::SystemLog::Severity severity, std::string_view text) {
-    passed += std::to_string(static_cast<int>(severity)) + ":" + std::string(text) + " ";
+    passed += std::to_string(static_cast<int>(severity)) + std::string(text);
   });
   for (const unsigned flag : {1U, 2U, 4U, 8U, 16U}) {
     DDLogMessage message;
-    message.message = std::to_string(flag);
+    message.message = ":" + std::to_string(flag) + " ";
     message.flag = DDLogFlag(flag);
     logger.log(message);
   }
