@@ -9,8 +9,9 @@
 namespace corvane {
 namespace {
 
+/// Also when `time` is a little ahead: another host may have looked at the clock after us.
 bool isRecent(VCSDate::Date time, VCSDate::Date now) {
-  return time <= now && now - time <= DDFileLogger::sameRollPeriod;
+  return std::chrono::abs(now - time) <= DDFileLogger::sameRollPeriod;
 }
 
 bool isHeldByOther(const Failure& failure) {

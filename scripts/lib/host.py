@@ -4,6 +4,7 @@ Runs below scripts/lib/private-home only. Nothing here sleeps: every wait ends w
 as a failure, at its deadline.
 """
 
+import ctypes
 import json
 import os
 import plistlib
@@ -11,6 +12,7 @@ import pwd
 import re
 import select
 import shutil
+import socket
 import struct
 import subprocess
 import tempfile
@@ -61,7 +63,9 @@ class Container:
         if not isinstance(content, bytes):
             content = plistlib.dumps(content, fmt=plistlib.FMT_BINARY)
         self.settings.parent.mkdir(parents=True, exist_ok=True)
-        self.settings.write_bytes(content)
+        new = self.settings.with_suffix(".new")  # a host may be reading them at any time
+        new.write_bytes(content)
+        new.replace(self.settings)
 
     def give_away(self, owner=NOBODY):
         for path in [self.folder, *self.folder.rglob("*")]:
@@ -77,6 +81,34 @@ class Container:
                     raise AssertionError(f"broken line in, or wrong name of, {path.name}: {line!r}")
                 messages.append(match[1])
         return messages
+
+
+class Observers:
+    """The hosts that observe one notification of the main application, seen from its side."""
+
+    def __init__(self, container, name):
+        self.name = f"{APPLICATION}.DARWIN_NOTIFICATION.{name}"
+        self.folder = container.folder / "Notifications" / self.name
+        self.folder.mkdir(parents=True, mode=0o700)
+        (self.folder / "kept").touch()  # nobody removes a folder that is not empty
+        libc = ctypes.CDLL(None, use_errno=True)
+        self.watch = libc.inotify_init1(os.O_CLOEXEC)
+        if libc.inotify_add_watch(self.watch, os.fsencode(self.folder), 0x100) < 0:  # IN_CREATE
+            raise OSError(ctypes.get_errno(), "inotify_add_watch")
+
+    def wait_for(self, count):
+        """Returns once `count` hosts can be reached."""
+        end = time.monotonic() + DEADLINE
+        while len(list(self.folder.iterdir())) < count + 1:
+            wait_for(self.watch, select.POLLIN, end)
+            os.read(self.watch, 1 << 16)
+
+    def post(self):
+        folder = os.open(self.folder, os.O_PATH)  # paths of containers are too long for addresses
+        with socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM) as sender:
+            for path in self.folder.glob("*.*"):
+                sender.sendto(self.name.encode(), f"/proc/self/fd/{folder}/{path.name}")
+        os.close(folder)
 
 
 class Host:
