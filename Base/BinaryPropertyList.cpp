@@ -1,5 +1,7 @@
 #include "Base/BinaryPropertyList.h"
 
+#include <array>
+
 #include "Base/BinaryPropertyListCheck.h"
 
 namespace corvane {
@@ -15,21 +17,20 @@ Failure malformed(const char* reason) {
   return {FailureCause::malformed, reason};
 }
 
-/// The kinds of which an object says how many units it holds.
+/// The kinds of which an object says how many units it holds, by the upper half of the marker.
+// A table, as a processor can't guess which way a switch over mixed objects goes.
+constexpr std::array<std::optional<Kind>, 16> countedKinds = [] {
+  std::array<std::optional<Kind>, 16> kinds;
+  kinds[0x4] = Kind::data;
+  kinds[0x5] = Kind::text;
+  kinds[0x6] = Kind::text;
+  kinds[0xA] = Kind::array;
+  kinds[0xD] = Kind::dictionary;
+  return kinds;
+}();
+
 std::optional<Kind> countedKind(unsigned marker) {
-  switch (marker >> 4) {
-    case 0x4:
-      return Kind::data;
-    case 0x5:
-    case 0x6:
-      return Kind::text;
-    case 0xA:
-      return Kind::array;
-    case 0xD:
-      return Kind::dictionary;
-    default:
-      return std::nullopt;
-  }
+  return countedKinds[marker >> 4 & 0xF];
 }
 
 struct Fixed {

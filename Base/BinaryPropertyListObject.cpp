@@ -55,7 +55,8 @@ std::string BinaryPropertyList::Object::text() const {
 }
 
 bool BinaryPropertyList::Object::textEquals(std::string_view other) const {
-  return payload.size() == count ? textOf(payload) == other : text() == other;
+  if (payload.size() == count) return textOf(payload) == other;
+  return count <= other.size() && text() == other;  // no code unit makes less than a byte
 }
 
 }  // namespace corvane

@@ -1,7 +1,10 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
+
+#include "Base/Record.h"
 
 namespace corvane {
 
@@ -15,6 +18,16 @@ struct EBACurrentFilteringStateResponse {
   std::string originalCertIssuer;
   std::string
       originalCertStatus;  ///< a word of `ExtensionBrowserApiConstants::CertStatus`, or empty
+
+  /// What archives call it: the fields under their names, in this order.
+  static const RecordClass recordClass;
+
+  /// This record as a value that can be archived.
+  [[nodiscard]] Record record() const;
+
+  /// The state in `record`, or nothing when it is of another class. What is missing or of another
+  /// kind is false, 0 or the empty text.
+  static std::optional<EBACurrentFilteringStateResponse> fromRecord(const Record& record);
 };
 
 }  // namespace corvane

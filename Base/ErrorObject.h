@@ -1,0 +1,27 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "Base/Value.h"
+
+namespace corvane {
+
+/// An error as the main application's platform describes one (NSError).
+struct ErrorObject {
+  std::string domain;
+  std::int64_t code = 0;
+  std::optional<Dictionary> userInfo;
+
+  /// What the platform says of it:
+  ///   Error Domain=D Code=17 "No window" UserInfo={NSLocalizedDescription=No window}
+  /// with "(null)" where the user info has no text "NSLocalizedDescription", and without the last
+  /// part where there is no user info or an empty one. Objects inside are written without their
+  /// addresses.
+  [[nodiscard]] std::string description() const;
+
+  bool operator==(const ErrorObject&) const = default;
+};
+
+}  // namespace corvane

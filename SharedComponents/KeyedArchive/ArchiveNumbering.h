@@ -1,0 +1,82 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string_view>
+#include <variant>
+#include <vector>
+
+#include "Base/ErrorObject.h"
+#include "Base/HashIndex.h"
+#include "Base/Record.h"
+#include "Base/Result.h"
+#include "Base/Value.h"
+
+namespace corvane {
+
+/// Gives every object of an archive its number (UID) before the first byte is written, because the
+/// list of objects begins with their count and objects name those that come after them.
+///
+/// Objects are numbered when they are first met, as NSKeyedArchiver meets them: the object, then
+/// what is in it (a dictionary: all keys, then all values), then its class unless it has a number.
+/// Equal texts, equal numbers, the null object and classes have one number each. A part of
+/// `KeyedArchiver`; keeps views of the value that it numbers.
+class ArchiveNumbering {
+ public:
+  using Uid = std::uint32_t;
+
+  struct Nothing {};
+  struct BoxedText {};  ///< the text "$null", which would mean nothing if it stood alone
+  struct ClassEntry {
+    std::string_view name;
+    bool isNamedTwice;  ///< the name in the list of classes is a text of its own
+  };
+
+  /// One object. `first` is where its references begin: a dictionary's keys, then its values; one
+  /// for each field of a record that is a text; domain and user info (0: none) of an error.
+  struct Entry {
+    std::variant<Nothing, std::string_view, BoxedText, const Value*, Value::Null, const Dictionary*,
+                 const Record*, const ErrorObject*, ClassEntry>
+        content;  ///< a `Value` is a boolean or a number
+    std::size_t first = 0;
+    Uid classUid = 0;
+  };
+
+  /// Numbers `root` and everything in it. Fails when a text is not well formed, when objects are
+  /// nested too deeply, or when a record has a field of a kind that records don't have.
+  Result<Done> number(const Value& root);
+
+  /// All objects in the order of their numbers; entry 0 is nothing, entry 1 the root.
+  [[nodiscard]] const std::vector<Entry>& entries() const { return entries_; }
+
+  /// Reference `position` of `entry`.
+  [[nodiscard]] Uid reference(const Entry& entry, std::size_t position) const {
+    return references_[entry.first + position];
+  }
+
+  /// About how many bytes the archive will have.
+  [[nodiscard]] std::size_t sizeEstimate() const { return sizeEstimate_; }
+
+ private:
+  Uid add(Entry entry);
+  Uid beginObject(Entry entry, std::size_t references);
+  void endObject(Uid uid, ClassEntry objectClass);
+  Result<Uid> numberValue(const Value& value, unsigned depth);
+  Result<Uid> numberText(std::string_view text);
+  Uid numberScalar(const Value& value);
+  Uid numberNull();
+  Result<Uid> numberDictionary(const Dictionary& dictionary, unsigned depth);
+  Result<Uid> numberRecord(const Record& record);
+  Result<Uid> numberError(const ErrorObject& error, unsigned depth);
+  Uid numberClass(ClassEntry objectClass);
+
+  std::vector<Entry> entries_;
+  std::vector<Uid> references_;
+  std::vector<Uid> classes_;  // the entries that are classes
+  HashIndex known_;           // the entries that are texts, booleans or numbers
+  std::optional<Uid> null_;
+  std::size_t sizeEstimate_ = 0;
+};
+
+}  // namespace corvane

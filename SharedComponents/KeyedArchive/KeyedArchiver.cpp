@@ -1,0 +1,183 @@
+#include "SharedComponents/KeyedArchive/KeyedArchiver.h"
+
+#include "Base/BinaryPropertyListWriter.h"
+#include "SharedComponents/KeyedArchive/ArchiveNames.h"
+#include "SharedComponents/KeyedArchive/ArchiveNumbering.h"
+
+namespace corvane {
+namespace {
+
+using Index = BinaryPropertyListWriter::Index;
+using Uid = ArchiveNumbering::Uid;
+using Entry = ArchiveNumbering::Entry;
+
+constexpr Uid rootUid = 1;
+
+// The order of fields is the one in which Foundation's hash table lists them. No reader depends on
+// it; it makes archives comparable.
+class Writing {
+ public:
+  Writing(const ArchiveNumbering& numbering, std::size_t referenceWidth)
+      : numbering_(numbering), list_(referenceWidth, numbering.sizeEstimate()) {}
+
+  void writeAll();
+  BinaryPropertyListWriter& list() { return list_; }
+
+  // One for each kind of object; `std::visit` needs them public.
+  Index operator()(ArchiveNumbering::Nothing) { return list_.addText(ArchiveNames::nothing); }
+  Index operator()(std::string_view text) { return list_.addText(text); }
+  Index operator()(const Value* scalar) { return addScalar(*scalar); }
+  Index operator()(ArchiveNumbering::BoxedText);
+  Index operator()(Value::Null);
+  Index operator()(const Dictionary* dictionary);
+  Index operator()(const Record* record);
+  Index operator()(const ErrorObject* error);
+  Index operator()(const ArchiveNumbering::ClassEntry& objectClass);
+
+ private:
+  BinaryPropertyListWriter::Container addObject(std::initializer_list<std::string_view> keys);
+  Index addScalar(const Value& scalar);
+  Index addReferences(std::size_t first, std::size_t count);
+  Index addClassUid() { return list_.addUid(entry_->classUid); }
+  [[nodiscard]] Index addField(const Record& record, std::string_view key);
+
+  const ArchiveNumbering& numbering_;
+  BinaryPropertyListWriter list_;
+  const Entry* entry_ = nullptr;  // the object that is being written
+};
+
+void Writing::writeAll() {
+  const auto archive = addObject(
+      {ArchiveNames::version, ArchiveNames::archiver, ArchiveNames::top, ArchiveNames::objects});
+  list_.setValue(archive, 0, list_.addInteger(ArchiveNames::archiveVersion));
+  list_.setValue(archive, 1, list_.addText(ArchiveNames::keyedArchiver));
+  const auto top = addObject({ArchiveNames::root});
+  list_.setValue(archive, 2, top.index);
+  list_.setValue(top, 0, list_.addUid(rootUid));
+
+  const auto& entries = numbering_.entries();
+  const auto objects = list_.addArray(entries.size());
+  list_.setValue(archive, 3, objects.index);
+  for (std::size_t i = 0; i < entries.size(); ++i) {
+    entry_ = &entries[i];
+    list_.setElement(objects, i, std::visit(*this, entry_->content));
+  }
+}
+
+/// A dictionary with its keys.
+BinaryPropertyListWriter::Container Writing::addObject(
+    std::initializer_list<std::string_view> keys) {
+  const auto object = list_.addDictionary(keys.size());
+  std::size_t position = 0;
+  for (const std::string_view key : keys) list_.setKey(object, position++, list_.addText(key));
+  return object;
+}
+
+Index Writing::addScalar(const Value& scalar) {
+  if (const auto* boolean = scalar.as<bool>()) return list_.addBoolean(*boolean);
+  if (const auto* integer = scalar.as<std::int64_t>()) return list_.addInteger(*integer);
+  if (const auto* integer = scalar.as<std::uint64_t>()) return list_.addUnsigned(*integer);
+  return list_.addReal(*scalar.as<double>());
+}
+
+/// An array of `count` references of the object, from number `first` on.
+Index Writing::addReferences(std::size_t first, std::size_t count) {
+  const auto array = list_.addArray(count);
+  for (std::size_t i = 0; i < count; ++i)
+    list_.setElement(array, i, list_.addUid(numbering_.reference(*entry_, first + i)));
+  return array.index;
+}
+
+Index Writing::operator()(ArchiveNumbering::BoxedText) {
+  const auto object = addObject({ArchiveNames::objectClass, ArchiveNames::string});
+  list_.setValue(object, 0, addClassUid());
+  list_.setValue(object, 1, list_.addText(ArchiveNames::nothing));
+  return object.index;
+}
+
+Index Writing::operator()(Value::Null) {
+  const auto object = addObject({ArchiveNames::objectClass});
+  list_.setValue(object, 0, addClassUid());
+  return object.index;
+}
+
+Index Writing::operator()(const Dictionary* dictionary) {
+  const auto object =
+      addObject({ArchiveNames::keys, ArchiveNames::values, ArchiveNames::objectClass});
+  const std::size_t count = dictionary->size();
+  list_.setValue(object, 0, addReferences(0, count));
+  list_.setValue(object, 1, addReferences(count, count));
+  list_.setValue(object, 2, addClassUid());
+  return object.index;
+}
+
+Index Writing::operator()(const Record* record) {
+  const RecordClass& recordClass = *record->recordClass;
+  const auto isStored = [&](std::string_view key) {
+    const Value* field = record->find(key);
+    return key == ArchiveNames::objectClass || (field != nullptr && !field->isNull());
+  };
+  std::vector<std::string_view> keys;
+  keys.reserve(recordClass.storedOrder.size());
+  for (const std::string_view key : recordClass.storedOrder) {
+    if (isStored(key)) keys.push_back(key);
+  }
+  const auto object = list_.addDictionary(keys.size());
+  for (std::size_t i = 0; i < keys.size(); ++i) list_.setKey(object, i, list_.addText(keys[i]));
+  for (std::size_t i = 0; i < keys.size(); ++i)
+    list_.setValue(object, i, addField(*record, keys[i]));
+  return object.index;
+}
+
+/// The value of a field that is there, or of "$class".
+Index Writing::addField(const Record& record, std::string_view key) {
+  const Value* field = record.find(key);
+  if (field == nullptr) return addClassUid();
+  if (field->as<std::string>() == nullptr) return addScalar(*field);
+  const auto position = static_cast<std::size_t>(field - record.fields.data());
+  return list_.addUid(numbering_.reference(*entry_, position));
+}
+
+Index Writing::operator()(const ErrorObject* error) {
+  const auto object = addObject({ArchiveNames::errorCode, ArchiveNames::errorUserInfo,
+                                 ArchiveNames::errorDomain, ArchiveNames::objectClass});
+  list_.setValue(object, 0, list_.addInteger(error->code));
+  list_.setValue(object, 1, list_.addUid(numbering_.reference(*entry_, 1)));
+  list_.setValue(object, 2, list_.addUid(numbering_.reference(*entry_, 0)));
+  list_.setValue(object, 3, addClassUid());
+  return object.index;
+}
+
+Index Writing::operator()(const ArchiveNumbering::ClassEntry& objectClass) {
+  // The platform packs names of up to seven characters into the pointer, where all are the same; a
+  // longer name comes from elsewhere each time, but for the classes that Foundation knows by heart.
+  constexpr std::size_t packedLength = 7;
+  const auto object = addObject({ArchiveNames::className, ArchiveNames::classes});
+  const std::string_view name = objectClass.name;
+  list_.setValue(object, 0, list_.addText(name));
+  const auto classes = list_.addArray(2);
+  list_.setValue(object, 1, classes.index);
+  const bool isNamedTwice = objectClass.isNamedTwice && name.size() > packedLength;
+  list_.setElement(classes, 0, isNamedTwice ? list_.addTextOfItsOwn(name) : list_.addText(name));
+  list_.setElement(classes, 1, list_.addText(ArchiveNames::objectBaseClass));
+  return object.index;
+}
+
+}  // namespace
+
+Result<std::string> KeyedArchiver::archive(const Value& root) {
+  ArchiveNumbering numbering;
+  if (const auto numbered = numbering.number(root); !numbered) return numbered.failure();
+  // The width of references follows from the number of property list objects, which is known in the
+  // end. There are at least as many as archived ones; only an archive a little below a border is
+  // written twice.
+  std::size_t width = BinaryPropertyListWriter::referenceWidthFor(numbering.entries().size());
+  for (;;) {
+    Writing writing(numbering, width);
+    writing.writeAll();
+    if (writing.list().referenceWidthSuffices()) return writing.list().finish();
+    width = BinaryPropertyListWriter::referenceWidthFor(writing.list().objectCount());
+  }
+}
+
+}  // namespace corvane

@@ -1,0 +1,261 @@
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <limits>
+#include <set>
+
+#include "SharedComponents/ExchangeRecord.h"
+#include "SharedComponents/KeyedArchive/KeyedArchiver.h"
+#include "tests/Support/ArchiveSamples.h"
+#include "tests/Support/TemporaryFolder.h"
+
+namespace corvane {
+namespace {
+
+using testing::contentOf;
+using testing::unarchived;
+using namespace std::string_literals;
+namespace fs = std::filesystem;
+
+/// Why `bytes` are refused as an exchange record; "" when they are not.
+std::string refusal(const std::string& bytes) {
+  auto root = unarchived(bytes);
+  if (!root) return root.failure().text;
+  return ExchangeRecord::fromValue(std::move(root).value()) ? "" : "no exchange record";
+}
+
+std::string archiveOf(const Value& value) {
+  return KeyedArchiver::archive(value).value();
+}
+
+/// The bytes of a sample archive, or of the newest record in a sample exchange file.
+std::string sample(const std::string& name) {
+  std::string bytes = contentOf(testing::archiveSamples / "golden" / name);
+  if (!name.ends_with(".data")) return bytes;
+  std::uint32_t length = 0;
+  for (int i = 4; i-- > 0;)
+    length = length << 8 |
+             static_cast<unsigned char>(bytes[bytes.size() - 4 + static_cast<unsigned>(i)]);
+  return bytes.substr(bytes.size() - 4 - length, length);
+}
+
+/// What the manifest says of the sound archives.
+const boost::json::array& soundArchives() {
+  static const JsonValue manifest =
+      parseJson(contentOf(testing::archiveSamples / "golden/manifest.json")).value();
+  return manifest.at("archives").as_array();
+}
+
+TEST(KeyedArchive, SoundArchivesSayWhatTheyShouldAndAreWrittenAlike) {
+  // Older systems, mutable classes, wider integers and kinds that are skipped:
+  // read, but never written.
+  const std::set<std::string> writtenOtherwise = {"macos-legacy-order.archive",
+                                                  "macos-mutable.archive", "macos-unsigned.archive",
+                                                  "macos-reply-updateApp-error-underlying.archive"};
+  int identical = 0;
+  for (const JsonValue& entry : soundArchives()) {
+    const std::string file(entry.at("file").as_string());
+    const std::string bytes = sample(file);
+    const auto root = unarchived(bytes);
+    ASSERT_TRUE(root) << file << ": " << root.failure().text;
+    const JsonObject& expected = entry.at("expected").as_object();
+    EXPECT_EQ(ExchangeRecord::fromValue(testing::withDefaults(root.value())),
+              ExchangeRecord::fromValue(testing::dictionaryOf(expected)))
+        << file;
+    const std::string written = archiveOf(root.value());
+    if (entry.at("layout") != "gnustep" && !writtenOtherwise.contains(file)) {
+      EXPECT_TRUE(written == bytes) << file;
+      ++identical;
+    } else {
+      EXPECT_TRUE(written != bytes) << file;
+      EXPECT_EQ(unarchived(written).value(), root.value()) << file;
+    }
+  }
+  EXPECT_EQ(identical, 30);
+}
+
+TEST(KeyedArchive, MalformedArchivesAreRefused) {
+  for (const char* folder : {"archives/malformed", "propertylist/malformed"}) {
+    int count = 0;
+    for (const auto& file : fs::directory_iterator(fs::path(TEST_SAMPLES) / folder)) {
+      if (file.path().extension() != ".archive") continue;
+      EXPECT_NE(refusal(contentOf(file.path())), "") << file.path();
+      ++count;
+    }
+    EXPECT_GE(count, 18) << folder;
+  }
+}
+
+TEST(KeyedArchive, OneWrongPieceIsRefusedOrForgiven) {
+  const struct {
+    const char* file;
+    std::string piece, instead;
+    const char* reason;  // "" when it is forgiven
+  } cases[] = {
+      // An unknown class below one of Foundation's, and one below a record's.
+      {"macos-mutable.archive", "NSMutableDictionary", "NSUnknownDictionary", ""},
+      {"macos-reply-appState.archive", "EBAAppStateResponse", "EBAAppStateResponsX", "not allowed"},
+      {"macos-reply-appState.archive", "$classname", "$classnamX", "no name"},
+      {"macos-reply-appState.archive", "$class", "$clasX", "no class"},
+      {"macos-reply-appState.archive", "isProtectionEnabled", "isProtectionEnableX", ""},
+      {"macos-reply-removeRule-error.archive", "NSDomain", "NSDomaiX", "no domain"},
+      {"macos-reply-removeRule-error.archive", "NSCode", "NSCodX", ""},
+      {"macos-reply-removeRule-error.archive", "NS.keys", "NS.keyX", "lacks"},
+      {"macos-reply-removeRule-error.archive", "NSError", "NSErroX", "not allowed"},
+      {"macos-reply-updateApp-error-underlying.archive", "NSURL", "NSURX", ""},
+      {"macos-null-text.archive", "NS.string", "NS.strinX", "no text"},
+      {"macos-one.data", "NSKeyedArchiver", "XXKeyedArchiver", "keyed archiver"},
+      {"macos-one.data", "Tname", "Tnamx", "no exchange record"},
+      {"macos-one.data", "Tbody", "Tbodx", ""},
+      // In place of "no user info" and the domain: the error itself, the body, a text; no domain,
+      // no
+      // object, no UID.
+      {"macos-reply-openSettings-error-bare.archive", "\x80\0\x80\x0A"s, "\x80\x09\x80\x0A",
+       "themselves"},
+      {"macos-reply-openSettings-error-bare.archive", "\x80\0\x80\x0A"s, "\x80\x07\x80\x0A",
+       "themselves"},
+      {"macos-reply-openSettings-error-bare.archive", "\x80\0\x80\x0A"s, "\x80\x0A\x80\x0A", ""},
+      {"macos-reply-openSettings-error-bare.archive", "\x80\0\x80\x0A"s, "\x80\0\x80\0"s,
+       "no text"},
+      {"macos-reply-openSettings-error-bare.archive", "\x80\0\x80\x0A"s, "\x80\xFF\x80\x0A",
+       "no object"},
+      {"macos-reply-openSettings-error-bare.archive", "\x80\0\x80\x0A"s, "\x09\x09\x80\x0A",
+       "user info"},
+  };
+  for (const auto& c : cases) {
+    std::string bytes = sample(c.file);
+    const std::size_t at = bytes.find(c.piece);
+    ASSERT_NE(at, std::string::npos) << c.file << " " << c.piece;
+    bytes.replace(at, c.piece.size(), c.instead);
+    const std::string reason = refusal(bytes);
+    EXPECT_TRUE(*c.reason == '\0' ? reason.empty() : reason.find(c.reason) != std::string::npos)
+        << c.file << " " << ::testing::PrintToString(c.instead) << ": " << reason;
+  }
+}
+
+TEST(KeyedArchive, ABodyWithAnotherKeyThanATextIsNoBody) {
+  std::string bytes = sample("macos-reply-appState.archive");
+  bytes.replace(bytes.find("Vresult"), 2, "\x10\x07");
+  EXPECT_EQ(ExchangeRecord::fromValue(unarchived(bytes).value())->body, std::nullopt);
+  bytes.replace(bytes.find("Rid"), 2, "\x10\x07");
+  EXPECT_NE(refusal(bytes), "");
+}
+
+TEST(KeyedArchive, ClassesAreAllowedByTheCallersListOnly) {
+  const RecordClass* const other[] = {&EBACurrentFilteringStateResponse::recordClass};
+  const std::string record = sample("macos-reply-appState.archive");
+  const std::string error = sample("macos-reply-removeRule-error.archive");
+  EXPECT_FALSE(KeyedUnarchiver::unarchive(bytesOf(record), {other, true}));
+  EXPECT_FALSE(KeyedUnarchiver::unarchive(bytesOf(error), {other, false}));
+  EXPECT_TRUE(KeyedUnarchiver::unarchive(bytesOf(error), {{}, true}));
+}
+
+Value nested(unsigned levels) {
+  Value value = "end";
+  for (unsigned i = 0; i < levels; ++i) value = Dictionary{{"in", std::move(value)}};
+  return value;
+}
+
+TEST(KeyedArchive, AllKindsComeBackAsTheyWere) {
+  const ErrorObject inner{"Inner", INT64_MIN, Dictionary{}};
+  Dictionary values = {
+      {"$null", "$null"},
+      {"NS.keys", "NSDictionary"},
+      {"", Value()},
+      {"one", 1},
+      {"true", true},
+      {"one real", 1.0},
+      {"negative zero", -0.0},
+      {"nan", std::numeric_limits<double>::quiet_NaN()},
+      {"2^63", std::uint64_t{1} << 63},
+      {"fits", std::uint64_t{INT64_MAX}},
+      {"text", "\xED\xB0\x80 \xF0\x9F\x98\x80 \xED\xAF\xBF"s + '\0'},
+      {"empty", Dictionary{}},
+      {"error", ErrorObject{"$null", -1, Dictionary{{"NSUnderlyingError", inner}, {"n", 7}}}},
+      {"state", EBAAppStateResponse{true, "$null"}.record()},
+      {"page",
+       EBACurrentFilteringStateResponse{true, false, true, -1, INT64_MAX, "", "valid"}.record()},
+  };
+  EXPECT_EQ(unarchived(archiveOf(values)).value(), Value(values));
+  EXPECT_NE(Value(1), Value(true));
+  EXPECT_NE(Value(1), Value(1.0));
+
+  // Every border of the widths: 256 objects, 256 UIDs, offsets of two and three bytes.
+  Dictionary growing;
+  for (int i = 0; i < 140; ++i) {
+    growing.append(std::to_string(i), "\xC3\xA9"s + std::to_string(i));
+    ASSERT_EQ(unarchived(archiveOf(growing)).value(), Value(growing)) << i;
+  }
+  growing.append("long", std::string(70000, 'x'));
+  EXPECT_EQ(unarchived(archiveOf(growing)).value(), Value(growing));
+}
+
+TEST(KeyedArchive, LimitsHoldForWriterAndReader) {
+  EXPECT_EQ(unarchived(archiveOf(nested(64))).value(), nested(64));
+  EXPECT_FALSE(KeyedArchiver::archive(nested(65)));
+  EXPECT_FALSE(KeyedArchiver::archive("\xC0\x80"));
+  EXPECT_FALSE(KeyedArchiver::archive(Record{&EBAAppStateResponse::recordClass, {true, 1.0}}));
+
+  Dictionary sharing;  // 100,000 bytes in the archive, 100 million when unfolded
+  for (int i = 0; i < 1000; ++i) sharing.append(std::to_string(i), std::string(100000, 'x'));
+  EXPECT_NE(refusal(archiveOf(sharing)).find("too long"), std::string::npos);
+}
+
+// NOLINTBEGIN(concurrency-mt-unsafe): a test has one thread
+TEST(KeyedArchive, AnotherReaderSeesTheSame) {
+  if (std::system("python3 -c 'import plistlib' 2>/dev/null") != 0) GTEST_SKIP() << "no plistlib";
+  const testing::TemporaryFolder folder;
+  int count = 0;
+  for (const JsonValue& entry : soundArchives()) {
+    const JsonObject& expected = entry.at("expected").as_object();
+    const std::string json = serializeJson(expected).value();
+    if (json.find("\"$") != std::string::npos) continue;  // more than JSON can say
+    const fs::path path = folder.path() / std::to_string(count++);
+    testing::writeFile(path.string() + ".json", json);
+    testing::writeFile(path.string() + ".archive", archiveOf(testing::dictionaryOf(expected)));
+  }
+  EXPECT_GE(count, 25);
+  const std::string script = std::string(TEST_SAMPLES) + "/archives/compare.py";
+  EXPECT_EQ(std::system(("python3 '" + script + "' '" + folder.path().string() + "'").c_str()), 0);
+}
+// NOLINTEND(concurrency-mt-unsafe)
+
+TEST(ErrorObject, DescribesItselfAsThePlatformDoes) {
+  const ErrorObject underlying{"NSPOSIXErrorDomain", 2, std::nullopt};
+  const std::pair<ErrorObject, const char*> cases[] = {
+      {{"D", 17, Dictionary{{"NSLocalizedDescription", "No window"}}},
+       "Error Domain=D Code=17 \"No window\" UserInfo={NSLocalizedDescription=No window}"},
+      {{"D", -1, std::nullopt}, "Error Domain=D Code=-1 \"(null)\""},
+      {{"D", 0, Dictionary{}}, "Error Domain=D Code=0 \"(null)\""},
+      {{"D", 0, Dictionary{{"NSLocalizedDescription", 7}, {"real", 0.1}, {"no", false}}},
+       "Error Domain=D Code=0 \"(null)\" UserInfo={NSLocalizedDescription=7, real=0.1, no=0}"},
+      {{"D", 1, Dictionary{{"NSUnderlyingError", underlying}}},
+       "Error Domain=D Code=1 \"(null)\" "
+       "UserInfo={NSUnderlyingError={Error Domain=NSPOSIXErrorDomain Code=2 \"(null)\"}}"},
+  };
+  for (const auto& [error, text] : cases) EXPECT_EQ(error.description(), text);
+}
+
+TEST(StateRecords, WhatIsMissingOrUnusableIsNotTheDefaultOfANewRecord) {
+  EXPECT_EQ(EBAAppStateResponse{}.locale, "en");
+  const Record bare{&EBAAppStateResponse::recordClass, {true, Value()}};
+  const auto state = EBAAppStateResponse::fromRecord(*unarchived(archiveOf(bare))->as<Record>());
+  EXPECT_TRUE(state->isProtectionEnabled);
+  EXPECT_EQ(state->locale, "");
+  EXPECT_FALSE(EBACurrentFilteringStateResponse::fromRecord(bare));
+
+  // A locale that refers to its own record is no text.
+  std::string bytes = archiveOf(EBAAppStateResponse{true, "de"}.record());
+  const std::size_t locale = bytes.find("\x80\x02\x80\x03");
+  ASSERT_NE(locale, std::string::npos);
+  bytes[locale + 1] = 1;
+  EXPECT_EQ(unarchived(bytes)->as<Record>()->fields[1], Value());
+
+  const EBAAppStateResponse german{false, "de"};
+  const std::string text = german.description();
+  EXPECT_TRUE(text.starts_with("<EBAAppStateResponse: 0x")) << text;
+  EXPECT_TRUE(text.ends_with("> isProtectionEnabled: false, locale: de")) << text;
+}
+
+}  // namespace
+}  // namespace corvane
