@@ -32,7 +32,7 @@ void resetSignals() {
   for (int number = 1; number < NSIG; ++number) ::signal(number, SIG_DFL);
   sigset_t none;
   ::sigemptyset(&none);
-  ::sigprocmask(SIG_SETMASK, &none, nullptr);
+  ::pthread_sigmask(SIG_SETMASK, &none, nullptr);
 }
 
 /// Leaves descriptors 0 to 2 on /dev/null and `kept`, which closes when the program starts.
@@ -63,6 +63,7 @@ bool startDetached(const std::vector<std::string>& arguments, const std::string&
   const std::string path = arguments.empty() ? "" : pathOf(arguments.front());
   if (path.empty()) return false;
   std::vector<char*> pointers;
+  pointers.reserve(arguments.size() + 1);
   for (const std::string& argument : arguments)
     pointers.push_back(const_cast<char*>(argument.c_str()));
   pointers.push_back(nullptr);

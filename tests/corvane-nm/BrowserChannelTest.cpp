@@ -1,0 +1,59 @@
+#include "corvane-nm/BrowserChannel.h"
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <array>
+#include <cstring>
+#include <thread>
+
+namespace corvane {
+namespace {
+
+using namespace std::chrono_literals;
+
+/// The ids of all whole frames that can be read until the end; "?" for one that is cut short.
+std::string idsFrom(int descriptor) {
+  FrameReader reader(descriptor);
+  std::string ids;
+  for (;;) {
+    const FrameReader::Frame frame = reader.readOne();
+    if (frame.isEndOfInput) return ids;
+    ids += frame.message ? std::string(*findString(*frame.message, "id")) : "?";
+  }
+}
+
+/// Answers race with the end of input, from the reading thread, from another, and not at all: what
+/// is answered leaves whole, and nobody waits for what never is.
+TEST(BrowserChannel, WritesEveryAnswerThatComesAndThenEnds) {
+  for (int round = 0; round < 100; ++round) {
+    std::array<int, 2> in{};
+    std::array<int, 2> out{};
+    ASSERT_TRUE(::pipe(in.data()) == 0 && ::pipe(out.data()) == 0);
+    std::vector<std::thread> answering;
+    auto& channel = *new BrowserChannel(  // its reading thread lives on for a moment
+        in[0], out[1],
+        [&](JsonObject message, BrowserChannel::Reply reply) {
+          if (*findString(message, "id") == "1") return reply(std::move(message));
+          if (*findString(message, "id") == "2") return;
+          answering.emplace_back(
+              [reply = std::move(reply), message = std::move(message)]() mutable {
+                reply(std::move(message));
+              });
+        },
+        {60s, 60s}, [] {});
+    FrameWriter browser(in[1]);
+    for (const char* id : {"1", "2", "3", "3"})
+      browser.send({{"id", id}, {"filling", std::string(3000, 'x')}});
+    ::close(in[1]);
+    channel.listen();
+    ::close(out[1]);
+    EXPECT_EQ(idsFrom(out[0]), "133");
+    for (std::thread& thread : answering) thread.join();
+    ::close(in[0]);
+    ::close(out[0]);
+  }
+}
+
+}  // namespace
+}  // namespace corvane
