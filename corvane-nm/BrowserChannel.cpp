@@ -24,7 +24,8 @@ void BrowserChannel::listen() {
   readerIsInstalled_ = true;
   std::thread([this] { readUntilEnd(); }).detach();
   while (readerIsInstalled_) MainQueue::turnUntil(Clock::now() + limits_.slice);
-  if (answersAreDue_) MainQueue::turnUntil(Clock::now() + limits_.slice);
+  const auto end = Clock::now() + limits_.lastSlice;
+  while (!isAllAnswered_ && Clock::now() < end) MainQueue::turnUntil(end);
 }
 
 void BrowserChannel::readUntilEnd() {
@@ -46,20 +47,28 @@ BrowserChannel::Reply BrowserChannel::makeReply() {
   };
 }
 
-/// The last message to be done after the end of input ends the turn: nobody waits for anything any
-/// more. Its answer, if it has one, was queued before and is written first.
+/// The last message to be done after the end of input ends the last slice: nobody waits for
+/// anything any more.
 void BrowserChannel::messageDone() {
-  if (--messagesInWork_ == 0 && inputHasEnded_) MainQueue::endTurn();
+  if (--messagesInWork_ == 0 && inputHasEnded_) endLastSlice();
+}
+
+/// By way of the queue: answers that were queued before are written first.
+void BrowserChannel::endLastSlice() {
+  MainQueue::async([this] {
+    isAllAnswered_ = true;
+    MainQueue::endTurn();
+  });
 }
 
 void BrowserChannel::inputEnded() {
   MainQueue::async([this] {
     readerIsInstalled_ = false;
     inputHasEnded_ = true;
-    answersAreDue_ = messagesInWork_ > 0;
-    MainQueue::endTurn();  // what is not due any more was queued before this
+    if (messagesInWork_ == 0) endLastSlice();
+    MainQueue::endTurn();
   });
-  std::this_thread::sleep_for(limits_.slice + limits_.lastFrame);
+  std::this_thread::sleep_for(limits_.lastSlice + limits_.lastFrame);
   leave_();  // the browser reads no more, and the main thread is inside a write to it
 }
 

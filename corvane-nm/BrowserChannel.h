@@ -20,13 +20,14 @@ class BrowserChannel {
   using Processor = std::function<void(JsonObject message, Reply reply)>;
 
   struct Limits {
-    std::chrono::milliseconds slice;      ///< one turn of the main loop, the last one included
+    std::chrono::milliseconds slice;      ///< one turn of the main loop
+    std::chrono::milliseconds lastSlice;  ///< the last one, which the end of input begins
     std::chrono::milliseconds lastFrame;  ///< how much longer a frame under way may take to get out
   };
 
   /// `processor` is called on the reading thread, for one message after the other. `leave` ends the
   /// process with status 0; it is called, on the reading thread, when the main thread is still
-  /// inside a write after both limits have passed since the end of input.
+  /// inside a write when the last slice and the time for a frame have passed.
   BrowserChannel(int input, int output, Processor processor, Limits limits,
                  std::function<void()> leave);
 
@@ -61,6 +62,7 @@ class BrowserChannel {
   void readUntilEnd();
   Reply makeReply();
   void messageDone();
+  void endLastSlice();
   void inputEnded();
 
   FrameReader reader_;  // reading thread only
@@ -70,7 +72,7 @@ class BrowserChannel {
   const std::function<void()> leave_;
 
   bool readerIsInstalled_ = false;  // main thread only
-  bool answersAreDue_ = false;      // main thread only: when the reader went, messages were in work
+  bool isAllAnswered_ = false;      // main thread only: no more answer is to come
   std::atomic<bool> inputHasEnded_{false};
   std::atomic<int> messagesInWork_{0};
 };

@@ -48,9 +48,10 @@ void process(JsonObject message, BrowserChannel::Reply reply) {
 }
 
 void run(Platform::BrowserDescriptors browser) {
-  auto& channel =
-      *new BrowserChannel(browser.input, browser.output, process,
-                          {TimeLimits::runLoopSlice, TimeLimits::lastFrame}, Leaving::leaveNow);
+  auto& channel = *new BrowserChannel(
+      browser.input, browser.output, process,
+      {TimeLimits::runLoopSlice, TimeLimits::runLoopSlice, TimeLimits::lastFrame},
+      Leaving::leaveNow);
   auto& watch = *new MainAppWatch(
       process, [&channel](const JsonObject& state) { channel.send(state); }, isMainAppRunning);
   startLogging();

@@ -23,8 +23,8 @@ std::string idsFrom(int descriptor) {
   }
 }
 
-/// Answers race with the end of input, from the reading thread, from another, and not at all: what
-/// is answered leaves whole, and nobody waits for what never is.
+/// Answers race with the end of input and with ends of slices, from the reading thread, from
+/// another, and not at all: what is answered leaves whole, and nobody waits for what never is.
 TEST(BrowserChannel, WritesEveryAnswerThatComesAndThenEnds) {
   for (int round = 0; round < 100; ++round) {
     std::array<int, 2> in{};
@@ -41,7 +41,7 @@ TEST(BrowserChannel, WritesEveryAnswerThatComesAndThenEnds) {
                 reply(std::move(message));
               });
         },
-        {60s, 60s}, [] {});
+        {1ms, 60s, 60s}, [] {});
     FrameWriter browser(in[1]);
     for (const char* id : {"1", "2", "3", "3"})
       browser.send({{"id", id}, {"filling", std::string(3000, 'x')}});
