@@ -121,8 +121,8 @@ TEST_F(RequestProcessingTest, PassesEachCommandOnAndAnswersWithItsOutcome) {
       {"openOriginalCert", R"({"domain":"d","port":8443})", "appState;cert d 8443 Browser;"},
       {"reportSite", R"({"url":"u","referrer":"r","userAgent":"a"})", "appState;report u r a;"},
       {"openFilteringLog", "{}", "appState;openLog;"},
-      {"openSettings", "{}", "appState;openSettings;"},
-      {"updateApp", "{}", "appState;update;"},
+      {"openSettings", "[]", "appState;openSettings;"},
+      {"updateApp", "[]", "appState;update;"},
   };
   int serial = 0;
   for (const auto& c : cases) {
