@@ -1,9 +1,9 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <syslog.h>
+#include <unistd.h>
 
 #include <optional>
-#include <regex>
 
 #include "Platform/Linux/NotificationSocket.h"
 #include "Platform/Linux/SystemLogSocket.h"
@@ -28,8 +28,8 @@ TEST(SystemLogSocket, NeverWaitsAndFindsADaemonThatWasStartedAnew) {
     for (int i = 0; i < 100; ++i)
       log.send(LOG_USER | LOG_ERR, "text");  // far more than there is room for
     const std::string record(daemon.receive().value_or(""));
-    EXPECT_TRUE(std::regex_match(
-        record, std::regex(R"(<11>[A-Z][a-z]{2} [ 1-3]\d \d\d:\d\d:\d\d corvane-nm\[\d+\]: text)")))
+    EXPECT_TRUE(record.starts_with("<11>")) << record;
+    EXPECT_TRUE(record.ends_with(" corvane-nm[" + std::to_string(::getpid()) + "]: text"))
         << record;
   }
 }
