@@ -27,8 +27,8 @@ class File {
   struct Status {
     std::uint64_t size = 0;                         ///< in bytes
     bool isLinked = false;                          ///< false once nobody can find it by a name
-    std::uint64_t device = 0;                       ///< together with `inode`: which file it is
-    std::uint64_t inode = 0;                        ///<
+    std::uint64_t device = 0;                       ///< where it is, and `inode`:
+    std::uint64_t inode = 0;                        ///< which file it is there
     std::chrono::system_clock::time_point changed;  ///< last write to it, for a folder to its list
   };
 

@@ -26,8 +26,8 @@ class BrowserChannel {
   };
 
   /// `processor` is called on the reading thread, for one message after the other. `leave` ends the
-  /// process with status 0; it is called, on the reading thread, when the main thread is still
-  /// inside a write when the last slice and the time for a frame have passed.
+  /// process with status 0; it is called, on the reading thread, if the main thread is still
+  /// inside a write once the last slice and the time for a frame have passed.
   BrowserChannel(int input, int output, Processor processor, Limits limits,
                  std::function<void()> leave);
 

@@ -19,7 +19,7 @@ class MainAppWatch {
   /// From now on `appState` calls raiseAppSate() and `appReconfig` calls prepare().
   void registerHandlers();
 
-  /// Notes whether the main application runs.
+  /// Notes whether the main application runs, for telling later that it has quit.
   void takeFirstCount();
 
   /// Asks for the application state and pushes the answer to the browser, under an identifier of

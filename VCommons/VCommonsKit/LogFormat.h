@@ -137,15 +137,13 @@ void LogArgument::set(const T& value) {
 /// by number, and "%@" for the text form of any argument. It differs where printf leaves a caller
 /// no way out:
 ///
-/// - an argument knows its own type and size, so length modifiers are read and ignored; one that
-/// does not
-///   suit its conversion is printed in its text form;
-/// - a missing argument and an empty optional print "(null)", "%n" and unknown conversions stand as
-/// they are;
+/// - an argument knows its own type and size, so length modifiers are read and ignored;
+/// - an argument that does not suit its conversion is printed in its text form;
+/// - a missing argument and an empty optional print "(null)";
+/// - "%n" and unknown conversions stand as they are;
 /// - widths and precisions of numbers end at 200;
-/// - control characters in the text of an argument are made visible (Unicode::appendVisible), those
-/// of the
-///   format stay.
+/// - control characters in the text of an argument are made visible (Unicode::appendVisible);
+/// - those of the format stay.
 ///
 /// Well defined for any format and any arguments. Safe from any thread.
 std::string formatLogText(std::string_view format, std::span<const LogArgument> arguments);

@@ -8,8 +8,7 @@
 #include "VCommons/Logging/DDLogMessage.h"
 #include "VCommons/VCommonsKit/LogFormat.h"
 
-/// The logging facade: `VCLogCDebug({"corvane-nm/main", "listen()"}, "Read %@ bytes", count)`
-/// writes
+/// The logging facade. `VCLogCDebug({"corvane-nm/main", "listen()"}, "Read %@ bytes", 12)` writes
 /// "(main: listen()) Read 12 bytes". A suppressed message costs two reads and two tests; nothing is
 /// formatted, and no object is asked for its text. All operations are safe from any thread, return
 /// nothing and do not fail. Formats are those of formatLogText; a caller whose format does not suit

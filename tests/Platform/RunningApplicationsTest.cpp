@@ -51,6 +51,9 @@ TEST_F(RunningApplicationsTest, RunsWhileItIsAliveAndItsLockIsHeld) {
   EXPECT_EQ(count(), 1);
   const pid_t second = startApplication();
   EXPECT_EQ(count(), 2);
+  const RunningApplications all(container_.path().string());
+  EXPECT_EQ(all.applicationOf(second).value().bundleIdentifier, "com.example.app");
+  EXPECT_FALSE(all.applicationOf(::getpid()));
   EXPECT_EQ(count("com.example.other") + count("../Applications/com.example.app"), 0);
   for (const pid_t process : {first, second}) {
     ::kill(process, SIGKILL);
