@@ -21,7 +21,8 @@ class File {
     read,        ///< for reading; must exist
     append,      ///< for writing at the end, whoever else writes too; must exist
     makeAppend,  ///< as append, but the file must not exist and is made with mode 0600
-    readWrite,   ///< for both, at any place; made with mode 0600 when it is missing
+    update,      ///< for both, at any place; must exist
+    readWrite,   ///< as update, but made with mode 0600 when it is missing
   };
 
   struct Status {
@@ -51,6 +52,16 @@ class File {
 
   /// Reads all that is left. Fails with `malformed` when that is more than `limit` bytes.
   Result<std::vector<std::byte>> readAll(std::size_t limit);
+
+  /// Reads from `offset` on until `bytes` is full or the file ends; says how many came.
+  [[nodiscard]] Result<std::size_t> readAt(std::span<std::byte> bytes, std::uint64_t offset) const;
+
+  /// Writes both pieces, one behind the other, at `offset` with one call and says how many bytes
+  /// the system took: fewer than all when the disk fills up.
+  Result<std::size_t> writeAt(ByteView first, ByteView second, std::uint64_t offset);
+
+  /// Cuts the file off at `size` bytes.
+  Result<Done> truncate(std::uint64_t size);
 
   [[nodiscard]] Result<Status> status() const;
 

@@ -2,6 +2,7 @@
 
 #include <sys/stat.h>
 #include <sys/types.h>
+#include <sys/uio.h>
 
 #include <cstddef>
 
@@ -20,6 +21,9 @@ class SystemCalls {
   virtual int open(const char* path, int flags, mode_t mode);
   virtual ssize_t read(int descriptor, void* bytes, std::size_t count);
   virtual ssize_t write(int descriptor, const void* bytes, std::size_t count);
+  virtual ssize_t pread(int descriptor, void* bytes, std::size_t count, off_t offset);
+  virtual ssize_t pwritev(int descriptor, const struct iovec* pieces, int count, off_t offset);
+  virtual int ftruncate(int descriptor, off_t size);
   virtual int fstat(int descriptor, struct stat* status);
   virtual int stat(const char* path, struct stat* status);
   virtual int flock(int descriptor, int operation);

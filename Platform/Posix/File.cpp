@@ -53,10 +53,16 @@ int flagsOf(File::Access access) {
       return O_WRONLY | O_APPEND;
     case File::Access::makeAppend:
       return O_WRONLY | O_APPEND | O_CREAT | O_EXCL;
+    case File::Access::update:
+      return O_RDWR;
     case File::Access::readWrite:
       return O_RDWR | O_CREAT;
   }
   return O_RDONLY;
+}
+
+iovec piece(ByteView bytes) {
+  return {const_cast<std::byte*>(bytes.data()), bytes.size()};
 }
 
 File::Status statusFrom(const struct stat& status) {
@@ -128,9 +134,40 @@ Result<std::vector<std::byte>> File::readAll(std::size_t limit) {
   return bytes;
 }
 
+Result<std::size_t> File::readAt(std::span<std::byte> bytes, std::uint64_t offset) const {
+  std::size_t filled = 0;
+  while (filled < bytes.size()) {
+    const ssize_t count = retrying([&] {
+      return calls_->pread(descriptor_, bytes.data() + filled, bytes.size() - filled,
+                           static_cast<off_t>(offset + filled));
+    });
+    if (count < 0) return failureFromErrno("read");
+    if (count == 0) break;
+    filled += static_cast<std::size_t>(count);
+  }
+  return filled;
+}
+
+Result<std::size_t> File::writeAt(ByteView first, ByteView second, std::uint64_t offset) {
+  const iovec pieces[] = {piece(first), piece(second)};
+  const ssize_t written =
+      retrying([&] { return calls_->pwritev(descriptor_, pieces, 2, static_cast<off_t>(offset)); });
+  if (written < 0) return failureFromErrno("write");
+  return static_cast<std::size_t>(written);
+}
+
+Result<Done> File::truncate(std::uint64_t size) {
+  if (retrying([&] { return calls_->ftruncate(descriptor_, static_cast<off_t>(size)); }) != 0) {
+    return failureFromErrno("truncate");
+  }
+  return Done{};
+}
+
 Result<File::Status> File::status() const {
   struct stat status = {};
-  if (calls_->fstat(descriptor_, &status) != 0) return failureFromErrno("fstat");
+  if (retrying([&] { return calls_->fstat(descriptor_, &status); }) != 0) {
+    return failureFromErrno("fstat");
+  }
   return statusFrom(status);
 }
 

@@ -15,6 +15,15 @@ ssize_t SystemCalls::read(int descriptor, void* bytes, std::size_t count) {
 ssize_t SystemCalls::write(int descriptor, const void* bytes, std::size_t count) {
   return ::write(descriptor, bytes, count);
 }
+ssize_t SystemCalls::pread(int descriptor, void* bytes, std::size_t count, off_t offset) {
+  return ::pread(descriptor, bytes, count, offset);
+}
+ssize_t SystemCalls::pwritev(int descriptor, const struct iovec* pieces, int count, off_t offset) {
+  return ::pwritev(descriptor, pieces, count, offset);
+}
+int SystemCalls::ftruncate(int descriptor, off_t size) {
+  return ::ftruncate(descriptor, size);
+}
 int SystemCalls::fstat(int descriptor, struct stat* status) {
   return ::fstat(descriptor, status);
 }
