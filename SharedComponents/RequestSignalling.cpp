@@ -2,6 +2,8 @@
 
 #include <utility>
 
+#include "VCommons/VCommonsKit/VCLog.h"
+
 namespace corvane {
 
 std::string rawValue(RequestResponseName name) {
@@ -18,19 +20,78 @@ std::string rawValue(RequestResponseName name) {
   return "";
 }
 
-RequestSignalling::RequestSignalling(Platform::NotificationCenter& center, DispatchQueue& queue,
-                                     const std::string& mainAppIdentifier)
-    : center_(center), queue_(queue), prefix_(mainAppIdentifier + ".DARWIN_NOTIFICATION.") {}
+RequestSignalling::RequestSignalling(Platform::NotificationCenter& center, Queues queues,
+                                     const std::string& mainAppIdentifier,
+                                     std::chrono::milliseconds replyLimit)
+    : center_(center),
+      queues_(queues),
+      prefix_(mainAppIdentifier + ".DARWIN_NOTIFICATION."),
+      replyLimit_(replyLimit) {}
+
+// The count is read before anything can be heard: whatever is heard from then on is new.
+RequestSignalling::ReplyListener::ReplyListener(RequestSignalling& signalling,
+                                                RequestResponseName name,
+                                                const std::string& responseId)
+    : signalling_(signalling),
+      name_(signalling.notificationName(name, responseId)),
+      repliesBefore_(signalling.replies()) {
+  signalling_.center_.observe(name_, [&signalling] { signalling.replyDelivered(); });
+}
+
+RequestSignalling::ReplyListener::~ReplyListener() {
+  signalling_.center_.stopObserving(name_);
+}
+
+bool RequestSignalling::sendRequest(RequestResponseName name, const std::string& responseId) {
+  if (responseId.empty()) return postAndWait(name, nullptr);
+  const ReplyListener listener(*this, name, responseId);
+  return sendRequest(name, listener);
+}
+
+bool RequestSignalling::sendRequest(RequestResponseName name, const ReplyListener& listener) {
+  return postAndWait(name, &listener);
+}
+
+bool RequestSignalling::postAndWait(RequestResponseName name, const ReplyListener* listener) {
+  bool result = true;
+  queues_.requests.sync([&] {
+    const LogPoint here{"SharedComponents/SharedResources", "sendRequest(_:responseId:)"};
+    VCLogCDebugTrace(here);
+    center_.post(notificationName(name));
+    if (listener == nullptr) return;
+    std::unique_lock lock(replyMutex_);
+    result = replyCame_.wait_for(lock, replyLimit_,
+                                 [&] { return replies_ != listener->repliesBefore_; });
+    lock.unlock();
+    VCLogCDebug(here, "After waiting, result: %@", result ? "true" : "false");
+  });
+  return result;
+}
+
+std::uint64_t RequestSignalling::replies() {
+  const std::lock_guard lock(replyMutex_);
+  return replies_;
+}
+
+/// On the thread of the notifications.
+void RequestSignalling::replyDelivered() {
+  {
+    const std::lock_guard lock(replyMutex_);
+    ++replies_;
+  }
+  replyCame_.notify_all();
+}
 
 void RequestSignalling::setHandler(RequestResponseName name, Handler handler) {
-  queue_.async([this, name = notificationName(name), handler = std::move(handler)]() mutable {
-    install(name, std::move(handler));
-  });
+  queues_.handlers.async(
+      [this, name = notificationName(name), handler = std::move(handler)]() mutable {
+        install(name, std::move(handler));
+      });
 }
 
 RequestSignalling::Handler RequestSignalling::handler(RequestResponseName name) {
   Handler result;
-  queue_.sync([&] {
+  queues_.handlers.sync([&] {
     const auto found = handlers_.find(notificationName(name));
     if (found != handlers_.end()) result = found->second;
   });
@@ -41,12 +102,18 @@ std::string RequestSignalling::notificationName(RequestResponseName name) const 
   return prefix_ + rawValue(name);
 }
 
+std::string RequestSignalling::notificationName(RequestResponseName name,
+                                                const std::string& responseId) const {
+  return notificationName(name) + "." + responseId;
+}
+
 void RequestSignalling::install(const std::string& name, Handler handler) {
   const bool wasObserved = handlers_.erase(name) > 0;
   if (handler) {
     handlers_[name] = std::move(handler);
     if (!wasObserved) {
-      center_.observe(name, [this, name] { queue_.async([this, name] { delivered(name); }); });
+      center_.observe(name,
+                      [this, name] { queues_.handlers.async([this, name] { delivered(name); }); });
     }
   } else if (wasObserved) {
     center_.stopObserving(name);

@@ -1,7 +1,11 @@
 #pragma once
 
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
 #include <functional>
 #include <map>
+#include <mutex>
 #include <string>
 
 #include "Platform/NotificationCenter.h"
@@ -15,16 +19,54 @@ enum class RequestResponseName { exchange, ready, appState, appReconfig };
 /// The word that stands for `name` in a notification name.
 std::string rawValue(RequestResponseName name);
 
-/// Notifications between host and main application: a registry of handlers that run when the main
-/// application posts a name. Safe from any thread.
+/// Notifications between host and main application: requests that wait for the notification of
+/// their reply, and a registry of handlers that run when the main application posts a name. Safe
+/// from any thread.
 class RequestSignalling {
  public:
   using Handler = std::function<void()>;
 
-  /// `center` and `queue` must outlive this object and everything queued. Handlers run on `queue`,
-  /// and only there is the registry touched.
-  RequestSignalling(Platform::NotificationCenter& center, DispatchQueue& queue,
-                    const std::string& mainAppIdentifier);
+  /// The two queues of a process on which signalling runs.
+  struct Queues {
+    DispatchQueue& handlers;  ///< handlers run here, and only here is their registry touched
+    DispatchQueue& requests;  ///< one request at a time waits here for its reply
+  };
+
+  /// `center` and `queues` must outlive this object and everything queued. `replyLimit`: how long a
+  /// request waits for its reply.
+  RequestSignalling(Platform::NotificationCenter& center, Queues queues,
+                    const std::string& mainAppIdentifier, std::chrono::milliseconds replyLimit);
+
+  /// Hears the replies to one request from its making to its end, so that a reply counts from
+  /// before the request can be seen: the main application may be awake already, woken by somebody
+  /// else.
+  class ReplyListener {
+   public:
+    /// `responseId`, not empty, says whose replies. `signalling` must outlive this object. Of two
+    /// listeners for one name at the same time the first to end ends both.
+    ReplyListener(RequestSignalling& signalling, RequestResponseName name,
+                  const std::string& responseId);
+    ~ReplyListener();
+    ReplyListener(const ReplyListener&) = delete;
+    ReplyListener& operator=(const ReplyListener&) = delete;
+
+   private:
+    friend class RequestSignalling;
+
+    RequestSignalling& signalling_;
+    const std::string name_;
+    const std::uint64_t repliesBefore_;
+  };
+
+  /// Posts `name` and waits for the notification of a reply: true when one came, false when the
+  /// limit passed. Any reply that this process hears counts, whoever asked for it; the reader of
+  /// the reply looks at its id. With an empty `responseId` there is nothing to wait for: true at
+  /// once.
+  bool sendRequest(RequestResponseName name, const std::string& responseId);
+
+  /// The same with a listener that was made before: a reply that has come since then ends the wait
+  /// at once.
+  bool sendRequest(RequestResponseName name, const ReplyListener& listener);
 
   /// Installs, replaces or (with an empty one) removes the handler of `name`. Queued; returns at
   /// once.
@@ -35,17 +77,27 @@ class RequestSignalling {
   Handler handler(RequestResponseName name);
 
   /// The notification name of `name`: the main application's identifier, ".DARWIN_NOTIFICATION.",
-  /// the word.
+  /// the word; for a reply also "." and `responseId`.
   [[nodiscard]] std::string notificationName(RequestResponseName name) const;
+  [[nodiscard]] std::string notificationName(RequestResponseName name,
+                                             const std::string& responseId) const;
 
  private:
   void install(const std::string& name, Handler handler);
   void delivered(const std::string& name);
+  std::uint64_t replies();
+  void replyDelivered();
+  bool postAndWait(RequestResponseName name, const ReplyListener* listener);
 
   Platform::NotificationCenter& center_;
-  DispatchQueue& queue_;
+  const Queues queues_;
   const std::string prefix_;
+  const std::chrono::milliseconds replyLimit_;
   std::map<std::string, Handler> handlers_;  // by notification name; only on the queue
+
+  std::mutex replyMutex_;  // guards the count; nobody holds it while posting
+  std::condition_variable replyCame_;
+  std::uint64_t replies_ = 0;  // notifications of replies, ever
 };
 
 }  // namespace corvane

@@ -3,6 +3,7 @@
 #include <atomic>
 #include <utility>
 
+#include "Base/TimeLimits.h"
 #include "Platform/GroupContainers.h"
 #include "Platform/HardStop.h"
 #include "SharedComponents/Configuration.h"
@@ -30,6 +31,11 @@ DispatchQueue& sharedResourcesQueue() {
   return queue;
 }
 
+DispatchQueue& requestsQueue() {
+  static auto& queue = *new DispatchQueue("SharedResourcesQueue.Requests");
+  return queue;
+}
+
 std::atomic<bool> centerIsUsed{false};
 
 Platform::NotificationCenter& notificationCenter() {
@@ -38,10 +44,12 @@ Platform::NotificationCenter& notificationCenter() {
   return center;
 }
 
-RequestSignalling& signalling() {
-  static auto& signalling = *new RequestSignalling(notificationCenter(), sharedResourcesQueue(),
-                                                   Configuration::MainAppBundleIdentifier);
-  return signalling;
+std::atomic<bool> exchangeIsUsed{false};
+
+std::string dataFolder() {
+  const std::optional<std::string>& folder = container().dataUrl();
+  if (!folder) Platform::hardStop("the shared data folder is unavailable");
+  return *folder;
 }
 
 }  // namespace
@@ -64,6 +72,19 @@ void SharedResources::pickUpLogLevel() {
   container().pickUpLogLevel(VCLLogger::singleton());
 }
 
+ExchangeBuffer& SharedResources::exchangeBuffer() {
+  static auto& buffer = *new ExchangeBuffer(dataFolder, sharedResourcesQueue());
+  exchangeIsUsed = true;
+  return buffer;
+}
+
+RequestSignalling& SharedResources::signalling() {
+  static auto& signalling =
+      *new RequestSignalling(notificationCenter(), {sharedResourcesQueue(), requestsQueue()},
+                             Configuration::MainAppBundleIdentifier, TimeLimits::reply);
+  return signalling;
+}
+
 void SharedResources::setHandler(RequestResponseName name, Handler handler) {
   signalling().setHandler(name, std::move(handler));
 }
@@ -75,6 +96,10 @@ SharedResources::Handler SharedResources::handler(RequestResponseName name) {
 const Platform::RunningApplications& SharedResources::runningApplications() {
   static const auto& applications = *new Platform::RunningApplications(containerFolder());
   return applications;
+}
+
+void SharedResources::stopAppending(std::chrono::milliseconds limit) {
+  if (exchangeIsUsed) exchangeBuffer().stopAppending(limit);
 }
 
 void SharedResources::withdraw() {

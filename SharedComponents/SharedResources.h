@@ -1,16 +1,19 @@
 #pragma once
 
+#include <chrono>
 #include <optional>
 #include <string>
 
 #include "Platform/RunningApplications.h"
+#include "SharedComponents/ExchangeBuffer.h"
 #include "SharedComponents/RequestSignalling.h"
 
 namespace corvane {
 
 /// The one entry point to what this process shares with the main application: class-level, thin,
 /// each thing made on first use and kept for the life of the process. What it says of a member is
-/// what the object behind it says: GroupContainer, RequestSignalling. Safe from any thread.
+/// what the object behind it says: GroupContainer, ExchangeBuffer, RequestSignalling. Safe from any
+/// thread.
 class SharedResources {
  public:
   using RequestResponseName = corvane::RequestResponseName;
@@ -31,12 +34,21 @@ class SharedResources {
   /// Applies the log level that the main application has set; see GroupContainer::pickUpLogLevel.
   static void pickUpLogLevel();
 
-  /// The handlers of notifications; see RequestSignalling.
+  /// The records that travel in both directions. Its operations need the data folder: without it
+  /// the process stops.
+  static ExchangeBuffer& exchangeBuffer();
+
+  /// The notifications that go with them; its handlers have operations of their own here.
+  static RequestSignalling& signalling();
   static void setHandler(RequestResponseName name, Handler handler);
   static Handler handler(RequestResponseName name);
 
   /// The applications that run. Needs the container: without it the process stops.
   static const Platform::RunningApplications& runningApplications();
+
+  /// Lets a record that is being written get whole, within `limit`, and lets no other begin: for
+  /// the end of the process.
+  static void stopAppending(std::chrono::milliseconds limit);
 
   /// Takes away what this process left in the container for the others to reach it; the last thing
   /// before it ends. Does nothing when nothing was observed.

@@ -4,9 +4,9 @@
 
 #include <atomic>
 
+#include "Base/TimeLimits.h"
 #include "SharedComponents/SharedResources.h"
 #include "VCommons/VCLLogger.h"
-#include "corvane-nm/TimeLimits.h"
 
 namespace corvane::Leaving {
 namespace {
@@ -17,6 +17,7 @@ std::atomic<bool> hasBegun{false};
 
 void prepare() {
   while (hasBegun.exchange(true)) ::pause();
+  SharedResources::stopAppending(TimeLimits::lastAppend);
   VCLLogger::singleton().flushWithin(TimeLimits::lastLogLines);
   SharedResources::withdraw();
 }

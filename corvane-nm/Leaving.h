@@ -4,8 +4,9 @@
 /// theirs is destroyed, so that leaving is safe at any moment.
 namespace corvane::Leaving {
 
-/// Does what the process owes before it ends: writes out queued log lines (for at most
-/// TimeLimits::lastLogLines) and takes away what it left in the container. Only the first caller
+/// Does what the process owes before it ends: lets a record that is being written get whole (for at
+/// most TimeLimits::lastAppend), writes out queued log lines (TimeLimits::lastLogLines) and takes
+/// away what it left in the container. Only the first caller
 /// returns, then to end the process; any other thread waits here for that.
 void prepare();
 

@@ -1,11 +1,13 @@
 #include <functional>
+#include <memory>
 #include <string>
 #include <utility>
 
+#include "Base/TimeLimits.h"
 #include "Platform/HardStop.h"
 #include "Platform/StandardStreams.h"
 #include "SharedComponents/Configuration.h"
-#include "SharedComponents/ExtensionBrowserApi/DisconnectedApiClient.h"
+#include "SharedComponents/ExtensionBrowserApi/ExtensionBrowserApiClient.h"
 #include "SharedComponents/SharedResources.h"
 #include "VCommons/VCLLogger.h"
 #include "corvane-nm/BrowserChannel.h"
@@ -13,7 +15,6 @@
 #include "corvane-nm/MainAppWatch.h"
 #include "corvane-nm/RequestProcessing/CallerApplication.h"
 #include "corvane-nm/RequestProcessing/RequestProcessing.h"
-#include "corvane-nm/TimeLimits.h"
 
 namespace corvane {
 namespace {
@@ -37,9 +38,10 @@ std::string callerApplicationName() {
 }
 
 RequestProcessing::Processor& requestProcessor() {
-  static auto& client = *new DisconnectedApiClient;
+  static const auto& client =
+      *new std::shared_ptr<ExtensionBrowserApiClient>(ExtensionBrowserApiClient::make());
   static auto& processor =
-      *new RequestProcessing::Processor({client, isMainAppRunning, callerApplicationName});
+      *new RequestProcessing::Processor({*client, isMainAppRunning, callerApplicationName});
   return processor;
 }
 

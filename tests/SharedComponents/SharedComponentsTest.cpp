@@ -2,7 +2,6 @@
 
 #include "SharedComponents/ExtensionBrowserApi/ExtensionBrowserApiConstants.h"
 #include "SharedComponents/GroupContainer.h"
-#include "SharedComponents/RequestSignalling.h"
 #include "tests/Support/TemporaryFolder.h"
 
 namespace corvane {
@@ -31,26 +30,6 @@ TEST(GroupContainer, MakesFoldersOnceAndAFailureStands) {
   EXPECT_EQ(container.dataUrl(), std::nullopt);
   EXPECT_TRUE(container.logsUrl());
   EXPECT_FALSE(fs::exists(logs)) << "the disk is not asked again";
-}
-
-TEST(RequestSignalling, HandlersAreReplacedKeptAndRemoved) {
-  const testing::TemporaryFolder folder;
-  Platform::NotificationCenter center(folder.path().string());
-  DispatchQueue queue("SharedResourcesQueue");
-  RequestSignalling signalling(center, queue, "com.example.app");
-  constexpr auto name = RequestResponseName::appState;
-  int called = 0;
-  for (const int i : {1, 2}) {
-    signalling.setHandler(name, [&called, i] { called = i; });
-    signalling.handler(name)();
-    EXPECT_EQ(called, i);
-  }
-  const fs::path sockets = folder.path() / "Notifications" / signalling.notificationName(name);
-  EXPECT_EQ(sockets.filename(), "com.example.app.DARWIN_NOTIFICATION.appState");
-  EXPECT_EQ(std::distance(fs::directory_iterator(sockets), {}), 1) << "one observer for all";
-  EXPECT_FALSE(signalling.handler(RequestResponseName::ready));
-  signalling.setHandler(name, {});
-  EXPECT_FALSE(signalling.handler(name));
 }
 
 }  // namespace

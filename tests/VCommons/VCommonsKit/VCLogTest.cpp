@@ -7,35 +7,21 @@
 
 #include "VCommons/Logging/DDLog.h"
 #include "VCommons/Logging/DDOSLogger.h"
+#include "tests/Support/LogCollector.h"
 
 namespace corvane {
 namespace {
 
-/// Keeps what reaches it.
-class Collector : public DDLogger {
- public:
-  void log(const DDLogMessage& message) override { records.push_back(message); }
-  std::vector<DDLogMessage> records;
-};
+using testing::logRecords;
 
 class Receiver : public VCLog {};
 
 constexpr LogPoint point{"corvane-nm/main.x", "listen()"};
 
-/// One collector at the dispatcher of the process, which never gives a sink back.
-std::vector<DDLogMessage>& records() {
-  static const auto& attached = *new auto([] {
-    auto made = std::make_shared<Collector>();
-    DDLog::shared().addLogger(made);
-    return made;
-  }());
-  return attached->records;
-}
-
-class VCLogTest : public testing::Test {
+class VCLogTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    records().clear();
+    logRecords().clear();
     ddLogLevel = static_cast<std::uint64_t>(DDLogLevel::verbose);
   }
   void TearDown() override { resetDefaultDebugLevel(); }
@@ -59,11 +45,7 @@ TEST_F(VCLogTest, WritesAllForms) {
   receiver.VCLogWarn(point, "%@");
   VCLogLibrary(DDLogFlag::info, point, reinterpret_cast<const void*>(0x7f00),
                "Exception occured: %@", "x");
-  DDLog::shared().flushLog();
-  std::vector<std::string> written;
-  for (const auto& record : records())
-    written.push_back(std::to_string(static_cast<int>(record.flag)) + " " + record.message);
-  EXPECT_EQ(written,
+  EXPECT_EQ(testing::takeLogTexts(),
             (std::vector<std::string>{
                 "16 (main: listen()) Read 12 bytes", "8 (Makefile: prepare1()) then true",
                 "16 Trace - main: listen()", "8 Debug trace - main: listen()",
@@ -84,21 +66,21 @@ TEST_F(VCLogTest, SuppressedMessagesEvaluateNothing) {
   VCLogCError(point, "%@", text);
   VCLogLibrary(DDLogFlag::error, point, nullptr, "library %@", text);
   EXPECT_EQ(asked, 2);
-  EXPECT_EQ(records().size(), 2U);
+  EXPECT_EQ(logRecords().size(), 2U);
 }
 
 TEST_F(VCLogTest, ErrorsAreWrittenOnReturnAfterAllBefore) {
   for (int i = 0; i < 2500; ++i) VCLogCInfo(point, "%d", i);
   VCLogCError(point, "last");
-  ASSERT_EQ(records().size(), 2501U) << "more than may wait";
-  EXPECT_EQ(records()[2499].message, "(main: listen()) 2499");
+  ASSERT_EQ(logRecords().size(), 2501U) << "more than may wait";
+  EXPECT_EQ(logRecords()[2499].message, "(main: listen()) 2499");
   DDLog::shared().loggingQueue().async([] {
     VCLogCError(point, "inside");  // queued, or it would wait for itself
     DDLog::shared().flushLog();
   });
   DDLog::shared().flushLog();
   DDLog::shared().flushLog();
-  EXPECT_EQ(records().size(), 2502U);
+  EXPECT_EQ(logRecords().size(), 2502U);
 }
 
 TEST(DDOSLogger, GivesEachKindItsSeverity) {

@@ -13,6 +13,13 @@ inline constexpr std::chrono::milliseconds runLoopSlice{5000};
 /// browser that reads gets it whole, one that does not is not waited for.
 inline constexpr std::chrono::milliseconds lastFrame{250};
 
+/// How long the main application may take to say that its reply is there.
+inline constexpr std::chrono::milliseconds reply{3000};
+
+/// How long the process, when it leaves, waits for a record that is being written: on a healthy
+/// disk it is whole long before.
+inline constexpr std::chrono::milliseconds lastAppend{100};
+
 /// How long the process, when it leaves, waits for log lines that are queued: long enough for a
 /// healthy disk, short enough that a browser that quits does not notice.
 inline constexpr std::chrono::milliseconds lastLogLines{100};

@@ -1,0 +1,281 @@
+#include "SharedComponents/ExchangeBuffer.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <iostream>
+
+#include "tests/Support/ArchiveSamples.h"
+#include "tests/Support/LogCollector.h"
+#include "tests/Support/TemporaryFolder.h"
+
+namespace corvane {
+namespace {
+
+namespace fs = std::filesystem;
+using testing::contentOf;
+using testing::takeLogTexts;
+using testing::writeFile;
+
+/// The real calls, of which one fails.
+class FailingCalls : public Platform::SystemCalls {
+ public:
+  /// Lets the call number `number` from now on, counted from 1, fail with `error`; with 0 it
+  /// transfers only a part of the bytes.
+  void failAt(int number, int error) {
+    left_ = number;
+    error_ = error;
+    hasFired_ = false;
+  }
+  [[nodiscard]] bool hasFired() const { return hasFired_; }
+
+  int open(const char* path, int flags, mode_t mode) override {
+    return fires() ? -1 : SystemCalls::open(path, flags, mode);
+  }
+  ssize_t pread(int descriptor, void* bytes, std::size_t count, off_t offset) override {
+    if (!fires()) return SystemCalls::pread(descriptor, bytes, count, offset);
+    return error_ != 0 ? -1 : 0;  // as if the file ended here
+  }
+  ssize_t pwritev(int descriptor, const iovec* pieces, int count, off_t offset) override {
+    if (!fires()) return SystemCalls::pwritev(descriptor, pieces, count, offset);
+    if (error_ != 0) return -1;
+    const iovec half = {pieces->iov_base, pieces->iov_len / 2};
+    return SystemCalls::pwritev(descriptor, &half, 1, offset);
+  }
+  int ftruncate(int descriptor, off_t size) override {
+    return fires() ? -1 : SystemCalls::ftruncate(descriptor, size);
+  }
+  int fstat(int descriptor, struct stat* status) override {
+    return fires() ? -1 : SystemCalls::fstat(descriptor, status);
+  }
+  int flock(int descriptor, int operation) override {
+    return fires() ? -1 : SystemCalls::flock(descriptor, operation);
+  }
+  int close(int descriptor) override {  // the descriptor is gone, whatever the system says
+    const int result = SystemCalls::close(descriptor);
+    return fires() ? -1 : result;
+  }
+
+ private:
+  bool fires() {
+    if (--left_ != 0) return false;
+    hasFired_ = true;
+    errno = error_;
+    return true;
+  }
+
+  int left_ = 0;
+  int error_ = 0;
+  bool hasFired_ = false;
+};
+
+class ExchangeBufferTest : public ::testing::Test {
+ protected:
+  ExchangeBufferTest() {
+    testing::logRecords().clear();
+    buffer_.setRegisteredClasses(
+        {&EBACurrentFilteringStateResponse::recordClass, &EBAAppStateResponse::recordClass});
+    writeFile(path_, "");
+  }
+
+  [[nodiscard]] std::optional<std::string> takenName(const std::optional<std::string>& id) {
+    const auto record = buffer_.getExchange("k", id);
+    return record ? std::optional(record->name) : std::nullopt;
+  }
+  [[nodiscard]] bool isLockFree() const { return VCLFileLocker(path_).lock(); }
+  /// A file of `length` bytes without content.
+  void makeFile(std::uint64_t length) const { fs::resize_file(path_, length); }
+
+  testing::TemporaryFolder folder_;
+  const fs::path path_ = folder_.path() / "k.data";
+  const std::string url_ = "file://" + path_.string();
+  FailingCalls calls_;
+  DispatchQueue queue_{"SharedResourcesQueue"};
+  ExchangeBuffer buffer_{[this] { return folder_.path().string(); }, queue_, calls_};
+};
+
+TEST_F(ExchangeBufferTest, IsAStackOfWhichOnlyTheTopIsSeen) {
+  const Dictionary body{{"port", 443}, {"url", "https://exämple"}};
+  EXPECT_TRUE(buffer_.setExchange("k", "a", "first", body));
+  const auto first = contentOf(path_);
+  EXPECT_TRUE(buffer_.setExchange("k", "b", "second", std::nullopt));
+  const auto both = contentOf(path_);
+  EXPECT_EQ(takenName("a"), std::nullopt) << "hidden below b";
+  EXPECT_EQ(takenName("B"), std::nullopt);
+  EXPECT_EQ(contentOf(path_), both);
+  EXPECT_EQ(buffer_.getExchange("k", "b"), (ExchangeRecord{"b", "second", std::nullopt}));
+  EXPECT_EQ(contentOf(path_), first);
+  EXPECT_EQ(buffer_.getExchange("k", std::nullopt), (ExchangeRecord{"a", "first", body}));
+  EXPECT_EQ(contentOf(path_), "");
+  EXPECT_EQ(takenName(std::nullopt), std::nullopt);
+  buffer_.setExchange("k", "a", "first", body);
+  EXPECT_TRUE(buffer_.clearExchange("k"));
+  EXPECT_EQ(contentOf(path_), "");
+}
+
+TEST_F(ExchangeBufferTest, SaysWhatItDoes) {
+  const std::string set = "(SharedResources: setExchange(key:id:name:body:)) ";
+  const std::string get = "(SharedResources: getExchange(key:with:)) ";
+  buffer_.setExchange("k", "a", "first", std::nullopt);
+  const std::string length = std::to_string(contentOf(path_).size() - 4);
+  buffer_.getExchange("k", "b");
+  buffer_.clearExchange("k");
+  buffer_.getExchange("k", "b");
+  buffer_.getExchange("a b;", std::nullopt);
+  const std::string folder = folder_.path();
+  EXPECT_EQ(takeLogTexts(),
+            (std::vector<std::string>{
+                "8 " + set + "key: k, id: a, name: first",
+                "8 " + set + "Writen data (" + length + ") for key: k, id: a, name: first",
+                "8 " + get + "Exchange object lenData: 4bytes",
+                "8 " + get + "Exchange object len: " + length + "bytes",
+                "8 " + get + "Data readed " + length + "bytes length.",
+                "8 " + get + "Exchange object received " + length + "bytes length.",
+                "8 " + get + "key: k, id: a, name: first, goToNext: false",
+                "8 Debug trace - SharedResources: clearExchange(key:)",
+                "4 (SharedResources: clearExchange(key:)) Cleared file on '" + url_ + "'",
+                "8 " + get + "buffer is epmty",
+                "1 " + get + "Can't get file handle for: file://" + folder + "/a%20b%3B.data"}));
+}
+
+TEST_F(ExchangeBufferTest, RefusesAtItsBordersAndChangesNothingThen) {
+  const auto refusal = [] {
+    auto texts = takeLogTexts();
+    return texts.empty() ? "" : texts.back();
+  };
+  makeFile(ExchangeBuffer::maximumBufferLength + 1);
+  EXPECT_FALSE(buffer_.setExchange("k", "a", "n", std::nullopt));
+  EXPECT_EQ(refusal(),
+            "2 (SharedResources: setExchange(key:id:name:body:)) Exchange buffer for \"k\" "
+            "reached maximum length");
+  makeFile(ExchangeBuffer::maximumBufferLength);
+  const auto longest = [&] {  // as long as the longest archive may be
+    std::string text(ExchangeBuffer::maximumObjectLength, 'x');
+    const auto length = [&] {
+      return ExchangeRecord::archive({"a", "n", Dictionary{{"t", text}}})->size();
+    };
+    text.resize(text.size() - (length() - ExchangeBuffer::maximumObjectLength));
+    EXPECT_EQ(length(), ExchangeBuffer::maximumObjectLength);
+    return text;
+  }();
+  EXPECT_FALSE(buffer_.setExchange("k", "a", "n", Dictionary{{"t", longest + "x"}}));
+  EXPECT_EQ(refusal(),
+            "2 (SharedResources: setExchange(key:id:name:body:)) Exchange object for \"k\" "
+            "reacged maximum length");
+  EXPECT_EQ(fs::file_size(path_), ExchangeBuffer::maximumBufferLength);
+  EXPECT_TRUE(buffer_.setExchange("k", "a", "n", Dictionary{{"t", longest}}));
+  EXPECT_EQ(fs::file_size(path_),
+            ExchangeBuffer::maximumBufferLength + ExchangeBuffer::maximumObjectLength + 4);
+  EXPECT_EQ(takenName("a"), "n");
+  EXPECT_EQ(fs::file_size(path_), ExchangeBuffer::maximumBufferLength);
+  EXPECT_FALSE(buffer_.setExchange("k", "a", "n", Dictionary{{"t", "no \xff text"}}));
+  EXPECT_TRUE(
+      refusal().starts_with("1 (SharedResources: setExchange(key:id:name:body:)) Can't "
+                            "open file \"" +
+                            url_ + "\" for writing: "));
+}
+
+TEST_F(ExchangeBufferTest, NeverMakesAFile) {
+  EXPECT_TRUE(buffer_.setExchange("missing", "a", "n", std::nullopt));
+  EXPECT_TRUE(buffer_.clearExchange("missing"));
+  EXPECT_FALSE(buffer_.getExchange("missing", std::nullopt));
+  EXPECT_FALSE(fs::exists(folder_.path() / "missing.data"));
+}
+
+TEST_F(ExchangeBufferTest, WhatIsNoRecordIsThrownAwayOrLeftAlone) {
+  const auto after = [&](const std::string& content) {
+    writeFile(path_, content);
+    EXPECT_EQ(takenName(std::nullopt), std::nullopt);
+    return contentOf(path_);
+  };
+  const auto malformed = [&](const std::string& name) {
+    return contentOf(testing::archiveSamples / "malformed" / name);
+  };
+  EXPECT_EQ(after("abc"), "");
+  EXPECT_EQ(after(malformed("length-only.data")), "");
+  EXPECT_EQ(after(malformed("length-beyond-start.data")), "");
+  EXPECT_EQ(takeLogTexts().back(),
+            "2 (SharedResources: getExchange(key:with:)) buffer is corrupted");
+  const auto noBytes = malformed("length-zero.data");
+  EXPECT_EQ(after(noBytes), noBytes);
+  EXPECT_TRUE(takeLogTexts().back().starts_with(
+      "1 (SharedResources: getExchange(key:with:)) Can't convert exchange object to dictionary: "));
+  for (const auto& [name, command] :
+       {std::pair("macos-one.data", "addRule"), std::pair("mixed-three.data", "openSettings"),
+        std::pair("macos-after-rubbish.data", "addRule")}) {
+    writeFile(path_, contentOf(testing::archiveSamples / "golden" / name));
+    EXPECT_EQ(takenName(std::nullopt), command) << name;
+  }
+  writeFile(path_, contentOf(testing::archiveSamples / "golden/mixed-three.data"));
+  int records = 0;
+  while (takenName(std::nullopt)) ++records;
+  EXPECT_EQ(records, 3);
+  EXPECT_EQ(contentOf(path_), "");
+}
+
+TEST_F(ExchangeBufferTest, OnlyRegisteredClassesAndErrorsAreRead) {
+  const Dictionary state{{"result", EBAAppStateResponse{true, "de"}.record()}};
+  const Dictionary error{{"error", ErrorObject{"D", 17, {}}}};
+  EXPECT_TRUE(buffer_.setExchange("k", "a", "error", error));
+  EXPECT_TRUE(buffer_.setExchange("k", "a", "state", state));
+  buffer_.setRegisteredClasses({&EBACurrentFilteringStateResponse::recordClass});
+  EXPECT_EQ(takenName("a"), std::nullopt);
+  buffer_.setRegisteredClasses({&EBAAppStateResponse::recordClass});
+  EXPECT_EQ(buffer_.getExchange("k", "a")->body, state);
+  EXPECT_EQ(buffer_.getExchange("k", "a")->body, error);
+}
+
+/// Lets one system call after the other fail, in each way, until none is left to fail.
+TEST_F(ExchangeBufferTest, AFailingCallLeavesTheOldOrTheNewAndNoLock) {
+  buffer_.setExchange("k", "a", "below", std::nullopt);
+  const std::string below = contentOf(path_);
+  buffer_.setExchange("k", "b", "above", Dictionary{{"t", std::string(3000, 'x')}});
+  const std::string both = contentOf(path_);
+  struct Operation {
+    const char* name;
+    std::function<bool()> run;
+    bool saysWhetherItChanged;  // the others always say yes
+    const std::string& before;
+    const std::string& after;
+  };
+  const std::string empty;
+  const Operation operations[] = {
+      {"set",
+       [&] {
+         return buffer_.setExchange("k", "b", "above", Dictionary{{"t", std::string(3000, 'x')}});
+       },
+       false, below, both},
+      {"get", [&] { return takenName("b").has_value(); }, true, both, below},
+      {"clear", [&] { return buffer_.clearExchange("k"); }, false, both, empty}};
+  int injected = 0;
+  for (const Operation& operation : operations) {
+    for (const int error : {0, EINTR, ENOSPC, EACCES, EIO}) {
+      for (int call = 1;; ++call) {
+        writeFile(path_, operation.before);
+        calls_.failAt(call, error);
+        const bool success = operation.run();
+        if (!calls_.hasFired()) break;
+        ++injected;
+        const std::string where = operation.name + std::string(", call ") + std::to_string(call) +
+                                  ", error " + std::to_string(error);
+        const std::string found = contentOf(path_);
+        EXPECT_TRUE(found == operation.before || found == operation.after) << where;
+        EXPECT_TRUE(isLockFree()) << where;
+        EXPECT_EQ(success, !operation.saysWhetherItChanged || found == operation.after) << where;
+        EXPECT_TRUE(error != EINTR || found == operation.after) << where;
+      }
+    }
+  }
+  std::cout << "injected failures: " << injected << "\n";
+  EXPECT_GT(injected, 100);
+}
+
+TEST_F(ExchangeBufferTest, NothingIsAppendedAfterTheEnd) {
+  EXPECT_TRUE(buffer_.stopAppending(std::chrono::milliseconds(0)));
+  EXPECT_TRUE(buffer_.setExchange("k", "a", "n", std::nullopt));
+  EXPECT_EQ(contentOf(path_), "");
+}
+
+}  // namespace
+}  // namespace corvane
