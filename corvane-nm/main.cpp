@@ -33,6 +33,11 @@ bool isMainAppRunning() {
              Configuration::MainAppBundleIdentifier) > 0;
 }
 
+std::optional<int> observeMainApp(std::function<void(int instances)> changed) {
+  return SharedResources::runningApplications().observe(Configuration::MainAppBundleIdentifier,
+                                                        std::move(changed));
+}
+
 std::string callerApplicationName() {
   return RequestProcessing::callerApplicationName(SharedResources::runningApplications());
 }
@@ -60,6 +65,7 @@ void run(Platform::BrowserDescriptors browser) {
   watch.registerHandlers();
   SharedResources::pickUpLogLevel();
   watch.takeFirstCount();
+  watch.observeMainApp(observeMainApp);
   channel.listen();
 }
 
