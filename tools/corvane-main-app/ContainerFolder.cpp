@@ -1,0 +1,49 @@
+#include "tools/corvane-main-app/ContainerFolder.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <system_error>
+
+#include "Platform/File.h"
+#include "Platform/Linux/HomeFolder.h"
+#include "SharedComponents/Configuration.h"
+
+namespace corvane::MainApp {
+namespace {
+
+Result<std::string> pathOf(const std::optional<std::string>& folder) {
+  if (folder) {
+    std::error_code error;
+    const auto path = std::filesystem::absolute(*folder, error).lexically_normal();
+    if (error || folder->empty()) return Failure{FailureCause::notFound, "no folder is named"};
+    return path.string();
+  }
+  const auto home = Platform::homeFolderOf(::geteuid());
+  if (!home) return Failure{FailureCause::notFound, "the user database names no home folder"};
+  return *home + "/.local/share/group-containers/" + Configuration::AppGroupIdentifier;
+}
+
+Result<Done> check(const std::string& path) {
+  struct stat status = {};
+  if (::stat(path.c_str(), &status) != 0) return Platform::failureFromErrno("stat " + path);
+  if (status.st_uid != ::geteuid())
+    return Failure{FailureCause::notPermitted, path + " belongs to somebody else"};
+  if ((status.st_mode & (S_IWGRP | S_IWOTH)) != 0)
+    return Failure{FailureCause::notPermitted, "others may write to " + path};
+  return Done{};
+}
+
+}  // namespace
+
+Result<std::string> makeContainer(const std::optional<std::string>& folder) {
+  const auto path = pathOf(folder);
+  if (!path) return path.failure();
+  if (auto made = Platform::makeFolders("", path.value().substr(1)); !made) return made.failure();
+  if (auto fine = check(path.value()); !fine) return fine.failure();
+  if (auto made = Platform::makeFolders(path.value(), "Data"); !made) return made.failure();
+  return path.value();
+}
+
+}  // namespace corvane::MainApp

@@ -1,0 +1,30 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <utility>
+
+#include "Base/Result.h"
+#include "Platform/File.h"
+#include "Platform/NotificationCenter.h"
+
+namespace corvane::MainApp {
+
+/// That no other instance of the application runs in a container: held with a file lock, so that it
+/// ends with the object or with the process.
+class OnlyInstance {
+ public:
+  /// Nothing when another instance runs, or is starting or ending.
+  static Result<std::optional<OnlyInstance>> claim(const std::string& containerFolder);
+
+ private:
+  explicit OnlyInstance(Platform::File file) : file_(std::move(file)) {}
+
+  Platform::File file_;
+};
+
+/// Asks the instance that runs to announce its state, by `ready`, and waits for that: 2 s at most.
+/// False when it has not done so.
+bool haveStateAnnounced(Platform::NotificationCenter& center);
+
+}  // namespace corvane::MainApp

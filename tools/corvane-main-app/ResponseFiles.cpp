@@ -1,0 +1,74 @@
+#include "tools/corvane-main-app/ResponseFiles.h"
+
+#include <filesystem>
+#include <string_view>
+#include <system_error>
+#include <utility>
+
+#include "tools/corvane-main-app/RecordLayout.h"
+
+namespace corvane::MainApp {
+namespace {
+
+using Platform::File;
+
+constexpr std::string_view nameBegins = "ExchangeResponseContainer.";
+constexpr std::string_view nameEnds = ".data";
+constexpr std::chrono::hours oldAfter{24};
+
+bool isOld(const Result<File::Status>& status, std::chrono::system_clock::time_point now) {
+  return status && now - status->changed > oldAfter;
+}
+
+void removeIfOld(const std::string& path, std::chrono::system_clock::time_point now) {
+  if (!isOld(Platform::statusOf(path), now)) return;
+  auto file = File::open(path, File::Access::update);
+  if (!file || !file->tryLock()) return;  // somebody uses it
+  // It is locked: unless the reply of another instance came just before, nobody misses it now.
+  if (isOld(file->status(), now)) (void)Platform::removeFile(path);
+}
+
+}  // namespace
+
+Result<Done> ResponseFiles::append(const std::string& id, const std::string& command,
+                                   const std::string& archive) {
+  const std::string path = dataFolder_ + "/" + std::string(nameBegins) + id + std::string(nameEnds);
+  {
+    auto locked = LockedFile::open(path, [&] { faults_.reach(Step::replyOpened, command); });
+    if (!locked) return locked.failure();
+    faults_.reach(Step::replyLocked, command);
+    if (auto written = write(locked.value(), command, bytesOf(archive)); !written) return written;
+    faults_.reach(Step::replyWritten, command);
+  }
+  faults_.reach(Step::replyUnlocked, command);
+  return Done{};
+}
+
+/// One call writes archive and length, so that a death can't come between the two.
+Result<Done> ResponseFiles::write(LockedFile& locked, const std::string& command,
+                                  ByteView archive) {
+  if (locked.size() > RecordLayout::fullFile || archive.size() > RecordLayout::largestArchive)
+    return Failure{FailureCause::noSpace, "the reply or its file is too long"};
+  File& file = locked.file();
+  if (faults_.diesAt(Step::replyHalf, command)) {
+    (void)file.writeAt(archive, {}, locked.size());
+    die();
+  }
+  const auto length = RecordLayout::lengthBytes(archive.size());
+  const auto written = file.writeAt(archive, length, locked.size());
+  if (written && written.value() == archive.size() + length.size()) return Done{};
+  (void)file.truncate(locked.size());
+  return written ? Failure{FailureCause::noSpace, "the disk is full"} : written.failure();
+}
+
+void ResponseFiles::removeOld(std::chrono::system_clock::time_point now) const {
+  std::error_code error;
+  std::filesystem::directory_iterator at(dataFolder_, error);
+  for (; !error && at != std::filesystem::directory_iterator(); at.increment(error)) {
+    const std::string name = at->path().filename().string();
+    if (name.starts_with(nameBegins) && name.ends_with(nameEnds))
+      removeIfOld(at->path().string(), now);
+  }
+}
+
+}  // namespace corvane::MainApp

@@ -1,0 +1,156 @@
+#include <chrono>
+#include <cstdio>
+#include <exception>
+#include <iostream>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "Platform/ApplicationRegistration.h"
+#include "Platform/MainQueue.h"
+#include "Platform/NotificationCenter.h"
+#include "Platform/StandardStreams.h"
+#include "tools/corvane-main-app/Commands.h"
+#include "tools/corvane-main-app/ContainerFolder.h"
+#include "tools/corvane-main-app/ControlInput.h"
+#include "tools/corvane-main-app/OnlyInstance.h"
+#include "tools/corvane-main-app/Options.h"
+#include "tools/corvane-main-app/Vocabulary.h"
+
+namespace corvane::MainApp {
+namespace {
+
+using Platform::ApplicationRegistration;
+using Platform::NotificationCenter;
+namespace MainQueue = Platform::MainQueue;
+
+int fail(const std::string& what, const Failure& failure) {
+  std::cerr << "corvane-main-app: " << what << ": " << failure.description() << '\n';
+  return 1;
+}
+
+int refuse(const std::string& what) {
+  std::cerr << "corvane-main-app: " << what << '\n';
+  return 1;
+}
+
+/// The one instance that runs. Lives until the process ends: threads that never end refer to it.
+struct Application {
+  Application(const Options& options, const std::string& container, NotificationCenter& theCenter,
+              int output)
+      : center(theCenter),
+        output(output, options.prints),
+        state(options.locale),
+        level(container, center),
+        responses(container + "/Data", faults),
+        requests(container + "/Data", faults) {}
+
+  NotificationCenter& center;
+  const Output output;
+  Faults faults;
+  MainLoop loop;
+  Announcer announcer{center, loop};
+  ApplicationState state;
+  LogLevel level;
+  ResponseFiles responses;
+  RequestFile requests;
+  const Surroundings surroundings{center, loop, announcer, state, faults, output};
+  Exchange exchange{requests, responses, surroundings};
+  Commands commands{surroundings, exchange, level};
+};
+
+/// Hears from now on of requests, which are not lost then, and of second starts.
+bool listen(Application& application) {
+  const auto secondStart = [&application] {
+    MainQueue::async([&application] { application.announcer.started(Clock::now()); });
+  };
+  return application.exchange.listen() &&
+         application.center.observe(notificationName("ready"), secondStart);
+}
+
+bool readControls(Application& application, int input, bool isDaemon) {
+  const bool endsWithInput = !isDaemon && isHeldBySomebody(input);
+  const auto end = [&application] { MainQueue::async([&application] { application.loop.end(); }); };
+  const auto line = [&application](std::string text) {
+    MainQueue::async([&application, text = std::move(text)] { application.commands.run(text); });
+  };
+  const auto inputEnd = [end, endsWithInput] {
+    if (endsWithInput) end();
+  };
+  return ControlInput::start(input, {line, inputEnd, end});
+}
+
+/// Runs as the one instance in `container` until it is told to end.
+int runInstance(Application& application, const std::string& container, const Options& options,
+                int input, Clock::time_point start) {
+  for (const std::string& fault : options.faults) {
+    if (auto added = application.faults.add(fault); !added) return fail("--fault", added.failure());
+  }
+  if (!listen(application)) return refuse("requests can't be heard; the system log says why");
+  if (auto cleared = application.requests.clear(); !cleared)
+    return fail("request file", cleared.failure());
+  application.responses.removeOld(std::chrono::system_clock::now());
+  auto registration = ApplicationRegistration::make(
+      container, Configuration::MainAppBundleIdentifier, application.center);
+  if (!registration) return fail("registration", registration.failure());
+  if (!readControls(application, input, options.isDaemon)) return refuse("no thread for commands");
+  application.output.line("ready");
+  application.announcer.started(start);
+  application.loop.run();
+  return 0;
+}
+
+/// Becomes the one instance, or has the one that runs announce its state; nothing then. A second
+/// attempt is for an instance that was just ending.
+Result<std::optional<OnlyInstance>> becomeInstance(const std::string& container,
+                                                   NotificationCenter& center) {
+  for (int attempt = 0; attempt < 2; ++attempt) {
+    auto claimed = OnlyInstance::claim(container);
+    if (!claimed || claimed.value() || haveStateAnnounced(center)) return claimed;
+  }
+  return Failure{FailureCause::wouldBlock, "another instance runs and does not announce its state"};
+}
+
+int run(const Options& options, Platform::BrowserDescriptors streams, Clock::time_point start) {
+  const auto container = makeContainer(options.container);
+  if (!container) return fail("container", container.failure());
+  static auto& center = *new NotificationCenter(container.value());
+  auto instance = becomeInstance(container.value(), center);
+  int status = 0;
+  if (!instance) {
+    status = fail("start", instance.failure());
+  } else if (instance.value()) {
+    static auto& application = *new Application(options, container.value(), center, streams.output);
+    status = runInstance(application, container.value(), options, streams.input, start);
+    application.announcer.finish();  // not registered any more: whoever asks learns that it ends
+  }
+  center.withdraw();
+  return status;
+}
+
+int run(const std::vector<std::string>& arguments) {
+  const auto start = Clock::now();
+  const auto streams = Platform::claimStandardStreams();
+  if (!streams) return refuse("the standard streams can't be set up");
+  Platform::ignoreSignalsOfWrites();
+  const auto options = readOptions(arguments);
+  if (!options) return fail("usage", options.failure());
+  if (options->asksForHelp) {
+    Output(streams->output, false).line(usage);
+    return 0;
+  }
+  return run(options.value(), *streams, start);
+}
+
+}  // namespace
+}  // namespace corvane::MainApp
+
+int main(int count, char** arguments) {
+  try {
+    return corvane::MainApp::run({arguments + 1, arguments + count});
+  } catch (const std::exception& exception) {
+    std::fprintf(stderr, "corvane-main-app: %s\n", exception.what());
+    return 1;
+  }
+}
