@@ -23,6 +23,7 @@ GROUP = "CVN4TEAM01.com.corvane.app"
 APPLICATION = "com.corvane.application"
 ORIGIN = "chrome-extension://abcdefghijklmnopabcdefghijklmnop/"  # the first argument from a browser
 EXECUTABLE = os.environ.get("CORVANE_NM")
+MAIN_APPLICATION = EXECUTABLE and Path(EXECUTABLE).with_name("corvane-main-app")
 DEADLINE = 30.0  # seconds; no wait comes near it, also under the sanitizers
 NOBODY = 65534
 
@@ -204,6 +205,100 @@ class Host:
         """The most memory that it has had resident so far, in bytes."""
         status = Path(f"/proc/{self.pid}/status").read_text()
         return int(re.search(r"VmHWM:\s+(\d+) kB", status)[1]) * 1024
+
+
+class MainApplication:
+    """The stand-in for the main application, ready. Leaving the `with` block kills what still runs.
+
+    `--print` must be among the options for `exchanged` to give anything.
+    """
+
+    def __init__(self, *options, executable=MAIN_APPLICATION, expects="ready"):
+        """Returns once it has said the line `expects`; None: nothing, which ends its output."""
+        self.command_line = [str(executable), *options]
+        self.expects = expects
+        self.start()
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
+        self.kill()
+
+    def start(self):
+        self.exchanges, self.text = [], b""
+        self.error_file = tempfile.TemporaryFile()
+        self.process = subprocess.Popen(self.command_line, stdin=subprocess.PIPE,
+                                        stdout=subprocess.PIPE, stderr=self.error_file)
+        self.pid = self.process.pid
+        line = self.line()
+        if line != self.expects:
+            errors = self.errors()
+            self.kill()
+            raise AssertionError(f"the main application said {line!r}: {errors}")
+
+    def kill(self):
+        """Also collects what has died already, as `wait` does."""
+        if self.process.poll() is None:
+            self.process.kill()
+        self.wait()
+        for stream in (self.process.stdin, self.process.stdout, self.error_file):
+            stream.close()
+
+    def restart(self):
+        self.kill()
+        self.start()
+
+    def wait(self):
+        """The exit status, negative for a signal."""
+        try:
+            return self.process.wait(DEADLINE)
+        except subprocess.TimeoutExpired:
+            raise AssertionError("the main application does not end") from None
+
+    def line(self):
+        """The next line of its output; nothing at the end."""
+        end = time.monotonic() + DEADLINE
+        while b"\n" not in self.text:
+            wait_for(self.process.stdout.fileno(), select.POLLIN, end)
+            piece = os.read(self.process.stdout.fileno(), 1 << 16)
+            if not piece:
+                return None
+            self.text += piece
+        line, _, self.text = self.text.partition(b"\n")
+        return line.decode()
+
+    def command(self, text):
+        """Has it do `text`; gives what it says before its "ok": the state, after "state"."""
+        self.process.stdin.write(text.encode() + b"\n")
+        self.process.stdin.flush()
+        said = None
+        while (line := self.line()) != "ok":
+            if line is None or line.startswith("error"):
+                raise AssertionError(f"{text}: {line}; {self.errors()}")
+            entry = json.loads(line)
+            if "state" in entry:
+                said = entry["state"]
+            else:
+                self.exchanges.append(entry)
+        return said
+
+    def state(self):
+        return self.command("state")
+
+    def exchanged(self):
+        """The next request taken or reply given: ("request" or "reply", {id, name, body})."""
+        if not self.exchanges:
+            line = self.line()
+            if line is None:
+                raise AssertionError(f"the main application has ended: {self.errors()}")
+            self.exchanges.append(json.loads(line))
+        ((kind, record),) = self.exchanges.pop(0).items()
+        return kind, record
+
+    def errors(self):
+        self.error_file.seek(0)
+        return self.error_file.read().decode(errors="replace")
 
 
 def wait_for(descriptor, event, end):
