@@ -49,7 +49,7 @@ class ExtensionBrowserApiClientTest : public ::testing::Test {
   ExtensionBrowserApiClientTest() {
     for (const char* key : {"ExchangeRequestContainer", "ExchangeResponseContainer.ME"})
       testing::writeFile(folder_.path() / (std::string(key) + ".data"), "");
-    testing::logRecords().clear();
+    testing::takeLogTexts();
   }
   ~ExtensionBrowserApiClientTest() override { application_.center.withdraw(); }
 

@@ -16,6 +16,7 @@ class AppStateListenerTest : public ::testing::Test {
   AppStateListenerTest() {
     signalling_.setHandler(RequestResponseName::appState, [this] { ++ownersSignals_; });
   }
+  ~AppStateListenerTest() override { handlers_.drain(60s); }
 
   /// What the main application's signal does.
   void signal() { signalling_.handler(RequestResponseName::appState)(); }
