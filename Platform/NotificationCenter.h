@@ -43,8 +43,11 @@ class NotificationCenter {
   /// removes; a socket that was bound less than 10 s ago, one that comes later.
   void withdraw();
 
- private:
+  /// What the system's half is made of; known, and of use, only there.
   class Implementation;
+  Implementation& implementation() { return *implementation_; }
+
+ private:
   std::unique_ptr<Implementation> implementation_;
 };
 

@@ -93,8 +93,9 @@ SharedResources::Handler SharedResources::handler(RequestResponseName name) {
   return signalling().handler(name);
 }
 
-const Platform::RunningApplications& SharedResources::runningApplications() {
-  static const auto& applications = *new Platform::RunningApplications(containerFolder());
+Platform::RunningApplications& SharedResources::runningApplications() {
+  static auto& applications =
+      *new Platform::RunningApplications(containerFolder(), notificationCenter());
   return applications;
 }
 

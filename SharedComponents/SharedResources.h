@@ -44,7 +44,7 @@ class SharedResources {
   static Handler handler(RequestResponseName name);
 
   /// The applications that run. Needs the container: without it the process stops.
-  static const Platform::RunningApplications& runningApplications();
+  static Platform::RunningApplications& runningApplications();
 
   /// Lets a record that is being written get whole, within `limit`, and lets no other begin: for
   /// the end of the process.

@@ -35,6 +35,19 @@ void MainAppWatch::takeFirstCount() {
   mainAppWasRunning_ = isMainAppRunning_();
 }
 
+void MainAppWatch::observeMainApp(Observe observe) {
+  Platform::MainQueue::async([this, observe = std::move(observe)] {
+    const auto instances = observe(
+        [this](int count) { Platform::MainQueue::async([this, count] { checkRunning(count); }); });
+    if (instances) checkRunning(*instances);
+  });
+}
+
+void MainAppWatch::checkRunning(int instances) {
+  if (instances == 0 && mainAppWasRunning_) raiseAppSate();
+  mainAppWasRunning_ = instances > 0;
+}
+
 void MainAppWatch::raiseAppSate() {
   process_({{"type", "getCurrentAppState"}, {"id", statePushIdentifier()}},
            [this](JsonObject reply) {

@@ -1,16 +1,20 @@
 #pragma once
 
-#include <atomic>
 #include <functional>
+#include <optional>
 
 #include "corvane-nm/BrowserChannel.h"
 
 namespace corvane {
 
-/// Tells the browser unasked when the main application says that its state has changed. Created
-/// once and never destroyed.
+/// Tells the browser unasked when the main application says that its state has changed, and when it
+/// has quit. Created once and never destroyed.
 class MainAppWatch {
  public:
+  /// Gives how many instances of the main application run, and from then on calls `changed` after
+  /// each change of that; nothing when it can't. See Platform::RunningApplications::observe.
+  using Observe = std::function<std::optional<int>(std::function<void(int instances)> changed)>;
+
   /// `process` takes a request like one of the browser's; `send` writes a frame and is called on
   /// the main queue; `isMainAppRunning` looks anew at each call.
   MainAppWatch(BrowserChannel::Processor process, std::function<void(const JsonObject&)> send,
@@ -19,8 +23,13 @@ class MainAppWatch {
   /// From now on `appState` calls raiseAppSate() and `appReconfig` calls prepare().
   void registerHandlers();
 
-  /// Notes whether the main application runs, for telling later that it has quit.
+  /// Notes whether the main application runs. On the main thread.
   void takeFirstCount();
+
+  /// From the first turn of the main queue on, raiseAppSate() is called there once each time that
+  /// the last instance has ended, counted from takeFirstCount(). Only then `observe` is called, so
+  /// that the first frame is read beside it. On the main thread, before its queue turns.
+  void observeMainApp(Observe observe);
 
   /// Asks for the application state and pushes the answer to the browser, under an identifier of
   /// its own in place of a request's. Returns at once. Safe from any thread.
@@ -30,10 +39,12 @@ class MainAppWatch {
   static void prepare();
 
  private:
+  void checkRunning(int instances);
+
   const BrowserChannel::Processor process_;
   const std::function<void(const JsonObject&)> send_;
   const std::function<bool()> isMainAppRunning_;
-  std::atomic<bool> mainAppWasRunning_{false};
+  bool mainAppWasRunning_ = false;  // main thread only
 };
 
 }  // namespace corvane

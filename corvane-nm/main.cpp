@@ -39,6 +39,11 @@ bool launchMainApp() {
   return Platform::ApplicationLauncher::launch(Configuration::MainAppBundleIdentifier);
 }
 
+std::optional<int> observeMainApp(std::function<void(int instances)> changed) {
+  return SharedResources::runningApplications().observe(Configuration::MainAppBundleIdentifier,
+                                                        std::move(changed));
+}
+
 std::string callerApplicationName() {
   return RequestProcessing::callerApplicationName(SharedResources::runningApplications());
 }
@@ -68,6 +73,7 @@ void run(Platform::BrowserDescriptors browser) {
   watch.registerHandlers();
   SharedResources::pickUpLogLevel();
   watch.takeFirstCount();
+  watch.observeMainApp(observeMainApp);
   channel.listen();
 }
 

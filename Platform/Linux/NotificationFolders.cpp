@@ -6,7 +6,6 @@
 
 #include <cerrno>
 #include <chrono>
-#include <csignal>
 
 #include "Platform/File.h"
 #include "Platform/Linux/Folders.h"
@@ -33,14 +32,11 @@ bool isOld(const OwnedDescriptor& folder, const std::string& entry) {
          std::chrono::system_clock::now() - changeTime(status) > longestBinding;
 }
 
-bool isProcessGone(pid_t process) {
-  return ::kill(process, 0) != 0 && errno == ESRCH;
-}
-
 void cleanHidden(const NotificationSender& probe, const OwnedDescriptor& folder,
                  const std::string& entry) {
   const auto process = ProcessFileName::processOf(std::string_view(entry).substr(1));
-  if (process && isProcessGone(*process) && isOld(folder, entry) && probe.isDead(folder, entry)) {
+  if (process && ProcessFileName::isGone(*process) && isOld(folder, entry) &&
+      probe.isDead(folder, entry)) {
     ::unlinkat(folder.number(), entry.c_str(), 0);
   }
 }

@@ -45,18 +45,12 @@ Result<NotificationSocket> NotificationSocket::bind(const OwnedDescriptor& folde
 }
 
 std::optional<std::string_view> NotificationSocket::receive() {
-  ssize_t length = 0;
-  do {
-    length = ::recv(socket_.number(), buffer_.data(), buffer_.size(), 0);
-  } while (length < 0 && errno == EINTR);
+  const ssize_t length = ::recv(socket_.number(), buffer_.data(), buffer_.size(), MSG_DONTWAIT);
+  if (length < 0 && (errno == EAGAIN || errno == EINTR)) return "";
   if (length < 0) return std::nullopt;
   const auto size = static_cast<std::size_t>(length);
   if (size > longestNotificationName) return "";
   return std::string_view(buffer_.data(), size);
-}
-
-void NotificationSocket::close() {
-  ::shutdown(socket_.number(), SHUT_RDWR);
 }
 
 NotificationSender::NotificationSender() : socket_(makeSocket()) {}

@@ -21,13 +21,13 @@ class NotificationSocket {
   /// Binds a new socket under `name` in `folder`.
   static Result<NotificationSocket> bind(const OwnedDescriptor& folder, const std::string& name);
 
-  /// Waits for the next datagram and gives its text, valid until the next call; "" when it is
-  /// longer than any name, and at once after `close`. Nothing when the system fails. One thread at
-  /// a time.
+  /// Takes the next datagram, without waiting for one, and gives its text, valid until the next
+  /// call; "" when there is none or when it is longer than any name. Nothing when the system fails.
+  /// One thread at a time.
   std::optional<std::string_view> receive();
 
-  /// Lets nothing more in and wakes a `receive` that waits. Safe beside it.
-  void close();
+  /// By which to wait for datagrams.
+  [[nodiscard]] int descriptor() const { return socket_.number(); }
 
  private:
   explicit NotificationSocket(OwnedDescriptor socket) : socket_(std::move(socket)) {}

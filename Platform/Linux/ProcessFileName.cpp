@@ -2,7 +2,9 @@
 
 #include <unistd.h>
 
+#include <cerrno>
 #include <charconv>
+#include <csignal>
 #include <random>
 
 namespace corvane::Platform::ProcessFileName {
@@ -31,6 +33,10 @@ std::optional<pid_t> processOf(std::string_view name) {
   const auto [stop, error] = std::from_chars(name.data(), end, process);
   if (error != std::errc() || stop != end || process <= 0) return std::nullopt;
   return process;
+}
+
+bool isGone(pid_t process) {
+  return ::kill(process, 0) != 0 && errno == ESRCH;
 }
 
 }  // namespace corvane::Platform::ProcessFileName

@@ -17,4 +17,7 @@ std::string make();
 /// The process that `name` belongs to, or nothing when `name` is no such name.
 std::optional<pid_t> processOf(std::string_view name);
 
+/// Whether no process has the identifier `process`, as far as can be seen from here.
+bool isGone(pid_t process);
+
 }  // namespace corvane::Platform::ProcessFileName

@@ -1,92 +1,79 @@
 #include "Platform/RunningApplications.h"
 
-#include <fcntl.h>
-#include <poll.h>
-#include <sys/stat.h>
-#include <sys/syscall.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <cerrno>
+#include <map>
+#include <mutex>
 #include <utility>
 
+#include "Platform/Linux/ApplicationObservation.h"
+#include "Platform/Linux/ApplicationRegistry.h"
 #include "Platform/Linux/Folders.h"
+#include "Platform/Linux/NotificationCenterImplementation.h"
 #include "Platform/Linux/ProcessFileName.h"
+#include "Platform/Linux/RunningInstance.h"
 
 namespace corvane::Platform {
-namespace {
 
-/// A process that `pidfd_open` was asked for. Where the system refuses the call itself, it never
-/// says that the process ended, and the lock alone decides.
-class ObservedProcess {
- public:
-  explicit ObservedProcess(pid_t process)
-      : descriptor_(static_cast<int>(::syscall(SYS_pidfd_open, process, 0))),
-        wasGone_(!descriptor_ && errno == ESRCH) {}
-
-  [[nodiscard]] bool hasEnded() const {
-    if (!descriptor_) return wasGone_;
-    pollfd ended = {descriptor_.number(), POLLIN, 0};
-    return ::poll(&ended, 1, 0) > 0;
-  }
-
- private:
-  OwnedDescriptor descriptor_;
-  bool wasGone_;
+struct RunningApplications::Observations {
+  std::mutex mutex;  // guards what is below
+  std::map<std::string, std::shared_ptr<ApplicationObservation>> byIdentifier;
 };
 
-/// Whether an exclusive lock is held on the regular file `name`; takes none.
-bool isLocked(const OwnedDescriptor& folder, const std::string& name) {
-  const OwnedDescriptor file(
-      ::openat(folder.number(), name.c_str(), O_RDONLY | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC));
-  struct stat status = {};
-  if (!file || ::fstat(file.number(), &status) != 0 || !S_ISREG(status.st_mode)) return false;
-  struct flock lock = {};
-  lock.l_type = F_RDLCK;
-  lock.l_whence = SEEK_SET;
-  return ::fcntl(file.number(), F_OFD_GETLK, &lock) == 0 && lock.l_type == F_WRLCK;
+RunningApplications::RunningApplications(std::string containerFolder, NotificationCenter& center)
+    : containerFolder_(std::move(containerFolder)),
+      center_(center),
+      observations_(std::make_unique<Observations>()) {}
+
+RunningApplications::~RunningApplications() {
+  for (const auto& [identifier, observation] : observations_->byIdentifier) {
+    center_.stopObserving(ApplicationRegistry::launchedName(identifier));
+    observation->stop();
+  }
 }
-
-bool isRunningInstance(const OwnedDescriptor& folder, const std::string& name) {
-  const auto process = ProcessFileName::processOf(name);
-  if (!process) return false;
-  // First of all: a process that ends from here on, and whose identifier another one gets, is still
-  // known.
-  const ObservedProcess observed(*process);
-  return isLocked(folder, name) && !observed.hasEnded();
-}
-
-}  // namespace
-
-RunningApplications::RunningApplications(std::string containerFolder)
-    : containerFolder_(std::move(containerFolder)) {}
 
 int RunningApplications::instancesOf(const std::string& bundleIdentifier) const {
-  if (!Folders::isVisibleName(bundleIdentifier)) return 0;
-  const OwnedDescriptor folder =
-      Folders::open(containerFolder_ + "/Applications/" + bundleIdentifier);
+  const OwnedDescriptor folder = ApplicationRegistry::open(containerFolder_, bundleIdentifier);
   if (!folder) return 0;
   const auto names = Folders::entries(folder);
   return static_cast<int>(std::count_if(names.begin(), names.end(), [&](const std::string& name) {
-    return isRunningInstance(folder, name);
+    return RunningInstance::find(folder, name).has_value();
   }));
 }
 
 std::optional<RunningApplication> RunningApplications::applicationOf(
     pid_t processIdentifier) const {
-  const OwnedDescriptor registry = Folders::open(containerFolder_ + "/Applications");
+  const OwnedDescriptor registry = ApplicationRegistry::open(containerFolder_);
   if (!registry) return std::nullopt;
   for (const std::string& bundleIdentifier : Folders::entries(registry)) {
     const OwnedDescriptor folder = Folders::open(registry, bundleIdentifier);
     if (!folder) continue;
     for (const std::string& name : Folders::entries(folder)) {
       if (ProcessFileName::processOf(name) == processIdentifier &&
-          isRunningInstance(folder, name)) {
+          RunningInstance::find(folder, name)) {
         return RunningApplication{bundleIdentifier, std::nullopt};
       }
     }
   }
   return std::nullopt;
+}
+
+std::optional<int> RunningApplications::observe(const std::string& bundleIdentifier,
+                                                std::function<void(int instances)> changed) {
+  if (!ApplicationRegistry::isIdentifier(bundleIdentifier)) return std::nullopt;
+  const auto observation = std::make_shared<ApplicationObservation>(
+      containerFolder_, bundleIdentifier, center_.implementation().thread(), std::move(changed));
+  const std::lock_guard lock(observations_->mutex);
+  auto& kept = observations_->byIdentifier[bundleIdentifier];
+  if (kept) kept->stop();
+  kept = observation;
+  // Hearing comes before the first look: between the two nothing is missed.
+  const bool hears = center_.observe(ApplicationRegistry::launchedName(bundleIdentifier),
+                                     [weak = std::weak_ptr(observation)] {
+                                       if (const auto observation = weak.lock())
+                                         observation->look();
+                                     });
+  if (!hears) return std::nullopt;
+  return observation->begin();
 }
 
 }  // namespace corvane::Platform

@@ -87,8 +87,8 @@ class Container:
 class Observers:
     """The hosts that observe one notification of the main application, seen from its side."""
 
-    def __init__(self, container, name):
-        self.name = f"{APPLICATION}.DARWIN_NOTIFICATION.{name}"
+    def __init__(self, container, name, kind="DARWIN_NOTIFICATION."):
+        self.name = f"{APPLICATION}.{kind}{name}"
         self.folder = container.folder / "Notifications" / self.name
         self.folder.mkdir(parents=True, mode=0o700)
         (self.folder / "kept").touch()  # nobody removes a folder that is not empty

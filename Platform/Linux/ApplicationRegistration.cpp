@@ -1,0 +1,94 @@
+#include "Platform/ApplicationRegistration.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <string_view>
+#include <utility>
+
+#include "Platform/File.h"
+#include "Platform/Linux/ApplicationRegistry.h"
+#include "Platform/Linux/Folders.h"
+#include "Platform/Linux/ProcessFileName.h"
+
+namespace corvane::Platform {
+namespace {
+
+constexpr mode_t fileMode = 0600;
+
+/// Removes the files of instances that run no more. A hidden file may be one that is just being
+/// made and locked, unless its process is gone.
+void removeLeftovers(const OwnedDescriptor& folder) {
+  for (const std::string& entry : Folders::entries(folder)) {
+    const bool isHidden = entry.front() == '.';
+    const auto process = ProcessFileName::processOf(std::string_view(entry).substr(isHidden));
+    if (!process || (isHidden && !ProcessFileName::isGone(*process))) continue;
+    if (ApplicationRegistry::lockOf(folder, entry) == ApplicationRegistry::Lock::free)
+      ::unlinkat(folder.number(), entry.c_str(), 0);
+  }
+}
+
+/// Makes the locked file `name` in `folder`; nobody ever sees it without its lock under that name.
+Result<OwnedDescriptor> makeLockedFile(const OwnedDescriptor& folder, const std::string& name) {
+  const std::string hidden = "." + name;
+  OwnedDescriptor file(::openat(folder.number(), hidden.c_str(),
+                                O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, fileMode));
+  if (!file) return failureFromErrno("open " + hidden);
+  if (ApplicationRegistry::lock(file) &&
+      ::renameat(folder.number(), hidden.c_str(), folder.number(), name.c_str()) == 0) {
+    return file;
+  }
+  const Failure failure = failureFromErrno("lock and rename " + hidden);
+  ::unlinkat(folder.number(), hidden.c_str(), 0);
+  return failure;
+}
+
+}  // namespace
+
+/// The file of this process, while its lock is held.
+class ApplicationRegistration::Implementation {
+ public:
+  Implementation(OwnedDescriptor folder, OwnedDescriptor file, std::string name)
+      : folder_(std::move(folder)), file_(std::move(file)), name_(std::move(name)) {}
+  Implementation(const Implementation&) = delete;
+  Implementation& operator=(const Implementation&) = delete;
+  ~Implementation() {
+    if (::getpid() != process_) return;  // a forked copy
+    ::unlinkat(folder_.number(), name_.c_str(), 0);
+    ApplicationRegistry::unlock(file_);  // else children that were forked would hold it on
+  }
+
+ private:
+  const pid_t process_ = ::getpid();
+  const OwnedDescriptor folder_;
+  const OwnedDescriptor file_;
+  const std::string name_;
+};
+
+Result<ApplicationRegistration> ApplicationRegistration::make(const std::string& containerFolder,
+                                                              const std::string& bundleIdentifier,
+                                                              NotificationCenter& center) {
+  if (!ApplicationRegistry::isIdentifier(bundleIdentifier))
+    return Failure{FailureCause::other, "no bundle identifier: " + bundleIdentifier};
+  auto folder = ApplicationRegistry::make(containerFolder, bundleIdentifier);
+  if (!folder) return folder.failure();
+  removeLeftovers(folder.value());
+  std::string name = ProcessFileName::make();
+  auto file = makeLockedFile(folder.value(), name);
+  if (!file) return file.failure();
+  auto implementation = std::make_unique<Implementation>(std::move(folder).value(),
+                                                         std::move(file).value(), std::move(name));
+  center.post(ApplicationRegistry::launchedName(bundleIdentifier));
+  return ApplicationRegistration(std::move(implementation));
+}
+
+ApplicationRegistration::ApplicationRegistration(std::unique_ptr<Implementation> implementation)
+    : implementation_(std::move(implementation)) {}
+ApplicationRegistration::ApplicationRegistration(ApplicationRegistration&& other) noexcept =
+    default;
+ApplicationRegistration& ApplicationRegistration::operator=(
+    ApplicationRegistration&& other) noexcept = default;
+ApplicationRegistration::~ApplicationRegistration() = default;
+
+}  // namespace corvane::Platform

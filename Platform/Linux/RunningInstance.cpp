@@ -1,0 +1,43 @@
+#include "Platform/Linux/RunningInstance.h"
+
+#include <poll.h>
+#include <sys/syscall.h>
+
+#include <cerrno>
+#include <utility>
+
+#include "Platform/Linux/ApplicationRegistry.h"
+#include "Platform/Linux/ProcessFileName.h"
+
+namespace corvane::Platform {
+
+using ApplicationRegistry::Lock;
+
+RunningInstance::RunningInstance(std::string name, pid_t process)
+    : name_(std::move(name)),
+      process_(static_cast<int>(::syscall(SYS_pidfd_open, process, 0))),
+      wasGone_(!process_ && errno == ESRCH) {}
+
+std::optional<RunningInstance> RunningInstance::find(const OwnedDescriptor& folder,
+                                                     const std::string& name) {
+  const auto process = ProcessFileName::processOf(name);
+  if (!process) return std::nullopt;
+  // The process before the lock: if it ends from here on and another one gets its identifier, it is
+  // still this one that is asked.
+  RunningInstance instance(name, *process);
+  const bool isLocked = ApplicationRegistry::lockOf(folder, name) == Lock::held;
+  if (!isLocked || instance.hasProcessEnded()) return std::nullopt;
+  return instance;
+}
+
+bool RunningInstance::hasEnded(const OwnedDescriptor& folder) const {
+  return hasProcessEnded() || ApplicationRegistry::lockOf(folder, name_) == Lock::free;
+}
+
+bool RunningInstance::hasProcessEnded() const {
+  if (!process_) return wasGone_;
+  pollfd ended = {process_.number(), POLLIN, 0};
+  return ::poll(&ended, 1, 0) > 0;
+}
+
+}  // namespace corvane::Platform

@@ -1,0 +1,37 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <optional>
+#include <string>
+
+#include "Platform/Linux/OwnedDescriptor.h"
+
+namespace corvane::Platform {
+
+/// An instance of an application that was found running. It runs while it holds the lock of its
+/// file in the registry and its process lives: a lock alone may have been handed on to a child.
+/// Where the system refuses to tell of processes, the lock alone decides. One thread at a time.
+class RunningInstance {
+ public:
+  /// The instance whose file is `name` in `folder`, if it runs.
+  static std::optional<RunningInstance> find(const OwnedDescriptor& folder,
+                                             const std::string& name);
+
+  /// Whether it has ended since, or given its lock back. `folder` is that of `find`. What the
+  /// system can't say counts as no.
+  [[nodiscard]] bool hasEnded(const OwnedDescriptor& folder) const;
+
+  /// From this something can be read once the process has ended; negative where it can't be had.
+  [[nodiscard]] int processDescriptor() const { return process_.number(); }
+
+ private:
+  RunningInstance(std::string name, pid_t process);
+  [[nodiscard]] bool hasProcessEnded() const;
+
+  std::string name_;
+  OwnedDescriptor process_;
+  bool wasGone_;  // the process, when it was asked for
+};
+
+}  // namespace corvane::Platform

@@ -1,0 +1,108 @@
+// link-bench FOLDER ROUNDS [NOTE]: how long a browser waits for an answer, one request at a time,
+// and what it costs the host's process. The programs are in FOLDER: the host beside a C program
+// that echoes frames, then the host with a main application beside two C programs that relay
+// through exchange files and datagrams. Each pair in turns within one run, so that whatever slows
+// the machine down slows both down. NOTE goes into the names of the rows.
+//
+// Run it in a folder on disk, where the host finds a group container.
+
+#include <chrono>
+#include <cstdlib>
+#include <exception>
+#include <filesystem>
+#include <thread>
+
+#include "bench/Child.h"
+#include "bench/NewFolder.h"
+#include "bench/Row.h"
+
+namespace corvane::bench {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using Microseconds = std::chrono::duration<double, std::micro>;
+
+constexpr int requestsInARound = 25;
+constexpr int roundsToWarmUp = 4;
+
+/// The host's reply holds the identifier, the echo holds the whole request; what the host pushes
+/// unasked holds neither.
+constexpr char identifier[] = "link-bench";
+constexpr char request[] = R"({"type":"getCurrentAppState","id":"link-bench"})";
+
+/// What one program that answers the browser was seen to take, in microseconds.
+struct Times {
+  std::vector<double> answer;
+  std::vector<double> processor;
+};
+
+void ask(const Child& program, Times& times) {
+  const double before = program.processorTime();
+  for (int i = 0; i < requestsInARound; ++i) {
+    const auto start = Clock::now();
+    program.send(request);
+    while (program.receive().find(identifier) == std::string::npos) continue;
+    times.answer.push_back(Microseconds(Clock::now() - start).count());
+  }
+  times.processor.push_back((program.processorTime() - before) / requestsInARound);
+}
+
+void compare(const std::string& name, const Child& ours, const Child& floor, long rounds) {
+  Times ourTimes;
+  Times floorTimes;
+  for (long round = -roundsToWarmUp; round < rounds; ++round) {
+    if (round == 0) ourTimes = floorTimes = {};
+    ask(floor, floorTimes);
+    ask(ours, ourTimes);
+  }
+  printRow(name + ", answer", ourTimes.answer, floorTimes.answer);
+  printRow(name + ", processor", ourTimes.processor, floorTimes.processor);
+}
+
+/// Without a main application.
+void compareAlone(const std::string& folder, const std::string& note, long rounds) {
+  Child host({folder + "/corvane-nm"});
+  Child floor({folder + "/echo_floor"});
+  compare("host alone" + note, host, floor, rounds);
+  host.finish();
+  floor.finish();
+}
+
+/// Waits for the socket of the floor's peer.
+void awaitFile(const std::string& path) {
+  while (!std::filesystem::exists(path)) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+}
+
+void compareLinked(const std::string& folder, const std::string& note, long rounds) {
+  const Child application({folder + "/corvane-main-app"});
+  application.awaitLine("ready");
+  Child host({folder + "/corvane-nm"});
+  const std::string program = folder + "/filex_floor";
+  const NewFolder files(".");
+  const Child peer({program, "peer", files.path(), "dgram", "--reopen"});
+  awaitFile(files.path() + "/to_peer.sock");
+  Child floor({program, "host", files.path(), "dgram", "--reopen"});
+  compare("host and application" + note, host, floor, rounds);
+  host.finish();
+  floor.finish();
+}
+
+}  // namespace
+}  // namespace corvane::bench
+
+int main(int argumentCount, char** arguments) {
+  const long rounds = argumentCount >= 3 ? std::strtol(arguments[2], nullptr, 10) : 0;
+  if (rounds <= 0) {
+    std::fprintf(stderr, "usage: link-bench FOLDER ROUNDS [NOTE]\n");
+    return 2;
+  }
+  try {
+    const std::string note = argumentCount > 3 ? std::string(", ") + arguments[3] : "";
+    corvane::bench::compareAlone(arguments[1], note, rounds);
+    corvane::bench::compareLinked(arguments[1], note, rounds);
+  } catch (const std::exception& error) {
+    std::fprintf(stderr, "link-bench: %s\n", error.what());
+    return 1;
+  }
+  return 0;
+}
