@@ -16,6 +16,10 @@ inline constexpr std::chrono::milliseconds lastFrame{250};
 /// How long the main application may take to say that its reply is there.
 inline constexpr std::chrono::milliseconds reply{3000};
 
+/// How long the main application may take to announce its state, after it was started or told to
+/// change it.
+inline constexpr std::chrono::milliseconds appState{300'000};
+
 /// How long the process, when it leaves, waits for a record that is being written: on a healthy
 /// disk it is whole long before.
 inline constexpr std::chrono::milliseconds lastAppend{100};

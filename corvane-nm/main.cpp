@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "Base/TimeLimits.h"
+#include "Platform/ApplicationLauncher.h"
 #include "Platform/HardStop.h"
 #include "Platform/StandardStreams.h"
 #include "SharedComponents/Configuration.h"
@@ -13,6 +14,7 @@
 #include "corvane-nm/BrowserChannel.h"
 #include "corvane-nm/Leaving.h"
 #include "corvane-nm/MainAppWatch.h"
+#include "corvane-nm/RequestProcessing/AppStateListener.h"
 #include "corvane-nm/RequestProcessing/CallerApplication.h"
 #include "corvane-nm/RequestProcessing/RequestProcessing.h"
 
@@ -33,6 +35,10 @@ bool isMainAppRunning() {
              Configuration::MainAppBundleIdentifier) > 0;
 }
 
+bool launchMainApp() {
+  return Platform::ApplicationLauncher::launch(Configuration::MainAppBundleIdentifier);
+}
+
 std::optional<int> observeMainApp(std::function<void(int instances)> changed) {
   return SharedResources::runningApplications().observe(Configuration::MainAppBundleIdentifier,
                                                         std::move(changed));
@@ -45,8 +51,10 @@ std::string callerApplicationName() {
 RequestProcessing::Processor& requestProcessor() {
   static const auto& client =
       *new std::shared_ptr<ExtensionBrowserApiClient>(ExtensionBrowserApiClient::make());
-  static auto& processor =
-      *new RequestProcessing::Processor({*client, isMainAppRunning, callerApplicationName});
+  static auto& listener =
+      *new RequestProcessing::AppStateListener(SharedResources::signalling(), TimeLimits::appState);
+  static auto& processor = *new RequestProcessing::Processor(
+      {*client, listener, isMainAppRunning, launchMainApp, callerApplicationName});
   return processor;
 }
 

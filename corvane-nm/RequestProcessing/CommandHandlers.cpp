@@ -6,6 +6,7 @@
 #include "Base/NumericText.h"
 #include "SharedComponents/Configuration.h"
 #include "VCommons/VCSDate.h"
+#include "VCommons/VCommonsKit/VCLog.h"
 #include "corvane-nm/RequestProcessing/Parameters.h"
 
 namespace corvane::RequestProcessing {
@@ -64,9 +65,9 @@ void CommandHandlers::preset(WorkingReply& work) {
   work.response.appState = defaultState();
 }
 
-/// Sends an answer that takes its serial number only now.
-void CommandHandlers::sendNumbered(Work work) {
-  work->response.id = serial_.takeNext();
+/// Sends an answer, and takes its serial number now unless that was done at the start.
+void CommandHandlers::finish(Work work) {
+  if (work->response.id == 0) work->response.id = serial_.takeNext();
   WorkingReply::send(std::move(work));
 }
 
@@ -88,14 +89,49 @@ void CommandHandlers::withMainAppState(Work work, OwnStep ownStep) {
 /// Answers with the status that `work` has so far and the main application's state.
 void CommandHandlers::answerWithMainAppState(Work work) {
   work->response.appState = defaultState();
-  if (!work->response.appState.isRunning) return sendNumbered(std::move(work));
+  if (!work->response.appState.isRunning) return finish(std::move(work));
   environment_.client.appState(
       [this, work = std::move(work)](const std::optional<EBAAppStateResponse>& record,
                                      const Error& error) mutable {
         const Error remaining = apply(record, error, work->response.appState);
         if (remaining) work->response.status = ResponseStatus::fromClientError(remaining);
-        sendNumbered(std::move(work));
+        finish(std::move(work));
       });
+}
+
+/// Starts the main application and waits until it announces its state, or for as long as that may
+/// take. False when it can't be started.
+bool CommandHandlers::launchMainAppAndWait() {
+  if (!environment_.launchMainApp()) return false;
+  environment_.appStateListener.interceptAppStateListener();
+  environment_.appStateListener.waitAppStateNotificationAndReturnListener();
+  return true;
+}
+
+/// The reply of an operation that changes the main application's state, which has been intercepted:
+/// the answer waits for the announcement.
+ExtensionBrowserApiProtocol::ErrorReply CommandHandlers::announced(Work work) {
+  return [this, work = std::move(work)](const Error& error) mutable {
+    work->response.status = ResponseStatus::fromClientError(error);
+    waitAppStateNotificationAndReply(std::move(work));
+  };
+}
+
+/// Answers with the state that the main application announces, read afresh; at once when the
+/// operation has failed.
+void CommandHandlers::waitAppStateNotificationAndReply(Work work) {
+  constexpr char function[] = "waitAppStateNotificationAndReply(_:_:)";
+  VCLogCDebugTrace({"corvane-nm/RequestProcessing", function});
+  AppStateListener& listener = environment_.appStateListener;
+  if (work->response.status != ResponseStatus::ok()) {
+    listener.returnAppStateListener();
+    return WorkingReply::send(std::move(work));
+  }
+  if (listener.waitAndReturnListener(function)) {
+    return answerWithMainAppState(std::move(work));
+  }
+  work->response.status = ResponseStatus::error(ErrorText::appStateTimeout);
+  WorkingReply::send(std::move(work));
 }
 
 void CommandHandlers::getCurrentAppState(Work work) {
@@ -117,11 +153,13 @@ void CommandHandlers::init(Work work) {
 
 void CommandHandlers::getCurrentFilteringState(Work work) {
   const auto forceStartApp = Parameters(work->request).flag("forceStartApp");
-  if (!forceStartApp || *forceStartApp) {
+  if (!forceStartApp) {
     preset(*work);
-    if (forceStartApp) {  // this build starts no application yet
-      work->response.status = ResponseStatus::error(ErrorText::cannotStartMainApp);
-    }
+    return WorkingReply::send(std::move(work));
+  }
+  if (*forceStartApp && !launchMainAppAndWait()) {
+    preset(*work);
+    work->response.status = ResponseStatus::error(ErrorText::cannotStartMainApp);
     return WorkingReply::send(std::move(work));
   }
   withMainAppState(std::move(work),
@@ -147,7 +185,8 @@ void CommandHandlers::setProtectionStatus(Work work) {
   preset(*work);
   const auto isEnabled = Parameters(work->request).flag("isEnabled");
   if (!isEnabled) return WorkingReply::send(std::move(work));
-  environment_.client.setProtectionStatus(*isEnabled, answering(std::move(work)));
+  environment_.appStateListener.interceptAppStateListener();
+  environment_.client.setProtectionStatus(*isEnabled, announced(std::move(work)));
 }
 
 void CommandHandlers::setFilteringStatus(Work work) {
@@ -163,9 +202,10 @@ void CommandHandlers::setFilteringStatus(Work work) {
        https = *isHttpsEnabled](const Error& error) mutable {
         work->response.status = ResponseStatus::fromClientError(error);
         if (!work->response.status.isOk()) return WorkingReply::send(std::move(work));
+        environment_.appStateListener.interceptAppStateListener();
         environment_.client.setHttpsFilteringStatus(
             url, https,
-            [answer = answering(std::move(work))](
+            [answer = announced(std::move(work))](
                 bool /*result*/, const Error& httpsError) mutable { answer(httpsError); });
       });
 }
@@ -174,7 +214,8 @@ void CommandHandlers::removeCustomRules(Work work) {
   preset(*work);
   const auto url = Parameters(work->request).text("url");
   if (!url) return WorkingReply::send(std::move(work));
-  environment_.client.removeCustomRules(*url, answering(std::move(work)));
+  environment_.appStateListener.interceptAppStateListener();
+  environment_.client.removeCustomRules(*url, announced(std::move(work)));
 }
 
 void CommandHandlers::changeRule(Work work, void (Protocol::*operation)(const std::string&,

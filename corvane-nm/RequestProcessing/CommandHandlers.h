@@ -5,6 +5,7 @@
 #include <string>
 
 #include "SharedComponents/ExtensionBrowserApi/ExtensionBrowserApiProtocol.h"
+#include "corvane-nm/RequestProcessing/AppStateListener.h"
 #include "corvane-nm/RequestProcessing/WorkingReply.h"
 
 namespace corvane::RequestProcessing {
@@ -13,14 +14,18 @@ namespace corvane::RequestProcessing {
 /// threads.
 struct Environment {
   ExtensionBrowserApiProtocol& client;
+  AppStateListener& appStateListener;
   std::function<bool()> isMainAppRunning;
+  std::function<bool()>
+      launchMainApp;  ///< starts it even if it runs; false when it can't be started
   std::function<std::string()>
       callerApplicationName;  ///< the browser's, as the main application knows it
 };
 
 /// What each command does. A handler starts on the request queue, returns as soon as it has
 /// answered or started an operation of the main application's interface, and goes on in that
-/// operation's reply.
+/// operation's reply. A command that changes the state waits in there for the announcement of the
+/// change, and so holds up all later operations; a forced launch waits on the request queue.
 class CommandHandlers {
  public:
   explicit CommandHandlers(Environment environment) : environment_(std::move(environment)) {}
@@ -46,9 +51,12 @@ class CommandHandlers {
 
   [[nodiscard]] AppState defaultState() const;
   void preset(WorkingReply& work);
-  void sendNumbered(Work work);
+  void finish(Work work);
   void withMainAppState(Work work, OwnStep ownStep);
   void answerWithMainAppState(Work work);
+  bool launchMainAppAndWait();
+  Protocol::ErrorReply announced(Work work);
+  void waitAppStateNotificationAndReply(Work work);
   void changeRule(Work work, void (Protocol::*operation)(const std::string&, Protocol::ErrorReply));
   void callBare(Work work, void (Protocol::*operation)(Protocol::ErrorReply));
   void askForFilteringState(Work work);

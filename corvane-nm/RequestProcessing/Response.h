@@ -27,6 +27,7 @@ namespace ErrorText {
 inline constexpr char invalidParameters[] = "Invalid request paramaters.";
 inline constexpr char versionMismatch[] = "Supported api version mismatch";
 inline constexpr char cannotStartMainApp[] = "Can't start main app.";
+inline constexpr char appStateTimeout[] = "AppState timeout occured";
 }  // namespace ErrorText
 
 /// The outcome of a command: ok, with an optional text, or an error that carries nothing, a text,
@@ -58,7 +59,7 @@ class ResponseStatus {
 
 /// One reply, before it becomes JSON.
 struct Response {
-  std::uint64_t id = 0;   ///< the reply's own serial number
+  std::uint64_t id = 0;   ///< the reply's own serial number; 0 until it is taken
   std::string requestId;  ///< the id of the request that it answers
   ResponseStatus status = ResponseStatus::error(ErrorText::invalidParameters);
   AppState appState;

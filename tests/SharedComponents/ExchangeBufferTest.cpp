@@ -73,7 +73,7 @@ class FailingCalls : public Platform::SystemCalls {
 class ExchangeBufferTest : public ::testing::Test {
  protected:
   ExchangeBufferTest() {
-    testing::logRecords().clear();
+    takeLogTexts();
     buffer_.setRegisteredClasses(
         {&EBACurrentFilteringStateResponse::recordClass, &EBAAppStateResponse::recordClass});
     writeFile(path_, "");

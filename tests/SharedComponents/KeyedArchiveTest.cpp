@@ -201,24 +201,44 @@ TEST(KeyedArchive, LimitsHoldForWriterAndReader) {
   EXPECT_NE(refusal(archiveOf(sharing)).find("too long"), std::string::npos);
 }
 
-// NOLINTBEGIN(concurrency-mt-unsafe): a test has one thread
-TEST(KeyedArchive, AnotherReaderSeesTheSame) {
-  if (std::system("python3 -c 'import plistlib' 2>/dev/null") != 0) GTEST_SKIP() << "no plistlib";
-  const testing::TemporaryFolder folder;
+/// Whether the shell can run `command`.
+bool runs(const std::string& command) {
+  return std::system(command.c_str()) == 0;  // NOLINT(concurrency-mt-unsafe): a test has one thread
+}
+
+/// What the manifest says of the archives that JSON can express, written by us, each as N.archive
+/// beside its N.json; in `folder`.
+void writeForOtherReaders(const fs::path& folder) {
   int count = 0;
   for (const JsonValue& entry : soundArchives()) {
     const JsonObject& expected = entry.at("expected").as_object();
     const std::string json = serializeJson(expected).value();
-    if (json.find("\"$") != std::string::npos) continue;  // more than JSON can say
-    const fs::path path = folder.path() / std::to_string(count++);
+    if (json.find("\"$") != std::string::npos) continue;
+    const fs::path path = folder / std::to_string(count++);
     testing::writeFile(path.string() + ".json", json);
     testing::writeFile(path.string() + ".archive", archiveOf(testing::dictionaryOf(expected)));
   }
   EXPECT_GE(count, 25);
-  const std::string script = std::string(TEST_SAMPLES) + "/archives/compare.py";
-  EXPECT_EQ(std::system(("python3 '" + script + "' '" + folder.path().string() + "'").c_str()), 0);
 }
-// NOLINTEND(concurrency-mt-unsafe)
+
+const std::string comparing = "'" TEST_SAMPLES "/archives/compare";
+
+TEST(KeyedArchive, PropertyListReaderOfPythonSeesTheSame) {
+  if (!runs("python3 -c 'import plistlib' 2>/dev/null")) GTEST_SKIP() << "no plistlib";
+  const testing::TemporaryFolder folder;
+  writeForOtherReaders(folder.path());
+  EXPECT_TRUE(runs("python3 " + comparing + ".py' '" + folder.path().string() + "'"));
+}
+
+TEST(KeyedArchive, FoundationOfGnustepSeesTheSame) {
+  if (!runs("gnustep-config --base-libs >/dev/null 2>&1")) GTEST_SKIP() << "no GNUstep";
+  const testing::TemporaryFolder folder;
+  writeForOtherReaders(folder.path());
+  const std::string program = "'" + folder.path().string() + "/compare'";
+  ASSERT_TRUE(runs("gcc $(gnustep-config --objc-flags) -MF /dev/null " + comparing + ".m' -o " +
+                   program + " $(gnustep-config --base-libs)"));
+  EXPECT_TRUE(runs(program + " '" + folder.path().string() + "'"));
+}
 
 TEST(ErrorObject, DescribesItselfAsThePlatformDoes) {
   const ErrorObject underlying{"NSPOSIXErrorDomain", 2, std::nullopt};

@@ -17,7 +17,7 @@ class LogCollector : public DDLogger {
 };
 
 /// What was logged so far: one collector at the dispatcher of the process, which never gives a sink
-/// back. Flush the dispatcher before looking, and clear it at the beginning of a test.
+/// back. Flush the dispatcher before looking.
 inline std::vector<DDLogMessage>& logRecords() {
   static const auto& attached = *new auto([] {
     auto made = std::make_shared<LogCollector>();
@@ -27,8 +27,8 @@ inline std::vector<DDLogMessage>& logRecords() {
   return attached->records;
 }
 
-/// Takes out the texts logged since the last call, each as "FLAG TEXT", where the flag is the
-/// number of its level.
+/// Takes out the texts logged since the last call (call it first of all in a test), each as "FLAG
+/// TEXT", where the flag is the number of its level.
 inline std::vector<std::string> takeLogTexts() {
   DDLog::shared().flushLog();
   std::vector<std::string> texts;

@@ -6,12 +6,14 @@
 #include <string>
 
 #include "Base/Json.h"
+#include "tests/Support/TemporaryFolder.h"
 
 namespace corvane::RequestProcessing {
 namespace {
 
 using ErrorCode = ExtensionBrowserApiErrorCode;
 using std::to_string;
+using namespace std::chrono_literals;
 
 /// A main application that notes what it is asked and answers as told, at once.
 class ScriptedClient final : public ExtensionBrowserApiProtocol {
@@ -73,17 +75,25 @@ class ScriptedClient final : public ExtensionBrowserApiProtocol {
   }
 };
 
-class RequestProcessingTest : public testing::Test {
+class RequestProcessingTest : public ::testing::Test {
  protected:
+  ~RequestProcessingTest() override { handlers_.drain(60s); }
+
   /// Sends one message and gives its reply as "result/data/serial", or "-" when there is none.
-  std::string answerTo(const std::string& type, const std::string& parameters) {
+  std::string answerTo(const std::string& type, const std::string& parameters,
+                       Processor* hasty = nullptr) {
     client_.calls.clear();
     std::promise<JsonObject> promise;
     auto future = promise.get_future();
-    processor_.process({{"type", type}, {"id", "r"}, {"parameters", parseJson(parameters).value()}},
-                       [promise = std::move(promise)](JsonObject reply) mutable {
-                         promise.set_value(std::move(reply));
-                       });
+    Processor& processor = hasty == nullptr ? processor_ : *hasty;
+    processor.process({{"type", type}, {"id", "r"}, {"parameters", parseJson(parameters).value()}},
+                      [promise = std::move(promise)](JsonObject reply) mutable {
+                        promise.set_value(std::move(reply));
+                      });
+    // Announces the state, to whoever waits for it, until there is an answer.
+    while (hasty == nullptr && future.wait_for(1ms) != std::future_status::ready) {
+      if (const auto announced = signalling_.handler(RequestResponseName::appState)) announced();
+    }
     try {
       reply_ = future.get();
     } catch (const std::future_error&) {  // the callback went uncalled
@@ -95,11 +105,29 @@ class RequestProcessingTest : public testing::Test {
     return answer + "/" + std::string(*findString(reply_, "id"));
   }
 
+  Environment environment(AppStateListener& listener) {
+    return {client_, listener, [] { return true; },
+            [this] {
+              client_.calls += "launch;";
+              return canLaunch_;
+            },
+            [] { return std::string("Browser"); }};
+  }
+
   JsonValue state(const char* key) { return reply_.at("appState").at(key); }
 
   ScriptedClient client_;
   JsonObject reply_;
-  Processor processor_{{client_, [] { return true; }, [] { return std::string("Browser"); }}};
+  const corvane::testing::TemporaryFolder folder_;
+  Platform::NotificationCenter center_{folder_.path().string()};
+  DispatchQueue handlers_{"SharedResourcesQueue"};
+  DispatchQueue requests_{"SharedResourcesQueue.Requests"};
+  RequestSignalling signalling_{center_, {handlers_, requests_}, "com.example.app", 0ms};
+  AppStateListener patient_{signalling_, 60s};
+  AppStateListener hasty_{signalling_, 0ms};
+  bool canLaunch_ = true;
+  Processor processor_{environment(patient_)};
+  Processor hastyProcessor_{environment(hasty_)};
 };
 
 TEST_F(RequestProcessingTest, PassesEachCommandOnAndAnswersWithItsOutcome) {
@@ -112,12 +140,14 @@ TEST_F(RequestProcessingTest, PassesEachCommandOnAndAnswersWithItsOutcome) {
       {"init", R"({"apiVersion":"1"})", "appState;"},
       {"getCurrentFilteringState", R"({"forceStartApp":false,"url":"u","port":443})",
        "appState;state u 443 Browser;"},
-      {"setProtectionStatus", R"({"isEnabled":false})", "protection off;"},
+      {"getCurrentFilteringState", R"({"forceStartApp":true,"url":"u","port":443})",
+       "launch;appState;state u 443 Browser;"},
+      {"setProtectionStatus", R"({"isEnabled":false})", "protection off;appState;"},
       {"setFilteringStatus", R"({"url":"u","isEnabled":true,"isHttpsEnabled":false})",
-       "http u on;https u off;"},
+       "http u on;https u off;appState;"},
       {"addRule", R"({"ruleText":"||a^"})", "appState;add ||a^;"},
       {"removeRule", R"({"ruleText":"||a^"})", "appState;remove ||a^;"},
-      {"removeCustomRules", R"({"url":"u"})", "removeCustom u;"},
+      {"removeCustomRules", R"({"url":"u"})", "removeCustom u;appState;"},
       {"openOriginalCert", R"({"domain":"d","port":8443})", "appState;cert d 8443 Browser;"},
       {"reportSite", R"({"url":"u","referrer":"r","userAgent":"a"})", "appState;report u r a;"},
       {"openFilteringLog", "{}", "appState;openLog;"},
@@ -129,17 +159,24 @@ TEST_F(RequestProcessingTest, PassesEachCommandOnAndAnswersWithItsOutcome) {
     client_.error = std::nullopt;
     EXPECT_EQ(answerTo(c.type, c.parameters), "ok//" + to_string(++serial)) << c.type;
     EXPECT_EQ(client_.calls, c.calls) << c.type;
-    const bool asksForState = c.calls.starts_with("appState;");
-    EXPECT_EQ(state("locale"), asksForState ? "de" : "en") << c.type;
-    EXPECT_EQ(state("isProtectionEnabled"), asksForState) << c.type;
+    EXPECT_EQ(state("locale"), "de") << c.type;
+    EXPECT_EQ(state("isProtectionEnabled"), true) << c.type;
     if (c.calls == "appState;") continue;
     client_.error = ErrorCode::other("No window");
     EXPECT_EQ(answerTo(c.type, c.parameters), "error/No window/" + to_string(++serial)) << c.type;
   }
   client_.error = ErrorCode::linkTimeout();
-  EXPECT_EQ(answerTo("setFilteringStatus", cases[4].parameters),
+  EXPECT_EQ(answerTo("setFilteringStatus", cases[5].parameters),
             "error/Can't connect to main app, timeout reached./" + to_string(++serial));
   EXPECT_EQ(client_.calls, "http u on;") << "no second call after a failed first one";
+  canLaunch_ = false;
+  EXPECT_EQ(answerTo("getCurrentFilteringState", R"({"forceStartApp":true})"),
+            "error/Can't start main app./" + to_string(++serial));
+  EXPECT_EQ(client_.calls, "launch;");
+  client_.error = std::nullopt;
+  EXPECT_EQ(answerTo("removeCustomRules", R"({"url":"u"})", &hastyProcessor_),
+            "error/AppState timeout occured/1");
+  EXPECT_EQ(state("locale"), "en") << "the state as it was before";
   client_.isMute = true;  // as when the request could not be written
   EXPECT_EQ(answerTo("setProtectionStatus", R"({"isEnabled":true})"), "-");
 }

@@ -21,7 +21,7 @@ constexpr LogPoint point{"corvane-nm/main.x", "listen()"};
 class VCLogTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    logRecords().clear();
+    testing::takeLogTexts();
     ddLogLevel = static_cast<std::uint64_t>(DDLogLevel::verbose);
   }
   void TearDown() override { resetDefaultDebugLevel(); }

@@ -1,0 +1,282 @@
+"""The host and the stand-in for the main application together, as the browser sees them."""
+
+import concurrent.futures
+import contextlib
+import json
+import os
+import select
+import signal
+import unittest
+
+from host import APPLICATION, MAIN_APPLICATION, Container, Host, MainApplication, request
+
+URL = "https://example.org/page"
+CALLER = os.path.basename(os.path.realpath("/proc/self/exe"))
+PUSH = "CVN_APP_STATE_RESPONSE_MESSAGE_FAKEID"
+TIMEOUT = "Can't connect to main app, timeout reached."
+STATE = ("appState", None)
+PAGE = {"isFilteringEnabled": True, "isHttpsFilteringEnabled": True,
+        "isPageFilteredByUserFilter": False, "blockedAdsCount": 3, "totalBlockedCount": 3,
+        "originalCertIssuer": "Example Authority", "originalCertStatus": "valid"}
+NO_PAGE = {key: type(value)() for key, value in PAGE.items()}
+HELLO = {"version": "2.4.8.797", "apiVersion": "1", "isValidatedOnHost": True, "platform": "mac"}
+
+# What the browser sends; the records that it leads to, in their order; what is in the reply, and
+# what there is when the main application says nothing of use.
+COMMANDS = {
+    "getCurrentAppState": ({}, [STATE], None, None),
+    "init": ({"apiVersion": "1"}, [STATE], HELLO, HELLO),
+    "getCurrentFilteringState": (
+        {"forceStartApp": False, "url": URL, "port": 443},
+        [STATE, ("getCurrentFilteringState", {"url": URL, "port": 443, "app": CALLER})],
+        PAGE, NO_PAGE),
+    "setProtectionStatus": (
+        {"isEnabled": True}, [("setProtectionStatus", {"enabled": True}), STATE], None, None),
+    "setFilteringStatus": (
+        {"url": URL, "isEnabled": True, "isHttpsEnabled": False},
+        [("setHttpFilteringStatus", {"url": URL, "enabled": True}),
+         ("setHttpsFilteringStatus", {"url": URL, "enabled": False}), STATE], None, None),
+    "addRule": (
+        {"ruleText": "||a.example^"}, [STATE, ("addRule", {"ruleText": "||a.example^"})],
+        None, None),
+    "removeRule": (
+        {"ruleText": "||a.example^"}, [STATE, ("removeRule", {"ruleText": "||a.example^"})],
+        None, None),
+    "removeCustomRules": (
+        {"url": URL}, [("removeCustomRules", {"url": URL}), STATE], None, None),
+    "openOriginalCert": (
+        {"domain": "example.org", "port": 443},
+        [STATE, ("openOriginalCert", {"domain": "example.org", "port": 443, "app": CALLER})],
+        None, None),
+    "reportSite": (
+        {"url": URL, "referrer": "", "userAgent": "A/1"},
+        [STATE, ("reportSite", {"url": URL, "referrer": "", "userAgent": "A/1"})],
+        {"reportUrl": "https://reports.example.org/1"}, {"reportUrl": ""}),
+    "openFilteringLog": ({}, [STATE, ("openFilteringLog", None)], None, None),
+    "openSettings": ({}, [STATE, ("openSettings", None)], None, None),
+    "updateApp": ({}, [STATE, ("updateApp", None)], None, None),
+}
+CHANGES = {"setProtectionStatus", "setFilteringStatus", "removeCustomRules"}
+
+
+def ask(host, kind, parameters=None, identifier="r"):
+    host.send(request(kind, identifier, parameters))
+    return receive(host, identifier)
+
+
+def receive(host, identifier):
+    """The next reply, without the pushes that come before it."""
+    reply = host.receive()
+    while reply["requestId"] == PUSH:
+        reply = host.receive()
+    assert reply["requestId"] == identifier, reply
+    return reply
+
+
+def text(value):
+    """For comparing: true and 1 are two things here, though not in Python."""
+    return json.dumps(value, sort_keys=True)
+
+
+def outcome(reply):
+    return text([reply["result"], reply.get("data"), reply.get("parameters")])
+
+
+class Commands(unittest.TestCase):
+    """Thirteen commands in each situation; a stopped main application is for the other tests."""
+
+    def setUp(self):
+        self.container = Container()
+
+    def start(self, *faults):
+        options = [option for fault in faults for option in ("--fault", fault)]
+        return self.enterContext(MainApplication("--print", "--locale", "de", *options))
+
+    def play(self, application, host, announces=False):
+        """Each command once: its outcome, its state, and what the main application took for it.
+        Where it refuses a change as nobody understands it, it has to be told to announce one."""
+        for kind, (parameters, *_) in COMMANDS.items():
+            host.send(request(kind, "r", parameters))
+            if kind in CHANGES and announces:
+                while not select.select([host.process.stdout], [], [], 0.05)[0]:
+                    application.command("announce")
+            reply = receive(host, "r")
+            application.command("state")
+            records = [(record["name"], record["body"]) for taken, record in
+                       (entry.popitem() for entry in application.exchanges) if taken == "request"]
+            application.exchanges.clear()
+            yield kind, outcome(reply), reply["appState"], records
+
+    def test_a_main_application_that_answers(self):
+        host = self.enterContext(Host())
+        for kind, seen, state, records in self.play(self.start(), host):
+            with self.subTest(kind):
+                _, wanted, parameters, _ = COMMANDS[kind]
+                self.assertEqual(seen, text(["ok", None, parameters]))
+                self.assertEqual(text(records[:len(wanted)]), text(wanted))
+                self.assertTrue(state["isRunning"] and state["isProtectionEnabled"])
+                self.assertEqual(state["locale"], "de")
+
+    def test_a_main_application_that_answers_an_error(self):
+        error = (f'Error Domain={APPLICATION}.ErrorDomain Code=100 "No window" '
+                 "UserInfo={NSLocalizedDescription=No window}")
+        host = self.enterContext(Host())
+        for kind, seen, _, records in self.play(self.start("error No window"), host):
+            with self.subTest(kind):
+                parameters = COMMANDS[kind][3] if kind == "init" else None
+                self.assertEqual(seen, text(["error", error, parameters]))
+                self.assertEqual(text(records), text(COMMANDS[kind][1][:1]))
+
+    def test_a_main_application_that_answers_nonsense(self):
+        for fault in ("wrong-type", "no-result", "string-error x"):
+            application = self.start(fault)
+            host = self.enterContext(Host())
+            for kind, seen, state, _ in self.play(application, host, fault == "string-error x"):
+                with self.subTest(kind, fault=fault):
+                    self.assertEqual(seen, text(["ok", None, COMMANDS[kind][3]]))
+                    self.assertEqual((state["isRunning"], state["locale"]), (True, "en"))
+            application.kill()
+
+    def test_a_main_application_that_does_not_answer(self):
+        """Silent, or under the name or identifier of another; one host for each, side by side."""
+        for fault in ("silent", "name addRule?", "id X"):
+            application = self.start(fault)
+            with contextlib.ExitStack() as stack:
+                hosts = {kind: stack.enter_context(Host()) for kind in COMMANDS}
+                with concurrent.futures.ThreadPoolExecutor(len(hosts)) as pool:
+                    replies = {kind: pool.submit(ask, host, kind, COMMANDS[kind][0])
+                               for kind, host in hosts.items()}
+                for kind, reply in replies.items():
+                    with self.subTest(kind, fault=fault):
+                        only_state = COMMANDS[kind][1] == [STATE]
+                        answer = ["ok", None] if only_state else ["error", TIMEOUT]
+                        self.assertEqual(outcome(reply.result()), text(answer + [COMMANDS[kind][3]]))
+                        self.assertEqual(reply.result()["appState"]["isRunning"], kind in CHANGES)
+            application.kill()
+
+
+class Announcements(unittest.TestCase):
+    """The wait for a changed state, the pushes, and the start of the main application."""
+
+    LAUNCH = {"forceStartApp": True, "url": URL, "port": 443}
+
+    def setUp(self):
+        self.container = Container()
+        self.running = self.container.folder / "Applications" / APPLICATION
+        self.addCleanup(self.kill_launched)
+
+    def kill_launched(self):
+        for path in self.running.glob("[0-9]*"):
+            with contextlib.suppress(ProcessLookupError):
+                os.kill(int(path.name.partition(".")[0]), signal.SIGKILL)
+
+    def install(self, command_line):
+        entries = self.container.folder.parents[1] / "applications"
+        entries.mkdir(exist_ok=True)
+        (entries / f"{APPLICATION}.desktop").write_text(
+            f"[Desktop Entry]\nType=Application\nName=The Application\nExec={command_line}\n")
+
+    def test_ones_own_change_is_answered_and_that_of_others_is_pushed(self):
+        application = self.enterContext(MainApplication())
+        mine, other = (self.enterContext(Host()) for _ in range(2))
+        for host in (mine, other):  # both listen from here on
+            ask(host, "getCurrentAppState")
+        mine.send(request("setProtectionStatus", "change", {"isEnabled": False}))
+        reply = mine.receive()
+        self.assertEqual((reply["requestId"], reply["result"]), ("change", "ok"))
+        self.assertFalse(reply["appState"]["isProtectionEnabled"])
+        push = other.receive()
+        self.assertEqual((push["requestId"], push["appState"]["isProtectionEnabled"]), (PUSH, False))
+        self.assertEqual(mine.ask("init", "next")["requestId"], "next", "nothing was pushed before")
+        application.command("protection on")
+        for host in (mine, other):
+            push = host.receive()
+            while not push["appState"]["isProtectionEnabled"]:  # an announcement is repeated
+                push = host.receive()
+            self.assertEqual((push["requestId"], push["result"]), (PUSH, "ok"))
+
+    def test_it_is_started_and_started_again_and_its_death_is_pushed(self):
+        host = self.enterContext(Host())
+        self.assertEqual(outcome(ask(host, "getCurrentFilteringState", self.LAUNCH)),
+                         text(["error", "Can't start main app.", None]))
+        self.install("no-such-program")
+        self.assertEqual(ask(host, "getCurrentFilteringState", self.LAUNCH)["result"], "error")
+        self.install(f'"{MAIN_APPLICATION}" --locale %% --daemon %U')
+        for blocked in (3, 6):  # the second time it runs already
+            reply = ask(host, "getCurrentFilteringState", self.LAUNCH)
+            self.assertEqual((reply["result"], reply["parameters"]["blockedAdsCount"]),
+                             ("ok", blocked))
+            self.assertEqual((reply["appState"]["isRunning"], reply["appState"]["locale"]),
+                             (True, "%"))
+        self.assertEqual(len(list(self.running.glob("[0-9]*"))), 1)
+        self.kill_launched()
+        push = host.receive()
+        while push["appState"]["isRunning"]:  # what it had announced
+            push = host.receive()
+        self.assertEqual((push["requestId"], push["result"]), (PUSH, "ok"))
+        self.assertEqual(host.finish(), (0, b""))
+
+    def test_the_end_of_input_ends_a_long_wait(self):
+        application = self.enterContext(MainApplication("--print", "--fault", "string-error x"))
+        host = self.enterContext(Host())
+        host.send(request("setProtectionStatus", "s", {"isEnabled": True}))
+        while application.exchanged()[0] != "reply":
+            pass
+        self.assertEqual(host.finish(), (0, b""))
+
+
+class Link(unittest.TestCase):
+    EXCHANGES = int(os.environ.get("CORVANE_EXCHANGES", "1000"))
+
+    def setUp(self):
+        self.container = Container()
+
+    def test_two_hosts_lose_and_cross_nothing(self):
+        """Each page has a certificate that names it, so a reply tells whose it is."""
+        def browse(host, name):
+            answered = 0
+            for number in range(self.EXCHANGES // 2):  # the state first: two exchanges each
+                page = f"{number}.{name}.invalid"
+                reply = ask(host, "getCurrentFilteringState", {
+                    "forceStartApp": False, "url": f"https://{page}/", "port": 443}, str(number))
+                answered += reply["parameters"]["originalCertIssuer"] == page
+                self.assertTrue(reply["appState"]["isRunning"])
+            return answered
+
+        self.enterContext(MainApplication())
+        hosts = {name: self.enterContext(Host()) for name in ("left", "right")}
+        with concurrent.futures.ThreadPoolExecutor(2) as pool:
+            answers = [pool.submit(browse, host, name) for name, host in hosts.items()]
+        print(f"\nanswered: {[2 * answer.result() for answer in answers]} of {self.EXCHANGES} each")
+        for answer in answers:
+            self.assertEqual(answer.result(), self.EXCHANGES // 2)
+        for host in hosts.values():
+            self.assertEqual(host.finish(), (0, b""))
+
+    def test_a_main_application_that_dies_at_any_step(self):
+        steps = ["after-lock", "after-read", "after-truncate", "after-unlock", "reply-opened",
+                 "reply-locked", "reply-half", "reply-written", "reply-unlocked", "reply-posted"]
+        hosts = {step: self.enterContext(Host()) for step in steps}
+        for step, host in hosts.items():
+            with MainApplication("--fault", f"die {step}") as application:
+                host.send(request("getCurrentAppState", step))
+                application.wait()
+        lost = []
+        for step, host in hosts.items():
+            reply = receive(host, step)
+            self.assertEqual(reply["result"], "ok")
+            if not reply["appState"]["isRunning"]:
+                lost.append(step)
+        with MainApplication():
+            for step, host in hosts.items():
+                with self.subTest(step, then="the next one"):
+                    reply = ask(host, "getCurrentAppState", {}, step + "!")
+                    self.assertTrue(reply["appState"]["isRunning"])
+        print(f"\nreplies lost to a death: {len(lost)} of {len(steps)}: {', '.join(lost)}")
+        self.assertNotIn("reply-posted", lost)
+        self.assertEqual([path.name for path in (self.container.folder / "Data").iterdir()
+                          if path.name.startswith("ExchangeRes") and path.stat().st_size], [])
+
+
+if __name__ == "__main__":
+    unittest.main()
