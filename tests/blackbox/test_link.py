@@ -217,11 +217,15 @@ class Announcements(unittest.TestCase):
         self.assertEqual(host.finish(), (0, b""))
 
     def test_the_end_of_input_ends_a_long_wait(self):
-        application = self.enterContext(MainApplication("--print", "--fault", "string-error x"))
         host = self.enterContext(Host())
+        ask(host, "getCurrentAppState")  # it listens
+        application = self.enterContext(MainApplication("--print", "--fault", "string-error x"))
+        self.assertEqual(host.receive()["requestId"], PUSH)  # what it announces when it starts
         host.send(request("setProtectionStatus", "s", {"isEnabled": True}))
-        while application.exchanged()[0] != "reply":
-            pass
+        kind = name = None
+        while (kind, name) != ("reply", "setProtectionStatus"):
+            kind, record = application.exchanged()
+            name = record["name"]
         self.assertEqual(host.finish(), (0, b""))
 
 
