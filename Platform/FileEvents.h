@@ -1,0 +1,66 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "Base/Result.h"
+
+namespace corvane::Platform {
+
+/// What can happen to a file or folder that is watched.
+enum class FileEvent {
+  written,  ///< content was written to the file; an entry of the folder came, went or was renamed
+  deleted,  ///< its last name is gone: removed, or replaced by a renaming. Once, if at all
+};
+
+/// Watches one file or folder.
+///
+/// It is the file itself that is watched, not its name: a renaming is no event, and the watch goes
+/// with the file; what later appears at the path is not watched. After `deleted` a folder is
+/// silent, and a file tells only of what those write who have it open. For a folder, what is
+/// written into its entries is no event. Writing through a memory mapping is not noticed.
+///
+/// At least one call comes after the last event of a kind, perhaps fewer calls than events. Where
+/// the system loses events, because a callback held them up for too long, every watch hears
+/// `written`. On Linux the deletion of a folder is not seen where this process may not read the
+/// folder above it.
+///
+/// Callbacks run one at a time, in the order of the events, on one thread that serves all watches
+/// of the process. It starts with the first watch and never ends. A callback may do everything with
+/// this watch and others, and may take its time, at the expense of the others. Safe from any
+/// thread.
+class FileWatch {
+ public:
+  using Callback = std::function<void(FileEvent)>;
+
+  /// Watches nothing yet.
+  explicit FileWatch(Callback callback);
+
+  /// As `end`, and nothing can start the watch again. What the callback owns may go a moment later.
+  ~FileWatch();
+  FileWatch(const FileWatch&) = delete;
+  FileWatch& operator=(const FileWatch&) = delete;
+
+  /// Begins to watch what `path` names now, following symbolic links as open(2) does, in place of
+  /// what was watched before. Fails when that can't be opened or the system watches no more files;
+  /// nothing is watched then. The first call may come before this returns, and where others watch
+  /// the same file, it may tell of a moment ago.
+  Result<Done> start(const std::string& path);
+
+  /// Ends watching; nothing when it did not. No callback of this watch runs or starts after the
+  /// return: one that runs is waited for, unless it is the caller.
+  void end();
+
+  /// What is watched, opened for nothing but that; it belongs to the watch and is closed with its
+  /// end. -1 when nothing is watched.
+  [[nodiscard]] int descriptor() const;
+
+ private:
+  class Service;
+  struct State;
+
+  const std::shared_ptr<State> state_;
+};
+
+}  // namespace corvane::Platform

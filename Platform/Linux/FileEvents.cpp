@@ -1,0 +1,188 @@
+#include "Platform/FileEvents.h"
+
+#include <fcntl.h>
+#include <sys/inotify.h>
+
+#include <array>
+#include <condition_variable>
+#include <cstring>
+#include <mutex>
+#include <optional>
+#include <span>
+#include <system_error>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "Platform/Descriptor.h"
+#include "Platform/File.h"
+#include "Platform/Linux/WatchedPath.h"
+#include "Platform/SystemLog.h"
+#include "Platform/Threads.h"
+
+namespace corvane::Platform {
+namespace {
+
+Result<OwnedDescriptor> openForEvents(const std::string& path) {
+  OwnedDescriptor file(::open(path.c_str(), O_PATH | O_CLOEXEC));
+  if (!file) return failureFromErrno("open");
+  return file;
+}
+
+}  // namespace
+
+/// A watch as the service sees it.
+struct FileWatch::State {
+  explicit State(Callback callback) : callback(std::move(callback)) {}
+
+  const Callback callback;
+  std::shared_ptr<WatchedPath> path = nullptr;  // no other owner; null when nothing is watched
+  bool isOver = false;                          // the object is going
+};
+
+/// One inotify instance and one thread serve all watches of the process.
+class FileWatch::Service {
+ public:
+  static Service& shared() {
+    static auto& service = *new Service;
+    return service;
+  }
+
+  Result<Done> start(const std::shared_ptr<State>& watch, const std::string& path);
+  void end(const std::shared_ptr<State>& watch, bool isOver);
+  int descriptorOf(const State& watch);
+
+ private:
+  struct Call {
+    std::shared_ptr<State> watch;
+    std::weak_ptr<WatchedPath> path;  // gone once this is not watched any more
+    FileEvent event;
+  };
+
+  Service() = default;
+  Result<Done> begin();
+  void stopWatching(const std::shared_ptr<State>& watch);
+  void receive();
+  void deliver(std::span<const std::byte> events);
+  std::vector<Call> callsFor(const inotify_event& event);
+  void make(const Call& call);
+
+  std::mutex mutex_;                // guards all below and the states, but no callback
+  std::optional<Inotify> inotify_;  // once set, only its watches change
+  std::thread thread_;
+  std::vector<std::shared_ptr<State>> watches_;  // those that watch something
+  const State* running_ = nullptr;               // whose callback runs now
+  std::condition_variable callbackEnded_;
+};
+
+Result<Done> FileWatch::Service::start(const std::shared_ptr<State>& watch,
+                                       const std::string& path) {
+  auto file = openForEvents(path);  // may take long: not with the lock
+  const std::lock_guard lock(mutex_);
+  stopWatching(watch);
+  if (!file) return file.failure();
+  if (watch->isOver) return Failure{FailureCause::other, "the watch is over"};
+  if (auto begun = begin(); !begun) return begun;
+  const auto watched = std::make_shared<WatchedPath>(*inotify_, std::move(file).value());
+  if (auto begun = watched->begin(); !begun) return begun;
+  watch->path = watched;
+  watches_.push_back(watch);
+  return Done{};
+}
+
+/// Makes what is missing of the service. With the lock held.
+Result<Done> FileWatch::Service::begin() {
+  if (!inotify_) {
+    OwnedDescriptor instance(::inotify_init1(IN_CLOEXEC));
+    if (!instance) return failureFromErrno("inotify_init1");
+    inotify_.emplace(std::move(instance));
+  }
+  if (thread_.joinable()) return Done{};
+  try {
+    thread_ = std::thread([this] { receive(); });
+  } catch (const std::system_error& error) {
+    return Failure{FailureCause::other, error.what()};
+  }
+  return Done{};
+}
+
+void FileWatch::Service::end(const std::shared_ptr<State>& watch, bool isOver) {
+  std::unique_lock lock(mutex_);
+  if (isOver) watch->isOver = true;
+  stopWatching(watch);
+  if (std::this_thread::get_id() == thread_.get_id()) return;
+  callbackEnded_.wait(lock, [&] { return running_ != watch.get(); });
+}
+
+/// With the lock held.
+void FileWatch::Service::stopWatching(const std::shared_ptr<State>& watch) {
+  std::erase(watches_, watch);
+  watch->path.reset();
+}
+
+int FileWatch::Service::descriptorOf(const State& watch) {
+  const std::lock_guard lock(mutex_);
+  return watch.path ? watch.path->descriptor() : -1;
+}
+
+/// What the thread does.
+void FileWatch::Service::receive() {
+  nameThisThread("file events");
+  std::array<std::byte, 4096> buffer{};
+  while (const auto count = Descriptor::readSome(inotify_->descriptor(), buffer))
+    deliver(std::span(buffer).first(count.value()));
+  SystemLog::write(SystemLog::Severity::error, "file events are seen no more: inotify failed");
+}
+
+void FileWatch::Service::deliver(std::span<const std::byte> events) {
+  while (!events.empty()) {
+    inotify_event event = {};
+    std::memcpy(&event, events.data(), sizeof event);
+    events = events.subspan(sizeof event + event.len);
+    for (const Call& call : callsFor(event)) make(call);
+  }
+}
+
+std::vector<FileWatch::Service::Call> FileWatch::Service::callsFor(const inotify_event& event) {
+  std::vector<Call> calls;
+  const std::lock_guard lock(mutex_);
+  for (const auto& watch : watches_) {
+    if (const auto meaning = watch->path->meaningOf(event))
+      calls.push_back({watch, watch->path, *meaning});
+  }
+  return calls;
+}
+
+void FileWatch::Service::make(const Call& call) {
+  {
+    const std::lock_guard lock(mutex_);
+    if (call.path.expired()) return;
+    running_ = call.watch.get();
+  }
+  call.watch->callback(call.event);
+  {
+    const std::lock_guard lock(mutex_);
+    running_ = nullptr;
+  }
+  callbackEnded_.notify_all();
+}
+
+FileWatch::FileWatch(Callback callback) : state_(std::make_shared<State>(std::move(callback))) {}
+
+FileWatch::~FileWatch() {
+  Service::shared().end(state_, true);
+}
+
+Result<Done> FileWatch::start(const std::string& path) {
+  return Service::shared().start(state_, path);
+}
+
+void FileWatch::end() {
+  Service::shared().end(state_, false);
+}
+
+int FileWatch::descriptor() const {
+  return Service::shared().descriptorOf(*state_);
+}
+
+}  // namespace corvane::Platform
