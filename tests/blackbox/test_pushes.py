@@ -1,20 +1,13 @@
 """What the main application sets off by its notifications."""
 
 import contextlib
-import fcntl
-import os
 import signal
-import struct
-import subprocess
 import unittest
-from pathlib import Path
 
-from host import APPLICATION, Container, Host, Observers, request
+from host import Container, Host, Observers, request
 
 PUSH = "CVN_APP_STATE_RESPONSE_MESSAGE_FAKEID"
 STATE = request("getCurrentAppState", "s")
-LOCK = struct.pack("hhqqi4x", fcntl.F_WRLCK, os.SEEK_SET, 0, 0, 0)
-QUEUE = int(Path("/proc/sys/net/unix/max_dgram_qlen").read_text()) + 1  # datagrams, nobody reading
 
 
 class Pushes(unittest.TestCase):
@@ -50,44 +43,6 @@ class Pushes(unittest.TestCase):
         self.assertEqual([(reply["requestId"], reply["id"], reply["result"]) for reply in replies],
                          [(PUSH, "1", "ok"), (PUSH, "2", "ok"), ("mine", "3", "ok")])
         self.assertEqual(list(self.app_state.folder.glob("*.*")), [])
-
-    def start_application(self, stack, launched):
-        """A process that is registered as the main application; the hosts have looked at it."""
-        registry = self.container.folder / "Applications" / APPLICATION
-        registry.mkdir(parents=True, exist_ok=True)
-        with open(registry / ".new", "w") as file:
-            fcntl.fcntl(file, fcntl.F_OFD_SETLK, LOCK)
-            process = subprocess.Popen(["sleep", "infinity"], pass_fds=[file.fileno()])
-        stack.callback(process.wait)
-        stack.callback(process.kill)
-        (registry / ".new").rename(registry / f"{process.pid}.0123456789abcdef")
-        for _ in range(QUEUE + 2):  # waits for room: at the end the first has been handled
-            launched.post()
-        return process
-
-    def test_each_end_of_the_main_application_is_pushed_and_no_start(self):
-        launched = Observers(self.container, "LAUNCHED", kind="")
-
-        def start(stack, is_running):
-            host = stack.enter_context(Host())
-            reply = host.ask("setProtectionStatus", "incomplete")  # answered by the host alone
-            self.assertEqual((reply["id"], reply["appState"]["isRunning"]), ("1", is_running))
-            return host
-
-        with contextlib.ExitStack() as stack:
-            hosts = [start(stack, False)]
-            application = self.start_application(stack, launched)
-            hosts.append(start(stack, True))
-            for number in ("2", "3", "4"):  # a push for a start would have taken one
-                application.kill()
-                for host in hosts:
-                    push = host.receive()
-                    self.assertEqual((push["requestId"], push["id"], push["result"]),
-                                     (PUSH, number, "ok"))
-                    self.assertIs(push["appState"]["isRunning"], False)
-                application = self.start_application(stack, launched)
-            for host in hosts:
-                self.assertEqual(host.finish(), (0, b""))
 
     def test_the_level_is_applied_at_once(self):
         with contextlib.ExitStack() as stack:

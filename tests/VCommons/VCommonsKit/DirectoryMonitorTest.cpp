@@ -24,151 +24,131 @@ struct Delegate : DirectoryMonitorDelegate {
   const std::function<void(DirectoryMonitor&)> reaction;
 };
 
+/// A monitor of `path` that has been started, with its delegate.
+struct Started {
+  Started(const fs::path& path, std::function<void(DirectoryMonitor&)> reaction)
+      : delegate(std::make_shared<Delegate>(std::move(reaction))), monitor(path) {
+    monitor.setDelegate(delegate);
+    EXPECT_TRUE(monitor.startMonitoring());
+  }
+  std::shared_ptr<Delegate> delegate;
+  DirectoryMonitor monitor;
+};
+
+/// Makes a change elsewhere and waits until it is told: all calls for earlier ones are over then,
+/// as they come one at a time and in order.
+void awaitAllBefore() {
+  const testing::TemporaryFolder elsewhere;
+  std::promise<void> told;
+  const Started last(elsewhere.path(), [&](DirectoryMonitor& monitor) {
+    monitor.stopMonitoring();
+    told.set_value();
+  });
+  writeFile(elsewhere.path() / "entry", "");
+  told.get_future().wait();
+}
+
+/// One that counts the calls.
+struct Counted : Started {
+  explicit Counted(const fs::path& path) : Started(path, [this](DirectoryMonitor&) { ++calls; }) {}
+  ~Counted() { monitor.stopMonitoring(); }
+  [[nodiscard]] int callsAfter(const std::function<void()>& change) {
+    calls = 0;
+    change();
+    awaitAllBefore();
+    return calls;
+  }
+  std::atomic<int> calls = 0;
+};
+
 class DirectoryMonitorTest : public ::testing::Test {
  protected:
-  /// A monitor of `path` that has been started and what it counts.
-  struct Counted {
-    explicit Counted(const fs::path& path) : monitor(path) {
-      monitor.setDelegate(delegate);
-      EXPECT_TRUE(monitor.startMonitoring());
-    }
-    std::atomic<int> calls = 0;
-    std::shared_ptr<Delegate> delegate =
-        std::make_shared<Delegate>([this](DirectoryMonitor&) { ++calls; });
-    DirectoryMonitor monitor;
-  };
-
-  /// Makes a change elsewhere and waits until it is told: all calls for earlier ones are over then,
-  /// as they come one at a time and in order.
-  static void awaitAllBefore() {
-    const testing::TemporaryFolder elsewhere;
-    std::promise<void> told;
-    const auto delegate = std::make_shared<Delegate>([&](DirectoryMonitor& monitor) {
-      monitor.stopMonitoring();
-      told.set_value();
-    });
-    DirectoryMonitor monitor(elsewhere.path());
-    monitor.setDelegate(delegate);
-    ASSERT_TRUE(monitor.startMonitoring());
-    writeFile(elsewhere.path() / "entry", "");
-    told.get_future().wait();
-  }
-
   testing::TemporaryFolder folder_;
   const fs::path watched_ = folder_.path() / "watched";
 };
 
 TEST_F(DirectoryMonitorTest, TellsOfEntriesThatComeAndGoInAFolderAndOfItsEnd) {
+  const fs::path other = folder_.path() / "other";
   writeFile(watched_ / "old", "");
+  fs::create_directory(other);
   fs::create_directory_symlink(watched_, folder_.path() / "link");
-  fs::create_directory(folder_.path() / "other");
-  Counted counted(folder_.path() / "link");
-  const auto callsAfter = [&](const auto& change) {
-    counted.calls = 0;
-    change();
-    awaitAllBefore();
-    return counted.calls.load();
-  };
-  EXPECT_EQ(callsAfter([&] { writeFile(watched_ / "old", "content of an entry"); }), 0);
-  EXPECT_EQ(callsAfter([&] { fs::create_directory(watched_ / "new"); }), 1);
+  Counted folder(folder_.path() / "link");
+  EXPECT_EQ(folder.callsAfter([&] { writeFile(watched_ / "old", "content of an entry"); }), 0);
+  EXPECT_EQ(folder.callsAfter([&] { fs::create_directory(watched_ / "new"); }), 1);
   Counted entry(watched_ / "new");
-  EXPECT_EQ(callsAfter([&] { fs::remove(watched_ / "new"); }), 1);
+  EXPECT_EQ(folder.callsAfter([&] { fs::remove(watched_ / "new"); }), 1);
   EXPECT_EQ(entry.calls, 1) << "deleted";
-  EXPECT_EQ(callsAfter([&] { fs::remove(folder_.path() / "link"); }), 0);
-  EXPECT_EQ(callsAfter([&] { fs::rename(watched_, folder_.path() / "other" / "moved"); }), 0);
-  EXPECT_EQ(callsAfter([&] { fs::rename(folder_.path() / "other" / "moved" / "old", watched_); }),
-            1);
-  EXPECT_EQ(callsAfter([&] { fs::remove(folder_.path() / "other" / "moved"); }), 1) << "deleted";
-  Counted replaced(folder_.path() / "other");
-  fs::create_directory(folder_.path() / "replacement");
-  EXPECT_EQ(
-      callsAfter([&] { fs::rename(folder_.path() / "replacement", folder_.path() / "other"); }), 0);
-  EXPECT_EQ(replaced.calls, 1) << "deleted";
-  EXPECT_GE(counted.monitor.monitoredDirectoryFileDescriptor(), 0) << "until it is stopped";
+  EXPECT_EQ(folder.callsAfter([&] { fs::rename(watched_, other / "moved"); }), 0);
+  EXPECT_EQ(folder.callsAfter([&] { fs::remove_all(other / "moved"); }), 2) << "entry and folder";
+  fs::create_directory(watched_);
+  Counted replaced(other);
+  EXPECT_EQ(replaced.callsAfter([&] { fs::rename(watched_, other); }), 1) << "deleted";
 }
 
 TEST_F(DirectoryMonitorTest, TellsOfWritingToAFileAndOfTheEndOfItsLastName) {
-  for (const bool isReplaced : {false, true}) {
+  const fs::path second = folder_.path() / "second name";
+  for (const bool isReplaced : {true, false}) {
     writeFile(watched_, "");
-    Counted counted(watched_);
-    fs::permissions(watched_, fs::perms::owner_all);
-    fs::create_hard_link(watched_, folder_.path() / "second name");
-    fs::remove(folder_.path() / "second name");
-    awaitAllBefore();
-    EXPECT_EQ(counted.calls, 0);
-    std::ofstream(watched_, std::ios::app) << "content";
-    awaitAllBefore();
-    EXPECT_EQ(counted.calls, 1);
-    writeFile(folder_.path() / "replacement", "");
-    isReplaced ? fs::rename(folder_.path() / "replacement", watched_)
-               : static_cast<void>(fs::remove(watched_));
-    const int descriptor = counted.monitor.monitoredDirectoryFileDescriptor();
-    fs::permissions("/proc/self/fd/" + std::to_string(descriptor), fs::perms::owner_read);
-    awaitAllBefore();
-    EXPECT_EQ(counted.calls, 2) << "once";
+    Counted file(watched_);
+    EXPECT_EQ(file.callsAfter([&] {
+      fs::permissions(watched_, fs::perms::owner_all);
+      fs::create_hard_link(watched_, second);
+      fs::remove(second);
+    }),
+              0);
+    EXPECT_EQ(file.callsAfter([&] { std::ofstream(watched_, std::ios::app) << "content"; }), 1);
+    writeFile(second, "");
+    EXPECT_EQ(file.callsAfter([&] {
+      isReplaced ? fs::rename(second, watched_) : static_cast<void>(fs::remove(watched_));
+      fs::permissions(
+          "/proc/self/fd/" + std::to_string(file.monitor.monitoredDirectoryFileDescriptor()),
+          fs::perms::owner_read);
+    }),
+              1)
+        << "once";
   }
 }
 
 TEST_F(DirectoryMonitorTest, WatchesWhileItIsStartedWhatThePathNamedThen) {
   Counted other(folder_.path());  // shares what the system has for one folder
-  DirectoryMonitor monitor(watched_);
-  monitor.stopMonitoring();
-  EXPECT_FALSE(monitor.startMonitoring()) << "missing";
-  EXPECT_EQ(monitor.monitoredDirectoryFileDescriptor(), -1);
-  EXPECT_EQ(other.calls, 0);
-
   Counted counted(folder_.path());
-  const int descriptor = counted.monitor.monitoredDirectoryFileDescriptor();
+  DirectoryMonitor& monitor = counted.monitor;
+  const int descriptor = monitor.monitoredDirectoryFileDescriptor();
   EXPECT_NE(::fcntl(descriptor, F_GETFD) & FD_CLOEXEC, 0);
-  counted.monitor.stopMonitoring();
-  EXPECT_EQ(counted.monitor.monitoredDirectoryFileDescriptor(), -1);
+  monitor.stopMonitoring();
   EXPECT_EQ(::fcntl(descriptor, F_GETFD), -1) << "closed";
-  fs::create_directory(watched_);
-  awaitAllBefore();
-  EXPECT_EQ(counted.calls, 0);
+  EXPECT_EQ(counted.callsAfter([&] { fs::create_directory(watched_); }), 0);
   EXPECT_EQ(other.calls, 1) << "who still watches";
 
-  EXPECT_TRUE(counted.monitor.startMonitoring());
-  counted.monitor.setPath(watched_);
-  writeFile(folder_.path() / "entry", "");
-  awaitAllBefore();
-  EXPECT_EQ(counted.calls, 1) << "the old path until the next start";
-  EXPECT_TRUE(counted.monitor.startMonitoring());
-  writeFile(folder_.path() / "another", "");
-  writeFile(watched_ / "entry", "");
-  awaitAllBefore();
-  EXPECT_EQ(counted.calls, 2) << "the new one only";
-  counted.monitor.setPath("");
-  EXPECT_FALSE(counted.monitor.startMonitoring());
-  EXPECT_EQ(counted.monitor.monitoredDirectoryFileDescriptor(), -1);
+  EXPECT_TRUE(monitor.startMonitoring());
+  monitor.setPath(watched_);
+  EXPECT_EQ(counted.callsAfter([&] { writeFile(folder_.path() / "entry", ""); }), 1) << "until:";
+  EXPECT_TRUE(monitor.startMonitoring());
+  EXPECT_EQ(counted.callsAfter([&] { writeFile(folder_.path() / "another", ""); }), 0);
+  EXPECT_EQ(counted.callsAfter([&] { writeFile(watched_ / "entry", ""); }), 1);
+  monitor.setPath(folder_.path() / "missing");
+  EXPECT_FALSE(monitor.startMonitoring());
+  EXPECT_EQ(monitor.monitoredDirectoryFileDescriptor(), -1);
 }
 
 TEST_F(DirectoryMonitorTest, LetsTheDelegateGoAndEndMonitors) {
-  {
-    Counted orphan(folder_.path());
-    orphan.delegate.reset();
-    writeFile(folder_.path() / "entry", "");
-    awaitAllBefore();
-    EXPECT_EQ(orphan.calls, 0);
-  }
-  auto monitor = std::make_unique<DirectoryMonitor>(folder_.path());
+  Counted orphan(folder_.path());
+  orphan.delegate.reset();
+  std::unique_ptr<Started> first;
   Counted next(folder_.path());
   int calls = 0;
-  auto delegate = std::make_shared<Delegate>([&](DirectoryMonitor& changed) {
-    EXPECT_EQ(&changed, monitor.get());
+  first = std::make_unique<Started>(folder_.path(), [&](DirectoryMonitor& changed) {
+    EXPECT_EQ(&changed, &first->monitor);
     ++calls;
-    monitor.reset();
+    first.reset();
     next.monitor.stopMonitoring();
   });
-  monitor->setDelegate(delegate);
-  ASSERT_TRUE(monitor->startMonitoring());
-  ASSERT_TRUE(next.monitor.startMonitoring());
+  EXPECT_TRUE(next.monitor.startMonitoring());  // its turn comes later now
   writeFile(folder_.path() / "entry", "");
   writeFile(folder_.path() / "another", "");
-  fs::remove(folder_.path() / "entry");
   awaitAllBefore();
   EXPECT_EQ(calls, 1);
-  EXPECT_EQ(next.calls, 0) << "stopped when its turn came";
+  EXPECT_EQ(next.calls + orphan.calls, 0);
 }
 
 /// While one call holds everything up, the system's queue fills: then even a deletion that it
@@ -181,14 +161,11 @@ TEST_F(DirectoryMonitorTest, TellsOfWhatTheSystemLost) {
   Counted countedDoomed(doomed);
   std::promise<void> begun;
   std::promise<void> goOn;
-  const auto delegate = std::make_shared<Delegate>([&](DirectoryMonitor& monitor) {
+  Started busy(watched_, [&](DirectoryMonitor& monitor) {
     monitor.setDelegate({});
     begun.set_value();
     goOn.get_future().wait();
   });
-  DirectoryMonitor monitor(watched_);
-  monitor.setDelegate(delegate);
-  ASSERT_TRUE(monitor.startMonitoring());
   fs::path entry = watched_ / "entry";
   writeFile(entry, "");
   begun.get_future().wait();
@@ -198,9 +175,8 @@ TEST_F(DirectoryMonitorTest, TellsOfWhatTheSystemLost) {
     entry.swap(next);
   }
   fs::remove(doomed);
-  EXPECT_EQ(countedDoomed.calls, 0);
   goOn.set_value();
-  monitor.stopMonitoring();
+  busy.monitor.stopMonitoring();
   awaitAllBefore();
   EXPECT_EQ(countedQuiet.calls, 1);
   EXPECT_EQ(countedDoomed.calls, 1);
@@ -212,25 +188,17 @@ TEST_F(DirectoryMonitorTest, HasNoCallRunningOnceItHasStopped) {
   for (int round = 0; round < 200; ++round) {
     int steps = 0;
     std::promise<void> called;
-    const auto delegate = std::make_shared<Delegate>([&](DirectoryMonitor& monitor) {
+    auto started = std::make_unique<Started>(folder_.path(), [&](DirectoryMonitor& monitor) {
       if (steps++ > 0) return;
       called.set_value();
       monitor.stopMonitoring();
       if (round % 2 == 0) monitor.startMonitoring();
       ++steps;
     });
-    {
-      DirectoryMonitor monitor(folder_.path());
-      monitor.setDelegate(delegate);
-      ASSERT_TRUE(monitor.startMonitoring());
-      fs::create_directory(watched_);
-      called.get_future().wait();
-      fs::remove(watched_);
-      if (round % 3 == 0) {
-        monitor.stopMonitoring();
-        ASSERT_GE(steps, 2);
-      }
-    }
+    fs::create_directory(watched_);
+    called.get_future().wait();
+    fs::remove(watched_);
+    round % 3 == 0 ? started->monitor.stopMonitoring() : started.reset();
     ASSERT_GE(steps, 2);
   }
 }
