@@ -10,6 +10,7 @@
 #include <semaphore>
 #include <set>
 #include <thread>
+#include <vector>
 
 #include "Platform/Linux/Folders.h"
 #include "Platform/Linux/NotificationSocket.h"
@@ -56,6 +57,7 @@ class NotificationCenterTest : public ::testing::Test {
   testing::TemporaryFolder folder_;
   const fs::path container_ = folder_.path() / std::string(200, 'c');  // too long for an address
   const fs::path notifications_ = container_ / "Notifications";
+  const fs::path one_ = notifications_ / "one";
   NotificationCenter center_{container_.string()};
 };
 
@@ -67,7 +69,7 @@ TEST_F(NotificationCenterTest, CallsOncePerPostOfAnObservedName) {
   ASSERT_TRUE(center_.observe("one", [&] { ++replaced; }));
   ASSERT_TRUE(center_.observe("one", [&] { ++one; }));
   ASSERT_TRUE(center_.observe(longest, [&] { last.release(); }));
-  EXPECT_EQ(fs::status(notifications_ / "one").permissions(), fs::perms::owner_all);
+  EXPECT_EQ(fs::status(one_).permissions(), fs::perms::owner_all);
   for (const std::string& datagram :
        {"one"s, ""s, "unknown"s, std::string(5000, 'n'), "one"s, "one"s}) {
     EXPECT_EQ(post("one", datagram), 1);
@@ -119,7 +121,7 @@ TEST_F(NotificationCenterTest, RemovesWhatDeadProcessesLeftAndNothingElse) {
   }
   ASSERT_TRUE(center_.observe("one", [] {}));
 
-  const Names own = entriesOf(notifications_ / "one");
+  const Names own = entriesOf(one_);
   ASSERT_EQ(own.size(), 1U);
   EXPECT_EQ(entriesOf(notifications_),
             (Names{"." + *own.begin(), "kept", "lived", "one", ofLiving, young}));
@@ -133,7 +135,7 @@ TEST_F(NotificationCenterTest, LinksWhileOthersRemoveEmptyFolders) {
     std::atomic<bool> done = false;
     std::thread remover([&] {
       for (int removals = 0; removals < 5 && !done;) {
-        if (::rmdir((notifications_ / "one").c_str()) == 0) ++removals;
+        if (::rmdir(one_.c_str()) == 0) ++removals;
       }
     });
     EXPECT_TRUE(center.observe("one", [] {}));
@@ -145,8 +147,7 @@ TEST_F(NotificationCenterTest, LinksWhileOthersRemoveEmptyFolders) {
 
 TEST_F(NotificationCenterTest, LeavesNothingAfterWithdrawing) {
   for (const char* name : {"one", "two"}) ASSERT_TRUE(center_.observe(name, [] {}));
-  fs::create_hard_link(notifications_ / "one" / *entriesOf(notifications_ / "one").begin(),
-                       container_ / "handle");
+  fs::create_hard_link(one_ / *entriesOf(one_).begin(), container_ / "handle");
   const auto other = boundSocket(notifications_ / "two", "1.aaaaaaaaaaaaaaaa");
   center_.withdraw();
   EXPECT_EQ(entriesOf(notifications_), Names{"two"});
@@ -160,6 +161,47 @@ TEST_F(NotificationCenterTest, RefusesWhatIsNoNameAndAMissingContainer) {
     EXPECT_FALSE(center_.observe(name, [] {})) << name;
   EXPECT_FALSE(NotificationCenter(container_ / "missing").observe("one", [] {}));
   EXPECT_FALSE(fs::exists(container_ / "missing") || fs::exists(notifications_));
+}
+
+TEST_F(NotificationCenterTest, EachPostOfABurstIsOneCallInEachObservingProcess) {
+  constexpr int posts = 1000;
+  NotificationCenter other(container_.string());
+  Calls calls;
+  ASSERT_TRUE(center_.observe("one", [&] { calls.release(); }));
+  ASSERT_TRUE(other.observe("one", [&] { calls.release(); }));
+  for (int i = 0; i < posts; ++i) center_.post("one");
+  for (int i = 0; i < 2 * posts; ++i) ASSERT_TRUE(calls.await()) << i;
+  EXPECT_FALSE(calls.try_acquire());
+}
+
+TEST_F(NotificationCenterTest, NobodyWhoStandsStillKeepsAnotherFromHearing) {
+  std::vector<NotificationSocket> standing;
+  for (int i = 10; i < 42; ++i)
+    standing.push_back(boundSocket(one_, "1.11111111111111" + std::to_string(i)));
+  Calls calls;
+  ASSERT_TRUE(center_.observe("one", [&] { calls.release(); }));
+  constexpr int posts = 13;  // more than a queue of the system holds
+  std::thread poster([&] {
+    for (int i = 0; i < posts; ++i) center_.post("one");
+  });
+  // Were they waited for one after another, then for 6.4 s at least.
+  for (int i = 0; i < posts; ++i) EXPECT_TRUE(calls.try_acquire_for(std::chrono::seconds(2))) << i;
+  poster.join();
+  EXPECT_EQ(standing.front().receive(), "one") << "what fitted is there";
+}
+
+TEST_F(NotificationCenterTest, PostingRemovesTheDeadAndTheirFolderButNoFile) {
+  boundSocket(one_, "1.aaaaaaaaaaaaaaaa");
+  testing::writeFile(one_ / "plain", "");
+  center_.post("one");
+  EXPECT_EQ(entriesOf(one_), Names{"plain"});
+  fs::remove(one_ / "plain");
+  boundSocket(one_, "1.aaaaaaaaaaaaaaaa");
+  center_.post("one");
+  EXPECT_FALSE(fs::exists(one_));
+  center_.post("one");
+  center_.post("../Notifications");
+  EXPECT_TRUE(fs::is_empty(one_.parent_path())) << "to post makes nothing";
 }
 
 }  // namespace

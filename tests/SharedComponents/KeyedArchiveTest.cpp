@@ -75,15 +75,13 @@ TEST(KeyedArchive, SoundArchivesSayWhatTheyShouldAndAreWrittenAlike) {
 }
 
 TEST(KeyedArchive, MalformedArchivesAreRefused) {
-  for (const char* folder : {"archives/malformed", "propertylist/malformed"}) {
-    int count = 0;
-    for (const auto& file : fs::directory_iterator(fs::path(TEST_SAMPLES) / folder)) {
-      if (file.path().extension() != ".archive") continue;
-      EXPECT_NE(refusal(contentOf(file.path())), "") << file.path();
-      ++count;
-    }
-    EXPECT_GE(count, 18) << folder;
+  int count = 0;
+  for (const auto& file : fs::directory_iterator(testing::archiveSamples / "malformed")) {
+    if (file.path().extension() != ".archive") continue;
+    EXPECT_NE(refusal(contentOf(file.path())), "") << file.path();
+    ++count;
   }
+  EXPECT_GE(count, 18);
 }
 
 TEST(KeyedArchive, OneWrongPieceIsRefusedOrForgiven) {
@@ -206,36 +204,24 @@ bool runs(const std::string& command) {
   return std::system(command.c_str()) == 0;  // NOLINT(concurrency-mt-unsafe): a test has one thread
 }
 
-/// What the manifest says of the archives that JSON can express, written by us, each as N.archive
-/// beside its N.json; in `folder`.
-void writeForOtherReaders(const fs::path& folder) {
+/// Reads what the manifest says of the archives that JSON can express, written by us, each as
+/// N.archive beside its N.json.
+TEST(KeyedArchive, FoundationOfGnustepSeesTheSame) {
+  if (!runs("gnustep-config --base-libs >/dev/null 2>&1")) GTEST_SKIP() << "no GNUstep";
+  const testing::TemporaryFolder folder;
   int count = 0;
   for (const JsonValue& entry : soundArchives()) {
     const JsonObject& expected = entry.at("expected").as_object();
     const std::string json = serializeJson(expected).value();
     if (json.find("\"$") != std::string::npos) continue;
-    const fs::path path = folder / std::to_string(count++);
-    testing::writeFile(path.string() + ".json", json);
-    testing::writeFile(path.string() + ".archive", archiveOf(testing::dictionaryOf(expected)));
+    const std::string path = folder.path() / std::to_string(count++);
+    testing::writeFile(path + ".json", json);
+    testing::writeFile(path + ".archive", archiveOf(testing::dictionaryOf(expected)));
   }
   EXPECT_GE(count, 25);
-}
-
-const std::string comparing = "'" TEST_SAMPLES "/archives/compare";
-
-TEST(KeyedArchive, PropertyListReaderOfPythonSeesTheSame) {
-  if (!runs("python3 -c 'import plistlib' 2>/dev/null")) GTEST_SKIP() << "no plistlib";
-  const testing::TemporaryFolder folder;
-  writeForOtherReaders(folder.path());
-  EXPECT_TRUE(runs("python3 " + comparing + ".py' '" + folder.path().string() + "'"));
-}
-
-TEST(KeyedArchive, FoundationOfGnustepSeesTheSame) {
-  if (!runs("gnustep-config --base-libs >/dev/null 2>&1")) GTEST_SKIP() << "no GNUstep";
-  const testing::TemporaryFolder folder;
-  writeForOtherReaders(folder.path());
   const std::string program = "'" + folder.path().string() + "/compare'";
-  ASSERT_TRUE(runs("gcc $(gnustep-config --objc-flags) -MF /dev/null " + comparing + ".m' -o " +
+  ASSERT_TRUE(runs("gcc $(gnustep-config --objc-flags) -MF /dev/null '" TEST_SAMPLES
+                   "/archives/compare.m' -o " +
                    program + " $(gnustep-config --base-libs)"));
   EXPECT_TRUE(runs(program + " '" + folder.path().string() + "'"));
 }

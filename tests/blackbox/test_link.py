@@ -15,47 +15,42 @@ CALLER = os.path.basename(os.path.realpath("/proc/self/exe"))
 PUSH = "CVN_APP_STATE_RESPONSE_MESSAGE_FAKEID"
 TIMEOUT = "Can't connect to main app, timeout reached."
 STATE = ("appState", None)
+RULE = {"ruleText": "||a.example^"}
+CERTIFICATE = {"domain": "example.org", "port": 443}
+REPORT = {"url": URL, "referrer": "", "userAgent": "A/1"}
 PAGE = {"isFilteringEnabled": True, "isHttpsFilteringEnabled": True,
         "isPageFilteredByUserFilter": False, "blockedAdsCount": 3, "totalBlockedCount": 3,
         "originalCertIssuer": "Example Authority", "originalCertStatus": "valid"}
 NO_PAGE = {key: type(value)() for key, value in PAGE.items()}
 HELLO = {"version": "2.4.8.797", "apiVersion": "1", "isValidatedOnHost": True, "platform": "mac"}
 
-# What the browser sends; the records that it leads to, in their order; what is in the reply, and
-# what there is when the main application says nothing of use.
+# What the browser sends, and the records that it leads to, in their order.
 COMMANDS = {
-    "getCurrentAppState": ({}, [STATE], None, None),
-    "init": ({"apiVersion": "1"}, [STATE], HELLO, HELLO),
+    "getCurrentAppState": ({}, [STATE]),
+    "init": ({"apiVersion": "1"}, [STATE]),
     "getCurrentFilteringState": (
         {"forceStartApp": False, "url": URL, "port": 443},
-        [STATE, ("getCurrentFilteringState", {"url": URL, "port": 443, "app": CALLER})],
-        PAGE, NO_PAGE),
+        [STATE, ("getCurrentFilteringState", {"url": URL, "port": 443, "app": CALLER})]),
     "setProtectionStatus": (
-        {"isEnabled": True}, [("setProtectionStatus", {"enabled": True}), STATE], None, None),
+        {"isEnabled": True}, [("setProtectionStatus", {"enabled": True}), STATE]),
     "setFilteringStatus": (
         {"url": URL, "isEnabled": True, "isHttpsEnabled": False},
         [("setHttpFilteringStatus", {"url": URL, "enabled": True}),
-         ("setHttpsFilteringStatus", {"url": URL, "enabled": False}), STATE], None, None),
-    "addRule": (
-        {"ruleText": "||a.example^"}, [STATE, ("addRule", {"ruleText": "||a.example^"})],
-        None, None),
-    "removeRule": (
-        {"ruleText": "||a.example^"}, [STATE, ("removeRule", {"ruleText": "||a.example^"})],
-        None, None),
-    "removeCustomRules": (
-        {"url": URL}, [("removeCustomRules", {"url": URL}), STATE], None, None),
+         ("setHttpsFilteringStatus", {"url": URL, "enabled": False}), STATE]),
+    "addRule": (RULE, [STATE, ("addRule", RULE)]),
+    "removeRule": (RULE, [STATE, ("removeRule", RULE)]),
+    "removeCustomRules": ({"url": URL}, [("removeCustomRules", {"url": URL}), STATE]),
     "openOriginalCert": (
-        {"domain": "example.org", "port": 443},
-        [STATE, ("openOriginalCert", {"domain": "example.org", "port": 443, "app": CALLER})],
-        None, None),
-    "reportSite": (
-        {"url": URL, "referrer": "", "userAgent": "A/1"},
-        [STATE, ("reportSite", {"url": URL, "referrer": "", "userAgent": "A/1"})],
-        {"reportUrl": "https://reports.example.org/1"}, {"reportUrl": ""}),
-    "openFilteringLog": ({}, [STATE, ("openFilteringLog", None)], None, None),
-    "openSettings": ({}, [STATE, ("openSettings", None)], None, None),
-    "updateApp": ({}, [STATE, ("updateApp", None)], None, None),
+        CERTIFICATE, [STATE, ("openOriginalCert", CERTIFICATE | {"app": CALLER})]),
+    "reportSite": (REPORT, [STATE, ("reportSite", REPORT)]),
+    "openFilteringLog": ({}, [STATE, ("openFilteringLog", None)]),
+    "openSettings": ({}, [STATE, ("openSettings", None)]),
+    "updateApp": ({}, [STATE, ("updateApp", None)]),
 }
+# What is in the reply, and what there is when the main application says nothing of use.
+RESULTS = {"init": HELLO, "getCurrentFilteringState": PAGE,
+           "reportSite": {"reportUrl": "https://reports.example.org/1"}}
+NO_RESULTS = {"init": HELLO, "getCurrentFilteringState": NO_PAGE, "reportSite": {"reportUrl": ""}}
 CHANGES = {"setProtectionStatus", "setFilteringStatus", "removeCustomRules"}
 
 
@@ -95,7 +90,7 @@ class Commands(unittest.TestCase):
     def play(self, application, host, announces=False):
         """Each command once: its outcome, its state, and what the main application took for it.
         Where it refuses a change as nobody understands it, it has to be told to announce one."""
-        for kind, (parameters, *_) in COMMANDS.items():
+        for kind, (parameters, _) in COMMANDS.items():
             host.send(request(kind, "r", parameters))
             if kind in CHANGES and announces:
                 while not select.select([host.process.stdout], [], [], 0.05)[0]:
@@ -111,8 +106,8 @@ class Commands(unittest.TestCase):
         host = self.enterContext(Host())
         for kind, seen, state, records in self.play(self.start(), host):
             with self.subTest(kind):
-                _, wanted, parameters, _ = COMMANDS[kind]
-                self.assertEqual(seen, text(["ok", None, parameters]))
+                wanted = COMMANDS[kind][1]
+                self.assertEqual(seen, text(["ok", None, RESULTS.get(kind)]))
                 self.assertEqual(text(records[:len(wanted)]), text(wanted))
                 self.assertTrue(state["isRunning"] and state["isProtectionEnabled"])
                 self.assertEqual(state["locale"], "de")
@@ -123,7 +118,7 @@ class Commands(unittest.TestCase):
         host = self.enterContext(Host())
         for kind, seen, _, records in self.play(self.start("error No window"), host):
             with self.subTest(kind):
-                parameters = COMMANDS[kind][3] if kind == "init" else None
+                parameters = HELLO if kind == "init" else None
                 self.assertEqual(seen, text(["error", error, parameters]))
                 self.assertEqual(text(records), text(COMMANDS[kind][1][:1]))
 
@@ -133,7 +128,7 @@ class Commands(unittest.TestCase):
             host = self.enterContext(Host())
             for kind, seen, state, _ in self.play(application, host, fault == "string-error x"):
                 with self.subTest(kind, fault=fault):
-                    self.assertEqual(seen, text(["ok", None, COMMANDS[kind][3]]))
+                    self.assertEqual(seen, text(["ok", None, NO_RESULTS.get(kind)]))
                     self.assertEqual((state["isRunning"], state["locale"]), (True, "en"))
             application.kill()
 
@@ -150,7 +145,8 @@ class Commands(unittest.TestCase):
                     with self.subTest(kind, fault=fault):
                         only_state = COMMANDS[kind][1] == [STATE]
                         answer = ["ok", None] if only_state else ["error", TIMEOUT]
-                        self.assertEqual(outcome(reply.result()), text(answer + [COMMANDS[kind][3]]))
+                        answer.append(NO_RESULTS.get(kind))
+                        self.assertEqual(outcome(reply.result()), text(answer))
                         self.assertEqual(reply.result()["appState"]["isRunning"], kind in CHANGES)
             application.kill()
 
@@ -261,10 +257,12 @@ class Link(unittest.TestCase):
         steps = ["after-lock", "after-read", "after-truncate", "after-unlock", "reply-opened",
                  "reply-locked", "reply-half", "reply-written", "reply-unlocked", "reply-posted"]
         hosts = {step: self.enterContext(Host()) for step in steps}
+        requests = self.container.folder / "Data/ExchangeRequestContainer.data"
         for step, host in hosts.items():
             with MainApplication("--fault", f"die {step}") as application:
                 host.send(request("getCurrentAppState", step))
-                application.wait()
+                self.assertEqual(application.wait(), -signal.SIGKILL)
+                self.assertEqual(requests.stat().st_size > 0, step in steps[:2], step)
         lost = []
         for step, host in hosts.items():
             reply = receive(host, step)
@@ -280,7 +278,3 @@ class Link(unittest.TestCase):
         self.assertNotIn("reply-posted", lost)
         self.assertEqual([path.name for path in (self.container.folder / "Data").iterdir()
                           if path.name.startswith("ExchangeRes") and path.stat().st_size], [])
-
-
-if __name__ == "__main__":
-    unittest.main()

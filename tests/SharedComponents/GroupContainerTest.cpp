@@ -1,23 +1,13 @@
+#include "SharedComponents/GroupContainer.h"
+
 #include <gtest/gtest.h>
 
-#include "SharedComponents/ExtensionBrowserApi/ExtensionBrowserApiConstants.h"
-#include "SharedComponents/GroupContainer.h"
 #include "tests/Support/TemporaryFolder.h"
 
 namespace corvane {
 namespace {
 
-namespace api = ExtensionBrowserApiConstants;
 namespace fs = std::filesystem;
-
-TEST(Vocabulary, EachWordStandsForItsCaseAndNothingElse) {
-  EXPECT_EQ(api::rawValue(api::apiCommandOpenOriginalCert), "openOriginalCert");
-  EXPECT_EQ(api::commandFromRawValue("updateApp"), api::apiCommandUpdateApp);
-  EXPECT_EQ(api::browserApiCommandParam(api::ApiCommandParam::error), "error");
-  EXPECT_EQ(api::certStatusFromRawValue("notfound"), api::CertStatus::notfound);
-  for (const char* wrong : {"AppState", " appState", "getCurrentAppState", ""})
-    EXPECT_FALSE(api::commandFromRawValue(wrong)) << wrong;
-}
 
 TEST(GroupContainer, MakesFoldersOnceAndAFailureStands) {
   const testing::TemporaryFolder folder;
