@@ -128,14 +128,15 @@ class RunningApplicationsTest : public ::testing::Test {
 
 TEST_F(RunningApplicationsTest, RunsWhileItIsAliveAndItsLockIsHeld) {
   const pid_t first = start();
-  EXPECT_EQ(count(app_), 1);
   const pid_t second = startHandingOn();
   EXPECT_EQ(count(app_), 2);
   EXPECT_EQ(applications_.applicationOf(second).value().bundleIdentifier, app_);
   EXPECT_FALSE(applications_.applicationOf(::getpid()));
   EXPECT_EQ(count("com.example.other") + count("../Applications/com.example.app"), 0);
-  for (const pid_t process : {first, second}) kill(process);
-  EXPECT_EQ(count(app_), 0) << "a file left over; and a lock that the dead process had handed on";
+  kill(first);
+  EXPECT_EQ(count(app_), 1) << "a file left over";
+  kill(second);
+  EXPECT_EQ(count(app_), 0) << "a lock that the dead process had handed on";
 }
 
 TEST_F(RunningApplicationsTest, OnlyLockedFilesOfTheAgreedNameCount) {
@@ -146,9 +147,8 @@ TEST_F(RunningApplicationsTest, OnlyLockedFilesOfTheAgreedNameCount) {
   }
   lock(folder_.path() / "elsewhere");
   fs::create_symlink(folder_.path() / "elsewhere", registry_ / (own_ + ".1111111111111111"));
-  fs::create_directory(registry_ / (own_ + ".2222222222222222"));
-  ASSERT_EQ(::mkfifo((registry_ / (own_ + ".3333333333333333")).c_str(), 0600), 0);
-  testing::writeFile(registry_ / (own_ + ".4444444444444444"), "not locked");
+  ASSERT_EQ(::mkfifo((registry_ / (own_ + ".2222222222222222")).c_str(), 0600), 0);
+  testing::writeFile(registry_ / (own_ + ".3333333333333333"), "not locked");
   EXPECT_EQ(count(app_), 0);
   lock(registry_ / (own_ + digits_));
   EXPECT_EQ(count(app_), 1);
@@ -195,18 +195,17 @@ TEST_F(RunningApplicationsTest, ARegistrationThatIsGivenBackHasEndedBeforeTheNex
 }
 
 TEST_F(RunningApplicationsTest, RegistersWithALockedFileAndRemovesWhatDeadInstancesLeft) {
-  const pid_t living = start();
-  const pid_t gone = start();
-  kill(gone);
-  const std::string ofGone = std::to_string(gone);
-  const std::string beingMade = "." + std::to_string(living) + ".1111111111111111";
-  for (const std::string& name : {"." + ofGone + ".2222222222222222", beingMade,
-                                  std::string("notes"), own_ + ".3333333333333333"}) {
+  const std::string living = std::to_string(start());
+  const pid_t dead = start();
+  kill(dead);
+  const std::string fifo = std::to_string(dead) + ".1111111111111111";
+  ASSERT_EQ(::mkfifo((registry_ / fifo).c_str(), 0600), 0);
+  const std::string beingMade = "." + living + ".1111111111111111";
+  const std::set<std::string> kept = {living + digits_, beingMade, "notes", fifo};
+  for (const std::string& name : {beingMade, std::string("notes"), own_ + ".2222222222222222",
+                                  "." + std::to_string(dead) + ".3333333333333333"}) {
     testing::writeFile(registry_ / name, "");
   }
-  ASSERT_EQ(::mkfifo((registry_ / (ofGone + ".4444444444444444")).c_str(), 0600), 0);
-  const std::set<std::string> kept = {std::to_string(living) + digits_, beingMade, "notes",
-                                      ofGone + ".4444444444444444"};
   {
     const auto registration = ApplicationRegistration::make(container_, app_, applicationsCenter_);
     ASSERT_TRUE(registration);

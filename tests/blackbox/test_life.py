@@ -36,21 +36,15 @@ if os.geteuid() == 0:
 
 
 class Leaving(unittest.TestCase):
-    def test_input_that_has_ended_before_the_start(self):
-        Container()
-        begin = time.monotonic()
-        with Host(stdin=subprocess.DEVNULL) as host:
-            self.assertEqual((host.wait(), host.process.stdout.read(), host.errors()), (0, b"", ""))
-        self.assertLess(time.monotonic() - begin, SLICE - 1)
-
-    def test_end_of_input_while_idle_does_not_wait_for_the_slice(self):
+    def test_the_end_of_input_is_not_waited_for(self):
         container = Container()
+        begin = time.monotonic()
+        with Host(stdin=subprocess.DEVNULL) as host:  # it has ended before the start
+            self.assertEqual((host.wait(), host.process.stdout.read(), host.errors()), (0, b"", ""))
         with Host() as host:
             host.ask("init", "1")
-            begin = time.monotonic()
-            self.assertEqual(host.finish(), (0, b""))
-            self.assertLess(time.monotonic() - begin, 2)
-            self.assertEqual(host.errors(), "")
+            self.assertEqual((host.finish(), host.errors()), ((0, b""), ""))
+        self.assertLess(time.monotonic() - begin, SLICE - 1)
         self.assertFalse([path for path in container.folder.rglob("*") if path.is_socket()])
 
     def test_browser_that_does_not_read_cannot_hold_the_host(self):
@@ -77,14 +71,15 @@ class Starting(unittest.TestCase):
                 self.assertEqual((status, host.errors()), (0, ""))
                 self.assertEqual(bool(rest), not closed[0] and not closed[1])
 
-    def test_the_environment_is_not_read(self):
-        container = Container()
+    def test_the_environment_is_not_read_and_any_level_is_taken(self):
+        container = Container(2**32 - 1)
         elsewhere = container.folder.parents[3] / "elsewhere"
         variables = ("HOME", "XDG_DATA_HOME", "XDG_CONFIG_HOME", "TMPDIR", "PWD")
         with Host(env=dict.fromkeys(variables, str(elsewhere))) as host:
             host.send(b"bad", STATE)
-            host.receive()
-        self.assertEqual((len(container.log()), elsewhere.exists()), (1, False))
+            self.assertEqual(host.receive()["result"], "ok")
+        self.assertTrue(container.log())
+        self.assertFalse(elsewhere.exists())
 
     def test_what_stops_the_start(self):
         resource.setrlimit(resource.RLIMIT_CORE, (resource.getrlimit(resource.RLIMIT_CORE)[1],) * 2)
@@ -96,13 +91,6 @@ class Starting(unittest.TestCase):
                 self.assertEqual((ended.si_code, ended.si_status), (os.CLD_KILLED, signal.SIGABRT))
                 self.assertEqual(host.process.stdout.read(), b"")
                 self.assertRegex(host.errors(), r"\Acorvane-nm: .+\n")
-
-    def test_levels_that_are_accepted(self):
-        for level in (0, 7, 31, 2**32 - 1):
-            Container(level)
-            with self.subTest(level=level), Host() as host:
-                self.assertEqual(host.ask("getCurrentAppState", "1")["result"], "ok")
-                self.assertEqual(host.finish(), (0, b""))
 
 
 class Logging(unittest.TestCase):
