@@ -5,7 +5,9 @@
 #include <algorithm>
 #include <cerrno>
 
-#include "tests/Support/ArchiveSamples.h"
+#include "Base/ErrorObject.h"
+#include "SharedComponents/ExtensionBrowserApi/EBAAppStateResponse.h"
+#include "SharedComponents/ExtensionBrowserApi/EBACurrentFilteringStateResponse.h"
 #include "tests/Support/LogCollector.h"
 #include "tests/Support/TemporaryFolder.h"
 
@@ -13,6 +15,7 @@ namespace corvane {
 namespace {
 
 namespace fs = std::filesystem;
+const fs::path samples = fs::path(TEST_SAMPLES) / "archives";
 using testing::contentOf;
 using testing::takeLogTexts;
 using testing::writeFile;
@@ -185,7 +188,7 @@ TEST_F(ExchangeBufferTest, WhatIsNoRecordIsThrownAwayOrLeftAlone) {
     return contentOf(path_);
   };
   const auto malformed = [&](const std::string& name) {
-    return contentOf(testing::archiveSamples / "malformed" / name);
+    return contentOf(samples / "malformed" / name);
   };
   EXPECT_EQ(after("abc"), "");
   EXPECT_EQ(after(malformed("length-only.data")), "");
@@ -196,9 +199,9 @@ TEST_F(ExchangeBufferTest, WhatIsNoRecordIsThrownAwayOrLeftAlone) {
   EXPECT_EQ(after(noBytes), noBytes);
   EXPECT_TRUE(takeLogTexts().back().starts_with(
       "1 (SharedResources: getExchange(key:with:)) Can't convert exchange object to dictionary: "));
-  writeFile(path_, contentOf(testing::archiveSamples / "golden/macos-after-rubbish.data"));
+  writeFile(path_, contentOf(samples / "golden/macos-after-rubbish.data"));
   EXPECT_EQ(takenName(std::nullopt), "addRule");
-  writeFile(path_, contentOf(testing::archiveSamples / "golden/mixed-three.data"));
+  writeFile(path_, contentOf(samples / "golden/mixed-three.data"));
   int records = 0;
   while (takenName(std::nullopt)) ++records;
   EXPECT_EQ(records, 3);

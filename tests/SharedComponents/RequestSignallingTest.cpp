@@ -49,15 +49,6 @@ TEST_F(RequestSignallingTest, HandlersAreReplacedKeptAndRemoved) {
   EXPECT_FALSE(signalling_.handler(name));
 }
 
-TEST_F(RequestSignallingTest, AReplyEndsTheWaitAndNothingElseDoes) {
-  application_.observe("com.example.app.DARWIN_NOTIFICATION.exchange", [this] { answer("42"); });
-  EXPECT_TRUE(signalling_.sendRequest(exchange, "42"));
-  application_.stopObserving("com.example.app.DARWIN_NOTIFICATION.exchange");
-  RequestSignalling impatient(center_, {handlers_, requests_}, "com.example.app", 20ms);
-  EXPECT_FALSE(impatient.sendRequest(exchange, "42"));
-  EXPECT_TRUE(impatient.sendRequest(exchange, ""));
-}
-
 TEST_F(RequestSignallingTest, RequestsTakeTurnsAndAnyReplyOfTheProcessEndsTheWait) {
   const RequestSignalling::ReplyListener other(signalling_, exchange, "other");
   std::promise<void> posted;
