@@ -32,18 +32,6 @@ class Pushes(unittest.TestCase):
             host.send(b"bad", STATE)  # the line of the first waits for the change before it
             host.receive()
 
-    def test_the_state_is_pushed_once_for_each_announcement(self):
-        with contextlib.ExitStack() as stack:
-            (host,) = self.start(stack)
-            self.app_state.post()
-            self.app_state.post()
-            replies = [host.receive() for _ in range(2)]
-            replies.append(host.ask("getCurrentAppState", "mine"))
-            self.assertEqual(host.finish(), (0, b""))
-        self.assertEqual([(reply["requestId"], reply["id"], reply["result"]) for reply in replies],
-                         [(PUSH, "1", "ok"), (PUSH, "2", "ok"), ("mine", "3", "ok")])
-        self.assertEqual(list(self.app_state.folder.glob("*.*")), [])
-
     def test_the_level_is_applied_at_once(self):
         with contextlib.ExitStack() as stack:
             (host,) = self.start(stack)
