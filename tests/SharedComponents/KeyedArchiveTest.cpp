@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <limits>
 #include <set>
 
@@ -254,33 +253,6 @@ TEST(KeyedArchive, LimitsHoldForWriterAndReader) {
   Dictionary sharing;  // 100,000 bytes in the archive, 100 million when unfolded
   for (int i = 0; i < 1000; ++i) sharing.append(std::to_string(i), std::string(100000, 'x'));
   EXPECT_NE(refusal(archiveOf(sharing)).find("too long"), std::string::npos);
-}
-
-/// Whether the shell can run `command`.
-bool runs(const std::string& command) {
-  return std::system(command.c_str()) == 0;  // NOLINT(concurrency-mt-unsafe): a test has one thread
-}
-
-/// Reads what the manifest says of the archives that JSON can express, written by us, each as
-/// N.archive beside its N.json.
-TEST(KeyedArchive, FoundationOfGnustepSeesTheSame) {
-  if (!runs("gnustep-config --base-libs >/dev/null 2>&1")) GTEST_SKIP() << "no GNUstep";
-  const testing::TemporaryFolder folder;
-  int count = 0;
-  for (const JsonValue& entry : soundArchives()) {
-    const JsonObject& expected = entry.at("expected").as_object();
-    const std::string json = serializeJson(expected).value();
-    if (json.find("\"$") != std::string::npos) continue;
-    const std::string path = folder.path() / std::to_string(count++);
-    testing::writeFile(path + ".json", json);
-    testing::writeFile(path + ".archive", archiveOf(dictionaryOf(expected)));
-  }
-  EXPECT_GE(count, 25);
-  const std::string program = "'" + folder.path().string() + "/compare'";
-  ASSERT_TRUE(runs("gcc $(gnustep-config --objc-flags) -MF /dev/null '" TEST_SAMPLES
-                   "/archives/compare.m' -o " +
-                   program + " $(gnustep-config --base-libs)"));
-  EXPECT_TRUE(runs(program + " '" + folder.path().string() + "'"));
 }
 
 TEST(ErrorObject, DescribesItselfAsThePlatformDoes) {
