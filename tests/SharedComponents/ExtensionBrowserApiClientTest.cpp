@@ -174,5 +174,20 @@ TEST_F(ExtensionBrowserApiClientTest, NobodyIsCalledWhenTheRequestIsRefusedOrThe
   EXPECT_EQ(left("ExchangeRequestContainer"), "");
 }
 
+TEST_F(ExtensionBrowserApiClientTest, RequestsTakeTurnsAndAnyReplyOfTheProcessEndsTheWait) {
+  constexpr auto exchange = RequestResponseName::exchange;
+  const RequestSignalling::ReplyListener other(patient_.signalling, exchange, "other");
+  std::promise<void> posted;
+  application_.center.observe(requests, [&posted, first = true]() mutable {
+    if (std::exchange(first, false)) posted.set_value();
+  });
+  auto waiting = std::async(std::launch::async,
+                            [&] { return patient_.signalling.sendRequest(exchange, "42"); });
+  posted.get_future().wait();
+  EXPECT_FALSE(patient_.waiting.drain(0ms));
+  application_.center.post(requests + ".other");
+  EXPECT_TRUE(waiting.get());
+}
+
 }  // namespace
 }  // namespace corvane

@@ -252,10 +252,9 @@ class MainApp(unittest.TestCase):
                 self.app.command(f"fault {wrong}")
 
     def test_the_end(self):
-        ends = [lambda: self.app.command("quit"), lambda: self.app.process.stdin.close()]
-        ends += [lambda number=number: self.app.process.send_signal(number)
-                 for number in (signal.SIGTERM, signal.SIGINT)]
-        for end in ends:
+        for end in (lambda: self.app.command("quit"), lambda: self.app.process.stdin.close(),
+                    lambda: self.app.process.send_signal(signal.SIGTERM),
+                    lambda: self.app.process.send_signal(signal.SIGINT)):
             end()
             self.assertEqual((self.app.wait(), self.app.errors()), (0, ""))
             self.assertEqual([*self.container.folder.glob(f"*/*/{self.app.pid}.*")], [])

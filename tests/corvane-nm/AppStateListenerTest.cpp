@@ -43,6 +43,8 @@ TEST_F(AppStateListenerTest, ASignalBeforeTheWaitIsForgotten) {
   EXPECT_TRUE(ownerHearsIt());
   listener.returnAppStateListener();
   EXPECT_TRUE(ownerHearsIt()) << "nothing is remembered: nothing changes";
+  signalling_.setHandler(RequestResponseName::appState, {});
+  EXPECT_FALSE(signalling_.handler(RequestResponseName::appState));
 }
 
 TEST_F(AppStateListenerTest, TheSignalWakesAllWhoWaitAndThenGoesToItsOwner) {

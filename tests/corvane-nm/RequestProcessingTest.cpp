@@ -167,13 +167,5 @@ TEST_F(RequestProcessingTest, ReadsTheStateOfAMainApplicationThatIsSilentOrFails
   EXPECT_EQ(reply_.at("parameters").at("isValidatedOnHost"), false);
 }
 
-TEST(ResponseStatus, OkIsOkAndErrorsAreComparedByWhatTheyCarry) {
-  using Status = ResponseStatus;
-  EXPECT_EQ(Status::ok(), Status::ok("text"));
-  EXPECT_EQ(Status::error("a"), Status::error("a"));
-  EXPECT_FALSE(Status::error("a") == Status::error(ErrorCode::other("a")));
-  EXPECT_FALSE(Status::ok() == Status::error({}));
-}
-
 }  // namespace
 }  // namespace corvane::RequestProcessing
