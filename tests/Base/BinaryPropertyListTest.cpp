@@ -80,13 +80,6 @@ TEST(BinaryPropertyList, BoundsDepthAndWorkButNotSharing) {
   EXPECT_NE(refusal(propertyListOf(overlapping)), "");
 }
 
-TEST(BinaryPropertyList, KeepsUnpairedSurrogates) {
-  // Trailing before leading, a pair, a leading one at the end.
-  const std::string list = propertyListOf({"\x65\xDC\x00\xD8\x00\xD8\x3D\xDE\x00\xDB\xFF"s});
-  EXPECT_EQ(BinaryPropertyList::open(bytesOf(list))->top().text(),
-            "\xED\xB0\x80\xED\xA0\x80\xF0\x9F\x98\x80\xED\xAF\xBF");
-}
-
 TEST(BinaryPropertyList, FindsByKeyWithEveryWidth) {
   for (unsigned width = 1; width <= 8; ++width) {
     std::string top = "\xD3";

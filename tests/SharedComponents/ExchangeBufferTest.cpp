@@ -201,11 +201,6 @@ TEST_F(ExchangeBufferTest, WhatIsNoRecordIsThrownAwayOrLeftAlone) {
       "1 (SharedResources: getExchange(key:with:)) Can't convert exchange object to dictionary: "));
   writeFile(path_, contentOf(samples / "golden/macos-after-rubbish.data"));
   EXPECT_EQ(takenName(std::nullopt), "addRule");
-  writeFile(path_, contentOf(samples / "golden/mixed-three.data"));
-  int records = 0;
-  while (takenName(std::nullopt)) ++records;
-  EXPECT_EQ(records, 3);
-  EXPECT_EQ(contentOf(path_), "");
 }
 
 TEST_F(ExchangeBufferTest, OnlyRegisteredClassesAndErrorsAreRead) {

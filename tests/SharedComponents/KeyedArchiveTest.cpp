@@ -150,6 +150,10 @@ TEST(KeyedArchive, MalformedArchivesAreRefused) {
 }
 
 TEST(KeyedArchive, OneWrongPieceIsRefusedOrForgiven) {
+  const char error[] = "macos-reply-removeRule-error.archive";
+  const char state[] = "macos-reply-appState.archive";
+  const char bare[] = "macos-reply-openSettings-error-bare.archive";
+  const std::string uids = "\x80\0\x80\x0A"s;  // no user info, and the domain
   const struct {
     const char* file;
     std::string piece, instead;
@@ -157,33 +161,26 @@ TEST(KeyedArchive, OneWrongPieceIsRefusedOrForgiven) {
   } cases[] = {
       // An unknown class below one of Foundation's, and one below a record's.
       {"macos-mutable.archive", "NSMutableDictionary", "NSUnknownDictionary", ""},
-      {"macos-reply-appState.archive", "EBAAppStateResponse", "EBAAppStateResponsX", "not allowed"},
-      {"macos-reply-appState.archive", "$classname", "$classnamX", "no name"},
-      {"macos-reply-appState.archive", "$class", "$clasX", "no class"},
-      {"macos-reply-appState.archive", "isProtectionEnabled", "isProtectionEnableX", ""},
-      {"macos-reply-removeRule-error.archive", "NSDomain", "NSDomaiX", "no domain"},
-      {"macos-reply-removeRule-error.archive", "NSCode", "NSCodX", ""},
-      {"macos-reply-removeRule-error.archive", "NS.keys", "NS.keyX", "lacks"},
-      {"macos-reply-removeRule-error.archive", "NSError", "NSErroX", "not allowed"},
+      {state, "EBAAppStateResponse", "EBAAppStateResponsX", "not allowed"},
+      {state, "$classname", "$classnamX", "no name"},
+      {state, "$class", "$clasX", "no class"},
+      {state, "isProtectionEnabled", "isProtectionEnableX", ""},
+      {error, "NSDomain", "NSDomaiX", "no domain"},
+      {error, "NSCode", "NSCodX", ""},
+      {error, "NS.keys", "NS.keyX", "lacks"},
+      {error, "NSError", "NSErroX", "not allowed"},
       {"macos-reply-updateApp-error-underlying.archive", "NSURL", "NSURX", ""},
       {"macos-null-text.archive", "NS.string", "NS.strinX", "no text"},
       {"macos-one.data", "NSKeyedArchiver", "XXKeyedArchiver", "keyed archiver"},
       {"macos-one.data", "Tname", "Tnamx", "no exchange record"},
       {"macos-one.data", "Tbody", "Tbodx", ""},
-      // In place of "no user info" and the domain: the error itself, the body, a text; no domain,
-      // no
-      // object, no UID.
-      {"macos-reply-openSettings-error-bare.archive", "\x80\0\x80\x0A"s, "\x80\x09\x80\x0A",
-       "themselves"},
-      {"macos-reply-openSettings-error-bare.archive", "\x80\0\x80\x0A"s, "\x80\x07\x80\x0A",
-       "themselves"},
-      {"macos-reply-openSettings-error-bare.archive", "\x80\0\x80\x0A"s, "\x80\x0A\x80\x0A", ""},
-      {"macos-reply-openSettings-error-bare.archive", "\x80\0\x80\x0A"s, "\x80\0\x80\0"s,
-       "no text"},
-      {"macos-reply-openSettings-error-bare.archive", "\x80\0\x80\x0A"s, "\x80\xFF\x80\x0A",
-       "no object"},
-      {"macos-reply-openSettings-error-bare.archive", "\x80\0\x80\x0A"s, "\x09\x09\x80\x0A",
-       "user info"},
+      // In their place: the error itself, the body, a text; no domain, no object, no UID.
+      {bare, uids, "\x80\x09\x80\x0A", "themselves"},
+      {bare, uids, "\x80\x07\x80\x0A", "themselves"},
+      {bare, uids, "\x80\x0A\x80\x0A", ""},
+      {bare, uids, "\x80\0\x80\0"s, "no text"},
+      {bare, uids, "\x80\xFF\x80\x0A", "no object"},
+      {bare, uids, "\x09\x09\x80\x0A", "user info"},
   };
   for (const auto& c : cases) {
     std::string bytes = sample(c.file);
@@ -223,7 +220,7 @@ TEST(KeyedArchive, AllKindsComeBackAsTheyWere) {
       {"nan", std::numeric_limits<double>::quiet_NaN()},
       {"2^63", std::uint64_t{1} << 63},
       {"fits", std::uint64_t{INT64_MAX}},
-      {"text", "\xED\xB0\x80 \xF0\x9F\x98\x80 \xED\xAF\xBF"s + '\0'},
+      {"text", "\xED\xB0\x80\xED\xA0\x80\xF0\x9F\x98\x80\xED\xAF\xBF"s + '\0'},
       {"empty", Dictionary{}},
       {"error", ErrorObject{"$null", -1, Dictionary{{"NSUnderlyingError", inner}, {"n", 7}}}},
       {"state", EBAAppStateResponse{true, "$null"}.record()},

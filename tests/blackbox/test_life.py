@@ -1,6 +1,5 @@
 """How the host starts, what it logs, and how it ends."""
 
-import contextlib
 import itertools
 import os
 import resource
@@ -121,12 +120,11 @@ class Logging(unittest.TestCase):
 
     def test_eight_hosts_share_one_log(self):
         container = Container()
-        with contextlib.ExitStack() as stack:
-            hosts = [stack.enter_context(Host()) for _ in range(8)]
-            for host in hosts:
-                host.send(*[b"bad"] * 50)
-            for host in hosts:
-                host.ask("init", "1")
+        hosts = [self.enterContext(Host()) for _ in range(8)]
+        for host in hosts:
+            host.send(*[b"bad"] * 50)
+        for host in hosts:
+            host.ask("init", "1")
         self.assertEqual(len(container.log()), 400)
         self.assertEqual(len(list(container.logs.iterdir())), 1)
 

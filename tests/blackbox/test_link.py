@@ -136,18 +136,18 @@ class Commands(unittest.TestCase):
         """Silent, or under the name or identifier of another; one host for each, side by side."""
         for fault in ("silent", "name addRule?", "id X"):
             application = self.start(fault)
-            with contextlib.ExitStack() as stack:
-                hosts = {kind: stack.enter_context(Host()) for kind in COMMANDS}
-                with concurrent.futures.ThreadPoolExecutor(len(hosts)) as pool:
-                    replies = {kind: pool.submit(ask, host, kind, COMMANDS[kind][0])
-                               for kind, host in hosts.items()}
-                for kind, reply in replies.items():
-                    with self.subTest(kind, fault=fault):
-                        only_state = COMMANDS[kind][1] == [STATE]
-                        answer = ["ok", None] if only_state else ["error", TIMEOUT]
-                        answer.append(NO_RESULTS.get(kind))
-                        self.assertEqual(outcome(reply.result()), text(answer))
-                        self.assertEqual(reply.result()["appState"]["isRunning"], kind in CHANGES)
+            hosts = {kind: self.enterContext(Host()) for kind in COMMANDS}
+            with concurrent.futures.ThreadPoolExecutor(len(hosts)) as pool:
+                replies = {kind: pool.submit(ask, host, kind, COMMANDS[kind][0])
+                           for kind, host in hosts.items()}
+            for kind, host in hosts.items():
+                with self.subTest(kind, fault=fault):
+                    reply = replies[kind].result()
+                    only_state = COMMANDS[kind][1] == [STATE]
+                    answer = ["ok", None] if only_state else ["error", TIMEOUT]
+                    self.assertEqual(outcome(reply), text([*answer, NO_RESULTS.get(kind)]))
+                    self.assertEqual(reply["appState"]["isRunning"], kind in CHANGES)
+                host.finish()
             application.kill()
 
 

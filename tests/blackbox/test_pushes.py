@@ -1,6 +1,5 @@
 """What the main application sets off by its notifications."""
 
-import contextlib
 import signal
 import unittest
 
@@ -16,8 +15,8 @@ class Pushes(unittest.TestCase):
         self.app_state = Observers(self.container, "appState")
         self.app_reconfig = Observers(self.container, "appReconfig")
 
-    def start(self, stack, count=1):
-        hosts = [stack.enter_context(Host()) for _ in range(count)]
+    def start(self, count):
+        hosts = [self.enterContext(Host()) for _ in range(count)]
         for observers in (self.app_state, self.app_reconfig):
             observers.wait_for(count)
         return hosts
@@ -33,29 +32,27 @@ class Pushes(unittest.TestCase):
             host.receive()
 
     def test_the_level_is_applied_at_once(self):
-        with contextlib.ExitStack() as stack:
-            (host,) = self.start(stack)
-            self.reconfigure([host], 15)
-            self.app_state.post()
-            host.receive()
-            host.send(b"worse", STATE)
-            host.receive()
-            for line in ("listen()) Message len: 5bytes",
-                         "raiseAppSate()) Response sending (count: 4)"):
-                self.assertIn(f"(main: {line}", self.container.log())
-            lines = len(self.container.log())
-            self.reconfigure([host], 0)  # leaves it as it is
-            self.assertGreater(len(self.container.log()), lines + 5)
-            self.container.write_settings({"DefaultsKeyLogLevel": -1})
-            self.app_reconfig.post()
-            self.assertEqual(host.wait(), -signal.SIGABRT)
+        (host,) = self.start(1)
+        self.reconfigure([host], 15)
+        self.app_state.post()
+        host.receive()
+        host.send(b"worse", STATE)
+        host.receive()
+        for line in ("listen()) Message len: 5bytes",
+                     "raiseAppSate()) Response sending (count: 4)"):
+            self.assertIn(f"(main: {line}", self.container.log())
+        lines = len(self.container.log())
+        self.reconfigure([host], 0)  # leaves it as it is
+        self.assertGreater(len(self.container.log()), lines + 5)
+        self.container.write_settings({"DefaultsKeyLogLevel": -1})
+        self.app_reconfig.post()
+        self.assertEqual(host.wait(), -signal.SIGABRT)
 
     def test_eight_hosts_that_are_reconfigured_together_begin_one_file(self):
-        with contextlib.ExitStack() as stack:
-            hosts = self.start(stack, 8)
-            for host in hosts:
-                host.send(b"bad", STATE)
-                host.receive()
-            files = len(list(self.container.logs.iterdir()))
-            self.reconfigure(hosts, 7)
-            self.assertEqual((files, len(list(self.container.logs.iterdir()))), (1, 2))
+        hosts = self.start(8)
+        for host in hosts:
+            host.send(b"bad", STATE)
+            host.receive()
+        files = len(list(self.container.logs.iterdir()))
+        self.reconfigure(hosts, 7)
+        self.assertEqual((files, len(list(self.container.logs.iterdir()))), (1, 2))
