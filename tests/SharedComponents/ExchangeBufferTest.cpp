@@ -21,17 +21,14 @@ using testing::takeLogTexts;
 using testing::writeFile;
 
 /// The real calls, of which one fails.
-class FailingCalls : public Platform::SystemCalls {
- public:
+struct FailingCalls : Platform::SystemCalls {
   /// Lets the call number `number` from now on, counted from 1, fail with `error`; with 0 it
   /// transfers only a part of the bytes.
   void failAt(int number, int error) {
     left_ = number;
     error_ = error;
-    hasFired_ = false;
+    hasFired = false;
   }
-  [[nodiscard]] bool hasFired() const { return hasFired_; }
-
   int open(const char* path, int flags, mode_t mode) override {
     return fires() ? -1 : SystemCalls::open(path, flags, mode);
   }
@@ -59,17 +56,18 @@ class FailingCalls : public Platform::SystemCalls {
     return fires() ? -1 : result;
   }
 
+  bool hasFired = false;
+
  private:
   bool fires() {
     if (--left_ != 0) return false;
-    hasFired_ = true;
+    hasFired = true;
     errno = error_;
     return true;
   }
 
   int left_ = 0;
   int error_ = 0;
-  bool hasFired_ = false;
 };
 
 class ExchangeBufferTest : public ::testing::Test {
@@ -85,7 +83,6 @@ class ExchangeBufferTest : public ::testing::Test {
     const auto record = buffer_.getExchange("k", id);
     return record ? std::optional(record->name) : std::nullopt;
   }
-  [[nodiscard]] bool isLockFree() const { return VCLFileLocker(path_).lock(); }
 
   testing::TemporaryFolder folder_;
   const fs::path path_ = folder_.path() / "k.data";
@@ -241,13 +238,13 @@ TEST_F(ExchangeBufferTest, AFailingCallLeavesTheOldOrTheNewAndNoLock) {
         writeFile(path_, operation.before);
         calls_.failAt(call, error);
         const bool success = operation.run();
-        if (!calls_.hasFired()) break;
+        if (!calls_.hasFired) break;
         ++injected;
         const std::string where = operation.name + std::string(", call ") + std::to_string(call) +
                                   ", error " + std::to_string(error);
         const std::string found = contentOf(path_);
         EXPECT_TRUE(found == operation.before || found == operation.after) << where;
-        EXPECT_TRUE(isLockFree()) << where;
+        EXPECT_TRUE(VCLFileLocker(path_).lock()) << where;
         EXPECT_EQ(success, !operation.saysWhetherItChanged || found == operation.after) << where;
         EXPECT_TRUE(error != EINTR || found == operation.after) << where;
       }

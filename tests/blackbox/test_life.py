@@ -72,6 +72,7 @@ class Starting(unittest.TestCase):
 
     def test_the_environment_is_not_read_and_any_level_is_taken(self):
         container = Container(2**32 - 1)
+        container.folder.chmod(0o755)  # others may look
         elsewhere = container.folder.parents[3] / "elsewhere"
         variables = ("HOME", "XDG_DATA_HOME", "XDG_CONFIG_HOME", "TMPDIR", "PWD")
         with Host(env=dict.fromkeys(variables, str(elsewhere))) as host:
