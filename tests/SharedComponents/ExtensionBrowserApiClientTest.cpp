@@ -178,9 +178,7 @@ TEST_F(ExtensionBrowserApiClientTest, RequestsTakeTurnsAndAnyReplyOfTheProcessEn
   constexpr auto exchange = RequestResponseName::exchange;
   const RequestSignalling::ReplyListener other(patient_.signalling, exchange, "other");
   std::promise<void> posted;
-  application_.center.observe(requests, [&posted, first = true]() mutable {
-    if (std::exchange(first, false)) posted.set_value();
-  });
+  application_.center.observe(requests, [&posted] { posted.set_value(); });
   auto waiting = std::async(std::launch::async,
                             [&] { return patient_.signalling.sendRequest(exchange, "42"); });
   posted.get_future().wait();

@@ -194,15 +194,12 @@ class MainApp(unittest.TestCase):
                          (0, 0))
         self.assertEqual([path.exists() for path in (old, used, young)], [False, True, True])
 
-    def test_announcements(self):
+    def test_announcements_each_of_which_a_host_pushes(self):
         def pushed(is_running):
             push = host.receive()
             self.assertEqual((push["requestId"], push["id"], push["result"]),
                              ("CVN_APP_STATE_RESPONSE_MESSAGE_FAKEID", next(numbers), "ok"))
             self.assertIs(push["appState"]["isRunning"], is_running)
-
-        def announced():  # a host pushes the state once for each
-            pushed(True)
             return time.monotonic()
 
         numbers = map(str, itertools.count(2))
@@ -210,30 +207,34 @@ class MainApp(unittest.TestCase):
         host = self.enterContext(Host())
         host.ask("getCurrentAppState", "s")  # it listens
         self.app.start()
-        announced()
+        pushed(True)
         with MainApplication(expects=None) as second:
             self.assertEqual(second.wait(), 0)
-            announced()
+            pushed(True)
         for command in ("protection off", "rule add x", "rule remove x", "announce"):
             self.app.command(command)
-            announced()
+            pushed(True)
         begin = time.monotonic()
         self.ask("setHttpsFilteringStatus", {"url": "x", "enabled": True})
-        self.assertGreater(announced() - begin, 0.2)
-        self.assertGreater(announced() - begin, 2.2)
+        self.assertGreater(pushed(True) - begin, 0.2)
+        self.assertGreater(pushed(True) - begin, 2.2)
         for command in ("level 15", "announce"):
             self.app.command(command)
-        announced()
+        pushed(True)
         host.send(b"bad", b"bad", STATE)  # the line of the first waits for the change of the level
         self.assertEqual(host.receive()["id"], next(numbers))
         self.assertIn("(main: listen()) Message len: 3bytes", self.container.log())
         settings = plistlib.loads(self.container.settings.read_bytes())
         self.assertEqual(settings, {"DefaultsKeyLogLevel": 15})
+        late = self.enterContext(Host())
+        self.assertTrue(late.ask("getCurrentAppState", "s")["appState"]["isRunning"])
         for _ in range(2):  # an end is pushed at once, a start only when it is announced
             self.app.kill()
             pushed(False)
+            self.assertFalse(late.receive()["appState"]["isRunning"])
             self.app.start()
-            announced()
+            pushed(True)
+            self.assertTrue(late.receive()["appState"]["isRunning"])
         self.assertEqual(host.finish(), (0, b""))
 
     def test_faults_and_their_conditions(self):
