@@ -18,11 +18,7 @@ namespace {
 using Arguments = std::vector<std::string>;
 
 TEST(DesktopEntry, ReadsTheCommandLine) {
-  struct Case {
-    std::string exec;
-    std::optional<Arguments> arguments;
-  };
-  const Case cases[] = {
+  const std::pair<std::string, std::optional<Arguments>> cases[] = {
       {"app", Arguments{"app"}},
       {"  /opt/the\\sapp/bin  --flag\t-x ", Arguments{"/opt/the", "app/bin", "--flag", "-x"}},
       {R"("/opt/the app/bin" "a \\"b\\" \\$c \\\\ d" "")",
@@ -36,11 +32,11 @@ TEST(DesktopEntry, ReadsTheCommandLine) {
       {"", std::nullopt},
       {"%u", std::nullopt},
   };
-  for (const Case& c : cases) {
+  for (const auto& [exec, arguments] : cases) {
     const std::string text =
-        "# none\n[Other]\nExec=wrong\n[Desktop Entry]\nName=The App\nExec = " + c.exec +
+        "# none\n[Other]\nExec=wrong\n[Desktop Entry]\nName=The App\nExec = " + exec +
         "\r\nExec=second\n[Desktop Action new]\nExec=wrong\n";
-    EXPECT_EQ(DesktopEntry::commandLine(text, "/e.desktop"), c.arguments) << c.exec;
+    EXPECT_EQ(DesktopEntry::commandLine(text, "/e.desktop"), arguments) << exec;
   }
   EXPECT_EQ(DesktopEntry::commandLine("Exec=app\n[Desktop Action new]\nExec=app", ""),
             std::nullopt);

@@ -17,7 +17,6 @@ import unittest
 from host import APPLICATION, Container, Host, MainApplication, Observers, request
 
 HOST = "6F9619FF-8B86-4D01-B42D-00C04FC964FF"  # the identifier of the one that is played here
-STATE = request("getCurrentAppState", "s")
 
 
 def archive(record):
@@ -221,7 +220,8 @@ class MainApp(unittest.TestCase):
         for command in ("level 15", "announce"):
             self.app.command(command)
         pushed(True)
-        host.send(b"bad", b"bad", STATE)  # the line of the first waits for the change of the level
+        # The line of the first waits for the change of the level.
+        host.send(b"bad", b"bad", request("getCurrentAppState", "s"))
         self.assertEqual(host.receive()["id"], next(numbers))
         self.assertIn("(main: listen()) Message len: 3bytes", self.container.log())
         settings = plistlib.loads(self.container.settings.read_bytes())
@@ -232,8 +232,9 @@ class MainApp(unittest.TestCase):
             self.app.kill()
             pushed(False)
             self.assertFalse(late.receive()["appState"]["isRunning"])
+            begin = time.monotonic()
             self.app.start()
-            pushed(True)
+            self.assertGreater(pushed(True) - begin, 0.5)
             self.assertTrue(late.receive()["appState"]["isRunning"])
         self.assertEqual(host.finish(), (0, b""))
 
@@ -247,6 +248,15 @@ class MainApp(unittest.TestCase):
         self.assertIn("result", self.ask("appState"))
         self.app.command("fault none")
         self.assertEqual(self.ask("addRule", {"ruleText": "x"}), {})
+        for step, *left in (("after-read", True, False), ("after-truncate", False, False),
+                            ("reply-locked", False, False), ("reply-half", False, True)):
+            self.app.command(f"fault die {step}")
+            self.send(asking("appState"))
+            self.assertEqual(self.app.wait(), -signal.SIGKILL)
+            files = (self.requests, self.responses)
+            self.assertEqual([bool(path.read_bytes()) for path in files], left, step)
+            self.app.restart()
+        self.assertIn("result", self.ask("appState"))  # on top of the half reply
         for wrong in ("loud", "late", "die nowhere", "silent times=0", "die after-read times=1",
                       "error command=none"):
             with self.subTest(wrong), self.assertRaises(AssertionError):

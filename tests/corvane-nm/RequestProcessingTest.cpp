@@ -12,7 +12,6 @@ namespace corvane::RequestProcessing {
 namespace {
 
 using ErrorCode = ExtensionBrowserApiErrorCode;
-using std::to_string;
 using namespace std::chrono_literals;
 
 /// A main application that notes what it is asked to do and answers as told, at once.
