@@ -28,16 +28,14 @@ class ExchangeFile {
   [[nodiscard]] State state() const { return state_; }
 
   /// Only when `state` is ready:
-  Platform::File& file() { return *file_; }
+  Platform::File& file() { return locker_->lockedFile(); }
   /// its length in bytes when the lock was taken.
   [[nodiscard]] std::uint64_t length() const { return length_; }
 
  private:
-  State open();
+  State open(const std::string& path, Platform::SystemCalls& calls);
 
-  VCLFileLocker locker_;
-  Platform::SystemCalls& calls_;
-  std::optional<Platform::File> file_;
+  std::optional<VCLFileLocker> locker_;
   std::uint64_t length_ = 0;
   State state_;
 };
