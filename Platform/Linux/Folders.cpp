@@ -2,6 +2,7 @@
 
 #include <dirent.h>
 #include <fcntl.h>
+#include <unistd.h>
 
 #include <array>
 #include <cstddef>
@@ -9,7 +10,7 @@
 namespace corvane::Platform::Folders {
 namespace {
 
-constexpr int folderFlags = O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
+constexpr int folderFlags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
 
 }  // namespace
 
@@ -23,11 +24,10 @@ OwnedDescriptor open(const std::string& path) {
 
 std::vector<std::string> entries(const OwnedDescriptor& folder) {
   std::vector<std::string> names;
-  // Opened anew: `folder` may not be open for reading, and other threads may be reading it.
-  const OwnedDescriptor reading(::openat(folder.number(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  ::lseek(folder.number(), 0, SEEK_SET);
   alignas(dirent64) std::array<char, 4096> buffer;
   for (;;) {
-    const ssize_t filled = ::getdents64(reading.number(), buffer.data(), buffer.size());
+    const ssize_t filled = ::getdents64(folder.number(), buffer.data(), buffer.size());
     if (filled <= 0) return names;
     for (std::size_t at = 0; at < static_cast<std::size_t>(filled);) {
       const auto* const entry = reinterpret_cast<const dirent64*>(buffer.data() + at);
