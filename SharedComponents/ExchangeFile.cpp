@@ -2,20 +2,22 @@
 
 #include <utility>
 
+#include "Base/FileUrl.h"
+
 namespace corvane {
 
 using Platform::File;
 
-ExchangeFile::ExchangeFile(const std::string& path, Platform::SystemCalls& calls)
-    : state_(open(path, calls)) {}
+ExchangeFile::ExchangeFile(std::string path, Platform::SystemCalls& calls)
+    : path_(std::move(path)), state_(open(calls)) {}
 
 ExchangeFile::~ExchangeFile() {
   if (locker_) locker_->unlock();
 }
 
-ExchangeFile::State ExchangeFile::open(const std::string& path, Platform::SystemCalls& calls) {
+ExchangeFile::State ExchangeFile::open(Platform::SystemCalls& calls) {
   // Not by the locker, as that makes a file that is missing.
-  auto opened = File::open(path, File::Access::update, calls);
+  auto opened = File::open(path_, File::Access::update, calls);
   if (!opened)
     return opened.failure().cause == FailureCause::notFound ? State::notOpened : State::notLocked;
   locker_.emplace(std::move(opened).value());
@@ -24,6 +26,10 @@ ExchangeFile::State ExchangeFile::open(const std::string& path, Platform::System
   if (!status || !status->isLinked) return State::notOpened;  // removed while it was waited for
   length_ = status->size;
   return State::ready;
+}
+
+std::string ExchangeFile::url() const {
+  return fileUrl(path_);
 }
 
 }  // namespace corvane

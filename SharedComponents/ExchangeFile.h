@@ -20,12 +20,15 @@ class ExchangeFile {
     notOpened,  ///< there is no such file, or it can't be opened
   };
 
-  ExchangeFile(const std::string& path, Platform::SystemCalls& calls);
+  ExchangeFile(std::string path, Platform::SystemCalls& calls);
   ~ExchangeFile();
   ExchangeFile(const ExchangeFile&) = delete;
   ExchangeFile& operator=(const ExchangeFile&) = delete;
 
   [[nodiscard]] State state() const { return state_; }
+
+  /// Its path as an address, for the log.
+  [[nodiscard]] std::string url() const;
 
   /// Only when `state` is ready:
   Platform::File& file() { return locker_->lockedFile(); }
@@ -33,8 +36,9 @@ class ExchangeFile {
   [[nodiscard]] std::uint64_t length() const { return length_; }
 
  private:
-  State open(const std::string& path, Platform::SystemCalls& calls);
+  State open(Platform::SystemCalls& calls);
 
+  const std::string path_;
   std::optional<VCLFileLocker> locker_;
   std::uint64_t length_ = 0;
   State state_;
