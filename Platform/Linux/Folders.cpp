@@ -25,7 +25,7 @@ OwnedDescriptor open(const std::string& path) {
 std::vector<std::string> entries(const OwnedDescriptor& folder) {
   std::vector<std::string> names;
   ::lseek(folder.number(), 0, SEEK_SET);
-  alignas(dirent64) std::array<char, 4096> buffer;
+  alignas(dirent64) std::array<char, 4096> buffer = {};
   for (;;) {
     const ssize_t filled = ::getdents64(folder.number(), buffer.data(), buffer.size());
     if (filled <= 0) return names;

@@ -199,6 +199,7 @@ TEST_F(RunningApplicationsTest, ARegistrationThatIsGivenBackHasEndedBeforeTheNex
   {
     const auto first = ApplicationRegistration::make(container_, app_, applicationsCenter_);
     EXPECT_EQ(changes_.next(), 1);
+    EXPECT_EQ(count(app_), 1);
     awaitLook();
     EXPECT_EQ(changes_.rest().size(), 0U) << "another look tells nothing";
   }
