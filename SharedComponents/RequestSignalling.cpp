@@ -28,18 +28,16 @@ RequestSignalling::RequestSignalling(Platform::NotificationCenter& center, Queue
       prefix_(mainAppIdentifier + ".DARWIN_NOTIFICATION."),
       replyLimit_(replyLimit) {}
 
+RequestSignalling::~RequestSignalling() {
+  for (const std::string& name : heardReplies_) center_.stopObserving(name);
+}
+
 // The count is read before anything can be heard: whatever is heard from then on is new.
 RequestSignalling::ReplyListener::ReplyListener(RequestSignalling& signalling,
                                                 RequestResponseName name,
                                                 const std::string& responseId)
-    : signalling_(signalling),
-      name_(signalling.notificationName(name, responseId)),
-      repliesBefore_(signalling.replies()) {
-  signalling_.center_.observe(name_, [&signalling] { signalling.replyDelivered(); });
-}
-
-RequestSignalling::ReplyListener::~ReplyListener() {
-  signalling_.center_.stopObserving(name_);
+    : repliesBefore_(signalling.replies()) {
+  signalling.hearReplies(signalling.notificationName(name, responseId));
 }
 
 bool RequestSignalling::sendRequest(RequestResponseName name, const std::string& responseId) {
@@ -66,6 +64,14 @@ bool RequestSignalling::postAndWait(RequestResponseName name, const ReplyListene
     VCLogCDebug(here, "After waiting, result: %@", result ? "true" : "false");
   });
   return result;
+}
+
+/// Begins to hear the replies of `name`, unless that was done before. Nothing ends it with the
+/// request: to stop would be to wait for the callback that has just ended the request's wait.
+void RequestSignalling::hearReplies(const std::string& name) {
+  const std::lock_guard lock(heardMutex_);
+  if (heardReplies_.contains(name)) return;
+  if (center_.observe(name, [this] { replyDelivered(); })) heardReplies_.insert(name);
 }
 
 std::uint64_t RequestSignalling::replies() {

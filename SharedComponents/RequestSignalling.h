@@ -6,6 +6,7 @@
 #include <functional>
 #include <map>
 #include <mutex>
+#include <set>
 #include <string>
 
 #include "Platform/NotificationCenter.h"
@@ -36,25 +37,22 @@ class RequestSignalling {
   /// request waits for its reply.
   RequestSignalling(Platform::NotificationCenter& center, Queues queues,
                     const std::string& mainAppIdentifier, std::chrono::milliseconds replyLimit);
+  ~RequestSignalling();
+  RequestSignalling(const RequestSignalling&) = delete;
+  RequestSignalling& operator=(const RequestSignalling&) = delete;
 
-  /// Hears the replies to one request from its making to its end, so that a reply counts from
-  /// before the request can be seen: the main application may be awake already, woken by somebody
-  /// else.
+  /// Hears the replies to one request from its making on, so that a reply counts from before the
+  /// request can be seen: the main application may be awake already, woken by somebody else.
   class ReplyListener {
    public:
-    /// `responseId`, not empty, says whose replies. `signalling` must outlive this object. Of two
-    /// listeners for one name at the same time the first to end ends both.
+    /// `responseId`, not empty, says whose replies. They stay observed for the life of
+    /// `signalling`: a process asks under one identifier.
     ReplyListener(RequestSignalling& signalling, RequestResponseName name,
                   const std::string& responseId);
-    ~ReplyListener();
-    ReplyListener(const ReplyListener&) = delete;
-    ReplyListener& operator=(const ReplyListener&) = delete;
 
    private:
     friend class RequestSignalling;
 
-    RequestSignalling& signalling_;
-    const std::string name_;
     const std::uint64_t repliesBefore_;
   };
 
@@ -85,6 +83,7 @@ class RequestSignalling {
  private:
   void install(const std::string& name, Handler handler);
   void delivered(const std::string& name);
+  void hearReplies(const std::string& name);
   std::uint64_t replies();
   void replyDelivered();
   bool postAndWait(RequestResponseName name, const ReplyListener* listener);
@@ -94,6 +93,9 @@ class RequestSignalling {
   const std::string prefix_;
   const std::chrono::milliseconds replyLimit_;
   std::map<std::string, Handler> handlers_;  // by notification name; only on the queue
+
+  std::mutex heardMutex_;  // guards the names of replies that are observed
+  std::set<std::string> heardReplies_;
 
   std::mutex replyMutex_;  // guards the count; nobody holds it while posting
   std::condition_variable replyCame_;

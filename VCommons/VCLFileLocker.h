@@ -22,6 +22,9 @@ class VCLFileLocker {
   explicit VCLFileLocker(std::string path,
                          Platform::SystemCalls& calls = Platform::SystemCalls::system());
 
+  /// For a file that is open already, to be locked and used with one descriptor.
+  explicit VCLFileLocker(Platform::File file);
+
   /// Gives back a lock that is held and closes the file.
   ~VCLFileLocker() = default;
   VCLFileLocker(const VCLFileLocker&) = delete;
@@ -39,7 +42,8 @@ class VCLFileLocker {
   /// it never did; false when the system refuses, and then it is still held.
   bool unlock();
 
-  [[nodiscard]] const std::string& path() const { return path_; }
+  /// The file, for the thread that has taken the lock and only until it gives it back.
+  [[nodiscard]] Platform::File& lockedFile() { return *file_; }
 
  private:
   bool take(Result<Done> (Platform::File::*operation)());
