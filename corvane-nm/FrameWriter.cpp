@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <limits>
+#include <span>
 
 #include "Platform/Descriptor.h"
 #include "Platform/HardStop.h"
@@ -12,19 +13,19 @@ namespace corvane {
 bool FrameWriter::send(const JsonObject& response) {
   constexpr LogPoint point("corvane-nm/main", "send(_:)");
   if (!isValidJsonObject(response)) return true;
-  auto frame = serializeJson(response);
-  if (!frame) {
+  const auto body = serializeJson(response);
+  if (!body) {
     VCLogCError(point, "Can't convert object to JSON data: %@",
                 [&] { return description(response); });
     return false;
   }
-  if (frame->size() > std::numeric_limits<std::uint32_t>::max()) {
+  if (body->size() > std::numeric_limits<std::uint32_t>::max()) {
     Platform::hardStop("a reply is longer than a frame can say");
   }
   if (browserIsGone_) return true;
-  const auto length = static_cast<std::uint32_t>(frame->size());
-  frame->insert(0, reinterpret_cast<const char*>(&length), sizeof length);
-  const auto written = Platform::Descriptor::writeAll(descriptor_, bytesOf(frame.value()));
+  const auto length = static_cast<std::uint32_t>(body->size());
+  auto written = Platform::Descriptor::writeAll(descriptor_, std::as_bytes(std::span(&length, 1)));
+  if (written) written = Platform::Descriptor::writeAll(descriptor_, bytesOf(body.value()));
   if (!written) {
     VCLogCError(point, "Can't write to browser: %@", written.failure());
     browserIsGone_ = true;
