@@ -67,9 +67,12 @@ std::optional<Place> newestRecord(ExchangeFile& exchange) {
   return Place{size - lengthSize - length, length};
 }
 
-/// The bytes of the record at `place`; nothing when they are not all to be had.
+/// The bytes of the record at `place`; nothing when they are not all to be had, or are more than
+/// any file holds that keeps the limits.
 std::optional<std::vector<std::byte>> bytesAt(ExchangeFile& exchange, const Place& place) {
-  std::vector<std::byte> bytes(place.length);
+  constexpr std::uint64_t largest =
+      ExchangeBuffer::maximumBufferLength + ExchangeBuffer::maximumObjectLength;
+  std::vector<std::byte> bytes(place.length <= largest ? place.length : 0);
   const auto count = exchange.file().readAt(bytes, place.start);
   const std::size_t received = count ? count.value() : 0;
   VCLogCDebug({file, getFunction}, "Data readed %@bytes length.", received);

@@ -20,7 +20,7 @@ ExchangeFile::State ExchangeFile::open(Platform::SystemCalls& calls) {
   auto opened = File::open(path_, File::Access::update, calls);
   if (!opened)
     return opened.failure().cause == FailureCause::notFound ? State::notOpened : State::notLocked;
-  locker_.emplace(std::move(opened).value());
+  locker_.emplace(path_, std::move(opened).value());
   if (!locker_->waitLock()) return State::notLocked;
   const auto status = file().status();
   if (!status || !status->isLinked) return State::notOpened;  // removed while it was waited for

@@ -5,6 +5,12 @@
 #include "VCommons/VCommonsKit/VCLog.h"
 
 namespace corvane {
+namespace {
+
+constexpr char file[] = "SharedComponents/SharedResources";
+constexpr char sendFunction[] = "sendRequest(_:responseId:)";
+
+}  // namespace
 
 std::string rawValue(RequestResponseName name) {
   switch (name) {
@@ -28,50 +34,49 @@ RequestSignalling::RequestSignalling(Platform::NotificationCenter& center, Queue
       prefix_(mainAppIdentifier + ".DARWIN_NOTIFICATION."),
       replyLimit_(replyLimit) {}
 
-RequestSignalling::~RequestSignalling() {
-  for (const std::string& name : heardReplies_) center_.stopObserving(name);
-}
-
 // The count is read before anything can be heard: whatever is heard from then on is new.
 RequestSignalling::ReplyListener::ReplyListener(RequestSignalling& signalling,
                                                 RequestResponseName name,
                                                 const std::string& responseId)
-    : repliesBefore_(signalling.replies()) {
-  signalling.hearReplies(signalling.notificationName(name, responseId));
+    : signalling_(signalling),
+      name_(signalling.notificationName(name, responseId)),
+      repliesBefore_(signalling.replies()) {
+  signalling_.center_.observe(name_, [&signalling] { signalling.replyDelivered(); });
+}
+
+RequestSignalling::ReplyListener::~ReplyListener() {
+  signalling_.center_.stopObserving(name_);
 }
 
 bool RequestSignalling::sendRequest(RequestResponseName name, const std::string& responseId) {
-  if (responseId.empty()) return postAndWait(name, nullptr);
-  const ReplyListener listener(*this, name, responseId);
-  return sendRequest(name, listener);
-}
-
-bool RequestSignalling::sendRequest(RequestResponseName name, const ReplyListener& listener) {
-  return postAndWait(name, &listener);
-}
-
-bool RequestSignalling::postAndWait(RequestResponseName name, const ReplyListener* listener) {
   bool result = true;
   queues_.requests.sync([&] {
-    const LogPoint here{"SharedComponents/SharedResources", "sendRequest(_:responseId:)"};
-    VCLogCDebugTrace(here);
-    center_.post(notificationName(name));
-    if (listener == nullptr) return;
-    std::unique_lock lock(replyMutex_);
-    result = replyCame_.wait_for(lock, replyLimit_,
-                                 [&] { return replies_ != listener->repliesBefore_; });
-    lock.unlock();
-    VCLogCDebug(here, "After waiting, result: %@", result ? "true" : "false");
+    if (responseId.empty()) return post(name);
+    const ReplyListener listener(*this, name, responseId);
+    result = postAndWait(name, listener);
   });
   return result;
 }
 
-/// Begins to hear the replies of `name`, unless that was done before. Nothing ends it with the
-/// request: to stop would be to wait for the callback that has just ended the request's wait.
-void RequestSignalling::hearReplies(const std::string& name) {
-  const std::lock_guard lock(heardMutex_);
-  if (heardReplies_.contains(name)) return;
-  if (center_.observe(name, [this] { replyDelivered(); })) heardReplies_.insert(name);
+bool RequestSignalling::sendRequest(RequestResponseName name, const ReplyListener& listener) {
+  bool result = false;
+  queues_.requests.sync([&] { result = postAndWait(name, listener); });
+  return result;
+}
+
+void RequestSignalling::post(RequestResponseName name) {
+  VCLogCDebugTrace({file, sendFunction});
+  center_.post(notificationName(name));
+}
+
+bool RequestSignalling::postAndWait(RequestResponseName name, const ReplyListener& listener) {
+  post(name);
+  std::unique_lock lock(replyMutex_);
+  const bool came =
+      replyCame_.wait_for(lock, replyLimit_, [&] { return replies_ != listener.repliesBefore_; });
+  lock.unlock();
+  VCLogCDebug({file, sendFunction}, "After waiting, result: %@", came ? "true" : "false");
+  return came;
 }
 
 std::uint64_t RequestSignalling::replies() {

@@ -6,7 +6,6 @@
 #include <functional>
 #include <map>
 #include <mutex>
-#include <set>
 #include <string>
 
 #include "Platform/NotificationCenter.h"
@@ -37,22 +36,25 @@ class RequestSignalling {
   /// request waits for its reply.
   RequestSignalling(Platform::NotificationCenter& center, Queues queues,
                     const std::string& mainAppIdentifier, std::chrono::milliseconds replyLimit);
-  ~RequestSignalling();
-  RequestSignalling(const RequestSignalling&) = delete;
-  RequestSignalling& operator=(const RequestSignalling&) = delete;
 
-  /// Hears the replies to one request from its making on, so that a reply counts from before the
-  /// request can be seen: the main application may be awake already, woken by somebody else.
+  /// Hears the replies to one request from its making to its end, so that a reply counts from
+  /// before the request can be seen: the main application may be awake already, woken by somebody
+  /// else.
   class ReplyListener {
    public:
-    /// `responseId`, not empty, says whose replies. They stay observed for the life of
-    /// `signalling`: a process asks under one identifier.
+    /// `responseId`, not empty, says whose replies. `signalling` must outlive this object. Of two
+    /// listeners for one name at the same time the first to end ends both.
     ReplyListener(RequestSignalling& signalling, RequestResponseName name,
                   const std::string& responseId);
+    ~ReplyListener();
+    ReplyListener(const ReplyListener&) = delete;
+    ReplyListener& operator=(const ReplyListener&) = delete;
 
    private:
     friend class RequestSignalling;
 
+    RequestSignalling& signalling_;
+    const std::string name_;
     const std::uint64_t repliesBefore_;
   };
 
@@ -83,19 +85,16 @@ class RequestSignalling {
  private:
   void install(const std::string& name, Handler handler);
   void delivered(const std::string& name);
-  void hearReplies(const std::string& name);
   std::uint64_t replies();
   void replyDelivered();
-  bool postAndWait(RequestResponseName name, const ReplyListener* listener);
+  void post(RequestResponseName name);
+  bool postAndWait(RequestResponseName name, const ReplyListener& listener);
 
   Platform::NotificationCenter& center_;
   const Queues queues_;
   const std::string prefix_;
   const std::chrono::milliseconds replyLimit_;
   std::map<std::string, Handler> handlers_;  // by notification name; only on the queue
-
-  std::mutex heardMutex_;  // guards the names of replies that are observed
-  std::set<std::string> heardReplies_;
 
   std::mutex replyMutex_;  // guards the count; nobody holds it while posting
   std::condition_variable replyCame_;

@@ -22,8 +22,8 @@ class VCLFileLocker {
   explicit VCLFileLocker(std::string path,
                          Platform::SystemCalls& calls = Platform::SystemCalls::system());
 
-  /// For a file that is open already, to be locked and used with one descriptor.
-  explicit VCLFileLocker(Platform::File file);
+  /// For the file `path` that is open already as `file`, to be locked and used with one descriptor.
+  VCLFileLocker(std::string path, Platform::File file);
 
   /// Gives back a lock that is held and closes the file.
   ~VCLFileLocker() = default;
@@ -41,6 +41,8 @@ class VCLFileLocker {
   /// Gives the lock back; the file stays open. True when this object holds it no longer, also when
   /// it never did; false when the system refuses, and then it is still held.
   bool unlock();
+
+  [[nodiscard]] const std::string& path() const { return path_; }
 
   /// The file, for the thread that has taken the lock and only until it gives it back.
   [[nodiscard]] Platform::File& lockedFile() { return *file_; }
