@@ -34,6 +34,10 @@ class RunningApplications {
   /// waits for nobody, takes no lock. Safe from any thread.
   [[nodiscard]] int instancesOf(const std::string& bundleIdentifier) const;
 
+  /// Whether any instance of it runs now. Looks anew at each call, too, but is cheap when the
+  /// instance that it found before still runs. Safe from any thread.
+  [[nodiscard]] bool isRunning(const std::string& bundleIdentifier) const;
+
   /// The application that process `processIdentifier` is, or nothing when it is none that says so;
   /// on Linux only those in the registry do, and they give their bundle identifier. Otherwise like
   /// instancesOf.
@@ -55,10 +59,12 @@ class RunningApplications {
 
  private:
   struct Observations;
+  struct Found;
 
   std::string containerFolder_;
   NotificationCenter& center_;
   std::unique_ptr<Observations> observations_;
+  std::unique_ptr<Found> found_;
 };
 
 }  // namespace corvane::Platform

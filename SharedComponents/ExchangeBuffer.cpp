@@ -3,7 +3,6 @@
 #include <array>
 #include <utility>
 
-#include "Base/FileUrl.h"
 #include "SharedComponents/KeyedArchive/KeyedUnarchiver.h"
 #include "VCommons/VCommonsKit/VCLog.h"
 
@@ -32,10 +31,10 @@ std::uint32_t lengthOf(const LengthBytes& bytes) {
 }
 
 /// True when the file has been cut off; otherwise there is an error line.
-bool truncate(ExchangeFile& exchange, std::uint64_t length, const std::string& url,
-              const char* function) {
+bool truncate(ExchangeFile& exchange, std::uint64_t length, const char* function) {
   const auto outcome = exchange.file().truncate(length);
-  if (!outcome) VCLogCError({file, function}, "Can't truncate \"%@\": %@", url, outcome.failure());
+  if (!outcome)
+    VCLogCError({file, function}, "Can't truncate \"%@\": %@", exchange.url(), outcome.failure());
   return static_cast<bool>(outcome);
 }
 
@@ -47,11 +46,10 @@ struct Place {
 
 /// Where the newest record lies, or nothing: then there is none, and a file that can't be right has
 /// been emptied.
-std::optional<Place> newestRecord(ExchangeFile& exchange, const std::string& url) {
+std::optional<Place> newestRecord(ExchangeFile& exchange) {
   const std::uint64_t size = exchange.length();
   if (size <= lengthSize) {
-    if (truncate(exchange, 0, url, getFunction))
-      VCLogCDebug({file, getFunction}, "buffer is epmty");
+    if (truncate(exchange, 0, getFunction)) VCLogCDebug({file, getFunction}, "buffer is epmty");
     return std::nullopt;
   }
   LengthBytes bytes{};
@@ -62,16 +60,19 @@ std::optional<Place> newestRecord(ExchangeFile& exchange, const std::string& url
   const std::uint32_t length = lengthOf(bytes);
   VCLogCDebug({file, getFunction}, "Exchange object len: %@bytes", length);
   if (size - lengthSize < length) {
-    truncate(exchange, 0, url, getFunction);
+    truncate(exchange, 0, getFunction);
     VCLogCWarn({file, getFunction}, "buffer is corrupted");
     return std::nullopt;
   }
   return Place{size - lengthSize - length, length};
 }
 
-/// The bytes of the record at `place`; nothing when they are not all to be had.
+/// The bytes of the record at `place`; nothing when they are not all to be had, or are more than
+/// any file holds that keeps the limits.
 std::optional<std::vector<std::byte>> bytesAt(ExchangeFile& exchange, const Place& place) {
-  std::vector<std::byte> bytes(place.length);
+  constexpr std::uint64_t largest =
+      ExchangeBuffer::maximumBufferLength + ExchangeBuffer::maximumObjectLength;
+  std::vector<std::byte> bytes(place.length <= largest ? place.length : 0);
   const auto count = exchange.file().readAt(bytes, place.start);
   const std::size_t received = count ? count.value() : 0;
   VCLogCDebug({file, getFunction}, "Data readed %@bytes length.", received);
@@ -98,8 +99,7 @@ std::string ExchangeBuffer::pathOf(const std::string& key) const {
 bool ExchangeBuffer::setExchange(const std::string& key, const std::string& id,
                                  const std::string& name, std::optional<Dictionary> body) {
   VCLogCDebug({file, setFunction}, "key: %@, id: %@, name: %@", key, id, name);
-  const std::string path = pathOf(key);
-  ExchangeFile exchange(path, calls_);
+  ExchangeFile exchange(pathOf(key), calls_);
   if (exchange.state() != ExchangeFile::State::ready) return true;
   if (exchange.length() > maximumBufferLength) {
     VCLogCWarn({file, setFunction}, "Exchange buffer for \"%@\" reached maximum length", key);
@@ -107,7 +107,7 @@ bool ExchangeBuffer::setExchange(const std::string& key, const std::string& id,
   }
   const auto archive = ExchangeRecord::archive({id, name, std::move(body)});
   if (!archive) {
-    VCLogCError({file, setFunction}, "Can't open file \"%@\" for writing: %@", fileUrl(path),
+    VCLogCError({file, setFunction}, "Can't open file \"%@\" for writing: %@", exchange.url(),
                 archive.failure());
     return false;
   }
@@ -115,7 +115,7 @@ bool ExchangeBuffer::setExchange(const std::string& key, const std::string& id,
     VCLogCWarn({file, setFunction}, "Exchange object for \"%@\" reacged maximum length", key);
     return false;
   }
-  if (append(exchange, fileUrl(path), archive.value())) {
+  if (append(exchange, archive.value())) {
     VCLogCDebug({file, setFunction}, "Writen data (%@) for key: %@, id: %@, name: %@",
                 archive->size(), key, id, name);
   }
@@ -123,34 +123,32 @@ bool ExchangeBuffer::setExchange(const std::string& key, const std::string& id,
 }
 
 /// Appends all or nothing. True when it is all; otherwise an error line says why.
-bool ExchangeBuffer::append(ExchangeFile& exchange, const std::string& url,
-                            const std::string& archive) {
+bool ExchangeBuffer::append(ExchangeFile& exchange, const std::string& archive) {
   const AppendGate::Pass pass(appends_);
   if (!pass) return false;
   const LengthBytes length = bytesOfLength(archive.size());
   const auto written = exchange.file().writeAt(bytesOf(archive), length, exchange.length());
   if (written && written.value() == archive.size() + length.size()) return true;
   if (!written) {
-    VCLogCError({file, setFunction}, "Can't append to \"%@\": %@", url, written.failure());
+    VCLogCError({file, setFunction}, "Can't append to \"%@\": %@", exchange.url(),
+                written.failure());
   } else {
     VCLogCError({file, setFunction}, "Can't append to \"%@\": only %@ of %@ bytes were written",
-                url, written.value(), archive.size() + length.size());
+                exchange.url(), written.value(), archive.size() + length.size());
   }
-  truncate(exchange, exchange.length(), url, setFunction);
+  truncate(exchange, exchange.length(), setFunction);
   return false;
 }
 
 std::optional<ExchangeRecord> ExchangeBuffer::getExchange(const std::string& key,
                                                           const std::optional<std::string>& id) {
-  const std::string path = pathOf(key);
-  ExchangeFile exchange(path, calls_);
+  ExchangeFile exchange(pathOf(key), calls_);
   if (exchange.state() == ExchangeFile::State::notLocked) return std::nullopt;
   if (exchange.state() == ExchangeFile::State::notOpened) {
-    VCLogCError({file, getFunction}, "Can't get file handle for: %@", fileUrl(path));
+    VCLogCError({file, getFunction}, "Can't get file handle for: %@", exchange.url());
     return std::nullopt;
   }
-  const std::string url = fileUrl(path);
-  const auto place = newestRecord(exchange, url);
+  const auto place = newestRecord(exchange);
   if (!place) return std::nullopt;
   const auto bytes = bytesAt(exchange, *place);
   if (!bytes) return std::nullopt;
@@ -159,7 +157,7 @@ std::optional<ExchangeRecord> ExchangeBuffer::getExchange(const std::string& key
   const bool isMatch = !id || *id == record->id;
   VCLogCDebug({file, getFunction}, "key: %@, id: %@, name: %@, goToNext: %@", key, record->id,
               record->name, isMatch ? "true" : "false");
-  if (!isMatch || !truncate(exchange, place->start, url, getFunction)) return std::nullopt;
+  if (!isMatch || !truncate(exchange, place->start, getFunction)) return std::nullopt;
   return record;
 }
 
@@ -177,12 +175,10 @@ std::optional<ExchangeRecord> ExchangeBuffer::decoded(ByteView archive) const {
 
 bool ExchangeBuffer::clearExchange(const std::string& key) {
   VCLogCDebugTrace({file, clearFunction});
-  const std::string path = pathOf(key);
-  ExchangeFile exchange(path, calls_);
+  ExchangeFile exchange(pathOf(key), calls_);
   if (exchange.state() != ExchangeFile::State::ready) return true;
-  const std::string url = fileUrl(path);
-  if (truncate(exchange, 0, url, clearFunction)) {
-    VCLogCInfo({file, clearFunction}, "Cleared file on '%@'", url);
+  if (truncate(exchange, 0, clearFunction)) {
+    VCLogCInfo({file, clearFunction}, "Cleared file on '%@'", exchange.url());
   }
   return true;
 }

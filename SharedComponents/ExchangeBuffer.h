@@ -67,7 +67,7 @@ class ExchangeBuffer {
   using Classes = std::vector<const RecordClass*>;
 
   [[nodiscard]] std::string pathOf(const std::string& key) const;
-  bool append(ExchangeFile& exchange, const std::string& url, const std::string& archive);
+  bool append(ExchangeFile& exchange, const std::string& archive);
   std::optional<ExchangeRecord> decoded(ByteView archive) const;
   [[nodiscard]] std::shared_ptr<const Classes> registeredClasses() const;
 

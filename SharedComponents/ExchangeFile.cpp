@@ -2,28 +2,34 @@
 
 #include <utility>
 
+#include "Base/FileUrl.h"
+
 namespace corvane {
 
 using Platform::File;
 
-ExchangeFile::ExchangeFile(const std::string& path, Platform::SystemCalls& calls)
-    : locker_(path, calls), calls_(calls), state_(open()) {}
+ExchangeFile::ExchangeFile(std::string path, Platform::SystemCalls& calls)
+    : path_(std::move(path)), state_(open(calls)) {}
 
 ExchangeFile::~ExchangeFile() {
-  locker_.unlock();
+  if (locker_) locker_->unlock();
 }
 
-ExchangeFile::State ExchangeFile::open() {
-  // Before the lock, as the locker makes a file that is missing.
-  auto opened = File::open(locker_.path(), File::Access::update, calls_);
-  if (!opened && opened.failure().cause == FailureCause::notFound) return State::notOpened;
-  if (!locker_.waitLock()) return State::notLocked;
-  if (!opened) return State::notOpened;
-  const auto status = opened->status();
+ExchangeFile::State ExchangeFile::open(Platform::SystemCalls& calls) {
+  // Not by the locker, as that makes a file that is missing.
+  auto opened = File::open(path_, File::Access::update, calls);
+  if (!opened)
+    return opened.failure().cause == FailureCause::notFound ? State::notOpened : State::notLocked;
+  locker_.emplace(path_, std::move(opened).value());
+  if (!locker_->waitLock()) return State::notLocked;
+  const auto status = file().status();
   if (!status || !status->isLinked) return State::notOpened;  // removed while it was waited for
-  file_ = std::move(opened).value();
   length_ = status->size;
   return State::ready;
+}
+
+std::string ExchangeFile::url() const {
+  return fileUrl(path_);
 }
 
 }  // namespace corvane

@@ -20,24 +20,26 @@ class ExchangeFile {
     notOpened,  ///< there is no such file, or it can't be opened
   };
 
-  ExchangeFile(const std::string& path, Platform::SystemCalls& calls);
+  ExchangeFile(std::string path, Platform::SystemCalls& calls);
   ~ExchangeFile();
   ExchangeFile(const ExchangeFile&) = delete;
   ExchangeFile& operator=(const ExchangeFile&) = delete;
 
   [[nodiscard]] State state() const { return state_; }
 
+  /// Its path as an address, for the log.
+  [[nodiscard]] std::string url() const;
+
   /// Only when `state` is ready:
-  Platform::File& file() { return *file_; }
+  Platform::File& file() { return locker_->lockedFile(); }
   /// its length in bytes when the lock was taken.
   [[nodiscard]] std::uint64_t length() const { return length_; }
 
  private:
-  State open();
+  State open(Platform::SystemCalls& calls);
 
-  VCLFileLocker locker_;
-  Platform::SystemCalls& calls_;
-  std::optional<Platform::File> file_;
+  const std::string path_;
+  std::optional<VCLFileLocker> locker_;
   std::uint64_t length_ = 0;
   State state_;
 };

@@ -5,6 +5,12 @@
 #include "VCommons/VCommonsKit/VCLog.h"
 
 namespace corvane {
+namespace {
+
+constexpr char file[] = "SharedComponents/SharedResources";
+constexpr char sendFunction[] = "sendRequest(_:responseId:)";
+
+}  // namespace
 
 std::string rawValue(RequestResponseName name) {
   switch (name) {
@@ -43,29 +49,34 @@ RequestSignalling::ReplyListener::~ReplyListener() {
 }
 
 bool RequestSignalling::sendRequest(RequestResponseName name, const std::string& responseId) {
-  if (responseId.empty()) return postAndWait(name, nullptr);
-  const ReplyListener listener(*this, name, responseId);
-  return sendRequest(name, listener);
+  bool result = true;
+  queues_.requests.sync([&] {
+    if (responseId.empty()) return post(name);
+    const ReplyListener listener(*this, name, responseId);
+    result = postAndWait(name, listener);
+  });
+  return result;
 }
 
 bool RequestSignalling::sendRequest(RequestResponseName name, const ReplyListener& listener) {
-  return postAndWait(name, &listener);
+  bool result = false;
+  queues_.requests.sync([&] { result = postAndWait(name, listener); });
+  return result;
 }
 
-bool RequestSignalling::postAndWait(RequestResponseName name, const ReplyListener* listener) {
-  bool result = true;
-  queues_.requests.sync([&] {
-    const LogPoint here{"SharedComponents/SharedResources", "sendRequest(_:responseId:)"};
-    VCLogCDebugTrace(here);
-    center_.post(notificationName(name));
-    if (listener == nullptr) return;
-    std::unique_lock lock(replyMutex_);
-    result = replyCame_.wait_for(lock, replyLimit_,
-                                 [&] { return replies_ != listener->repliesBefore_; });
-    lock.unlock();
-    VCLogCDebug(here, "After waiting, result: %@", result ? "true" : "false");
-  });
-  return result;
+void RequestSignalling::post(RequestResponseName name) {
+  VCLogCDebugTrace({file, sendFunction});
+  center_.post(notificationName(name));
+}
+
+bool RequestSignalling::postAndWait(RequestResponseName name, const ReplyListener& listener) {
+  post(name);
+  std::unique_lock lock(replyMutex_);
+  const bool came =
+      replyCame_.wait_for(lock, replyLimit_, [&] { return replies_ != listener.repliesBefore_; });
+  lock.unlock();
+  VCLogCDebug({file, sendFunction}, "After waiting, result: %@", came ? "true" : "false");
+  return came;
 }
 
 std::uint64_t RequestSignalling::replies() {

@@ -87,7 +87,8 @@ class RequestSignalling {
   void delivered(const std::string& name);
   std::uint64_t replies();
   void replyDelivered();
-  bool postAndWait(RequestResponseName name, const ReplyListener* listener);
+  void post(RequestResponseName name);
+  bool postAndWait(RequestResponseName name, const ReplyListener& listener);
 
   Platform::NotificationCenter& center_;
   const Queues queues_;

@@ -9,6 +9,9 @@ using Platform::File;
 VCLFileLocker::VCLFileLocker(std::string path, Platform::SystemCalls& calls)
     : path_(std::move(path)), calls_(calls) {}
 
+VCLFileLocker::VCLFileLocker(std::string path, File file)
+    : path_(std::move(path)), calls_(Platform::SystemCalls::system()), file_(std::move(file)) {}
+
 bool VCLFileLocker::lock() {
   return take(&File::tryLock);
 }

@@ -22,6 +22,9 @@ class VCLFileLocker {
   explicit VCLFileLocker(std::string path,
                          Platform::SystemCalls& calls = Platform::SystemCalls::system());
 
+  /// For the file `path` that is open already as `file`, to be locked and used with one descriptor.
+  VCLFileLocker(std::string path, Platform::File file);
+
   /// Gives back a lock that is held and closes the file.
   ~VCLFileLocker() = default;
   VCLFileLocker(const VCLFileLocker&) = delete;
@@ -40,6 +43,9 @@ class VCLFileLocker {
   bool unlock();
 
   [[nodiscard]] const std::string& path() const { return path_; }
+
+  /// The file, for the thread that has taken the lock and only until it gives it back.
+  [[nodiscard]] Platform::File& lockedFile() { return *file_; }
 
  private:
   bool take(Result<Done> (Platform::File::*operation)());

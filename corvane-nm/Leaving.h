@@ -6,8 +6,8 @@ namespace corvane::Leaving {
 
 /// Does what the process owes before it ends: lets a record that is being written get whole (for at
 /// most TimeLimits::lastAppend), writes out queued log lines (TimeLimits::lastLogLines) and takes
-/// away what it left in the container. Only the first caller
-/// returns, then to end the process; any other thread waits here for that.
+/// away what it left in the container. Only the first caller returns, then to end the process; any
+/// other thread waits here for that.
 void prepare();
 
 /// Ends the process with status 0 at once, from any thread, unless it is being ended already.

@@ -31,8 +31,7 @@ void startLogging() {
 }
 
 bool isMainAppRunning() {
-  return SharedResources::runningApplications().instancesOf(
-             Configuration::MainAppBundleIdentifier) > 0;
+  return SharedResources::runningApplications().isRunning(Configuration::MainAppBundleIdentifier);
 }
 
 bool launchMainApp() {

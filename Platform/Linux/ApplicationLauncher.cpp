@@ -2,6 +2,9 @@
 
 #include <unistd.h>
 
+#include <filesystem>
+#include <system_error>
+
 #include "Base/Bytes.h"
 #include "Platform/File.h"
 #include "Platform/Linux/DesktopEntry.h"
@@ -16,7 +19,10 @@ constexpr std::size_t largestEntry = std::size_t{1} << 20;
 
 /// Starts what the entry `path` describes; nothing when there is no such entry.
 std::optional<bool> launchEntry(const std::string& path, const std::string& home) {
-  auto file = File::open(path, File::Access::read);
+  std::error_code error;  // an entry may be a link, for an application that lies elsewhere
+  const std::string target = std::filesystem::canonical(path, error).string();
+  if (error) return std::nullopt;
+  auto file = File::open(target, File::Access::read);
   if (!file) return std::nullopt;
   const auto bytes = file->readAll(largestEntry);
   if (!bytes) return false;

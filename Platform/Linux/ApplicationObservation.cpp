@@ -19,16 +19,15 @@ ApplicationObservation::ApplicationObservation(std::string containerFolder,
 int ApplicationObservation::begin() {
   const std::lock_guard lock(mutex_);
   isWatching_ = true;
-  findStarted(ApplicationRegistry::open(containerFolder_, bundleIdentifier_), [](int) {});
+  findStarted([](int) {});
   return static_cast<int>(instances_.size());
 }
 
 void ApplicationObservation::look() {
   const std::lock_guard lock(mutex_);
   if (!isWatching_) return;
-  const OwnedDescriptor folder = ApplicationRegistry::open(containerFolder_, bundleIdentifier_);
-  reportEnded(folder);
-  findStarted(folder, changed_);
+  reportEnded();
+  findStarted(changed_);
 }
 
 void ApplicationObservation::stop() {
@@ -38,9 +37,9 @@ void ApplicationObservation::stop() {
   instances_.clear();
 }
 
-void ApplicationObservation::reportEnded(const OwnedDescriptor& folder) {
+void ApplicationObservation::reportEnded() {
   for (auto at = instances_.begin(); at != instances_.end();) {
-    if (!at->second.hasEnded(folder)) {
+    if (!at->second.hasEnded()) {
       ++at;
       continue;
     }
@@ -50,7 +49,8 @@ void ApplicationObservation::reportEnded(const OwnedDescriptor& folder) {
   }
 }
 
-void ApplicationObservation::findStarted(const OwnedDescriptor& folder, const Changed& changed) {
+void ApplicationObservation::findStarted(const Changed& changed) {
+  const OwnedDescriptor folder = ApplicationRegistry::open(containerFolder_, bundleIdentifier_);
   if (!folder) return;
   for (const std::string& name : Folders::entries(folder)) {
     if (instances_.contains(name)) continue;

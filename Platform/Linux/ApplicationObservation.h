@@ -38,8 +38,8 @@ class ApplicationObservation : public std::enable_shared_from_this<ApplicationOb
  private:
   using Instances = std::map<std::string, RunningInstance>;
 
-  void reportEnded(const OwnedDescriptor& folder);
-  void findStarted(const OwnedDescriptor& folder, const Changed& changed);
+  void reportEnded();
+  void findStarted(const Changed& changed);
   void watchEnd(const RunningInstance& instance);
 
   const std::string containerFolder_;

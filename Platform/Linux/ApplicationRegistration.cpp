@@ -24,7 +24,8 @@ void removeLeftovers(const OwnedDescriptor& folder) {
     const bool isHidden = entry.front() == '.';
     const auto process = ProcessFileName::processOf(std::string_view(entry).substr(isHidden));
     if (!process || (isHidden && !ProcessFileName::isGone(*process))) continue;
-    if (ApplicationRegistry::lockOf(folder, entry) == ApplicationRegistry::Lock::free)
+    const OwnedDescriptor file = ApplicationRegistry::openFile(folder, entry);
+    if (ApplicationRegistry::lockOf(file) == ApplicationRegistry::Lock::free)
       ::unlinkat(folder.number(), entry.c_str(), 0);
   }
 }

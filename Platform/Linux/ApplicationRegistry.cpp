@@ -59,12 +59,15 @@ Result<OwnedDescriptor> make(const std::string& containerFolder,
   return makeFolder(registry.value(), bundleIdentifier);
 }
 
-Lock lockOf(const OwnedDescriptor& folder, const std::string& name) {
-  const OwnedDescriptor file(
+OwnedDescriptor openFile(const OwnedDescriptor& folder, const std::string& name) {
+  return OwnedDescriptor(
       ::openat(folder.number(), name.c_str(), O_RDONLY | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC));
-  if (!file) return errno == ENOENT ? Lock::free : Lock::unknown;
+}
+
+Lock lockOf(const OwnedDescriptor& file) {
   struct stat status = {};
   if (::fstat(file.number(), &status) != 0 || !S_ISREG(status.st_mode)) return Lock::unknown;
+  if (status.st_nlink == 0) return Lock::free;
   struct flock lock = {};
   lock.l_type = F_RDLCK;
   lock.l_whence = SEEK_SET;

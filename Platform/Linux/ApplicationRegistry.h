@@ -28,12 +28,16 @@ Result<OwnedDescriptor> make(const std::string& containerFolder,
 
 enum class Lock {
   held,
-  free,     ///< also when there is no such file
+  free,     ///< also when the file has been removed
   unknown,  ///< it is no regular file, or the system can't say
 };
 
-/// Looks at the exclusive lock of the file `name` in `folder`; takes none.
-Lock lockOf(const OwnedDescriptor& folder, const std::string& name);
+/// Opens the file `name` in `folder` for looking at its lock; nothing, with errno set, when that
+/// can't be.
+OwnedDescriptor openFile(const OwnedDescriptor& folder, const std::string& name);
+
+/// Looks at the exclusive lock of the open `file`; takes none.
+Lock lockOf(const OwnedDescriptor& file);
 
 /// Takes, or gives back, the exclusive lock of the open `file`. Children that inherit the
 /// descriptor share it.

@@ -1,14 +1,16 @@
 #include "Platform/Linux/Folders.h"
 
+#include <dirent.h>
 #include <fcntl.h>
+#include <unistd.h>
 
-#include <filesystem>
-#include <system_error>
+#include <array>
+#include <cstddef>
 
 namespace corvane::Platform::Folders {
 namespace {
 
-constexpr int folderFlags = O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
+constexpr int folderFlags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
 
 }  // namespace
 
@@ -22,13 +24,18 @@ OwnedDescriptor open(const std::string& path) {
 
 std::vector<std::string> entries(const OwnedDescriptor& folder) {
   std::vector<std::string> names;
-  std::error_code error;
-  // A path that ends in a slash is looked into; without it the link in /proc would be looked at.
-  std::filesystem::directory_iterator at(folder.path() + "/", error);
-  for (; !error && at != std::filesystem::directory_iterator(); at.increment(error)) {
-    names.push_back(at->path().filename().string());
+  ::lseek(folder.number(), 0, SEEK_SET);
+  alignas(dirent64) std::array<char, 4096> buffer = {};
+  for (;;) {
+    const ssize_t filled = ::getdents64(folder.number(), buffer.data(), buffer.size());
+    if (filled <= 0) return names;
+    for (std::size_t at = 0; at < static_cast<std::size_t>(filled);) {
+      const auto* const entry = reinterpret_cast<const dirent64*>(buffer.data() + at);
+      at += entry->d_reclen;
+      const std::string_view name = entry->d_name;
+      if (name != "." && name != "..") names.emplace_back(name);
+    }
   }
-  return names;
 }
 
 bool isVisibleName(std::string_view name) {

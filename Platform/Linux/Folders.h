@@ -15,7 +15,8 @@ namespace corvane::Platform::Folders {
 OwnedDescriptor open(const OwnedDescriptor& folder, const std::string& name);
 OwnedDescriptor open(const std::string& path);
 
-/// The names in `folder` without "." and "..", in no order; what can't be read is left out.
+/// The names in `folder` without "." and "..", in no order; what can't be read is left out. One
+/// thread at a time for one `folder`, as it reads at the descriptor's place.
 std::vector<std::string> entries(const OwnedDescriptor& folder);
 
 /// Whether `name` can stand for one entry of a folder that is no hidden one: not empty, not above

@@ -1,6 +1,5 @@
 #include "Platform/NotificationCenter.h"
 
-#include <fcntl.h>
 #include <unistd.h>
 
 #include <utility>
@@ -87,14 +86,13 @@ void NotificationCenter::Implementation::stopObserving(const std::string& name) 
   callbacks_.awaitEnd(name);
 }
 
-/// Opens the folders anew: a process that only posts makes none.
+/// Opens the folder anew: a process that only posts makes none.
 void NotificationCenter::Implementation::post(const std::string& name) const {
   if (!NotificationFolders::isName(name)) return;
-  const OwnedDescriptor all = Folders::open(containerFolder_ + "/Notifications");
-  if (!all) return;
-  const OwnedDescriptor observers = Folders::open(all, name);
-  if (!observers || !postNotification(observers, name)) return;
-  ::unlinkat(all.number(), name.c_str(), AT_REMOVEDIR);  // unless somebody is left in it
+  const std::string path = containerFolder_ + "/Notifications/" + name;
+  const OwnedDescriptor observers = Folders::open(path);
+  if (observers && postNotification(observers, name))
+    ::rmdir(path.c_str());  // unless somebody is left in it
 }
 
 void NotificationCenter::Implementation::withdraw() {

@@ -14,9 +14,8 @@
 
 namespace corvane::Platform {
 
-/// One socket and one thread serve all names. To empty the socket the thread takes no lock that
-/// anybody holds during a system call: so nobody who posts ever waits, through it, for a socket
-/// that it must empty.
+/// One socket and one thread serve all names. The thread takes no lock that anybody holds while
+/// posting: so nobody who posts ever waits, through it, for a socket that it must empty.
 class NotificationCenter::Implementation {
  public:
   explicit Implementation(std::string containerFolder);

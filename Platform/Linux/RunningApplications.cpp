@@ -1,9 +1,9 @@
 #include "Platform/RunningApplications.h"
 
-#include <algorithm>
 #include <map>
 #include <mutex>
 #include <utility>
+#include <vector>
 
 #include "Platform/Linux/ApplicationObservation.h"
 #include "Platform/Linux/ApplicationRegistry.h"
@@ -13,16 +13,36 @@
 #include "Platform/Linux/RunningInstance.h"
 
 namespace corvane::Platform {
+namespace {
+
+std::vector<RunningInstance> instancesIn(const OwnedDescriptor& folder) {
+  std::vector<RunningInstance> instances;
+  if (!folder) return instances;
+  for (const std::string& name : Folders::entries(folder)) {
+    if (auto instance = RunningInstance::find(folder, name))
+      instances.push_back(std::move(*instance));
+  }
+  return instances;
+}
+
+}  // namespace
 
 struct RunningApplications::Observations {
   std::mutex mutex;  // guards what is below
   std::map<std::string, std::shared_ptr<ApplicationObservation>> byIdentifier;
 };
 
+/// What `isRunning` has found, so that it need not search again while that still runs.
+struct RunningApplications::Found {
+  std::mutex mutex;  // guards what is below
+  std::map<std::string, RunningInstance> byIdentifier;
+};
+
 RunningApplications::RunningApplications(std::string containerFolder, NotificationCenter& center)
     : containerFolder_(std::move(containerFolder)),
       center_(center),
-      observations_(std::make_unique<Observations>()) {}
+      observations_(std::make_unique<Observations>()),
+      found_(std::make_unique<Found>()) {}
 
 RunningApplications::~RunningApplications() {
   for (const auto& [identifier, observation] : observations_->byIdentifier) {
@@ -32,12 +52,20 @@ RunningApplications::~RunningApplications() {
 }
 
 int RunningApplications::instancesOf(const std::string& bundleIdentifier) const {
-  const OwnedDescriptor folder = ApplicationRegistry::open(containerFolder_, bundleIdentifier);
-  if (!folder) return 0;
-  const auto names = Folders::entries(folder);
-  return static_cast<int>(std::count_if(names.begin(), names.end(), [&](const std::string& name) {
-    return RunningInstance::find(folder, name).has_value();
-  }));
+  const auto folder = ApplicationRegistry::open(containerFolder_, bundleIdentifier);
+  return static_cast<int>(instancesIn(folder).size());
+}
+
+bool RunningApplications::isRunning(const std::string& bundleIdentifier) const {
+  const std::lock_guard lock(found_->mutex);
+  auto& known = found_->byIdentifier;
+  const auto found = known.find(bundleIdentifier);
+  if (found != known.end() && !found->second.hasEnded()) return true;
+  if (found != known.end()) known.erase(found);
+  auto running = instancesIn(ApplicationRegistry::open(containerFolder_, bundleIdentifier));
+  if (running.empty()) return false;
+  known.emplace(bundleIdentifier, std::move(running.front()));
+  return true;
 }
 
 std::optional<RunningApplication> RunningApplications::applicationOf(

@@ -4,7 +4,6 @@
 #include <sys/syscall.h>
 
 #include <cerrno>
-#include <utility>
 
 #include "Platform/Linux/ApplicationRegistry.h"
 #include "Platform/Linux/ProcessFileName.h"
@@ -13,9 +12,8 @@ namespace corvane::Platform {
 
 using ApplicationRegistry::Lock;
 
-RunningInstance::RunningInstance(std::string name, pid_t process)
-    : name_(std::move(name)),
-      process_(static_cast<int>(::syscall(SYS_pidfd_open, process, 0))),
+RunningInstance::RunningInstance(pid_t process)
+    : process_(static_cast<int>(::syscall(SYS_pidfd_open, process, 0))),
       wasGone_(!process_ && errno == ESRCH) {}
 
 std::optional<RunningInstance> RunningInstance::find(const OwnedDescriptor& folder,
@@ -24,14 +22,15 @@ std::optional<RunningInstance> RunningInstance::find(const OwnedDescriptor& fold
   if (!process) return std::nullopt;
   // The process before the lock: if it ends from here on and another one gets its identifier, it is
   // still this one that is asked.
-  RunningInstance instance(name, *process);
-  const bool isLocked = ApplicationRegistry::lockOf(folder, name) == Lock::held;
+  RunningInstance instance(*process);
+  instance.file_ = ApplicationRegistry::openFile(folder, name);
+  const bool isLocked = ApplicationRegistry::lockOf(instance.file_) == Lock::held;
   if (!isLocked || instance.hasProcessEnded()) return std::nullopt;
   return instance;
 }
 
-bool RunningInstance::hasEnded(const OwnedDescriptor& folder) const {
-  return hasProcessEnded() || ApplicationRegistry::lockOf(folder, name_) == Lock::free;
+bool RunningInstance::hasEnded() const {
+  return hasProcessEnded() || ApplicationRegistry::lockOf(file_) == Lock::free;
 }
 
 bool RunningInstance::hasProcessEnded() const {

@@ -18,20 +18,20 @@ class RunningInstance {
   static std::optional<RunningInstance> find(const OwnedDescriptor& folder,
                                              const std::string& name);
 
-  /// Whether it has ended since, or given its lock back. `folder` is that of `find`. What the
-  /// system can't say counts as no.
-  [[nodiscard]] bool hasEnded(const OwnedDescriptor& folder) const;
+  /// Whether it has ended since, or given its registration back: looks anew at each call, at its
+  /// process and at its file, which are kept open. What the system can't say counts as no.
+  [[nodiscard]] bool hasEnded() const;
 
   /// From this something can be read once the process has ended; negative where it can't be had.
   [[nodiscard]] int processDescriptor() const { return process_.number(); }
 
  private:
-  RunningInstance(std::string name, pid_t process);
+  explicit RunningInstance(pid_t process);
   [[nodiscard]] bool hasProcessEnded() const;
 
-  std::string name_;
   OwnedDescriptor process_;
   bool wasGone_;  // the process, when it was asked for
+  OwnedDescriptor file_;
 };
 
 }  // namespace corvane::Platform

@@ -205,8 +205,8 @@ ExtensionBrowserApiClient::Outcome ExtensionBrowserApiClient::request(Command ac
   return isAnswered ? Outcome::answered : Outcome::timedOut;
 }
 
-/// The answer to `action`. What else lies on top of it is taken away with it: it answers a request
-/// that nobody waits for any more.
+/// The answer to `action`. Answers to other requests of this client that lie on top of it are taken
+/// away with it: nobody waits for them any more.
 std::optional<ExchangeRecord> ExtensionBrowserApiClient::response(Command action) {
   for (int attempt = 0; attempt < readAttempts; ++attempt) {
     auto record = link_.exchange.getExchange(responseName(), link_.clientIdentifier);

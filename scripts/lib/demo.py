@@ -1,31 +1,24 @@
 """demo.py EXECUTABLE FOLDER [--browser] [--check]: plays one session with the host and prints it.
 
-Runs below private-home; what it leaves lies in FOLDER. The exit status says whether every reply was
-as it should be.
+Runs below private-home, beside the stand-in for the main application; what it leaves lies in FOLDER.
+The exit status says whether every reply was as it should be.
 """
 
 import json
 import os
+import signal
 import sys
 import time
 from pathlib import Path
 
 from browser import run_in_browser
-from host import Container, Host, request
+from host import APPLICATION, Container, Host, MainApplication, request
 
 DEBUG_LEVEL = 15
-TO_HOST, FROM_HOST = "\033[36m", "\033[32m"
-
-# What the browser sends, and the outcome that it must get; None: silence.
-SESSION = [
-    (request("init", "1", {"apiVersion": "1"}), "ok"),
-    (request("init", "2", {"apiVersion": "2"}), "error"),
-    (request("getCurrentAppState", "3"), "ok"),
-    (request("getCurrentFilteringState", "4", {"url": "https://example.org/"}), "error"),
-    (request("addRule", "5", {}), "error"),
-    (b"hello, host", None),
-    (request("makeCoffee", "6", {"sugar": True}), None),
-]
+COLOURS = {"→": "\033[36m", "←": "\033[32m", "•": "\033[33m"}
+PUSH = "CVN_APP_STATE_RESPONSE_MESSAGE_FAKEID"
+PAGE = "https://example.org/"
+RULE = "||banner.example.org^"
 
 
 class Transcript:
@@ -39,7 +32,7 @@ class Transcript:
 
     def event(self, arrow, *texts):
         """One line with the time since the start; further texts stand below the first."""
-        colour = {"→": TO_HOST, "←": FROM_HOST}.get(arrow, "") if sys.stdout.isatty() else ""
+        colour = COLOURS.get(arrow, "") if sys.stdout.isatty() else ""
         prefix = f"{(time.monotonic() - self.begin) * 1000:8.1f} ms  {arrow}  "
         for text in texts:
             self.line(f"{colour}{prefix}{text}{colour and chr(27) + '[0m'}")
@@ -53,8 +46,10 @@ class Transcript:
 
     def received(self, reply):
         outcome = reply["result"] + (f' "{reply["data"]}"' if "data" in reply else "")
-        self.event("←", f'{outcome}, reply {reply["id"]} to "{reply["requestId"]}"' + values(reply),
-                   state_text(reply["appState"]))
+        pushed = reply["requestId"] == PUSH
+        to = "pushed unasked" if pushed else f'reply {reply["id"]} to "{reply["requestId"]}"'
+        results = values(reply).removeprefix(", ")
+        self.event("←", f"{outcome}, {to}", *filter(None, [results]), state_text(reply["appState"]))
 
     def log(self, container):
         self.line("\nWhat the host wrote to its log, at debug level:\n")
@@ -76,35 +71,129 @@ def state_text(state):
         f'locale {state["locale"]}', f'checked {state["lastCheckTime"]}'])
 
 
-def play(executable, transcript):
+class Session:
+    """What a browser and its user do, and what comes of it. A wrong outcome ends it."""
+
+    def __init__(self, host, transcript):
+        self.host, self.transcript = host, transcript
+        self.asked = 0
+
+    def receive(self):
+        reply = self.host.receive()
+        if not reply:
+            raise RuntimeError(f"the host ended instead of answering: {self.host.errors()}")
+        self.transcript.received(reply)
+        return reply
+
+    def send(self, message):
+        self.host.send(message)
+        self.transcript.sent(message)
+
+    def ask(self, kind, outcome="ok", **parameters):
+        """One request and its reply; pushes that come in between are told as they come."""
+        self.asked += 1
+        message = request(kind, str(self.asked), parameters)
+        self.send(message)
+        reply = self.receive()
+        while reply["requestId"] == PUSH:
+            reply = self.receive()
+        if (reply["requestId"], reply["result"]) != (message["id"], outcome):
+            raise RuntimeError(f"{message} was answered with {reply}")
+        return reply
+
+    def await_push(self, **state):
+        """Waits until a push tells of this state."""
+        while True:
+            reply = self.receive()
+            if reply["requestId"] != PUSH:
+                raise RuntimeError(f"nobody asked for {reply}")
+            if state.items() <= reply["appState"].items():
+                return
+
+    def chapter(self, text):
+        self.transcript.line(f"\n{text}")
+
+    def told(self, application, command):
+        self.transcript.event("•", f"in the main application: {command}")
+        application.command(command)
+
+
+def greet(session):
+    session.chapter("The browser starts the host; the main application does not run.")
+    session.ask("init", apiVersion="1")
+    session.ask("init", "error", apiVersion="2")
+    session.ask("getCurrentAppState")
+    session.ask("addRule", "error")
+    session.chapter("What is no request gets no answer.")
+    session.send(b"hello, host")
+    session.send(request("makeCoffee", "?", {"sugar": True}))
+
+
+def browse(session, application):
+    session.chapter("The main application is started, and announces its state.")
+    session.await_push(isRunning=True)
+    session.chapter("A page is shown, and the user switches protection off and on.")
+    session.ask("getCurrentFilteringState", forceStartApp=False, url=PAGE, port=443)
+    session.ask("setProtectionStatus", isEnabled=False)
+    session.ask("setProtectionStatus", isEnabled=True)
+    session.chapter("Somebody does the same in the main application itself.")
+    session.told(application, "protection off")
+    session.await_push(isProtectionEnabled=False)
+    session.told(application, "protection on")
+    session.await_push(isProtectionEnabled=True)
+    session.chapter("A rule comes and goes; a rule that is not there can't; a site is reported.")
+    session.ask("addRule", ruleText=RULE)
+    session.ask("removeRule", ruleText=RULE)
+    session.ask("removeRule", "error", ruleText=RULE)
+    session.ask("reportSite", url=PAGE, referrer="", userAgent="Demo/1.0")
+
+
+def start_again(session, application, container):
+    session.chapter("The main application is killed, and started again by the browser.")
+    session.transcript.event("•", "the main application is killed")
+    application.kill()
+    session.await_push(isRunning=False)
+    install(container, application)
+    session.ask("getCurrentFilteringState", forceStartApp=True, url=PAGE, port=443)
+
+
+def install(container, application):
+    """Says by a desktop entry how the main application is started."""
+    entries = container.folder.parents[1] / "applications"
+    entries.mkdir()
+    (entries / f"{APPLICATION}.desktop").write_text(
+        f'[Desktop Entry]\nType=Application\nName=The main application\n'
+        f'Exec="{application.command_line[0]}" --locale de --daemon\n')
+
+
+def end_launched(container):
+    """Ends what the host has started, which is nobody's child."""
+    for path in (container.folder / "Applications" / APPLICATION).glob("[0-9]*"):
+        os.kill(int(path.name.partition(".")[0]), signal.SIGTERM)
+
+
+def play(executable, transcript, container):
     """The session over pipes, as a browser would; gives what went wrong."""
-    wrong = []
-    transcript.line("A browser's session with the host (→ to the host, ← from the host)\n")
-    with Host(executable) as host:
-        for message, outcome in SESSION:
-            try:
-                host.send(message)
-            except BrokenPipeError:
-                return [f"the host has ended before its time: {host.errors()}"]
-            transcript.sent(message)
-            if outcome is None:
-                continue
-            reply = host.receive()
-            if not reply:
-                return [f"the host ended instead of answering {message}: {host.errors()}"]
-            transcript.received(reply)
-            if (reply["requestId"], reply["result"]) != (message["id"], outcome):
-                wrong.append(f"{message} was answered with {reply}")
-        transcript.event("→", "end of input")
-        status, rest = host.finish()
-        if rest:
-            wrong.append(f"an answer where none is due: {rest}")
-        else:
-            transcript.event(" ", "no reply to the last two: what is no request is dropped")
-        transcript.event(" ", f"the host has ended with status {status}")
-        if status != 0:
-            wrong.append(f"exit status {status}")
-        return wrong
+    transcript.line("A browser's session with the host (→ to the host, ← from the host, • what the "
+                    "main application does)")
+    try:
+        with Host(executable) as host:
+            session = Session(host, transcript)
+            greet(session)
+            with MainApplication(executable=executable.with_name("corvane-main-app")) as application:
+                browse(session, application)
+                start_again(session, application, container)
+            session.chapter("The browser closes the host's input.")
+            transcript.event("→", "end of input")
+            status, rest = host.finish()
+            transcript.event(" ", f"the host has ended with status {status}")
+            if (status, rest) != (0, b""):
+                return [f"exit status {status}, and an answer where none is due: {rest}"]
+    except (AssertionError, BrokenPipeError, RuntimeError) as failure:
+        return [str(failure)]
+    finally:
+        end_launched(container)
+    return []
 
 
 def play_in_browser(executable, folder, transcript):
@@ -137,7 +226,7 @@ def main():
     if "--browser" in options:
         wrong = play_in_browser(executable, folder, transcript)
     else:
-        wrong = play(executable, transcript)
+        wrong = play(executable, transcript, container)
     transcript.log(container)
     for text in wrong:
         print(f"demo: {text}", file=sys.stderr)

@@ -35,7 +35,7 @@ void Announcer::changedByRequest() {
 
 void Announcer::finish() {
   if (planned_.empty()) return;
-  std::this_thread::sleep_until(std::min(*planned_.begin(), Clock::now() + pauseAfterReply));
+  std::this_thread::sleep_until(std::min(*planned_.begin(), Clock::now() + pauseAfterStart));
   planned_.clear();
   announce();
 }

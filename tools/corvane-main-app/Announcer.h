@@ -30,7 +30,7 @@ class Announcer {
   [[nodiscard]] int count() const { return count_; }
 
   /// The last thing before the application ends: an announcement that is still due is made, after
-  /// no more than 200 ms.
+  /// no more than 500 ms: no first announcement is due later than that.
   void finish();
 
  private:

@@ -11,16 +11,31 @@ namespace corvane::MainApp {
 
 using Platform::File;
 
-Result<std::optional<OnlyInstance>> OnlyInstance::claim(const std::string& containerFolder) {
+namespace {
+
+Result<File> openLock(const std::string& containerFolder) {
   if (auto made = Platform::makeFolders(containerFolder, "Library"); !made) return made.failure();
-  auto file = File::open(
+  return File::open(
       containerFolder + "/Library/" + std::string(Configuration::MainAppBundleIdentifier) + ".lock",
       File::Access::readWrite);
+}
+
+}  // namespace
+
+Result<std::optional<OnlyInstance>> OnlyInstance::claim(const std::string& containerFolder) {
+  auto file = openLock(containerFolder);
   if (!file) return file.failure();
   const auto locked = file->tryLock();
   if (locked) return std::optional(OnlyInstance(std::move(file).value()));
   if (locked.failure().cause != FailureCause::wouldBlock) return locked.failure();
   return std::optional<OnlyInstance>();
+}
+
+Result<std::optional<OnlyInstance>> OnlyInstance::await(const std::string& containerFolder) {
+  auto file = openLock(containerFolder);
+  if (!file) return file.failure();
+  if (const auto locked = file->waitLock(); !locked) return locked.failure();
+  return std::optional(OnlyInstance(std::move(file).value()));
 }
 
 bool haveStateAnnounced(Platform::NotificationCenter& center) {

@@ -17,6 +17,9 @@ class OnlyInstance {
   /// Nothing when another instance runs, or is starting or ending.
   static Result<std::optional<OnlyInstance>> claim(const std::string& containerFolder);
 
+  /// Waits for an instance that is ending to be gone.
+  static Result<std::optional<OnlyInstance>> await(const std::string& containerFolder);
+
  private:
   explicit OnlyInstance(Platform::File file) : file_(std::move(file)) {}
 

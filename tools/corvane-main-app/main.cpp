@@ -10,6 +10,7 @@
 #include "Platform/ApplicationRegistration.h"
 #include "Platform/MainQueue.h"
 #include "Platform/NotificationCenter.h"
+#include "Platform/RunningApplications.h"
 #include "Platform/StandardStreams.h"
 #include "tools/corvane-main-app/Commands.h"
 #include "tools/corvane-main-app/ContainerFolder.h"
@@ -101,14 +102,19 @@ int runInstance(Application& application, const std::string& container, const Op
   return 0;
 }
 
-/// Becomes the one instance, or has the one that runs announce its state; nothing then. A second
-/// attempt is for an instance that was just ending.
+/// Becomes the one instance, or has the one that runs announce its state; nothing then. One that
+/// announces and does not count as running any more is ending: its place is taken.
 Result<std::optional<OnlyInstance>> becomeInstance(const std::string& container,
                                                    NotificationCenter& center) {
-  for (int attempt = 0; attempt < 2; ++attempt) {
-    auto claimed = OnlyInstance::claim(container);
-    if (!claimed || claimed.value() || haveStateAnnounced(center)) return claimed;
+  auto claimed = OnlyInstance::claim(container);
+  if (!claimed || claimed.value()) return claimed;
+  if (haveStateAnnounced(center)) {
+    const Platform::RunningApplications applications(container, center);
+    if (applications.instancesOf(Configuration::MainAppBundleIdentifier) > 0) return claimed;
+    return OnlyInstance::await(container);
   }
+  claimed = OnlyInstance::claim(container);  // it may have ended meanwhile
+  if (!claimed || claimed.value()) return claimed;
   return Failure{FailureCause::wouldBlock, "another instance runs and does not announce its state"};
 }
 
