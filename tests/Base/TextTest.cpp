@@ -3,7 +3,6 @@
 #include <string>
 
 #include "Base/Json.h"
-#include "Base/NumericText.h"
 #include "Base/Unicode.h"
 
 namespace corvane {
@@ -39,14 +38,6 @@ TEST(Unicode, WritesWhatCannotBeSeenVisibly) {
   std::string text = "=";
   Unicode::appendVisible(text, "a\nb\r\t\x1B[1m\x7F\0\xC2\x85\xED\xA0\x80\xFF \xC3\xA9\\n"s);
   EXPECT_EQ(text, "=a\\nb\\r\\t\\x1B[1m\\x7F\\x00\\xC2\\x85\\xED\\xA0\\x80\\xFF \xC3\xA9\\n");
-}
-
-TEST(NumericText, ComparesRunsOfDigitsByValue) {
-  EXPECT_TRUE(numericallyEqual("a007b0", "a7b00"));
-  EXPECT_TRUE(numericallyEqual("0000000000000000000000000000001", "1"));
-  for (const char* other : {"", "0", " 1", "11", "+1", "a1", "18446744073709551617"}) {
-    EXPECT_FALSE(numericallyEqual(other, "1")) << other;
-  }
 }
 
 TEST(Json, KeepsKindsApart) {

@@ -51,7 +51,7 @@ class ExtensionBrowserApiClientTest : public ::testing::Test {
       testing::writeFile(folder_.path() / (std::string(key) + ".data"), "");
     testing::takeLogTexts();
   }
-  ~ExtensionBrowserApiClientTest() override { application_.center.withdraw(); }
+  void TearDown() override { application_.center.withdraw(); }
 
   /// Lets the main application answer each request with what `answer` makes of it.
   void answerWith(std::function<ExchangeRecord(const ExchangeRecord&)> answer) {
@@ -103,7 +103,7 @@ TEST_F(ExtensionBrowserApiClientTest, PicksResultAndErrorOutOfTheReply) {
        {true, "Error Domain=D Code=17 \"No window\" UserInfo={NSLocalizedDescription=No window}"}},
   };
   for (const auto& [body, expected] : cases) {
-    answerWith([&body](const ExchangeRecord& request) {
+    answerWith([&body = body](const ExchangeRecord& request) {
       return ExchangeRecord{request.id, request.name, body};
     });
     EXPECT_EQ(switchHttps(patient_), expected);

@@ -37,9 +37,9 @@ class Replies(unittest.TestCase):
         self.assertEqual(*(json.dumps(one, sort_keys=True) for one in (reply, expected)))
 
     def test_hand_shake_compares_versions_by_number(self):
-        cases = [({"apiVersion": version}, True) for version in ("1", "01", "0001")]
+        cases = [({"apiVersion": version}, True) for version in ("1", "01", "0" * 30 + "1")]
         cases += [({"apiVersion": version}, False)
-                  for version in ("2", "10", "1.0", "1 ", "", 1, True, None, ["1"])]
+                  for version in ("2", "10", "1.0", "+1", "1 ", "", str(2**64 + 1), 1, None, ["1"])]
         for serial, (parameters, accepted) in enumerate([*cases, ({}, False), ("x", False)], 1):
             with self.subTest(parameters=parameters):
                 outcome = {"result": "error", "data": "Supported api version mismatch"}

@@ -66,7 +66,7 @@ class ScriptedClient final : public ExtensionBrowserApiProtocol {
 
 class RequestProcessingTest : public ::testing::Test {
  protected:
-  ~RequestProcessingTest() override { handlers_.drain(60s); }
+  void TearDown() override { handlers_.drain(60s); }
 
   /// Sends one message and gives its reply as "result/data/serial", or "-" when there is none.
   std::string answerTo(const std::string& type, const std::string& parameters,

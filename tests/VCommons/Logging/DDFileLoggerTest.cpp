@@ -216,6 +216,7 @@ TEST_F(DDFileLoggerTest, HostsThatRollTogetherMakeOneFileAndLoseNoLine) {
     now_ += hours(1);
     std::latch start(hosts);
     std::vector<std::thread> threads;
+    threads.reserve(hosts);
     for (int i = 0; i < hosts; ++i) {
       threads.emplace_back([&, logger = std::shared_ptr(host())] {
         if (round > 2) log(*logger, "before");

@@ -31,6 +31,7 @@ struct Started {
     monitor.setDelegate(delegate);
     EXPECT_TRUE(monitor.startMonitoring());
   }
+  std::atomic<int> calls = 0;
   std::shared_ptr<Delegate> delegate;
   DirectoryMonitor monitor;
 };
@@ -51,14 +52,12 @@ void awaitAllBefore() {
 /// One that counts the calls.
 struct Counted : Started {
   explicit Counted(const fs::path& path) : Started(path, [this](DirectoryMonitor&) { ++calls; }) {}
-  ~Counted() { monitor.stopMonitoring(); }
   [[nodiscard]] int callsAfter(const std::function<void()>& change) {
     calls = 0;
     change();
     awaitAllBefore();
     return calls;
   }
-  std::atomic<int> calls = 0;
 };
 
 class DirectoryMonitorTest : public ::testing::Test {
