@@ -198,6 +198,16 @@ TEST_F(ExchangeBufferTest, WhatIsNoRecordIsThrownAwayOrLeftAlone) {
   EXPECT_EQ(takenName(std::nullopt), "addRule");
 }
 
+/// A file of holes, of which the last four bytes say that the newest record has 512 MiB.
+TEST_F(ExchangeBufferTest, AnImpossibleLengthIsNotEvenAllocated) {
+  std::ofstream(path_, std::ios::binary).seekp((1LL << 30) - 4) << std::string("\0\0\0\x20", 4);
+  EXPECT_EQ(takenName(std::nullopt), std::nullopt);
+  EXPECT_EQ(fs::file_size(path_), 1U << 30);
+  EXPECT_EQ(takeLogTexts().back(),
+            "1 (SharedResources: getExchange(key:with:)) Exchange object invalid. Must be "
+            "536870912bytes length, but received 0bytes.");
+}
+
 TEST_F(ExchangeBufferTest, OnlyRegisteredClassesAndErrorsAreRead) {
   const Dictionary state{{"result", EBAAppStateResponse{true, "de"}.record()}};
   const Dictionary error{{"error", ErrorObject{"D", 17, {}}}};

@@ -1,8 +1,12 @@
 #include "VCommons/VCLFileLocker.h"
 
 #include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
+#include <array>
 #include <cerrno>
+#include <csignal>
 
 #include "tests/Support/TemporaryFolder.h"
 
@@ -45,6 +49,29 @@ TEST_F(VCLFileLockerTest, TwoInOneProcessExcludeEachOther) {
     EXPECT_FALSE(first.lock());
   }
   EXPECT_TRUE(first.lock()) << "a lock goes with its object";
+}
+
+/// The other process locks, says so, and is killed: the one that waits gets the lock by its death.
+TEST_F(VCLFileLockerTest, TheDeathOfItsHolderFreesTheLockForWhoWaits) {
+  std::array<int, 2> ready{};
+  ASSERT_EQ(::pipe(ready.data()), 0);
+  const pid_t holder = ::fork();
+  if (holder == 0) {
+    VCLFileLocker theirs(path_);
+    const char answer = theirs.waitLock() ? 'y' : 'n';
+    if (::write(ready[1], &answer, 1) == 1) ::pause();
+    ::_exit(1);
+  }
+  char answer = 0;
+  ASSERT_EQ(::read(ready[0], &answer, 1), 1);
+  ASSERT_EQ(answer, 'y');
+  VCLFileLocker ours(path_);
+  EXPECT_FALSE(ours.lock());
+  ASSERT_EQ(::kill(holder, SIGKILL), 0);
+  EXPECT_TRUE(ours.waitLock());
+  EXPECT_EQ(::waitpid(holder, nullptr, 0), holder);
+  ::close(ready[0]);
+  ::close(ready[1]);
 }
 
 TEST_F(VCLFileLockerTest, StaysLockedWhenTheSystemRefusesToUnlock) {
