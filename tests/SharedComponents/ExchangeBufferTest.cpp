@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <iostream>
 
 #include "Base/ErrorObject.h"
 #include "SharedComponents/ExtensionBrowserApi/EBAAppStateResponse.h"
@@ -258,6 +259,7 @@ TEST_F(ExchangeBufferTest, AFailingCallLeavesTheOldOrTheNewAndNoLock) {
       }
     }
   }
+  std::cout << "injected failures: " << injected << "\n";
   EXPECT_GT(injected, 90);
 }
 
