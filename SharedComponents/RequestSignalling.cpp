@@ -40,7 +40,7 @@ RequestSignalling::ReplyListener::ReplyListener(RequestSignalling& signalling,
                                                 const std::string& responseId)
     : signalling_(signalling),
       name_(signalling.notificationName(name, responseId)),
-      repliesBefore_(signalling.replies()) {
+      repliesBefore_(signalling.replies_) {
   signalling_.center_.observe(name_, [&signalling] { signalling.replyDelivered(); });
 }
 
@@ -71,26 +71,25 @@ void RequestSignalling::post(RequestResponseName name) {
 
 bool RequestSignalling::postAndWait(RequestResponseName name, const ReplyListener& listener) {
   post(name);
-  std::unique_lock lock(replyMutex_);
-  const bool came =
-      replyCame_.wait_for(lock, replyLimit_, [&] { return replies_ != listener.repliesBefore_; });
-  lock.unlock();
+  const bool came = awaitReply(listener.repliesBefore_);
   VCLogCDebug({file, sendFunction}, "After waiting, result: %@", came ? "true" : "false");
   return came;
 }
 
-std::uint64_t RequestSignalling::replies() {
-  const std::lock_guard lock(replyMutex_);
-  return replies_;
+/// True as soon as there are other than `repliesBefore`. What earlier replies left in the semaphore
+/// makes it look once more, no matter.
+bool RequestSignalling::awaitReply(std::uint64_t repliesBefore) {
+  const auto end = std::chrono::steady_clock::now() + replyLimit_;
+  while (replies_ == repliesBefore) {
+    if (!replyCame_.waitUntil(end)) return replies_ != repliesBefore;
+  }
+  return true;
 }
 
 /// On the thread of the notifications.
 void RequestSignalling::replyDelivered() {
-  {
-    const std::lock_guard lock(replyMutex_);
-    ++replies_;
-  }
-  replyCame_.notify_all();
+  ++replies_;
+  replyCame_.post();
 }
 
 void RequestSignalling::setHandler(RequestResponseName name, Handler handler) {

@@ -1,14 +1,14 @@
 #pragma once
 
+#include <atomic>
 #include <chrono>
-#include <condition_variable>
 #include <cstdint>
 #include <functional>
 #include <map>
-#include <mutex>
 #include <string>
 
 #include "Platform/NotificationCenter.h"
+#include "Platform/Semaphore.h"
 #include "VCommons/VCommonsKit/DispatchQueue.h"
 
 namespace corvane {
@@ -85,7 +85,7 @@ class RequestSignalling {
  private:
   void install(const std::string& name, Handler handler);
   void delivered(const std::string& name);
-  std::uint64_t replies();
+  bool awaitReply(std::uint64_t repliesBefore);
   void replyDelivered();
   void post(RequestResponseName name);
   bool postAndWait(RequestResponseName name, const ReplyListener& listener);
@@ -96,9 +96,8 @@ class RequestSignalling {
   const std::chrono::milliseconds replyLimit_;
   std::map<std::string, Handler> handlers_;  // by notification name; only on the queue
 
-  std::mutex replyMutex_;  // guards the count; nobody holds it while posting
-  std::condition_variable replyCame_;
-  std::uint64_t replies_ = 0;  // notifications of replies, ever
+  std::atomic<std::uint64_t> replies_{0};  // notifications of replies, ever
+  Platform::Semaphore replyCame_;          // one more for each; a waiter looks at the count, too
 };
 
 }  // namespace corvane

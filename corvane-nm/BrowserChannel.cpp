@@ -5,6 +5,7 @@
 
 #include "Platform/MainQueue.h"
 #include "Platform/Threads.h"
+#include "VCommons/VCommonsKit/LentThread.h"
 #include "VCommons/VCommonsKit/VCLog.h"
 
 namespace corvane {
@@ -30,12 +31,28 @@ void BrowserChannel::listen() {
 
 void BrowserChannel::readUntilEnd() {
   Platform::nameThisThread("StandardInput");
+  LentThread thisThread;
   for (;;) {
     FrameReader::Frame frame = reader_.readOne();
     if (frame.isEndOfInput) break;
     if (frame.message) processor_(std::move(*frame.message), makeReply());
+    thisThread.useTurn();  // the handler, which does not wait
+    if (!thisThread.hasTurn()) continue;
+    passReadingOn();
+    while (thisThread.hasTurn()) thisThread.useTurn();  // an exchange, which does
+    readingTurn_.wait();
   }
   inputEnded();
+}
+
+/// Two threads are enough: what makes one wait is one exchange at a time, so the other is in here,
+/// or on its way to wait for its turn.
+void BrowserChannel::passReadingOn() {
+  if (std::exchange(hasSecondReader_, true)) {
+    readingTurn_.post();
+  } else {
+    std::thread([this] { readUntilEnd(); }).detach();
+  }
 }
 
 BrowserChannel::Reply BrowserChannel::makeReply() {

@@ -1,16 +1,18 @@
 #include "Platform/NotificationCenter.h"
 
-#include <unistd.h>
-
 #include <utility>
 
-#include "Platform/Linux/Folders.h"
 #include "Platform/Linux/NotificationCenterImplementation.h"
-#include "Platform/Linux/NotificationPost.h"
 #include "Platform/Linux/ProcessFileName.h"
 #include "Platform/SystemLog.h"
 
 namespace corvane::Platform {
+namespace {
+
+/// Observers are kept with open descriptors: for so many names at most.
+constexpr std::size_t mostObserversKept = 32;
+
+}  // namespace
 
 NotificationCenter::Implementation::Implementation(std::string containerFolder)
     : containerFolder_(std::move(containerFolder)), thread_("notifications") {}
@@ -86,13 +88,13 @@ void NotificationCenter::Implementation::stopObserving(const std::string& name) 
   callbacks_.awaitEnd(name);
 }
 
-/// Opens the folder anew: a process that only posts makes none.
-void NotificationCenter::Implementation::post(const std::string& name) const {
+/// Makes no folder: where there is none, nobody observes.
+void NotificationCenter::Implementation::post(const std::string& name) {
   if (!NotificationFolders::isName(name)) return;
-  const std::string path = containerFolder_ + "/Notifications/" + name;
-  const OwnedDescriptor observers = Folders::open(path);
-  if (observers && postNotification(observers, name))
-    ::rmdir(path.c_str());  // unless somebody is left in it
+  const std::lock_guard lock(postMutex_);
+  if (observers_.size() >= mostObserversKept && !observers_.contains(name)) observers_.clear();
+  observers_.try_emplace(name, containerFolder_ + "/Notifications/" + name)
+      .first->second.send(name);
 }
 
 void NotificationCenter::Implementation::withdraw() {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <map>
 #include <mutex>
 #include <optional>
 #include <set>
@@ -9,6 +10,7 @@
 #include "Platform/Linux/EventThread.h"
 #include "Platform/Linux/NotificationCallbacks.h"
 #include "Platform/Linux/NotificationFolders.h"
+#include "Platform/Linux/NotificationObservers.h"
 #include "Platform/Linux/NotificationSocket.h"
 #include "Platform/NotificationCenter.h"
 
@@ -25,7 +27,7 @@ class NotificationCenter::Implementation {
 
   bool observe(const std::string& name, Callback callback);
   void stopObserving(const std::string& name);
-  void post(const std::string& name) const;
+  void post(const std::string& name);
   void withdraw();
 
   /// The thread that receives; it runs from the first name that is observed to `withdraw`. Whatever
@@ -39,6 +41,9 @@ class NotificationCenter::Implementation {
 
   const std::string containerFolder_;
   NotificationCallbacks callbacks_;
+
+  std::mutex postMutex_;  // guards the observers of others, one post at a time
+  std::map<std::string, NotificationObservers> observers_;  // by the names that this process posts
 
   std::mutex
       setupMutex_;  // guards what this process has in the file system, and the life of the thread

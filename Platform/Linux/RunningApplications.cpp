@@ -7,6 +7,7 @@
 
 #include "Platform/Linux/ApplicationObservation.h"
 #include "Platform/Linux/ApplicationRegistry.h"
+#include "Platform/Linux/FolderStamp.h"
 #include "Platform/Linux/Folders.h"
 #include "Platform/Linux/NotificationCenterImplementation.h"
 #include "Platform/Linux/ProcessFileName.h"
@@ -32,10 +33,17 @@ struct RunningApplications::Observations {
   std::map<std::string, std::shared_ptr<ApplicationObservation>> byIdentifier;
 };
 
-/// What `isRunning` has found, so that it need not search again while that still runs.
+/// What `isRunning` has found, so that it need not search again: while the instance still runs, or
+/// while nothing has come into the folder in which there was none.
 struct RunningApplications::Found {
+  struct Look {
+    OwnedDescriptor folder;
+    FolderStamp stamp;
+    std::optional<RunningInstance> instance;
+  };
+
   std::mutex mutex;  // guards what is below
-  std::map<std::string, RunningInstance> byIdentifier;
+  std::map<std::string, Look> byIdentifier;
 };
 
 RunningApplications::RunningApplications(std::string containerFolder, NotificationCenter& center)
@@ -58,14 +66,15 @@ int RunningApplications::instancesOf(const std::string& bundleIdentifier) const 
 
 bool RunningApplications::isRunning(const std::string& bundleIdentifier) const {
   const std::lock_guard lock(found_->mutex);
-  auto& known = found_->byIdentifier;
-  const auto found = known.find(bundleIdentifier);
-  if (found != known.end() && !found->second.hasEnded()) return true;
-  if (found != known.end()) known.erase(found);
-  auto running = instancesIn(ApplicationRegistry::open(containerFolder_, bundleIdentifier));
-  if (running.empty()) return false;
-  known.emplace(bundleIdentifier, std::move(running.front()));
-  return true;
+  auto& [folder, stamp, instance] = found_->byIdentifier[bundleIdentifier];
+  if (instance && !instance->hasEnded()) return true;
+  if (!instance && folder && stamp.holdsFor(folder)) return false;
+  instance.reset();
+  folder = ApplicationRegistry::open(containerFolder_, bundleIdentifier);
+  if (folder) stamp = FolderStamp(folder);
+  auto running = instancesIn(folder);
+  if (!running.empty()) instance = std::move(running.front());
+  return instance.has_value();
 }
 
 std::optional<RunningApplication> RunningApplications::applicationOf(

@@ -168,7 +168,7 @@ void ExtensionBrowserApiClient::updateApp(ErrorReply reply) {
 
 /// Queues one exchange.
 void ExtensionBrowserApiClient::through(Command action, Body body, BodyReply reply) {
-  link_.workQueue.async([weak = weak_from_this(), action, body = std::move(body),
+  link_.workQueue.asyncLent([weak = weak_from_this(), action, body = std::move(body),
                          reply = std::move(reply)]() mutable {
     if (const auto self = weak.lock()) self->exchange(action, std::move(body), std::move(reply));
   });
