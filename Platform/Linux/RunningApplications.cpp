@@ -26,6 +26,30 @@ std::vector<RunningInstance> instancesIn(const OwnedDescriptor& folder) {
   return instances;
 }
 
+/// What `isRunning` has found, so that it need not look again: while the instance still runs, or
+/// while nothing has come into the folder in which there was none.
+struct Look {
+  OwnedDescriptor folder;  // the application's, or the nearest above it that there is
+  FolderStamp stamp;
+  std::optional<RunningInstance> instance;
+};
+
+Look lookFor(const std::string& containerFolder, const std::string& bundleIdentifier) {
+  Look look;
+  if (!Folders::isVisibleName(bundleIdentifier)) return look;
+  look.folder = Folders::open(containerFolder);
+  for (const std::string& next : ApplicationRegistry::pathOf(bundleIdentifier)) {
+    look.stamp = FolderStamp(look.folder);
+    OwnedDescriptor below = Folders::open(look.folder, next);
+    if (!below) return look;
+    look.folder = std::move(below);
+  }
+  look.stamp = FolderStamp(look.folder);
+  auto running = instancesIn(look.folder);
+  if (!running.empty()) look.instance = std::move(running.front());
+  return look;
+}
+
 }  // namespace
 
 struct RunningApplications::Observations {
@@ -33,15 +57,7 @@ struct RunningApplications::Observations {
   std::map<std::string, std::shared_ptr<ApplicationObservation>> byIdentifier;
 };
 
-/// What `isRunning` has found, so that it need not search again: while the instance still runs, or
-/// while nothing has come into the folder in which there was none.
 struct RunningApplications::Found {
-  struct Look {
-    OwnedDescriptor folder;
-    FolderStamp stamp;
-    std::optional<RunningInstance> instance;
-  };
-
   std::mutex mutex;  // guards what is below
   std::map<std::string, Look> byIdentifier;
 };
@@ -66,15 +82,11 @@ int RunningApplications::instancesOf(const std::string& bundleIdentifier) const 
 
 bool RunningApplications::isRunning(const std::string& bundleIdentifier) const {
   const std::lock_guard lock(found_->mutex);
-  auto& [folder, stamp, instance] = found_->byIdentifier[bundleIdentifier];
-  if (instance && !instance->hasEnded()) return true;
-  if (!instance && folder && stamp.holdsFor(folder)) return false;
-  instance.reset();
-  folder = ApplicationRegistry::open(containerFolder_, bundleIdentifier);
-  if (folder) stamp = FolderStamp(folder);
-  auto running = instancesIn(folder);
-  if (!running.empty()) instance = std::move(running.front());
-  return instance.has_value();
+  Look& known = found_->byIdentifier[bundleIdentifier];
+  const bool isKnown = known.instance ? !known.instance->hasEnded()
+                                      : known.folder && known.stamp.holdsFor(known.folder);
+  if (!isKnown) known = lookFor(containerFolder_, bundleIdentifier);
+  return known.instance.has_value();
 }
 
 std::optional<RunningApplication> RunningApplications::applicationOf(
