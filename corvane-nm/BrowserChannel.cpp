@@ -38,21 +38,24 @@ void BrowserChannel::readUntilEnd() {
     if (frame.message) processor_(std::move(*frame.message), makeReply());
     thisThread.useTurn();  // the handler, which does not wait
     if (!thisThread.hasTurn()) continue;
-    passReadingOn();
+    offerReading();
     while (thisThread.hasTurn()) thisThread.useTurn();  // an exchange, which does
-    readingTurn_.wait();
+    if (!readingTurn_->takeBack()) readingTurn_->await();
   }
   inputEnded();
 }
 
-/// Two threads are enough: what makes one wait is one exchange at a time, so the other is in here,
-/// or on its way to wait for its turn.
-void BrowserChannel::passReadingOn() {
-  if (std::exchange(hasSecondReader_, true)) {
-    readingTurn_.post();
-  } else {
-    std::thread([this] { readUntilEnd(); }).detach();
+/// Lets another thread read the frame that comes while this one waits for an exchange. Two are
+/// enough: there is one exchange at a time, so the other one is not in any, or about to leave it.
+void BrowserChannel::offerReading() {
+  if (!readingTurn_) {
+    readingTurn_.emplace(reader_.descriptor());
+    std::thread([this] {
+      readingTurn_->await();
+      readUntilEnd();
+    }).detach();
   }
+  readingTurn_->offer(reader_.hasReadAhead());
 }
 
 BrowserChannel::Reply BrowserChannel::makeReply() {

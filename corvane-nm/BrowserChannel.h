@@ -3,10 +3,11 @@
 #include <atomic>
 #include <chrono>
 #include <functional>
+#include <optional>
 #include <utility>
 
 #include "Base/UniqueFunction.h"
-#include "Platform/Semaphore.h"
+#include "Platform/ReadingTurn.h"
 #include "corvane-nm/FrameReader.h"
 #include "corvane-nm/FrameWriter.h"
 
@@ -64,7 +65,7 @@ class BrowserChannel {
   };
 
   void readUntilEnd();
-  void passReadingOn();
+  void offerReading();
   Reply makeReply();
   void messageDone();
   void endLastSlice();
@@ -76,8 +77,7 @@ class BrowserChannel {
   const Limits limits_;
   const std::function<void()> leave_;
 
-  Platform::Semaphore readingTurn_;  // posted with the right to read, while nobody reads
-  bool hasSecondReader_ = false;     // for who reads
+  std::optional<Platform::ReadingTurn> readingTurn_;  // set when there is a second reader
 
   bool readerIsInstalled_ = false;  // main thread only
   bool isAllAnswered_ = false;      // main thread only: no more answer is to come

@@ -30,13 +30,24 @@ class NotificationCenter::Implementation {
   void post(const std::string& name);
   void withdraw();
 
+  /// Binds another socket, for the mailbox that reads it, and gives its name; nothing, with a
+  /// record in the system log, when that fails.
+  std::optional<NotificationSocket> bindMailbox(std::string& socketName);
+  /// Links that socket into the folder of `name`, unless it is there. False like bindMailbox.
+  bool linkMailbox(const std::string& socketName, const std::string& name);
+  /// Takes the socket and its links away.
+  void removeSocket(const std::string& socketName);
+
   /// The thread that receives; it runs from the first name that is observed to `withdraw`. Whatever
   /// else the process must hear of may be received there too.
   EventThread& thread() { return thread_; }
 
  private:
   Result<Done> listen(const std::string& name);
-  Result<Done> openSocket(const std::string& name);
+  Result<Done> openSocket();
+  Result<NotificationSocket> bind(std::string& socketName);
+  Result<Done> link(const std::string& socketName, const std::string& name);
+  void removeLinks(const std::string& socketName);
   void receive();
 
   const std::string containerFolder_;
@@ -50,7 +61,7 @@ class NotificationCenter::Implementation {
   std::optional<NotificationFolders> folders_;
   std::optional<NotificationSocket> socket_;  // read by the thread alone, from its start to its end
   std::string socketName_;
-  std::set<std::string> linkedNames_;
+  std::map<std::string, std::set<std::string>> links_;  // of each socket: the names
   bool isWithdrawn_ = false;
   EventThread thread_;
 };

@@ -85,14 +85,14 @@ void NotificationFolders::removeSocket(const std::string& socketName) const {
   ::unlinkat(folder_.number(), hidden(socketName).c_str(), 0);
 }
 
-void NotificationFolders::clean(const std::string& keptName) const {
+void NotificationFolders::clean() const {
   for (const std::string& entry : Folders::entries(folder_)) {
     if (entry.front() == '.') {
       cleanHidden(folder_, entry);
       continue;
     }
     if (const OwnedDescriptor names = Folders::open(folder_, entry)) cleanName(names);
-    if (entry != keptName) ::unlinkat(folder_.number(), entry.c_str(), AT_REMOVEDIR);
+    ::unlinkat(folder_.number(), entry.c_str(), AT_REMOVEDIR);
   }
 }
 
