@@ -10,7 +10,7 @@ namespace corvane::Platform {
 namespace {
 
 /// Observers are kept with open descriptors: for so many names at most.
-constexpr std::size_t mostObserversKept = 32;
+constexpr std::size_t mostNamesKept = 32;
 
 void recordDeafness(const std::string& name, const Failure& failure) {
   SystemLog::write(SystemLog::Severity::error,
@@ -145,8 +145,8 @@ void NotificationCenter::Implementation::stopObserving(const std::string& name) 
 void NotificationCenter::Implementation::post(const std::string& name) {
   if (!NotificationFolders::isName(name)) return;
   const std::lock_guard lock(postMutex_);
-  if (observers_.size() >= mostObserversKept && !observers_.contains(name)) observers_.clear();
-  observers_.try_emplace(name, containerFolder_ + "/Notifications/" + name)
+  if (connections_.size() >= mostNamesKept && !connections_.contains(name)) connections_.clear();
+  connections_.try_emplace(name, containerFolder_ + "/Notifications/" + name)
       .first->second.send(name);
 }
 
