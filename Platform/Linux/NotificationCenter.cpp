@@ -118,9 +118,13 @@ void NotificationCenter::Implementation::removeSocket(const std::string& socketN
   if (!isWithdrawn_) removeLinks(socketName);
 }
 
-/// With `setupMutex_` held.
+/// Leaves the folders of names that others observe, too, or the next of our kind. With
+/// `setupMutex_` held.
 void NotificationCenter::Implementation::removeLinks(const std::string& socketName) {
-  for (const std::string& name : links_[socketName]) folders_->unlink(socketName, name);
+  for (const std::string& name : links_[socketName]) {
+    folders_->unlink(socketName, name);
+    if (socketName != socketName_) folders_->removeName(name);  // a mailbox's
+  }
   folders_->removeSocket(socketName);
   links_.erase(socketName);
 }
