@@ -30,33 +30,31 @@ constexpr int roundsToWarmUp = 4;
 constexpr char identifier[] = "link-bench";
 constexpr char request[] = R"({"type":"getCurrentAppState","id":"link-bench"})";
 
-/// What one program that answers the browser was seen to take, in microseconds.
-struct Times {
-  std::vector<double> answer;
-  std::vector<double> processor;
-};
-
-void ask(const Child& program, Times& times) {
+/// Asks one round of requests, one at a time. Adds how long an answer took (the median) and how
+/// much processor time the program used for each, in microseconds.
+void ask(const Child& program, std::vector<double>& answer, std::vector<double>& processor) {
+  std::vector<double> answers;
   const double before = program.processorTime();
   for (int i = 0; i < requestsInARound; ++i) {
     const auto start = Clock::now();
     program.send(request);
     while (program.receive().find(identifier) == std::string::npos) continue;
-    times.answer.push_back(Microseconds(Clock::now() - start).count());
+    answers.push_back(Microseconds(Clock::now() - start).count());
   }
-  times.processor.push_back((program.processorTime() - before) / requestsInARound);
+  answer.push_back(median(answers));
+  processor.push_back((program.processorTime() - before) / requestsInARound);
 }
 
 void compare(const std::string& name, const Child& ours, const Child& floor, long rounds) {
-  Times ourTimes;
-  Times floorTimes;
+  Rounds answer;
+  Rounds processor;
   for (long round = -roundsToWarmUp; round < rounds; ++round) {
-    if (round == 0) ourTimes = floorTimes = {};
-    ask(floor, floorTimes);
-    ask(ours, ourTimes);
+    if (round == 0) answer = processor = {};
+    ask(floor, answer.floor, processor.floor);
+    ask(ours, answer.ours, processor.ours);
   }
-  printRow(name + ", answer", ourTimes.answer, floorTimes.answer);
-  printRow(name + ", processor", ourTimes.processor, floorTimes.processor);
+  printRow("one request, " + name, "us", answer);
+  printRow("processor time, " + name, "us", processor);
 }
 
 /// Without a main application.
@@ -82,7 +80,7 @@ void compareLinked(const std::string& folder, const std::string& note, long roun
   const Child peer({program, "peer", files.path(), "dgram", "--reopen"});
   awaitFile(files.path() + "/to_peer.sock");
   Child floor({program, "host", files.path(), "dgram", "--reopen"});
-  compare("host and application" + note, host, floor, rounds);
+  compare("whole link" + note, host, floor, rounds);
   host.finish();
   floor.finish();
 }

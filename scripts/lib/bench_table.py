@@ -1,18 +1,23 @@
-"""bench_table.py RESULT ROWS PARTS...: makes one table of what the benchmarks measured.
+"""bench_table.py RESULT TARGETS ROWS PARTS...: makes one table of what the benchmarks measured.
 
-ROWS holds lines of a name, our time and the floor's in microseconds, tabs between. PARTS are files
-that corvane-bench wrote as JSON; what their context has as "note" goes into the names. Prints the
-table and writes it to RESULT as JSON.
+ROWS holds lines of a name, a unit, our values and the floor's, one for each round, tabs and spaces
+between. PARTS are files that corvane-bench wrote as JSON; what their context has as "note" goes
+into the names. TARGETS says what rows are held against. Prints the table and writes it to RESULT as
+JSON.
 """
 
 import json
+import operator
+import statistics
 import sys
 
-NANOSECONDS = 1000.0  # in a microsecond
+RELATIONS = {"<": operator.lt, "<=": operator.le, ">=": operator.ge}
+SMALLER = {"us": ("ns", 1000), "MB": ("kB", 1000)}
+LARGER = {"us": ("ms", 1000), "/s": ("k/s", 1000)}
 
 
 def parts(path):
-    """The medians in the file, each subject with its floor if it has one."""
+    """The rows in the file, each subject with its floor if it has one."""
     with open(path) as file:
         content = json.load(file)
     note = content["context"].get("note")
@@ -20,43 +25,90 @@ def parts(path):
     for entry in content["benchmarks"]:
         if "error_occurred" in entry:
             sys.exit(f"{entry['name']}: {entry['error_message']}")
-        if entry["aggregate_name"] != "median":
+        if entry["run_type"] != "iteration":
             continue
         words = entry["run_name"].split("/")
         # What runs on one thread and waits for nobody is told by its processor time.
         clock = "real_time" if words[-1] in ("real_time", "manual_time") else "cpu_time"
-        subject = [word for word in words if word != "floor" and "_time" not in word]
+        subject = [word for word in words
+                   if word != "floor" and "_time" not in word and "repeats:" not in word]
         name = ", ".join(subject + ([note] if note else []))
-        (floors if "floor" in words else ours)[name] = entry[clock] / NANOSECONDS
-    return [row(name, ours[name], floors.get(name)) for name in sorted(ours)]
+        values = floors if "floor" in words else ours
+        values.setdefault(name, []).append(entry[clock] / 1000)  # from nanoseconds
+    return [row(name, "us", ours[name], floors.get(name, [])) for name in sorted(ours)]
 
 
 def rows(path):
     with open(path) as file:
         lines = [line.rstrip("\n").split("\t") for line in file]
-    return [row(name, float(ours), float(floor)) for name, ours, floor in lines]
+    return [row(name, unit, [float(value) for value in ours.split()],
+                [float(value) for value in floor.split()]) for name, unit, ours, floor in lines]
 
 
-def row(name, ours, floor):
-    return {"name": name, "unit": "us", "ours": ours, "floor": floor,
-            "ratio": ours / floor if floor else None}
+def row(name, unit, ours, floor):
+    """Medians over the rounds, their ratio, and the quartiles of the ratios of the rounds."""
+    made = {"name": name, "unit": unit, "ours": statistics.median(ours), "floor": None,
+            "ratio": None, "quartiles": None, "rounds": len(ours)}
+    if floor:
+        made["floor"] = statistics.median(floor)
+        made["ratio"] = made["ours"] / made["floor"]
+        ratios = [one / other for one, other in zip(ours, floor)]
+        if len(ratios) > 1:
+            made["quartiles"] = statistics.quantiles(ratios, n=4, method="inclusive")[::2]
+    return made
+
+
+def judge(table, path):
+    """Adds the targets; each must have its row."""
+    by_name = {row["name"]: row for row in table}
+    with open(path) as file:
+        lines = [line.split(None, 3) for line in file if line.strip() and line[0] != "#"]
+    for column, relation, bound, name in lines:
+        row = by_name.get(name.strip())
+        if row is None:
+            sys.exit(f"{path}: nothing measured \"{name.strip()}\"")
+        row["target"] = f"{column} {relation} {bound}"
+        row["met"] = RELATIONS[relation](row[column], float(bound))
+
+
+def in_readable_unit(row):
+    """Both values of a row as texts, and their unit."""
+    unit, factor = row["unit"], 1
+    values = [value for value in (row["ours"], row["floor"]) if value is not None]
+    if max(values) < 1 and unit in SMALLER:
+        unit, factor = SMALLER[unit][0], SMALLER[unit][1]
+    elif min(values) >= 10_000 and unit in LARGER:
+        unit, factor = LARGER[unit][0], 1 / LARGER[unit][1]
+    texts = ["-" if row[one] is None else f"{row[one] * factor:.2f}" for one in ("ours", "floor")]
+    return texts + [unit]
+
+
+def cells(row):
+    ratio = "-" if row["ratio"] is None else f"{row['ratio']:.2f}"
+    spread = "{:.2f} .. {:.2f}".format(*row["quartiles"]) if row["quartiles"] else ""
+    verdict = {True: "met", False: "missed", None: ""}[row.get("met")]
+    return [row["name"], *in_readable_unit(row), ratio, spread, row.get("target", ""), verdict]
 
 
 def show(table):
-    width = max(len(row["name"]) for row in table)
-    print(f"{'medians, in microseconds':{width}}  {'ours':>9}  {'floor':>9}  {'ratio':>6}")
-    for row in table:
-        floor = "-" if row["floor"] is None else f"{row['floor']:.2f}"
-        ratio = "-" if row["ratio"] is None else f"{row['ratio']:.2f}"
-        print(f"{row['name']:{width}}  {row['ours']:9.2f}  {floor:>9}  {ratio:>6}")
+    heads = ["medians over rounds", "ours", "floor", "", "ratio", "quartiles", "target", ""]
+    lines = [heads] + [cells(row) for row in table]
+    widths = [max(len(line[column]) for line in lines) for column in range(len(heads))]
+    for line in lines:
+        print("  ".join(f"{cell:>{width}}" if column in (1, 2, 4, 5) else f"{cell:{width}}"
+                        for column, (cell, width) in enumerate(zip(line, widths))).rstrip())
+    missed = [row for row in table if row.get("met") is False]
+    print(f"\n{sum('met' in row for row in table)} targets, {len(missed)} missed")
 
 
-def main(result_path, rows_path, *parts_paths):
+def main(result_path, targets_path, rows_path, *parts_paths):
     table = [one for path in parts_paths for one in parts(path)] + rows(rows_path)
+    judge(table, targets_path)
     show(table)
     with open(result_path, "w") as file:
         json.dump(table, file, indent=1)
         file.write("\n")
 
 
-main(*sys.argv[1:])
+if __name__ == "__main__":
+    main(*sys.argv[1:])
