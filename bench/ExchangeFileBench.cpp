@@ -5,6 +5,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <filesystem>
 #include <fstream>
 
 #include "SharedComponents/ExchangeBuffer.h"
@@ -17,45 +18,46 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-/// How many megabytes of older records there are.
-constexpr std::int64_t none = 0;
-constexpr std::int64_t many = 10;
 constexpr std::uint64_t megabyte = 1'000'000;
 
 std::string archiveOfRequest() {
   return ExchangeRecord::archive(sampleRequest()).value();
 }
 
-/// A folder with two exchange files, their keys the megabytes that they hold.
+/// A folder of exchange files, their keys the megabytes of older records that they hold.
 class Files {
  public:
-  explicit Files(const std::string& above) : folder_(above) {
-    fill(none);
-    fill(many);
-  }
+  explicit Files(const std::string& above) : folder_(above) {}
+
   [[nodiscard]] const std::string& path() const { return folder_.path(); }
+  /// The key of the file with so many megabytes, which is made when it is missing.
+  [[nodiscard]] std::string keyOf(std::uint64_t megabytes) const {
+    std::string key = std::to_string(megabytes);
+    const std::string file = path() + "/" + key + ".data";
+    if (!std::filesystem::exists(file)) fill(file, megabytes * megabyte);
+    return key;
+  }
 
  private:
-  void fill(std::int64_t megabytes) const {
+  static void fill(const std::string& path, std::uint64_t wanted) {
     std::string record = archiveOfRequest();
     const std::size_t length = record.size();
     for (unsigned i = 0; i < 4; ++i) record += static_cast<char>(length >> (8 * i) & 0xFF);
-    std::ofstream file(path() + "/" + std::to_string(megabytes) + ".data", std::ios::binary);
-    const std::uint64_t wanted = static_cast<std::uint64_t>(megabytes) * megabyte;
+    std::ofstream file(path, std::ios::binary);
     for (std::uint64_t size = 0; size < wanted; size += record.size()) file << record;
   }
 
   const NewFolder folder_;
 };
 
-const std::string& memory() {
+const Files& memory() {
   static const Files files("/dev/shm");
-  return files.path();
+  return files;
 }
 
-const std::string& disk() {
+const Files& disk() {
   static const Files files(".");
-  return files.path();
+  return files;
 }
 
 /// The exchange file `key` as the host uses it.
@@ -88,45 +90,64 @@ class Floor {
   std::string record_ = archiveOfRequest();
 };
 
-enum class Timed { append, take };
+/// What is timed of a record that is appended and taken again, and where.
+struct Subject {
+  bool isTake;
+  const Files& (*files)();
+  std::uint64_t megabytes;  // of older records
+};
 
-/// Appends and takes in turns; only one of the two counts.
-template <class Exchange, Timed timed, const std::string& (*folder)()>
-void exchange(benchmark::State& state) {
-  Exchange exchange(folder(), std::to_string(state.range(0)));
+template <class Exchange>
+void exchange(benchmark::State& state, const Subject& subject) {
+  Exchange exchange(subject.files().path(), subject.files().keyOf(subject.megabytes));
   while (state.KeepRunning()) {
     const auto start = Clock::now();
     exchange.append();
     const auto between = Clock::now();
     exchange.take();
     const auto end = Clock::now();
-    const std::chrono::duration<double> seconds =
-        timed == Timed::append ? between - start : end - between;
+    const std::chrono::duration<double> seconds = subject.isTake ? end - between : between - start;
     state.SetIterationTime(seconds.count());
   }
 }
 
-void withFewAndMany(benchmark::internal::Benchmark* benchmark) {
-  benchmark->ArgName("MB below")->Arg(none)->Arg(many)->UseManualTime();
+template <class Exchange>
+void add(const std::string& name, const Subject& subject) {
+  benchmark::RegisterBenchmark(name.c_str(), exchange<Exchange>, subject)->UseManualTime();
 }
 
-template <class Exchange>
-constexpr auto appendInMemory = exchange<Exchange, Timed::append, memory>;
-template <class Exchange>
-constexpr auto appendOnDisk = exchange<Exchange, Timed::append, disk>;
-template <class Exchange>
-constexpr auto takeInMemory = exchange<Exchange, Timed::take, memory>;
-template <class Exchange>
-constexpr auto takeOnDisk = exchange<Exchange, Timed::take, disk>;
+void addPlace(const std::string& place, const Files& (*files)()) {
+  for (const bool isTake : {false, true}) {
+    for (const std::uint64_t megabytes : {0, 10}) {
+      const std::string name =
+          (isTake ? "take " : "append ") + place + ", " + std::to_string(megabytes) + " MB below";
+      add<Ours>(name, {isTake, files, megabytes});
+      add<Floor>(name + "/floor", {isTake, files, megabytes});
+    }
+  }
+  const std::string name = "take of 10 MB beside empty, " + place;
+  add<Ours>(name, {true, files, 10});
+  add<Ours>(name + "/floor", {true, files, 0});
+}
 
-BENCHMARK_TEMPLATE(appendInMemory, Ours)->Name("append in memory")->Apply(withFewAndMany);
-BENCHMARK_TEMPLATE(appendInMemory, Floor)->Name("append in memory/floor")->Apply(withFewAndMany);
-BENCHMARK_TEMPLATE(appendOnDisk, Ours)->Name("append on disk")->Apply(withFewAndMany);
-BENCHMARK_TEMPLATE(appendOnDisk, Floor)->Name("append on disk/floor")->Apply(withFewAndMany);
-BENCHMARK_TEMPLATE(takeInMemory, Ours)->Name("take in memory")->Apply(withFewAndMany);
-BENCHMARK_TEMPLATE(takeInMemory, Floor)->Name("take in memory/floor")->Apply(withFewAndMany);
-BENCHMARK_TEMPLATE(takeOnDisk, Ours)->Name("take on disk")->Apply(withFewAndMany);
-BENCHMARK_TEMPLATE(takeOnDisk, Floor)->Name("take on disk/floor")->Apply(withFewAndMany);
+/// Not for the table: how the size of a file on disk counts.
+void addSizes() {
+  for (const bool isTake : {false, true}) {
+    for (const std::uint64_t megabytes : {0, 1, 4, 16, 64, 256}) {
+      const std::string name =
+          std::string("scaling/") + (isTake ? "take/" : "append/") + std::to_string(megabytes);
+      add<Ours>(name, {isTake, disk, megabytes});
+      add<Floor>(name + "/floor", {isTake, disk, megabytes});
+    }
+  }
+}
+
+const bool isRegistered = [] {
+  addPlace("in memory", memory);
+  addPlace("on disk", disk);
+  addSizes();
+  return true;
+}();
 
 }  // namespace
 }  // namespace corvane::bench

@@ -21,21 +21,30 @@ def parts(path):
     with open(path) as file:
         content = json.load(file)
     note = content["context"].get("note")
-    ours, floors = {}, {}
+    ours, floors, allocations = {}, {}, {}
     for entry in content["benchmarks"]:
         if "error_occurred" in entry:
             sys.exit(f"{entry['name']}: {entry['error_message']}")
         if entry["run_type"] != "iteration":
             continue
         words = entry["run_name"].split("/")
-        # What runs on one thread and waits for nobody is told by its processor time.
-        clock = "real_time" if words[-1] in ("real_time", "manual_time") else "cpu_time"
-        subject = [word for word in words
-                   if word != "floor" and "_time" not in word and "repeats:" not in word]
+        subject = [word for word in words if word != "floor" and "_time" not in word]
         name = ", ".join(subject + ([note] if note else []))
         values = floors if "floor" in words else ours
-        values.setdefault(name, []).append(entry[clock] / 1000)  # from nanoseconds
-    return [row(name, "us", ours[name], floors.get(name, [])) for name in sorted(ours)]
+        values.setdefault(name, []).append(microseconds(entry, words))
+        if "allocations" in entry and "floor" not in words:
+            allocations.setdefault(f"{name}, allocations", []).append(entry["allocations"])
+    return ([row(name, "us", ours[name], floors.get(name, [])) for name in sorted(ours)] +
+            [row(name, "", allocations[name], []) for name in sorted(allocations)])
+
+
+def microseconds(entry, words):
+    """What one call took."""
+    if "items_per_second" in entry:
+        return 1e6 / entry["items_per_second"]
+    # What runs on one thread and waits for nobody is told by its processor time.
+    clock = "real_time" if words[-1] in ("real_time", "manual_time") else "cpu_time"
+    return entry[clock] / 1000
 
 
 def rows(path):
@@ -59,7 +68,7 @@ def row(name, unit, ours, floor):
 
 
 def judge(table, path):
-    """Adds the targets; each must have its row."""
+    """Adds the targets, each of which must have its row, and moves those rows to the top."""
     by_name = {row["name"]: row for row in table}
     with open(path) as file:
         lines = [line.split(None, 3) for line in file if line.strip() and line[0] != "#"]
@@ -69,13 +78,15 @@ def judge(table, path):
             sys.exit(f"{path}: nothing measured \"{name.strip()}\"")
         row["target"] = f"{column} {relation} {bound}"
         row["met"] = RELATIONS[relation](row[column], float(bound))
+    held = [by_name[name.strip()] for *_, name in lines]
+    return held + [row for row in table if "target" not in row]
 
 
 def in_readable_unit(row):
     """Both values of a row as texts, and their unit."""
     unit, factor = row["unit"], 1
     values = [value for value in (row["ours"], row["floor"]) if value is not None]
-    if max(values) < 1 and unit in SMALLER:
+    if 0 < max(values) < 1 and unit in SMALLER:
         unit, factor = SMALLER[unit][0], SMALLER[unit][1]
     elif min(values) >= 10_000 and unit in LARGER:
         unit, factor = LARGER[unit][0], 1 / LARGER[unit][1]
@@ -92,18 +103,19 @@ def cells(row):
 
 def show(table):
     heads = ["medians over rounds", "ours", "floor", "", "ratio", "quartiles", "target", ""]
-    lines = [heads] + [cells(row) for row in table]
-    widths = [max(len(line[column]) for line in lines) for column in range(len(heads))]
-    for line in lines:
+    lines = [cells(row) for row in table]
+    held = sum("target" in row for row in table)
+    widths = [max(len(line[column]) for line in [heads] + lines) for column in range(len(heads))]
+    for line in [heads] + lines[:held] + [[""] * len(heads)] + lines[held:]:
         print("  ".join(f"{cell:>{width}}" if column in (1, 2, 4, 5) else f"{cell:{width}}"
                         for column, (cell, width) in enumerate(zip(line, widths))).rstrip())
-    missed = [row for row in table if row.get("met") is False]
-    print(f"\n{sum('met' in row for row in table)} targets, {len(missed)} missed")
+    missed = sum(row.get("met") is False for row in table)
+    print(f"\n{held} targets, {missed} missed")
 
 
 def main(result_path, targets_path, rows_path, *parts_paths):
     table = [one for path in parts_paths for one in parts(path)] + rows(rows_path)
-    judge(table, targets_path)
+    table = judge(table, targets_path)
     show(table)
     with open(result_path, "w") as file:
         json.dump(table, file, indent=1)
