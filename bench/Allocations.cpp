@@ -10,9 +10,11 @@ thread_local std::uint64_t count = 0;
 
 extern "C" {
 // The allocator under the names that the C library gives it for this purpose.
-void* __libc_malloc(std::size_t size);                      // NOLINT(bugprone-reserved-identifier)
-void* __libc_calloc(std::size_t number, std::size_t size);  // NOLINT(bugprone-reserved-identifier)
-void* __libc_realloc(void* memory, std::size_t size);       // NOLINT(bugprone-reserved-identifier)
+// NOLINTBEGIN(bugprone-reserved-identifier,readability-identifier-naming)
+void* __libc_malloc(std::size_t size);
+void* __libc_calloc(std::size_t number, std::size_t size);
+void* __libc_realloc(void* memory, std::size_t size);
+// NOLINTEND(bugprone-reserved-identifier,readability-identifier-naming)
 
 void* malloc(std::size_t size) {
   ++count;

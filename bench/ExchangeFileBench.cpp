@@ -2,21 +2,22 @@
 // that is empty and on top of 10 MB of older records, which must make no difference.
 
 #include <benchmark/benchmark.h>
+#include <fcntl.h>
+#include <unistd.h>
 
-#include <chrono>
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
+#include <stdexcept>
 
 #include "SharedComponents/ExchangeBuffer.h"
 #include "bench/FloorFile.h"
 #include "bench/NewFolder.h"
 #include "bench/Samples.h"
+#include "bench/ThreadTime.h"
 
 namespace corvane::bench {
 namespace {
-
-using Clock = std::chrono::steady_clock;
 
 constexpr std::uint64_t megabyte = 1'000'000;
 
@@ -45,6 +46,14 @@ class Files {
     for (unsigned i = 0; i < 4; ++i) record += static_cast<char>(length >> (8 * i) & 0xFF);
     std::ofstream file(path, std::ios::binary);
     for (std::uint64_t size = 0; size < wanted; size += record.size()) file << record;
+    file.close();
+    settle(path);
+  }
+  /// Old records have reached the disk: nobody's measurement waits for that.
+  static void settle(const std::string& path) {
+    const int file = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    ::fsync(file);
+    ::close(file);
   }
 
   const NewFolder folder_;
@@ -67,7 +76,10 @@ class Ours {
       : key_(std::move(key)), exchange_([folder] { return folder; }, queue_) {}
 
   void append() {
-    exchange_.setExchange(key_, sampleIdentifier, "getCurrentFilteringState", std::move(body_));
+    if (!exchange_.setExchange(key_, sampleIdentifier, "getCurrentFilteringState",
+                               std::move(body_))) {
+      throw std::runtime_error(key_ + " MB are more than a file takes");
+    }
   }
   void take() { body_ = exchange_.getExchange(key_, sampleIdentifier).value().body; }
 
@@ -90,64 +102,76 @@ class Floor {
   std::string record_ = archiveOfRequest();
 };
 
-/// What is timed of a record that is appended and taken again, and where.
-struct Subject {
-  bool isTake;
-  const Files& (*files)();
-  std::uint64_t megabytes;  // of older records
-};
+enum class Timed { append, take };
 
+/// Appends a record and takes it again, on top of so many megabytes of older ones. Only one of the
+/// two counts.
 template <class Exchange>
-void exchange(benchmark::State& state, const Subject& subject) {
-  Exchange exchange(subject.files().path(), subject.files().keyOf(subject.megabytes));
+void exchange(benchmark::State& state, Timed timed, const Files& files, std::uint64_t megabytes) {
+  Exchange exchange(files.path(), files.keyOf(megabytes));
   while (state.KeepRunning()) {
-    const auto start = Clock::now();
+    const double start = threadTime();
     exchange.append();
-    const auto between = Clock::now();
+    const double between = threadTime();
     exchange.take();
-    const auto end = Clock::now();
-    const std::chrono::duration<double> seconds = subject.isTake ? end - between : between - start;
-    state.SetIterationTime(seconds.count());
+    state.SetIterationTime(timed == Timed::take ? threadTime() - between : between - start);
   }
+}
+
+template <class Exchange, Timed timed, const Files& (*files)()>
+void withArgument(benchmark::State& state) {
+  state.SetLabel(std::to_string(state.range(0)) + " MB below");
+  exchange<Exchange>(state, timed, files(), static_cast<std::uint64_t>(state.range(0)));
+}
+
+/// No floor, but the same on an empty file.
+template <std::uint64_t megabytes, const Files& (*files)()>
+void newest(benchmark::State& state) {
+  exchange<Ours>(state, Timed::take, files(), megabytes);
+}
+
+void withFewAndMany(benchmark::internal::Benchmark* benchmark) {
+  benchmark->Arg(0)->Arg(10)->UseManualTime();
+}
+/// Not for the table: how the size of a file on disk counts.
+void withSizes(benchmark::internal::Benchmark* benchmark) {
+  for (const std::int64_t megabytes : {0, 1, 2, 4, 7, 10}) benchmark->Arg(megabytes);
+  benchmark->UseManualTime();
 }
 
 template <class Exchange>
-void add(const std::string& name, const Subject& subject) {
-  benchmark::RegisterBenchmark(name.c_str(), exchange<Exchange>, subject)->UseManualTime();
-}
+constexpr auto appendInMemory = withArgument<Exchange, Timed::append, memory>;
+template <class Exchange>
+constexpr auto appendOnDisk = withArgument<Exchange, Timed::append, disk>;
+template <class Exchange>
+constexpr auto takeInMemory = withArgument<Exchange, Timed::take, memory>;
+template <class Exchange>
+constexpr auto takeOnDisk = withArgument<Exchange, Timed::take, disk>;
 
-void addPlace(const std::string& place, const Files& (*files)()) {
-  for (const bool isTake : {false, true}) {
-    for (const std::uint64_t megabytes : {0, 10}) {
-      const std::string name =
-          (isTake ? "take " : "append ") + place + ", " + std::to_string(megabytes) + " MB below";
-      add<Ours>(name, {isTake, files, megabytes});
-      add<Floor>(name + "/floor", {isTake, files, megabytes});
-    }
-  }
-  const std::string name = "take of 10 MB beside empty, " + place;
-  add<Ours>(name, {true, files, 10});
-  add<Ours>(name + "/floor", {true, files, 0});
-}
+BENCHMARK_TEMPLATE(appendInMemory, Ours)->Name("append in memory")->Apply(withFewAndMany);
+BENCHMARK_TEMPLATE(appendInMemory, Floor)->Name("append in memory/floor")->Apply(withFewAndMany);
+BENCHMARK_TEMPLATE(appendOnDisk, Ours)->Name("append on disk")->Apply(withFewAndMany);
+BENCHMARK_TEMPLATE(appendOnDisk, Floor)->Name("append on disk/floor")->Apply(withFewAndMany);
+BENCHMARK_TEMPLATE(takeInMemory, Ours)->Name("take in memory")->Apply(withFewAndMany);
+BENCHMARK_TEMPLATE(takeInMemory, Floor)->Name("take in memory/floor")->Apply(withFewAndMany);
+BENCHMARK_TEMPLATE(takeOnDisk, Ours)->Name("take on disk")->Apply(withFewAndMany);
+BENCHMARK_TEMPLATE(takeOnDisk, Floor)->Name("take on disk/floor")->Apply(withFewAndMany);
 
-/// Not for the table: how the size of a file on disk counts.
-void addSizes() {
-  for (const bool isTake : {false, true}) {
-    for (const std::uint64_t megabytes : {0, 1, 4, 16, 64, 256}) {
-      const std::string name =
-          std::string("scaling/") + (isTake ? "take/" : "append/") + std::to_string(megabytes);
-      add<Ours>(name, {isTake, disk, megabytes});
-      add<Floor>(name + "/floor", {isTake, disk, megabytes});
-    }
-  }
-}
+BENCHMARK_TEMPLATE(newest, 10, memory)
+    ->Name("take of 10 MB beside empty, in memory")
+    ->UseManualTime();
+BENCHMARK_TEMPLATE(newest, 0, memory)
+    ->Name("take of 10 MB beside empty, in memory/floor")
+    ->UseManualTime();
+BENCHMARK_TEMPLATE(newest, 10, disk)->Name("take of 10 MB beside empty, on disk")->UseManualTime();
+BENCHMARK_TEMPLATE(newest, 0, disk)
+    ->Name("take of 10 MB beside empty, on disk/floor")
+    ->UseManualTime();
 
-const bool isRegistered = [] {
-  addPlace("in memory", memory);
-  addPlace("on disk", disk);
-  addSizes();
-  return true;
-}();
+BENCHMARK_TEMPLATE(appendOnDisk, Ours)->Name("scaling append")->Apply(withSizes);
+BENCHMARK_TEMPLATE(appendOnDisk, Floor)->Name("scaling append/floor")->Apply(withSizes);
+BENCHMARK_TEMPLATE(takeOnDisk, Ours)->Name("scaling take")->Apply(withSizes);
+BENCHMARK_TEMPLATE(takeOnDisk, Floor)->Name("scaling take/floor")->Apply(withSizes);
 
 }  // namespace
 }  // namespace corvane::bench

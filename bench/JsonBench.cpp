@@ -6,8 +6,8 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <array>
 #include <fstream>
-#include <functional>
 #include <memory>
 
 #include "bench/JsonBodies.h"
@@ -22,10 +22,12 @@ namespace json = boost::json;
 /// A message, its text, and a file in memory that holds it as a frame; made when first used.
 class Sample {
  public:
-  explicit Sample(std::function<JsonObject()> make) : make_(std::move(make)) {}
+  Sample(std::string name, JsonObject (*make)(std::size_t), std::size_t length)
+      : name_(std::move(name)), make_(make), length_(length) {}
 
+  [[nodiscard]] const std::string& name() const { return name_; }
   const JsonObject& object() {
-    if (object_.empty()) object_ = make_();
+    if (object_.empty()) object_ = make_(length_);
     return object_;
   }
   const std::string& text() {
@@ -47,48 +49,70 @@ class Sample {
   }
 
  private:
-  const std::function<JsonObject()> make_;
+  const std::string name_;
+  JsonObject (*const make_)(std::size_t);
+  const std::size_t length_;
   JsonObject object_;
   std::string text_;
   int file_ = -1;
 };
+
+std::array<Sample, 5> samples = {{{"200 B", oneString, 200},
+                                  {"1 MB, one string", oneString, megabyte},
+                                  {"1 MB, 1 KB objects", manyObjects, megabyte},
+                                  {"64 MB, one string", oneString, 64 * megabyte},
+                                  {"64 MB, 1 KB objects", manyObjects, 64 * megabyte}}};
+
+/// The one that a run is about: its first argument is megabytes, its second the index of a sample.
+Sample& sampleOf(benchmark::State& state) {
+  Sample& sample = samples.at(static_cast<std::size_t>(state.range(1)));
+  state.SetLabel(sample.name());
+  return sample;
+}
+
+void withSamples(benchmark::internal::Benchmark* benchmark) {
+  benchmark->ArgNames({"MB", "sample"});
+  benchmark->Args({0, 0})->Args({1, 1})->Args({1, 2})->Args({64, 3})->Args({64, 4});
+}
 
 json::value decodePlainly(const char* text, std::size_t length) {
   json::error_code error;
   return json::parse({text, length}, error);
 }
 
-void decode(benchmark::State& state, Sample& sample) {
-  for (const std::string& text = sample.text(); state.KeepRunning();) {
+void decode(benchmark::State& state) {
+  for (const std::string& text = sampleOf(state).text(); state.KeepRunning();) {
     benchmark::DoNotOptimize(parseJson(text));
   }
 }
-void decodeFloor(benchmark::State& state, Sample& sample) {
-  for (const std::string& text = sample.text(); state.KeepRunning();) {
+void decodeFloor(benchmark::State& state) {
+  for (const std::string& text = sampleOf(state).text(); state.KeepRunning();) {
     benchmark::DoNotOptimize(decodePlainly(text.data(), text.size()));
   }
 }
 
-void encode(benchmark::State& state, Sample& sample) {
-  for (const JsonObject& object = sample.object(); state.KeepRunning();) {
+void encode(benchmark::State& state) {
+  for (const JsonObject& object = sampleOf(state).object(); state.KeepRunning();) {
     if (!isValidJsonObject(object)) return state.SkipWithError("not valid");
     benchmark::DoNotOptimize(serializeJson(object));
   }
 }
-void encodeFloor(benchmark::State& state, Sample& sample) {
-  for (const JsonObject& object = sample.object(); state.KeepRunning();) {
+void encodeFloor(benchmark::State& state) {
+  for (const JsonObject& object = sampleOf(state).object(); state.KeepRunning();) {
     benchmark::DoNotOptimize(json::serialize(object));
   }
 }
 
-void read(benchmark::State& state, Sample& sample) {
+void read(benchmark::State& state) {
+  Sample& sample = sampleOf(state);
   FrameReader reader(sample.file());
   while (state.KeepRunning()) {
     sample.file();
     if (!reader.readOne().message) return state.SkipWithError("no message");
   }
 }
-void readFloor(benchmark::State& state, Sample& sample) {
+void readFloor(benchmark::State& state) {
+  Sample& sample = sampleOf(state);
   while (state.KeepRunning()) {
     const int file = sample.file();
     std::uint32_t length = 0;
@@ -100,30 +124,12 @@ void readFloor(benchmark::State& state, Sample& sample) {
   }
 }
 
-void registerSample(const std::string& name, JsonObject (*make)(std::size_t), std::size_t length) {
-  const auto sample = std::make_shared<Sample>([=] { return make(length); });
-  const auto pair = [&](const std::string& what, auto* ours, auto* floor) {
-    const std::string subject = what + ", " + name;
-    const auto with = [sample](auto* run) {
-      return [=](benchmark::State& state) { run(state, *sample); };
-    };
-    benchmark::RegisterBenchmark(subject.c_str(), with(ours));
-    benchmark::RegisterBenchmark((subject + "/floor").c_str(), with(floor));
-  };
-  pair("JSON decode", decode, decodeFloor);
-  pair("JSON encode", encode, encodeFloor);
-  pair("JSON frame in", read, readFloor);
-}
-
-const bool isRegistered = [] {
-  registerSample("200 B", oneString, 200);
-  for (const std::size_t megabytes : {1, 64}) {
-    const std::string size = std::to_string(megabytes) + " MB";
-    registerSample(size + ", one string", oneString, megabytes * megabyte);
-    registerSample(size + ", 1 KB objects", manyObjects, megabytes * megabyte);
-  }
-  return true;
-}();
+BENCHMARK(decode)->Name("JSON decode")->Apply(withSamples);
+BENCHMARK(decodeFloor)->Name("JSON decode/floor")->Apply(withSamples);
+BENCHMARK(encode)->Name("JSON encode")->Apply(withSamples);
+BENCHMARK(encodeFloor)->Name("JSON encode/floor")->Apply(withSamples);
+BENCHMARK(read)->Name("JSON frame in")->Apply(withSamples);
+BENCHMARK(readFloor)->Name("JSON frame in/floor")->Apply(withSamples);
 
 }  // namespace
 }  // namespace corvane::bench

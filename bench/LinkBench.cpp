@@ -12,35 +12,24 @@
 #include <filesystem>
 #include <thread>
 
-#include "bench/Child.h"
+#include "bench/Asking.h"
 #include "bench/NewFolder.h"
 #include "bench/Row.h"
 
 namespace corvane::bench {
 namespace {
 
-using Clock = std::chrono::steady_clock;
-using Microseconds = std::chrono::duration<double, std::micro>;
-
 constexpr int requestsInARound = 25;
 constexpr int roundsToWarmUp = 4;
 
-/// The host's reply holds the identifier, the echo holds the whole request; what the host pushes
-/// unasked holds neither.
-constexpr char identifier[] = "link-bench";
-constexpr char request[] = R"({"type":"getCurrentAppState","id":"link-bench"})";
-
 /// Asks one round of requests, one at a time. Adds how long an answer took (the median) and how
 /// much processor time the program used for each, in microseconds.
-void ask(const Child& program, std::vector<double>& answer, std::vector<double>& processor) {
+void askRound(const Child& program, std::vector<double>& answer, std::vector<double>& processor) {
+  const std::string frame = frameOf(requestWith());
   std::vector<double> answers;
+  answers.reserve(requestsInARound);
   const double before = program.processorTime();
-  for (int i = 0; i < requestsInARound; ++i) {
-    const auto start = Clock::now();
-    program.send(request);
-    while (program.receive().find(identifier) == std::string::npos) continue;
-    answers.push_back(Microseconds(Clock::now() - start).count());
-  }
+  for (int i = 0; i < requestsInARound; ++i) answers.push_back(ask(program, frame));
   answer.push_back(median(answers));
   processor.push_back((program.processorTime() - before) / requestsInARound);
 }
@@ -50,8 +39,8 @@ void compare(const std::string& name, const Child& ours, const Child& floor, lon
   Rounds processor;
   for (long round = -roundsToWarmUp; round < rounds; ++round) {
     if (round == 0) answer = processor = {};
-    ask(floor, answer.floor, processor.floor);
-    ask(ours, answer.ours, processor.ours);
+    askRound(floor, answer.floor, processor.floor);
+    askRound(ours, answer.ours, processor.ours);
   }
   printRow("one request, " + name, "us", answer);
   printRow("processor time, " + name, "us", processor);

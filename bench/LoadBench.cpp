@@ -1,8 +1,8 @@
 // load-bench FOLDER ROUNDS [NOTE]: 64 requests in flight to the host in FOLDER, without a main
 // application, and to a C program that echoes frames, in turns within one run: messages per second,
 // the processor time of each message, and what both processes hold before and after 100,000
-// messages. NOTE goes into the names of the rows,
-// and what is held is left out then. Run it where the host finds a group container.
+// messages. NOTE goes into the names of the rows; with one, what is held is left out. Run it where
+// the host finds a group container.
 
 #include <array>
 #include <chrono>
@@ -53,7 +53,7 @@ void load(const Child& program, long count, std::vector<double>& rate,
   static const std::string frame = frameOf(request);
   std::string frames;
   for (long i = 0; i < inFlight; ++i) frames += frame;
-  std::array<char, 65536> bytes;
+  std::array<char, 65536> bytes{};
   FrameCounter counter;
   const double processorBefore = program.processorTime();
   const auto start = Clock::now();

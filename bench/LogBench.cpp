@@ -11,11 +11,10 @@
 #include "VCommons/VCommonsKit/VCLog.h"
 #include "bench/Allocations.h"
 #include "bench/NewFolder.h"
+#include "bench/ThreadTime.h"
 
 namespace corvane::bench {
 namespace {
-
-using Clock = std::chrono::steady_clock;
 
 constexpr LogPoint point("corvane-nm/main", "listen()");
 constexpr char format[] = "Message len: %@bytes";
@@ -65,17 +64,17 @@ const std::string& logFolder() {
   return folder.path();
 }
 
-/// Times `one` for a burst of calls, and counts what they allocate; `after` follows untimed.
+/// Times what a burst of calls of `one` costs this thread, and counts what it allocates; `after`
+/// follows untimed.
 template <class One, class After>
 void timeBurst(benchmark::State& state, One one, After after) {
   std::uint64_t allocated = 0;
   while (state.KeepRunning()) {
     const std::uint64_t before = allocations();
-    const auto start = Clock::now();
+    const double start = threadTime();
     for (std::int64_t i = 0; i < calls; ++i) one(i);
-    const std::chrono::duration<double> seconds = Clock::now() - start;
+    state.SetIterationTime(threadTime() - start);
     allocated += allocations() - before;
-    state.SetIterationTime(seconds.count());
     after();
   }
   state.SetItemsProcessed(state.iterations() * calls);

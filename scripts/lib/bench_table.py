@@ -1,9 +1,7 @@
-"""bench_table.py RESULT TARGETS ROWS PARTS...: makes one table of what the benchmarks measured.
+"""bench_table.py RESULT TARGETS ROWS: makes one table of what the benchmarks measured.
 
 ROWS holds lines of a name, a unit, our values and the floor's, one for each round, tabs and spaces
-between. PARTS are files that corvane-bench wrote as JSON; what their context has as "note" goes
-into the names. TARGETS says what rows are held against. Prints the table and writes it to RESULT as
-JSON.
+between. TARGETS says what rows are held against. Prints the table and writes it to RESULT as JSON.
 """
 
 import json
@@ -16,52 +14,22 @@ SMALLER = {"us": ("ns", 1000), "MB": ("kB", 1000)}
 LARGER = {"us": ("ms", 1000), "/s": ("k/s", 1000)}
 
 
-def parts(path):
-    """The rows in the file, each subject with its floor if it has one."""
-    with open(path) as file:
-        content = json.load(file)
-    note = content["context"].get("note")
-    ours, floors, allocations = {}, {}, {}
-    for entry in content["benchmarks"]:
-        if "error_occurred" in entry:
-            sys.exit(f"{entry['name']}: {entry['error_message']}")
-        if entry["run_type"] != "iteration":
-            continue
-        words = entry["run_name"].split("/")
-        subject = [word for word in words if word != "floor" and "_time" not in word]
-        name = ", ".join(subject + ([note] if note else []))
-        values = floors if "floor" in words else ours
-        values.setdefault(name, []).append(microseconds(entry, words))
-        if "allocations" in entry and "floor" not in words:
-            allocations.setdefault(f"{name}, allocations", []).append(entry["allocations"])
-    return ([row(name, "us", ours[name], floors.get(name, [])) for name in sorted(ours)] +
-            [row(name, "", allocations[name], []) for name in sorted(allocations)])
-
-
-def microseconds(entry, words):
-    """What one call took."""
-    if "items_per_second" in entry:
-        return 1e6 / entry["items_per_second"]
-    # What runs on one thread and waits for nobody is told by its processor time.
-    clock = "real_time" if words[-1] in ("real_time", "manual_time") else "cpu_time"
-    return entry[clock] / 1000
-
-
-def rows(path):
+def read(path):
+    """Names, units and the values of the rounds, ours and the floor's."""
     with open(path) as file:
         lines = [line.rstrip("\n").split("\t") for line in file]
-    return [row(name, unit, [float(value) for value in ours.split()],
-                [float(value) for value in floor.split()]) for name, unit, ours, floor in lines]
+    return [(name, unit, [float(value) for value in ours.split()],
+             [float(value) for value in floor.split()]) for name, unit, ours, floor in lines]
 
 
 def row(name, unit, ours, floor):
-    """Medians over the rounds, their ratio, and the quartiles of the ratios of the rounds."""
-    made = {"name": name, "unit": unit, "ours": statistics.median(ours), "floor": None,
-            "ratio": None, "quartiles": None, "rounds": len(ours)}
+    """Medians over the rounds; of the ratios of the rounds the quartiles too."""
+    made = {"name": name, "unit": unit, "rounds": len(ours), "ours": statistics.median(ours),
+            "floor": None, "ratio": None, "quartiles": None}
     if floor:
+        ratios = [one / other for one, other in zip(ours, floor, strict=True)]
         made["floor"] = statistics.median(floor)
-        made["ratio"] = made["ours"] / made["floor"]
-        ratios = [one / other for one, other in zip(ours, floor)]
+        made["ratio"] = statistics.median(ratios)
         if len(ratios) > 1:
             made["quartiles"] = statistics.quantiles(ratios, n=4, method="inclusive")[::2]
     return made
@@ -113,9 +81,8 @@ def show(table):
     print(f"\n{held} targets, {missed} missed")
 
 
-def main(result_path, targets_path, rows_path, *parts_paths):
-    table = [one for path in parts_paths for one in parts(path)] + rows(rows_path)
-    table = judge(table, targets_path)
+def main(result_path, targets_path, rows_path):
+    table = judge([row(*values) for values in read(rows_path)], targets_path)
     show(table)
     with open(result_path, "w") as file:
         json.dump(table, file, indent=1)
