@@ -14,6 +14,7 @@
 
 #include "bench/Asking.h"
 #include "bench/NewFolder.h"
+#include "bench/ProcessFact.h"
 #include "bench/Row.h"
 
 namespace corvane::bench {
@@ -70,6 +71,10 @@ void compareLinked(const std::string& folder, const std::string& note, long roun
   awaitFile(files.path() + "/to_peer.sock");
   Child floor({program, "host", files.path(), "dgram", "--reopen"});
   compare("whole link" + note, host, floor, rounds);
+  if (note.empty()) {
+    printRow("proportional memory, whole link", "MB",
+             {{megabytesOf(host.process(), "Pss")}, {megabytesOf(floor.process(), "Pss")}});
+  }
   host.finish();
   floor.finish();
 }

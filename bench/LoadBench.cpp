@@ -21,7 +21,6 @@ using Clock = std::chrono::steady_clock;
 
 constexpr long messages = 100'000;
 constexpr long inFlight = 64;
-constexpr double kilobyte = 1.024e-3;  // as the system counts them, in megabytes
 constexpr std::chrono::milliseconds untilIdle{50};
 constexpr char request[] = R"({"type":"getCurrentAppState","id":"load-bench"})";
 
@@ -74,8 +73,8 @@ struct Holdings {
   void look(const Child& program) {
     std::this_thread::sleep_for(untilIdle);
     const pid_t process = program.process();
-    proportional.push_back(processFact(process, "smaps_rollup", "Pss") * kilobyte);
-    resident.push_back(processFact(process, "smaps_rollup", "Rss") * kilobyte);
+    proportional.push_back(megabytesOf(process, "Pss"));
+    resident.push_back(megabytesOf(process, "Rss"));
     threads.push_back(processFact(process, "status", "Threads"));
   }
   std::vector<double> proportional;

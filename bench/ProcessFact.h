@@ -18,4 +18,10 @@ inline double processFact(pid_t process, const std::string& file, const std::str
   throw std::runtime_error("no " + key + " in " + path);
 }
 
+/// Of its memory, Pss: what it alone can be charged with, shared pages in part; Rss: all of it.
+inline double megabytesOf(pid_t process, const std::string& key) {
+  constexpr double kilobyte = 1.024e-3;  // as the system counts them
+  return processFact(process, "smaps_rollup", key) * kilobyte;
+}
+
 }  // namespace corvane::bench
