@@ -22,7 +22,7 @@ def text(x, y, content, anchor="middle", kind=""):
 
 
 def ticks(highest, lowest):
-    """Values for the axis: powers of ten from `lowest` on if it is given, else even steps from 0."""
+    """Marks of an axis: powers of ten from `lowest` on if it is given, else even steps from 0."""
     if lowest:
         return [10.0 ** power for power in range(math.floor(math.log10(lowest)),
                                                  math.ceil(math.log10(highest)) + 1)]
