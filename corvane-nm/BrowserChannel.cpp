@@ -36,6 +36,7 @@ void BrowserChannel::readUntilEnd() {
   for (;;) {
     FrameReader::Frame frame = reader_.readOne();
     if (frame.isEndOfInput) break;
+    isMoreToRead_ = reader_.hasReadAhead();
     if (frame.message) processor_(std::move(*frame.message), makeReply());
     thisThread.useTurn();  // the handler, which does not wait
     if (!thisThread.hasTurn()) continue;
@@ -60,7 +61,7 @@ void BrowserChannel::offerReading() {
 }
 
 /// An answer that the browser's pipe takes at once leaves from the thread that has it, if the main
-/// thread sleeps; all others wait for that.
+/// thread sleeps and the next request is not there yet; all others leave while that is worked on.
 BrowserChannel::Reply BrowserChannel::makeReply() {
   return [this, work = BeingWorkedOn(*this)](const JsonObject& reply) {
     auto encoded = std::make_shared<const FrameWriter::Encoded>(FrameWriter::encode(reply));
@@ -69,6 +70,7 @@ BrowserChannel::Reply BrowserChannel::makeReply() {
       if (encoded->body) writer_.write(*encoded->body);
     };
     MainQueue::async(write, [&] {
+      if (isMoreToRead_) return false;
       if (encoded->body && !writer_.takesAtOnce(encoded->body->size())) return false;
       write();
       return true;
