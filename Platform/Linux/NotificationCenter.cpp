@@ -8,6 +8,7 @@
 #include "Platform/Linux/NotificationCenterImplementation.h"
 #include "Platform/Linux/NotificationPost.h"
 #include "Platform/Linux/ProcessFileName.h"
+#include "Platform/Posix/NotificationName.h"
 #include "Platform/SystemLog.h"
 
 namespace corvane::Platform {
@@ -21,7 +22,7 @@ NotificationCenter::Implementation::~Implementation() {
 
 bool NotificationCenter::Implementation::observe(const std::string& name, Callback callback) {
   Result<Done> result = Failure{FailureCause::other, "no name for a notification"};
-  if (NotificationFolders::isName(name)) {
+  if (isNotificationName(name)) {
     const std::lock_guard lock(setupMutex_);
     if (isWithdrawn_) return false;
     // The callback is there before the link: what comes through the link is never lost.
@@ -88,7 +89,7 @@ void NotificationCenter::Implementation::stopObserving(const std::string& name) 
 
 /// Opens the folder anew: a process that only posts makes none.
 void NotificationCenter::Implementation::post(const std::string& name) const {
-  if (!NotificationFolders::isName(name)) return;
+  if (!isNotificationName(name)) return;
   const std::string path = containerFolder_ + "/Notifications/" + name;
   const OwnedDescriptor observers = Folders::open(path);
   if (observers && postNotification(observers, name))

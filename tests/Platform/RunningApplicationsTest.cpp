@@ -16,7 +16,7 @@
 #include <vector>
 
 #include "Platform/ApplicationRegistration.h"
-#include "Platform/Linux/OwnedDescriptor.h"
+#include "Platform/Posix/OwnedDescriptor.h"
 #include "tests/Support/TemporaryFolder.h"
 
 namespace corvane::Platform {
