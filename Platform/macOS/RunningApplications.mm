@@ -47,10 +47,14 @@ struct RunningApplications::Observations {
   std::map<std::string, std::shared_ptr<ApplicationObservation>> byIdentifier;
 };
 
+/// Nothing is kept: to ask the system anew is cheap.
+struct RunningApplications::Found {};
+
 RunningApplications::RunningApplications(std::string containerFolder, NotificationCenter& center)
     : containerFolder_(std::move(containerFolder)),
       center_(center),
-      observations_(std::make_unique<Observations>()) {}
+      observations_(std::make_unique<Observations>()),
+      found_(std::make_unique<Found>()) {}
 
 RunningApplications::~RunningApplications() {
   for (const auto& [identifier, observation] : observations_->byIdentifier) observation->stop();
@@ -64,6 +68,10 @@ int RunningApplications::instancesOf(const std::string& bundleIdentifier) const 
         [NSRunningApplication runningApplicationsWithBundleIdentifier:identifier];
     return static_cast<int>(processesOf(applications, identifier).size());
   }
+}
+
+bool RunningApplications::isRunning(const std::string& bundleIdentifier) const {
+  return instancesOf(bundleIdentifier) > 0;
 }
 
 std::optional<RunningApplication> RunningApplications::applicationOf(

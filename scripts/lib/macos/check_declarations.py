@@ -89,7 +89,7 @@ def read_standins(include, command):
             found.append(("function", None, name, Method(True, clang_category(result)[0], params)))
         elif mine and kind == "VarDecl" and name != "__dso_handle":  # that one the linker makes
             found.append(("variable", None, name, None))
-        elif mine and kind == "RecordDecl" and node.get("completeDefinition"):
+        elif mine and kind in ("RecordDecl", "CXXRecordDecl") and node.get("completeDefinition"):
             fields = [(c["name"], c["type"]["qualType"]) for c in node["inner"] if c["kind"] == "FieldDecl"]
             structs.append((node["id"], fields))
         elif mine and kind == "TypedefDecl":

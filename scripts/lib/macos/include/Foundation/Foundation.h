@@ -47,7 +47,8 @@ enum : NSKeyValueObservingOptions { NSKeyValueObservingOptionNew = 0x01 };
 @end
 
 @interface NSUserDefaults : NSObject
-- (nullable instancetype)initWithSuiteName:(nullable NSString*)suitename API_AVAILABLE(macos(10.9));
+// The system also takes nil, for the settings of this process alone; here that is to be an error.
+- (nullable instancetype)initWithSuiteName:(NSString*)suitename API_AVAILABLE(macos(10.9));
 - (NSInteger)integerForKey:(NSString*)defaultName;
 @end
 
