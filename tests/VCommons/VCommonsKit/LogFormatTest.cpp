@@ -28,7 +28,8 @@ TEST(LogFormat, PrintsNumbersAsPrintfDoes) {
   EXPECT_EQ(formatted("%f %.1f %e %g %f", 1.5, 0.25, 1e10, 1e-5, 3),
             "1.500000 0.2 1.000000e+10 1e-05 3.000000");
   EXPECT_EQ(formatted("%*d|%-*d|%.*f", 4, 1, -4, 2, 1, 3.14), "   1|2   |3.1");
-  EXPECT_EQ(formatted("%c%C%p%p", 65, 0x20AC, reinterpret_cast<void*>(0xABC), nullptr), "A€0xabc0x0");
+  EXPECT_EQ(formatted("%c%C%p%p", 65, 0x20AC, reinterpret_cast<void*>(0xABC), nullptr),
+            "A€0xabc0x0");
 }
 
 TEST(LogFormat, PrintsTheTextFormOfAnything) {
