@@ -29,10 +29,12 @@ bool NotificationCenter::Implementation::observe(const std::string& name, Callba
     if (isWithdrawn_) return false;
     callbacks_->set(name, std::move(callback));
     if (tokens_.contains(name)) return true;
-    int token = 0;
+    // Copies: a block keeps of a reference nothing but the address.
     const auto callbacks = callbacks_;
+    const std::string observed = name;
+    int token = 0;
     status = notify_register_dispatch(name.c_str(), &token, queue_.queue(), ^(int) {
-      callbacks->deliver(name);
+      callbacks->deliver(observed);
     });
     if (status == NOTIFY_STATUS_OK) {
       tokens_[name] = token;

@@ -25,8 +25,9 @@ std::string bundleIdentifier() {
 std::optional<std::string> executablePath(pid_t processIdentifier) {
   if (processIdentifier <= 0) return std::nullopt;
   std::array<char, PROC_PIDPATHINFO_MAXSIZE> path = {};
-  if (::proc_pidpath(processIdentifier, path.data(), path.size()) <= 0) return std::nullopt;
-  return path.data();
+  const int length = ::proc_pidpath(processIdentifier, path.data(), path.size());
+  if (length <= 0) return std::nullopt;
+  return std::string(path.data(), static_cast<std::size_t>(length));
 }
 
 pid_t parent() {

@@ -2,8 +2,6 @@
 
 #include <os/log.h>
 
-#include "Platform/ProcessInfo.h"
-
 namespace corvane::Platform::SystemLog {
 namespace {
 
@@ -24,9 +22,8 @@ os_log_type_t typeOf(Severity severity) {
 }  // namespace
 
 void write(Severity severity, std::string_view text) {
-  static const os_log_t log = os_log_create(ProcessInfo::applicationName().c_str(), "host");
   // Public: else the log would show "<private>" in place of the text.
-  os_log_with_type(log, typeOf(severity), "%{public}.*s", static_cast<int>(text.size()),
+  os_log_with_type(OS_LOG_DEFAULT, typeOf(severity), "%{public}.*s", static_cast<int>(text.size()),
                    text.data());
 }
 

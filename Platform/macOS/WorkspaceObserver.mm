@@ -61,13 +61,22 @@ NSString* observedKey() {
 
 namespace corvane::Platform {
 
+namespace {
+
+CorvaneWorkspaceObserver* makeObserver(std::function<void()> changed) {
+  @autoreleasepool {  // there need be no other at start-up
+    return [[CorvaneWorkspaceObserver alloc] initWithHandler:std::move(changed)];
+  }
+}
+
+}  // namespace
+
 struct WorkspaceObserver::Registration {
   CorvaneWorkspaceObserver* observer;
 };
 
 WorkspaceObserver::WorkspaceObserver(std::function<void()> changed)
-    : registration_(new Registration{
-          [[CorvaneWorkspaceObserver alloc] initWithHandler:std::move(changed)]}) {}
+    : registration_(new Registration{makeObserver(std::move(changed))}) {}
 
 WorkspaceObserver::~WorkspaceObserver() {
   @autoreleasepool {

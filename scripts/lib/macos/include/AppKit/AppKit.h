@@ -23,6 +23,7 @@ enum : NSWorkspaceLaunchOptions { NSWorkspaceLaunchDefault = 0x00010000 };
 API_AVAILABLE(macos(10.15))
 @interface NSWorkspaceOpenConfiguration : NSObject
 + (instancetype)configuration;
+@property BOOL promptsUserIfNeeded;
 @end
 
 @interface NSWorkspace : NSObject

@@ -22,14 +22,15 @@ enum : os_log_type_t {
 
 __BEGIN_DECLS
 extern void *__dso_handle;
-OS_EXPORT OS_WARN_RESULT OS_OBJECT_RETURNS_RETAINED
-os_log_t os_log_create(const char *subsystem, const char *category);
+OS_EXPORT struct os_log_s _os_log_default;
 OS_EXPORT OS_WARN_RESULT
 bool os_log_type_enabled(os_log_t log, os_log_type_t type);
 OS_EXPORT
 void _os_log_impl(void *dso, os_log_t log, os_log_type_t type, const char *format,
                   uint8_t *buffer, uint32_t size);
 __END_DECLS
+
+#define OS_LOG_DEFAULT OS_OBJECT_GLOBAL_OBJECT(os_log_t, _os_log_default)
 
 #define os_log_with_type(log, type, format, ...)                                           \
     do {                                                                                   \
