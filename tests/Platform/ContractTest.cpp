@@ -2,30 +2,35 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <filesystem>
 #include <semaphore>
+#include <thread>
+#include <vector>
 
 #include "Platform/ApplicationLauncher.h"
 #include "Platform/FileAttributes.h"
+#include "Platform/FileEvents.h"
 #include "Platform/GroupContainers.h"
 #include "Platform/GroupSettings.h"
+#include "Platform/MainQueue.h"
 #include "Platform/NotificationCenter.h"
 #include "Platform/ProcessInfo.h"
 #include "Platform/RunningApplications.h"
+#include "Platform/SystemLog.h"
 #include "tests/Support/TemporaryFolder.h"
 
 /// What the headers promise on every system; how a system keeps it is tested in a folder of its
-/// own. The main queue has its contract test beside DispatchQueue, file events beside
-/// DirectoryMonitor, locks and files beside VCLFileLocker and ExchangeBuffer.
+/// own. Files and locks have their contract tests beside VCLFileLocker and ExchangeBuffer, standard
+/// streams and hard stops in the black-box tests.
 namespace corvane::Platform {
 namespace {
 
 const std::string nobody = "com.corvane.tests.nobody." + std::to_string(::getpid());
+constexpr std::chrono::seconds patience(20);
 
 class ContractTest : public ::testing::Test {
  protected:
-  static bool comes(std::counting_semaphore<>& call) {
-    return call.try_acquire_for(std::chrono::seconds(20));
-  }
+  static bool comes(std::counting_semaphore<>& call) { return call.try_acquire_for(patience); }
 
   testing::TemporaryFolder folder_;
   NotificationCenter center_{folder_.path()};
@@ -84,6 +89,59 @@ TEST_F(ContractTest, ProcessesAndFilesAreKnownByTheirNames) {
   const bool isKept = FileAttributes::mark(folder_.path() / "file", "corvane.test");
   EXPECT_EQ(FileAttributes::isMarked(folder_.path() / "file", "corvane.test"), isKept);
   EXPECT_FALSE(FileAttributes::isMarked(folder_.path() / "file", "corvane.other"));
+}
+
+TEST_F(ContractTest, TheMainQueueRunsTasksAtOnceAndEndsItsTurnAfterWhatWasQueued) {
+  bool isOurs = false;  // what another test of this process left in the queue goes first
+  MainQueue::async([&] {
+    isOurs = true;
+    MainQueue::endTurn();
+  });
+  while (!isOurs) MainQueue::turnUntil(std::chrono::steady_clock::now() + patience);
+  std::vector<int> order;
+  std::thread other([&] {
+    MainQueue::async([&] { order.push_back(1); });
+    MainQueue::endTurn();
+    MainQueue::async([&] { order.push_back(2); });
+  });
+  MainQueue::turnUntil(std::chrono::steady_clock::now() + patience);
+  EXPECT_EQ(order, std::vector<int>{1});
+  other.join();
+  MainQueue::endTurn();
+  MainQueue::turnUntil(std::chrono::steady_clock::now() + patience);
+  EXPECT_EQ(order, (std::vector<int>{1, 2}));
+  MainQueue::turnUntil(std::chrono::steady_clock::now());  // a moment that has come ends it
+}
+
+TEST_F(ContractTest, AWatchGoesWithTheFileUntilItEnds) {
+  const std::filesystem::path path = folder_.path() / "file";
+  std::counting_semaphore<> writes(0);
+  std::counting_semaphore<> deletions(0);
+  FileWatch watch(
+      [&](FileEvent event) { (event == FileEvent::written ? writes : deletions).release(); });
+  EXPECT_FALSE(watch.start(path));
+  EXPECT_EQ(watch.descriptor(), -1);
+  testing::writeFile(path, "");
+  ASSERT_TRUE(watch.start(path));
+  EXPECT_GE(watch.descriptor(), 0);
+  std::filesystem::rename(path, path.string() + ".renamed");
+  testing::writeFile(path, "another file");
+  testing::writeFile(path.string() + ".renamed", "text");
+  EXPECT_TRUE(comes(writes));
+  std::filesystem::remove(path.string() + ".renamed");
+  EXPECT_TRUE(comes(deletions));
+  watch.end();
+  EXPECT_EQ(watch.descriptor(), -1);
+  EXPECT_FALSE(deletions.try_acquire()) << "told once";
+}
+
+TEST_F(ContractTest, TheSystemLogLeavesTheStandardStreamsAlone) {
+  ::testing::internal::CaptureStdout();
+  ::testing::internal::CaptureStderr();
+  using enum SystemLog::Severity;
+  for (const auto severity : {error, warning, info, debug}) SystemLog::write(severity, "%s\n");
+  EXPECT_EQ(::testing::internal::GetCapturedStdout(), "");
+  EXPECT_EQ(::testing::internal::GetCapturedStderr(), "");
 }
 
 }  // namespace
