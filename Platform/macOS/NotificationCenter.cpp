@@ -9,14 +9,6 @@
 #include "Platform/macOS/NotificationCenterImplementation.h"
 
 namespace corvane::Platform {
-namespace {
-
-void report(const std::string& name, std::uint32_t status) {
-  SystemLog::write(SystemLog::Severity::error,
-                   "cannot observe \"" + name + "\": notify(3) says " + std::to_string(status));
-}
-
-}  // namespace
 
 NotificationCenter::Implementation::~Implementation() {
   withdraw();
@@ -44,6 +36,11 @@ bool NotificationCenter::Implementation::observe(const std::string& name, Callba
   }
   report(name, status);
   return false;
+}
+
+void NotificationCenter::Implementation::report(const std::string& name, std::uint32_t status) {
+  SystemLog::write(SystemLog::Severity::error,
+                   "cannot observe \"" + name + "\": notify(3) says " + std::to_string(status));
 }
 
 void NotificationCenter::Implementation::stopObserving(const std::string& name) {

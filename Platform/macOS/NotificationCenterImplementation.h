@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -24,6 +25,9 @@ class NotificationCenter::Implementation {
   bool observe(const std::string& name, Callback callback);
   void stopObserving(const std::string& name);
   void withdraw();
+
+  /// Records in the system log that `name` can't be heard.
+  static void report(const std::string& name, std::uint32_t status);
 
   /// Where callbacks run, up to `withdraw`; for whatever else the process must hear of.
   EventQueue& queue() { return queue_; }

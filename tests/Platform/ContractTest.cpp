@@ -1,3 +1,4 @@
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
 
@@ -14,8 +15,11 @@
 #include "Platform/GroupSettings.h"
 #include "Platform/MainQueue.h"
 #include "Platform/NotificationCenter.h"
+#include "Platform/NotificationMailbox.h"
 #include "Platform/ProcessInfo.h"
+#include "Platform/ReadingTurn.h"
 #include "Platform/RunningApplications.h"
+#include "Platform/Semaphore.h"
 #include "Platform/SystemLog.h"
 #include "tests/Support/TemporaryFolder.h"
 
@@ -133,6 +137,70 @@ TEST_F(ContractTest, AWatchGoesWithTheFileUntilItEnds) {
   watch.end();
   EXPECT_EQ(watch.descriptor(), -1);
   EXPECT_FALSE(deletions.try_acquire()) << "told once";
+}
+
+TEST_F(ContractTest, AMailboxHearsEveryNameThatItExpects) {
+  NotificationMailbox mailbox(center_);
+  const auto soon = std::chrono::steady_clock::now() + patience;
+  EXPECT_FALSE(mailbox.expect("a/b"));
+  for (const std::string& name : {nobody + ".first", nobody + ".second"}) {
+    ASSERT_TRUE(mailbox.expect(name));
+    EXPECT_FALSE(mailbox.waitUntil(std::chrono::steady_clock::now()));
+    other_.post(nobody + ".first");
+    EXPECT_TRUE(mailbox.waitUntil(soon));
+  }
+  std::thread poster([&] { other_.post(nobody + ".second"); });
+  EXPECT_TRUE(mailbox.waitUntil(soon));
+  poster.join();
+  center_.withdraw();
+  EXPECT_FALSE(mailbox.expect(nobody + ".third"));
+}
+
+TEST_F(ContractTest, ASemaphoreCountsItsPosts) {
+  Semaphore semaphore;
+  EXPECT_FALSE(semaphore.waitUntil(std::chrono::steady_clock::now()));
+  std::thread poster([&] {
+    semaphore.post();
+    semaphore.post();
+  });
+  semaphore.wait();
+  EXPECT_TRUE(semaphore.waitUntil(std::chrono::steady_clock::now() + patience));
+  EXPECT_FALSE(semaphore.waitUntil(std::chrono::steady_clock::now()));
+  poster.join();
+}
+
+TEST_F(ContractTest, AReadingTurnIsTakenWhenThereIsSomethingToRead) {
+  int ends[2] = {};
+  ASSERT_EQ(::pipe(ends), 0);
+  ReadingTurn turn(ends[0]);
+  std::counting_semaphore<> taken(0);
+  const auto another = [&] {
+    turn.await();
+    taken.release();
+  };
+  std::thread first(another);
+  turn.offer(false);
+  EXPECT_TRUE(turn.takeBack()) << "nothing to read";
+  EXPECT_FALSE(turn.takeBack());
+  turn.offer(true);
+  EXPECT_TRUE(comes(taken)) << "something that has been read";
+  first.join();
+  EXPECT_EQ(::write(ends[1], "x", 1), 1);
+  std::thread second(another);
+  turn.offer(false);
+  EXPECT_TRUE(comes(taken)) << "something to read";
+  second.join();
+  EXPECT_FALSE(turn.takeBack());
+  ::close(ends[1]);
+  turn.offer(false);
+  turn.await();  // the end
+  ::close(ends[0]);
+  testing::writeFile(folder_.path() / "plain", "");
+  const int plain = ::open((folder_.path() / "plain").c_str(), O_RDONLY);
+  ReadingTurn ofFile(plain);
+  ofFile.offer(false);
+  ofFile.await();  // what can't be watched
+  ::close(plain);
 }
 
 TEST_F(ContractTest, TheSystemLogLeavesTheStandardStreamsAlone) {
