@@ -66,6 +66,8 @@ PLANTED = [
     ("`pipe2`", COMPILER, "Platform/Posix/StandardStreams.cpp", "", "int planted(int* ends) { return ::pipe2(ends, 0); }\n"),
     ("`SOCK_CLOEXEC`", COMPILER, "Platform/Posix/StandardStreams.cpp", "",
      "#include <sys/socket.h>\nint planted = SOCK_CLOEXEC;\n"),
+    ("a semaphore of Linux", COMPILER, "Platform/Posix/FileEvents.cpp", "",
+     "#include <semaphore.h>\nint planted(sem_t* one, const timespec* end) { return ::sem_clockwait(one, CLOCK_MONOTONIC, end); }\n"),
     ("`<sys/inotify.h>`", COMPILER, "Platform/Posix/FileEvents.cpp", "", "#include <sys/inotify.h>\n"),
     ("`st_mtim`", COMPILER, LAYER + "FileTimes.cpp", "st_mtimespec.tv_sec", "st_mtim.tv_sec"),
     ("`getxattr` as Linux has it", COMPILER, LAYER + "FileAttributes.cpp", "nullptr, 0, 0, XATTR_NOFOLLOW", "nullptr, 0"),
@@ -124,7 +126,7 @@ def seen_by(copy):
         return NOBODY, run.stdout
     steps = [line.split()[1] for line in run.stdout.splitlines() if line.startswith("macos: ")]
     last = next(step for step in reversed(steps) if step in STEPS or step == "tools")
-    if last == "build" and ("undefined symbol" in run.stdout or "unable to resolve" in run.stdout):
+    if last == "build" and "FAILED: bin/corvane-nm" in run.stdout:
         return LINKER, run.stdout
     return STEPS.get(last, last), run.stdout
 
