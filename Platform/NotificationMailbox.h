@@ -9,7 +9,7 @@
 namespace corvane::Platform {
 
 /// Notifications for a thread that waits for them itself: no callback, and no other thread that
-/// would have to be woken first. One thread at a time.
+/// would have to be woken first. One thread at a time, but for `interrupt`.
 class NotificationMailbox {
  public:
   /// `center` must outlive this object. Does nothing yet.
@@ -26,6 +26,10 @@ class NotificationMailbox {
   /// Waits until a notification comes, or has come since the last `expect` or the last that this
   /// took; until `end` at most. True when one came, of any of the names.
   bool waitUntil(std::chrono::steady_clock::time_point end);
+
+  /// Ends the `waitUntil` that is under way, or the next one: it returns what it would at its end.
+  /// Safe from any thread.
+  void interrupt();
 
  private:
   class Implementation;

@@ -11,7 +11,7 @@ namespace corvane::Platform {
 namespace {
 
 /// Observers are kept with open descriptors: for so many names at most.
-constexpr std::size_t mostObserversKept = 32;
+constexpr std::size_t mostNamesKept = 32;
 
 void recordDeafness(const std::string& name, const Failure& failure) {
   SystemLog::write(SystemLog::Severity::error,
@@ -119,9 +119,13 @@ void NotificationCenter::Implementation::removeSocket(const std::string& socketN
   if (!isWithdrawn_) removeLinks(socketName);
 }
 
-/// With `setupMutex_` held.
+/// Leaves the folders of names that others observe, too, or the next of our kind. With
+/// `setupMutex_` held.
 void NotificationCenter::Implementation::removeLinks(const std::string& socketName) {
-  for (const std::string& name : links_[socketName]) folders_->unlink(socketName, name);
+  for (const std::string& name : links_[socketName]) {
+    folders_->unlink(socketName, name);
+    if (socketName != socketName_) folders_->removeName(name);  // a mailbox's
+  }
   folders_->removeSocket(socketName);
   links_.erase(socketName);
 }
@@ -146,8 +150,8 @@ void NotificationCenter::Implementation::stopObserving(const std::string& name) 
 void NotificationCenter::Implementation::post(const std::string& name) {
   if (!isNotificationName(name)) return;
   const std::lock_guard lock(postMutex_);
-  if (observers_.size() >= mostObserversKept && !observers_.contains(name)) observers_.clear();
-  observers_.try_emplace(name, containerFolder_ + "/Notifications/" + name)
+  if (connections_.size() >= mostNamesKept && !connections_.contains(name)) connections_.clear();
+  connections_.try_emplace(name, containerFolder_ + "/Notifications/" + name)
       .first->second.send(name);
 }
 

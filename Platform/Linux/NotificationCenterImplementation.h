@@ -8,8 +8,8 @@
 
 #include "Base/Result.h"
 #include "Platform/Linux/EventThread.h"
+#include "Platform/Linux/NotificationConnections.h"
 #include "Platform/Linux/NotificationFolders.h"
-#include "Platform/Linux/NotificationObservers.h"
 #include "Platform/Linux/NotificationSocket.h"
 #include "Platform/NotificationCenter.h"
 #include "Platform/Posix/NotificationCallbacks.h"
@@ -54,7 +54,8 @@ class NotificationCenter::Implementation {
   NotificationCallbacks callbacks_;
 
   std::mutex postMutex_;  // guards the observers of others, one post at a time
-  std::map<std::string, NotificationObservers> observers_;  // by the names that this process posts
+  std::map<std::string, NotificationConnections>
+      connections_;  // by the names that this process posts
 
   std::mutex
       setupMutex_;  // guards what this process has in the file system, and the life of the thread

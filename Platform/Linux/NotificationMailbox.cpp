@@ -1,13 +1,24 @@
 #include "Platform/NotificationMailbox.h"
 
 #include <poll.h>
+#include <sys/eventfd.h>
 
+#include <algorithm>
+#include <array>
+#include <limits>
 #include <optional>
 
 #include "Platform/Linux/NotificationCenterImplementation.h"
 #include "Platform/Linux/NotificationSocket.h"
+#include "Platform/Posix/OwnedDescriptor.h"
 
 namespace corvane::Platform {
+namespace {
+
+/// What `poll` takes as its limit at most, in milliseconds.
+constexpr std::chrono::milliseconds::rep longestPoll = std::numeric_limits<int>::max();
+
+}  // namespace
 
 /// A socket of its own, which no other thread reads. Its links stay from one `expect` to the next:
 /// making one costs more than to forget what came meanwhile.
@@ -29,15 +40,21 @@ class NotificationMailbox::Implementation {
   }
 
   bool waitUntil(std::chrono::steady_clock::time_point end) {
-    using namespace std::chrono;
-    pollfd arrival = {socket_ ? socket_->descriptor() : -1, POLLIN, 0};
+    using std::chrono::ceil, std::chrono::milliseconds, std::chrono::steady_clock;
+    std::array<pollfd, 2> arrivals = {
+        {{socket_ ? socket_->descriptor() : -1, POLLIN, 0}, {interruption_.number(), POLLIN, 0}}};
     for (;;) {
       const auto left = ceil<milliseconds>(end - steady_clock::now()).count();
       if (left <= 0) return take();
-      ::poll(&arrival, 1, static_cast<int>(left));
-      if (take()) return true;
+      ::poll(arrivals.data(), arrivals.size(), static_cast<int>(std::min(left, longestPoll)));
+      if (arrivals[0].revents != 0 && take()) return true;
+      eventfd_t count = 0;
+      if (arrivals[1].revents != 0 && ::eventfd_read(interruption_.number(), &count) == 0)
+        return take();
     }
   }
+
+  void interrupt() { ::eventfd_write(interruption_.number(), 1); }
 
  private:
   bool take() {
@@ -48,6 +65,7 @@ class NotificationMailbox::Implementation {
   NotificationCenter::Implementation& center_;
   std::string socketName_;
   std::optional<NotificationSocket> socket_;
+  const OwnedDescriptor interruption_{::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)};
 };
 
 NotificationMailbox::NotificationMailbox(NotificationCenter& center)
@@ -61,6 +79,10 @@ bool NotificationMailbox::expect(const std::string& name) {
 
 bool NotificationMailbox::waitUntil(std::chrono::steady_clock::time_point end) {
   return implementation_->waitUntil(end);
+}
+
+void NotificationMailbox::interrupt() {
+  implementation_->interrupt();
 }
 
 }  // namespace corvane::Platform

@@ -2,24 +2,39 @@
 
 #include <fcntl.h>
 #include <notify.h>
-#include <poll.h>
+#include <sys/event.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <climits>
+#include <cstdint>
+#include <ctime>
 #include <map>
 
 #include "Platform/Posix/NotificationName.h"
+#include "Platform/Posix/OwnedDescriptor.h"
 #include "Platform/macOS/NotificationCenterImplementation.h"
 
 namespace corvane::Platform {
+namespace {
+
+/// At a time: the system refuses limits that are too far away.
+constexpr std::chrono::hours longestWait{1};
+
+timespec timeOf(std::chrono::nanoseconds span) {
+  const auto whole = std::chrono::floor<std::chrono::seconds>(span);
+  return {static_cast<std::time_t>(whole.count()), static_cast<long>((span - whole).count())};
+}
+
+}  // namespace
 
 /// A descriptor of its own, which no other thread reads: for each notification that comes it holds
 /// the number of its registration. The descriptor belongs to the registrations and goes with the
 /// last. They stay from one `expect` to the next.
 class NotificationMailbox::Implementation {
  public:
-  explicit Implementation(NotificationCenter::Implementation& center) : center_(center) {}
+  explicit Implementation(NotificationCenter::Implementation& center) : center_(center) {
+    change(0, EVFILT_USER, EV_ADD | EV_CLEAR, 0);
+  }
 
   ~Implementation() {
     for (const auto& [name, token] : tokens_) notify_cancel(token);
@@ -34,15 +49,18 @@ class NotificationMailbox::Implementation {
   }
 
   bool waitUntil(std::chrono::steady_clock::time_point end) {
-    using namespace std::chrono;
-    pollfd arrival = {descriptor_, POLLIN, 0};
     for (;;) {
-      const auto left = ceil<milliseconds>(end - steady_clock::now()).count();
-      if (left <= 0) return take();
-      ::poll(&arrival, 1, static_cast<int>(std::min<decltype(left)>(left, INT_MAX)));
+      const auto left = end - std::chrono::steady_clock::now();
+      if (left <= left.zero()) return take();
+      const timespec limit = timeOf(std::min<std::chrono::nanoseconds>(left, longestWait));
+      struct kevent event = {};
+      const int count = ::kevent(events_.number(), nullptr, 0, &event, 1, &limit);
+      if (count > 0 && event.filter == EVFILT_USER) return take();
       if (take()) return true;
     }
   }
+
+  void interrupt() { change(0, EVFILT_USER, 0, NOTE_TRIGGER); }
 
  private:
   bool listen(const std::string& name) {
@@ -60,6 +78,7 @@ class NotificationMailbox::Implementation {
     if (tokens_.empty()) {
       ::fcntl(descriptor_, F_SETFL, ::fcntl(descriptor_, F_GETFL) | O_NONBLOCK);
       ::fcntl(descriptor_, F_SETFD, FD_CLOEXEC);
+      change(descriptor_, EVFILT_READ, EV_ADD, 0);
     }
     tokens_[name] = token;
     return true;
@@ -71,7 +90,14 @@ class NotificationMailbox::Implementation {
     return descriptor_ >= 0 && ::read(descriptor_, &token, sizeof token) == sizeof token;
   }
 
+  void change(int what, std::int16_t filter, std::uint16_t flags, std::uint32_t filterFlags) {
+    struct kevent event = {};
+    EV_SET(&event, static_cast<std::uintptr_t>(what), filter, flags, filterFlags, 0, nullptr);
+    ::kevent(events_.number(), &event, 1, nullptr, 0, nullptr);
+  }
+
   NotificationCenter::Implementation& center_;
+  const OwnedDescriptor events_{::kqueue()};
   std::map<std::string, int> tokens_;  // of the registrations, by name
   int descriptor_ = -1;                // -1 until the first of them
 };
@@ -87,6 +113,10 @@ bool NotificationMailbox::expect(const std::string& name) {
 
 bool NotificationMailbox::waitUntil(std::chrono::steady_clock::time_point end) {
   return implementation_->waitUntil(end);
+}
+
+void NotificationMailbox::interrupt() {
+  implementation_->interrupt();
 }
 
 }  // namespace corvane::Platform

@@ -152,6 +152,9 @@ TEST_F(ContractTest, AMailboxHearsEveryNameThatItExpects) {
   std::thread poster([&] { other_.post(nobody + ".second"); });
   EXPECT_TRUE(mailbox.waitUntil(soon));
   poster.join();
+  std::thread interrupter([&] { mailbox.interrupt(); });
+  EXPECT_FALSE(mailbox.waitUntil(std::chrono::steady_clock::time_point::max()));
+  interrupter.join();
   center_.withdraw();
   EXPECT_FALSE(mailbox.expect(nobody + ".third"));
 }

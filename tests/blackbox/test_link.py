@@ -6,9 +6,12 @@ import json
 import os
 import select
 import signal
+import time
 import unittest
+from pathlib import Path
 
-from host import APPLICATION, MAIN_APPLICATION, Container, Host, MainApplication, request
+from host import (APPLICATION, DEADLINE, MAIN_APPLICATION, Container, Host, MainApplication, request,
+                  wait_for)
 
 URL = "https://example.org/page"
 CALLER = os.path.basename(os.path.realpath("/proc/self/exe"))
@@ -162,9 +165,15 @@ class Announcements(unittest.TestCase):
         self.addCleanup(self.kill_launched)
 
     def kill_launched(self):
-        for path in self.running.glob("[0-9]*"):
-            with contextlib.suppress(ProcessLookupError):
-                os.kill(int(path.name.partition(".")[0]), signal.SIGKILL)
+        """Kills all that launching has started here, a second start that is just ending, too."""
+        ours = (Path(MAIN_APPLICATION).resolve(), Path("/proc/self/ns/mnt").readlink())
+        for process in Path("/proc").glob("[0-9]*"):
+            with contextlib.suppress(OSError):  # it is gone, or somebody else's
+                if ((process / "exe").readlink(), (process / "ns/mnt").readlink()) == ours:
+                    handle = os.pidfd_open(int(process.name))
+                    signal.pidfd_send_signal(handle, signal.SIGKILL)
+                    wait_for(handle, select.POLLIN, time.monotonic() + DEADLINE)
+                    os.close(handle)
 
     def install(self, command_line):
         entries = self.container.folder.parents[1] / "applications"

@@ -1,4 +1,4 @@
-#include "Platform/Linux/NotificationObservers.h"
+#include "Platform/Linux/NotificationConnections.h"
 
 #include <poll.h>
 #include <sys/socket.h>
@@ -47,7 +47,7 @@ void sendOnceThereIsRoom(std::vector<pollfd> full, const std::string& name) {
 
 }  // namespace
 
-void NotificationObservers::send(const std::string& name) {
+void NotificationConnections::send(const std::string& name) {
   if (!folder_ || !stamp_.holdsFor(folder_)) lookAnew();
   std::vector<pollfd> full;
   bool someAreGone = false;
@@ -66,7 +66,7 @@ void NotificationObservers::send(const std::string& name) {
 }
 
 /// Connects to all that are there now.
-void NotificationObservers::lookAnew() {
+void NotificationConnections::lookAnew() {
   observers_.clear();
   folder_ = Folders::open(path_);
   if (!folder_) return;
@@ -82,7 +82,7 @@ void NotificationObservers::lookAnew() {
 }
 
 /// Removes a socket that nobody has open any more.
-void NotificationObservers::remove(const std::string& entry) {
+void NotificationConnections::remove(const std::string& entry) {
   if (NotificationSocket::isDead(folder_, entry) &&
       ::unlinkat(folder_.number(), entry.c_str(), 0) == 0) {
     ::rmdir(path_.c_str());  // unless somebody is left in it

@@ -11,10 +11,10 @@ namespace corvane::Platform {
 /// Those who observe one notification, as one who posts it sees them: the sockets in its folder,
 /// each with a connection of its own, so that what lies unread counts against nobody else. They are
 /// kept from post to post and looked for anew when the folder has changed. One thread at a time.
-class NotificationObservers {
+class NotificationConnections {
  public:
   /// `folder` is the path of the notification's folder, whether it is there or not.
-  explicit NotificationObservers(std::string folder) : path_(std::move(folder)) {}
+  explicit NotificationConnections(std::string folder) : path_(std::move(folder)) {}
 
   /// Sends `name` to all, and removes the sockets of processes that are gone, and the folder when
   /// that leaves nobody in it; what is no socket stays. An observer whose queue is full is waited
