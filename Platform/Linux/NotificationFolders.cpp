@@ -62,10 +62,6 @@ bool isForgotten(const OwnedDescriptor& folder) {
 
 }  // namespace
 
-bool NotificationFolders::isName(std::string_view name) {
-  return Folders::isVisibleName(name) && name.size() <= longestNotificationName;
-}
-
 Result<NotificationFolders> NotificationFolders::open(const std::string& containerFolder) {
   const std::string path = containerFolder + "/Notifications";
   if (::mkdir(path.c_str(), folderMode) != 0 && errno != EEXIST)

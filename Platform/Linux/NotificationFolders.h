@@ -1,11 +1,10 @@
 #pragma once
 
 #include <string>
-#include <string_view>
 #include <utility>
 
 #include "Base/Result.h"
-#include "Platform/Linux/OwnedDescriptor.h"
+#include "Platform/Posix/OwnedDescriptor.h"
 
 namespace corvane::Platform {
 
@@ -18,9 +17,6 @@ namespace corvane::Platform {
 /// but for the open folder; safe from any thread.
 class NotificationFolders {
  public:
-  /// Whether `name` can name a notification: 1 to 200 bytes, no "/" or zero byte, no "." in front.
-  static bool isName(std::string_view name);
-
   /// Opens the folder, after making it when it is missing; never makes the container.
   static Result<NotificationFolders> open(const std::string& containerFolder);
 
