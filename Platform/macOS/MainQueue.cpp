@@ -65,6 +65,11 @@ void async(UniqueFunction<void()> task) {
   CFRunLoopWakeUp(CFRunLoopGetMain());
 }
 
+/// The queue is bound to the main thread, and its run loop.
+void async(UniqueFunction<void()> task, const std::function<bool()>& /*here*/) {
+  async(std::move(task));
+}
+
 void turnUntil(std::chrono::steady_clock::time_point end) {
   Queue& queue = theQueue();
   queue.turnEnds = false;
