@@ -6,18 +6,22 @@ The exit status says whether every reply was as it should be.
 
 import json
 import os
+import shutil
 import signal
 import sys
 import time
 from pathlib import Path
 
-from browser import run_in_browser
+import browser
 from host import APPLICATION, Container, Host, MainApplication, request
 
 DEBUG_LEVEL = 15
 COLOURS = {"→": "\033[36m", "←": "\033[32m", "•": "\033[33m"}
 PUSH = "CVN_APP_STATE_RESPONSE_MESSAGE_FAKEID"
 PAGE = "https://example.org/"
+# What the extension's page shows: [type, reply, milliseconds] each.
+PAGE_CONTENT = """[...document.querySelectorAll("dt")].map((type) =>
+  [type.textContent, type.nextSibling.textContent, type.nextSibling.dataset.milliseconds])"""
 RULE = "||banner.example.org^"
 
 
@@ -199,23 +203,40 @@ def play(executable, transcript, container):
 def play_in_browser(executable, folder, transcript):
     """The session of the sample extension in Chromium; gives what went wrong."""
     transcript.line("Chromium, without a window, and the extension in packaging/extension\n")
+    built = next(executable.parents[1].glob("native-messaging/*.json"))  # as the build writes it
+    identifier = json.loads(built.read_text())["allowed_origins"][0].split("/")[2]
     replies = {}
     try:
-        for what in run_in_browser(executable, folder):
-            if isinstance(what, str):
-                transcript.event(" ", what)
-                continue
-            kind, reply, milliseconds = what
-            replies[kind] = reply
-            transcript.event("→", f"{kind} (the page waited {milliseconds:.1f} ms for the reply)")
-            if "appState" in reply:
-                transcript.received(reply)
-            else:
-                transcript.event(" ", f"no reply: {reply}")
+        with browser.start("chromium", folder / "home") as chromium:
+            chromium.manifests.mkdir(exist_ok=True)  # it makes it, too
+            shutil.copy(built, chromium.manifests)
+            transcript.event(" ", f"{chromium.version()} runs")
+            chromium.install(browser.EXTENSION)
+            if chromium.origin != f"chrome-extension://{identifier}/":
+                raise RuntimeError(f"the extension is {chromium.origin}, not {identifier}")
+            transcript.event(" ", f"extension {identifier} is loaded")
+            page = chromium.open("page.html")
+            page.until("document.body.dataset.state === 'done'")
+            transcript.event(" ", "its page has asked the host and shows")
+            for kind, text, milliseconds in page.evaluate(PAGE_CONTENT):
+                replies[kind] = tell(transcript, kind, json.loads(text), float(milliseconds))
+            count = len(chromium.hosts(executable))
+            transcript.event(" ", f"hosts that the browser runs: {count}; it is told to end")
+            chromium.end(executable)
+            transcript.event(" ", "the browser and its host have ended")
     except RuntimeError as failure:
-        return [f"{failure}; see {folder}/browser.log"]
+        return [f"{failure}; see {folder}/home/.config/chromium.log"]
     return [f"{kind} gave {replies.get(kind)}" for kind in ("init", "getCurrentAppState")
             if replies.get(kind, {}).get("result") != "ok"]
+
+
+def tell(transcript, kind, reply, milliseconds):
+    transcript.event("→", f"{kind} (the page waited {milliseconds:.1f} ms for the reply)")
+    if "appState" in reply:
+        transcript.received(reply)
+    else:
+        transcript.event(" ", f"no reply: {reply}")
+    return reply
 
 
 def main():
