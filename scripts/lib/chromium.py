@@ -113,14 +113,17 @@ class ChromiumPage(Page):
             raise RuntimeError(answer["result"].get("description", answer["result"]))
         return answer["result"].get("value")
 
-    def resize(self, width, height, dark=False):
-        self.call("Emulation.setDeviceMetricsOverride", width=width, height=height,
-                  deviceScaleFactor=2, mobile=False)
+    def show_dark(self, is_dark):
         self.call("Emulation.setEmulatedMedia", features=[
-            {"name": "prefers-color-scheme", "value": "dark" if dark else "light"}])
+            {"name": "prefers-color-scheme", "value": "dark" if is_dark else "light"},
+            {"name": "prefers-reduced-motion", "value": "reduce"}])
 
     def screenshot(self, path):
-        path.write_bytes(base64.b64decode(self.call("Page.captureScreenshot")["data"]))
+        """Writes what the page shows, at its own size, as a PNG file."""
+        box = self.evaluate("document.body.getBoundingClientRect().toJSON()")
+        clip = {key: box[key] for key in ("x", "y", "width", "height")} | {"scale": 2}
+        image = self.call("Page.captureScreenshot", clip=clip, captureBeyondViewport=True)["data"]
+        path.write_bytes(base64.b64decode(image))
 
     def close(self):
         with contextlib.suppress(RuntimeError):

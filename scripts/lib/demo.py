@@ -19,9 +19,6 @@ DEBUG_LEVEL = 15
 COLOURS = {"→": "\033[36m", "←": "\033[32m", "•": "\033[33m"}
 PUSH = "CVN_APP_STATE_RESPONSE_MESSAGE_FAKEID"
 PAGE = "https://example.org/"
-# What the extension's page shows: [type, reply, milliseconds] each.
-PAGE_CONTENT = """[...document.querySelectorAll("dt")].map((type) =>
-  [type.textContent, type.nextSibling.textContent, type.nextSibling.dataset.milliseconds])"""
 RULE = "||banner.example.org^"
 
 
@@ -215,11 +212,11 @@ def play_in_browser(executable, folder, transcript):
             if chromium.origin != f"chrome-extension://{identifier}/":
                 raise RuntimeError(f"the extension is {chromium.origin}, not {identifier}")
             transcript.event(" ", f"extension {identifier} is loaded")
-            page = chromium.open("page.html")
-            page.until("document.body.dataset.state === 'done'")
-            transcript.event(" ", "its page has asked the host and shows")
-            for kind, text, milliseconds in page.evaluate(PAGE_CONTENT):
-                replies[kind] = tell(transcript, kind, json.loads(text), float(milliseconds))
+            page = chromium.open("commands.html")
+            for kind, parameters in (("init", {"apiVersion": "1"}), ("getCurrentAppState", None)):
+                answer = page.evaluate(f"send({json.dumps(kind)}, {json.dumps(parameters)})")
+                replies[kind] = answer.get("reply", {})
+                tell(transcript, kind, answer)
             count = len(chromium.hosts(executable))
             transcript.event(" ", f"hosts that the browser runs: {count}; it is told to end")
             chromium.end(executable)
@@ -230,13 +227,12 @@ def play_in_browser(executable, folder, transcript):
             if replies.get(kind, {}).get("result") != "ok"]
 
 
-def tell(transcript, kind, reply, milliseconds):
-    transcript.event("→", f"{kind} (the page waited {milliseconds:.1f} ms for the reply)")
-    if "appState" in reply:
-        transcript.received(reply)
+def tell(transcript, kind, answer):
+    transcript.event("→", f'{kind} (the page waited {answer["milliseconds"]} ms for the reply)')
+    if "reply" in answer:
+        transcript.received(answer["reply"])
     else:
-        transcript.event(" ", f"no reply: {reply}")
-    return reply
+        transcript.event(" ", f'no reply: {answer["error"]}')
 
 
 def main():

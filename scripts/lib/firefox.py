@@ -30,6 +30,7 @@ SETTINGS = {
     "services.settings.server": "data:,#no-server",
     "toolkit.telemetry.enabled": False,
     "layout.css.devPixelsPerPx": "2",
+    "ui.prefersReducedMotion": 1,
 }
 
 
@@ -45,8 +46,8 @@ class Firefox(Browser):
         self.process = subprocess.Popen(
             ["firefox-esr", "--headless", "--marionette", "--remote-allow-system-access",
              "--no-remote", "--profile", str(self.profile), "about:blank"],
-            env=self.environment, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
-            stderr=subprocess.STDOUT)
+            env=self.environment | {"MOZ_HEADLESS_WIDTH": "1600", "MOZ_HEADLESS_HEIGHT": "1600"},
+            stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
         self.port, self.socket, self.commands = queue.Queue(), None, 0
         self.reader = threading.Thread(target=self.read_output)
         self.reader.start()
@@ -92,11 +93,15 @@ class Firefox(Browser):
 
     def install(self, folder):
         identifier = self.call("Addon:Install", path=str(folder), temporary=True)["value"]
+        self.origin = self.run_inside(
+            f"return WebExtensionPolicy.getByID({json.dumps(identifier)}).getURL('');")
+
+    def run_inside(self, script):
+        """Runs JavaScript in the browser itself, not in a page."""
         self.call("Marionette:SetContext", value="chrome")
-        self.origin = self.call(
-            "WebDriver:ExecuteScript", args=[identifier],
-            script="return WebExtensionPolicy.getByID(arguments[0]).getURL('');")["value"]
+        value = self.call("WebDriver:ExecuteScript", script=script, args=[])["value"]
         self.call("Marionette:SetContext", value="content")
+        return value
 
     def open(self, path):
         """Opens a page of the extension in a tab of its own."""
@@ -142,8 +147,15 @@ class FirefoxPage(Page):
         return self.call("WebDriver:ExecuteScript", script=f"return {expression};", args=[],
                          sandbox=None)["value"]
 
+    def show_dark(self, is_dark):
+        setting = "layout.css.prefers-color-scheme.content-override"
+        self.browser.run_inside(f"Services.prefs.setIntPref('{setting}', {0 if is_dark else 1});")
+
     def screenshot(self, path):
-        image = self.call("WebDriver:TakeScreenshot", full=False)["value"]
+        """Writes what the page shows, at its own size, as a PNG file."""
+        body = self.call("WebDriver:FindElement", using="css selector", value="body")["value"]
+        (identifier,) = body.values()
+        image = self.call("WebDriver:TakeScreenshot", id=identifier, full=False)["value"]
         path.write_bytes(base64.b64decode(image))
 
     def close(self):
