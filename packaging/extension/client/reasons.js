@@ -20,13 +20,15 @@ const TEXTS = [
     [/host not found|No such native application|An unexpected error occurred/, "not found"],
     [/is forbidden/, "forbidden"],
     [/has exited/, "exited"],
-    [/exceeds the limit|tried to send a message of/, "too large"],
 ];
+/** Chromium has one text for whatever is no frame to it; Firefox names the size and its limit. */
+const NO_FRAME = /communicating with the native|exceeds the limit/;
 /**
  * The reason behind what the browser said of a port that closed.
  *
- * `isGreeted` says whether the host had answered the greeting. Chromium has one text for whatever is
- * no frame to it: from a program that has proved to be the host it is one that is too large.
+ * `isGreeted` says whether the host had answered the greeting. What is no frame to the browser then
+ * is one that is too large; what comes from a program that never was greeted is mere output, the
+ * first bytes of which were read as a length.
  */
 export function reasonOf(browserText, isGreeted) {
     if (!browserText)
@@ -35,5 +37,5 @@ export function reasonOf(browserText, isGreeted) {
         if (pattern.test(browserText))
             return reason;
     }
-    return isGreeted && /communicating with the native/.test(browserText) ? "too large" : "failed";
+    return isGreeted && NO_FRAME.test(browserText) ? "too large" : "failed";
 }
