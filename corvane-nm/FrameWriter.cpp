@@ -9,6 +9,12 @@
 #include "VCommons/VCommonsKit/VCLog.h"
 
 namespace corvane {
+namespace {
+
+/// The longest body that browsers take from a host, in bytes; measured in Chromium and Firefox.
+constexpr std::size_t longestForBrowsers = 1'048'576;
+
+}  // namespace
 
 bool FrameWriter::send(const JsonObject& response) {
   constexpr LogPoint point("corvane-nm/main", "send(_:)");
@@ -23,6 +29,10 @@ bool FrameWriter::send(const JsonObject& response) {
     Platform::hardStop("a reply is longer than a frame can say");
   }
   if (browserIsGone_) return true;
+  if (body->size() > longestForBrowsers) {
+    VCLogCWarn(point, "A reply has %@ bytes; browsers end the connection above %@ bytes",
+               body->size(), longestForBrowsers);
+  }
   const auto length = static_cast<std::uint32_t>(body->size());
   auto written = Platform::Descriptor::writeAll(descriptor_, std::as_bytes(std::span(&length, 1)));
   if (written) written = Platform::Descriptor::writeAll(descriptor_, bytesOf(body.value()));
