@@ -26,6 +26,9 @@ int run(int count, const char* const* arguments, Context& context) {
   Commands::addUnregister(app, context);
   Commands::addList(app, context);
   Commands::addRepair(app, context);
+  Commands::addDoctor(app, context);
+  Commands::addStatus(app, context);
+  Commands::addReport(app, context);
   try {
     app.parse(count, arguments);
   } catch (const CLI::ParseError& error) {

@@ -1,10 +1,10 @@
 #include "tools/corvane-nmctl/Registration.h"
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdlib>
 #include <filesystem>
 
 #include "Platform/File.h"
@@ -20,11 +20,8 @@ constexpr mode_t manifestMode = 0644;
 std::string canonical(const std::string& folder) {
   const std::size_t slash = folder.rfind('/');
   if (slash == std::string::npos || slash == 0) return folder;
-  char* found = ::realpath(folder.c_str(), nullptr);
-  if (found == nullptr) return canonical(folder.substr(0, slash)) + folder.substr(slash);
-  std::string result = found;
-  std::free(found);  // NOLINT(cppcoreguidelines-no-malloc): it comes from realpath
-  return result;
+  if (::access(folder.c_str(), F_OK) == 0) return resolvedPath(folder);
+  return canonical(folder.substr(0, slash)) + folder.substr(slash);
 }
 
 void add(std::vector<Place>& places, const Browser& browser, const std::string& folder,

@@ -9,6 +9,7 @@
 #include "Platform/GroupContainers.h"
 #include "Platform/ProcessInfo.h"
 #include "tools/corvane-nmctl/Product.h"
+#include "tools/corvane-nmctl/WholeFile.h"
 
 namespace corvane::Nmctl {
 namespace {
@@ -30,21 +31,12 @@ bool isProgram(const std::string& path) {
   return ::access(path.c_str(), X_OK) == 0;
 }
 
-/// The path without its "." and "..", as those of this project's build have them.
-std::string resolved(const std::string& path) {
-  char* found = ::realpath(path.c_str(), nullptr);
-  if (found == nullptr) return path;
-  std::string result = found;
-  std::free(found);  // NOLINT(cppcoreguidelines-no-malloc): it comes from realpath
-  return result;
-}
-
 std::string ownHost() {
   const auto own = Platform::ProcessInfo::executablePath(::getpid());
   if (!own) return Product::installedHost;
   const std::string folder = own->substr(0, own->rfind('/') + 1);
   for (const std::string& path : {folder + "corvane-nm", folder + Product::hostFromTool})
-    if (isProgram(path)) return resolved(path);
+    if (isProgram(path)) return resolvedPath(path);
   return Product::installedHost;
 }
 
@@ -99,7 +91,8 @@ Installation installationOf(const Browser& browser, const Surroundings& surround
     }
     for (const std::string& folder : surroundings.searchPath) {
       const std::string path = joined(folder + "/", name);
-      if (!isSandbox(path) && isProgram(path) && !isSandbox(resolved(path))) result.isNative = true;
+      if (!isSandbox(path) && isProgram(path) && !isSandbox(resolvedPath(path)))
+        result.isNative = true;
     }
   }
   const std::string& root = surroundings.systemRoot;

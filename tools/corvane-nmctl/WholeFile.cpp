@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <cstdlib>
 
 #include "Platform/Descriptor.h"
 #include "Platform/File.h"
@@ -35,6 +36,14 @@ Result<std::string> readWhole(const std::string& path) {
   const auto bytes = file->readAll(longestFile);
   if (!bytes) return bytes.failure();
   return std::string(reinterpret_cast<const char*>(bytes->data()), bytes->size());
+}
+
+std::string resolvedPath(const std::string& path) {
+  char* found = ::realpath(path.c_str(), nullptr);
+  if (found == nullptr) return path;
+  std::string result = found;
+  std::free(found);  // NOLINT(cppcoreguidelines-no-malloc): it comes from realpath
+  return result;
 }
 
 Result<Done> replaceFile(const std::string& path, std::string_view text, mode_t mode) {

@@ -27,6 +27,9 @@ void addRegister(CLI::App& app, Context& context);
 void addUnregister(CLI::App& app, Context& context);
 void addList(CLI::App& app, Context& context);
 void addRepair(CLI::App& app, Context& context);
+void addDoctor(CLI::App& app, Context& context);
+void addStatus(CLI::App& app, Context& context);
+void addReport(CLI::App& app, Context& context);
 
 /// The options --browser and --dir, which several commands share.
 void addSelection(CLI::App& command, Selection& selection);

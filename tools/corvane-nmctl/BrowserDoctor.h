@@ -1,0 +1,17 @@
+#pragma once
+
+#include <optional>
+
+#include "tools/corvane-nmctl/Finding.h"
+#include "tools/corvane-nmctl/Registration.h"
+#include "tools/corvane-nmctl/Surroundings.h"
+
+namespace corvane::Nmctl {
+
+/// What is to be said of each of the selected browsers, or of each that is installed here: whether
+/// it finds the host, can start it and gets an answer from it. `linkIsBroken`: the host can't start
+/// because of the link, of which the caller speaks; a host that stops is then no fault of its own.
+Findings examineBrowsers(const Selection& selection, const Surroundings& surroundings,
+                         bool linkIsBroken);
+
+}  // namespace corvane::Nmctl
