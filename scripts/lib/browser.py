@@ -158,10 +158,15 @@ def connect_error(name, extension, home, host=HOST):
     with tempfile.TemporaryDirectory() as folder, start(name, home) as browser:
         write_probe(Path(extension), Path(folder))
         browser.install(Path(folder))
-        page = browser.open("blank.html")
-        outcome = page.evaluate(CONNECT % (json.dumps(host), MUTE_LIMIT * 1000))
+        said = said_on(browser.open("blank.html"), host)
         browser.quit()
         wait_for_end([os.pidfd_open(browser.process.pid)])
+    return said
+
+
+def said_on(page, host=HOST):
+    """The same on a page of an extension that is open already."""
+    outcome = page.evaluate(CONNECT % (json.dumps(host), MUTE_LIMIT * 1000))
     if outcome[0] == "ended":
         return NO_TEXT if outcome[1] is None else outcome[1]
     return MUTE if outcome[0] == "mute" else None

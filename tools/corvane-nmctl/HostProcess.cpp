@@ -135,7 +135,7 @@ HostProcess::~HostProcess() {
     if (descriptor >= 0) ::close(descriptor);
 }
 
-bool HostProcess::send(const JsonObject& message) {
+bool HostProcess::send(const JsonObject& message) const {
   const auto body = serializeJson(message);
   if (!body) return false;
   const auto length = static_cast<std::uint32_t>(body->size());

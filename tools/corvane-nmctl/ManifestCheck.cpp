@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "Base/Json.h"
+#include "tools/corvane-nmctl/LenientJson.h"
 #include "tools/corvane-nmctl/Product.h"
 
 namespace corvane::Nmctl {
@@ -69,7 +70,7 @@ void checkAllowed(ManifestFormat format, const JsonObject& object, CheckedManife
   const char* key = isChromium ? "allowed_origins" : "allowed_extensions";
   const JsonValue* list = object.if_contains(key);
   if (list == nullptr || !list->is_array() || (!isChromium && list->as_array().empty())) {
-    result.fault = "\"" + std::string(key) + "\" is missing or no list of texts";
+    result.fault = "\"" + std::string(key) + "\" is missing, empty or no list";
     return;
   }
   const std::vector<std::string> wanted = allowedFor(format);
@@ -110,7 +111,8 @@ std::string extensionFor(ManifestFormat format) {
 CheckedManifest checkManifest(ManifestFormat format, std::string_view text) {
   if (text.starts_with(byteOrderMark)) text.remove_prefix(byteOrderMark.size());
   CheckedManifest result;
-  const auto value = parseJson(text);
+  const bool isChromium = format == ManifestFormat::chromium;
+  const auto value = isChromium ? parseLeniently(text, FinalCommas::refused) : parseJson(text);
   if (!value || !value.value().is_object()) {
     result.fault = "it is not JSON: " + (value ? "no object" : value.failure().text);
     return result;
@@ -122,7 +124,6 @@ CheckedManifest checkManifest(ManifestFormat format, std::string_view text) {
   const std::string type = textOf(object, "type", fault);
   result.hostPath = textOf(object, "path", fault);
   if (fault) return result;
-  const bool isChromium = format == ManifestFormat::chromium;
   if (name != Product::hostName) {
     fault = "its name is \"" + name + "\" instead of " + Product::hostName;
   } else if (isChromium && description.empty()) {
