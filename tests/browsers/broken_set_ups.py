@@ -312,8 +312,8 @@ def row(what, link, said, well, findings):
         faults.append(f"of the link: {missed}")
     if well != (not wrong):
         faults.append("findings and verdict differ")
-    speech = "; ".join(dict.fromkeys(one["cause"] for one in wrong.values())) or "all is well"
-    return [what, *(text or "(works)" for text in said.values()), shortened(speech)], faults
+    speech = "; ".join(dict.fromkeys(shortened(one["cause"]) for one in wrong.values()))
+    return [what, *(text or "(works)" for text in said.values()), speech or "all is well"], faults
 
 
 def shortened(text):
