@@ -1,10 +1,11 @@
 """The host in real browsers, started by the sample extension, beside the stand-in."""
 
-import contextlib
+import http.server
 import json
 import os
 import shutil
 import tempfile
+import threading
 import time
 import unittest
 from pathlib import Path
@@ -55,6 +56,10 @@ CONNECT_ONCE = """import(document.baseURI.replace(/[^/]*$/, "client/client.js"))
     const client = new CorvaneClient();
     return client.connect().then(() => "live", ({reason}) => reason).finally(() => client.close());
   })"""
+
+
+class QuietHandler(http.server.BaseHTTPRequestHandler):
+    log_message = staticmethod(lambda *_: None)
 
 
 def shows(identifier, text):
@@ -222,6 +227,18 @@ class InChromium(Scenarios, unittest.TestCase):
 
 class InFirefox(Scenarios, unittest.TestCase):
     name = "firefox"
+
+    def test_button_opens_the_popup_for_the_page(self):
+        application = self.enterContext(MainApplication("--print"))
+        server = self.enterContext(http.server.HTTPServer(("127.0.0.1", 0), QuietHandler))
+        threading.Thread(target=server.handle_request).start()
+        url = f"http://127.0.0.1:{server.server_port}/"
+        started = self.start(self.name)
+        started.call("WebDriver:Navigate", url=url)
+        started.click_button()
+        while (request := application.exchanged())[1]["name"] != "getCurrentFilteringState":
+            pass
+        self.assertEqual(request[1]["body"]["url"], url)
 
 
 class Together(Home, unittest.TestCase):
