@@ -21,7 +21,7 @@ from pathlib import Path
 
 EXTENSION = Path(__file__).resolve().parents[2] / "packaging/extension"
 HOST = "com.corvane.nm"  # the host's name in manifests
-DEADLINE = 20.0  # seconds, for any one answer of a browser
+DEADLINE = 40.0  # seconds, for any one answer of a browser
 END_DEADLINE = 10.0  # seconds, for a browser and for its hosts to go
 MUTE_LIMIT = 5.0  # seconds, after which a host that says nothing counts as mute
 
@@ -68,6 +68,7 @@ class Browser:
     """What browsers share. Leaving the `with` block kills what still runs."""
 
     name: str
+    manifests: Path  # where it looks for those of its user first
     process: subprocess.Popen
     origin = None  # of the extension's pages, once it is installed
 
@@ -89,6 +90,15 @@ class Browser:
         if self.process.poll() is None:
             self.process.kill()
             self.process.wait()
+
+    def register(self, executable):
+        """Has it know the host, as people do; gives the manifest."""
+        command = [executable.with_name("corvane-nmctl"), "register", "--browser", self.name,
+                   "--dir", self.manifests, "--host", executable]
+        done = subprocess.run(command, env=self.environment, capture_output=True, text=True)
+        if done.returncode:
+            raise RuntimeError(f"the host is not registered: {done.stdout}{done.stderr}")
+        return self.manifests / f"{HOST}.json"
 
     def hosts(self, executable):
         """Process descriptors of the hosts that it has started from `executable`."""
