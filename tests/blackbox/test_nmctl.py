@@ -66,6 +66,24 @@ class Tool(unittest.TestCase):
         self.assertGreater(report.count("\n"), len(log.splitlines()))
         self.assertIn("main application: it runs and answers", report)
 
+    def test_register_writes_just_what_it_planned(self):
+        names = ("register", "--browser", "brave", "--browser", "firefox", "--json")
+        planned = json.loads(nmctl(*names, "--plan").stdout)["plan"]
+        self.assertEqual(nmctl(*names).returncode, 0)
+        home = Path(os.environ["HOME"])
+        made = {path: path for path in home.rglob("*") if home / ".local" not in path.parents}
+        made.pop(home / ".local")
+        for one in planned:
+            for folder in one["folders"]:
+                path = made.pop(Path(folder["path"]))
+                self.assertEqual(f"{path.stat().st_mode & 0o7777:04o}", folder["mode"])
+            for file in one["files"]:
+                path = made.pop(Path(file["path"]))
+                self.assertEqual(path.read_text(), file["text"])
+                self.assertEqual(f"{path.stat().st_mode & 0o7777:04o}", file["mode"])
+        self.assertEqual(made, {})
+        self.assertEqual(nmctl("unregister").returncode, 0)
+
     def test_doctor_gives_one_cause_and_one_mend(self):
         (self.container.folder / "Data").mkdir(mode=0o700)
         answer = nmctl("doctor", "--json", "--browser", "chromium", "--browser", "firefox")

@@ -86,7 +86,10 @@ Result<HostProcess> HostProcess::start(const std::string& path,
   std::array<Pipe, 4> pipes;  // input, output, errors, why it did not start
   for (Pipe& pipe : pipes) {
     auto made = Pipe::make();
-    if (!made) return made.failure();
+    if (!made) {
+      for (Pipe& one : pipes) one.close();
+      return made.failure();
+    }
     pipe = made.value();
   }
   const pid_t process = ::fork();

@@ -78,6 +78,20 @@ TEST_F(Machine, LooksWhereEachBrowserLooks) {
   EXPECT_NE(lookUpIn("librewolf").find("not registered"), std::string::npos);
 }
 
+TEST(ManifestCheck, TakesTheIdentifiersThatFirefoxTakes) {
+  const auto isTaken = [](const std::string& identifier) {
+    return !checkManifest(ManifestFormat::firefox,
+                          R"({"name":"com.corvane.nm","description":"","path":"/h","type":"stdio",)"
+                          R"("allowed_extensions":[")" +
+                              identifier + "\"]}")
+                .fault;
+  };
+  for (const char* good : {"a@b", "@b", "A-1._@c.d", "{0123abcd-0000-0000-0000-00000000ABCD}"})
+    EXPECT_TRUE(isTaken(good)) << good;
+  for (const char* bad : {"", "a", "a@", "a@b@c", "a b@c", "*", "{}", "{0123abcd}"})
+    EXPECT_FALSE(isTaken(bad)) << bad;
+}
+
 TEST_F(Machine, ObeysTheLastPolicyByName) {
   const auto policy = [&](const char* name, const char* text) {
     testing::writeFile(root_ + "/etc/chromium/policies/managed/" + name, text);
