@@ -21,9 +21,16 @@ def nmctl(*arguments):
     return subprocess.run([TOOL, *arguments], capture_output=True, text=True, timeout=60, check=False)
 
 
+def outside_the_container():
+    """What lies in the home, other than what host and application share."""
+    home = Path(os.environ["HOME"])
+    return {path for path in home.rglob("*") if path.relative_to(home).parts[0] != ".local"}
+
+
 class Tool(unittest.TestCase):
     def setUp(self):
         self.container = Container(EVERYTHING)
+        self.before = outside_the_container()  # other tests may have left something
 
     def test_status_counts_what_waits_and_who_observes(self):
         self.assertEqual(nmctl("status").returncode, 0)
@@ -70,9 +77,7 @@ class Tool(unittest.TestCase):
         names = ("register", "--browser", "brave", "--browser", "firefox", "--json")
         planned = json.loads(nmctl(*names, "--plan").stdout)["plan"]
         self.assertEqual(nmctl(*names).returncode, 0)
-        home = Path(os.environ["HOME"])
-        made = {path: path for path in home.rglob("*") if home / ".local" not in path.parents}
-        made.pop(home / ".local")
+        made = {path: path for path in outside_the_container() - self.before}
         for one in planned:
             for folder in one["folders"]:
                 path = made.pop(Path(folder["path"]))
@@ -98,5 +103,4 @@ class Tool(unittest.TestCase):
             answer = nmctl("doctor", "--browser", "chromium", "--browser", "firefox")
         self.assertEqual(answer.returncode, 0, answer.stdout)
         self.assertEqual(nmctl("unregister").returncode, 0)
-        left = [path for path in Path(os.environ["HOME"]).iterdir() if path.name != ".local"]
-        self.assertEqual(left, [])
+        self.assertEqual(outside_the_container(), self.before)
