@@ -11,4 +11,11 @@ namespace corvane::Platform::GroupContainers {
 /// Safe from any thread.
 std::optional<std::string> folderOf(const std::string& identifier);
 
+/// Where that folder lies or would lie, whether or not there is one and whatever it is; nothing
+/// when the user has no home folder or `identifier` is no name for a folder. Safe from any thread.
+std::optional<std::string> placeOf(const std::string& identifier);
+
+/// The home folder of the effective user, as the user database has it. Safe from any thread.
+std::optional<std::string> homeFolder();
+
 }  // namespace corvane::Platform::GroupContainers

@@ -10,11 +10,6 @@
 #include "VCommons/VCommonsKit/VCLog.h"
 
 namespace corvane {
-namespace {
-
-constexpr char logLevelKey[] = "DefaultsKeyLogLevel";
-
-}  // namespace
 
 GroupContainer::GroupContainer(std::optional<std::string> folder, std::string groupIdentifier,
                                std::string mainAppIdentifier)

@@ -13,6 +13,9 @@ namespace corvane {
 /// failure, stands for the life of the object. Safe from any thread.
 class GroupContainer {
  public:
+  /// The group setting that holds the log level.
+  static constexpr char logLevelKey[] = "DefaultsKeyLogLevel";
+
   /// `folder`: the container, or nothing when there is none. The identifiers name the group (and so
   /// its settings) and the main application (and so the logs folder).
   GroupContainer(std::optional<std::string> folder, std::string groupIdentifier,

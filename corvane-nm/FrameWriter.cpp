@@ -12,6 +12,9 @@
 namespace corvane {
 namespace {
 
+/// The longest body that browsers take from a host, in bytes; measured in Chromium and Firefox.
+constexpr std::size_t longestForBrowsers = 1'048'576;
+
 constexpr LogPoint sendPoint(std::uint32_t line = __builtin_LINE()) {
   return {"corvane-nm/main", "send(_:)", line};
 }
@@ -41,6 +44,10 @@ void FrameWriter::write(const std::string& body) {
     Platform::hardStop("a reply is longer than a frame can say");
   }
   if (browserIsGone_) return;
+  if (body.size() > longestForBrowsers) {
+    VCLogCWarn(sendPoint(), "A reply has %@ bytes; browsers end the connection above %@ bytes",
+               body.size(), longestForBrowsers);
+  }
   const auto length = static_cast<std::uint32_t>(body.size());
   auto written = Platform::Descriptor::writeAll(descriptor_, std::as_bytes(std::span(&length, 1)));
   if (written) written = Platform::Descriptor::writeAll(descriptor_, bytesOf(body));

@@ -16,8 +16,9 @@ class FrameWriter {
   /// Writes `response` as one frame, the length with one call and the body with a second; waits for
   /// a browser that reads slowly. False, with an error line, only when the JSON text can't be made;
   /// what is no valid JSON object is dropped without a word and true. A browser that is gone costs
-  /// one error line, and nothing is written after it. A body beyond 4,294,967,295 bytes ends the
-  /// process.
+  /// one error line, and nothing is written after it. A body beyond 1,048,576 bytes is written
+  /// after a warning line, as browsers end the conversation over it; one beyond 4,294,967,295 bytes
+  /// ends the process.
   bool send(const JsonObject& response);
 
   // The two halves of it, for who does not do both on the same thread:

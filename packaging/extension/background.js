@@ -1,32 +1,42 @@
-// Owns the connection to the host. A page of the extension sends {type, parameters}; it gets the
-// host's reply, or {disconnected: reason} when the host is not there or has gone.
+// Keeps the one link to the host, and shares it with the pages of the extension: each gets
+// {link, appState, isPushed} when it opens its port and after every change; each may send
+// {id, type, parameters} and gets {id, reply} or {id, error} back.
 
-const hostName = "com.corvane.nm";
+import {CorvaneClient} from "./client/client.js";
 
-let port = null;
-let lastIdentifier = 0;
-const waiting = new Map(); // request identifier -> what to call with the reply
+const client = new CorvaneClient();
+const pages = new Set();
 
-function connect() {
-  port = chrome.runtime.connectNative(hostName);
-  port.onMessage.addListener((reply) => {
-    waiting.get(reply.requestId)?.(reply); // announced changes of state answer no request
-    waiting.delete(reply.requestId);
-  });
-  port.onDisconnect.addListener(() => {
-    const disconnected = chrome.runtime.lastError?.message ?? "The host has gone.";
-    port = null;
-    waiting.forEach((answer) => answer({disconnected}));
-    waiting.clear();
-  });
+function news(isPushed = false) {
+  const {error, ...link} = client.link; // errors don't pass through ports as they are
+  return {link: {...link, error: error && plain(error)}, appState: client.appState, isPushed};
 }
 
-chrome.runtime.onMessage.addListener((message, sender, answer) => {
-  if (!port) connect();
-  const id = String(++lastIdentifier);
-  waiting.set(id, answer);
-  port.postMessage({type: message.type, id, parameters: message.parameters});
-  return true; // the answer comes later
+function plain({reason, message, reply, browserText}) {
+  return {reason, message, reply, browserText};
+}
+
+function tell(isPushed) {
+  pages.forEach((page) => page.postMessage(news(isPushed)));
+  const isOff = client.appState?.isRunning && !client.appState.isProtectionEnabled;
+  const text = client.link.state === "waiting" ? "!" : isOff ? "off" : "";
+  chrome.action.setBadgeText({text});
+}
+
+client.onLink(() => tell());
+client.onAppState((state, isPushed) => tell(isPushed));
+
+chrome.runtime.onConnect.addListener((page) => {
+  pages.add(page);
+  page.onDisconnect.addListener(() => pages.delete(page));
+  page.onMessage.addListener(async ({id, type, parameters}) => {
+    const answer = await client.request(type, parameters).then(
+      (reply) => ({id, reply}),
+      (error) => ({id, error: plain(error)}));
+    if (pages.has(page)) page.postMessage(answer);
+  });
+  page.postMessage(news());
+  client.connect().catch(() => {}); // the link tells
 });
 
-chrome.action.onClicked.addListener(() => chrome.tabs.create({url: "page.html"}));
+client.connect().catch(() => {});

@@ -11,7 +11,7 @@ import sys
 import time
 from pathlib import Path
 
-from browser import run_in_browser
+import browser
 from host import APPLICATION, Container, Host, MainApplication, request
 
 DEBUG_LEVEL = 15
@@ -201,21 +201,33 @@ def play_in_browser(executable, folder, transcript):
     transcript.line("Chromium, without a window, and the extension in packaging/extension\n")
     replies = {}
     try:
-        for what in run_in_browser(executable, folder):
-            if isinstance(what, str):
-                transcript.event(" ", what)
-                continue
-            kind, reply, milliseconds = what
-            replies[kind] = reply
-            transcript.event("→", f"{kind} (the page waited {milliseconds:.1f} ms for the reply)")
-            if "appState" in reply:
-                transcript.received(reply)
-            else:
-                transcript.event(" ", f"no reply: {reply}")
+        with browser.start("chromium", folder / "home") as chromium:
+            transcript.event(" ", f"{chromium.version()} runs")
+            chromium.register(executable)
+            transcript.event(" ", "the host is registered by corvane-nmctl")
+            chromium.install(browser.EXTENSION)
+            transcript.event(" ", f"the extension is loaded as {chromium.origin}")
+            page = chromium.open("commands.html")
+            for kind, parameters in (("init", {"apiVersion": "1"}), ("getCurrentAppState", None)):
+                answer = page.evaluate(f"send({json.dumps(kind)}, {json.dumps(parameters)})")
+                replies[kind] = answer.get("reply", {})
+                tell(transcript, kind, answer)
+            count = len(chromium.hosts(executable))
+            transcript.event(" ", f"hosts that the browser runs: {count}; it is told to end")
+            chromium.end(executable)
+            transcript.event(" ", "the browser and its host have ended")
     except RuntimeError as failure:
-        return [f"{failure}; see {folder}/browser.log"]
+        return [f"{failure}; see {folder}/home/.config/chromium.log"]
     return [f"{kind} gave {replies.get(kind)}" for kind in ("init", "getCurrentAppState")
             if replies.get(kind, {}).get("result") != "ok"]
+
+
+def tell(transcript, kind, answer):
+    transcript.event("→", f'{kind} (the page waited {answer["milliseconds"]} ms for the reply)')
+    if "reply" in answer:
+        transcript.received(answer["reply"])
+    else:
+        transcript.event(" ", f'no reply: {answer["error"]}')
 
 
 def main():

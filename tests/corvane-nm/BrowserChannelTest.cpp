@@ -7,6 +7,8 @@
 #include <cstring>
 #include <thread>
 
+#include "tests/Support/LogCollector.h"
+
 namespace corvane {
 namespace {
 
@@ -53,6 +55,31 @@ TEST(BrowserChannel, WritesEveryAnswerThatComesAndThenEnds) {
     ::close(in[0]);
     ::close(out[0]);
   }
+}
+
+TEST(BrowserChannel, WarnsOfRepliesThatAreTooLongForBrowsersAndWritesThem) {
+  std::array<int, 2> pipe{};
+  ASSERT_EQ(::pipe(pipe.data()), 0);
+  std::size_t read = 0;
+  std::thread browser([&] {
+    std::array<char, 65536> bytes{};
+    for (ssize_t count = 1; count > 0; read += static_cast<std::size_t>(count))
+      count = ::read(pipe[0], bytes.data(), bytes.size());
+  });
+  constexpr std::size_t limit = 1'048'576;
+  FrameWriter writer(pipe[1]);
+  const std::size_t rest = std::string_view(R"({"x":""})").size();
+  testing::takeLogTexts();
+  EXPECT_TRUE(writer.send({{"x", std::string(limit - rest, 'y')}}));
+  EXPECT_TRUE(testing::takeLogTexts().empty());
+  EXPECT_TRUE(writer.send({{"x", std::string(limit + 1 - rest, 'y')}}));
+  EXPECT_EQ(testing::takeLogTexts(),
+            std::vector<std::string>{"2 (main: send(_:)) A reply has 1048577 bytes; browsers end "
+                                     "the connection above 1048576 bytes"});
+  ::close(pipe[1]);
+  browser.join();
+  ::close(pipe[0]);
+  EXPECT_EQ(read, 2 * sizeof(std::uint32_t) + 2 * limit + 1);
 }
 
 }  // namespace

@@ -1,0 +1,175 @@
+import { browserRuntime, systemClock } from "./browser.js";
+import { Connection } from "./connection.js";
+import { HOST_NAME, PUSH_ID } from "./protocol.js";
+import { CorvaneError } from "./reasons.js";
+export * from "./protocol.js";
+export { CorvaneError } from "./reasons.js";
+const WAITING_COMMANDS = [
+    "setProtectionStatus",
+    "setFilteringStatus",
+    "removeCustomRules",
+];
+/**
+ * How long an answer may take, in milliseconds, when the caller does not say.
+ *
+ * The host waits 3 s for each exchange with the main application, and 300 s for the announcement of
+ * a new state or for a start. While it does, later requests wait as well.
+ */
+export function timeLimitOf(type, parameters) {
+    const starts = parameters?.forceStartApp === true;
+    return starts || WAITING_COMMANDS.includes(type) ? 310_000 : 30_000;
+}
+/**
+ * The link of an extension to the native messaging host: keeps it, asks, and hears of changes.
+ *
+ *     const client = new CorvaneClient();
+ *     client.onLink((link) => console.log("link:", link.state));
+ *     client.onAppState((state) => console.log("protection:", state.isProtectionEnabled));
+ *     client.connect();
+ *     const {parameters: page} = await client.request("getCurrentFilteringState",
+ *       {url: "https://example.org/", port: 443, forceStartApp: false});
+ *
+ * Make one for the whole extension, in its background script: each is a process of the host. The
+ * extension needs the permission "nativeMessaging", and the host's manifests must name it.
+ *
+ * An open link keeps a background script alive in both browsers. Without a link, the browser may
+ * stop the script during a pause, and the client with it: make a client whenever the script starts.
+ */
+export class CorvaneClient {
+    #options;
+    #linkListeners = new Set();
+    #stateListeners = new Set();
+    #link = { state: "closed" };
+    #appState;
+    #connection;
+    #greeting;
+    #pause = 0;
+    #liveSince;
+    #callOffRetry = () => { };
+    constructor(options = {}) {
+        this.#options = {
+            hostName: HOST_NAME,
+            greetingLimit: 10_000,
+            firstPause: 1_000,
+            longestPause: 60_000,
+            runtime: browserRuntime(),
+            clock: systemClock,
+            ...options,
+        };
+    }
+    /** Where the link stands now. */
+    get link() {
+        return this.#link;
+    }
+    /** The newest state of the main application that is known, from a reply or a push. */
+    get appState() {
+        return this.#appState;
+    }
+    /** Calls `listener` whenever the link changes. */
+    onLink(listener) {
+        this.#linkListeners.add(listener);
+        return () => this.#linkListeners.delete(listener);
+    }
+    /**
+     * Calls `listener` for each newer state of the main application. A pushed one says that something
+     * has changed there, perhaps more than the state tells: rules, or the filtering of a page.
+     */
+    onAppState(listener) {
+        this.#stateListeners.add(listener);
+        return () => this.#stateListeners.delete(listener);
+    }
+    /**
+     * Starts the host and greets it, at once also during a pause; does nothing if that has happened.
+     * Rejects with a `CorvaneError` if this attempt fails. Attempts go on all the same, until
+     * `close`: those who only want to listen need not look at the result.
+     */
+    connect() {
+        return this.#greeting ?? this.#open();
+    }
+    /**
+     * Sends a request, over a new link if there is none, and gives its reply.
+     *
+     * Rejects with a `CorvaneError` when the reply is an error (`refused`), when it does not come in
+     * time, and when the link can't be made or ends before. Nothing is sent twice: after the end of a
+     * link nobody knows whether the command was carried out.
+     */
+    async request(type, ...[parameters, options]) {
+        await this.connect();
+        const timeLimit = options?.timeLimit ?? timeLimitOf(type, parameters);
+        const connection = this.#connection;
+        if (!connection)
+            throw this.#link.state === "waiting" ? this.#link.error : closed();
+        const reply = await connection.ask(type, parameters, timeLimit);
+        if (reply.result !== "ok") {
+            throw new CorvaneError("refused", reply.data ?? "The host gives no reason.", reply);
+        }
+        this.#takeState(reply);
+        return reply;
+    }
+    /** Ends the link, and with it the host. `connect` and `request` begin a new one. */
+    close() {
+        this.#callOffRetry();
+        const connection = this.#connection;
+        this.#forget();
+        this.#pause = 0;
+        this.#setLink({ state: "closed" });
+        connection?.end(closed());
+    }
+    #open() {
+        this.#callOffRetry();
+        const { runtime, clock, hostName, greetingLimit } = this.#options;
+        const connection = new Connection(runtime, clock, {
+            pushed: (reply) => this.#takeState(reply),
+            ended: (error) => {
+                if (connection === this.#connection)
+                    this.#waitAfter(error);
+            },
+        });
+        this.#connection = connection;
+        const before = this.#link.state === "waiting" ? { error: this.#link.error } : {};
+        this.#setLink({ state: "connecting", ...before });
+        const greeting = connection.greet(hostName, greetingLimit).then(({ host, reply }) => {
+            if (connection !== this.#connection)
+                throw closed();
+            this.#liveSince = clock.now();
+            this.#setLink({ state: "live", host });
+            this.#takeState(reply);
+            return host;
+        });
+        greeting.catch(() => { }); // told by the link as well
+        if (connection === this.#connection)
+            this.#greeting = greeting; // it may have failed at once
+        return greeting;
+    }
+    /** Plans the next attempt. */
+    #waitAfter(error) {
+        const { clock, firstPause, longestPause } = this.#options;
+        const now = clock.now();
+        const hasHeld = this.#liveSince !== undefined && now - this.#liveSince >= longestPause;
+        this.#pause = hasHeld || !this.#pause ? firstPause : Math.min(2 * this.#pause, longestPause);
+        this.#forget();
+        this.#callOffRetry = clock.after(this.#pause, () => void this.connect());
+        this.#setLink({ state: "waiting", error, retryAt: now + this.#pause });
+    }
+    #forget() {
+        this.#connection = this.#greeting = this.#liveSince = undefined;
+    }
+    #setLink(link) {
+        this.#link = link;
+        for (const listener of this.#linkListeners)
+            listener(link);
+    }
+    /** Replies may overtake each other; the times in them tell which state is newer. */
+    #takeState({ result, requestId, appState }) {
+        if (result !== "ok")
+            return; // the host does not know
+        if (this.#appState && appState.lastCheckTime < this.#appState.lastCheckTime)
+            return;
+        this.#appState = appState;
+        for (const listener of this.#stateListeners)
+            listener(appState, requestId === PUSH_ID);
+    }
+}
+function closed() {
+    return new CorvaneError("closed", "The link was closed.");
+}

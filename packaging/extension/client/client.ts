@@ -1,0 +1,230 @@
+import {browserRuntime, systemClock} from "./browser.js";
+import type {Clock, NativeRuntime} from "./browser.js";
+import {Connection} from "./connection.js";
+import {HOST_NAME, PUSH_ID} from "./protocol.js";
+import type {AppState, CommandName, Commands, HostInfo, Reply} from "./protocol.js";
+import {CorvaneError} from "./reasons.js";
+
+export * from "./protocol.js";
+export {CorvaneError} from "./reasons.js";
+export type {Reason} from "./reasons.js";
+export type {Clock, NativePort, NativeRuntime} from "./browser.js";
+
+/** Where the link to the host stands. */
+export type Link =
+  /** `connect` was not called yet, or `close` was. */
+  | {readonly state: "closed"}
+  /** The host is being started and greeted; `error` is what ended the last attempt, if any. */
+  | {readonly state: "connecting"; readonly error?: CorvaneError}
+  | {readonly state: "live"; readonly host: HostInfo}
+  /** There is no link, for the reason in `error`; at `retryAt` (by the clock) it is tried again. */
+  | {readonly state: "waiting"; readonly error: CorvaneError; readonly retryAt: number};
+
+export interface ClientOptions {
+  /** The host's name in its manifests. */
+  hostName?: string;
+  /** Milliseconds for the answer to the greeting, before the host counts as `mute`. */
+  greetingLimit?: number;
+  /** Milliseconds before the link is tried again: the first pause; each next one is twice as long. */
+  firstPause?: number;
+  /** The longest pause, in milliseconds; a link that held for that long makes them start anew. */
+  longestPause?: number;
+  /** For tests. */
+  runtime?: NativeRuntime;
+  /** For tests. */
+  clock?: Clock;
+}
+
+export interface RequestOptions {
+  /** Milliseconds for the answer, from when the request is sent; default: `timeLimitOf`. */
+  timeLimit?: number;
+}
+
+/** A listener's own end: call it to hear no more. */
+export type StopListening = () => void;
+
+/** What follows a command's name: its parameters, if it has any, and options. */
+type Rest<Command extends CommandName> = undefined extends Commands[Command]["parameters"]
+  ? [parameters?: undefined, options?: RequestOptions]
+  : [parameters: Commands[Command]["parameters"], options?: RequestOptions];
+
+const WAITING_COMMANDS: readonly CommandName[] = [
+  "setProtectionStatus",
+  "setFilteringStatus",
+  "removeCustomRules",
+];
+
+/**
+ * How long an answer may take, in milliseconds, when the caller does not say.
+ *
+ * The host waits 3 s for each exchange with the main application, and 300 s for the announcement of
+ * a new state or for a start. While it does, later requests wait as well.
+ */
+export function timeLimitOf(type: CommandName, parameters?: object): number {
+  const starts = (parameters as {forceStartApp?: boolean} | undefined)?.forceStartApp === true;
+  return starts || WAITING_COMMANDS.includes(type) ? 310_000 : 30_000;
+}
+
+/**
+ * The link of an extension to the native messaging host: keeps it, asks, and hears of changes.
+ *
+ *     const client = new CorvaneClient();
+ *     client.onLink((link) => console.log("link:", link.state));
+ *     client.onAppState((state) => console.log("protection:", state.isProtectionEnabled));
+ *     client.connect();
+ *     const {parameters: page} = await client.request("getCurrentFilteringState",
+ *       {url: "https://example.org/", port: 443, forceStartApp: false});
+ *
+ * Make one for the whole extension, in its background script: each is a process of the host. The
+ * extension needs the permission "nativeMessaging", and the host's manifests must name it.
+ *
+ * An open link keeps a background script alive in both browsers. Without a link, the browser may
+ * stop the script during a pause, and the client with it: make a client whenever the script starts.
+ */
+export class CorvaneClient {
+  readonly #options: Required<ClientOptions>;
+  readonly #linkListeners = new Set<(link: Link) => void>();
+  readonly #stateListeners = new Set<(state: AppState, isPushed: boolean) => void>();
+  #link: Link = {state: "closed"};
+  #appState: AppState | undefined;
+  #connection: Connection | undefined;
+  #greeting: Promise<HostInfo> | undefined;
+  #pause = 0;
+  #liveSince: number | undefined;
+  #callOffRetry = (): void => {};
+
+  constructor(options: ClientOptions = {}) {
+    this.#options = {
+      hostName: HOST_NAME,
+      greetingLimit: 10_000,
+      firstPause: 1_000,
+      longestPause: 60_000,
+      runtime: browserRuntime(),
+      clock: systemClock,
+      ...options,
+    };
+  }
+
+  /** Where the link stands now. */
+  get link(): Link {
+    return this.#link;
+  }
+
+  /** The newest state of the main application that is known, from a reply or a push. */
+  get appState(): AppState | undefined {
+    return this.#appState;
+  }
+
+  /** Calls `listener` whenever the link changes. */
+  onLink(listener: (link: Link) => void): StopListening {
+    this.#linkListeners.add(listener);
+    return () => this.#linkListeners.delete(listener);
+  }
+
+  /**
+   * Calls `listener` for each newer state of the main application. A pushed one says that something
+   * has changed there, perhaps more than the state tells: rules, or the filtering of a page.
+   */
+  onAppState(listener: (state: AppState, isPushed: boolean) => void): StopListening {
+    this.#stateListeners.add(listener);
+    return () => this.#stateListeners.delete(listener);
+  }
+
+  /**
+   * Starts the host and greets it, at once also during a pause; does nothing if that has happened.
+   * Rejects with a `CorvaneError` if this attempt fails. Attempts go on all the same, until
+   * `close`: those who only want to listen need not look at the result.
+   */
+  connect(): Promise<HostInfo> {
+    return this.#greeting ?? this.#open();
+  }
+
+  /**
+   * Sends a request, over a new link if there is none, and gives its reply.
+   *
+   * Rejects with a `CorvaneError` when the reply is an error (`refused`), when it does not come in
+   * time, and when the link can't be made or ends before. Nothing is sent twice: after the end of a
+   * link nobody knows whether the command was carried out.
+   */
+  async request<Command extends CommandName>(
+    type: Command,
+    ...[parameters, options]: Rest<Command>
+  ): Promise<Reply<Command>> {
+    await this.connect();
+    const timeLimit = options?.timeLimit ?? timeLimitOf(type, parameters);
+    const connection = this.#connection;
+    if (!connection) throw this.#link.state === "waiting" ? this.#link.error : closed();
+    const reply = await connection.ask(type, parameters, timeLimit);
+    if (reply.result !== "ok") {
+      throw new CorvaneError("refused", reply.data ?? "The host gives no reason.", reply);
+    }
+    this.#takeState(reply);
+    return reply as Reply<Command>;
+  }
+
+  /** Ends the link, and with it the host. `connect` and `request` begin a new one. */
+  close(): void {
+    this.#callOffRetry();
+    const connection = this.#connection;
+    this.#forget();
+    this.#pause = 0;
+    this.#setLink({state: "closed"});
+    connection?.end(closed());
+  }
+
+  #open(): Promise<HostInfo> {
+    this.#callOffRetry();
+    const {runtime, clock, hostName, greetingLimit} = this.#options;
+    const connection: Connection = new Connection(runtime, clock, {
+      pushed: (reply) => this.#takeState(reply),
+      ended: (error) => {
+        if (connection === this.#connection) this.#waitAfter(error);
+      },
+    });
+    this.#connection = connection;
+    const before = this.#link.state === "waiting" ? {error: this.#link.error} : {};
+    this.#setLink({state: "connecting", ...before});
+    const greeting = connection.greet(hostName, greetingLimit).then(({host, reply}) => {
+      if (connection !== this.#connection) throw closed();
+      this.#liveSince = clock.now();
+      this.#setLink({state: "live", host});
+      this.#takeState(reply);
+      return host;
+    });
+    greeting.catch(() => {}); // told by the link as well
+    if (connection === this.#connection) this.#greeting = greeting; // it may have failed at once
+    return greeting;
+  }
+
+  /** Plans the next attempt. */
+  #waitAfter(error: CorvaneError): void {
+    const {clock, firstPause, longestPause} = this.#options;
+    const now = clock.now();
+    const hasHeld = this.#liveSince !== undefined && now - this.#liveSince >= longestPause;
+    this.#pause = hasHeld || !this.#pause ? firstPause : Math.min(2 * this.#pause, longestPause);
+    this.#forget();
+    this.#callOffRetry = clock.after(this.#pause, () => void this.connect());
+    this.#setLink({state: "waiting", error, retryAt: now + this.#pause});
+  }
+
+  #forget(): void {
+    this.#connection = this.#greeting = this.#liveSince = undefined;
+  }
+
+  #setLink(link: Link): void {
+    this.#link = link;
+    for (const listener of this.#linkListeners) listener(link);
+  }
+
+  /** Replies may overtake each other; the times in them tell which state is newer. */
+  #takeState({result, requestId, appState}: Reply): void {
+    if (result !== "ok") return; // the host does not know
+    if (this.#appState && appState.lastCheckTime < this.#appState.lastCheckTime) return;
+    this.#appState = appState;
+    for (const listener of this.#stateListeners) listener(appState, requestId === PUSH_ID);
+  }
+}
+
+function closed(): CorvaneError {
+  return new CorvaneError("closed", "The link was closed.");
+}

@@ -1,0 +1,111 @@
+import { API_VERSION, PUSH_ID } from "./protocol.js";
+import { CorvaneError, reasonOf } from "./reasons.js";
+/** One port and so one process of the host, from its start to its end; never opened again. */
+export class Connection {
+    runtime;
+    clock;
+    owner;
+    #waiting = new Map();
+    #port;
+    #lastId = 0;
+    #isGreeted = false;
+    #hasEnded = false;
+    constructor(runtime, clock, owner) {
+        this.runtime = runtime;
+        this.clock = clock;
+        this.owner = owner;
+    }
+    /** Opens the port and greets the host; whatever goes wrong is the connection's end. */
+    async greet(hostName, timeLimit) {
+        try {
+            this.#open(hostName);
+            const reply = await this.ask("init", { apiVersion: API_VERSION }, timeLimit);
+            const host = reply.parameters;
+            if (!host?.isValidatedOnHost)
+                throw versionMismatch(reply, host);
+            this.#isGreeted = true;
+            return { host, reply };
+        }
+        catch (error) {
+            const reason = endOfGreeting(error);
+            this.end(reason);
+            throw reason;
+        }
+    }
+    /** The reply, of whatever result; `timeLimit` in milliseconds. */
+    ask(type, parameters, timeLimit) {
+        return new Promise((resolve, reject) => {
+            const id = String(++this.#lastId);
+            const request = parameters ? { type, id, parameters } : { type, id };
+            this.#post(request);
+            const callOffLimit = this.clock.after(timeLimit, () => {
+                this.#waiting.delete(id);
+                reject(new CorvaneError("time limit", `No answer to ${type} within ${timeLimit} ms.`));
+            });
+            this.#waiting.set(id, { resolve, reject, callOffLimit });
+        });
+    }
+    /** Closes the port; whoever waits for a reply gets `error`. The second time it does nothing. */
+    end(error) {
+        if (this.#hasEnded)
+            return;
+        this.#hasEnded = true;
+        this.#port?.disconnect();
+        this.owner.ended(error);
+        for (const waiting of this.#waiting.values()) {
+            waiting.callOffLimit();
+            waiting.reject(error);
+        }
+        this.#waiting.clear();
+    }
+    #open(hostName) {
+        if (!this.runtime.connectNative) {
+            throw new CorvaneError("forbidden", 'The extension lacks the permission "nativeMessaging".');
+        }
+        const port = this.runtime.connectNative(hostName);
+        this.#port = port;
+        port.onMessage.addListener((message) => this.#receive(message));
+        port.onDisconnect.addListener((ended) => {
+            const text = (ended.error ?? this.runtime.lastError)?.message;
+            const reason = reasonOf(text, this.#isGreeted);
+            this.#port = undefined;
+            this.end(new CorvaneError(reason, text ?? "The host has ended.", undefined, text));
+        });
+    }
+    #post(request) {
+        try {
+            this.#port?.postMessage(request);
+        }
+        catch (error) {
+            // Browsers word it as they like; what JSON can't express is a mistake of the caller's.
+            if (!(error instanceof Error) || !/length|size|memory/i.test(error.message))
+                throw error;
+            throw new CorvaneError("too large", error.message);
+        }
+    }
+    /** What fits nobody is left alone: a late answer, or one of a newer host. */
+    #receive(message) {
+        const reply = message;
+        if (reply?.requestId === PUSH_ID) {
+            this.owner.pushed(reply);
+            return;
+        }
+        const waiting = this.#waiting.get(String(reply?.requestId));
+        if (!reply || !waiting)
+            return;
+        this.#waiting.delete(reply.requestId);
+        waiting.callOffLimit();
+        waiting.resolve(reply);
+    }
+}
+function versionMismatch(reply, host) {
+    const theirs = host ? `${host.apiVersion} (host ${host.version})` : "none";
+    const text = `The host speaks version ${theirs} of the protocol, not ${API_VERSION}.`;
+    return new CorvaneError("version mismatch", text, reply);
+}
+/** What the failure of a greeting says of the link. */
+function endOfGreeting(error) {
+    if (!(error instanceof CorvaneError))
+        return new CorvaneError("failed", String(error));
+    return error.reason === "time limit" ? new CorvaneError("mute", error.message) : error;
+}

@@ -1,0 +1,41 @@
+/** What this module rejects with; `reason` is for programs, `message` for those who read logs. */
+export class CorvaneError extends Error {
+    reason;
+    reply;
+    browserText;
+    name = "CorvaneError";
+    constructor(reason, message, 
+    /** With `refused` and `version mismatch`: the whole reply. */
+    reply, 
+    /** What the browser said when the link broke, if it said anything; its wording may change. */
+    browserText) {
+        super(message);
+        this.reason = reason;
+        this.reply = reply;
+        this.browserText = browserText;
+    }
+}
+/** What the browsers say when a port closes; Firefox says nothing at all when the host has exited. */
+const TEXTS = [
+    [/host not found|No such native application|An unexpected error occurred/, "not found"],
+    [/is forbidden/, "forbidden"],
+    [/has exited/, "exited"],
+];
+/** Chromium has one text for whatever is no frame to it; Firefox names the size and its limit. */
+const NO_FRAME = /communicating with the native|exceeds the limit/;
+/**
+ * The reason behind what the browser said of a port that closed.
+ *
+ * `isGreeted` says whether the host had answered the greeting. What is no frame to the browser then
+ * is one that is too large; what comes from a program that never was greeted is mere output, the
+ * first bytes of which were read as a length.
+ */
+export function reasonOf(browserText, isGreeted) {
+    if (!browserText)
+        return "exited";
+    for (const [pattern, reason] of TEXTS) {
+        if (pattern.test(browserText))
+            return reason;
+    }
+    return isGreeted && NO_FRAME.test(browserText) ? "too large" : "failed";
+}

@@ -1,0 +1,75 @@
+import type {Reply} from "./protocol.js";
+
+/**
+ * Why there is no link, or no answer.
+ *
+ * Of the link:
+ * - `not found`: no manifest of the host where the browser looks, or an unusable one, or the program
+ *   that it names is missing; in Firefox also what is `forbidden` elsewhere.
+ * - `forbidden`: the manifest is there and does not name this extension, or the extension lacks the
+ *   permission "nativeMessaging".
+ * - `exited`: the host could not be run, or has ended.
+ * - `mute`: the host did not answer the greeting in time.
+ * - `too large`: the host sent more than the browser takes, 1,048,576 bytes.
+ * - `version mismatch`: the host does not speak this module's version of the protocol.
+ * - `failed`: the browser said something else; see `browserText`. Before the greeting's answer it is
+ *   as a rule a program that is no native messaging host.
+ * - `closed`: `close()` was called.
+ *
+ * Of one request, while the link lives on:
+ * - `refused`: the host answered, with an error; see `reply`.
+ * - `time limit`: the host did not answer in time. The command may still be carried out.
+ * - `too large`: the browser would not take the request (64 MiB in Chromium).
+ */
+export type Reason =
+  | "not found"
+  | "forbidden"
+  | "exited"
+  | "mute"
+  | "too large"
+  | "version mismatch"
+  | "failed"
+  | "closed"
+  | "refused"
+  | "time limit";
+
+/** What this module rejects with; `reason` is for programs, `message` for those who read logs. */
+export class CorvaneError extends Error {
+  override readonly name = "CorvaneError";
+
+  constructor(
+    readonly reason: Reason,
+    message: string,
+    /** With `refused` and `version mismatch`: the whole reply. */
+    readonly reply?: Reply,
+    /** What the browser said when the link broke, if it said anything; its wording may change. */
+    readonly browserText?: string,
+  ) {
+    super(message);
+  }
+}
+
+/** What the browsers say when a port closes; Firefox says nothing at all when the host has exited. */
+const TEXTS: readonly (readonly [RegExp, Reason])[] = [
+  [/host not found|No such native application|An unexpected error occurred/, "not found"],
+  [/is forbidden/, "forbidden"],
+  [/has exited/, "exited"],
+];
+
+/** Chromium has one text for whatever is no frame to it; Firefox names the size and its limit. */
+const NO_FRAME = /communicating with the native|exceeds the limit/;
+
+/**
+ * The reason behind what the browser said of a port that closed.
+ *
+ * `isGreeted` says whether the host had answered the greeting. What is no frame to the browser then
+ * is one that is too large; what comes from a program that never was greeted is mere output, the
+ * first bytes of which were read as a length.
+ */
+export function reasonOf(browserText: string | undefined, isGreeted: boolean): Reason {
+  if (!browserText) return "exited";
+  for (const [pattern, reason] of TEXTS) {
+    if (pattern.test(browserText)) return reason;
+  }
+  return isGreeted && NO_FRAME.test(browserText) ? "too large" : "failed";
+}

@@ -1,0 +1,256 @@
+"""The host in real browsers, started by the sample extension, beside the stand-in."""
+
+import http.server
+import json
+import os
+import shutil
+import tempfile
+import threading
+import time
+import unittest
+from pathlib import Path
+
+import browser
+from host import EXECUTABLE, Container, MainApplication
+
+HOST = Path(EXECUTABLE)
+PICTURES = Path(os.environ["CORVANE_PICTURES"])
+LARGEST = 1 << 20  # bytes; browsers take no more from a host
+PAGE = "https://news.example.org/"
+LOOKS = 50  # at a page, from each browser at once; three more are blocked at each
+RULE = "||banner.example.org^"
+
+# One command each, with what it changes or counts in the stand-in.
+COMMANDS = [
+    ("init", {"apiVersion": "1"}, {}),
+    ("getCurrentAppState", None, {"protection": True}),
+    ("getCurrentFilteringState", {"url": PAGE, "port": 443, "forceStartApp": False}, {}),
+    ("setFilteringStatus", {"url": PAGE, "isEnabled": False, "isHttpsEnabled": True}, {}),
+    ("setProtectionStatus", {"isEnabled": False}, {"protection": False}),
+    ("addRule", {"ruleText": RULE}, {"rules": [RULE]}),
+    ("removeRule", {"ruleText": RULE}, {"rules": []}),
+    ("removeCustomRules", {"url": PAGE}, {"rules": []}),
+    ("openOriginalCert", {"domain": "news.example.org", "port": 443}, {}),
+    ("reportSite", {"url": PAGE, "referrer": "", "userAgent": "Test"}, {}),
+    ("openFilteringLog", None, {}),
+    ("openSettings", None, {}),
+    ("updateApp", None, {"opened": {"originalCert": 1, "reportSite": 1, "filteringLog": 1,
+                                    "settings": 1, "update": 1}})]
+
+# Opens a port, sends one greeting of the identifier given, and closes it.
+ASK_ONCE = """(id) => new Promise((resolve) => {
+  const api = globalThis.browser ?? chrome;
+  const port = api.runtime.connectNative("%s");
+  port.onDisconnect.addListener((ended) =>
+    resolve({error: (ended.error ?? api.runtime.lastError)?.message ?? null}));
+  port.onMessage.addListener((reply) => {
+    port.disconnect();
+    resolve({size: JSON.stringify(reply).length});
+  });
+  port.postMessage({type: "init", id, parameters: {apiVersion: "1"}});
+})""" % browser.HOST
+
+# A client of its own; gives the reason why it has no link.
+CONNECT_ONCE = """import(document.baseURI.replace(/[^/]*$/, "client/client.js"))
+  .then(({CorvaneClient}) => {
+    const client = new CorvaneClient();
+    return client.connect().then(() => "live", ({reason}) => reason).finally(() => client.close());
+  })"""
+
+
+class QuietHandler(http.server.BaseHTTPRequestHandler):
+    log_message = staticmethod(lambda *_: None)
+
+
+def shows(identifier, text):
+    return f'document.getElementById("{identifier}").textContent.endsWith("{text}")'
+
+
+def says(identifier, text):
+    return f'document.getElementById("{identifier}").textContent === "{text}"'
+
+
+class Home:
+    """A home of its own for each test, and what is started in it."""
+
+    def setUp(self):
+        self.home = Path(os.environ["HOME"])
+        for folder in (".config", ".mozilla"):
+            shutil.rmtree(self.home / folder, ignore_errors=True)
+        self.container = Container()
+
+    def application(self):
+        return self.enterContext(MainApplication())
+
+    def start(self, name, profile=None, extension=browser.EXTENSION):
+        started = self.enterContext(browser.start(name, self.home, profile))
+        self.manifest = started.register(HOST)
+        started.install(extension)
+        return started
+
+    def send(self, page, command, parameters=None):
+        return page.evaluate(f"send({json.dumps(command)}, {json.dumps(parameters)})")
+
+
+class Scenarios(Home):
+    """What holds in each browser; `name` says in which."""
+
+    def probe(self):
+        """A page of an extension of which nothing else runs."""
+        folder = Path(self.enterContext(tempfile.TemporaryDirectory()))
+        browser.write_probe(browser.EXTENSION, folder)
+        started = self.start(self.name, extension=folder)
+        return started, started.open("blank.html")
+
+    def picture(self, page, what):
+        for is_dark in (False, True):
+            page.show_dark(is_dark)
+            page.screenshot(PICTURES / f"{self.name}-{what}-{'dark' if is_dark else 'light'}.png")
+
+    def test_every_command(self):
+        application = self.application()
+        page = self.start(self.name).open("commands.html")
+        for command, parameters, expected in COMMANDS:
+            answer = self.send(page, command, parameters)
+            self.assertEqual(answer.get("reply", answer).get("result"), "ok", command)
+            state = application.state()
+            self.assertEqual({key: state[key] for key in expected}, expected, command)
+        refused = self.send(page, "removeRule", {"ruleText": RULE})["error"]
+        self.assertEqual(refused["reason"], "refused")
+        self.assertIn("The rule does not exist.", refused["message"])
+
+    def test_popup_follows_and_switches(self):
+        application = self.application()
+        started = self.start(self.name)
+        page = started.open(f"popup.html?url={PAGE}")
+        page.until(shows("certificate", "Example Authority"))
+        self.picture(page, "live")
+        application.command("protection off")
+        page.until(shows("protection-text", "off"))
+        page.evaluate('document.getElementById("protection").click()')
+        page.until(shows("protection-text", "on"))
+        self.assertTrue(application.state()["protection"])
+        page.until('!document.getElementById("https").disabled')
+        page.evaluate('document.getElementById("https").click()')
+        page.until(shows("certificate", "bypassed, by Example Authority"))
+        self.assertFalse(application.state()["sites"]["news.example.org"]["https"])
+        application.kill()
+        page.until(shows("trouble-title", "not running"))
+        self.picture(page, "stopped")
+
+    def test_host_killed_under_the_browser(self):
+        self.application()
+        started = self.start(self.name)
+        page = started.open("popup.html")
+        page.until(says("chip", "connected"))
+        hosts = started.hosts(HOST)
+        self.assertEqual(len(hosts), 1)
+        told = browser.UNTIL % shows("trouble-title", "has ended")
+        page.evaluate(f"void {told}.then(() => (document.body.dataset.told = true))")
+        browser.kill_hosts(hosts)
+        page.until("document.body.dataset.told && " + says("chip", "connected"))
+        self.assertEqual(len(started.hosts(HOST)), 1)
+
+    def test_browser_killed(self):
+        self.application()
+        before = self.left_behind()
+        started = self.start(self.name)
+        started.open("popup.html").until(says("chip", "connected"))
+        hosts = started.hosts(HOST)
+        self.assertNotEqual(self.left_behind(), before)
+        started.kill()
+        self.assertEqual((len(hosts), browser.wait_for_end(hosts)), (1, set()))
+        self.assertEqual(self.left_behind(), before)
+
+    def left_behind(self):
+        """What lies where hosts can be reached."""
+        return sorted((self.container.folder / "Notifications").rglob("*"))
+
+    def test_reasons(self):
+        started = self.start(self.name)
+        page = started.open("commands.html")
+        good = json.loads(self.manifest.read_text())
+        is_chromium = self.name == "chromium"
+        allowed = "allowed_origins" if is_chromium else "allowed_extensions"
+        for changes, reason in (
+                ({"path": "/nowhere/corvane-nm"}, "not found"),
+                ({allowed: [f"chrome-extension://{'a' * 32}/"]},
+                 "forbidden" if is_chromium else "not found"),
+                ({"path": "/bin/false"}, "exited"),
+                ({"path": "/bin/echo"}, "failed")):  # says something that is no frame
+            with self.subTest(**changes):
+                self.manifest.write_text(json.dumps(good | changes))
+                self.assertEqual(page.evaluate(CONNECT_ONCE), reason)
+        self.manifest.unlink()
+        self.send(page, "getCurrentAppState")  # by the host that runs from before
+        browser.kill_hosts(started.hosts(HOST))
+        popup = started.open("popup.html")
+        popup.until(shows("trouble-title", "not registered"))
+        self.picture(popup, "not-connected")
+        started.register(HOST)
+        popup.evaluate('document.getElementById("trouble-button").click()')
+        popup.until(says("chip", "not running"))
+
+    def test_two_hundred_ports(self):
+        started, page = self.probe()
+        begin = time.monotonic()
+        sizes = page.evaluate("""(async (askOnce) => {
+          const sizes = new Set();
+          for (let i = 0; i < 200; ++i) sizes.add((await askOnce("1")).size);
+          return [...sizes];
+        })(%s)""" % ASK_ONCE)
+        self.assertEqual(len(sizes), 1, sizes)
+        self.assertEqual(browser.wait_for_end(started.hosts(HOST)), set())
+        print(f"{self.name}: 200 ports in {time.monotonic() - begin:.1f} s")
+
+    def test_largest_reply(self):
+        _, page = self.probe()
+        size = page.evaluate(f'({ASK_ONCE})("")')["size"]
+        answers = [page.evaluate(f'({ASK_ONCE})("x".repeat({length - size}))')
+                   for length in (LARGEST, LARGEST + 1)]
+        self.assertEqual(answers[0], {"size": LARGEST})
+        print(f"{self.name}: one byte more: {answers[1]}")
+        self.assertIn("error", answers[1])
+
+    def test_too_large_reply_to_the_client(self):
+        application = self.application()
+        page = self.start(self.name).open("commands.html")
+        application.command("fault error times=1 command=openSettings " + "x" * (LARGEST // 2))  # said twice
+        error = self.send(page, "openSettings")["error"]
+        self.assertEqual(error["reason"], "too large", error)
+        self.assertEqual(self.send(page, "openSettings")["reply"]["result"], "ok")
+
+
+class InChromium(Scenarios, unittest.TestCase):
+    name = "chromium"
+
+
+class InFirefox(Scenarios, unittest.TestCase):
+    name = "firefox"
+
+    def test_button_opens_the_popup_for_the_page(self):
+        application = self.enterContext(MainApplication("--print"))
+        server = self.enterContext(http.server.HTTPServer(("127.0.0.1", 0), QuietHandler))
+        threading.Thread(target=server.handle_request).start()
+        url = f"http://127.0.0.1:{server.server_port}/"
+        started = self.start(self.name)
+        started.call("WebDriver:Navigate", url=url)
+        started.click_button()
+        while (request := application.exchanged())[1]["name"] != "getCurrentFilteringState":
+            pass
+        self.assertEqual(request[1]["body"]["url"], url)
+
+
+class Together(Home, unittest.TestCase):
+    def test_two_browsers_with_two_profiles_each(self):
+        application = self.application()
+        pages = [self.start(name, profile).open("commands.html")
+                 for name in ("chromium", "firefox") for profile in (None, f"{name}-2")]
+        look = json.dumps({"url": PAGE, "port": 443, "forceStartApp": False})
+        for page in pages:
+            page.evaluate(f"""void (async () => {{
+              for (let i = 0; i < {LOOKS}; ++i) await send("getCurrentFilteringState", {look});
+            }})()""")
+        for page in pages:
+            page.until(f"document.querySelectorAll('article').length === {LOOKS}")
+        self.assertEqual(application.state()["totalBlocked"], len(pages) * LOOKS * 3)

@@ -1,0 +1,184 @@
+// The client beside a port and a clock of the test's own.
+
+import assert from "node:assert/strict";
+import {beforeEach, test} from "node:test";
+import {CorvaneClient, PUSH_ID, timeLimitOf} from "../../packaging/extension/client/client.js";
+
+const HOST = {version: "9.9", apiVersion: "1", isValidatedOnHost: true, platform: "mac"};
+
+class FakeClock {
+  #time = 0;
+  #alarms = new Set();
+
+  now = () => this.#time;
+
+  after(milliseconds, action) {
+    const alarm = {time: this.#time + milliseconds, action};
+    this.#alarms.add(alarm);
+    return () => this.#alarms.delete(alarm);
+  }
+
+  /** Lets time pass, and then all that follows from it. */
+  async pass(milliseconds) {
+    this.#time += milliseconds;
+    for (const alarm of [...this.#alarms].filter(({time}) => time <= this.#time)) {
+      this.#alarms.delete(alarm);
+      alarm.action();
+    }
+    await settle();
+  }
+}
+
+class FakePort {
+  sent = [];
+  isOpen = true;
+  onMessage = {addListener: (listener) => (this.receive = listener)};
+  onDisconnect = {addListener: (listener) => (this.ended = listener)};
+  postMessage = (message) => this.sent.push(message);
+  disconnect = () => (this.isOpen = false);
+
+  async end(error) {
+    this.ended({error});
+    await settle();
+  }
+
+  /** Answers the newest request, with what is not usual. */
+  async answer(unusual = {}) {
+    const requestId = this.sent.at(-1).id;
+    this.receive({id: "1", requestId, result: "ok", appState: state(1), ...unusual});
+    await settle();
+  }
+}
+
+const settle = () => new Promise((resolve) => setImmediate(resolve));
+const state = (second, isProtectionEnabled = true) =>
+  ({isProtectionEnabled, lastCheckTime: `2026-01-01T00:00:0${second}.000+00:00`});
+const hasReason = (reason) => (error) => error.name === "CorvaneError" && error.reason === reason;
+
+let clock, ports, client, link;
+
+beforeEach(() => {
+  clock = new FakeClock();
+  ports = [];
+  const runtime = {connectNative: () => ports[ports.push(new FakePort()) - 1]};
+  client = new CorvaneClient({runtime, clock, longestPause: 4000});
+  client.onLink((now) => (link = now));
+});
+
+async function becomeLive() {
+  void client.connect();
+  await ports.at(-1).answer({parameters: HOST});
+  assert.deepEqual(link, {state: "live", host: HOST});
+  return ports.at(-1);
+}
+
+test("pauses double up to the longest, and begin anew after a link that held", async () => {
+  client.connect().catch(() => {});
+  for (const pause of [1000, 2000, 4000, 4000]) {
+    await ports.at(-1).end({message: "No such native application x"});
+    assert.deepEqual([link.state, link.error.reason, link.retryAt - clock.now()],
+                     ["waiting", "not found", pause]);
+    await clock.pass(pause - 1);
+    assert.equal(link.state, "waiting");
+    await clock.pass(1);
+    assert.deepEqual([link.state, link.error.reason], ["connecting", "not found"]);
+  }
+  for (const [held, pause] of [[3999, 4000], [4000, 1000]]) {
+    const port = await becomeLive();
+    await clock.pass(held);
+    await port.end(null);
+    assert.deepEqual([link.error.reason, link.retryAt - clock.now()], ["exited", pause]);
+  }
+});
+
+test("each end has its reason", async () => {
+  const greeted = {"Native host has exited.": "exited", "": "exited", "Whatever.": "failed",
+                   "Error when communicating with the native messaging host.": "too large"};
+  const early = {"Specified native messaging host not found.": "not found",
+                 "Access to the specified native messaging host is forbidden.": "forbidden",
+                 "An unexpected error occurred": "not found",
+                 "Error when communicating with the native messaging host.": "failed"};
+  for (const [texts, isGreeted] of [[greeted, true], [early, false]]) {
+    for (const [message, reason] of Object.entries(texts)) {
+      if (isGreeted) await becomeLive();
+      else client.connect().catch(() => {});
+      const request = assert.rejects(client.request("openSettings"), hasReason(reason));
+      await settle();
+      await ports.at(-1).end({message});
+      await request;
+    }
+  }
+});
+
+test("a host that says nothing or the wrong version is left", async () => {
+  const mute = assert.rejects(client.connect(), hasReason("mute"));
+  await clock.pass(10_000);
+  await mute;
+  const old = assert.rejects(client.connect(), hasReason("version mismatch"));
+  await ports[1].answer({result: "error", parameters: {...HOST, isValidatedOnHost: false}});
+  await old;
+  assert.deepEqual(ports.map((port) => port.isOpen), [false, false]);
+});
+
+test("replies find their requests; limits and refusals end none but their own", async () => {
+  const port = await becomeLive();
+  const rule = {ruleText: "r"};
+  const late = assert.rejects(client.request("addRule", rule, {timeLimit: 5}),
+                              hasReason("time limit"));
+  const refused = assert.rejects(client.request("removeRule", rule), hasReason("refused"));
+  await settle();
+  const [, first, second] = port.sent;
+  await clock.pass(5);
+  await late;
+  const report = client.request("reportSite", {url: "u", referrer: "", userAgent: ""});
+  await settle();
+  await port.answer({parameters: {reportUrl: "there"}});
+  assert.equal((await report).parameters.reportUrl, "there");
+  port.receive({requestId: first.id, result: "ok", appState: state(1)}); // nobody waits any more
+  port.receive({requestId: second.id, result: "error", data: "no", appState: state(1)});
+  await refused;
+  assert.equal(link.state, "live");
+  assert.ok(timeLimitOf("setProtectionStatus") > 300_000);
+  assert.ok(timeLimitOf("getCurrentFilteringState", {forceStartApp: true}) > 300_000);
+  assert.ok(timeLimitOf("addRule") < 60_000);
+});
+
+test("the newest state counts, pushed or asked for", async () => {
+  const told = [];
+  client.onAppState((now, isPushed) => told.push([now.isProtectionEnabled, isPushed]));
+  const port = await becomeLive();
+  port.receive({requestId: PUSH_ID, result: "ok", appState: state(3, false)});
+  port.receive({requestId: PUSH_ID, result: "error", appState: state(4)}); // it does not know
+  const asked = client.request("getCurrentAppState");
+  await settle();
+  await port.answer({appState: state(2)}); // looked at before the push
+  await asked;
+  assert.deepEqual(told, [[true, false], [false, true]]);
+});
+
+test("close ends the host and all attempts; a request begins anew", async () => {
+  const port = await becomeLive();
+  const asked = assert.rejects(client.request("updateApp"), hasReason("closed"));
+  await settle();
+  client.close();
+  await asked;
+  await clock.pass(1_000_000);
+  assert.deepEqual([link.state, port.isOpen, ports.length], ["closed", false, 1]);
+  const attempt = assert.rejects(client.connect(), hasReason("exited"));
+  await ports[1].end(null);
+  await attempt;
+  client.close();
+  await clock.pass(1_000_000);
+  assert.deepEqual([link.state, ports.length], ["closed", 2]);
+  void client.request("updateApp").catch(() => {});
+  assert.deepEqual([link.state, ports.length], ["connecting", 3]);
+});
+
+test("an extension without the permission is told so, each time", async () => {
+  const without = new CorvaneClient({runtime: {}, clock});
+  let attempts = 0;
+  without.onLink(({state}) => (attempts += state === "connecting"));
+  await assert.rejects(without.connect(), hasReason("forbidden"));
+  await clock.pass(1000);
+  assert.deepEqual([attempts, without.link.error.reason], [2, "forbidden"]);
+});

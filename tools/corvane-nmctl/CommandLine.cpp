@@ -1,0 +1,40 @@
+#include "tools/corvane-nmctl/CommandLine.h"
+
+#include <CLI/App.hpp>
+#include <CLI/Config.hpp>
+#include <CLI/Formatter.hpp>
+
+#include "SharedComponents/Configuration.h"
+
+namespace corvane::Nmctl {
+namespace {
+
+constexpr int usageStatus = 2;
+
+}  // namespace
+
+int run(int count, const char* const* arguments, Context& context) {
+  CLI::App app("Registers the native messaging host with browsers and finds out what is wrong.",
+               "corvane-nmctl");
+  app.require_subcommand(1);
+  app.fallthrough();  // --json may stand behind the command, too
+  app.set_version_flag("--version", std::string(Configuration::hostVersion));
+  app.add_flag_callback(
+      "--json", [&context] { context.output.setFormat(Output::Format::json); },
+      "one JSON object on standard output instead of text");
+  Commands::addRegister(app, context);
+  Commands::addUnregister(app, context);
+  Commands::addList(app, context);
+  Commands::addRepair(app, context);
+  Commands::addDoctor(app, context);
+  Commands::addStatus(app, context);
+  Commands::addReport(app, context);
+  try {
+    app.parse(count, arguments);
+  } catch (const CLI::ParseError& error) {
+    return app.exit(error) == 0 ? 0 : usageStatus;
+  }
+  return context.status;
+}
+
+}  // namespace corvane::Nmctl

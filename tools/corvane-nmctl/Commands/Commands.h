@@ -1,0 +1,41 @@
+#pragma once
+
+#include <string>
+
+#include "tools/corvane-nmctl/Output.h"
+#include "tools/corvane-nmctl/Registration.h"
+#include "tools/corvane-nmctl/Surroundings.h"
+
+namespace CLI {
+class App;
+}
+
+/// The commands, a file each. `add…` puts one on the command line; when it is chosen it runs while
+/// the command line is parsed and leaves its exit status in the context.
+namespace corvane::Nmctl {
+
+/// What all commands work with. Outlives the parsing of the command line.
+struct Context {
+  Surroundings surroundings;
+  Output output;
+  int status = 0;  ///< 0: all is well; 1: something failed or was found wrong
+};
+
+namespace Commands {
+
+void addRegister(CLI::App& app, Context& context);
+void addUnregister(CLI::App& app, Context& context);
+void addList(CLI::App& app, Context& context);
+void addRepair(CLI::App& app, Context& context);
+void addDoctor(CLI::App& app, Context& context);
+void addStatus(CLI::App& app, Context& context);
+void addReport(CLI::App& app, Context& context);
+
+/// The options --browser and --dir, which several commands share.
+void addSelection(CLI::App& command, Selection& selection);
+
+/// Says why something failed, and makes the exit status say that something did.
+void fail(Context& context, const std::string& why);
+
+}  // namespace Commands
+}  // namespace corvane::Nmctl

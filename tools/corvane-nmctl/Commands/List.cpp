@@ -1,0 +1,85 @@
+#include <CLI/App.hpp>
+#include <CLI/Config.hpp>
+#include <CLI/Formatter.hpp>
+#include <memory>
+
+#include "tools/corvane-nmctl/Commands/Commands.h"
+
+namespace corvane::Nmctl::Commands {
+namespace {
+
+struct Row {
+  Place place;
+  FoundManifest found;
+};
+
+boost::json::array namesOf(const Place& place) {
+  boost::json::array names;
+  for (const Browser* browser : place.browsers) names.emplace_back(JsonValue(browser->name));
+  return names;
+}
+
+JsonObject jsonOf(const Row& row) {
+  JsonObject object{{"browsers", namesOf(row.place)},
+                    {"level", row.place.isUsers ? "user" : "system"},
+                    {"path", row.place.path()},
+                    {"state", JsonValue(nameOf(row.found.state))}};
+  if (!row.found.hostPath.empty()) object["host"] = row.found.hostPath;
+  if (!row.found.reason.empty()) object["reason"] = row.found.reason;
+  return object;
+}
+
+/// Where something is, and where browsers that are installed here look.
+bool isOfInterest(const Row& row, const Surroundings& surroundings) {
+  if (row.found.state != FoundManifest::State::absent) return true;
+  for (const Browser* browser : row.place.browsers)
+    if (installationOf(*browser, surroundings).isAny()) return true;
+  return false;
+}
+
+void print(Output& output, const std::vector<Row>& rows) {
+  std::vector<std::vector<std::string>> texts;
+  texts.reserve(rows.size());
+  for (const Row& row : rows)
+    texts.push_back({row.place.titles(), row.place.isUsers ? "user" : "system",
+                     std::string(nameOf(row.found.state)), printable(row.place.path())});
+  output.table({"browser", "level", "manifest", "file"}, texts);
+  for (const Row& row : rows)
+    if (!row.found.reason.empty())
+      output.marked(Output::Mark::note,
+                    printable(row.place.path()) + ": " + printable(row.found.reason));
+}
+
+void run(Context& context, const Selection& selection, bool isAll) {
+  const auto places = placesOf(selection, context.surroundings, Level::all);
+  if (!places) return fail(context, places.failure().text);
+  std::vector<Row> rows;
+  for (const Place& place : places.value()) {
+    Row row{place, lookAt(place, context.surroundings)};
+    if (isAll || !selection.browsers.empty() || isOfInterest(row, context.surroundings))
+      rows.push_back(std::move(row));
+  }
+  if (!context.output.isJson()) return print(context.output, rows);
+  boost::json::array list;
+  for (const Row& row : rows) list.push_back(jsonOf(row));
+  boost::json::array names;
+  for (const Browser& browser : browsers()) names.emplace_back(JsonValue(browser.name));
+  context.output.json({{"registrations", list}, {"browsers", names}});
+}
+
+}  // namespace
+
+void addList(CLI::App& app, Context& context) {
+  CLI::App& command =
+      *app.add_subcommand("list", "Show where browsers look for the host and what lies there");
+  const auto selection = std::make_shared<Selection>();
+  const auto isAll = std::make_shared<bool>(false);
+  addSelection(command, *selection);
+  command.add_flag("--all", *isAll, "also browsers that are not installed here");
+  std::string names = "Names of browsers:";
+  for (const Browser& browser : browsers()) names += " " + std::string(browser.name);
+  command.footer(names);
+  command.callback([&context, selection, isAll] { run(context, *selection, *isAll); });
+}
+
+}  // namespace corvane::Nmctl::Commands

@@ -1,0 +1,107 @@
+#include <CLI/App.hpp>
+#include <CLI/Config.hpp>
+#include <CLI/Formatter.hpp>
+#include <memory>
+
+#include "tools/corvane-nmctl/Commands/Commands.h"
+
+namespace corvane::Nmctl::Commands {
+namespace {
+
+struct Options {
+  Selection selection;
+  bool isPlan = false;
+  std::string hostPath;
+};
+
+std::string octal(mode_t mode) {
+  char text[8];
+  std::snprintf(text, sizeof text, "%04o", static_cast<unsigned>(mode));
+  return text;
+}
+
+void printPlan(Output& output, const Place& place, const Plan& plan) {
+  output.heading(place.titles());
+  if (plan.files.empty())
+    output.line("nothing: " + printable(place.path()) + " is as it should be");
+  for (const std::string& folder : plan.folders)
+    output.line("folder " + printable(folder) + ", mode " + octal(plan.folderMode));
+  for (const auto& [path, text, mode] : plan.files) {
+    output.line("file " + printable(path) + ", mode " + octal(mode) + ", " +
+                std::to_string(text.size()) + " bytes:");
+    output.line(text.substr(0, text.size() - 1));  // `line` writes the last line feed
+  }
+}
+
+JsonObject jsonOf(const Place& place, const Plan& plan) {
+  boost::json::array folders;
+  for (const std::string& folder : plan.folders)
+    folders.push_back({{"path", folder}, {"mode", octal(plan.folderMode)}});
+  boost::json::array files;
+  for (const auto& [path, text, mode] : plan.files)
+    files.push_back({{"path", path}, {"mode", octal(mode)}, {"text", text}});
+  return {
+      {"browsers", place.titles()}, {"path", place.path()}, {"folders", folders}, {"files", files}};
+}
+
+/// Without a choice: the browsers that are installed here outside a sandbox.
+Result<Selection> selectionFor(const Options& options, const Surroundings& surroundings) {
+  const Selection& given = options.selection;
+  if (!given.browsers.empty() || !given.folder.empty()) return given;
+  Selection found;
+  for (const Browser& browser : browsers())
+    if (installationOf(browser, surroundings).isNative) found.browsers.emplace_back(browser.name);
+  if (found.browsers.empty())
+    return Failure{FailureCause::notFound, "no browser was found here; name one with --browser"};
+  return found;
+}
+
+void run(Context& context, const Options& options) {
+  if (!options.hostPath.empty()) context.surroundings.hostPath = options.hostPath;
+  const auto selection = selectionFor(options, context.surroundings);
+  if (!selection) return fail(context, selection.failure().text);
+  const auto places = placesOf(selection.value(), context.surroundings, Level::user);
+  if (!places) return fail(context, places.failure().text);
+  boost::json::array done;
+  for (const Place& place : places.value()) {
+    const auto plan = planFor(place, context.surroundings);
+    if (!plan) {
+      fail(context, plan.failure().text);
+      continue;
+    }
+    if (!options.isPlan) {
+      if (const auto outcome = carryOut(plan.value(), place); !outcome) {
+        fail(context, outcome.failure().text);
+        continue;
+      }
+    }
+    done.push_back(jsonOf(place, plan.value()));
+    if (context.output.isJson()) continue;
+    if (options.isPlan) {
+      printPlan(context.output, place, plan.value());
+    } else {
+      context.output.marked(Output::Mark::good,
+                            place.titles() + ": " + printable(place.path()) +
+                                (plan->files.empty() ? " was there already" : ""));
+    }
+  }
+  if (context.output.isJson())
+    context.output.json({{options.isPlan ? "plan" : "registered", done}});
+}
+
+}  // namespace
+
+void addRegister(CLI::App& app, Context& context) {
+  CLI::App& command = *app.add_subcommand(
+      "register", "Let this user's browsers start the host: write its manifest for each");
+  const auto options = std::make_shared<Options>();
+  addSelection(command, options->selection);
+  command.add_flag("--plan", options->isPlan, "only show what would be written, to the byte");
+  command.add_option("--host", options->hostPath, "the host to register, by its full path")
+      ->check([](const std::string& path) {
+        return path.starts_with('/') ? std::string() : "the path must be a full one";
+      });
+  command.callback([&context, options] { run(context, *options); });
+}
+
+}  // namespace corvane::Nmctl::Commands

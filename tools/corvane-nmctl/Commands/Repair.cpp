@@ -1,0 +1,45 @@
+#include <CLI/App.hpp>
+#include <CLI/Config.hpp>
+#include <CLI/Formatter.hpp>
+#include <memory>
+
+#include "tools/corvane-nmctl/Commands/Commands.h"
+
+namespace corvane::Nmctl::Commands {
+namespace {
+
+void run(Context& context, const Selection& selection) {
+  const auto places = placesOf(selection, context.surroundings, Level::all);
+  if (!places) return fail(context, places.failure().text);
+  boost::json::array repaired;
+  for (const Place& place : places.value()) {
+    if (lookAt(place, context.surroundings).state != FoundManifest::State::outdated) continue;
+    const auto plan = planFor(place, context.surroundings);
+    if (!plan) {
+      fail(context, plan.failure().text);
+      continue;
+    }
+    if (const auto outcome = carryOut(plan.value(), place); !outcome) {
+      fail(context, outcome.failure().text);
+      continue;
+    }
+    repaired.emplace_back(place.path());
+    if (!context.output.isJson())
+      context.output.marked(Output::Mark::good,
+                            place.titles() + ": wrote " + printable(place.path()) + " anew");
+  }
+  if (context.output.isJson()) return context.output.json({{"repaired", repaired}});
+  if (repaired.empty() && context.status == 0) context.output.line("nothing to repair");
+}
+
+}  // namespace
+
+void addRepair(CLI::App& app, Context& context) {
+  CLI::App& command = *app.add_subcommand(
+      "repair", "Write those of our manifests anew that an older or moved installation left");
+  const auto selection = std::make_shared<Selection>();
+  addSelection(command, *selection);
+  command.callback([&context, selection] { run(context, *selection); });
+}
+
+}  // namespace corvane::Nmctl::Commands

@@ -1,0 +1,102 @@
+#include <sys/utsname.h>
+
+#include <CLI/App.hpp>
+#include <CLI/Config.hpp>
+#include <CLI/Formatter.hpp>
+#include <memory>
+
+#include "Platform/GroupContainers.h"
+#include "Platform/StandardStreams.h"
+#include "SharedComponents/Configuration.h"
+#include "tools/corvane-nmctl/Commands/Commands.h"
+#include "tools/corvane-nmctl/Examination.h"
+#include "tools/corvane-nmctl/Link.h"
+#include "tools/corvane-nmctl/LogTail.h"
+#include "tools/corvane-nmctl/Redaction.h"
+#include "tools/corvane-nmctl/WholeFile.h"
+
+namespace corvane::Nmctl::Commands {
+namespace {
+
+constexpr std::size_t logLines = 500;
+constexpr char defaultFile[] = "corvane-nm-report.txt";
+
+/// Versions of what is ours and of the system; not the name of the machine.
+std::string versions() {
+  std::string text = std::string("corvane-nmctl ") + Configuration::hostVersion + "\n";
+  utsname system = {};
+  if (::uname(&system) == 0)
+    text += std::string(system.sysname) + " " + system.release + " " + system.machine + "\n";
+  if (const auto release = readWhole(resolvedPath("/etc/os-release"))) {
+    const std::string_view key = "PRETTY_NAME=";
+    const std::size_t at = release.value().find(key);
+    if (at != std::string::npos) {
+      const std::size_t begin = at + key.size();
+      text += release.value().substr(begin, release.value().find('\n', begin) - begin) + "\n";
+    }
+  }
+  return text;
+}
+
+std::string findings(const Surroundings& surroundings) {
+  std::string text;
+  for (const Finding& finding : examineAll({}, surroundings)) {
+    if (finding.state == Finding::State::note) continue;  // log lines come below
+    const bool isGood = finding.state == Finding::State::good;
+    text += (isGood ? "ok     " : "WRONG  ") + finding.subject + ": " + finding.cause + "\n";
+    if (!isGood) text += "       " + finding.mend + "\n";
+  }
+  return text;
+}
+
+std::string registrations(const Surroundings& surroundings) {
+  std::string text;
+  const auto places = placesOf({}, surroundings, Level::all);
+  if (!places) return text;
+  for (const Place& place : places.value()) {
+    const FoundManifest found = lookAt(place, surroundings);
+    if (found.state == FoundManifest::State::absent) continue;
+    text += place.titles() + ": " + std::string(nameOf(found.state)) + ", " + place.path();
+    if (!found.hostPath.empty()) text += ", for " + found.hostPath;
+    if (!found.reason.empty()) text += " (" + found.reason + ")";
+    text += "\n";
+  }
+  return text;
+}
+
+std::string reportText(const Surroundings& surroundings) {
+  const Redaction redaction(
+      {surroundings.home, Platform::GroupContainers::homeFolder().value_or("")});
+  std::string text = "== Versions\n" + versions() + "\n== What the doctor found\n" +
+                     findings(surroundings) + "\n== Registrations\n" + registrations(surroundings);
+  text = redaction.text(text) + "\n== The end of the logs\n";
+  const Container container = findContainer();
+  if (container.fault) return text;
+  for (const std::string& line : lastLogLines(logFolderIn(container.path), logLines))
+    text += redaction.logLine(line) + "\n";
+  return text;
+}
+
+void run(Context& context, const std::string& file) {
+  Platform::ignoreSignalsOfWrites();
+  const std::string text = reportText(context.surroundings);
+  if (file == "-") return context.output.line(text.substr(0, text.size() - 1));
+  if (const auto written = replaceFile(file, text, 0600); !written)
+    return fail(context, written.failure().text);
+  if (context.output.isJson()) return context.output.json({{"file", file}});
+  context.output.line("The report is in " + printable(file) +
+                      "; read it before you send it to anybody.");
+}
+
+}  // namespace
+
+void addReport(CLI::App& app, Context& context) {
+  CLI::App& command = *app.add_subcommand(
+      "report", "Write what support needs as one text, without addresses, rules and names");
+  const auto file = std::make_shared<std::string>(defaultFile);
+  command.add_option("file", *file, "where to write it; \"-\": to standard output")
+      ->capture_default_str();
+  command.callback([&context, file] { run(context, *file); });
+}
+
+}  // namespace corvane::Nmctl::Commands

@@ -1,0 +1,23 @@
+#include <CLI/App.hpp>
+#include <CLI/Config.hpp>
+#include <CLI/Formatter.hpp>
+
+#include "tools/corvane-nmctl/Commands/Commands.h"
+
+namespace corvane::Nmctl::Commands {
+
+void addSelection(CLI::App& command, Selection& selection) {
+  command
+      .add_option("--browser", selection.browsers,
+                  "only this browser, by its name in \"list --help\"; may be repeated")
+      ->allow_extra_args(false);
+  command.add_option("--dir", selection.folder,
+                     "this folder instead of those that the browser looks into");
+}
+
+void fail(Context& context, const std::string& why) {
+  Output::complain(why);
+  context.status = 1;
+}
+
+}  // namespace corvane::Nmctl::Commands

@@ -1,0 +1,96 @@
+#include <CLI/App.hpp>
+#include <CLI/Config.hpp>
+#include <CLI/Formatter.hpp>
+#include <algorithm>
+#include <map>
+
+#include "tools/corvane-nmctl/Commands/Commands.h"
+#include "tools/corvane-nmctl/Link.h"
+
+namespace corvane::Nmctl::Commands {
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr auto patience = 200ms;
+
+std::string waiting(const ExchangeFileFacts& file) {
+  if (!file.problem.empty()) return file.problem;
+  if (file.isLocked) return "in use";
+  if (file.isDamaged) return "damaged";
+  return file.records ? std::to_string(*file.records) : "?";
+}
+
+void print(Output& output, const std::vector<ExchangeFileFacts>& files,
+           const std::vector<Platform::NotificationObserver>& observers) {
+  std::vector<std::vector<std::string>> rows;
+  rows.reserve(files.size());
+  for (const ExchangeFileFacts& file : files)
+    rows.push_back({printable(file.name), std::to_string(file.size), waiting(file)});
+  if (rows.empty()) {
+    output.line("no exchange files");
+  } else {
+    output.table({"exchange file", "bytes", "waiting"}, rows);
+  }
+  std::map<std::string, std::string> processes;
+  for (const auto& [name, process, isGone] : observers) {
+    std::string& list = processes[name];
+    list += (list.empty() ? "" : ", ") + std::to_string(process) + (isGone ? " (gone)" : "");
+  }
+  rows.clear();
+  for (const auto& [name, list] : processes) rows.push_back({printable(name), list});
+  if (rows.empty()) {
+    output.line("nobody observes anything");
+  } else {
+    output.table({"notification", "observed by process"}, rows);
+  }
+}
+
+JsonObject jsonOf(const std::vector<ExchangeFileFacts>& files,
+                  const std::vector<Platform::NotificationObserver>& observers) {
+  boost::json::array list;
+  for (const ExchangeFileFacts& file : files) {
+    JsonObject object{{"name", file.name},
+                      {"bytes", file.size},
+                      {"isLocked", file.isLocked},
+                      {"isDamaged", file.isDamaged}};
+    object["waiting"] = file.records ? JsonValue(*file.records) : JsonValue();
+    if (!file.problem.empty()) object["problem"] = file.problem;
+    list.push_back(std::move(object));
+  }
+  boost::json::array who;
+  for (const auto& [name, process, isGone] : observers)
+    who.push_back({{"notification", name}, {"process", process}, {"isGone", isGone}});
+  return {{"exchangeFiles", list}, {"observers", who}};
+}
+
+void run(Context& context) {
+  const Container container = findContainer();
+  if (container.fault) {
+    if (context.output.isJson()) context.output.json({{"problem", container.fault->cause}});
+    return fail(context, container.fault->cause);
+  }
+  const int instances = runningInstances(container.path);
+  const auto files = exchangeFilesIn(container.path, patience);
+  const auto observers = Platform::notificationObservers(container.path);
+  if (context.output.isJson()) {
+    JsonObject object = jsonOf(files, observers);
+    object["isApplicationRunning"] = instances > 0;
+    object["container"] = container.path;
+    return context.output.json(object);
+  }
+  context.output.line("shared folder     " + printable(container.path));
+  context.output.line(std::string("main application  ") +
+                      (instances > 0 ? "runs" : "does not run"));
+  print(context.output, files, observers);
+}
+
+}  // namespace
+
+void addStatus(CLI::App& app, Context& context) {
+  CLI::App& command = *app.add_subcommand(
+      "status", "Show the link to the main application as it is now, without touching it");
+  command.callback([&context] { run(context); });
+}
+
+}  // namespace corvane::Nmctl::Commands

@@ -1,0 +1,31 @@
+#include "tools/corvane-nmctl/Examination.h"
+
+#include <algorithm>
+#include <iterator>
+#include <utility>
+
+#include "tools/corvane-nmctl/BrowserDoctor.h"
+#include "tools/corvane-nmctl/LinkDoctor.h"
+
+namespace corvane::Nmctl {
+
+bool isAllWell(const Findings& findings) {
+  return std::none_of(findings.begin(), findings.end(), [](const Finding& finding) {
+    return finding.state == Finding::State::wrong;
+  });
+}
+
+Findings examineAll(const Selection& selection, const Surroundings& surroundings) {
+  const Container container = findContainer();
+  Findings foundations = examineFoundations(container);
+  const bool isSound = isAllWell(foundations);
+  Findings result = examineBrowsers(selection, surroundings, !isSound);
+  std::move(foundations.begin(), foundations.end(), std::back_inserter(result));
+  if (isSound) {
+    Findings rest = examineApplicationAndLogs(container, surroundings.hostPath);
+    std::move(rest.begin(), rest.end(), std::back_inserter(result));
+  }
+  return result;
+}
+
+}  // namespace corvane::Nmctl

@@ -1,0 +1,147 @@
+#include "tools/corvane-nmctl/Link.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <filesystem>
+#include <thread>
+
+#include "Platform/File.h"
+#include "Platform/GroupContainers.h"
+#include "Platform/NotificationCenter.h"
+#include "Platform/RunningApplications.h"
+#include "SharedComponents/Configuration.h"
+
+namespace corvane::Nmctl {
+
+const char* const requestFileName = "ExchangeRequestContainer.data";
+
+namespace {
+
+namespace fs = std::filesystem;
+using namespace std::chrono_literals;
+using Platform::File;
+
+constexpr std::uint64_t largestFile = 64'000'000;  // more than any may be
+
+Fault absentContainer(const std::string& path) {
+  return {"there is no shared folder " + path, "start the main application once: it makes it"};
+}
+
+std::optional<Fault> containerFault(const std::string& path) {
+  struct stat status = {};
+  if (::stat(path.c_str(), &status) != 0) {
+    if (errno == EACCES)
+      return Fault{"not permitted to look at the shared folder " + path,
+                   "let this user enter the folders above it"};
+    if (::lstat(path.c_str(), &status) == 0)
+      return Fault{"the shared folder is a symbolic link that leads nowhere: " + path,
+                   "remove the link and start the main application"};
+    return absentContainer(path);
+  }
+  struct stat own = {};
+  if (::lstat(path.c_str(), &own) == 0 && S_ISLNK(own.st_mode))
+    return Fault{
+        "the shared folder is a symbolic link, which the main application does not take: " + path,
+        "put the folder itself in its place"};
+  if (!S_ISDIR(status.st_mode))
+    return Fault{path + " is no folder", "move it away and start the main application"};
+  if (status.st_uid != ::geteuid())
+    return Fault{"the shared folder belongs to another user: " + path,
+                 "as root: chown -R " + std::to_string(::geteuid()) + " " + path};
+  if ((status.st_mode & (S_IWGRP | S_IWOTH)) != 0)
+    return Fault{"others may write to the shared folder " + path, "run: chmod 700 " + path};
+  if (::access(path.c_str(), R_OK | W_OK | X_OK) != 0)
+    return Fault{"not permitted to write to the shared folder " + path, "run: chmod 700 " + path};
+  return std::nullopt;
+}
+
+bool waitForLock(File& file, std::chrono::milliseconds patience) {
+  const auto end = std::chrono::steady_clock::now() + patience;
+  while (!file.tryLock()) {
+    if (std::chrono::steady_clock::now() >= end) return false;
+    std::this_thread::sleep_for(20ms);
+  }
+  return true;
+}
+
+/// Goes from record to record, from the end to the start: behind each stands its length.
+void countRecords(const File& file, ExchangeFileFacts& facts) {
+  constexpr std::uint64_t lengthBytes = 4;
+  std::size_t count = 0;
+  for (std::uint64_t left = facts.size; left > 0; ++count) {
+    std::array<std::byte, lengthBytes> bytes{};
+    if (left <= lengthBytes || !file.readAt(bytes, left - lengthBytes)) {
+      facts.isDamaged = true;
+      return;
+    }
+    std::uint64_t length = 0;
+    for (std::size_t i = bytes.size(); i-- > 0;)
+      length = length << 8 | std::to_integer<std::uint64_t>(bytes[i]);
+    if (length == 0 || length > left - lengthBytes) {
+      facts.isDamaged = true;
+      return;
+    }
+    left -= lengthBytes + length;
+  }
+  facts.records = count;
+}
+
+ExchangeFileFacts factsOf(const fs::path& path, std::chrono::milliseconds patience) {
+  ExchangeFileFacts facts;
+  facts.name = path.filename();
+  auto file = File::open(path, File::Access::read);
+  if (!file) {
+    facts.problem = file.failure().text;
+    return facts;
+  }
+  facts.isLocked = !waitForLock(file.value(), patience);
+  const auto status = file->status();
+  if (!status) {
+    facts.problem = status.failure().text;
+    return facts;
+  }
+  facts.size = status->size;
+  if (!facts.isLocked && facts.size <= largestFile) countRecords(file.value(), facts);
+  return facts;
+}
+
+}  // namespace
+
+Container findContainer() {
+  const auto place = Platform::GroupContainers::placeOf(Configuration::AppGroupIdentifier);
+  if (!place)
+    return {"", Fault{"the user database has no home folder for this user",
+                      "have the administrator give this user a home folder"}};
+  return {*place, containerFault(*place)};
+}
+
+std::vector<ExchangeFileFacts> exchangeFilesIn(const std::string& container,
+                                               std::chrono::milliseconds patience) {
+  std::vector<fs::path> paths;
+  std::error_code failed;
+  for (const auto& entry : fs::directory_iterator(container + "/Data", failed)) {
+    const std::string name = entry.path().filename();
+    if (name.starts_with("Exchange") && name.ends_with(".data")) paths.push_back(entry.path());
+  }
+  std::sort(paths.begin(), paths.end());  // "Request" comes before "Response"
+  std::vector<ExchangeFileFacts> result;
+  result.reserve(paths.size());
+  for (const fs::path& path : paths) result.push_back(factsOf(path, patience));
+  return result;
+}
+
+int runningInstances(const std::string& container) {
+  Platform::NotificationCenter unused(container);
+  const Platform::RunningApplications applications(container, unused);
+  return applications.instancesOf(Configuration::MainAppBundleIdentifier);
+}
+
+std::string logFolderIn(const std::string& container) {
+  return container + "/Logs/" + Configuration::MainAppBundleIdentifier + "/corvane-nm";
+}
+
+}  // namespace corvane::Nmctl

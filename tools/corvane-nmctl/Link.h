@@ -1,0 +1,47 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "Platform/NotificationObservers.h"
+#include "tools/corvane-nmctl/Finding.h"
+
+namespace corvane::Nmctl {
+
+/// The folder that host and main application share, as it is looked at from outside.
+struct Container {
+  std::string path;            ///< where it is or would be
+  std::optional<Fault> fault;  ///< why the host does not take it
+};
+
+/// Looks at the container of this user, by the rules of the host, but says what is wrong with it.
+Container findContainer();
+
+/// One exchange file.
+struct ExchangeFileFacts {
+  std::string name;
+  std::uint64_t size = 0;              ///< in bytes
+  std::optional<std::size_t> records;  ///< that wait in it; nothing when that can't be said
+  bool isLocked = false;               ///< somebody held its lock for as long as was waited for
+  bool isDamaged = false;              ///< its end is no whole record
+  std::string problem;                 ///< why it can't be looked at
+};
+
+/// The exchange files of `container`: that of requests first, if there is one. Waits for the lock
+/// of each for `patience`, and holds it while it counts.
+std::vector<ExchangeFileFacts> exchangeFilesIn(const std::string& container,
+                                               std::chrono::milliseconds patience);
+
+/// The name of the file of requests.
+extern const char* const requestFileName;
+
+/// How many instances of the main application run.
+int runningInstances(const std::string& container);
+
+/// The folder of the hosts' logs.
+std::string logFolderIn(const std::string& container);
+
+}  // namespace corvane::Nmctl

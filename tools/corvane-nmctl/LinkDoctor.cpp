@@ -1,0 +1,131 @@
+#include "tools/corvane-nmctl/LinkDoctor.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <limits>
+#include <vector>
+
+#include "Platform/GroupSettings.h"
+#include "SharedComponents/Configuration.h"
+#include "SharedComponents/GroupContainer.h"
+#include "tools/corvane-nmctl/LogTail.h"
+#include "tools/corvane-nmctl/Lookup.h"
+#include "tools/corvane-nmctl/ManifestCheck.h"
+#include "tools/corvane-nmctl/Output.h"
+#include "tools/corvane-nmctl/Trial.h"
+
+namespace corvane::Nmctl {
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr auto longestLock = 1s;
+constexpr std::size_t searchedLogLines = 2000;
+constexpr std::size_t shownErrors = 3;
+constexpr char startApplication[] = "start the main application";
+
+Finding examineSettings(const std::string& container) {
+  const std::string subject = "settings";
+  const std::string file =
+      container + "/Library/Preferences/" + Configuration::AppGroupIdentifier + ".plist";
+  const auto settings = Platform::GroupSettings::open(container, Configuration::AppGroupIdentifier);
+  if (!settings)
+    return Finding::wrong(subject, "they can't be read: " + settings.failure().text,
+                          settings.failure().cause == FailureCause::notPermitted
+                              ? "run: chmod 600 " + file
+                              : "move " + file + " away and start the main application again");
+  const std::int64_t level = settings->integer(GroupContainer::logLevelKey);
+  if (level < 0 || level > std::numeric_limits<std::uint32_t>::max())
+    return Finding::wrong(subject, "the log level is out of range: " + std::to_string(level),
+                          "set it in the main application");
+  return Finding::good(
+      subject, level == 0 ? "no log level is set" : "the log level is " + std::to_string(level));
+}
+
+void examineExchangeFiles(const std::string& container, bool isRunning, Findings& findings) {
+  const std::string subject = "exchange files";
+  const auto files = exchangeFilesIn(container, longestLock);
+  bool isWell = true;
+  const auto wrong = [&](const std::string& cause, const std::string& mend) {
+    findings.push_back(Finding::wrong(subject, cause, mend));
+    isWell = false;
+  };
+  // Where the application does not run, that is what is wrong.
+  if (isRunning && (files.empty() || files.front().name != requestFileName))
+    wrong(std::string(requestFileName) + " is missing",
+          "end the main application and start it again");
+  for (const ExchangeFileFacts& file : files) {
+    if (!file.problem.empty())
+      wrong("not permitted to use " + file.name + ": " + file.problem,
+            "run: chmod 600 " + container + "/Data/" + file.name);
+    else if (file.isLocked)
+      wrong("another program has held the lock of " + file.name + " for more than 1 s",
+            "end that program; to find it: fuser -v " + container + "/Data/" + file.name);
+    else if (file.isDamaged && file.name == requestFileName)
+      wrong(file.name + " ends in what is no record", "start the main application again");
+  }
+  if (isWell)
+    findings.push_back(
+        Finding::good(subject, std::to_string(files.size()) + " there, none locked"));
+}
+
+Finding examineApplication(const std::string& container, const std::string& hostPath) {
+  const std::string subject = "main application";
+  if (runningInstances(container) == 0)
+    return Finding::wrong(subject, "it does not run", startApplication);
+  if (const auto fault = programFault(hostPath))
+    return Finding::wrong(subject, "it runs, but can't be asked: " + fault->cause, fault->mend);
+  const Trial trial = tryHost(hostPath, {extensionFor(ManifestFormat::chromium)}, true);
+  if (trial.fault)
+    return Finding::wrong(subject, "it runs, but can't be asked: " + trial.fault->cause,
+                          trial.fault->mend);
+  if (!trial.isApplicationSeen)
+    return Finding::wrong(subject, "it runs, but does not answer",
+                          "end the main application and start it again");
+  return Finding::good(subject, "it runs and answers");
+}
+
+/// The lowest folder of `path` that there is.
+std::string existing(std::string path) {
+  while (!path.empty() && ::access(path.c_str(), F_OK) != 0) path.resize(path.rfind('/'));
+  return path;
+}
+
+void examineLogs(const std::string& container, Findings& findings) {
+  const std::string subject = "logs";
+  const std::string folder = logFolderIn(container);
+  const std::string present = existing(folder);
+  if (::access(present.c_str(), W_OK | X_OK) != 0) {
+    findings.push_back(Finding::wrong(subject, "not permitted to write to " + present,
+                                      "run: chmod 700 " + present));
+    return;
+  }
+  findings.push_back(Finding::good(subject, "they can be written"));
+  std::vector<std::string> errors;
+  for (std::string& line : lastLogLines(folder, searchedLogLines))
+    if (tellsOfError(line)) errors.push_back(std::move(line));
+  const std::size_t skipped = errors.size() - std::min(errors.size(), shownErrors);
+  for (std::size_t i = skipped; i < errors.size(); ++i)
+    findings.push_back(Finding::note(subject, "error: " + printable(errors[i])));
+}
+
+}  // namespace
+
+Findings examineFoundations(const Container& container) {
+  const std::string subject = "shared folder";
+  if (container.fault)
+    return {Finding::wrong(subject, container.fault->cause, container.fault->mend)};
+  Findings findings{Finding::good(subject, container.path), examineSettings(container.path)};
+  examineExchangeFiles(container.path, runningInstances(container.path) > 0, findings);
+  return findings;
+}
+
+Findings examineApplicationAndLogs(const Container& container, const std::string& hostPath) {
+  Findings findings{examineApplication(container.path, hostPath)};
+  examineLogs(container.path, findings);
+  return findings;
+}
+
+}  // namespace corvane::Nmctl

@@ -1,0 +1,86 @@
+#include "tools/corvane-nmctl/Manifest.h"
+
+#include <sys/stat.h>
+
+#include "Base/Json.h"
+#include "Platform/File.h"
+#include "tools/corvane-nmctl/Product.h"
+#include "tools/corvane-nmctl/WholeFile.h"
+
+namespace corvane::Nmctl {
+namespace {
+
+using State = FoundManifest::State;
+
+constexpr std::string_view hostFileName = "corvane-nm";
+
+/// `text` as it stands between the quotes of a JSON text.
+std::string escaped(std::string_view text) {
+  constexpr std::string_view before = R"({"":")";
+  constexpr std::string_view behind = R"("})";
+  const auto object = serializeJson({{"", JsonValue(text)}});
+  if (!object) return std::string(text);  // no UTF-8: browsers will refuse it
+  return object.value().substr(before.size(),
+                               object.value().size() - before.size() - behind.size());
+}
+
+FoundManifest fromFailure(const Failure& failure) {
+  if (failure.cause == FailureCause::notFound) return {};
+  if (failure.cause == FailureCause::notPermitted) return {State::notPermitted, failure.text, {}};
+  return {State::foreign, failure.text, {}};
+}
+
+FoundManifest classified(std::string_view text, std::string_view expectedText) {
+  const auto value = parseJson(text);
+  if (!value) return {State::foreign, "it is not JSON: " + value.failure().text, {}};
+  const JsonObject* object = value.value().if_object();
+  const auto* name = object == nullptr ? nullptr : findString(*object, "name");
+  if (name == nullptr || *name != Product::hostName)
+    return {State::foreign, "it is no manifest of this host", {}};
+  const auto* path = findString(*object, "path");
+  const std::string host = path == nullptr ? "" : std::string(*path);
+  if (host.substr(host.rfind('/') + 1) != hostFileName)
+    return {State::foreign, "it names another program", host};
+  if (text == expectedText) return {State::current, {}, host};
+  return {State::outdated, "it is not what this version writes", host};
+}
+
+}  // namespace
+
+std::string manifestText(ManifestFormat format, std::string_view hostPath) {
+  constexpr std::string_view place = "@CORVANE_MANIFEST_PATH@";
+  std::string text =
+      format == ManifestFormat::chromium ? Product::chromiumManifest : Product::firefoxManifest;
+  return text.replace(text.find(place), place.size(), escaped(hostPath));
+}
+
+std::string manifestFileName() {
+  return Product::manifestFile;
+}
+
+FoundManifest findManifest(const std::string& path, std::string_view expectedText) {
+  struct stat status = {};
+  if (::lstat(path.c_str(), &status) != 0) return fromFailure(Platform::failureFromErrno("stat"));
+  if (S_ISLNK(status.st_mode)) return {State::foreign, "it is a symbolic link", {}};
+  if (!S_ISREG(status.st_mode)) return {State::foreign, "it is no regular file", {}};
+  const auto text = readWhole(path);
+  return text ? classified(text.value(), expectedText) : fromFailure(text.failure());
+}
+
+std::string_view nameOf(State state) {
+  switch (state) {
+    case State::absent:
+      return "absent";
+    case State::current:
+      return "current";
+    case State::outdated:
+      return "outdated";
+    case State::foreign:
+      return "foreign";
+    case State::notPermitted:
+      return "not permitted";
+  }
+  return "";
+}
+
+}  // namespace corvane::Nmctl

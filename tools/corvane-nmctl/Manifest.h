@@ -1,0 +1,40 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "tools/corvane-nmctl/Browsers.h"
+
+namespace corvane::Nmctl {
+
+/// The manifest that lets a browser of this format start the host `hostPath`, byte by byte.
+std::string manifestText(ManifestFormat format, std::string_view hostPath);
+
+/// The name under which every browser looks for it.
+std::string manifestFileName();
+
+/// What lies where a manifest of the host belongs.
+struct FoundManifest {
+  enum class State {
+    absent,
+    current,       ///< ours, and byte by byte what would be written now
+    outdated,      ///< ours, but not what would be written now
+    foreign,       ///< not ours: nobody here touches it
+    notPermitted,  ///< it can't be said, as the system lets nobody look
+  };
+
+  State state = State::absent;
+  std::string reason;    ///< for people: why it is foreign or outdated, or what the system said
+  std::string hostPath;  ///< of ours: the program that it names
+};
+
+/// Looks at the file `path`. Ours is a regular file, no link, that holds a JSON object with the
+/// host's name as "name" and, as "path", a program called as the host is, in whatever folder: what
+/// this or an older installation wrote. A file that can't be read as JSON is not ours: it may be
+/// somebody's unfinished work.
+FoundManifest findManifest(const std::string& path, std::string_view expectedText);
+
+/// One word for people and programs: "absent", "current", "outdated", "foreign", "not permitted".
+std::string_view nameOf(FoundManifest::State state);
+
+}  // namespace corvane::Nmctl

@@ -1,0 +1,156 @@
+#include "tools/corvane-nmctl/ManifestCheck.h"
+
+#include <algorithm>
+#include <cctype>
+#include <vector>
+
+#include "Base/Json.h"
+#include "tools/corvane-nmctl/LenientJson.h"
+#include "tools/corvane-nmctl/Product.h"
+
+namespace corvane::Nmctl {
+namespace {
+
+constexpr std::string_view scheme = "chrome-extension://";
+constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
+
+std::vector<std::string> allowedFor(ManifestFormat format) {
+  const bool isChromium = format == ManifestFormat::chromium;
+  const std::string_view list =
+      isChromium ? Product::chromiumExtensions : Product::firefoxExtensions;
+  std::vector<std::string> result;
+  for (std::size_t at = 0; at < list.size();) {
+    const std::size_t end = list.find(',', at);
+    const std::string identifier(list.substr(at, end - at));
+    result.push_back(isChromium ? std::string(scheme) + identifier + "/" : identifier);
+    at = end + 1;
+  }
+  return result;
+}
+
+/// A member that must be a text; notes what is wrong with it in `fault`.
+std::string textOf(const JsonObject& object, const char* key, std::optional<std::string>& fault) {
+  const auto* found = findString(object, key);
+  if (found != nullptr) return std::string(*found);
+  if (!fault)
+    fault = object.contains(key) ? "\"" + std::string(key) + "\" is no text"
+                                 : "\"" + std::string(key) + "\" is missing";
+  return {};
+}
+
+/// What Chromium requires of an element of "allowed_origins". One that is wrong costs the whole
+/// manifest.
+std::optional<std::string> originFault(std::string_view origin) {
+  const auto quoted = [&](const char* what) {
+    return "the allowed origin \"" + std::string(origin) + "\" " + what;
+  };
+  if (!origin.starts_with(scheme)) return quoted("does not begin with chrome-extension://");
+  const std::string_view rest = origin.substr(scheme.size());
+  const std::size_t slash = rest.find('/');
+  if (slash == std::string_view::npos) return quoted("lacks the final slash");
+  if (slash == 0) return quoted("names no extension");
+  if (rest.substr(0, slash).find('*') != std::string_view::npos) return quoted("has a wildcard");
+  return std::nullopt;
+}
+
+/// "{8-4-4-4-12 hexadecimal digits}".
+bool isBracedUuid(std::string_view text) {
+  constexpr std::string_view pattern = "{00000000-0000-0000-0000-000000000000}";
+  const auto fits = [](char expected, char c) {
+    return expected == '0' ? std::isxdigit(static_cast<unsigned char>(c)) != 0 : expected == c;
+  };
+  return text.size() == pattern.size() &&
+         std::equal(pattern.begin(), pattern.end(), text.begin(), fits);
+}
+
+/// Likewise for Firefox and "allowed_extensions": a UUID in braces, or something like an address.
+std::optional<std::string> extensionFault(std::string_view extension) {
+  const auto isPart = [](char c) {
+    return std::isalnum(static_cast<unsigned char>(c)) != 0 || c == '-' || c == '.' || c == '_';
+  };
+  const std::size_t at = extension.find('@');
+  const std::string_view before = extension.substr(0, at);
+  const std::string_view behind =
+      at == std::string_view::npos ? std::string_view() : extension.substr(at + 1);
+  const bool isAddress = !behind.empty() && std::all_of(before.begin(), before.end(), isPart) &&
+                         std::all_of(behind.begin(), behind.end(), isPart);
+  if (isAddress || isBracedUuid(extension)) return std::nullopt;
+  return "the allowed extension \"" + std::string(extension) + "\" is no identifier of one";
+}
+
+/// Checks the list of extensions, and whether one of ours is in it.
+void checkAllowed(ManifestFormat format, const JsonObject& object, CheckedManifest& result) {
+  const bool isChromium = format == ManifestFormat::chromium;
+  const char* key = isChromium ? "allowed_origins" : "allowed_extensions";
+  const JsonValue* list = object.if_contains(key);
+  if (list == nullptr || !list->is_array() || (!isChromium && list->as_array().empty())) {
+    result.fault = "\"" + std::string(key) + "\" is missing, empty or no list";
+    return;
+  }
+  const std::vector<std::string> wanted = allowedFor(format);
+  bool isListed = false;
+  for (const JsonValue& item : list->as_array()) {
+    const auto* allowed = item.if_string();
+    if (allowed == nullptr) {
+      result.fault = "\"" + std::string(key) + "\" holds something else than texts";
+      return;
+    }
+    result.fault = isChromium ? originFault(*allowed) : extensionFault(*allowed);
+    if (result.fault) return;
+    const std::string_view one = *allowed;
+    isListed = isListed || std::any_of(wanted.begin(), wanted.end(), [&](const std::string& own) {
+                 return one == own || (isChromium && one == own + "*");
+               });
+  }
+  if (!isListed) result.refusal = "it does not allow our extension, " + wanted.front();
+}
+
+std::optional<std::string> unknownKey(const JsonObject& object) {
+  constexpr std::string_view known[] = {"name", "description", "path", "type",
+                                        "allowed_extensions"};
+  for (const auto& entry : object) {
+    const std::string_view key = entry.key();
+    if (std::find(std::begin(known), std::end(known), key) == std::end(known))
+      return "Firefox does not know the key \"" + std::string(key) + "\" and refuses it";
+  }
+  return std::nullopt;
+}
+
+}  // namespace
+
+std::string extensionFor(ManifestFormat format) {
+  return allowedFor(format).front();
+}
+
+CheckedManifest checkManifest(ManifestFormat format, std::string_view text) {
+  if (text.starts_with(byteOrderMark)) text.remove_prefix(byteOrderMark.size());
+  CheckedManifest result;
+  const bool isChromium = format == ManifestFormat::chromium;
+  const auto value = isChromium ? parseLeniently(text, FinalCommas::refused) : parseJson(text);
+  if (!value || !value.value().is_object()) {
+    result.fault = "it is not JSON: " + (value ? "no object" : value.failure().text);
+    return result;
+  }
+  const JsonObject& object = value.value().as_object();
+  std::optional<std::string>& fault = result.fault;
+  const std::string name = textOf(object, "name", fault);
+  const std::string description = textOf(object, "description", fault);
+  const std::string type = textOf(object, "type", fault);
+  result.hostPath = textOf(object, "path", fault);
+  if (fault) return result;
+  if (name != Product::hostName) {
+    fault = "its name is \"" + name + "\" instead of " + Product::hostName;
+  } else if (isChromium && description.empty()) {
+    fault = "its description is empty";
+  } else if (type != "stdio") {
+    fault = "its type is \"" + type + "\" instead of stdio";
+  } else if (!result.hostPath.starts_with('/')) {
+    fault = "its path is not a full one: \"" + result.hostPath + "\"";
+  } else if (!isChromium) {
+    fault = unknownKey(object);
+  }
+  if (!fault) checkAllowed(format, object, result);
+  return result;
+}
+
+}  // namespace corvane::Nmctl

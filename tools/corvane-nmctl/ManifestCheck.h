@@ -1,0 +1,27 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "tools/corvane-nmctl/Browsers.h"
+
+namespace corvane::Nmctl {
+
+/// What a browser makes of the text of a manifest.
+struct CheckedManifest {
+  std::optional<std::string> fault;  ///< why the browser does not take it; otherwise:
+  std::string hostPath;              ///< the program that it names, a full path
+  /// Why the extension may not use it, although the browser takes it; nothing when it may.
+  std::optional<std::string> refusal;
+};
+
+/// Reads it by the rules of its format: those of the browsers themselves, measured where they
+/// differ.
+CheckedManifest checkManifest(ManifestFormat format, std::string_view text);
+
+/// The identifier that the browser gives to a host of the first extension of this build:
+/// "chrome-extension://ID/", or "ID".
+std::string extensionFor(ManifestFormat format);
+
+}  // namespace corvane::Nmctl

@@ -1,0 +1,107 @@
+#include "tools/corvane-nmctl/Surroundings.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <sstream>
+
+#include "Platform/GroupContainers.h"
+#include "Platform/ProcessInfo.h"
+#include "tools/corvane-nmctl/Product.h"
+#include "tools/corvane-nmctl/WholeFile.h"
+
+namespace corvane::Nmctl {
+namespace {
+
+std::string fromEnvironment(const char* name) {
+  const char* value = std::getenv(name);  // NOLINT(concurrency-mt-unsafe): nobody sets any
+  return value == nullptr ? "" : value;
+}
+
+std::vector<std::string> foldersIn(const std::string& searchPath) {
+  std::vector<std::string> folders;
+  std::istringstream rest(searchPath);
+  for (std::string folder; std::getline(rest, folder, ':');)
+    if (folder.starts_with('/')) folders.push_back(folder);
+  return folders;
+}
+
+bool isProgram(const std::string& path) {
+  return ::access(path.c_str(), X_OK) == 0;
+}
+
+std::string ownHost() {
+  const auto own = Platform::ProcessInfo::executablePath(::getpid());
+  if (!own) return Product::installedHost;
+  const std::string folder = own->substr(0, own->rfind('/') + 1);
+  for (const std::string& path : {folder + "corvane-nm", folder + Product::hostFromTool})
+    if (isProgram(path)) return resolvedPath(path);
+  return Product::installedHost;
+}
+
+std::string joined(std::string_view first, std::string_view second) {
+  return std::string(first) + std::string(second);
+}
+
+/// The first of `names` for which one of `folders` has an entry.
+std::optional<std::string> firstPresent(std::span<const std::string_view> names,
+                                        const std::vector<std::string>& folders) {
+  for (const std::string_view name : names) {
+    for (const std::string& folder : folders)
+      if (isProgram(joined(folder, name))) return std::string(name);
+  }
+  return std::nullopt;
+}
+
+}  // namespace
+
+Surroundings Surroundings::ofThisProcess() {
+  Surroundings result;
+  result.user = ::geteuid();
+  result.home = fromEnvironment("HOME");
+  if (!result.home.starts_with('/'))
+    result.home = Platform::GroupContainers::homeFolder().value_or("/");
+  result.configFolder = result.home + "/.config";
+  for (const char* name : {"XDG_CONFIG_HOME", "CHROME_CONFIG_HOME"})
+    if (const std::string value = fromEnvironment(name); !value.empty())
+      result.configFolder = value;
+  result.searchPath = foldersIn(fromEnvironment("PATH"));
+  result.hostPath = ownHost();
+  return result;
+}
+
+std::string Surroundings::expanded(std::string_view folder) const {
+  constexpr std::string_view config = "$CONFIG";
+  if (folder.starts_with('~')) return joined(home, folder.substr(1));
+  if (folder.starts_with(config)) return joined(configFolder, folder.substr(config.size()));
+  return joined(systemRoot, folder);
+}
+
+Installation installationOf(const Browser& browser, const Surroundings& surroundings) {
+  const auto isSandbox = [](const std::string& folder) {
+    return folder.find("/flatpak/") != std::string::npos ||
+           folder.find("/snap/") != std::string::npos;
+  };
+  Installation result;
+  for (const std::string_view name : browser.executables) {
+    if (name.starts_with('/')) {
+      result.isNative = result.isNative || isProgram(joined(surroundings.systemRoot, name));
+      continue;
+    }
+    for (const std::string& folder : surroundings.searchPath) {
+      const std::string path = joined(folder + "/", name);
+      if (!isSandbox(path) && isProgram(path) && !isSandbox(resolvedPath(path)))
+        result.isNative = true;
+    }
+  }
+  const std::string& root = surroundings.systemRoot;
+  result.flatpak =
+      firstPresent(browser.flatpaks, {root + "/var/lib/flatpak/exports/bin/",
+                                      surroundings.home + "/.local/share/flatpak/exports/bin/"});
+  result.snap =
+      firstPresent(browser.snaps, {root + "/snap/bin/", root + "/var/lib/snapd/snap/bin/"});
+  return result;
+}
+
+}  // namespace corvane::Nmctl

@@ -1,0 +1,115 @@
+#include "tools/corvane-nmctl/Trial.h"
+
+#include <sys/wait.h>
+
+#include <utility>
+
+#include "tools/corvane-nmctl/Output.h"
+
+namespace corvane::Nmctl {
+namespace {
+
+using namespace std::chrono_literals;
+using Clock = HostProcess::Clock;
+
+constexpr auto answerLimit = 5s;
+constexpr auto endLimit = 5s;
+constexpr char reinstall[] = "install the package again";
+
+/// The last line that it wrote to standard error, or "".
+std::string lastWords(const HostProcess& host) {
+  std::string text = host.errors();
+  while (text.ends_with('\n')) text.pop_back();
+  return printable(std::string_view(text).substr(text.rfind('\n') + 1));
+}
+
+Fault stopped(HostProcess& host) {
+  host.closeInput();
+  const auto status = host.waitForEnd(Clock::now() + endLimit);
+  std::string cause = "the host stops before it answers";
+  if (status) cause += " (" + describedEnd(*status) + ")";
+  const std::string words = lastWords(host);
+  if (!words.empty()) cause += "; it says: " + words;
+  return {cause, words.empty() ? reinstall : "mend what it says"};
+}
+
+Fault faultOf(const Failure& failure, HostProcess& host) {
+  if (failure.cause == FailureCause::wouldBlock)
+    return {"the host does not answer within 5 s",
+            "end the programs that hold its files, or " + std::string(reinstall)};
+  if (failure.cause == FailureCause::notFound) return stopped(host);
+  return {"the host writes what is no message: " + failure.text, reinstall};
+}
+
+/// The reply to the request `identifier`; what comes unasked before it is passed over.
+Result<JsonObject> ask(HostProcess& host, const JsonObject& request,
+                       const std::string& identifier) {
+  const auto end = Clock::now() + answerLimit;
+  if (!host.send(request)) return Failure{FailureCause::notFound, "it does not read"};
+  for (;;) {
+    auto reply = host.receive(end);
+    if (!reply) return reply;
+    const auto* answered = findString(reply.value(), "requestId");
+    if (answered != nullptr && *answered == identifier) return reply;
+  }
+}
+
+std::string memberOf(const JsonObject& reply, const char* object, const char* key) {
+  const JsonObject* inner = findObject(reply, object);
+  const auto* text = inner == nullptr ? nullptr : findString(*inner, key);
+  return text == nullptr ? "" : printable(std::string(*text));
+}
+
+void askForState(HostProcess& host, Trial& trial) {
+  const std::string identifier = "corvane-nmctl 2";
+  const auto reply = ask(host, {{"type", "getCurrentAppState"}, {"id", identifier}}, identifier);
+  if (!reply) {
+    trial.fault = faultOf(reply.failure(), host);
+    return;
+  }
+  const JsonObject* state = findObject(reply.value(), "appState");
+  const bool* isRunning = state == nullptr ? nullptr : findBool(*state, "isRunning");
+  trial.isApplicationSeen = isRunning != nullptr && *isRunning;
+}
+
+void greet(HostProcess& host, Trial& trial) {
+  const std::string identifier = "corvane-nmctl 1";
+  const auto reply = ask(host, greeting(identifier), identifier);
+  if (!reply) {
+    trial.maybeFromLink = reply.failure().cause != FailureCause::malformed;
+    trial.fault = faultOf(reply.failure(), host);
+    return;
+  }
+  trial.version = memberOf(reply.value(), "parameters", "version");
+  const auto* result = findString(reply.value(), "result");
+  if (result == nullptr || *result != "ok")
+    trial.fault = {
+        "the host speaks another version: " + memberOf(reply.value(), "parameters", "apiVersion"),
+        "install host and corvane-nmctl of the same package"};
+}
+
+}  // namespace
+
+JsonObject greeting(const std::string& identifier) {
+  return {{"type", "init"}, {"id", identifier}, {"parameters", {{"apiVersion", "1"}}}};
+}
+
+Trial tryHost(const std::string& path, std::vector<std::string> arguments, bool asksForState) {
+  Trial trial;
+  auto host = HostProcess::start(path, std::move(arguments));
+  if (!host) {
+    const bool isInterpreter = host.failure().cause == FailureCause::notFound;
+    trial.fault = {isInterpreter ? "the host can't be started: what should run it is missing"
+                                 : "the host can't be started: " + host.failure().text,
+                   reinstall};
+    return trial;
+  }
+  greet(host.value(), trial);
+  if (!trial.fault && asksForState) askForState(host.value(), trial);
+  host->closeInput();
+  if (!trial.fault && !host->waitForEnd(Clock::now() + endLimit))
+    trial.fault = {"the host goes on for more than 5 s after the browser has left", reinstall};
+  return trial;
+}
+
+}  // namespace corvane::Nmctl

@@ -1,0 +1,22 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <string>
+#include <string_view>
+
+#include "Base/Result.h"
+
+namespace corvane::Nmctl {
+
+/// All of the file `path`, at most 1 MiB; never through a symbolic link.
+Result<std::string> readWhole(const std::string& path);
+
+/// `path` with the links in it followed; as it is when it does not lead anywhere.
+std::string resolvedPath(const std::string& path);
+
+/// Puts a file with `text` and `mode` at `path` by a renaming: who looks sees the old file or the
+/// new one, whole. What was written in part is taken away when it fails.
+Result<Done> replaceFile(const std::string& path, std::string_view text, mode_t mode);
+
+}  // namespace corvane::Nmctl
