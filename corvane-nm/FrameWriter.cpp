@@ -25,7 +25,7 @@ bool FrameWriter::send(const JsonObject& response) {
   if (browserIsGone_) return true;
   const auto length = static_cast<std::uint32_t>(body->size());
   auto written = Platform::Descriptor::writeAll(descriptor_, std::as_bytes(std::span(&length, 1)));
-  if (written) written = Platform::Descriptor::writeAll(descriptor_, bytesOf(body.value()));
+  if (written) written = Platform::Descriptor::writeAll(descriptor_, bytesOf(body->view()));
   if (!written) {
     VCLogCError(point, "Can't write to browser: %@", written.failure());
     browserIsGone_ = true;
