@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <boost/json/parse.hpp>
 #include <boost/json/serialize.hpp>
+#include <boost/json/serializer.hpp>
 #include <cmath>
+#include <cstring>
 #include <optional>
 
 #include "Base/Unicode.h"
@@ -64,26 +66,29 @@ std::string withSurrogatesInPlace(std::string_view text) {
   return result;
 }
 
-/// The opposite: bytes that stand for unpaired surrogates become escapes. `text` is well formed.
-std::string withSurrogatesEscaped(std::string_view text) {
+/// The opposite: appends the escape of the unpaired surrogate whose three bytes begin `text`.
+void appendEscape(GrowingText& result, std::string_view text) {
   constexpr char digits[] = "0123456789abcdef";
-  std::string result;
-  result.reserve(text.size() + text.size() / 8);
-  for (std::size_t at = 0; at < text.size();) {
-    const auto byte = [&](std::size_t offset) {
-      return static_cast<unsigned char>(text[at + offset]);
-    };
-    if (byte(0) == 0xED && byte(1) >= 0xA0) {
-      result += "\\ud";
-      result += digits[byte(1) >> 2 & 0xF];
-      result += digits[(byte(1) & 3) << 2 | (byte(2) >> 4 & 3)];
-      result += digits[byte(2) & 0xF];
-      at += 3;
-    } else {
-      result += text[at++];
-    }
+  const auto byte = [text](std::size_t index) { return static_cast<unsigned char>(text[index]); };
+  const char last[] = {digits[byte(1) >> 2 & 0xF], digits[(byte(1) & 3) << 2 | (byte(2) >> 4 & 3)],
+                       digits[byte(2) & 0xF]};
+  result += "\\ud";
+  result += {last, sizeof last};
+}
+
+/// Appends `piece` as far as it is well formed, and returns the rest: nothing, a character that
+/// lacks its end, or what begins with something else than UTF-8.
+std::string_view appendWellFormed(GrowingText& result, std::string_view piece) {
+  constexpr std::size_t surrogate = 3;
+  for (;;) {
+    const std::size_t length = Unicode::wellFormedLength(piece, Surrogates::refused);
+    result += piece.substr(0, length);
+    piece.remove_prefix(length);
+    if (piece.empty()) return piece;
+    if (!Unicode::isWellFormed(piece.substr(0, surrogate), Surrogates::allowed)) return piece;
+    appendEscape(result, piece);
+    piece.remove_prefix(surrogate);
   }
-  return result;
 }
 
 bool isValid(const JsonValue& value) {
@@ -121,13 +126,24 @@ bool isValidJsonObject(const JsonObject& object) {
                      [](const json::key_value_pair& entry) { return isValid(entry.value()); });
 }
 
-Result<std::string> serializeJson(const JsonObject& object) {
-  std::string text = json::serialize(object);
-  if (Unicode::isWellFormed(text, Surrogates::refused)) return text;
-  if (!Unicode::isWellFormed(text, Surrogates::allowed)) {
-    return Failure{FailureCause::malformed, "a text is not UTF-8"};
+// In pieces, which are still in the processor's cache when they are checked and copied.
+Result<GrowingText> serializeJson(const JsonObject& object) {
+  constexpr std::size_t longestCut = 3;
+  char buffer[16384];
+  std::size_t kept = 0;  // of a character that the last piece has cut
+  GrowingText text;
+  json::serializer serializer;
+  serializer.reset(&object);
+  while (!serializer.done()) {
+    const std::size_t added = serializer.read(buffer + kept, sizeof buffer - kept).size();
+    const std::string_view rest = appendWellFormed(text, {buffer, kept + added});
+    if (rest.size() > (serializer.done() ? 0 : longestCut)) {
+      return Failure{FailureCause::malformed, "a text is not UTF-8"};
+    }
+    kept = rest.size();
+    std::memmove(buffer, rest.data(), kept);
   }
-  return withSurrogatesEscaped(text);
+  return text;
 }
 
 std::string description(const JsonObject& object) {

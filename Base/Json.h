@@ -8,6 +8,7 @@
 #include <string>
 #include <string_view>
 
+#include "Base/GrowingText.h"
 #include "Base/Result.h"
 
 /// JSON text (RFC 8259, https://www.rfc-editor.org/rfc/rfc8259) to values and back, with Boost.JSON
@@ -32,7 +33,7 @@ Result<JsonValue> parseJson(std::string_view text);
 bool isValidJsonObject(const JsonObject& object);
 
 /// The compact UTF-8 text of a valid object. Fails when a text in it is not well formed.
-Result<std::string> serializeJson(const JsonObject& object);
+Result<GrowingText> serializeJson(const JsonObject& object);
 
 /// A text for the log, whatever `object` holds; may be no JSON.
 std::string description(const JsonObject& object);

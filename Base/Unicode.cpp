@@ -34,6 +34,21 @@ std::size_t characterLength(std::string_view text, std::size_t at, Surrogates su
   return 4;
 }
 
+/// How many plain characters are passed at a time, the first ones and those in the midst of many.
+constexpr std::size_t smallStep = 8;
+constexpr std::size_t largeStep = 64;
+
+/// Whether `length` bytes, a multiple of eight, stand at `at` and are all below 80.
+template <std::size_t length>
+bool isAsciiAt(std::string_view text, std::size_t at) {
+  if (text.size() - at < length) return false;
+  std::uint64_t words[length / sizeof(std::uint64_t)];
+  std::memcpy(words, text.data() + at, length);
+  std::uint64_t seen = 0;
+  for (const std::uint64_t word : words) seen |= word;
+  return (seen & highBits) == 0;
+}
+
 void appendHexEscape(std::string& text, unsigned byte) {
   constexpr char digits[] = "0123456789ABCDEF";
   text += "\\x";
@@ -73,13 +88,10 @@ bool isAscii(std::string_view text) {
 std::size_t wellFormedLength(std::string_view text, Surrogates surrogates) {
   std::size_t at = 0;
   while (at < text.size()) {
-    std::uint64_t word = 0;
-    if (text.size() - at >= sizeof word) {  // eight plain characters at a time
-      std::memcpy(&word, text.data() + at, sizeof word);
-      if ((word & highBits) == 0) {
-        at += sizeof word;
-        continue;
-      }
+    if (isAsciiAt<smallStep>(text, at)) {
+      at += smallStep;
+      while (isAsciiAt<largeStep>(text, at)) at += largeStep;
+      continue;
     }
     const std::size_t length = characterLength(text, at, surrogates);
     if (length == 0) break;

@@ -67,11 +67,11 @@ BrowserChannel::Reply BrowserChannel::makeReply() {
     auto encoded = std::make_shared<const FrameWriter::Encoded>(FrameWriter::encode(reply));
     const auto write = [this, encoded, count = reply.size()] {
       VCLogCDebug({"corvane-nm/main", "listen()"}, "Response sending (count: %@)", count);
-      if (encoded->body) writer_.write(*encoded->body);
+      if (encoded->body) writer_.write(encoded->body->view());
     };
     MainQueue::async(write, [&] {
       if (isMoreToRead_) return false;
-      if (encoded->body && !writer_.takesAtOnce(encoded->body->size())) return false;
+      if (encoded->body && !writer_.takesAtOnce(encoded->body->view().size())) return false;
       write();
       return true;
     });

@@ -79,8 +79,8 @@ class BrowserChannel {
 
   std::optional<Platform::ReadingTurn> readingTurn_;  // set when there is a second reader
 
-  bool readerIsInstalled_ = false;  // main thread only
-  bool isAllAnswered_ = false;      // main thread only: no more answer is to come
+  bool readerIsInstalled_ = false;         // main thread only
+  bool isAllAnswered_ = false;             // main thread only: no more answer is to come
   std::atomic<bool> isMoreToRead_{false};  // frames have come faster than they are worked on
   std::atomic<bool> inputHasEnded_{false};
   std::atomic<int> messagesInWork_{0};

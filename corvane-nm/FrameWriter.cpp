@@ -26,7 +26,7 @@ FrameWriter::FrameWriter(int descriptor)
 
 bool FrameWriter::send(const JsonObject& response) {
   const Encoded encoded = encode(response);
-  if (encoded.body) write(*encoded.body);
+  if (encoded.body) write(encoded.body->view());
   return encoded.isSound;
 }
 
@@ -39,7 +39,7 @@ FrameWriter::Encoded FrameWriter::encode(const JsonObject& response) {
   return {false, std::nullopt};
 }
 
-void FrameWriter::write(const std::string& body) {
+void FrameWriter::write(std::string_view body) {
   if (body.size() > std::numeric_limits<std::uint32_t>::max()) {
     Platform::hardStop("a reply is longer than a frame can say");
   }

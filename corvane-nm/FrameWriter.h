@@ -1,8 +1,9 @@
 #pragma once
 
 #include <optional>
-#include <string>
+#include <string_view>
 
+#include "Base/GrowingText.h"
 #include "Base/Json.h"
 
 namespace corvane {
@@ -26,11 +27,11 @@ class FrameWriter {
   /// A frame's body, or nothing for what is no valid JSON object and for what has no text.
   struct Encoded {
     bool isSound = true;  ///< what `send` gives
-    std::optional<std::string> body;
+    std::optional<GrowingText> body;
   };
   /// Safe from any thread.
   static Encoded encode(const JsonObject& response);
-  void write(const std::string& body);
+  void write(std::string_view body);
 
   /// Whether a frame with a body of `size` bytes can be written without waiting for the browser.
   [[nodiscard]] bool takesAtOnce(std::size_t size) const;

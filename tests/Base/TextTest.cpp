@@ -54,9 +54,26 @@ TEST(Json, RefusesWhatIsNoText) {
   for (const char* text : {R"({"a":"\ud8"})", R"({"a":"\ud800\q"})", "{\"\xFF\":\"\\ud800\"}"}) {
     EXPECT_FALSE(parseJson(text)) << text;
   }
-  EXPECT_FALSE(serializeJson({{"a", "\xFF"}}));
+  for (const std::string text : {"\xFF", "\xE2\x82", "\xED\xA0"}) {
+    EXPECT_FALSE(serializeJson({{"a", text}}));
+    EXPECT_FALSE(serializeJson({{"a", std::string(100'000, 'a') + text}}));
+  }
   EXPECT_TRUE(isValidJsonObject({{"a", {1, 2.5, "x", nullptr}}}));
   EXPECT_FALSE(isValidJsonObject({{"a", {{"deep", std::numeric_limits<double>::infinity()}}}}));
+}
+
+TEST(Json, WritesLongTextsWhole) {
+  // Wherever pieces end, some of the characters are cut there.
+  std::string text;
+  std::string expected;
+  for (int i = 0; i < 3'000; ++i) {
+    text += "a\n\x1F\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80\xED\xBF\xA9";
+    expected += "a\\n\\u001f\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80\\udfe9";
+  }
+  for (int i = 0; i < 24; ++i, text.insert(0, "a"), expected.insert(0, "a")) {
+    const auto written = serializeJson({{"", {443, -0.5, text, true}}});
+    EXPECT_TRUE(written->view() == R"({"":[443,-5E-1,")" + expected + R"(",true]})") << i;
+  }
 }
 
 }  // namespace

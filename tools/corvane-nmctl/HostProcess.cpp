@@ -144,7 +144,8 @@ bool HostProcess::send(const JsonObject& message) const {
   const auto length = static_cast<std::uint32_t>(body->size());
   std::string frame(sizeof length, '\0');
   std::memcpy(frame.data(), &length, sizeof length);
-  return static_cast<bool>(Platform::Descriptor::writeAll(input_, bytesOf(frame + body.value())));
+  frame += body->view();
+  return static_cast<bool>(Platform::Descriptor::writeAll(input_, bytesOf(frame)));
 }
 
 Result<std::optional<JsonObject>> HostProcess::takeFrame() {

@@ -20,8 +20,10 @@ std::string escaped(std::string_view text) {
   constexpr std::string_view behind = R"("})";
   const auto object = serializeJson({{"", JsonValue(text)}});
   if (!object) return std::string(text);  // no UTF-8: browsers will refuse it
-  return object.value().substr(before.size(),
-                               object.value().size() - before.size() - behind.size());
+  std::string_view inner = object->view();
+  inner.remove_prefix(before.size());
+  inner.remove_suffix(behind.size());
+  return std::string(inner);
 }
 
 FoundManifest fromFailure(const Failure& failure) {

@@ -93,7 +93,7 @@ void Output::json(const JsonObject& object) {
     makePrintable(copy);
     text = serializeJson(copy.as_object());
   }
-  line(text ? text.value() : "{}");  // with printable texts there is nothing left to fail
+  line(text ? text->view() : "{}");  // with printable texts there is nothing left to fail
 }
 
 void Output::complain(std::string_view text) {
