@@ -29,38 +29,18 @@ constexpr std::array<std::optional<Kind>, 16> countedKinds = [] {
   return kinds;
 }();
 
+bool bigEndianIsAbove32Bits(ByteView bytes) {
+  for (std::size_t i = 0; i + sizeof(std::uint32_t) < bytes.size(); ++i) {
+    if (bytes[i] != std::byte{0}) return true;
+  }
+  return false;
+}
+
 std::optional<Kind> countedKind(unsigned marker) {
   return countedKinds[marker >> 4 & 0xF];
 }
 
-struct Fixed {
-  Kind kind;
-  std::size_t size;
-};
-
-/// The kinds whose size follows from the marker alone.
-Result<Fixed> fixedKind(unsigned marker) {
-  const unsigned low = marker & 0xF;
-  switch (marker >> 4) {
-    case 0x0:
-      if (low == 8 || low == 9) return Fixed{Kind::boolean, 0};
-      break;
-    case 0x1:
-      if (std::size_t{1} << low > widestInteger) return malformed("an integer is too wide");
-      return Fixed{Kind::integer, std::size_t{1} << low};
-    case 0x2:
-      if (low != 2 && low != 3) return malformed("a real has no such width");
-      return Fixed{Kind::real, std::size_t{1} << low};
-    case 0x3:
-      if (low == 3) return Fixed{Kind::date, 8};
-      break;
-    case 0x8:
-      return Fixed{Kind::uid, std::size_t{low} + 1};
-    default:
-      break;
-  }
-  return malformed("an object has an unknown marker");
-}
+constexpr char unknownMarker[] = "an object has an unknown marker";
 
 }  // namespace
 
@@ -111,22 +91,47 @@ std::uint64_t BinaryPropertyList::offsetOf(Index index) const {
                    offsetWidth_);
 }
 
-Result<BinaryPropertyList::Object> BinaryPropertyList::read(Index index) const {
-  if (index >= objectCount_) return malformed("a reference is out of range");
+BinaryPropertyList::Fault BinaryPropertyList::read(Index index, Object& object) const {
+  if (index >= objectCount_) return "a reference is out of range";
   const auto at = static_cast<std::size_t>(offsetOf(index));
   const auto marker = std::to_integer<unsigned>(bytes_[at]);
-  if (countedKind(marker)) return readCounted(at, marker);
-  const auto fixed = fixedKind(marker);
-  if (!fixed) return fixed.failure();
-  if (fixed->kind == Kind::boolean) return Object{Kind::boolean, 1, bytes_.subspan(at, 1)};
-  if (fixed->size > table_ - at - 1) return malformed("a value is cut off");
-  const Object object{fixed->kind, 1, bytes_.subspan(at + 1, fixed->size)};
-  if (object.kind == Kind::uid) {
-    for (std::size_t i = 0; i + sizeof(std::uint32_t) < fixed->size; ++i) {
-      if (object.payload[i] != std::byte{0}) return malformed("a UID is above 32 bits");
-    }
+  return countedKind(marker) ? readCounted(at, marker, object) : readFixed(at, marker, object);
+}
+
+/// The kinds whose size follows from the marker alone.
+BinaryPropertyList::Fault BinaryPropertyList::readFixed(std::size_t at, unsigned marker,
+                                                        Object& object) const {
+  const unsigned low = marker & 0xF;
+  Kind kind = Kind::boolean;
+  std::size_t size = std::size_t{1} << low;
+  switch (marker >> 4) {
+    case 0x0:
+      if (low != 8 && low != 9) return unknownMarker;
+      object = {Kind::boolean, 1, bytes_.subspan(at, 1)};
+      return nullptr;
+    case 0x1:
+      if (size > widestInteger) return "an integer is too wide";
+      kind = Kind::integer;
+      break;
+    case 0x2:
+      if (low != 2 && low != 3) return "a real has no such width";
+      kind = Kind::real;
+      break;
+    case 0x3:
+      if (low != 3) return unknownMarker;
+      kind = Kind::date;
+      break;
+    case 0x8:
+      kind = Kind::uid;
+      size = std::size_t{low} + 1;
+      break;
+    default:
+      return unknownMarker;
   }
-  return object;
+  if (size > table_ - at - 1) return "a value is cut off";
+  object = {kind, 1, bytes_.subspan(at + 1, size)};
+  if (kind == Kind::uid && bigEndianIsAbove32Bits(object.payload)) return "a UID is above 32 bits";
+  return nullptr;
 }
 
 std::size_t BinaryPropertyList::unitOf(Kind kind, unsigned marker) const {
@@ -140,29 +145,32 @@ std::size_t BinaryPropertyList::unitOf(Kind kind, unsigned marker) const {
   }
 }
 
-Result<BinaryPropertyList::Object> BinaryPropertyList::readCounted(std::size_t at,
-                                                                   unsigned marker) const {
+BinaryPropertyList::Fault BinaryPropertyList::readCounted(std::size_t at, unsigned marker,
+                                                          Object& object) const {
   std::uint64_t count = marker & 0xF;
   std::size_t start = at + 1;
   if (count == 0xF) {  // an integer object with the count follows
     const unsigned countMarker = start < table_ ? std::to_integer<unsigned>(bytes_[start]) : 0;
-    if (countMarker < 0x10 || countMarker > 0x13) return malformed("a count is not an integer");
+    if (countMarker < 0x10 || countMarker > 0x13) return "a count is not an integer";
     const std::size_t width = std::size_t{1} << (countMarker & 0xF);
     ++start;
-    if (width > table_ - start) return malformed("a count is cut off");
+    if (width > table_ - start) return "a count is cut off";
     count = bigEndian(bytes_.subspan(start), width);
     start += width;
   }
   const Kind kind = *countedKind(marker);
   const std::size_t unit = unitOf(kind, marker);
   // NOLINTNEXTLINE(clang-analyzer-core.DivideZero): no unit is 0, as readTrailer saw to it
-  if (count > (table_ - start) / unit) return malformed("an object is longer than what is left");
+  if (count > (table_ - start) / unit) return "an object is longer than what is left";
   const auto units = static_cast<std::size_t>(count);
-  return Object{kind, units, bytes_.subspan(start, units * unit)};
+  object = {kind, units, bytes_.subspan(start, units * unit)};
+  return nullptr;
 }
 
 BinaryPropertyList::Object BinaryPropertyList::object(Index index) const {
-  return read(index).value();
+  Object object;
+  static_cast<void>(read(index, object));  // checked when the list was opened
+  return object;
 }
 
 BinaryPropertyList::Index BinaryPropertyList::element(const Object& array,

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "Base/Unicode.h"
+
 namespace corvane {
 namespace {
 
@@ -16,15 +18,6 @@ static_assert(BinaryPropertyList::maximumDepth < beingWalked);
 // than the file.
 constexpr std::uint64_t timesTheFile = 4;
 
-Failure malformed(const char* reason) {
-  return {FailureCause::malformed, reason};
-}
-
-bool isAscii(ByteView bytes) {
-  return std::all_of(bytes.begin(), bytes.end(),
-                     [](std::byte byte) { return byte < std::byte{0x80}; });
-}
-
 }  // namespace
 
 BinaryPropertyListCheck::BinaryPropertyListCheck(const BinaryPropertyList& list)
@@ -33,58 +26,61 @@ BinaryPropertyListCheck::BinaryPropertyListCheck(const BinaryPropertyList& list)
       bytesLeft_(timesTheFile * list.bytes_.size()) {}
 
 Result<Done> BinaryPropertyListCheck::checkAll() {
-  const auto height = heightOf(list_.topIndex_, 1);
-  if (!height) return height.failure();
+  unsigned height = 0;
+  if (const Fault fault = measure(list_.topIndex_, 1, height); fault != nullptr)
+    return Failure{FailureCause::malformed, fault};
   return Done{};
 }
 
-/// How many levels there are from the object `index`, which stands on level `depth`, down. Never
-/// goes deeper than the depth allowed, and into each object once.
-Result<unsigned> BinaryPropertyListCheck::heightOf(Index index, unsigned depth) {
-  const auto object = list_.read(index);  // refuses an index out of range
-  if (!object) return object.failure();
+/// Says how many levels there are from the object `index`, which stands on level `depth`, down.
+/// Never goes deeper than the depth allowed, and into each object once.
+BinaryPropertyListCheck::Fault BinaryPropertyListCheck::measure(Index index, unsigned depth,
+                                                                unsigned& height) {
+  if (index >= list_.objectCount_) return "a reference is out of range";
   const std::uint8_t known = heights_[static_cast<std::size_t>(index)];
-  if (known == beingWalked) return malformed("an object contains itself");
-  if (depth + (known == unseen ? 1U : known) - 1 > BinaryPropertyList::maximumDepth) {
-    return malformed("objects are nested too deeply");
-  }
-  if (known != unseen) return known;
+  if (known == beingWalked) return "an object contains itself";
+  if (depth + (known == unseen ? 1U : known) - 1 > BinaryPropertyList::maximumDepth)
+    return "objects are nested too deeply";
+  height = known;
+  if (known != unseen) return nullptr;
 
-  if (const auto checked = checkContent(object.value()); !checked) return checked.failure();
+  Object object;
+  if (const Fault fault = list_.read(index, object); fault != nullptr) return fault;
+  if (const Fault fault = checkContent(object); fault != nullptr) return fault;
   heights_[static_cast<std::size_t>(index)] = beingWalked;
-  auto below = heightBelow(object.value(), depth);
-  if (!below) return below;
-  const unsigned height = below.value() + 1;
+  if (const Fault fault = measureBelow(object, depth, height); fault != nullptr) return fault;
+  ++height;
   heights_[static_cast<std::size_t>(index)] = static_cast<std::uint8_t>(height);
-  return height;
+  return nullptr;
 }
 
-/// The greatest height among what `object` contains; 0 when that is nothing.
-Result<unsigned> BinaryPropertyListCheck::heightBelow(const Object& object, unsigned depth) {
-  unsigned highest = 0;
+/// Says the greatest height among what `object` contains; 0 when that is nothing.
+BinaryPropertyListCheck::Fault BinaryPropertyListCheck::measureBelow(const Object& object,
+                                                                     unsigned depth,
+                                                                     unsigned& height) {
+  height = 0;
   const bool isDictionary = object.kind == Kind::dictionary;
-  if (!isDictionary && object.kind != Kind::array) return highest;
+  if (!isDictionary && object.kind != Kind::array) return nullptr;
   const std::size_t references = isDictionary ? 2 * object.count : object.count;
   for (std::size_t i = 0; i < references; ++i) {
     const Index child = list_.element(object, i);
-    auto height = heightOf(child, depth + 1);
-    if (!height) return height;
-    if (isDictionary && i < object.count && list_.object(child).kind != Kind::text) {
-      return malformed("a key is not a string");
-    }
-    highest = std::max(highest, height.value());
+    unsigned childsHeight = 0;
+    if (const Fault fault = measure(child, depth + 1, childsHeight); fault != nullptr) return fault;
+    if (isDictionary && i < object.count && list_.object(child).kind != Kind::text)
+      return "a key is not a string";
+    height = std::max(height, childsHeight);
   }
-  return highest;
+  return nullptr;
 }
 
-Result<Done> BinaryPropertyListCheck::checkContent(const Object& object) {
+BinaryPropertyListCheck::Fault BinaryPropertyListCheck::checkContent(const Object& object) {
   const std::uint64_t size = object.payload.size() + 1;
-  if (size > bytesLeft_) return malformed("objects overlap");
+  if (size > bytesLeft_) return "objects overlap";
   bytesLeft_ -= size;
   const bool isAsciiText = object.kind == Kind::text && object.payload.size() == object.count;
-  if (isAsciiText && !isAscii(object.payload))
-    return malformed("an ASCII string holds another byte");
-  return Done{};
+  if (isAsciiText && !Unicode::isAscii(textOf(object.payload)))
+    return "an ASCII string holds another byte";
+  return nullptr;
 }
 
 }  // namespace corvane

@@ -20,10 +20,11 @@ class BinaryPropertyListCheck {
  private:
   using Index = BinaryPropertyList::Index;
   using Object = BinaryPropertyList::Object;
+  using Fault = BinaryPropertyList::Fault;
 
-  Result<unsigned> heightOf(Index index, unsigned depth);
-  Result<unsigned> heightBelow(const Object& object, unsigned depth);
-  Result<Done> checkContent(const Object& object);
+  Fault measure(Index index, unsigned depth, unsigned& height);
+  Fault measureBelow(const Object& object, unsigned depth, unsigned& height);
+  Fault checkContent(const Object& object);
 
   const BinaryPropertyList& list_;
   std::vector<std::uint8_t>

@@ -32,11 +32,6 @@ std::size_t widthOf(std::uint64_t value) {
   return value <= UINT32_MAX ? 4 : 8;
 }
 
-bool isAscii(std::string_view text) {
-  return std::all_of(text.begin(), text.end(),
-                     [](char c) { return static_cast<unsigned char>(c) < 0x80; });
-}
-
 /// The code point of the well-formed character at `at`, which moves behind it.
 char32_t nextCodePoint(std::string_view text, std::size_t& at) {
   const auto take = [&] { return static_cast<unsigned char>(text[at++]); };
@@ -176,7 +171,7 @@ void BinaryPropertyListWriter::appendInteger(std::uint64_t integer) {
 }
 
 void BinaryPropertyListWriter::appendText(std::string_view text) {
-  if (isAscii(text)) {
+  if (Unicode::isAscii(text)) {
     appendMarker(0x50, text.size());
     buffer_ += text;
     return;

@@ -23,6 +23,7 @@ inline std::string_view textOf(ByteView bytes) {
 /// The unsigned big-endian integer in the first `width` (0 to 8) bytes of `bytes`, which must be
 /// there.
 inline std::uint64_t bigEndian(ByteView bytes, std::size_t width) {
+  if (width == 1) return std::to_integer<std::uint64_t>(bytes[0]);  // most are
   std::uint64_t value = 0;
   for (std::size_t i = 0; i < width; ++i)
     value = value << 8 | std::to_integer<std::uint64_t>(bytes[i]);

@@ -59,6 +59,17 @@ void appendControl(std::string& text, unsigned byte) {
 
 }  // namespace
 
+bool isAscii(std::string_view text) {
+  std::uint64_t seen = 0;
+  std::size_t at = 0;
+  for (std::uint64_t word = 0; at + sizeof word <= text.size(); at += sizeof word) {
+    std::memcpy(&word, text.data() + at, sizeof word);
+    seen |= word;
+  }
+  for (; at < text.size(); ++at) seen |= byteAt(text, at);
+  return (seen & highBits) == 0;
+}
+
 std::size_t wellFormedLength(std::string_view text, Surrogates surrogates) {
   std::size_t at = 0;
   while (at < text.size()) {

@@ -12,6 +12,9 @@
 /// a UTF-8 reader is the extension taken away again.
 namespace corvane::Unicode {
 
+/// True when `text` has only bytes below 80.
+bool isAscii(std::string_view text);
+
 enum class Surrogates { refused, allowed };
 
 /// The length of the longest well-formed beginning of `text`: UTF-8 as in RFC 3629,

@@ -32,35 +32,20 @@ RequestSignalling::RequestSignalling(Platform::NotificationCenter& center, Queue
     : center_(center),
       queues_(queues),
       prefix_(mainAppIdentifier + ".DARWIN_NOTIFICATION."),
-      replyLimit_(replyLimit) {}
+      replyLimit_(replyLimit),
+      replies_(center) {}
 
-// The count is read before anything can be heard: whatever is heard from then on is new.
-RequestSignalling::ReplyListener::ReplyListener(RequestSignalling& signalling,
-                                                RequestResponseName name,
-                                                const std::string& responseId)
-    : signalling_(signalling),
-      name_(signalling.notificationName(name, responseId)),
-      repliesBefore_(signalling.replies()) {
-  signalling_.center_.observe(name_, [&signalling] { signalling.replyDelivered(); });
-}
-
-RequestSignalling::ReplyListener::~ReplyListener() {
-  signalling_.center_.stopObserving(name_);
-}
-
-bool RequestSignalling::sendRequest(RequestResponseName name, const std::string& responseId) {
+bool RequestSignalling::sendRequest(RequestResponseName name, const std::string& responseId,
+                                    const Begin& begin) {
   bool result = true;
   queues_.requests.sync([&] {
-    if (responseId.empty()) return post(name);
-    const ReplyListener listener(*this, name, responseId);
-    result = postAndWait(name, listener);
+    const bool isAwaited = !responseId.empty();
+    if (isAwaited) replies_.expect(notificationName(name, responseId));
+    result = !begin || begin();
+    if (!result) return;
+    post(name);
+    if (isAwaited) result = awaitReply();
   });
-  return result;
-}
-
-bool RequestSignalling::sendRequest(RequestResponseName name, const ReplyListener& listener) {
-  bool result = false;
-  queues_.requests.sync([&] { result = postAndWait(name, listener); });
   return result;
 }
 
@@ -69,28 +54,10 @@ void RequestSignalling::post(RequestResponseName name) {
   center_.post(notificationName(name));
 }
 
-bool RequestSignalling::postAndWait(RequestResponseName name, const ReplyListener& listener) {
-  post(name);
-  std::unique_lock lock(replyMutex_);
-  const bool came =
-      replyCame_.wait_for(lock, replyLimit_, [&] { return replies_ != listener.repliesBefore_; });
-  lock.unlock();
+bool RequestSignalling::awaitReply() {
+  const bool came = replies_.waitUntil(std::chrono::steady_clock::now() + replyLimit_);
   VCLogCDebug({file, sendFunction}, "After waiting, result: %@", came ? "true" : "false");
   return came;
-}
-
-std::uint64_t RequestSignalling::replies() {
-  const std::lock_guard lock(replyMutex_);
-  return replies_;
-}
-
-/// On the thread of the notifications.
-void RequestSignalling::replyDelivered() {
-  {
-    const std::lock_guard lock(replyMutex_);
-    ++replies_;
-  }
-  replyCame_.notify_all();
 }
 
 void RequestSignalling::setHandler(RequestResponseName name, Handler handler) {

@@ -1,14 +1,12 @@
 #pragma once
 
 #include <chrono>
-#include <condition_variable>
-#include <cstdint>
 #include <functional>
 #include <map>
-#include <mutex>
 #include <string>
 
 #include "Platform/NotificationCenter.h"
+#include "Platform/NotificationMailbox.h"
 #include "VCommons/VCommonsKit/DispatchQueue.h"
 
 namespace corvane {
@@ -37,36 +35,19 @@ class RequestSignalling {
   RequestSignalling(Platform::NotificationCenter& center, Queues queues,
                     const std::string& mainAppIdentifier, std::chrono::milliseconds replyLimit);
 
-  /// Hears the replies to one request from its making to its end, so that a reply counts from
-  /// before the request can be seen: the main application may be awake already, woken by somebody
-  /// else.
-  class ReplyListener {
-   public:
-    /// `responseId`, not empty, says whose replies. `signalling` must outlive this object. Of two
-    /// listeners for one name at the same time the first to end ends both.
-    ReplyListener(RequestSignalling& signalling, RequestResponseName name,
-                  const std::string& responseId);
-    ~ReplyListener();
-    ReplyListener(const ReplyListener&) = delete;
-    ReplyListener& operator=(const ReplyListener&) = delete;
-
-   private:
-    friend class RequestSignalling;
-
-    RequestSignalling& signalling_;
-    const std::string name_;
-    const std::uint64_t repliesBefore_;
-  };
+  /// Makes a request seen; false when it is not to be posted after all.
+  using Begin = std::function<bool()>;
 
   /// Posts `name` and waits for the notification of a reply: true when one came, false when the
   /// limit passed. Any reply that this process hears counts, whoever asked for it; the reader of
   /// the reply looks at its id. With an empty `responseId` there is nothing to wait for: true at
   /// once.
-  bool sendRequest(RequestResponseName name, const std::string& responseId);
-
-  /// The same with a listener that was made before: a reply that has come since then ends the wait
-  /// at once.
-  bool sendRequest(RequestResponseName name, const ReplyListener& listener);
+  ///
+  /// `begin`, if there is one, runs in the request's turn, once replies are heard and before
+  /// anything is posted: the main application may be awake already, woken by somebody else, and
+  /// answer before the post. When it says false, so does this, at once.
+  bool sendRequest(RequestResponseName name, const std::string& responseId,
+                   const Begin& begin = {});
 
   /// Installs, replaces or (with an empty one) removes the handler of `name`. Queued; returns at
   /// once.
@@ -85,10 +66,8 @@ class RequestSignalling {
  private:
   void install(const std::string& name, Handler handler);
   void delivered(const std::string& name);
-  std::uint64_t replies();
-  void replyDelivered();
   void post(RequestResponseName name);
-  bool postAndWait(RequestResponseName name, const ReplyListener& listener);
+  bool awaitReply();
 
   Platform::NotificationCenter& center_;
   const Queues queues_;
@@ -96,9 +75,7 @@ class RequestSignalling {
   const std::chrono::milliseconds replyLimit_;
   std::map<std::string, Handler> handlers_;  // by notification name; only on the queue
 
-  std::mutex replyMutex_;  // guards the count; nobody holds it while posting
-  std::condition_variable replyCame_;
-  std::uint64_t replies_ = 0;  // notifications of replies, ever
+  Platform::NotificationMailbox replies_;  // only in a turn of the queue of requests
 };
 
 }  // namespace corvane

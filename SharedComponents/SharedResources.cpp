@@ -93,6 +93,10 @@ SharedResources::Handler SharedResources::handler(RequestResponseName name) {
   return signalling().handler(name);
 }
 
+void SharedResources::async(DispatchQueue::Task task) {
+  sharedResourcesQueue().async(std::move(task));
+}
+
 Platform::RunningApplications& SharedResources::runningApplications() {
   static auto& applications =
       *new Platform::RunningApplications(containerFolder(), notificationCenter());

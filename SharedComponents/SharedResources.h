@@ -43,6 +43,9 @@ class SharedResources {
   static void setHandler(RequestResponseName name, Handler handler);
   static Handler handler(RequestResponseName name);
 
+  /// Runs `task` on the queue of the handlers, after what was queued before.
+  static void async(DispatchQueue::Task task);
+
   /// The applications that run. Needs the container: without it the process stops.
   static Platform::RunningApplications& runningApplications();
 

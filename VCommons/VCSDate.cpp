@@ -39,6 +39,11 @@ std::size_t runLength(std::string_view pattern, std::size_t at) {
   return (end == std::string_view::npos ? pattern.size() : end) - at;
 }
 
+/// Puts the digits of `number`, not negative, over the zeros that end before `end`.
+void putNumber(std::string& text, std::size_t end, int number) {
+  for (; number > 0; number /= 10) text[--end] = static_cast<char>('0' + number % 10);
+}
+
 bool isDigit(char character) {
   return character >= '0' && character <= '9';
 }
@@ -96,7 +101,16 @@ std::optional<Date> parsed(std::string_view text, std::string_view pattern) {
 }
 
 std::string iso8601String(Date date) {
-  return formatted(date, isoPattern) + "+00:00";
+  const auto [year, month, day, hour, minute, second, millisecond] = fieldsOf(date);
+  std::string text = "0000-00-00T00:00:00.000+00:00";
+  putNumber(text, 4, year);
+  putNumber(text, 7, month);
+  putNumber(text, 10, day);
+  putNumber(text, 13, hour);
+  putNumber(text, 16, minute);
+  putNumber(text, 19, second);
+  putNumber(text, 23, millisecond);
+  return text;
 }
 
 std::optional<Date> dateWithISO8601String(std::optional<std::string_view> text) {

@@ -5,6 +5,7 @@
 
 #include "Platform/MainQueue.h"
 #include "Platform/Threads.h"
+#include "VCommons/VCommonsKit/LentThread.h"
 #include "VCommons/VCommonsKit/VCLog.h"
 
 namespace corvane {
@@ -30,12 +31,31 @@ void BrowserChannel::listen() {
 
 void BrowserChannel::readUntilEnd() {
   Platform::nameThisThread("StandardInput");
+  LentThread thisThread;
   for (;;) {
     FrameReader::Frame frame = reader_.readOne();
     if (frame.isEndOfInput) break;
     if (frame.message) processor_(std::move(*frame.message), makeReply());
+    thisThread.useTurn();  // the handler, which does not wait
+    if (!thisThread.hasTurn()) continue;
+    offerReading();
+    while (thisThread.hasTurn()) thisThread.useTurn();  // an exchange, which does
+    if (!readingTurn_->takeBack()) readingTurn_->await();
   }
   inputEnded();
+}
+
+/// Lets another thread read the frame that comes while this one waits for an exchange. Two are
+/// enough: there is one exchange at a time, so the other one is not in any, or about to leave it.
+void BrowserChannel::offerReading() {
+  if (!readingTurn_) {
+    readingTurn_.emplace(reader_.descriptor());
+    std::thread([this] {
+      readingTurn_->await();
+      readUntilEnd();
+    }).detach();
+  }
+  readingTurn_->offer(reader_.hasReadAhead());
 }
 
 BrowserChannel::Reply BrowserChannel::makeReply() {

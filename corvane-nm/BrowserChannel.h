@@ -3,9 +3,11 @@
 #include <atomic>
 #include <chrono>
 #include <functional>
+#include <optional>
 #include <utility>
 
 #include "Base/UniqueFunction.h"
+#include "Platform/ReadingTurn.h"
 #include "corvane-nm/FrameReader.h"
 #include "corvane-nm/FrameWriter.h"
 
@@ -25,9 +27,12 @@ class BrowserChannel {
     std::chrono::milliseconds lastFrame;  ///< how much longer a frame under way may take to get out
   };
 
-  /// `processor` is called on the reading thread, for one message after the other. `leave` ends the
-  /// process with status 0; it is called, on the reading thread, if the main thread is still
-  /// inside a write once the last slice and the time for a frame have passed.
+  /// `processor` is called on the reading thread, for one message after the other. That thread
+  /// lends itself (LentThread): the queue's turn that a call leaves there is used before the next
+  /// frame is read, and must not wait for anything; the turns that this one leaves may, as somebody
+  /// else reads then. `leave` ends the process with status 0; it is called, on the reading thread,
+  /// if the main thread is still inside a write once the last slice and the time for a frame have
+  /// passed.
   BrowserChannel(int input, int output, Processor processor, Limits limits,
                  std::function<void()> leave);
 
@@ -60,6 +65,7 @@ class BrowserChannel {
   };
 
   void readUntilEnd();
+  void offerReading();
   Reply makeReply();
   void messageDone();
   void endLastSlice();
@@ -70,6 +76,8 @@ class BrowserChannel {
   const Processor processor_;
   const Limits limits_;
   const std::function<void()> leave_;
+
+  std::optional<Platform::ReadingTurn> readingTurn_;  // set when there is a second reader
 
   bool readerIsInstalled_ = false;  // main thread only
   bool isAllAnswered_ = false;      // main thread only: no more answer is to come

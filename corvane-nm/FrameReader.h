@@ -29,6 +29,11 @@ class FrameReader {
   /// `descriptor` stays the caller's and must stay open.
   explicit FrameReader(int descriptor) : descriptor_(descriptor) {}
 
+  [[nodiscard]] int descriptor() const { return descriptor_; }
+
+  /// Whether something of the next frame was read already.
+  [[nodiscard]] bool hasReadAhead() const { return aheadStart_ < aheadEnd_; }
+
   /// Waits for one whole frame, or for the end of input.
   Frame readOne();
 

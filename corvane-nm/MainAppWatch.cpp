@@ -36,11 +36,26 @@ void MainAppWatch::takeFirstCount() {
 }
 
 void MainAppWatch::observeMainApp(Observe observe) {
-  Platform::MainQueue::async([this, observe = std::move(observe)] {
+  SharedResources::async([this, observe = std::move(observe)] {
     const auto instances = observe(
-        [this](int count) { Platform::MainQueue::async([this, count] { checkRunning(count); }); });
-    if (instances) checkRunning(*instances);
+        [this](int count) { Platform::MainQueue::async([this, count] { changed(count); }); });
+    Platform::MainQueue::async([this, instances] { observationBegan(instances); });
   });
+}
+
+/// What changes after the observation began may be told here before that is.
+void MainAppWatch::changed(int instances) {
+  if (isObserving_) {
+    checkRunning(instances);
+  } else {
+    earlyChanges_.push_back(instances);
+  }
+}
+
+void MainAppWatch::observationBegan(std::optional<int> instances) {
+  isObserving_ = true;
+  if (instances) checkRunning(*instances);
+  for (const int early : std::exchange(earlyChanges_, {})) checkRunning(early);
 }
 
 void MainAppWatch::checkRunning(int instances) {

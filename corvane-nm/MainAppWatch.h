@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <optional>
+#include <vector>
 
 #include "corvane-nm/BrowserChannel.h"
 
@@ -26,9 +27,9 @@ class MainAppWatch {
   /// Notes whether the main application runs. On the main thread.
   void takeFirstCount();
 
-  /// From the first turn of the main queue on, raiseAppSate() is called there once each time that
-  /// the last instance has ended, counted from takeFirstCount(). Only then `observe` is called, so
-  /// that the first frame is read beside it. On the main thread, before its queue turns.
+  /// From now on raiseAppSate() is called on the main queue once each time that the last instance
+  /// has ended, counted from takeFirstCount(). `observe` is called on the queue of the handlers, so
+  /// that the first frame is read and answered beside it.
   void observeMainApp(Observe observe);
 
   /// Asks for the application state and pushes the answer to the browser, under an identifier of
@@ -39,12 +40,18 @@ class MainAppWatch {
   static void prepare();
 
  private:
+  void changed(int instances);
+  void observationBegan(std::optional<int> instances);
   void checkRunning(int instances);
 
   const BrowserChannel::Processor process_;
   const std::function<void(const JsonObject&)> send_;
   const std::function<bool()> isMainAppRunning_;
-  bool mainAppWasRunning_ = false;  // main thread only
+
+  // Main thread only.
+  bool mainAppWasRunning_ = false;
+  bool isObserving_ = false;
+  std::vector<int> earlyChanges_;
 };
 
 }  // namespace corvane

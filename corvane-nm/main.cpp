@@ -31,7 +31,8 @@ void startLogging() {
 }
 
 bool isMainAppRunning() {
-  return SharedResources::runningApplications().isRunning(Configuration::MainAppBundleIdentifier);
+  static const auto& identifier = *new std::string(Configuration::MainAppBundleIdentifier);
+  return SharedResources::runningApplications().isRunning(identifier);
 }
 
 bool launchMainApp() {

@@ -50,6 +50,10 @@ OwnedDescriptor open(const std::string& containerFolder, const std::string& bund
   return Folders::open(containerFolder + "/" + registryName + "/" + bundleIdentifier);
 }
 
+std::array<std::string, 2> pathOf(const std::string& bundleIdentifier) {
+  return {registryName, bundleIdentifier};
+}
+
 Result<OwnedDescriptor> make(const std::string& containerFolder,
                              const std::string& bundleIdentifier) {
   const OwnedDescriptor container = Folders::open(containerFolder);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <string>
 
 #include "Base/Result.h"
@@ -21,6 +22,10 @@ std::string launchedName(const std::string& bundleIdentifier);
 /// The whole registry, and the folder of one application in it; none when it isn't there.
 OwnedDescriptor open(const std::string& containerFolder);
 OwnedDescriptor open(const std::string& containerFolder, const std::string& bundleIdentifier);
+
+/// The names that lead from the container to the folder of one application, which need not be
+/// there.
+std::array<std::string, 2> pathOf(const std::string& bundleIdentifier);
 
 /// Like `open`, but makes what is missing; never the container.
 Result<OwnedDescriptor> make(const std::string& containerFolder,

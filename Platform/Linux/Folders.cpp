@@ -41,7 +41,7 @@ std::vector<std::string> entries(const OwnedDescriptor& folder) {
 bool isVisibleName(std::string_view name) {
   constexpr std::size_t longest = 255;
   return !name.empty() && name.size() <= longest && name.front() != '.' &&
-         name.find_first_of(std::string_view("/\0", 2)) == std::string_view::npos;
+         name.find('/') == std::string_view::npos && name.find('\0') == std::string_view::npos;
 }
 
 }  // namespace corvane::Platform::Folders

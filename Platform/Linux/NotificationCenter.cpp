@@ -1,16 +1,23 @@
 #include "Platform/NotificationCenter.h"
 
-#include <unistd.h>
-
 #include <utility>
 
-#include "Platform/Linux/Folders.h"
 #include "Platform/Linux/NotificationCenterImplementation.h"
-#include "Platform/Linux/NotificationPost.h"
 #include "Platform/Linux/ProcessFileName.h"
 #include "Platform/SystemLog.h"
 
 namespace corvane::Platform {
+namespace {
+
+/// Observers are kept with open descriptors: for so many names at most.
+constexpr std::size_t mostNamesKept = 32;
+
+void recordDeafness(const std::string& name, const Failure& failure) {
+  SystemLog::write(SystemLog::Severity::error,
+                   "cannot observe \"" + name + "\": " + failure.description());
+}
+
+}  // namespace
 
 NotificationCenter::Implementation::Implementation(std::string containerFolder)
     : containerFolder_(std::move(containerFolder)), thread_("notifications") {}
@@ -30,44 +37,92 @@ bool NotificationCenter::Implementation::observe(const std::string& name, Callba
     if (!result) callbacks_.remove(name);
   }
   if (result) return true;
-  SystemLog::write(SystemLog::Severity::error,
-                   "cannot observe \"" + name + "\": " + result.failure().description());
+  recordDeafness(name, result.failure());
   return false;
 }
 
 /// Makes all that is missing for hearing `name`. With `setupMutex_` held.
 Result<Done> NotificationCenter::Implementation::listen(const std::string& name) {
   if (!socket_) {
-    if (auto opened = openSocket(name); !opened) return opened;
+    if (auto opened = openSocket(); !opened) return opened;
   }
-  if (!linkedNames_.contains(name)) {
-    if (auto linked = folders_->link(socketName_, name); !linked) return linked;
-    linkedNames_.insert(name);
+  return link(socketName_, name);
+}
+
+/// Binds the socket of the callbacks and begins to receive. With `setupMutex_` held.
+Result<Done> NotificationCenter::Implementation::openSocket() {
+  if (auto started = thread_.start(); !started) return started;
+  auto socket = bind(socketName_);
+  if (!socket) return socket.failure();
+  const int descriptor = socket->descriptor();
+  socket_ = std::move(socket).value();
+  if (auto added = thread_.add(descriptor, [this] { receive(); }); !added) {
+    removeLinks(socketName_);
+    socket_.reset();
+    return added;
   }
   return Done{};
 }
 
-/// Binds the socket, begins to receive and removes what dead processes left. With `setupMutex_`
-/// held.
-Result<Done> NotificationCenter::Implementation::openSocket(const std::string& name) {
-  auto folders = NotificationFolders::open(containerFolder_);
-  if (!folders) return folders.failure();
-  if (auto started = thread_.start(); !started) return started;
-  const std::string socketName = ProcessFileName::make();
-  auto socket =
-      NotificationSocket::bind(folders->folder(), NotificationFolders::hidden(socketName));
-  if (!socket) return socket.failure();
-  const int descriptor = socket->descriptor();
-  folders_ = std::move(folders).value();
-  socket_ = std::move(socket).value();
-  socketName_ = socketName;
-  if (auto added = thread_.add(descriptor, [this] { receive(); }); !added) {
-    folders_->removeSocket(socketName_);
-    socket_.reset();
-    return added;
+/// Binds a new socket under the name that it gives; the first one removes what dead processes left.
+/// With `setupMutex_` held.
+Result<NotificationSocket> NotificationCenter::Implementation::bind(std::string& socketName) {
+  const bool isFirst = !folders_;
+  if (isFirst) {
+    auto folders = NotificationFolders::open(containerFolder_);
+    if (!folders) return folders.failure();
+    folders_ = std::move(folders).value();
   }
-  folders_->clean(name);
-  return Done{};
+  const std::string name = ProcessFileName::make();
+  auto socket = NotificationSocket::bind(folders_->folder(), NotificationFolders::hidden(name));
+  if (socket) {
+    socketName = name;
+    links_[name];
+    if (isFirst) folders_->clean();
+  }
+  return socket;
+}
+
+/// With `setupMutex_` held.
+Result<Done> NotificationCenter::Implementation::link(const std::string& socketName,
+                                                      const std::string& name) {
+  auto& names = links_[socketName];
+  if (names.contains(name)) return Done{};
+  auto linked = folders_->link(socketName, name);
+  if (linked) names.insert(name);
+  return linked;
+}
+
+std::optional<NotificationSocket> NotificationCenter::Implementation::bindMailbox(
+    std::string& socketName) {
+  const std::lock_guard lock(setupMutex_);
+  if (isWithdrawn_) return std::nullopt;
+  auto socket = bind(socketName);
+  if (socket) return std::move(socket).value();
+  recordDeafness("replies", socket.failure());
+  return std::nullopt;
+}
+
+bool NotificationCenter::Implementation::linkMailbox(const std::string& socketName,
+                                                     const std::string& name) {
+  const std::lock_guard lock(setupMutex_);
+  if (isWithdrawn_) return false;
+  if (!NotificationFolders::isName(name)) return false;
+  const auto linked = link(socketName, name);
+  if (!linked) recordDeafness(name, linked.failure());
+  return static_cast<bool>(linked);
+}
+
+void NotificationCenter::Implementation::removeSocket(const std::string& socketName) {
+  const std::lock_guard lock(setupMutex_);
+  if (!isWithdrawn_) removeLinks(socketName);
+}
+
+/// With `setupMutex_` held.
+void NotificationCenter::Implementation::removeLinks(const std::string& socketName) {
+  for (const std::string& name : links_[socketName]) folders_->unlink(socketName, name);
+  folders_->removeSocket(socketName);
+  links_.erase(socketName);
 }
 
 /// On the thread, when the socket can be read.
@@ -86,22 +141,19 @@ void NotificationCenter::Implementation::stopObserving(const std::string& name) 
   callbacks_.awaitEnd(name);
 }
 
-/// Opens the folder anew: a process that only posts makes none.
-void NotificationCenter::Implementation::post(const std::string& name) const {
+/// Makes no folder: where there is none, nobody observes.
+void NotificationCenter::Implementation::post(const std::string& name) {
   if (!NotificationFolders::isName(name)) return;
-  const std::string path = containerFolder_ + "/Notifications/" + name;
-  const OwnedDescriptor observers = Folders::open(path);
-  if (observers && postNotification(observers, name))
-    ::rmdir(path.c_str());  // unless somebody is left in it
+  const std::lock_guard lock(postMutex_);
+  if (connections_.size() >= mostNamesKept && !connections_.contains(name)) connections_.clear();
+  connections_.try_emplace(name, containerFolder_ + "/Notifications/" + name)
+      .first->second.send(name);
 }
 
 void NotificationCenter::Implementation::withdraw() {
   const std::lock_guard lock(setupMutex_);
   isWithdrawn_ = true;
-  if (socket_) {
-    for (const std::string& name : linkedNames_) folders_->unlink(socketName_, name);
-    folders_->removeSocket(socketName_);
-  }
+  while (!links_.empty()) removeLinks(std::string(links_.begin()->first));
   thread_.stop();  // at most one callback from its end, and those only queue
   socket_.reset();
   folders_.reset();

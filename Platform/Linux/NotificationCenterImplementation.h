@@ -1,5 +1,6 @@
 #pragma once
 
+#include <map>
 #include <mutex>
 #include <optional>
 #include <set>
@@ -8,6 +9,7 @@
 #include "Base/Result.h"
 #include "Platform/Linux/EventThread.h"
 #include "Platform/Linux/NotificationCallbacks.h"
+#include "Platform/Linux/NotificationConnections.h"
 #include "Platform/Linux/NotificationFolders.h"
 #include "Platform/Linux/NotificationSocket.h"
 #include "Platform/NotificationCenter.h"
@@ -25,8 +27,16 @@ class NotificationCenter::Implementation {
 
   bool observe(const std::string& name, Callback callback);
   void stopObserving(const std::string& name);
-  void post(const std::string& name) const;
+  void post(const std::string& name);
   void withdraw();
+
+  /// Binds another socket, for the mailbox that reads it, and gives its name; nothing, with a
+  /// record in the system log, when that fails.
+  std::optional<NotificationSocket> bindMailbox(std::string& socketName);
+  /// Links that socket into the folder of `name`, unless it is there. False like bindMailbox.
+  bool linkMailbox(const std::string& socketName, const std::string& name);
+  /// Takes the socket and its links away.
+  void removeSocket(const std::string& socketName);
 
   /// The thread that receives; it runs from the first name that is observed to `withdraw`. Whatever
   /// else the process must hear of may be received there too.
@@ -34,18 +44,25 @@ class NotificationCenter::Implementation {
 
  private:
   Result<Done> listen(const std::string& name);
-  Result<Done> openSocket(const std::string& name);
+  Result<Done> openSocket();
+  Result<NotificationSocket> bind(std::string& socketName);
+  Result<Done> link(const std::string& socketName, const std::string& name);
+  void removeLinks(const std::string& socketName);
   void receive();
 
   const std::string containerFolder_;
   NotificationCallbacks callbacks_;
+
+  std::mutex postMutex_;  // guards the observers of others, one post at a time
+  std::map<std::string, NotificationConnections>
+      connections_;  // by the names that this process posts
 
   std::mutex
       setupMutex_;  // guards what this process has in the file system, and the life of the thread
   std::optional<NotificationFolders> folders_;
   std::optional<NotificationSocket> socket_;  // read by the thread alone, from its start to its end
   std::string socketName_;
-  std::set<std::string> linkedNames_;
+  std::map<std::string, std::set<std::string>> links_;  // of each socket: the names
   bool isWithdrawn_ = false;
   EventThread thread_;
 };

@@ -32,18 +32,17 @@ bool isOld(const OwnedDescriptor& folder, const std::string& entry) {
          std::chrono::system_clock::now() - changeTime(status) > longestBinding;
 }
 
-void cleanHidden(const NotificationSender& probe, const OwnedDescriptor& folder,
-                 const std::string& entry) {
+void cleanHidden(const OwnedDescriptor& folder, const std::string& entry) {
   const auto process = ProcessFileName::processOf(std::string_view(entry).substr(1));
   if (process && ProcessFileName::isGone(*process) && isOld(folder, entry) &&
-      probe.isDead(folder, entry)) {
+      NotificationSocket::isDead(folder, entry)) {
     ::unlinkat(folder.number(), entry.c_str(), 0);
   }
 }
 
-void cleanName(const NotificationSender& probe, const OwnedDescriptor& folder) {
+void cleanName(const OwnedDescriptor& folder) {
   for (const std::string& entry : Folders::entries(folder)) {
-    if (probe.isDead(folder, entry)) ::unlinkat(folder.number(), entry.c_str(), 0);
+    if (NotificationSocket::isDead(folder, entry)) ::unlinkat(folder.number(), entry.c_str(), 0);
   }
 }
 
@@ -86,15 +85,14 @@ void NotificationFolders::removeSocket(const std::string& socketName) const {
   ::unlinkat(folder_.number(), hidden(socketName).c_str(), 0);
 }
 
-void NotificationFolders::clean(const std::string& keptName) const {
-  const NotificationSender probe;
+void NotificationFolders::clean() const {
   for (const std::string& entry : Folders::entries(folder_)) {
     if (entry.front() == '.') {
-      cleanHidden(probe, folder_, entry);
+      cleanHidden(folder_, entry);
       continue;
     }
-    if (const OwnedDescriptor names = Folders::open(folder_, entry)) cleanName(probe, names);
-    if (entry != keptName) ::unlinkat(folder_.number(), entry.c_str(), AT_REMOVEDIR);
+    if (const OwnedDescriptor names = Folders::open(folder_, entry)) cleanName(names);
+    ::unlinkat(folder_.number(), entry.c_str(), AT_REMOVEDIR);
   }
 }
 

@@ -39,9 +39,9 @@ class NotificationFolders {
   /// Takes the hidden name of the socket away.
   void removeSocket(const std::string& socketName) const;
 
-  /// Removes what dead processes left: their sockets, and empty folders but that of `keptName`.
-  /// Leaves alone what is no socket.
-  void clean(const std::string& keptName) const;
+  /// Removes what dead processes left: their sockets, and empty folders. Leaves alone what is no
+  /// socket.
+  void clean() const;
 
  private:
   explicit NotificationFolders(OwnedDescriptor folder) : folder_(std::move(folder)) {}

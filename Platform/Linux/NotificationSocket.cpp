@@ -53,36 +53,20 @@ std::optional<std::string_view> NotificationSocket::receive() {
   return std::string_view(buffer_.data(), size);
 }
 
-NotificationSender::NotificationSender() : socket_(makeSocket()) {}
-
-bool NotificationSender::send(const OwnedDescriptor& folder, const std::string& name,
-                              const std::string& datagram) const {
-  const auto address = addressOf(folder, name);
-  if (!address) {
-    errno = ENAMETOOLONG;
-    return false;
-  }
-  return ::sendto(socket_.number(), datagram.data(), datagram.size(), MSG_DONTWAIT, plain(*address),
-                  sizeof *address) >= 0;
-}
-
-OwnedDescriptor NotificationSender::connectedTo(const OwnedDescriptor& folder,
+OwnedDescriptor NotificationSocket::connectedTo(const OwnedDescriptor& folder,
                                                 const std::string& name) {
   OwnedDescriptor socket = makeSocket();
   const auto address = addressOf(folder, name);
+  if (!address) errno = ENAMETOOLONG;
   const bool isConnected =
       socket && address && ::connect(socket.number(), plain(*address), sizeof *address) == 0;
   return isConnected ? std::move(socket) : OwnedDescriptor();
 }
 
-bool NotificationSender::isDead(const OwnedDescriptor& folder, const std::string& name) const {
+bool NotificationSocket::isDead(const OwnedDescriptor& folder, const std::string& name) {
   struct stat status = {};
   if (::fstatat(folder.number(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) return false;
-  if (!S_ISSOCK(status.st_mode)) return false;
-  const auto address = addressOf(folder, name);
-  if (!address) return false;
-  return ::connect(socket_.number(), plain(*address), sizeof *address) != 0 &&
-         errno == ECONNREFUSED;
+  return S_ISSOCK(status.st_mode) && !connectedTo(folder, name) && errno == ECONNREFUSED;
 }
 
 }  // namespace corvane::Platform

@@ -21,6 +21,14 @@ class NotificationSocket {
   /// Binds a new socket under `name` in `folder`.
   static Result<NotificationSocket> bind(const OwnedDescriptor& folder, const std::string& name);
 
+  /// A new socket that reaches only the socket `name` in `folder`; none, with errno set, when that
+  /// can't be reached: ECONNREFUSED if nobody has it open any more.
+  static OwnedDescriptor connectedTo(const OwnedDescriptor& folder, const std::string& name);
+
+  /// Whether nobody has the socket `name` in `folder` open any more. False for all else, be it no
+  /// socket.
+  static bool isDead(const OwnedDescriptor& folder, const std::string& name);
+
   /// Takes the next datagram, without waiting for one, and gives its text, valid until the next
   /// call; "" when there is none or when it is longer than any name. Nothing when the system fails.
   /// One thread at a time.
@@ -34,27 +42,6 @@ class NotificationSocket {
 
   OwnedDescriptor socket_;
   std::array<char, longestNotificationName + 1> buffer_ = {};
-};
-
-/// An unbound socket from which others are reached. One thread at a time.
-class NotificationSender {
- public:
-  NotificationSender();
-
-  /// Sends `datagram` to the socket `name` in `folder` without waiting. When that fails it is
-  /// false, and errno says why: EAGAIN for a queue that is full.
-  [[nodiscard]] bool send(const OwnedDescriptor& folder, const std::string& name,
-                          const std::string& datagram) const;
-
-  /// A new socket that reaches only the socket `name` in `folder`; none when that is dead.
-  static OwnedDescriptor connectedTo(const OwnedDescriptor& folder, const std::string& name);
-
-  /// Whether nobody has the socket `name` in `folder` open any more. False for all else, be it no
-  /// socket.
-  [[nodiscard]] bool isDead(const OwnedDescriptor& folder, const std::string& name) const;
-
- private:
-  OwnedDescriptor socket_;
 };
 
 }  // namespace corvane::Platform

@@ -7,6 +7,7 @@
 
 #include "Platform/Linux/ApplicationObservation.h"
 #include "Platform/Linux/ApplicationRegistry.h"
+#include "Platform/Linux/FolderStamp.h"
 #include "Platform/Linux/Folders.h"
 #include "Platform/Linux/NotificationCenterImplementation.h"
 #include "Platform/Linux/ProcessFileName.h"
@@ -25,6 +26,30 @@ std::vector<RunningInstance> instancesIn(const OwnedDescriptor& folder) {
   return instances;
 }
 
+/// What `isRunning` has found, so that it need not look again: while the instance still runs, or
+/// while nothing has come into the folder in which there was none.
+struct Look {
+  OwnedDescriptor folder;  // the application's, or the nearest above it that there is
+  FolderStamp stamp;
+  std::optional<RunningInstance> instance;
+};
+
+Look lookFor(const std::string& containerFolder, const std::string& bundleIdentifier) {
+  Look look;
+  if (!Folders::isVisibleName(bundleIdentifier)) return look;
+  look.folder = Folders::open(containerFolder);
+  for (const std::string& next : ApplicationRegistry::pathOf(bundleIdentifier)) {
+    look.stamp = FolderStamp(look.folder);
+    OwnedDescriptor below = Folders::open(look.folder, next);
+    if (!below) return look;
+    look.folder = std::move(below);
+  }
+  look.stamp = FolderStamp(look.folder);
+  auto running = instancesIn(look.folder);
+  if (!running.empty()) look.instance = std::move(running.front());
+  return look;
+}
+
 }  // namespace
 
 struct RunningApplications::Observations {
@@ -32,10 +57,9 @@ struct RunningApplications::Observations {
   std::map<std::string, std::shared_ptr<ApplicationObservation>> byIdentifier;
 };
 
-/// What `isRunning` has found, so that it need not search again while that still runs.
 struct RunningApplications::Found {
   std::mutex mutex;  // guards what is below
-  std::map<std::string, RunningInstance> byIdentifier;
+  std::map<std::string, Look> byIdentifier;
 };
 
 RunningApplications::RunningApplications(std::string containerFolder, NotificationCenter& center)
@@ -58,14 +82,11 @@ int RunningApplications::instancesOf(const std::string& bundleIdentifier) const 
 
 bool RunningApplications::isRunning(const std::string& bundleIdentifier) const {
   const std::lock_guard lock(found_->mutex);
-  auto& known = found_->byIdentifier;
-  const auto found = known.find(bundleIdentifier);
-  if (found != known.end() && !found->second.hasEnded()) return true;
-  if (found != known.end()) known.erase(found);
-  auto running = instancesIn(ApplicationRegistry::open(containerFolder_, bundleIdentifier));
-  if (running.empty()) return false;
-  known.emplace(bundleIdentifier, std::move(running.front()));
-  return true;
+  Look& known = found_->byIdentifier[bundleIdentifier];
+  const bool isKnown = known.instance ? !known.instance->hasEnded()
+                                      : known.folder && known.stamp.holdsFor(known.folder);
+  if (!isKnown) known = lookFor(containerFolder_, bundleIdentifier);
+  return known.instance.has_value();
 }
 
 std::optional<RunningApplication> RunningApplications::applicationOf(

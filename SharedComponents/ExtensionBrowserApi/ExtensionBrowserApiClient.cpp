@@ -168,8 +168,8 @@ void ExtensionBrowserApiClient::updateApp(ErrorReply reply) {
 
 /// Queues one exchange.
 void ExtensionBrowserApiClient::through(Command action, Body body, BodyReply reply) {
-  link_.workQueue.async([weak = weak_from_this(), action, body = std::move(body),
-                         reply = std::move(reply)]() mutable {
+  link_.workQueue.asyncLent([weak = weak_from_this(), action, body = std::move(body),
+                             reply = std::move(reply)]() mutable {
     if (const auto self = weak.lock()) self->exchange(action, std::move(body), std::move(reply));
   });
 }
@@ -193,15 +193,16 @@ void ExtensionBrowserApiClient::exchange(Command action, Body body, BodyReply re
 }
 
 /// Appends the request, tells the main application, and waits until that says that it has answered.
-/// It listens before it appends: a main application that another process woke may answer at once.
 ExtensionBrowserApiClient::Outcome ExtensionBrowserApiClient::request(Command action, Body body) {
-  const RequestSignalling::ReplyListener listener(link_.signalling, RequestResponseName::exchange,
-                                                  link_.clientIdentifier);
-  if (!link_.exchange.setExchange(requestKey, link_.clientIdentifier, std::string(rawValue(action)),
-                                  std::move(body))) {
-    return Outcome::refused;
-  }
-  const bool isAnswered = link_.signalling.sendRequest(RequestResponseName::exchange, listener);
+  bool isAppended = false;
+  const auto append = [&] {
+    isAppended = link_.exchange.setExchange(requestKey, link_.clientIdentifier,
+                                            std::string(rawValue(action)), std::move(body));
+    return isAppended;
+  };
+  const bool isAnswered =
+      link_.signalling.sendRequest(RequestResponseName::exchange, link_.clientIdentifier, append);
+  if (!isAppended) return Outcome::refused;
   return isAnswered ? Outcome::answered : Outcome::timedOut;
 }
 

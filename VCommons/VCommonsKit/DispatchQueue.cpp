@@ -4,6 +4,7 @@
 
 #include "Platform/HardStop.h"
 #include "Platform/Threads.h"
+#include "VCommons/VCommonsKit/LentThread.h"
 
 namespace corvane {
 namespace {
@@ -23,23 +24,42 @@ DispatchQueue::DispatchQueue(std::string label) : label_(std::move(label)) {}
 
 DispatchQueue::~DispatchQueue() {
   {
-    const std::lock_guard lock(mutex_);
-    ending_ = true;
+    std::unique_lock lock(mutex_);
+    ++drainers_;
+    progress_.wait(lock, [this] { return completed_ == submitted_; });
+    isEnding_ = true;
   }
-  workerHasWork_.notify_one();
-  if (worker_.joinable()) worker_.join();
+  if (!worker_.joinable()) return;
+  workersTurn_.post();
+  worker_.join();
 }
 
 void DispatchQueue::async(Task task) {
-  std::unique_lock lock(mutex_);
-  items_.push_back({std::move(task), nullptr});
-  ++submitted_;
-  if (!worker_.joinable()) {
-    worker_ = std::thread([this] { work(); });
-  } else if (!busy_ && items_.size() == 1) {  // otherwise whoever runs now wakes the next
-    lock.unlock();
-    workerHasWork_.notify_one();
+  if (queueAndTakeFreeTurn(std::move(task))) giveTurnToWorker();
+}
+
+void DispatchQueue::asyncLent(Task task) {
+  if (!queueAndTakeFreeTurn(std::move(task))) return;
+  if (LentThread* const here = LentThread::current(); here != nullptr) {
+    here->turns_.push_back(this);
+  } else {
+    giveTurnToWorker();
   }
+}
+
+/// Queues `task`; true when nobody had the turn, which is the caller's now. Otherwise whoever has
+/// it comes to the task.
+bool DispatchQueue::queueAndTakeFreeTurn(Task task) {
+  const std::lock_guard lock(mutex_);
+  ++submitted_;
+  items_.push_back({std::move(task), nullptr});
+  return !std::exchange(hasTurn_, true);
+}
+
+/// By who has the turn.
+void DispatchQueue::giveTurnToWorker() {
+  if (!worker_.joinable()) worker_ = std::thread([this] { work(); });
+  workersTurn_.post();
 }
 
 bool DispatchQueue::drain(std::chrono::milliseconds limit) {
@@ -61,36 +81,45 @@ bool DispatchQueue::isCurrent() const {
 
 void DispatchQueue::work() {
   Platform::nameThisThread(label_);
+  for (;;) {
+    workersTurn_.wait();
+    if (isEnding_) return;
+    useTurn();
+  }
+}
+
+/// Runs tasks on this thread, which has the turn, until none is first in the queue, and passes the
+/// turn on.
+void DispatchQueue::useTurn() {
   const detail::RunningOnQueue running(*this);
   std::unique_lock lock(mutex_);
-  for (;;) {
-    workerHasWork_.wait(lock, [this] {
-      if (busy_) return false;
-      return items_.empty() ? ending_ : static_cast<bool>(items_.front().task);
-    });
-    if (items_.empty()) return;
+  while (!items_.empty() && items_.front().task) {
     Task task = std::move(items_.front().task);
     items_.pop_front();
-    busy_ = true;
     lock.unlock();
     task();
     task = {};  // what the task owns goes while the queue is still its own
     lock.lock();
-    finishOne();
+    countRun();
   }
+  passTurnOn();
 }
 
-/// Ends the turn of whoever ran and wakes the next one. The lock is held.
-void DispatchQueue::finishOne() {
-  busy_ = false;
+/// The lock is held.
+void DispatchQueue::countRun() {
   ++completed_;
   if (drainers_ > 0) progress_.notify_all();
+}
+
+/// By who has the turn. The lock is held.
+void DispatchQueue::passTurnOn() {
   if (items_.empty()) {
-    if (ending_) workerHasWork_.notify_one();
-  } else if (items_.front().callersTurn != nullptr) {
-    items_.front().callersTurn->notify_one();
-  } else if (!(worker_.joinable() && worker_.get_id() == std::this_thread::get_id())) {
-    workerHasWork_.notify_one();
+    hasTurn_ = false;
+  } else if (auto* const callersTurn = items_.front().callersTurn; callersTurn != nullptr) {
+    items_.pop_front();
+    callersTurn->post();
+  } else {
+    giveTurnToWorker();
   }
 }
 
@@ -99,18 +128,17 @@ DispatchQueue::Turn::Turn(DispatchQueue& queue) : queue_(queue) {
     Platform::hardStop("sync on the serial queue \"" + queue.label_ + "\" from itself");
   std::unique_lock lock(queue.mutex_);
   ++queue.submitted_;
-  if (queue.busy_ || !queue.items_.empty()) {
-    std::condition_variable myTurn;
-    queue.items_.push_back({{}, &myTurn});
-    myTurn.wait(lock, [&] { return !queue.busy_ && queue.items_.front().callersTurn == &myTurn; });
-    queue.items_.pop_front();
-  }
-  queue.busy_ = true;
+  if (!std::exchange(queue.hasTurn_, true)) return;
+  Platform::Semaphore myTurn;
+  queue.items_.push_back({{}, &myTurn});
+  lock.unlock();
+  myTurn.wait();
 }
 
 DispatchQueue::Turn::~Turn() {
   const std::lock_guard lock(queue_.mutex_);
-  queue_.finishOne();
+  queue_.countRun();
+  queue_.passTurnOn();
 }
 
 }  // namespace corvane

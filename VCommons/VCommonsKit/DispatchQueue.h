@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
@@ -9,6 +10,7 @@
 #include <thread>
 
 #include "Base/UniqueFunction.h"
+#include "Platform/Semaphore.h"
 
 namespace corvane {
 
@@ -49,6 +51,11 @@ class DispatchQueue {
   /// Queues `task` and returns at once.
   void async(Task task);
 
+  /// The same, without waking another thread when it can be helped: if this thread lends itself
+  /// (LentThread) and the queue is idle, the queue's turn waits until this thread runs the task.
+  /// For callers who return to that `LentThread` without waiting for anything.
+  void asyncLent(Task task);
+
   /// Runs `body` on this thread after all that was queued before, and returns when it has run.
   /// Calling it from a task of this same queue can never succeed and ends the process with the
   /// queue's name.
@@ -79,26 +86,32 @@ class DispatchQueue {
     DispatchQueue& queue_;
   };
 
+  friend class LentThread;
+
   struct Item {
-    Task task;                                       // empty for a caller of `sync`
-    std::condition_variable* callersTurn = nullptr;  // set for a caller of `sync`
+    Task task;                                   // empty for a caller of `sync`
+    Platform::Semaphore* callersTurn = nullptr;  // set for a caller of `sync`
   };
 
+  bool queueAndTakeFreeTurn(Task task);
+  void giveTurnToWorker();
   void work();
-  void finishOne();
+  void useTurn();
+  void countRun();
+  void passTurnOn();
 
   const std::string label_;
-  std::mutex mutex_;  // guards all below
-  std::condition_variable
-      workerHasWork_;  // the front is a task and its turn has come, or the queue ends
+  std::thread worker_;               // for who has the turn
+  Platform::Semaphore workersTurn_;  // posted with the turn, and at the end
+  std::atomic<bool> isEnding_{false};
+
+  std::mutex mutex_;                  // guards all below
   std::condition_variable progress_;  // one more has run
   std::deque<Item> items_;            // in order; what runs now has left it
-  bool busy_ = false;                 // a task or a caller of `sync` is running
-  bool ending_ = false;
-  int drainers_ = 0;             // how many wait for progress
-  std::uint64_t submitted_ = 0;  // how many were ever queued, and how many of them have run
+  bool hasTurn_ = false;              // somebody runs what is queued, or was told to: one at a time
+  int drainers_ = 0;                  // how many wait for progress
+  std::uint64_t submitted_ = 0;       // how many were ever queued, and how many of them have run
   std::uint64_t completed_ = 0;
-  std::thread worker_;
 };
 
 }  // namespace corvane

@@ -134,6 +134,11 @@ void CommandHandlers::waitAppStateNotificationAndReply(Work work) {
   WorkingReply::send(std::move(work));
 }
 
+bool CommandHandlers::forcesLaunch(const Request& request) {
+  return request.type == "getCurrentFilteringState" &&
+         Parameters(request).flag("forceStartApp").value_or(false);
+}
+
 void CommandHandlers::getCurrentAppState(Work work) {
   work->response.status = ResponseStatus::ok();
   answerWithMainAppState(std::move(work));

@@ -30,6 +30,9 @@ class CommandHandlers {
  public:
   explicit CommandHandlers(Environment environment) : environment_(std::move(environment)) {}
 
+  /// Whether the handler of `request` waits for the main application before it returns.
+  static bool forcesLaunch(const Request& request);
+
   void getCurrentAppState(Work work);
   void init(Work work);
   void getCurrentFilteringState(Work work);

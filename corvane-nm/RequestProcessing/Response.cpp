@@ -1,15 +1,27 @@
 #include "corvane-nm/RequestProcessing/Response.h"
 
+#include <boost/json/monotonic_resource.hpp>
 #include <utility>
 
 namespace corvane::RequestProcessing {
+namespace {
 
-JsonObject AppState::toDictionary() const {
-  return {{"isInstalled", isInstalled},
-          {"isRunning", isRunning},
-          {"isProtectionEnabled", isProtectionEnabled},
-          {"lastCheckTime", lastCheckTime},
-          {"locale", locale}};
+/// Where all values of one reply lie together: it is built on one thread and goes on another, and
+/// there at once.
+boost::json::storage_ptr makeReplyStorage() {
+  constexpr std::size_t mostReplies = 1024;  // bytes; longer ones take more such pieces
+  return boost::json::make_shared_resource<boost::json::monotonic_resource>(mostReplies);
+}
+
+}  // namespace
+
+void AppState::addTo(JsonObject& dictionary) const {
+  dictionary.reserve(5);
+  dictionary["isInstalled"] = isInstalled;
+  dictionary["isRunning"] = isRunning;
+  dictionary["isProtectionEnabled"] = isProtectionEnabled;
+  dictionary["lastCheckTime"] = lastCheckTime;
+  dictionary["locale"] = locale;
 }
 
 ResponseStatus ResponseStatus::ok(std::optional<std::string> text) {
@@ -30,14 +42,13 @@ ResponseStatus ResponseStatus::fromClientError(
   return clientError ? error(*clientError) : ok();
 }
 
-JsonObject ResponseStatus::toDictionary() const {
-  JsonObject result{{"result", isError_ ? "error" : "ok"}};
+void ResponseStatus::addTo(JsonObject& dictionary) const {
+  dictionary["result"] = isError_ ? "error" : "ok";
   if (const auto* text = std::get_if<std::string>(&value_)) {
-    result["data"] = *text;
+    dictionary["data"] = *text;
   } else if (const auto* code = std::get_if<ExtensionBrowserApiErrorCode>(&value_)) {
-    result["data"] = code->description();
+    dictionary["data"] = code->description();
   }
-  return result;
 }
 
 bool ResponseStatus::operator==(const ResponseStatus& other) const {
@@ -46,13 +57,13 @@ bool ResponseStatus::operator==(const ResponseStatus& other) const {
 }
 
 JsonObject Response::toDictionary() const {
-  JsonObject result;
+  JsonObject result(makeReplyStorage());
   result.reserve(6);
   result["id"] = std::to_string(id);
   result["requestId"] = requestId;
-  result["appState"] = appState.toDictionary();
+  appState.addTo(result["appState"].emplace_object());
   if (parameters) result["parameters"] = *parameters;
-  for (const auto& entry : status.toDictionary()) result[entry.key()] = entry.value();
+  status.addTo(result);
   return result;
 }
 

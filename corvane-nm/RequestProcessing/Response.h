@@ -19,7 +19,8 @@ struct AppState {
   std::string lastCheckTime;  ///< when the state was built, as in 2024-03-05T14:07:09.123+00:00
   std::string locale = "en";
 
-  [[nodiscard]] JsonObject toDictionary() const;
+  /// Adds its members to `dictionary`.
+  void addTo(JsonObject& dictionary) const;
 };
 
 /// The texts that errors of the host's own carry in "data".
@@ -46,8 +47,8 @@ class ResponseStatus {
 
   [[nodiscard]] bool isOk() const { return !isError_; }
 
-  /// {"result": "ok" or "error", "data": text}, without "data" when there is nothing to say.
-  [[nodiscard]] JsonObject toDictionary() const;
+  /// Adds "result" ("ok" or "error") and, when there is something to say, "data" to `dictionary`.
+  void addTo(JsonObject& dictionary) const;
 
   /// Any two ok values are equal, whatever their texts; errors when what they carry is equal.
   bool operator==(const ResponseStatus& other) const;

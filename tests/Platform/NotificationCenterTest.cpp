@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -48,9 +49,11 @@ class NotificationCenterTest : public ::testing::Test {
   /// Sends `datagram` to every socket in the folder of `name`; says to how many.
   [[nodiscard]] int post(const std::string& name, const std::string& datagram) const {
     int sent = 0;
-    for (const std::string& entry : entriesOf(notifications_ / name))
-      sent +=
-          NotificationSender().send(Folders::open(notifications_ / name), entry, datagram) ? 1 : 0;
+    for (const std::string& entry : entriesOf(notifications_ / name)) {
+      const auto observer =
+          NotificationSocket::connectedTo(Folders::open(notifications_ / name), entry);
+      sent += ::send(observer.number(), datagram.data(), datagram.size(), 0) >= 0 ? 1 : 0;
+    }
     return sent;
   }
 
@@ -152,7 +155,7 @@ TEST_F(NotificationCenterTest, LeavesNothingAfterWithdrawing) {
   center_.withdraw();
   EXPECT_EQ(entriesOf(notifications_), Names{"two"});
   EXPECT_EQ(entriesOf(notifications_ / "two"), Names{"1.aaaaaaaaaaaaaaaa"});
-  EXPECT_TRUE(NotificationSender().isDead(Folders::open(container_), "handle"));
+  EXPECT_TRUE(NotificationSocket::isDead(Folders::open(container_), "handle"));
   EXPECT_FALSE(center_.observe("one", [] {}));
 }
 

@@ -176,7 +176,7 @@ TEST_F(ExtensionBrowserApiClientTest, NobodyIsCalledWhenTheRequestIsRefusedOrThe
 
 TEST_F(ExtensionBrowserApiClientTest, RequestsTakeTurnsAndAnyReplyOfTheProcessEndsTheWait) {
   constexpr auto exchange = RequestResponseName::exchange;
-  const RequestSignalling::ReplyListener other(patient_.signalling, exchange, "other");
+  EXPECT_FALSE(patient_.signalling.sendRequest(exchange, "other", [] { return false; }));
   std::promise<void> posted;
   application_.center.observe(requests, [&posted] { posted.set_value(); });
   auto waiting = std::async(std::launch::async,

@@ -5,7 +5,6 @@
 #include <optional>
 #include <utility>
 
-#include "Platform/MainQueue.h"
 #include "SharedComponents/ExtensionBrowserApi/ExtensionBrowserApiConstants.h"
 #include "tools/corvane-main-app/Answers.h"
 #include "tools/corvane-main-app/Vocabulary.h"
@@ -44,14 +43,10 @@ void spoil(ExchangeRecord& reply, std::string& file, const std::vector<Fault>& m
 }  // namespace
 
 bool Exchange::listen() {
-  return surroundings_.center.observe(notificationName("exchange"), [this] {
-    if (isAwaited_.exchange(true)) return;  // one take is enough for all that lies there
-    Platform::MainQueue::async([this] { takeRequests(); });
-  });
+  return surroundings_.loop.hear(notificationName("exchange"), [this] { takeRequests(); });
 }
 
 void Exchange::takeRequests() {
-  isAwaited_ = false;  // before taking: what comes from now on may be too late for this one
   auto requests = requests_.takeAll();
   if (!requests) {
     std::cerr << "corvane-main-app: requests: " << requests.failure().description() << '\n';

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <atomic>
 #include <string>
 #include <vector>
 
@@ -56,7 +55,6 @@ class Exchange {
   RequestFile& requests_;
   ResponseFiles& responses_;
   const Surroundings surroundings_;
-  std::atomic<bool> isAwaited_ = false;  // whether a take is queued and has not begun
   std::int64_t takenCount_ = 0;
   std::int64_t givenCount_ = 0;
   std::int64_t failedCount_ = 0;

@@ -2,8 +2,6 @@
 
 #include <utility>
 
-#include "Platform/MainQueue.h"
-
 namespace corvane::MainApp {
 namespace {
 
@@ -12,22 +10,46 @@ constexpr std::chrono::hours longestTurn{1};
 
 }  // namespace
 
+void MainLoop::post(Task task) {
+  {
+    const std::lock_guard lock(mutex_);
+    posted_.push_back(std::move(task));
+  }
+  mailbox_.interrupt();
+}
+
 void MainLoop::at(Clock::time_point due, Task task) {
-  const auto added = tasks_.emplace(due, std::move(task));
-  if (added == tasks_.begin()) Platform::MainQueue::endTurn();  // it would end too late
+  tasks_.emplace(due, std::move(task));
+}
+
+bool MainLoop::hear(const std::string& name, std::function<void()> heard) {
+  name_ = name;
+  heard_ = std::move(heard);
+  return mailbox_.expect(name_);
 }
 
 void MainLoop::run() {
   while (!isEnding_) {
+    waitForNotification();
+    runPosted();
     runDue();
-    Platform::MainQueue::turnUntil(tasks_.empty() ? Clock::now() + longestTurn
-                                                  : tasks_.begin()->first);
   }
 }
 
-void MainLoop::end() {
-  isEnding_ = true;
-  Platform::MainQueue::endTurn();
+void MainLoop::waitForNotification() {
+  const auto end = tasks_.empty() ? Clock::now() + longestTurn : tasks_.begin()->first;
+  if (!mailbox_.waitUntil(end)) return;
+  mailbox_.expect(name_);  // one call is enough for all that have come
+  heard_();
+}
+
+void MainLoop::runPosted() {
+  std::vector<Task> tasks;
+  {
+    const std::lock_guard lock(mutex_);
+    tasks.swap(posted_);
+  }
+  for (Task& task : tasks) task();
 }
 
 void MainLoop::runDue() {

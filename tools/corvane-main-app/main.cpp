@@ -8,7 +8,6 @@
 #include <vector>
 
 #include "Platform/ApplicationRegistration.h"
-#include "Platform/MainQueue.h"
 #include "Platform/NotificationCenter.h"
 #include "Platform/RunningApplications.h"
 #include "Platform/StandardStreams.h"
@@ -24,7 +23,6 @@ namespace {
 
 using Platform::ApplicationRegistration;
 using Platform::NotificationCenter;
-namespace MainQueue = Platform::MainQueue;
 
 int fail(const std::string& what, const Failure& failure) {
   std::cerr << "corvane-main-app: " << what << ": " << failure.description() << '\n';
@@ -50,7 +48,7 @@ struct Application {
   NotificationCenter& center;
   const Output output;
   Faults faults;
-  MainLoop loop;
+  MainLoop loop{center};
   Announcer announcer{center, loop};
   ApplicationState state;
   LogLevel level;
@@ -64,7 +62,7 @@ struct Application {
 /// Hears from now on of requests, which are not lost then, and of second starts.
 bool listen(Application& application) {
   const auto secondStart = [&application] {
-    MainQueue::async([&application] { application.announcer.started(Clock::now()); });
+    application.loop.post([&application] { application.announcer.started(Clock::now()); });
   };
   return application.exchange.listen() &&
          application.center.observe(notificationName("ready"), secondStart);
@@ -72,9 +70,12 @@ bool listen(Application& application) {
 
 bool readControls(Application& application, int input, bool isDaemon) {
   const bool endsWithInput = !isDaemon && isHeldBySomebody(input);
-  const auto end = [&application] { MainQueue::async([&application] { application.loop.end(); }); };
+  const auto end = [&application] {
+    application.loop.post([&application] { application.loop.end(); });
+  };
   const auto line = [&application](std::string text) {
-    MainQueue::async([&application, text = std::move(text)] { application.commands.run(text); });
+    application.loop.post(
+        [&application, text = std::move(text)] { application.commands.run(text); });
   };
   const auto inputEnd = [end, endsWithInput] {
     if (endsWithInput) end();

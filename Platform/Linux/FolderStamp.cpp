@@ -1,0 +1,38 @@
+#include "Platform/Linux/FolderStamp.h"
+
+#include <sys/stat.h>
+
+#include <chrono>
+
+namespace corvane::Platform {
+namespace {
+
+/// Longer than a tick of the clock that the system stamps files by.
+constexpr std::chrono::milliseconds settling{50};
+
+/// For file systems that keep whole seconds, or two at once.
+constexpr std::chrono::milliseconds settlingOfWholeSeconds{3000};
+
+std::chrono::nanoseconds sinceEpoch(const std::timespec& time) {
+  return std::chrono::seconds(time.tv_sec) + std::chrono::nanoseconds(time.tv_nsec);
+}
+
+}  // namespace
+
+FolderStamp::FolderStamp(const OwnedDescriptor& folder) {
+  struct stat status = {};
+  std::timespec now = {};
+  if (::fstat(folder.number(), &status) != 0 || ::clock_gettime(CLOCK_REALTIME_COARSE, &now) != 0)
+    return;
+  modified_ = status.st_mtim;
+  isSettled_ = sinceEpoch(now) - sinceEpoch(modified_) >=
+               (modified_.tv_nsec == 0 ? settlingOfWholeSeconds : settling);
+}
+
+bool FolderStamp::holdsFor(const OwnedDescriptor& folder) const {
+  struct stat status = {};
+  return isSettled_ && ::fstat(folder.number(), &status) == 0 && status.st_nlink > 0 &&
+         status.st_mtim.tv_sec == modified_.tv_sec && status.st_mtim.tv_nsec == modified_.tv_nsec;
+}
+
+}  // namespace corvane::Platform
