@@ -10,14 +10,13 @@ std::vector<NotificationObserver> notificationObservers(const std::string& conta
   std::vector<NotificationObserver> result;
   const OwnedDescriptor all = Folders::open(containerFolder + "/Notifications");
   if (!all) return result;
-  const NotificationSender probe;
   for (const std::string& name : Folders::entries(all)) {
     if (!Folders::isVisibleName(name)) continue;
     const OwnedDescriptor folder = Folders::open(all, name);
     if (!folder) continue;
     for (const std::string& entry : Folders::entries(folder))
       if (const auto process = ProcessFileName::processOf(entry))
-        result.push_back({name, *process, probe.isDead(folder, entry)});
+        result.push_back({name, *process, NotificationSocket::isDead(folder, entry)});
   }
   return result;
 }
