@@ -29,6 +29,7 @@ int run(int count, const char* const* arguments, Context& context) {
   Commands::addDoctor(app, context);
   Commands::addStatus(app, context);
   Commands::addReport(app, context);
+  Commands::addTalk(app, context);
   Commands::addLog(app, context);
   try {
     app.parse(count, arguments);

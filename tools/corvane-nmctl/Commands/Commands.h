@@ -31,6 +31,7 @@ void addRepair(CLI::App& app, Context& context);
 void addDoctor(CLI::App& app, Context& context);
 void addStatus(CLI::App& app, Context& context);
 void addReport(CLI::App& app, Context& context);
+void addTalk(CLI::App& app, Context& context);
 void addLog(CLI::App& app, Context& context);
 
 /// The options --browser and --dir, which several commands share.
