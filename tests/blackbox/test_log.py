@@ -31,7 +31,8 @@ class Log(unittest.TestCase):
         (self.container.logs / NAME.format(minute)).write_text("".join(lines))
 
     def test_files_are_merged_by_the_time_that_clocks_show_twice(self):
-        self.write("30", "2024/10/27 02:30:00:000  one\n", "2024/10/27 02:59:59:500  three\n and\n more\n",
+        self.write("30", "2024/10/27 02:30:00:000  one\n",
+                   "2024/10/27 02:59:59:500  three\n and\n more\n",
                    "2024/10/27 02:00:01:000  four\n", "2024/10/27 02:40:00:000  si")
         self.write("45", "2024/10/27 02:45:00:000  two\n", "2024/10/27 02:30:00:000  five\n")
         said = log(TZ="CET-1CEST,M3.5.0,M10.5.0/3")
@@ -50,8 +51,9 @@ class Log(unittest.TestCase):
         calls = [(LEVELS[kind], text) for kind, text in calls if text != "%@"]
         self.assertGreater(len(calls), 30)
         head = "2024/03/05 14:07:09:123  "
-        self.write("00", *(f"{head}(File[0x1] name(_:b:)) {text}\n" for _, text in calls),
-                   *(f"{head}{words}race - File: name(_:)\n" for words in ("Error t", "Debug t", "T")))
+        traces = [f"{kind}race - File: name(_:)" for kind in ("Error t", "Debug t", "T")]
+        lines = [f"(File[0x1] name(_:b:)) {text}" for _, text in calls] + traces
+        self.write("00", *(f"{head}{line}\n" for line in lines))
         expected = [level for level, _ in calls] + ["error", "debug", "verbose"]
         self.assertEqual([one["level"] for one in log()], expected, calls)
         self.assertEqual({one["level"] for one in log("--level", "warning")}, {"error", "warning"})

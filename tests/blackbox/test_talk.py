@@ -60,18 +60,20 @@ class Talk(unittest.TestCase):
 
     def test_the_exit_status_tells_of_what_was_not_answered(self):
         self.assertEqual(talk("-c", "getCurrentAppState").returncode, 0)
-        for line in ("addRule ruleText", 'addRule ruleText="a', "addrule ruleText=a", "{", "addRule a:=["):
+        for line in ("addRule ruleText", 'addRule ruleText="a', "addrule a=a", "{", "addRule a:=["):
             said = talk("-c", line)
             self.assertEqual((said.returncode, said.stdout), (2, ""), line)
         said = talk("--limit", "0.2", "-c", '{"type":"unknown","id":"1"}')
-        self.assertEqual((said.returncode, said.stdout), (2, "✗ unknown (1): no answer within 0.2 s\n"))
-        self.container.folder.rename(self.container.folder.with_name("away"))  # the host stops at once
+        self.assertEqual(said.returncode, 2)
+        self.assertEqual(said.stdout, "✗ unknown (1): no answer within 0.2 s\n")
+        self.container.folder.rename(self.container.folder.with_name("away"))  # the host stops
         said = talk("-c", "init")
         self.assertEqual(said.returncode, 2)
-        self.assertRegex(said.stdout, r"the host has ended \(signal 6\); it says: .*\n.*no answer any more")
+        self.assertRegex(said.stdout, r"the host has ended \(signal 6\); it says: .*\n.*no answer")
 
     def test_watching_shows_pushes_until_interrupted(self):
-        with MainApplication() as application, Tool(*TALK, "--watch", "--json", "-c", "openSettings") as tool:
+        watching = (*TALK, "--watch", "--json", "-c", "openSettings")
+        with MainApplication() as application, Tool(*watching) as tool:
             self.assertEqual([tool.next()["event"], tool.next()["event"]], ["start", "reply"])
             application.command("protection off")
             while tool.next()["message"]["appState"]["isProtectionEnabled"]:
