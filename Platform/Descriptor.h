@@ -17,4 +17,10 @@ Result<std::size_t> readSome(int descriptor, std::span<std::byte> bytes);
 /// Writes all of `bytes` with one call, or with more where the system takes less at a time.
 Result<Done> writeAll(int descriptor, ByteView bytes);
 
+bool isPipe(int descriptor);
+
+/// Whether a pipe takes `size` more bytes at once, written by one thread with whatever number of
+/// calls. False also when that can't be told.
+bool takesAtOnce(int pipe, std::size_t size);
+
 }  // namespace corvane::Platform::Descriptor

@@ -10,7 +10,7 @@
 namespace corvane::Platform {
 
 /// The settings that the programs of one application group share, read only, as they stood when
-/// opened.
+/// opened. (On macOS the system may give those of the moment when it is asked.)
 class GroupSettings {
  public:
   /// Opens the settings of group `groupIdentifier`, which on Linux are a file in `containerFolder`.

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <functional>
 
 #include "Base/UniqueFunction.h"
 
@@ -12,6 +13,13 @@ namespace corvane::Platform::MainQueue {
 /// once. Safe from any thread. Tasks that are queued when the loop has turned for the last time
 /// never run.
 void async(UniqueFunction<void()> task);
+
+/// The same, where waking the main thread may be spared: when that sleeps in its loop and no task
+/// waits, `here` is called at once on this thread, in the queue's turn, so that nothing of the
+/// queue runs beside it. If it is true it has done what `task` would do; otherwise `task` is the
+/// next to run on the main thread. `here` must not wait for anything. A system that binds the queue
+/// to its thread always queues.
+void async(UniqueFunction<void()> task, const std::function<bool()>& here);
 
 /// Turns the main loop until `end`: runs tasks as they come, sleeps while there are none. Returns
 /// at `end`, even while tasks are waiting (the next turn takes them), or when `endTurn` says so.

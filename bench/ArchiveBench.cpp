@@ -35,14 +35,16 @@ void decode(benchmark::State& state, ExchangeRecord (*sample)()) {
   while (state.KeepRunning()) benchmark::DoNotOptimize(decoded(archive));
 }
 
-BENCHMARK_CAPTURE(encode, request, sampleRequest);
-BENCHMARK_CAPTURE(encode, app state, sampleAppState);
-BENCHMARK_CAPTURE(encode, filtering state, sampleFilteringState);
-BENCHMARK_CAPTURE(encode, error, sampleError);
-BENCHMARK_CAPTURE(decode, request, sampleRequest);
-BENCHMARK_CAPTURE(decode, app state, sampleAppState);
-BENCHMARK_CAPTURE(decode, filtering state, sampleFilteringState);
-BENCHMARK_CAPTURE(decode, error, sampleError);
+BENCHMARK_CAPTURE(encode, request, sampleRequest)->Name("archive encode, request");
+BENCHMARK_CAPTURE(encode, app state, sampleAppState)->Name("archive encode, app state");
+BENCHMARK_CAPTURE(encode, filtering state, sampleFilteringState)
+    ->Name("archive encode, filtering state");
+BENCHMARK_CAPTURE(encode, error, sampleError)->Name("archive encode, error");
+BENCHMARK_CAPTURE(decode, request, sampleRequest)->Name("archive decode, request");
+BENCHMARK_CAPTURE(decode, app state, sampleAppState)->Name("archive decode, app state");
+BENCHMARK_CAPTURE(decode, filtering state, sampleFilteringState)
+    ->Name("archive decode, filtering state");
+BENCHMARK_CAPTURE(decode, error, sampleError)->Name("archive decode, error");
 
 }  // namespace
 }  // namespace corvane::bench

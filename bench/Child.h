@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <cstring>
 #include <ctime>
+#include <span>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -17,6 +18,13 @@
 #include <vector>
 
 namespace corvane::bench {
+
+/// A frame as browsers send it: the length of `body` in 4 bytes, then `body`.
+inline std::string frameOf(std::string_view body) {
+  const auto length = static_cast<std::uint32_t>(body.size());
+  std::string frame(reinterpret_cast<const char*>(&length), sizeof length);
+  return frame += body;
+}
 
 /// A program that runs with pipes for its standard input and output, as browsers start the host.
 /// What fails throws.
@@ -54,12 +62,12 @@ class Child {
   Child(const Child&) = delete;
   Child& operator=(const Child&) = delete;
 
+  [[nodiscard]] pid_t process() const { return process_; }
+
   /// Sends `body` as one frame.
-  void send(std::string_view body) const {
-    const auto length = static_cast<std::uint32_t>(body.size());
-    std::string frame(reinterpret_cast<const char*>(&length), sizeof length);
-    frame += body;
-    require(::write(input_, frame.data(), frame.size()) == static_cast<ssize_t>(frame.size()),
+  void send(std::string_view body) const { sendBytes(frameOf(body)); }
+  void sendBytes(std::string_view bytes) const {
+    require(::write(input_, bytes.data(), bytes.size()) == static_cast<ssize_t>(bytes.size()),
             "write to");
   }
 
@@ -70,6 +78,13 @@ class Child {
     std::string body(length, '\0');
     read(body.data(), body.size());
     return body;
+  }
+
+  /// Puts what it has sent into `bytes`, waiting until there is something; says how much it was.
+  [[nodiscard]] std::size_t receiveSome(std::span<char> bytes) const {
+    const ssize_t got = ::read(output_, bytes.data(), bytes.size());
+    require(got > 0, "read from");
+    return static_cast<std::size_t>(got);
   }
 
   /// Reads the line `text`, which must be what it prints next.
@@ -115,10 +130,9 @@ class Child {
   }
   void read(char* bytes, std::size_t count) const {
     while (count > 0) {
-      const ssize_t got = ::read(output_, bytes, count);
-      require(got > 0, "read from");
+      const std::size_t got = receiveSome({bytes, count});
       bytes += got;
-      count -= static_cast<std::size_t>(got);
+      count -= got;
     }
   }
 

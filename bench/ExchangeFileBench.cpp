@@ -2,60 +2,71 @@
 // that is empty and on top of 10 MB of older records, which must make no difference.
 
 #include <benchmark/benchmark.h>
+#include <fcntl.h>
+#include <unistd.h>
 
-#include <chrono>
 #include <cstdint>
+#include <filesystem>
 #include <fstream>
+#include <stdexcept>
 
 #include "SharedComponents/ExchangeBuffer.h"
 #include "bench/FloorFile.h"
 #include "bench/NewFolder.h"
 #include "bench/Samples.h"
+#include "bench/ThreadTime.h"
 
 namespace corvane::bench {
 namespace {
 
-using Clock = std::chrono::steady_clock;
-
-/// How many megabytes of older records there are.
-constexpr std::int64_t none = 0;
-constexpr std::int64_t many = 10;
 constexpr std::uint64_t megabyte = 1'000'000;
 
 std::string archiveOfRequest() {
   return ExchangeRecord::archive(sampleRequest()).value();
 }
 
-/// A folder with two exchange files, their keys the megabytes that they hold.
+/// A folder of exchange files, their keys the megabytes of older records that they hold.
 class Files {
  public:
-  explicit Files(const std::string& above) : folder_(above) {
-    fill(none);
-    fill(many);
-  }
+  explicit Files(const std::string& above) : folder_(above) {}
+
   [[nodiscard]] const std::string& path() const { return folder_.path(); }
+  /// The key of the file with so many megabytes, which is made when it is missing.
+  [[nodiscard]] std::string keyOf(std::uint64_t megabytes) const {
+    std::string key = std::to_string(megabytes);
+    const std::string file = path() + "/" + key + ".data";
+    if (!std::filesystem::exists(file)) fill(file, megabytes * megabyte);
+    return key;
+  }
 
  private:
-  void fill(std::int64_t megabytes) const {
+  static void fill(const std::string& path, std::uint64_t wanted) {
     std::string record = archiveOfRequest();
     const std::size_t length = record.size();
     for (unsigned i = 0; i < 4; ++i) record += static_cast<char>(length >> (8 * i) & 0xFF);
-    std::ofstream file(path() + "/" + std::to_string(megabytes) + ".data", std::ios::binary);
-    const std::uint64_t wanted = static_cast<std::uint64_t>(megabytes) * megabyte;
+    std::ofstream file(path, std::ios::binary);
     for (std::uint64_t size = 0; size < wanted; size += record.size()) file << record;
+    file.close();
+    settle(path);
+  }
+  /// Old records have reached the disk: nobody's measurement waits for that.
+  static void settle(const std::string& path) {
+    const int file = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    ::fsync(file);
+    ::close(file);
   }
 
   const NewFolder folder_;
 };
 
-const std::string& memory() {
+const Files& memory() {
   static const Files files("/dev/shm");
-  return files.path();
+  return files;
 }
 
-const std::string& disk() {
+const Files& disk() {
   static const Files files(".");
-  return files.path();
+  return files;
 }
 
 /// The exchange file `key` as the host uses it.
@@ -65,7 +76,10 @@ class Ours {
       : key_(std::move(key)), exchange_([folder] { return folder; }, queue_) {}
 
   void append() {
-    exchange_.setExchange(key_, sampleIdentifier, "getCurrentFilteringState", std::move(body_));
+    if (!exchange_.setExchange(key_, sampleIdentifier, "getCurrentFilteringState",
+                               std::move(body_))) {
+      throw std::runtime_error(key_ + " MB are more than a file takes");
+    }
   }
   void take() { body_ = exchange_.getExchange(key_, sampleIdentifier).value().body; }
 
@@ -90,34 +104,49 @@ class Floor {
 
 enum class Timed { append, take };
 
-/// Appends and takes in turns; only one of the two counts.
-template <class Exchange, Timed timed, const std::string& (*folder)()>
-void exchange(benchmark::State& state) {
-  Exchange exchange(folder(), std::to_string(state.range(0)));
+/// Appends a record and takes it again, on top of so many megabytes of older ones. Only one of the
+/// two counts.
+template <class Exchange>
+void exchange(benchmark::State& state, Timed timed, const Files& files, std::uint64_t megabytes) {
+  Exchange exchange(files.path(), files.keyOf(megabytes));
   while (state.KeepRunning()) {
-    const auto start = Clock::now();
+    const double start = threadTime();
     exchange.append();
-    const auto between = Clock::now();
+    const double between = threadTime();
     exchange.take();
-    const auto end = Clock::now();
-    const std::chrono::duration<double> seconds =
-        timed == Timed::append ? between - start : end - between;
-    state.SetIterationTime(seconds.count());
+    state.SetIterationTime(timed == Timed::take ? threadTime() - between : between - start);
   }
 }
 
+template <class Exchange, Timed timed, const Files& (*files)()>
+void withArgument(benchmark::State& state) {
+  state.SetLabel(std::to_string(state.range(0)) + " MB below");
+  exchange<Exchange>(state, timed, files(), static_cast<std::uint64_t>(state.range(0)));
+}
+
+/// No floor, but the same on an empty file.
+template <std::uint64_t megabytes, const Files& (*files)()>
+void newest(benchmark::State& state) {
+  exchange<Ours>(state, Timed::take, files(), megabytes);
+}
+
 void withFewAndMany(benchmark::internal::Benchmark* benchmark) {
-  benchmark->ArgName("MB below")->Arg(none)->Arg(many)->UseManualTime();
+  benchmark->Arg(0)->Arg(10)->UseManualTime();
+}
+/// Not for the table: how the size of a file on disk counts.
+void withSizes(benchmark::internal::Benchmark* benchmark) {
+  for (const std::int64_t megabytes : {0, 1, 2, 4, 7, 10}) benchmark->Arg(megabytes);
+  benchmark->UseManualTime();
 }
 
 template <class Exchange>
-constexpr auto appendInMemory = exchange<Exchange, Timed::append, memory>;
+constexpr auto appendInMemory = withArgument<Exchange, Timed::append, memory>;
 template <class Exchange>
-constexpr auto appendOnDisk = exchange<Exchange, Timed::append, disk>;
+constexpr auto appendOnDisk = withArgument<Exchange, Timed::append, disk>;
 template <class Exchange>
-constexpr auto takeInMemory = exchange<Exchange, Timed::take, memory>;
+constexpr auto takeInMemory = withArgument<Exchange, Timed::take, memory>;
 template <class Exchange>
-constexpr auto takeOnDisk = exchange<Exchange, Timed::take, disk>;
+constexpr auto takeOnDisk = withArgument<Exchange, Timed::take, disk>;
 
 BENCHMARK_TEMPLATE(appendInMemory, Ours)->Name("append in memory")->Apply(withFewAndMany);
 BENCHMARK_TEMPLATE(appendInMemory, Floor)->Name("append in memory/floor")->Apply(withFewAndMany);
@@ -127,6 +156,22 @@ BENCHMARK_TEMPLATE(takeInMemory, Ours)->Name("take in memory")->Apply(withFewAnd
 BENCHMARK_TEMPLATE(takeInMemory, Floor)->Name("take in memory/floor")->Apply(withFewAndMany);
 BENCHMARK_TEMPLATE(takeOnDisk, Ours)->Name("take on disk")->Apply(withFewAndMany);
 BENCHMARK_TEMPLATE(takeOnDisk, Floor)->Name("take on disk/floor")->Apply(withFewAndMany);
+
+BENCHMARK_TEMPLATE(newest, 10, memory)
+    ->Name("take of 10 MB beside empty, in memory")
+    ->UseManualTime();
+BENCHMARK_TEMPLATE(newest, 0, memory)
+    ->Name("take of 10 MB beside empty, in memory/floor")
+    ->UseManualTime();
+BENCHMARK_TEMPLATE(newest, 10, disk)->Name("take of 10 MB beside empty, on disk")->UseManualTime();
+BENCHMARK_TEMPLATE(newest, 0, disk)
+    ->Name("take of 10 MB beside empty, on disk/floor")
+    ->UseManualTime();
+
+BENCHMARK_TEMPLATE(appendOnDisk, Ours)->Name("scaling append")->Apply(withSizes);
+BENCHMARK_TEMPLATE(appendOnDisk, Floor)->Name("scaling append/floor")->Apply(withSizes);
+BENCHMARK_TEMPLATE(takeOnDisk, Ours)->Name("scaling take")->Apply(withSizes);
+BENCHMARK_TEMPLATE(takeOnDisk, Floor)->Name("scaling take/floor")->Apply(withSizes);
 
 }  // namespace
 }  // namespace corvane::bench

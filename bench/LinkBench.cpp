@@ -12,51 +12,39 @@
 #include <filesystem>
 #include <thread>
 
-#include "bench/Child.h"
+#include "bench/Asking.h"
 #include "bench/NewFolder.h"
+#include "bench/ProcessFact.h"
 #include "bench/Row.h"
 
 namespace corvane::bench {
 namespace {
 
-using Clock = std::chrono::steady_clock;
-using Microseconds = std::chrono::duration<double, std::micro>;
-
 constexpr int requestsInARound = 25;
 constexpr int roundsToWarmUp = 4;
 
-/// The host's reply holds the identifier, the echo holds the whole request; what the host pushes
-/// unasked holds neither.
-constexpr char identifier[] = "link-bench";
-constexpr char request[] = R"({"type":"getCurrentAppState","id":"link-bench"})";
-
-/// What one program that answers the browser was seen to take, in microseconds.
-struct Times {
-  std::vector<double> answer;
-  std::vector<double> processor;
-};
-
-void ask(const Child& program, Times& times) {
+/// Asks one round of requests, one at a time. Adds how long an answer took (the median) and how
+/// much processor time the program used for each, in microseconds.
+void askRound(const Child& program, std::vector<double>& answer, std::vector<double>& processor) {
+  const std::string frame = frameOf(requestWith());
+  std::vector<double> answers;
+  answers.reserve(requestsInARound);
   const double before = program.processorTime();
-  for (int i = 0; i < requestsInARound; ++i) {
-    const auto start = Clock::now();
-    program.send(request);
-    while (program.receive().find(identifier) == std::string::npos) continue;
-    times.answer.push_back(Microseconds(Clock::now() - start).count());
-  }
-  times.processor.push_back((program.processorTime() - before) / requestsInARound);
+  for (int i = 0; i < requestsInARound; ++i) answers.push_back(ask(program, frame));
+  answer.push_back(median(answers));
+  processor.push_back((program.processorTime() - before) / requestsInARound);
 }
 
 void compare(const std::string& name, const Child& ours, const Child& floor, long rounds) {
-  Times ourTimes;
-  Times floorTimes;
+  Rounds answer;
+  Rounds processor;
   for (long round = -roundsToWarmUp; round < rounds; ++round) {
-    if (round == 0) ourTimes = floorTimes = {};
-    ask(floor, floorTimes);
-    ask(ours, ourTimes);
+    if (round == 0) answer = processor = {};
+    askRound(floor, answer.floor, processor.floor);
+    askRound(ours, answer.ours, processor.ours);
   }
-  printRow(name + ", answer", ourTimes.answer, floorTimes.answer);
-  printRow(name + ", processor", ourTimes.processor, floorTimes.processor);
+  printRow("one request, " + name, "us", answer);
+  printRow("processor time, " + name, "us", processor);
 }
 
 /// Without a main application.
@@ -82,7 +70,11 @@ void compareLinked(const std::string& folder, const std::string& note, long roun
   const Child peer({program, "peer", files.path(), "dgram", "--reopen"});
   awaitFile(files.path() + "/to_peer.sock");
   Child floor({program, "host", files.path(), "dgram", "--reopen"});
-  compare("host and application" + note, host, floor, rounds);
+  compare("whole link" + note, host, floor, rounds);
+  if (note.empty()) {
+    printRow("proportional memory, whole link", "MB",
+             {{megabytesOf(host.process(), "Pss")}, {megabytesOf(floor.process(), "Pss")}});
+  }
   host.finish();
   floor.finish();
 }

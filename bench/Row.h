@@ -14,11 +14,21 @@ inline double median(std::vector<double> values) {
   return *middle;
 }
 
-/// Prints a row for the table of scripts/bench, tabs between: what was measured, then the medians
-/// of our times and of the floor's, in microseconds.
-inline void printRow(const std::string& name, const std::vector<double>& ours,
-                     const std::vector<double>& floor) {
-  std::printf("%s\t%.3f\t%.3f\n", name.c_str(), median(ours), median(floor));
+/// What was measured of one subject and of its floor, a value of each for every round; a subject
+/// without a floor leaves that empty.
+struct Rounds {
+  std::vector<double> ours;
+  std::vector<double> floor;
+};
+
+/// Prints a row for the table of scripts/bench, tabs between: what was measured, its unit, our
+/// values and the floor's, spaces between.
+inline void printRow(const std::string& name, const char* unit, const Rounds& rounds) {
+  std::printf("%s\t%s\t", name.c_str(), unit);
+  for (const double value : rounds.ours) std::printf("%.6g ", value);
+  std::printf("\t");
+  for (const double value : rounds.floor) std::printf("%.6g ", value);
+  std::printf("\n");
 }
 
 }  // namespace corvane::bench

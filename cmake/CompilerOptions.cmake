@@ -6,6 +6,9 @@ check_pie_supported()
 add_library(corvane_options INTERFACE)
 target_compile_options(corvane_options INTERFACE
   -Wall -Wextra -Wpedantic -Wconversion $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor> -Werror)
+if(APPLE)
+  target_compile_options(corvane_options INTERFACE -Wunguarded-availability-new -Wnullable-to-nonnull-conversion)
+endif()
 target_include_directories(corvane_options INTERFACE ${PROJECT_SOURCE_DIR})
 
 if(CORVANE_SANITIZE)

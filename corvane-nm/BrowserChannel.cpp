@@ -1,5 +1,6 @@
 #include "corvane-nm/BrowserChannel.h"
 
+#include <memory>
 #include <thread>
 #include <utility>
 
@@ -35,6 +36,7 @@ void BrowserChannel::readUntilEnd() {
   for (;;) {
     FrameReader::Frame frame = reader_.readOne();
     if (frame.isEndOfInput) break;
+    isMoreToRead_ = reader_.hasReadAhead();
     if (frame.message) processor_(std::move(*frame.message), makeReply());
     thisThread.useTurn();  // the handler, which does not wait
     if (!thisThread.hasTurn()) continue;
@@ -58,11 +60,20 @@ void BrowserChannel::offerReading() {
   readingTurn_->offer(reader_.hasReadAhead());
 }
 
+/// An answer that the browser's pipe takes at once leaves from the thread that has it, if the main
+/// thread sleeps and the next request is not there yet; all others leave while that is worked on.
 BrowserChannel::Reply BrowserChannel::makeReply() {
-  return [this, work = BeingWorkedOn(*this)](JsonObject reply) {
-    MainQueue::async([this, reply = std::move(reply)] {
-      VCLogCDebug({"corvane-nm/main", "listen()"}, "Response sending (count: %@)", reply.size());
-      send(reply);
+  return [this, work = BeingWorkedOn(*this)](const JsonObject& reply) {
+    auto encoded = std::make_shared<const FrameWriter::Encoded>(FrameWriter::encode(reply));
+    const auto write = [this, encoded, count = reply.size()] {
+      VCLogCDebug({"corvane-nm/main", "listen()"}, "Response sending (count: %@)", count);
+      if (encoded->body) writer_.write(*encoded->body);
+    };
+    MainQueue::async(write, [&] {
+      if (isMoreToRead_) return false;
+      if (encoded->body && !writer_.takesAtOnce(encoded->body->size())) return false;
+      write();
+      return true;
     });
   };
 }

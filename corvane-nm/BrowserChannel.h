@@ -81,6 +81,7 @@ class BrowserChannel {
 
   bool readerIsInstalled_ = false;  // main thread only
   bool isAllAnswered_ = false;      // main thread only: no more answer is to come
+  std::atomic<bool> isMoreToRead_{false};  // frames have come faster than they are worked on
   std::atomic<bool> inputHasEnded_{false};
   std::atomic<int> messagesInWork_{0};
 };

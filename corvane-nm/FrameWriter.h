@@ -1,5 +1,8 @@
 #pragma once
 
+#include <optional>
+#include <string>
+
 #include "Base/Json.h"
 
 namespace corvane {
@@ -8,7 +11,7 @@ namespace corvane {
 class FrameWriter {
  public:
   /// `descriptor` stays the caller's and must stay open.
-  explicit FrameWriter(int descriptor) : descriptor_(descriptor) {}
+  explicit FrameWriter(int descriptor);
 
   /// Writes `response` as one frame, the length with one call and the body with a second; waits for
   /// a browser that reads slowly. False, with an error line, only when the JSON text can't be made;
@@ -18,8 +21,23 @@ class FrameWriter {
   /// ends the process.
   bool send(const JsonObject& response);
 
+  // The two halves of it, for who does not do both on the same thread:
+
+  /// A frame's body, or nothing for what is no valid JSON object and for what has no text.
+  struct Encoded {
+    bool isSound = true;  ///< what `send` gives
+    std::optional<std::string> body;
+  };
+  /// Safe from any thread.
+  static Encoded encode(const JsonObject& response);
+  void write(const std::string& body);
+
+  /// Whether a frame with a body of `size` bytes can be written without waiting for the browser.
+  [[nodiscard]] bool takesAtOnce(std::size_t size) const;
+
  private:
   const int descriptor_;
+  const bool isPipe_;
   bool browserIsGone_ = false;
 };
 

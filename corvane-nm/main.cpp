@@ -6,6 +6,7 @@
 #include "Base/TimeLimits.h"
 #include "Platform/ApplicationLauncher.h"
 #include "Platform/HardStop.h"
+#include "Platform/Heap.h"
 #include "Platform/StandardStreams.h"
 #include "SharedComponents/Configuration.h"
 #include "SharedComponents/ExtensionBrowserApi/ExtensionBrowserApiClient.h"
@@ -82,6 +83,7 @@ void run(Platform::BrowserDescriptors browser) {
 
 /// Reads neither arguments nor the environment. Lives until the browser closes standard input.
 int main() {
+  corvane::Platform::shareOneHeap();
   const auto browser = corvane::Platform::claimStandardStreams();
   corvane::Platform::stopHardOnUncaughtExceptions();
   if (!browser) corvane::Platform::hardStop("the standard streams cannot be set up");

@@ -7,7 +7,7 @@
 
 #include "Platform/File.h"
 #include "Platform/Linux/Folders.h"
-#include "Platform/Linux/NotificationFolders.h"
+#include "Platform/Posix/NotificationName.h"
 
 namespace corvane::Platform::ApplicationRegistry {
 namespace {
@@ -34,7 +34,7 @@ bool changeLock(const OwnedDescriptor& file, short type) {
 
 bool isIdentifier(const std::string& bundleIdentifier) {
   return Folders::isVisibleName(bundleIdentifier) &&
-         NotificationFolders::isName(launchedName(bundleIdentifier));
+         isNotificationName(launchedName(bundleIdentifier));
 }
 
 std::string launchedName(const std::string& bundleIdentifier) {

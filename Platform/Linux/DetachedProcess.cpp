@@ -8,7 +8,7 @@
 #include <climits>
 #include <csignal>
 
-#include "Platform/Linux/OwnedDescriptor.h"
+#include "Platform/Posix/OwnedDescriptor.h"
 
 namespace corvane::Platform {
 namespace {

@@ -9,7 +9,7 @@
 #include <thread>
 
 #include "Base/Result.h"
-#include "Platform/Linux/OwnedDescriptor.h"
+#include "Platform/Posix/OwnedDescriptor.h"
 
 namespace corvane::Platform {
 

@@ -2,7 +2,7 @@
 
 #include <ctime>
 
-#include "Platform/Linux/OwnedDescriptor.h"
+#include "Platform/Posix/OwnedDescriptor.h"
 
 namespace corvane::Platform {
 

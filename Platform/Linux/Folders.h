@@ -4,7 +4,7 @@
 #include <string_view>
 #include <vector>
 
-#include "Platform/Linux/OwnedDescriptor.h"
+#include "Platform/Posix/OwnedDescriptor.h"
 
 /// What the registries in the group container need of folders. Safe from any thread.
 namespace corvane::Platform::Folders {

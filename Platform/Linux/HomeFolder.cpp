@@ -2,12 +2,73 @@
 
 #include <pwd.h>
 
+#include <algorithm>
+#include <array>
 #include <cerrno>
+#include <cstdio>
+#include <memory>
+#include <string_view>
 #include <vector>
 
 namespace corvane::Platform {
+namespace {
 
+struct Closing {
+  void operator()(std::FILE* file) const { std::fclose(file); }
+};
+using OpenFile = std::unique_ptr<std::FILE, Closing>;
+
+OpenFile open(const char* path) {
+  return OpenFile(std::fopen(path, "re"));
+}
+
+/// The first word behind `key` in a line of nsswitch.conf(5); nothing when `line` is another one.
+std::optional<std::string_view> firstSource(std::string_view line, std::string_view key) {
+  constexpr std::string_view blanks = " \t\n";
+  if (!line.starts_with(key)) return std::nullopt;
+  line.remove_prefix(key.size());
+  line.remove_prefix(std::min(line.find_first_not_of(blanks), line.size()));
+  return line.substr(0, line.find_first_of(blanks));
+}
+
+/// Whether the user database is the file first of all, as it is nearly everywhere.
+bool isFileAskedFirst() {
+  const OpenFile file = open("/etc/nsswitch.conf");
+  if (!file) return errno == ENOENT;
+  std::array<char, 1024> line = {};
+  while (std::fgets(line.data(), line.size(), file.get()) != nullptr) {
+    if (const auto source = firstSource(line.data(), "passwd:")) return *source == "files";
+  }
+  return true;
+}
+
+bool isUsable(const passwd& record) {
+  return record.pw_dir != nullptr && record.pw_dir[0] == '/';
+}
+
+/// The home of `user` by the file, if it says one.
+std::optional<std::string> homeInFile(uid_t user) {
+  const OpenFile file = open("/etc/passwd");
+  if (!file) return std::nullopt;
+  std::array<char, 1024> buffer = {};
+  passwd record = {};
+  passwd* found = nullptr;
+  while (::fgetpwent_r(file.get(), &record, buffer.data(), buffer.size(), &found) == 0) {
+    if (record.pw_uid != user) continue;
+    if (isUsable(record)) return record.pw_dir;
+    break;
+  }
+  return std::nullopt;
+}
+
+}  // namespace
+
+/// The C library's way to the database loads and asks more than the host's whole start otherwise
+/// does; where the file answers first, it is the same to read that.
 std::optional<std::string> homeFolderOf(uid_t user) {
+  if (isFileAskedFirst()) {
+    if (auto home = homeInFile(user)) return home;
+  }
   constexpr std::size_t longestRecord = std::size_t{1} << 20;
   std::vector<char> buffer(1024);
   passwd record = {};
@@ -17,9 +78,7 @@ std::optional<std::string> homeFolderOf(uid_t user) {
     if (error == ERANGE) buffer.resize(2 * buffer.size());
     error = ::getpwuid_r(user, &record, buffer.data(), buffer.size(), &found);
   }
-  if (error != 0 || found == nullptr || record.pw_dir == nullptr || record.pw_dir[0] != '/') {
-    return std::nullopt;
-  }
+  if (error != 0 || found == nullptr || !isUsable(record)) return std::nullopt;
   return record.pw_dir;
 }
 

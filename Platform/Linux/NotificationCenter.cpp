@@ -4,6 +4,7 @@
 
 #include "Platform/Linux/NotificationCenterImplementation.h"
 #include "Platform/Linux/ProcessFileName.h"
+#include "Platform/Posix/NotificationName.h"
 #include "Platform/SystemLog.h"
 
 namespace corvane::Platform {
@@ -28,7 +29,7 @@ NotificationCenter::Implementation::~Implementation() {
 
 bool NotificationCenter::Implementation::observe(const std::string& name, Callback callback) {
   Result<Done> result = Failure{FailureCause::other, "no name for a notification"};
-  if (NotificationFolders::isName(name)) {
+  if (isNotificationName(name)) {
     const std::lock_guard lock(setupMutex_);
     if (isWithdrawn_) return false;
     // The callback is there before the link: what comes through the link is never lost.
@@ -107,7 +108,7 @@ bool NotificationCenter::Implementation::linkMailbox(const std::string& socketNa
                                                      const std::string& name) {
   const std::lock_guard lock(setupMutex_);
   if (isWithdrawn_) return false;
-  if (!NotificationFolders::isName(name)) return false;
+  if (!isNotificationName(name)) return false;
   const auto linked = link(socketName, name);
   if (!linked) recordDeafness(name, linked.failure());
   return static_cast<bool>(linked);
@@ -118,9 +119,13 @@ void NotificationCenter::Implementation::removeSocket(const std::string& socketN
   if (!isWithdrawn_) removeLinks(socketName);
 }
 
-/// With `setupMutex_` held.
+/// Leaves the folders of names that others observe, too, or the next of our kind. With
+/// `setupMutex_` held.
 void NotificationCenter::Implementation::removeLinks(const std::string& socketName) {
-  for (const std::string& name : links_[socketName]) folders_->unlink(socketName, name);
+  for (const std::string& name : links_[socketName]) {
+    folders_->unlink(socketName, name);
+    if (socketName != socketName_) folders_->removeName(name);  // a mailbox's
+  }
   folders_->removeSocket(socketName);
   links_.erase(socketName);
 }
@@ -143,7 +148,7 @@ void NotificationCenter::Implementation::stopObserving(const std::string& name) 
 
 /// Makes no folder: where there is none, nobody observes.
 void NotificationCenter::Implementation::post(const std::string& name) {
-  if (!NotificationFolders::isName(name)) return;
+  if (!isNotificationName(name)) return;
   const std::lock_guard lock(postMutex_);
   if (connections_.size() >= mostNamesKept && !connections_.contains(name)) connections_.clear();
   connections_.try_emplace(name, containerFolder_ + "/Notifications/" + name)

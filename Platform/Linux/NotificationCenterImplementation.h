@@ -8,11 +8,11 @@
 
 #include "Base/Result.h"
 #include "Platform/Linux/EventThread.h"
-#include "Platform/Linux/NotificationCallbacks.h"
 #include "Platform/Linux/NotificationConnections.h"
 #include "Platform/Linux/NotificationFolders.h"
 #include "Platform/Linux/NotificationSocket.h"
 #include "Platform/NotificationCenter.h"
+#include "Platform/Posix/NotificationCallbacks.h"
 
 namespace corvane::Platform {
 

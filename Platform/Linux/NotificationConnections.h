@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "Platform/Linux/FolderStamp.h"
-#include "Platform/Linux/OwnedDescriptor.h"
+#include "Platform/Posix/OwnedDescriptor.h"
 
 namespace corvane::Platform {
 

@@ -22,6 +22,10 @@ constexpr mode_t folderMode = 0700;
 /// be seen from here; not when it is older than this.
 constexpr std::chrono::seconds longestBinding{10};
 
+/// How long an empty folder is left for the next who observes its name: to remove one and make it
+/// again costs a disk milliseconds.
+constexpr std::chrono::hours longestUnused{1};
+
 /// How often a folder is made that others remove while it is empty. Each process that starts or
 /// ends removes it once at most; this many in a row means that the socket itself is gone.
 constexpr int linkAttempts = 1000;
@@ -40,17 +44,23 @@ void cleanHidden(const OwnedDescriptor& folder, const std::string& entry) {
   }
 }
 
-void cleanName(const OwnedDescriptor& folder) {
+/// Removes dead sockets; true when there were any.
+bool cleanName(const OwnedDescriptor& folder) {
+  bool removed = false;
   for (const std::string& entry : Folders::entries(folder)) {
-    if (NotificationSocket::isDead(folder, entry)) ::unlinkat(folder.number(), entry.c_str(), 0);
+    if (NotificationSocket::isDead(folder, entry))
+      removed = ::unlinkat(folder.number(), entry.c_str(), 0) == 0 || removed;
   }
+  return removed;
+}
+
+bool isForgotten(const OwnedDescriptor& folder) {
+  struct stat status = {};
+  return ::fstat(folder.number(), &status) == 0 &&
+         std::chrono::system_clock::now() - changeTime(status) > longestUnused;
 }
 
 }  // namespace
-
-bool NotificationFolders::isName(std::string_view name) {
-  return Folders::isVisibleName(name) && name.size() <= longestNotificationName;
-}
 
 Result<NotificationFolders> NotificationFolders::open(const std::string& containerFolder) {
   const std::string path = containerFolder + "/Notifications";
@@ -78,6 +88,9 @@ Result<Done> NotificationFolders::link(const std::string& socketName,
 
 void NotificationFolders::unlink(const std::string& socketName, const std::string& name) const {
   ::unlinkat(folder_.number(), (name + "/" + socketName).c_str(), 0);
+}
+
+void NotificationFolders::removeName(const std::string& name) const {
   ::unlinkat(folder_.number(), name.c_str(), AT_REMOVEDIR);
 }
 
@@ -91,8 +104,9 @@ void NotificationFolders::clean() const {
       cleanHidden(folder_, entry);
       continue;
     }
-    if (const OwnedDescriptor names = Folders::open(folder_, entry)) cleanName(names);
-    ::unlinkat(folder_.number(), entry.c_str(), AT_REMOVEDIR);
+    const OwnedDescriptor name = Folders::open(folder_, entry);
+    if (name && (cleanName(name) || isForgotten(name)))
+      ::unlinkat(folder_.number(), entry.c_str(), AT_REMOVEDIR);
   }
 }
 

@@ -1,11 +1,10 @@
 #pragma once
 
 #include <string>
-#include <string_view>
 #include <utility>
 
 #include "Base/Result.h"
-#include "Platform/Linux/OwnedDescriptor.h"
+#include "Platform/Posix/OwnedDescriptor.h"
 
 namespace corvane::Platform {
 
@@ -18,9 +17,6 @@ namespace corvane::Platform {
 /// but for the open folder; safe from any thread.
 class NotificationFolders {
  public:
-  /// Whether `name` can name a notification: 1 to 200 bytes, no "/" or zero byte, no "." in front.
-  static bool isName(std::string_view name);
-
   /// Opens the folder, after making it when it is missing; never makes the container.
   static Result<NotificationFolders> open(const std::string& containerFolder);
 
@@ -33,14 +29,17 @@ class NotificationFolders {
   /// often as others remove it empty. Linking twice is fine.
   [[nodiscard]] Result<Done> link(const std::string& socketName, const std::string& name) const;
 
-  /// Takes the link away again, and the folder of `name` if that leaves it empty.
+  /// Takes the link away again.
   void unlink(const std::string& socketName, const std::string& name) const;
+
+  /// Removes the folder of `name` if it is empty.
+  void removeName(const std::string& name) const;
 
   /// Takes the hidden name of the socket away.
   void removeSocket(const std::string& socketName) const;
 
-  /// Removes what dead processes left: their sockets, and empty folders. Leaves alone what is no
-  /// socket.
+  /// Removes what dead processes left: their sockets, with the folders that these leave empty, and
+  /// empty folders that nobody used for an hour. Leaves alone what is no socket.
   void clean() const;
 
  private:

@@ -10,7 +10,7 @@
 
 #include "Platform/Linux/NotificationCenterImplementation.h"
 #include "Platform/Linux/NotificationSocket.h"
-#include "Platform/Linux/OwnedDescriptor.h"
+#include "Platform/Posix/OwnedDescriptor.h"
 
 namespace corvane::Platform {
 namespace {
@@ -40,7 +40,7 @@ class NotificationMailbox::Implementation {
   }
 
   bool waitUntil(std::chrono::steady_clock::time_point end) {
-    using namespace std::chrono;
+    using std::chrono::ceil, std::chrono::milliseconds, std::chrono::steady_clock;
     std::array<pollfd, 2> arrivals = {
         {{socket_ ? socket_->descriptor() : -1, POLLIN, 0}, {interruption_.number(), POLLIN, 0}}};
     for (;;) {

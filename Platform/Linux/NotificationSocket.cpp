@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "Platform/File.h"
+#include "Platform/Linux/DescriptorPath.h"
 
 namespace corvane::Platform {
 namespace {
@@ -17,7 +18,7 @@ namespace {
 std::optional<sockaddr_un> addressOf(const OwnedDescriptor& folder, const std::string& name) {
   sockaddr_un address = {};
   address.sun_family = AF_UNIX;
-  const std::string path = folder.path() + "/" + name;
+  const std::string path = pathOf(folder) + "/" + name;
   if (path.size() >= sizeof address.sun_path) return std::nullopt;
   path.copy(address.sun_path, path.size());
   return address;

@@ -6,12 +6,10 @@
 #include <string_view>
 
 #include "Base/Result.h"
-#include "Platform/Linux/OwnedDescriptor.h"
+#include "Platform/Posix/NotificationName.h"
+#include "Platform/Posix/OwnedDescriptor.h"
 
 namespace corvane::Platform {
-
-/// The longest name of a notification, in bytes.
-inline constexpr std::size_t longestNotificationName = 200;
 
 /// The datagram socket through which a process hears notifications: each datagram is the name of
 /// one. Bound and reached through the descriptor of a folder, as paths of containers are longer

@@ -6,7 +6,7 @@
 #include <atomic>
 #include <cstdint>
 
-#include "Platform/Linux/OwnedDescriptor.h"
+#include "Platform/Posix/OwnedDescriptor.h"
 
 namespace corvane::Platform {
 

@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "Platform/Linux/OwnedDescriptor.h"
+#include "Platform/Posix/OwnedDescriptor.h"
 
 namespace corvane::Platform {
 

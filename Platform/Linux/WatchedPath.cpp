@@ -1,11 +1,16 @@
 #include "Platform/Linux/WatchedPath.h"
 
 #include <fcntl.h>
+#include <sys/inotify.h>
 #include <sys/stat.h>
 
+#include <cstring>
+#include <span>
 #include <utility>
 
+#include "Platform/Descriptor.h"
 #include "Platform/File.h"
+#include "Platform/Linux/DescriptorPath.h"
 
 namespace corvane::Platform {
 namespace {
@@ -20,11 +25,46 @@ constexpr std::uint32_t fileEvents = IN_MODIFY | IN_ATTRIB;
 constexpr std::uint32_t folderEvents = entryEvents | IN_ATTRIB | IN_MOVE_SELF;
 constexpr std::uint32_t parentEvents = IN_DELETE;
 
+std::vector<SystemFileEvent> eventsIn(std::span<const std::byte> bytes) {
+  std::vector<SystemFileEvent> events;
+  while (!bytes.empty()) {
+    inotify_event event = {};
+    std::memcpy(&event, bytes.data(), sizeof event);
+    bytes = bytes.subspan(sizeof event + event.len);
+    events.push_back({static_cast<std::uint64_t>(event.wd), event.mask});
+  }
+  return events;
+}
+
 }  // namespace
+
+Result<OwnedDescriptor> FileEventSource::open(const std::string& path) {
+  OwnedDescriptor file(::open(path.c_str(), O_PATH | O_CLOEXEC));
+  if (!file) return failureFromErrno("open");
+  return file;
+}
+
+Result<std::unique_ptr<FileEventSource>> FileEventSource::make() {
+  OwnedDescriptor instance(::inotify_init1(IN_CLOEXEC));
+  if (!instance) return failureFromErrno("inotify_init1");
+  return std::unique_ptr<FileEventSource>(new Inotify(std::move(instance)));
+}
+
+Result<std::shared_ptr<WatchedFile>> Inotify::watch(OwnedDescriptor file) {
+  auto path = std::make_shared<WatchedPath>(*this, std::move(file));
+  if (auto begun = path->begin(); !begun) return begun.failure();
+  return std::shared_ptr<WatchedFile>(std::move(path));
+}
+
+std::vector<SystemFileEvent> Inotify::receive() {
+  const auto count = Descriptor::readSome(instance_.number(), buffer_);
+  if (!count) return {};
+  return eventsIn(std::span(buffer_).first(count.value()));
+}
 
 int Inotify::add(const OwnedDescriptor& file, std::uint32_t events) {
   const int watch =
-      ::inotify_add_watch(instance_.number(), file.path().c_str(), events | IN_MASK_ADD);
+      ::inotify_add_watch(instance_.number(), pathOf(file).c_str(), events | IN_MASK_ADD);
   if (watch >= 0) ++users_[watch];
   return watch;
 }
@@ -55,12 +95,13 @@ Result<Done> WatchedPath::begin() {
   return Done{};
 }
 
-std::optional<FileEvent> WatchedPath::meaningOf(const inotify_event& event) {
-  const bool isOwn = event.wd == own_;
-  const bool areEventsLost = (event.mask & IN_Q_OVERFLOW) != 0;
-  if (!isOwn && event.wd != parent_ && !areEventsLost) return std::nullopt;
-  if (isOwn && (event.mask & writeEvents) != 0) return FileEvent::written;
-  if (areEventsLost || (event.mask & IN_MOVE_SELF) != 0) watchParent();
+std::optional<FileEvent> WatchedPath::meaningOf(const SystemFileEvent& event) {
+  const bool isOwn = event.watch == static_cast<std::uint64_t>(own_);
+  const bool areEventsLost = (event.what & IN_Q_OVERFLOW) != 0;
+  if (!isOwn && event.watch != static_cast<std::uint64_t>(parent_) && !areEventsLost)
+    return std::nullopt;
+  if (isOwn && (event.what & writeEvents) != 0) return FileEvent::written;
+  if (areEventsLost || (event.what & IN_MOVE_SELF) != 0) watchParent();
   if (!deletionIsTold_ && isDeleted()) {
     deletionIsTold_ = true;
     return FileEvent::deleted;

@@ -1,22 +1,22 @@
 #pragma once
 
-#include <sys/inotify.h>
-
+#include <array>
+#include <cstddef>
 #include <cstdint>
 #include <map>
-#include <optional>
 
-#include "Base/Result.h"
-#include "Platform/FileEvents.h"
-#include "Platform/Linux/OwnedDescriptor.h"
+#include "Platform/Posix/FileEventSource.h"
 
 namespace corvane::Platform {
 
 /// An inotify instance. The kernel has one watch per file in it, however often it is asked; here
-/// their users are counted. One thread at a time, except for reading from the descriptor.
-class Inotify {
+/// their users are counted.
+class Inotify final : public FileEventSource {
  public:
   explicit Inotify(OwnedDescriptor instance) : instance_(std::move(instance)) {}
+
+  Result<std::shared_ptr<WatchedFile>> watch(OwnedDescriptor file) override;
+  std::vector<SystemFileEvent> receive() override;
 
   /// Reports `events` of `file` from now on, beside what other users of its watch asked for. Gives
   /// the number of the watch; -1 with errno set when it fails.
@@ -25,29 +25,26 @@ class Inotify {
   /// Gives back what `add` gave; -1 is nothing.
   void release(int watch);
 
-  [[nodiscard]] int descriptor() const { return instance_.number(); }
-
  private:
   OwnedDescriptor instance_;
-  std::map<int, int> users_;  // how many, by the number of the watch
+  std::map<int, int> users_;                 // how many, by the number of the watch
+  std::array<std::byte, 4096> buffer_ = {};  // of the thread that receives
 };
 
-/// A file or folder and the kernel's watches by which its events are known. One thread at a time.
-class WatchedPath {
+/// A file or folder and the kernel's watches by which its events are known.
+class WatchedPath final : public WatchedFile {
  public:
   /// `file` is what is watched; `inotify` must outlive this object.
   WatchedPath(Inotify& inotify, OwnedDescriptor file);
-  ~WatchedPath();
+  ~WatchedPath() override;
   WatchedPath(const WatchedPath&) = delete;
   WatchedPath& operator=(const WatchedPath&) = delete;
 
   /// Once, before anything else.
   Result<Done> begin();
 
-  /// What `event`, read from the instance, says of this path, if anything.
-  std::optional<FileEvent> meaningOf(const inotify_event& event);
-
-  [[nodiscard]] int descriptor() const { return file_.number(); }
+  std::optional<FileEvent> meaningOf(const SystemFileEvent& event) override;
+  [[nodiscard]] int descriptor() const override { return file_.number(); }
 
  private:
   void watchParent();

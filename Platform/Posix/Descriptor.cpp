@@ -1,9 +1,11 @@
 #include "Platform/Descriptor.h"
 
 #include <poll.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <climits>
 
 #include "Platform/File.h"
 
@@ -39,6 +41,17 @@ Result<Done> writeAll(int descriptor, ByteView bytes) {
     }
   }
   return Done{};
+}
+
+bool isPipe(int descriptor) {
+  struct stat status = {};
+  return ::fstat(descriptor, &status) == 0 && S_ISFIFO(status.st_mode);
+}
+
+bool takesAtOnce(int pipe, std::size_t size) {
+  // A pipe with room has it for PIPE_BUF bytes, however they are cut.
+  pollfd room = {pipe, POLLOUT, 0};
+  return size <= PIPE_BUF && ::poll(&room, 1, 0) == 1 && room.revents == POLLOUT;
 }
 
 }  // namespace corvane::Platform::Descriptor

@@ -20,7 +20,6 @@ class Filling {
  public:
   explicit Filling(std::size_t count) : isLarge_(count > fewEntries) {
     dictionary_.reserve(count);  // so that no entry moves, and views of the keys stay good
-    if (isLarge_) keys_.reserve(count);
   }
 
   void append(std::string key, Value value) {

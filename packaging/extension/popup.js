@@ -9,6 +9,7 @@ const controls = ["protection", "http", "https", "log", "settings"].map($);
 
 let link = {state: "connecting"};
 let app; // the main application's state, once it is known
+let tab; // the current one
 let address; // {url, port} of the page, if it is one that can be filtered
 let page; // its state, once it is known
 let busy = 0; // commands under way
@@ -82,9 +83,15 @@ function renderPause() {
   $("retry").textContent = {waiting: whenWaiting, connecting: "trying …"}[link.state] ?? "";
 }
 
+function pageNote() {
+  if (address) return "";
+  return tab?.url ? "It does not come from the web, and is not filtered."
+    : "The browser does not tell which page this is.";
+}
+
 function renderPage() {
   $("site").textContent = address ? new URL(address.url).host : "This page";
-  $("page-note").textContent = address ? "" : "It does not come from the web, and is not filtered.";
+  $("page-note").textContent = pageNote();
   $("page-note").hidden = Boolean(address);
   $("page").hidden = !address;
   const number = (count) => (isUsable() && count !== undefined ? count.toLocaleString() : "–");
@@ -131,7 +138,7 @@ $("trouble-button").addEventListener("click", () =>
 setInterval(renderPause, 1000);
 
 const given = new URLSearchParams(location.search).get("url");
-const [tab] = given ? [{url: given}] : await chrome.tabs.query({active: true, currentWindow: true});
+[tab] = given ? [{url: given}] : await chrome.tabs.query({active: true, currentWindow: true});
 address = addressOf(tab?.url);
 render();
 if (isUsable()) lookAtPage();

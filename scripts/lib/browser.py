@@ -21,7 +21,7 @@ from pathlib import Path
 
 EXTENSION = Path(__file__).resolve().parents[2] / "packaging/extension"
 HOST = "com.corvane.nm"  # the host's name in manifests
-DEADLINE = 20.0  # seconds, for any one answer of a browser
+DEADLINE = 40.0  # seconds, for any one answer of a browser
 END_DEADLINE = 10.0  # seconds, for a browser and for its hosts to go
 MUTE_LIMIT = 5.0  # seconds, after which a host that says nothing counts as mute
 
@@ -68,6 +68,7 @@ class Browser:
     """What browsers share. Leaving the `with` block kills what still runs."""
 
     name: str
+    manifests: Path  # where it looks for those of its user first
     process: subprocess.Popen
     origin = None  # of the extension's pages, once it is installed
 
@@ -89,6 +90,15 @@ class Browser:
         if self.process.poll() is None:
             self.process.kill()
             self.process.wait()
+
+    def register(self, executable):
+        """Has it know the host, as people do; gives the manifest."""
+        command = [executable.with_name("corvane-nmctl"), "register", "--browser", self.name,
+                   "--dir", self.manifests, "--host", executable]
+        done = subprocess.run(command, env=self.environment, capture_output=True, text=True)
+        if done.returncode:
+            raise RuntimeError(f"the host is not registered: {done.stdout}{done.stderr}")
+        return self.manifests / f"{HOST}.json"
 
     def hosts(self, executable):
         """Process descriptors of the hosts that it has started from `executable`."""
@@ -158,10 +168,15 @@ def connect_error(name, extension, home, host=HOST):
     with tempfile.TemporaryDirectory() as folder, start(name, home) as browser:
         write_probe(Path(extension), Path(folder))
         browser.install(Path(folder))
-        page = browser.open("blank.html")
-        outcome = page.evaluate(CONNECT % (json.dumps(host), MUTE_LIMIT * 1000))
+        said = said_on(browser.open("blank.html"), host)
         browser.quit()
         wait_for_end([os.pidfd_open(browser.process.pid)])
+    return said
+
+
+def said_on(page, host=HOST):
+    """The same on a page of an extension that is open already."""
+    outcome = page.evaluate(CONNECT % (json.dumps(host), MUTE_LIMIT * 1000))
     if outcome[0] == "ended":
         return NO_TEXT if outcome[1] is None else outcome[1]
     return MUTE if outcome[0] == "mute" else None

@@ -14,6 +14,14 @@ import threading
 
 from browser import DEADLINE, Browser, Page
 
+# As if somebody clicked the extension's button: it opens the popup.
+CLICK = """
+const {ExtensionParent} = ChromeUtils.importESModule(
+  "resource://gre/modules/ExtensionParent.sys.mjs");
+const {extension} = WebExtensionPolicy.getByHostname(new URL("%s").hostname);
+const button = ExtensionParent.apiManager.global.browserActionFor(extension);
+button.triggerAction(Services.wm.getMostRecentWindow("navigator:browser"));"""
+
 # A new profile does nothing but what it is told, and asks no server for anything.
 SETTINGS = {
     "marionette.port": 0,  # one that is free
@@ -95,6 +103,9 @@ class Firefox(Browser):
         identifier = self.call("Addon:Install", path=str(folder), temporary=True)["value"]
         self.origin = self.run_inside(
             f"return WebExtensionPolicy.getByID({json.dumps(identifier)}).getURL('');")
+
+    def click_button(self):
+        self.run_inside(CLICK % self.origin)
 
     def run_inside(self, script):
         """Runs JavaScript in the browser itself, not in a page."""

@@ -29,11 +29,12 @@ TEST(BinaryPropertyListWriter, WidthsFollowFromObjectCountAndTableOffset) {
 TEST(BinaryPropertyListWriter, SharesWhatIsEqualButNeverAcrossKinds) {
   BinaryPropertyListWriter writer(1);
   const auto addOfEachKind = [&] {
-    return std::array{writer.addText("1"), writer.addInteger(1), writer.addReal(1.0),
-                      writer.addBoolean(true), writer.addUid(1)};
+    return std::array<std::uint64_t, 5>{writer.addText("1"), writer.addInteger(1),
+                                        writer.addReal(1.0), writer.addBoolean(true),
+                                        writer.addUid(1)};
   };
-  EXPECT_EQ(addOfEachKind(), (std::array<std::size_t, 5>{0, 1, 2, 3, 4}));
-  EXPECT_EQ(addOfEachKind(), (std::array<std::size_t, 5>{0, 1, 2, 3, 4}));
+  EXPECT_EQ(addOfEachKind(), (std::array<std::uint64_t, 5>{0, 1, 2, 3, 4}));
+  EXPECT_EQ(addOfEachKind(), (std::array<std::uint64_t, 5>{0, 1, 2, 3, 4}));
   EXPECT_EQ(writer.objectCount(), 7U) << "copies of the last two that nothing refers to";
   EXPECT_EQ(writer.addUnsigned(1), 1U);
   EXPECT_EQ(writer.addTextOfItsOwn("1"), 7U);

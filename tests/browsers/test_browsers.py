@@ -1,10 +1,11 @@
 """The host in real browsers, started by the sample extension, beside the stand-in."""
 
-import contextlib
+import http.server
 import json
 import os
 import shutil
 import tempfile
+import threading
 import time
 import unittest
 from pathlib import Path
@@ -18,10 +19,6 @@ LARGEST = 1 << 20  # bytes; browsers take no more from a host
 PAGE = "https://news.example.org/"
 LOOKS = 50  # at a page, from each browser at once; three more are blocked at each
 RULE = "||banner.example.org^"
-MANIFEST = {"name": browser.HOST, "description": "Host", "type": "stdio", "path": str(HOST)}
-ALLOWED = {
-    "chromium": {"allowed_origins": ["chrome-extension://akhimegbhhggkbgilhkhiaeccoacbkbe/"]},
-    "firefox": {"allowed_extensions": ["corvane-nm-sample@corvane.example"]}}
 
 # One command each, with what it changes or counts in the stand-in.
 COMMANDS = [
@@ -53,6 +50,17 @@ ASK_ONCE = """(id) => new Promise((resolve) => {
   port.postMessage({type: "init", id, parameters: {apiVersion: "1"}});
 })""" % browser.HOST
 
+# A client of its own; gives the reason why it has no link.
+CONNECT_ONCE = """import(document.baseURI.replace(/[^/]*$/, "client/client.js"))
+  .then(({CorvaneClient}) => {
+    const client = new CorvaneClient();
+    return client.connect().then(() => "live", ({reason}) => reason).finally(() => client.close());
+  })"""
+
+
+class QuietHandler(http.server.BaseHTTPRequestHandler):
+    log_message = staticmethod(lambda *_: None)
+
 
 def shows(identifier, text):
     return f'document.getElementById("{identifier}").textContent.endsWith("{text}")'
@@ -74,17 +82,11 @@ class Home:
     def application(self):
         return self.enterContext(MainApplication())
 
-    def start(self, name, profile=None, extension=browser.EXTENSION, register=True):
+    def start(self, name, profile=None, extension=browser.EXTENSION):
         started = self.enterContext(browser.start(name, self.home, profile))
-        if register:
-            self.register(started)
+        self.manifest = started.register(HOST)
         started.install(extension)
         return started
-
-    def register(self, started, **changes):
-        started.manifests.mkdir(parents=True, exist_ok=True)
-        (started.manifests / f"{browser.HOST}.json").write_text(
-            json.dumps(MANIFEST | ALLOWED[started.name] | changes))
 
     def send(self, page, command, parameters=None):
         return page.evaluate(f"send({json.dumps(command)}, {json.dumps(parameters)})")
@@ -165,25 +167,27 @@ class Scenarios(Home):
         return sorted((self.container.folder / "Notifications").rglob("*"))
 
     def test_reasons(self):
-        started = self.start(self.name, register=False)
+        started = self.start(self.name)
         page = started.open("commands.html")
+        good = json.loads(self.manifest.read_text())
         is_chromium = self.name == "chromium"
-        strangers = {"allowed_origins": ["chrome-extension://abcdefghijklmnopabcdefghijklmnop/"]}
+        allowed = "allowed_origins" if is_chromium else "allowed_extensions"
         for changes, reason in (
                 ({"path": "/nowhere/corvane-nm"}, "not found"),
-                (strangers if is_chromium else {"allowed_extensions": ["other@corvane.example"]},
+                ({allowed: [f"chrome-extension://{'a' * 32}/"]},
                  "forbidden" if is_chromium else "not found"),
                 ({"path": "/bin/false"}, "exited"),
                 ({"path": "/bin/echo"}, "failed")):  # says something that is no frame
             with self.subTest(**changes):
-                self.register(started, **changes)
-                error = self.send(page, "getCurrentAppState")["error"]
-                self.assertEqual(error["reason"], reason, error)
-        (started.manifests / f"{browser.HOST}.json").unlink()
+                self.manifest.write_text(json.dumps(good | changes))
+                self.assertEqual(page.evaluate(CONNECT_ONCE), reason)
+        self.manifest.unlink()
+        self.send(page, "getCurrentAppState")  # by the host that runs from before
+        browser.kill_hosts(started.hosts(HOST))
         popup = started.open("popup.html")
         popup.until(shows("trouble-title", "not registered"))
         self.picture(popup, "not-connected")
-        self.register(started)
+        started.register(HOST)
         popup.evaluate('document.getElementById("trouble-button").click()')
         popup.until(says("chip", "not running"))
 
@@ -223,6 +227,18 @@ class InChromium(Scenarios, unittest.TestCase):
 
 class InFirefox(Scenarios, unittest.TestCase):
     name = "firefox"
+
+    def test_button_opens_the_popup_for_the_page(self):
+        application = self.enterContext(MainApplication("--print"))
+        server = self.enterContext(http.server.HTTPServer(("127.0.0.1", 0), QuietHandler))
+        threading.Thread(target=server.handle_request).start()
+        url = f"http://127.0.0.1:{server.server_port}/"
+        started = self.start(self.name)
+        started.call("WebDriver:Navigate", url=url)
+        started.click_button()
+        while (request := application.exchanged())[1]["name"] != "getCurrentFilteringState":
+            pass
+        self.assertEqual(request[1]["body"]["url"], url)
 
 
 class Together(Home, unittest.TestCase):

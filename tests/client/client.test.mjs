@@ -164,6 +164,21 @@ test("close ends the host and all attempts; a request begins anew", async () => 
   await asked;
   await clock.pass(1_000_000);
   assert.deepEqual([link.state, port.isOpen, ports.length], ["closed", false, 1]);
+  const attempt = assert.rejects(client.connect(), hasReason("exited"));
+  await ports[1].end(null);
+  await attempt;
+  client.close();
+  await clock.pass(1_000_000);
+  assert.deepEqual([link.state, ports.length], ["closed", 2]);
   void client.request("updateApp").catch(() => {});
-  assert.deepEqual([link.state, ports.length], ["connecting", 2]);
+  assert.deepEqual([link.state, ports.length], ["connecting", 3]);
+});
+
+test("an extension without the permission is told so, each time", async () => {
+  const without = new CorvaneClient({runtime: {}, clock});
+  let attempts = 0;
+  without.onLink(({state}) => (attempts += state === "connecting"));
+  await assert.rejects(without.connect(), hasReason("forbidden"));
+  await clock.pass(1000);
+  assert.deepEqual([attempts, without.link.error.reason], [2, "forbidden"]);
 });

@@ -31,8 +31,8 @@ Finding examineNative(const Browser& browser, const Surroundings& surroundings, 
   if (!fault) fault = programFault(found.hostPath);
   if (fault) return Finding::wrong(title, fault->cause, fault->mend);
   const Trial trial = tryHost(found.hostPath, argumentsFor(browser, found), false);
-  if (trial.fault && trial.hasStopped && linkIsBroken)
-    return Finding::wrong(title, "the host is found, and stops because of what is said below",
+  if (trial.fault && trial.maybeFromLink && linkIsBroken)
+    return Finding::wrong(title, "the host is found, but can't work because of what is said below",
                           "mend that");
   if (trial.fault) return Finding::wrong(title, trial.fault->cause, trial.fault->mend);
   return Finding::good(title, "version " + trial.version + " answers, by " + found.manifestPath);

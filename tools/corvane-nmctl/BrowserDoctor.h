@@ -9,8 +9,9 @@
 namespace corvane::Nmctl {
 
 /// What is to be said of each of the selected browsers, or of each that is installed here: whether
-/// it finds the host, can start it and gets an answer from it. `linkIsBroken`: the host can't start
-/// because of the link, of which the caller speaks; a host that stops is then no fault of its own.
+/// it finds the host, can start it and gets an answer from it. `linkIsBroken`: the host can't work
+/// because of the link, of which the caller speaks; that it stops or is mute has no cause of its
+/// own then.
 Findings examineBrowsers(const Selection& selection, const Surroundings& surroundings,
                          bool linkIsBroken);
 

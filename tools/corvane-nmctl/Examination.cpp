@@ -22,7 +22,7 @@ Findings examineAll(const Selection& selection, const Surroundings& surroundings
   Findings result = examineBrowsers(selection, surroundings, !isSound);
   std::move(foundations.begin(), foundations.end(), std::back_inserter(result));
   if (isSound) {
-    Findings rest = examineLink(container, surroundings.hostPath);
+    Findings rest = examineApplicationAndLogs(container, surroundings.hostPath);
     std::move(rest.begin(), rest.end(), std::back_inserter(result));
   }
   return result;

@@ -86,7 +86,10 @@ Result<HostProcess> HostProcess::start(const std::string& path,
   std::array<Pipe, 4> pipes;  // input, output, errors, why it did not start
   for (Pipe& pipe : pipes) {
     auto made = Pipe::make();
-    if (!made) return made.failure();
+    if (!made) {
+      for (Pipe& one : pipes) one.close();
+      return made.failure();
+    }
     pipe = made.value();
   }
   const pid_t process = ::fork();
@@ -135,7 +138,7 @@ HostProcess::~HostProcess() {
     if (descriptor >= 0) ::close(descriptor);
 }
 
-bool HostProcess::send(const JsonObject& message) {
+bool HostProcess::send(const JsonObject& message) const {
   const auto body = serializeJson(message);
   if (!body) return false;
   const auto length = static_cast<std::uint32_t>(body->size());

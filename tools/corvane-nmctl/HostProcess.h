@@ -31,7 +31,7 @@ class HostProcess {
   ~HostProcess();
 
   /// Writes one frame. False when the host does not read any more.
-  [[nodiscard]] bool send(const JsonObject& message);
+  [[nodiscard]] bool send(const JsonObject& message) const;
 
   /// The next message. Fails with `wouldBlock` when none is there at `end`, with `notFound` when
   /// the host has closed its output instead, and with `malformed` when what it wrote is no frame

@@ -42,6 +42,11 @@ std::optional<Fault> containerFault(const std::string& path) {
                    "remove the link and start the main application"};
     return absentContainer(path);
   }
+  struct stat own = {};
+  if (::lstat(path.c_str(), &own) == 0 && S_ISLNK(own.st_mode))
+    return Fault{
+        "the shared folder is a symbolic link, which the main application does not take: " + path,
+        "put the folder itself in its place"};
   if (!S_ISDIR(status.st_mode))
     return Fault{path + " is no folder", "move it away and start the main application"};
   if (status.st_uid != ::geteuid())

@@ -117,14 +117,13 @@ Findings examineFoundations(const Container& container) {
   const std::string subject = "shared folder";
   if (container.fault)
     return {Finding::wrong(subject, container.fault->cause, container.fault->mend)};
-  return {Finding::good(subject, container.path), examineSettings(container.path)};
+  Findings findings{Finding::good(subject, container.path), examineSettings(container.path)};
+  examineExchangeFiles(container.path, runningInstances(container.path) > 0, findings);
+  return findings;
 }
 
-Findings examineLink(const Container& container, const std::string& hostPath) {
-  Findings findings;
-  const bool isRunning = runningInstances(container.path) > 0;
-  examineExchangeFiles(container.path, isRunning, findings);
-  findings.push_back(examineApplication(container.path, hostPath));
+Findings examineApplicationAndLogs(const Container& container, const std::string& hostPath) {
+  Findings findings{examineApplication(container.path, hostPath)};
   examineLogs(container.path, findings);
   return findings;
 }

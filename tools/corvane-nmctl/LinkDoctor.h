@@ -7,11 +7,12 @@
 
 namespace corvane::Nmctl {
 
-/// Whether no host can start, because of the container or the settings in it.
+/// What is to be said of all without which no host can work: the container, and with it the
+/// settings and the exchange files.
 Findings examineFoundations(const Container& container);
 
-/// What is to be said of the rest of the link: exchange files, main application, logs. Only with a
-/// container that has no fault. Starts `hostPath` to see whether the main application answers.
-Findings examineLink(const Container& container, const std::string& hostPath);
+/// What is to be said of the rest, which needs sound foundations: of the main application, which
+/// the host `hostPath` is started to ask, and of the logs.
+Findings examineApplicationAndLogs(const Container& container, const std::string& hostPath);
 
 }  // namespace corvane::Nmctl

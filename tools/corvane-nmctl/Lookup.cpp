@@ -64,18 +64,23 @@ Fault absence(const Browser& browser, const Policies& policies, const Surroundin
       "run: " + registering(browser)};
 }
 
+/// Whether the folder of `path` can't be looked into, which browsers take for a folder without it.
+bool isHidden(const std::string& path) {
+  struct stat status = {};
+  return ::stat(path.c_str(), &status) != 0 && errno != ENOENT && errno != ENOTDIR;
+}
+
 /// Looks at one candidate. Nothing when it is not there.
 std::optional<Lookup> look(const Candidate& candidate, const Browser& browser,
                            const Surroundings& surroundings) {
   const std::string& path = candidate.path;
-  struct stat status = {};
-  if (::stat(path.c_str(), &status) != 0) {
-    if (errno == ENOENT || errno == ENOTDIR) return std::nullopt;
+  if (isHidden(path))
     return Lookup{
         path,
         {},
         Fault{"not permitted to look at " + path, "let this user read the folder it is in"}};
-  }
+  struct stat status = {};
+  if (::stat(path.c_str(), &status) != 0) return std::nullopt;
   const auto fault = [&](const std::string& cause) {
     return Lookup{path, {}, Fault{path + ": " + cause, mendFor(candidate, browser, surroundings)}};
   };
@@ -102,7 +107,8 @@ Lookup lookUp(const Browser& browser, const Policies& policies, const Surroundin
   for (const Candidate& candidate : candidatesFor(browser, policies, surroundings)) {
     std::optional<Lookup> found = look(candidate, browser, surroundings);
     if (!found) continue;
-    if (!found->fault || browser.format == ManifestFormat::chromium) return *found;
+    const bool takesFirst = browser.format == ManifestFormat::chromium && !isHidden(candidate.path);
+    if (!found->fault || takesFirst) return *found;
     if (!first) first = std::move(found);
   }
   if (first) return *first;

@@ -55,7 +55,7 @@ std::string manifestText(ManifestFormat format, std::string_view hostPath) {
 }
 
 std::string manifestFileName() {
-  return std::string(Product::hostName) + ".json";
+  return Product::manifestFile;
 }
 
 FoundManifest findManifest(const std::string& path, std::string_view expectedText) {

@@ -1,9 +1,11 @@
 #include "tools/corvane-nmctl/ManifestCheck.h"
 
 #include <algorithm>
+#include <cctype>
 #include <vector>
 
 #include "Base/Json.h"
+#include "tools/corvane-nmctl/LenientJson.h"
 #include "tools/corvane-nmctl/Product.h"
 
 namespace corvane::Nmctl {
@@ -51,15 +53,28 @@ std::optional<std::string> originFault(std::string_view origin) {
   return std::nullopt;
 }
 
+/// "{8-4-4-4-12 hexadecimal digits}".
+bool isBracedUuid(std::string_view text) {
+  constexpr std::string_view pattern = "{00000000-0000-0000-0000-000000000000}";
+  const auto fits = [](char expected, char c) {
+    return expected == '0' ? std::isxdigit(static_cast<unsigned char>(c)) != 0 : expected == c;
+  };
+  return text.size() == pattern.size() &&
+         std::equal(pattern.begin(), pattern.end(), text.begin(), fits);
+}
+
+/// Likewise for Firefox and "allowed_extensions": a UUID in braces, or something like an address.
 std::optional<std::string> extensionFault(std::string_view extension) {
   const auto isPart = [](char c) {
-    return std::string_view("-._@{}").find(c) != std::string_view::npos || (c >= '0' && c <= '9') ||
-           ((c | 0x20) >= 'a' && (c | 0x20) <= 'z');
+    return std::isalnum(static_cast<unsigned char>(c)) != 0 || c == '-' || c == '.' || c == '_';
   };
-  if (std::all_of(extension.begin(), extension.end(), isPart) &&
-      extension.find_first_of("@{") != std::string_view::npos) {
-    return std::nullopt;
-  }
+  const std::size_t at = extension.find('@');
+  const std::string_view before = extension.substr(0, at);
+  const std::string_view behind =
+      at == std::string_view::npos ? std::string_view() : extension.substr(at + 1);
+  const bool isAddress = !behind.empty() && std::all_of(before.begin(), before.end(), isPart) &&
+                         std::all_of(behind.begin(), behind.end(), isPart);
+  if (isAddress || isBracedUuid(extension)) return std::nullopt;
   return "the allowed extension \"" + std::string(extension) + "\" is no identifier of one";
 }
 
@@ -69,7 +84,7 @@ void checkAllowed(ManifestFormat format, const JsonObject& object, CheckedManife
   const char* key = isChromium ? "allowed_origins" : "allowed_extensions";
   const JsonValue* list = object.if_contains(key);
   if (list == nullptr || !list->is_array() || (!isChromium && list->as_array().empty())) {
-    result.fault = "\"" + std::string(key) + "\" is missing or no list of texts";
+    result.fault = "\"" + std::string(key) + "\" is missing, empty or no list";
     return;
   }
   const std::vector<std::string> wanted = allowedFor(format);
@@ -110,7 +125,8 @@ std::string extensionFor(ManifestFormat format) {
 CheckedManifest checkManifest(ManifestFormat format, std::string_view text) {
   if (text.starts_with(byteOrderMark)) text.remove_prefix(byteOrderMark.size());
   CheckedManifest result;
-  const auto value = parseJson(text);
+  const bool isChromium = format == ManifestFormat::chromium;
+  const auto value = isChromium ? parseLeniently(text, FinalCommas::refused) : parseJson(text);
   if (!value || !value.value().is_object()) {
     result.fault = "it is not JSON: " + (value ? "no object" : value.failure().text);
     return result;
@@ -122,7 +138,6 @@ CheckedManifest checkManifest(ManifestFormat format, std::string_view text) {
   const std::string type = textOf(object, "type", fault);
   result.hostPath = textOf(object, "path", fault);
   if (fault) return result;
-  const bool isChromium = format == ManifestFormat::chromium;
   if (name != Product::hostName) {
     fault = "its name is \"" + name + "\" instead of " + Product::hostName;
   } else if (isChromium && description.empty()) {

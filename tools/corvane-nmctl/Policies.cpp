@@ -1,12 +1,12 @@
 #include "tools/corvane-nmctl/Policies.h"
 
 #include <algorithm>
-#include <boost/json/parse.hpp>
 #include <filesystem>
 #include <optional>
 #include <vector>
 
 #include "Base/Json.h"
+#include "tools/corvane-nmctl/LenientJson.h"
 #include "tools/corvane-nmctl/Product.h"
 #include "tools/corvane-nmctl/WholeFile.h"
 
@@ -15,14 +15,9 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// Browsers read these files less strictly than manifests.
 JsonObject parsed(const std::string& text) {
-  boost::json::parse_options options;
-  options.allow_comments = true;
-  options.allow_trailing_commas = true;
-  boost::json::error_code error;
-  const JsonValue value = boost::json::parse(text, error, {}, options);
-  return error || !value.is_object() ? JsonObject() : value.as_object();
+  const auto value = parseLeniently(text, FinalCommas::allowed);
+  return value && value.value().is_object() ? value.value().as_object() : JsonObject();
 }
 
 /// Whether the list `key` of `policies` holds `name`; nothing when there is no such list.

@@ -100,7 +100,8 @@ Result<std::vector<Place>> placesOf(const Selection& selection, const Surroundin
       return Failure{FailureCause::malformed,
                      "--dir needs --browser: manifests differ between browsers"};
     const Browser& browser = *chosen.value().front();
-    const std::string folder = std::filesystem::absolute(selection.folder).lexically_normal();
+    std::string folder = std::filesystem::absolute(selection.folder).lexically_normal();
+    if (folder.size() > 1 && folder.ends_with('/')) folder.pop_back();
     add(places, browser, folder, folder.starts_with(surroundings.home + "/"));
     return places;
   }

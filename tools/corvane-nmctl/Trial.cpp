@@ -76,7 +76,7 @@ void greet(HostProcess& host, Trial& trial) {
   const std::string identifier = "corvane-nmctl 1";
   const auto reply = ask(host, greeting(identifier), identifier);
   if (!reply) {
-    trial.hasStopped = reply.failure().cause == FailureCause::notFound;
+    trial.maybeFromLink = reply.failure().cause != FailureCause::malformed;
     trial.fault = faultOf(reply.failure(), host);
     return;
   }
@@ -98,7 +98,10 @@ Trial tryHost(const std::string& path, std::vector<std::string> arguments, bool 
   Trial trial;
   auto host = HostProcess::start(path, std::move(arguments));
   if (!host) {
-    trial.fault = {"the host can't be started: " + host.failure().text, reinstall};
+    const bool isInterpreter = host.failure().cause == FailureCause::notFound;
+    trial.fault = {isInterpreter ? "the host can't be started: what should run it is missing"
+                                 : "the host can't be started: " + host.failure().text,
+                   reinstall};
     return trial;
   }
   greet(host.value(), trial);

@@ -12,7 +12,8 @@ namespace corvane::Nmctl {
 /// How starting and greeting a host went.
 struct Trial {
   std::optional<Fault> fault;
-  bool hasStopped = false;         ///< the fault is that it ended by itself before it answered
+  /// The fault is that it ended by itself or said nothing, as it also does when the link is broken.
+  bool maybeFromLink = false;
   std::string version;             ///< what it says of itself
   bool isApplicationSeen = false;  ///< whether the main application runs and answered it
 };

@@ -6,8 +6,6 @@
 #include <thread>
 #include <vector>
 
-#include "Platform/MainQueue.h"
-
 namespace corvane {
 namespace {
 
@@ -67,29 +65,6 @@ TEST(DispatchQueueDeathTest, SyncOnItselfEndsTheProcessWithItsName) {
   DispatchQueue outer("the outer one");
   DispatchQueue inner("the inner one");
   EXPECT_DEATH(outer.sync([&] { inner.sync([&] { outer.sync([] {}); }); }), "the outer one");
-}
-
-TEST(MainQueue, RunsTasksAtOnceAndEndsItsTurnAfterWhatWasQueued) {
-  namespace MainQueue = Platform::MainQueue;
-  bool isOurs = false;  // what another test of this process left in the queue goes first
-  MainQueue::async([&] {
-    isOurs = true;
-    MainQueue::endTurn();
-  });
-  while (!isOurs) MainQueue::turnUntil(std::chrono::steady_clock::now() + deadline);
-  std::vector<int> order;
-  std::thread other([&] {
-    MainQueue::async([&] { order.push_back(1); });
-    MainQueue::endTurn();
-    MainQueue::async([&] { order.push_back(2); });
-  });
-  MainQueue::turnUntil(std::chrono::steady_clock::now() + deadline);
-  EXPECT_EQ(order, std::vector<int>{1});
-  other.join();
-  MainQueue::endTurn();
-  MainQueue::turnUntil(std::chrono::steady_clock::now() + deadline);
-  EXPECT_EQ(order, (std::vector<int>{1, 2}));
-  MainQueue::turnUntil(std::chrono::steady_clock::now());  // a moment that has come ends it
 }
 
 }  // namespace

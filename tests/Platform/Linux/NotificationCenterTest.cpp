@@ -116,7 +116,9 @@ TEST_F(NotificationCenterTest, RemovesWhatDeadProcessesLeftAndNothingElse) {
   }
   testing::writeFile(notifications_ / "kept/plain", "");
   fs::create_directories(notifications_ / "empty");
+  fs::create_directories(notifications_ / "forgotten");
   const timespec longAgo[2] = {};
+  ASSERT_EQ(::utimensat(AT_FDCWD, (notifications_ / "forgotten").c_str(), longAgo, 0), 0);
   for (const std::string& name : {ofGone + ".3333333333333333", ofLiving, young}) {
     boundSocket(notifications_, name);
     if (name == young) continue;
@@ -127,7 +129,7 @@ TEST_F(NotificationCenterTest, RemovesWhatDeadProcessesLeftAndNothingElse) {
   const Names own = entriesOf(one_);
   ASSERT_EQ(own.size(), 1U);
   EXPECT_EQ(entriesOf(notifications_),
-            (Names{"." + *own.begin(), "kept", "lived", "one", ofLiving, young}));
+            (Names{"." + *own.begin(), "empty", "kept", "lived", "one", ofLiving, young}));
   EXPECT_EQ(entriesOf(notifications_ / "lived"), Names{"1.aaaaaaaaaaaaaaaa"});
   EXPECT_EQ(entriesOf(notifications_ / "kept"), Names{"plain"});
 }
@@ -148,12 +150,13 @@ TEST_F(NotificationCenterTest, LinksWhileOthersRemoveEmptyFolders) {
   }
 }
 
-TEST_F(NotificationCenterTest, LeavesNothingAfterWithdrawing) {
+TEST_F(NotificationCenterTest, LeavesOnlyFoldersAfterWithdrawing) {
   for (const char* name : {"one", "two"}) ASSERT_TRUE(center_.observe(name, [] {}));
   fs::create_hard_link(one_ / *entriesOf(one_).begin(), container_ / "handle");
   const auto other = boundSocket(notifications_ / "two", "1.aaaaaaaaaaaaaaaa");
   center_.withdraw();
-  EXPECT_EQ(entriesOf(notifications_), Names{"two"});
+  EXPECT_EQ(entriesOf(notifications_), (Names{"one", "two"}));
+  EXPECT_EQ(entriesOf(one_), Names{});
   EXPECT_EQ(entriesOf(notifications_ / "two"), Names{"1.aaaaaaaaaaaaaaaa"});
   EXPECT_TRUE(NotificationSocket::isDead(Folders::open(container_), "handle"));
   EXPECT_FALSE(center_.observe("one", [] {}));

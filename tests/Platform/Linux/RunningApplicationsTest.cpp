@@ -16,7 +16,8 @@
 #include <vector>
 
 #include "Platform/ApplicationRegistration.h"
-#include "Platform/Linux/OwnedDescriptor.h"
+#include "Platform/Linux/DescriptorPath.h"
+#include "Platform/Posix/OwnedDescriptor.h"
 #include "tests/Support/TemporaryFolder.h"
 
 namespace corvane::Platform {
@@ -238,7 +239,7 @@ TEST_F(RunningApplicationsTest, NoChildProlongsTheRegistrationOfItsParent) {
     startHandingOn();  // a copy of this process
   }
   EXPECT_EQ(count(app_), 1) << "the copy";
-  lock(file.path());  // given back, with all copies
+  lock(pathOf(file));  // given back, with all copies
 }
 
 TEST_F(RunningApplicationsTest, RefusesWhatIsNoIdentifierAndAMissingContainer) {

@@ -1,4 +1,4 @@
-#include "Platform/Linux/NotificationCallbacks.h"
+#include "Platform/Posix/NotificationCallbacks.h"
 
 #include <utility>
 

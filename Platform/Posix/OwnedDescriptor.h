@@ -2,7 +2,6 @@
 
 #include <unistd.h>
 
-#include <string>
 #include <utility>
 
 namespace corvane::Platform {
@@ -26,9 +25,6 @@ class OwnedDescriptor {
 
   explicit operator bool() const { return number_ >= 0; }
   [[nodiscard]] int number() const { return number_; }
-
-  /// A path to what the descriptor stands for: short, and true even after a renaming.
-  [[nodiscard]] std::string path() const { return "/proc/self/fd/" + std::to_string(number_); }
 
  private:
   int number_ = -1;

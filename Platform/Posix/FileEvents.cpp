@@ -1,46 +1,28 @@
 #include "Platform/FileEvents.h"
 
-#include <fcntl.h>
-#include <sys/inotify.h>
-
-#include <array>
 #include <condition_variable>
-#include <cstring>
 #include <mutex>
-#include <optional>
-#include <span>
 #include <system_error>
 #include <thread>
 #include <utility>
 #include <vector>
 
-#include "Platform/Descriptor.h"
-#include "Platform/File.h"
-#include "Platform/Linux/WatchedPath.h"
+#include "Platform/Posix/FileEventSource.h"
 #include "Platform/SystemLog.h"
 #include "Platform/Threads.h"
 
 namespace corvane::Platform {
-namespace {
-
-Result<OwnedDescriptor> openForEvents(const std::string& path) {
-  OwnedDescriptor file(::open(path.c_str(), O_PATH | O_CLOEXEC));
-  if (!file) return failureFromErrno("open");
-  return file;
-}
-
-}  // namespace
 
 /// A watch as the service sees it.
 struct FileWatch::State {
   explicit State(Callback callback) : callback(std::move(callback)) {}
 
   const Callback callback;
-  std::shared_ptr<WatchedPath> path = nullptr;  // no other owner; null when nothing is watched
+  std::shared_ptr<WatchedFile> file = nullptr;  // no other owner; null when nothing is watched
   bool isOver = false;                          // the object is going
 };
 
-/// One inotify instance and one thread serve all watches of the process.
+/// One source and one thread serve all watches of the process.
 class FileWatch::Service {
  public:
   static Service& shared() {
@@ -55,7 +37,7 @@ class FileWatch::Service {
  private:
   struct Call {
     std::shared_ptr<State> watch;
-    std::weak_ptr<WatchedPath> path;  // gone once this is not watched any more
+    std::weak_ptr<WatchedFile> file;  // gone once this is not watched any more
     FileEvent event;
   };
 
@@ -63,12 +45,11 @@ class FileWatch::Service {
   Result<Done> begin();
   void stopWatching(const std::shared_ptr<State>& watch);
   void receive();
-  void deliver(std::span<const std::byte> events);
-  std::vector<Call> callsFor(const inotify_event& event);
+  std::vector<Call> callsFor(const SystemFileEvent& event);
   void make(const Call& call);
 
-  std::mutex mutex_;                // guards all below and the states, but no callback
-  std::optional<Inotify> inotify_;  // once set, only its watches change
+  std::mutex mutex_;                         // guards all below and the states, but no callback
+  std::unique_ptr<FileEventSource> source_;  // once set, only what it watches changes
   std::thread thread_;
   std::vector<std::shared_ptr<State>> watches_;  // those that watch something
   const State* running_ = nullptr;               // whose callback runs now
@@ -77,25 +58,25 @@ class FileWatch::Service {
 
 Result<Done> FileWatch::Service::start(const std::shared_ptr<State>& watch,
                                        const std::string& path) {
-  auto file = openForEvents(path);  // may take long: not with the lock
+  auto file = FileEventSource::open(path);  // may take long: not with the lock
   const std::lock_guard lock(mutex_);
   stopWatching(watch);
   if (!file) return file.failure();
   if (watch->isOver) return Failure{FailureCause::other, "the watch is over"};
   if (auto begun = begin(); !begun) return begun;
-  const auto watched = std::make_shared<WatchedPath>(*inotify_, std::move(file).value());
-  if (auto begun = watched->begin(); !begun) return begun;
-  watch->path = watched;
+  auto watched = source_->watch(std::move(file).value());
+  if (!watched) return watched.failure();
+  watch->file = std::move(watched).value();
   watches_.push_back(watch);
   return Done{};
 }
 
 /// Makes what is missing of the service. With the lock held.
 Result<Done> FileWatch::Service::begin() {
-  if (!inotify_) {
-    OwnedDescriptor instance(::inotify_init1(IN_CLOEXEC));
-    if (!instance) return failureFromErrno("inotify_init1");
-    inotify_.emplace(std::move(instance));
+  if (!source_) {
+    auto source = FileEventSource::make();
+    if (!source) return source.failure();
+    source_ = std::move(source).value();
   }
   if (thread_.joinable()) return Done{};
   try {
@@ -117,38 +98,33 @@ void FileWatch::Service::end(const std::shared_ptr<State>& watch, bool isOver) {
 /// With the lock held.
 void FileWatch::Service::stopWatching(const std::shared_ptr<State>& watch) {
   std::erase(watches_, watch);
-  watch->path.reset();
+  watch->file.reset();
 }
 
 int FileWatch::Service::descriptorOf(const State& watch) {
   const std::lock_guard lock(mutex_);
-  return watch.path ? watch.path->descriptor() : -1;
+  return watch.file ? watch.file->descriptor() : -1;
 }
 
 /// What the thread does.
 void FileWatch::Service::receive() {
   nameThisThread("file events");
-  std::array<std::byte, 4096> buffer{};
-  while (const auto count = Descriptor::readSome(inotify_->descriptor(), buffer))
-    deliver(std::span(buffer).first(count.value()));
-  SystemLog::write(SystemLog::Severity::error, "file events are seen no more: inotify failed");
-}
-
-void FileWatch::Service::deliver(std::span<const std::byte> events) {
-  while (!events.empty()) {
-    inotify_event event = {};
-    std::memcpy(&event, events.data(), sizeof event);
-    events = events.subspan(sizeof event + event.len);
-    for (const Call& call : callsFor(event)) make(call);
+  for (;;) {
+    const std::vector<SystemFileEvent> events = source_->receive();
+    if (events.empty()) break;
+    for (const SystemFileEvent& event : events) {
+      for (const Call& call : callsFor(event)) make(call);
+    }
   }
+  SystemLog::write(SystemLog::Severity::error, "file events are seen no more: their source failed");
 }
 
-std::vector<FileWatch::Service::Call> FileWatch::Service::callsFor(const inotify_event& event) {
+std::vector<FileWatch::Service::Call> FileWatch::Service::callsFor(const SystemFileEvent& event) {
   std::vector<Call> calls;
   const std::lock_guard lock(mutex_);
   for (const auto& watch : watches_) {
-    if (const auto meaning = watch->path->meaningOf(event))
-      calls.push_back({watch, watch->path, *meaning});
+    if (const auto meaning = watch->file->meaningOf(event))
+      calls.push_back({watch, watch->file, *meaning});
   }
   return calls;
 }
@@ -156,7 +132,7 @@ std::vector<FileWatch::Service::Call> FileWatch::Service::callsFor(const inotify
 void FileWatch::Service::make(const Call& call) {
   {
     const std::lock_guard lock(mutex_);
-    if (call.path.expired()) return;
+    if (call.file.expired()) return;
     running_ = call.watch.get();
   }
   call.watch->callback(call.event);

@@ -1,0 +1,171 @@
+#!/usr/bin/env python3
+"""Plants errors, one at a time, into a copy of the tree and shows which of them scripts/check-macos sees.
+
+usage: planted.py [WORD]     from the root of the tree; with WORD only those whose description holds it
+
+Prints one row for each, as docs/macos.md has them: what was planted, which step saw it. Fails when a step sees more or
+less than stands here.
+"""
+import pathlib, shutil, subprocess, sys
+
+NOBODY, RULES, STAND_INS, COMPILER = "**nobody**", "the rules", "the two descriptions", "the compiler"
+ANALYSER, SECOND, LINKER = "the analyser", "the second compiler", "the linker"
+LAYER, STAND_IN = "Platform/macOS/", "scripts/lib/macos/include/"
+
+# What it is, who sees it, the file, the text there, the text in its place. No text: at the end of the file.
+PLANTED = [
+    ("a header without a source for macOS", RULES, "Platform/Planted.h", "", "#pragma once\n"),
+    ("an Objective-C type in a header", RULES, LAYER + "WorkspaceObserver.h", "", "@class NSString;\n"),
+    ("a source without `assume_nonnull`", RULES, LAYER + "GroupSettings.mm", "#pragma clang assume_nonnull begin", ""),
+    ("a block that captures a reference", RULES, LAYER + "NotificationCenter.cpp", "deliver(observed)", "deliver(name)"),
+    ("stand-in: another value of an enumeration", STAND_INS, STAND_IN + "Foundation/Foundation.h",
+     "NSKeyValueObservingOptionNew = 0x01", "NSKeyValueObservingOptionNew = 0x10"),
+    ("stand-in: a method that does not exist", STAND_INS, STAND_IN + "Foundation/Foundation.h",
+     "integerForKey:", "integerValueForKey:"),
+    ("stand-in: a class method for one of instances", STAND_INS, STAND_IN + "Foundation/Foundation.h",
+     "- (NSInteger)integerForKey:", "+ (NSInteger)integerForKey:"),
+    ("stand-in: a parameter of another class", STAND_INS, STAND_IN + "Foundation/Foundation.h",
+     "initWithSuiteName:(NSString*)", "initWithSuiteName:(NSURL*)"),
+    ("stand-in: a property that can only be read", STAND_INS, STAND_IN + "AppKit/AppKit.h",
+     "@property BOOL prompts", "@property(readonly) BOOL prompts"),
+    ("stand-in: another order in a structure", STAND_INS, STAND_IN + "CoreFoundation/CoreFoundation.h",
+     "    void (*perform)(void *info);\n} CFRunLoopSourceContext",
+     "} CFRunLoopSourceContextX;\ntypedef struct {\n    void (*perform)(void *info);\n    CFIndex version;\n} CFRunLoopSourceContext"),
+    ("stand-in: one parameter more", STAND_INS, STAND_IN + "notify.h",
+     "notify_post(const char *name)", "notify_post(const char *name, int flags)"),
+    ("a class in the list of another framework", STAND_INS, "scripts/lib/macos/tbd/Foundation.framework/Foundation.tbd",
+     "NSUserDefaults", "NSUserDefaults, NSWorkspace"),
+    ("stand-in: another value of a macro", NOBODY, STAND_IN + "sys/xattr.h", "NOFOLLOW 0x0001", "NOFOLLOW 0x0002"),
+    ("stand-in: a newer function called an old one", NOBODY, STAND_IN + "Foundation/Foundation.h",
+     "macos(10.8)", "macos(10.0)"),
+    ("a selector that does not exist", COMPILER, LAYER + "ApplicationLauncher.mm",
+     "URLForApplicationWithBundleIdentifier:", "URLForApplicationWithIdentifier:"),
+    ("the `@selector` of the observed key misspelt", COMPILER, LAYER + "WorkspaceObserver.mm",
+     "@selector(runningApplications)", "@selector(runningApplication)"),
+    ("a completion block of another type", COMPILER, LAYER + "ApplicationLauncher.mm",
+     "^(NSRunningApplication* _Nullable started,", "^(NSError* _Nullable started,"),
+    ("a handler of notifications of another type", COMPILER, LAYER + "NotificationCenter.cpp", "^(int) {", "^(const char*) {"),
+    ("the old way to launch", COMPILER, LAYER + "ApplicationLauncher.mm", "dispatch_semaphore_wait(answered, DISPATCH_TIME_FOREVER);",
+     "isStarted = [workspace launchAppWithBundleIdentifier:identifier options:NSWorkspaceLaunchDefault"
+     " additionalEventParamDescriptor:nil launchIdentifier:nil];"),
+    ("nil for a group that must be one", COMPILER, LAYER + "GroupContainers.mm", "GroupIdentifier:group]", "GroupIdentifier:nil]"),
+    ("nil as the name of a suite", COMPILER, LAYER + "GroupSettings.mm", "initWithSuiteName:suite", "initWithSuiteName:nil"),
+    ("a text that may be nil handed straight on", COMPILER, LAYER + "GroupContainers.mm",
+     "GroupIdentifier:group]", "GroupIdentifier:[NSString stringWithUTF8String:identifier.c_str()]]"),
+    ("a text that may be nil kept, not looked at, handed on", ANALYSER, LAYER + "GroupContainers.mm",
+     "if (group == nil || identifier.empty())", "if (identifier.empty())"),
+    ("`std::format`", COMPILER, "Base/Uuid.cpp", "",
+     "#include <format>\nstd::string planted() { return std::format(\"{}\", 1); }\n"),
+    ("`std::jthread`", COMPILER, "Base/Uuid.cpp", "", "#include <thread>\nvoid planted() { std::jthread thread([] {}); }\n"),
+    ("`std::to_chars` of a real number", COMPILER, "Base/Uuid.cpp", "",
+     "#include <charconv>\nchar planted[40];\nconst auto end = std::to_chars(planted, planted + 40, 1.5).ptr;\n"),
+    ("`std::pmr` (`scripts/lint` sees it)", NOBODY, "Base/Uuid.cpp", "",
+     "#include <memory_resource>\nstd::pmr::memory_resource* planted() { return std::pmr::new_delete_resource(); }\n"),
+    ("a function of macOS 13, in code for both systems", COMPILER, "Platform/Posix/File.cpp", "",
+     "int planted() { return ::mkfifoat(0, \"\", 0); }\n"),
+    ("`pipe2`", COMPILER, "Platform/Posix/StandardStreams.cpp", "", "int planted(int* ends) { return ::pipe2(ends, 0); }\n"),
+    ("`SOCK_CLOEXEC`", COMPILER, "Platform/Posix/StandardStreams.cpp", "",
+     "#include <sys/socket.h>\nint planted = SOCK_CLOEXEC;\n"),
+    ("a semaphore of Linux", COMPILER, "Platform/Posix/FileEvents.cpp", "",
+     "#include <semaphore.h>\nint planted(sem_t* one, const timespec* end) { return ::sem_clockwait(one, CLOCK_MONOTONIC, end); }\n"),
+    ("`<sys/inotify.h>`", COMPILER, "Platform/Posix/FileEvents.cpp", "", "#include <sys/inotify.h>\n"),
+    ("`st_mtim`", COMPILER, LAYER + "FileTimes.cpp", "st_mtimespec.tv_sec", "st_mtim.tv_sec"),
+    ("`getxattr` as Linux has it", COMPILER, LAYER + "FileAttributes.cpp", "nullptr, 0, 0, XATTR_NOFOLLOW", "nullptr, 0"),
+    ("`pthread_setname_np` as Linux has it", COMPILER, LAYER + "Threads.cpp",
+     "pthread_setname_np(", "pthread_setname_np(pthread_self(), "),
+    ("a log format that does not fit its argument", COMPILER, LAYER + "SystemLog.cpp", "%{public}.*s", "%{public}.*d"),
+    ("64 bits cut to 32", COMPILER, LAYER + "GroupSettings.mm", "return name == nil ? 0 : [store_->defaults integerForKey:name];",
+     "const int value = name == nil ? 0 : [store_->defaults integerForKey:name];\n    return value;"),
+    ("a null pointer that is read through", ANALYSER, LAYER + "ProcessInfo.cpp", "",
+     "int planted(const char* text) { return text == nullptr ? *text : 0; }\n"),
+    ("an error in what only x86_64 compiles", SECOND, "Base/Uuid.cpp", "", "#ifdef __x86_64__\nint planted = \"\";\n#endif\n"),
+    ("an operation without a definition", LINKER, LAYER + "Threads.cpp", "void nameThisThread(", "void nameThatThread("),
+    ("AppKit not linked", LINKER, "Platform/CMakeLists.txt", '"-framework AppKit" ', ""),
+    ("the observed key as a text, misspelt (seen only because the layer has no other such text)", LINKER,
+     LAYER + "WorkspaceObserver.mm", "NSStringFromSelector(@selector(runningApplications))", '@"runningApplication"'),
+    ("the observing method misspelt", NOBODY, LAYER + "WorkspaceObserver.mm",
+     "- (void)observeValueForKeyPath:", "- (void)observeValuesForKeyPath:"),
+    ("an observer that is never taken away", NOBODY, LAYER + "WorkspaceObserver.mm", "    [observer stop];\n", ""),
+    ("`O_RDONLY` for `O_EVTONLY`", NOBODY, LAYER + "VnodeEvents.cpp", "O_EVTONLY", "O_RDONLY"),
+    ("the log's text private", NOBODY, LAYER + "SystemLog.cpp", "%{public}.*s", "%{private}.*s"),
+    ("a semaphore that is never signalled", NOBODY, LAYER + "ApplicationLauncher.mm", "dispatch_semaphore_signal(answered);", ""),
+    ("a queue that is never released", NOBODY, LAYER + "EventQueue.cpp", "  dispatch_release(queue_);\n", ""),
+    ("a main loop that nobody wakes", NOBODY, LAYER + "MainQueue.cpp", "  CFRunLoopWakeUp(CFRunLoopGetMain());\n", ""),
+]
+STEPS = {"rules": RULES, "stand-ins": STAND_INS, "compile": COMPILER, "analyse": ANALYSER, "build": SECOND}
+
+
+def make_copy(copy):
+    """The tree as it stands, with what a run in the original has left, so that little is done again."""
+    work = pathlib.Path("build/macos")
+    files = subprocess.run(["git", "ls-files", "-z", "--cached", "--others", "--exclude-standard"],
+                           check=True, capture_output=True).stdout.decode().split("\0")
+    for name in filter(None, files):
+        source, target = pathlib.Path(name), copy / name
+        target.parent.mkdir(parents=True, exist_ok=True)
+        if source.is_file() and not (target.is_file() and target.read_bytes() == source.read_bytes()):
+            shutil.copy(source, target)
+    for target in [path for path in copy.rglob("*") if path.is_file()]:
+        name = target.relative_to(copy)
+        if name.parts[0] not in ("build", ".git") and not pathlib.Path(name).is_file():
+            target.unlink()  # planted by a run that was ended, or gone from the tree
+    if not (copy / ".git").exists():
+        subprocess.run(["git", "init", "--quiet", str(copy)], check=True)
+    (copy / work).mkdir(parents=True, exist_ok=True)
+    for shared in ("tools", "zig", "pch"):
+        if not (copy / work / shared).is_symlink():
+            (copy / work / shared).symlink_to((work / shared).resolve(), target_is_directory=True)
+    shutil.copytree(work / "stamps", copy / work / "stamps", dirs_exist_ok=True)
+
+
+def seen_by(copy):
+    """Who fails the copy as it stands, and what was said."""
+    run = subprocess.run(["scripts/check-macos"], cwd=copy, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True,
+                         errors="replace", timeout=900)
+    if run.returncode == 0:
+        return NOBODY, run.stdout
+    steps = [line.split()[1] for line in run.stdout.splitlines() if line.startswith("macos: ")]
+    last = next(step for step in reversed(steps) if step in STEPS or step == "tools")
+    if last == "build" and "FAILED: bin/corvane-nm" in run.stdout:
+        return LINKER, run.stdout
+    return STEPS.get(last, last), run.stdout
+
+
+def plant(copy, name, old, new):
+    """Gives what undoes it."""
+    path = copy / name
+    before = path.read_text() if path.exists() else None
+    if old and before.count(old) != 1:
+        sys.exit(f"planted.py: {name} has {before.count(old)} times: {old}")
+    path.write_text(before.replace(old, new) if old else (before or "") + new)
+    return (lambda: path.unlink()) if before is None else (lambda: path.write_text(before))
+
+
+def main():
+    chosen = [row for row in PLANTED if sys.argv[1:] in ([], [""]) or sys.argv[1] in row[0]]
+    subprocess.run(["scripts/check-macos"], check=True)
+    copy = pathlib.Path("build/macos/planted")
+    make_copy(copy)
+    print("\nThe copy, with nothing planted ...", flush=True)
+    who, said = seen_by(copy)
+    if who != NOBODY:
+        sys.exit(f"planted.py: {who} fails the copy before anything is planted:\n{said}")
+    print("| planted | seen by |\n|---|---|", flush=True)
+    seen = unexpected = 0
+    for what, expected, name, old, new in chosen:
+        undo = plant(copy, name, old, new)
+        try:
+            who, said = seen_by(copy)
+        finally:
+            undo()
+        seen += who != NOBODY
+        print(f"| {what} | {who} |", flush=True)
+        if who != expected:
+            unexpected += 1
+            print(f"^ expected: {expected}\n{said}", file=sys.stderr)
+    print(f"\n{len(chosen)} planted, {seen} seen, {len(chosen) - seen} not; {unexpected} otherwise than expected")
+    return 1 if unexpected or not chosen else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())

@@ -1,0 +1,106 @@
+"""The tool for people, beside a link that lives."""
+
+import json
+import os
+import signal
+import subprocess
+import time
+import unittest
+from pathlib import Path
+
+from host import DEADLINE, EXECUTABLE, Container, Host, MainApplication, request
+
+TOOL = Path(EXECUTABLE).with_name("corvane-nmctl")
+SECRETS = ("ads.example", "secret", "q=1", "somebody")
+PAGE = "https://secret.example.org/somebody?q=1"
+RULE = "||ads.example^$third-party"
+EVERYTHING = 31  # the log level
+
+
+def nmctl(*arguments):
+    return subprocess.run([TOOL, *arguments], capture_output=True, text=True, timeout=60, check=False)
+
+
+def outside_the_container():
+    """What lies in the home, other than what host and application share."""
+    home = Path(os.environ["HOME"])
+    return {path for path in home.rglob("*") if path.relative_to(home).parts[0] != ".local"}
+
+
+class Tool(unittest.TestCase):
+    def setUp(self):
+        self.container = Container(EVERYTHING)
+        self.before = outside_the_container()  # other tests may have left something
+
+    def test_status_counts_what_waits_and_who_observes(self):
+        self.assertEqual(nmctl("status").returncode, 0)
+        with MainApplication() as application, Host() as host:
+            host.ask("getCurrentAppState", "1")
+            requests = self.container.folder / "Data/ExchangeRequestContainer.data"
+            application.process.send_signal(signal.SIGSTOP)  # it stops: what is asked waits
+            os.waitid(os.P_PID, application.pid, os.WSTOPPED | os.WNOWAIT)
+            host.send(request("addRule", "2", {"ruleText": RULE}))
+            end = time.monotonic() + DEADLINE
+            while not requests.stat().st_size:
+                self.assertLess(time.monotonic(), end)
+                os.sched_yield()
+            said = json.loads(nmctl("status", "--json").stdout)
+            application.process.send_signal(signal.SIGCONT)
+            host.receive()
+        self.assertTrue(said["isApplicationRunning"])
+        self.assertEqual(said["exchangeFiles"][0]["waiting"], 1)
+        self.assertIn(host.pid, [one["process"] for one in said["observers"]])
+
+    def test_report_holds_nothing_of_what_people_do(self):
+        with MainApplication() as application, Host() as host:
+            page = {"url": PAGE, "port": 443, "forceStartApp": False}
+            host.ask("getCurrentFilteringState", "secret", page)
+            host.ask("addRule", RULE, {"ruleText": RULE})
+            application.command(f"fault error times=1 {PAGE} {RULE}")
+            host.ask("removeRule", "1", {"ruleText": RULE})
+            application.command("fault string-error times=1 The rule ads.example of somebody")
+            host.ask("removeRule", "2", {"ruleText": RULE})
+            host.send(b'{"secret":')
+            host.send(RULE.encode())
+            host.ask("getCurrentAppState", "3")
+            host.finish()
+            report = nmctl("report", "-").stdout
+        log = "\n".join(self.container.log())
+        self.assertIn("secret", log)  # there was something to leave out
+        for secret in (*SECRETS, os.environ["HOME"], Path(os.environ["HOME"]).name):
+            self.assertNotIn(secret, report)
+        self.assertIn("Error occured…", report)
+        self.assertGreater(report.count("\n"), len(log.splitlines()))
+        self.assertIn("main application: it runs and answers", report)
+
+    def test_register_writes_just_what_it_planned(self):
+        names = ("register", "--browser", "brave", "--browser", "firefox", "--json")
+        planned = json.loads(nmctl(*names, "--plan").stdout)["plan"]
+        self.assertEqual(nmctl(*names).returncode, 0)
+        made = {path: path for path in outside_the_container() - self.before}
+        for one in planned:
+            for folder in one["folders"]:
+                path = made.pop(Path(folder["path"]))
+                self.assertEqual(f"{path.stat().st_mode & 0o7777:04o}", folder["mode"])
+            for file in one["files"]:
+                path = made.pop(Path(file["path"]))
+                self.assertEqual(path.read_text(), file["text"])
+                self.assertEqual(f"{path.stat().st_mode & 0o7777:04o}", file["mode"])
+        self.assertEqual(made, {})
+        self.assertEqual(nmctl("unregister").returncode, 0)
+
+    def test_doctor_gives_one_cause_and_one_mend(self):
+        (self.container.folder / "Data").mkdir(mode=0o700)
+        answer = nmctl("doctor", "--json", "--browser", "chromium", "--browser", "firefox")
+        said = json.loads(answer.stdout)
+        wrong = [one for one in said["findings"] if one["state"] == "wrong"]
+        self.assertEqual((answer.returncode, said["isAllWell"]), (1, False))
+        self.assertEqual([one["subject"] for one in wrong], ["Chromium", "Firefox", "main application"])
+        for one in wrong[:2]:
+            command = one["mend"].removeprefix("run: corvane-nmctl ").split()
+            self.assertEqual(nmctl(*command).returncode, 0, command)
+        with MainApplication():
+            answer = nmctl("doctor", "--browser", "chromium", "--browser", "firefox")
+        self.assertEqual(answer.returncode, 0, answer.stdout)
+        self.assertEqual(nmctl("unregister").returncode, 0)
+        self.assertEqual(outside_the_container(), self.before)

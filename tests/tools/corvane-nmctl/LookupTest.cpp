@@ -1,0 +1,143 @@
+#include "tools/corvane-nmctl/Lookup.h"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include "Platform/StandardStreams.h"
+#include "tests/Support/TemporaryFolder.h"
+#include "tools/corvane-nmctl/BrowserDoctor.h"
+#include "tools/corvane-nmctl/Manifest.h"
+#include "tools/corvane-nmctl/ManifestCheck.h"
+
+namespace corvane::Nmctl {
+namespace {
+
+/// A machine of the test's own below one folder, without any browser.
+class Machine : public ::testing::Test {
+ protected:
+  Machine() {
+    Platform::ignoreSignalsOfWrites();
+    surroundings_.home = root_ + "/home";
+    surroundings_.configFolder = surroundings_.home + "/.config";
+    surroundings_.systemRoot = root_;
+    surroundings_.searchPath = {root_ + "/usr/bin", root_ + "/snap/bin"};
+    surroundings_.hostPath = "/opt/corvane-nm";
+  }
+
+  void install(const std::string& program) {
+    testing::writeFile(root_ + program, "");
+    ::chmod((root_ + program).c_str(), 0755);
+  }
+
+  /// The beginning of what is found of `browser`: the state as a digit, and the cause.
+  std::string found(const char* browser) {
+    std::string result;
+    for (const Finding& finding : examineBrowsers({{browser}, {}}, surroundings_, false))
+      result += std::to_string(static_cast<int>(finding.state)) + finding.cause + "\n";
+    return result;
+  }
+
+  /// Where `browser` ends its look: the host, or the cause of the fault.
+  std::string lookUpIn(const char* browser) {
+    const Browser& one = *findBrowser(browser);
+    const Lookup lookup = lookUp(one, policiesOf(one, surroundings_), surroundings_);
+    return lookup.fault ? lookup.fault->cause : lookup.hostPath;
+  }
+
+  const testing::TemporaryFolder folder_;
+  const std::string root_ = folder_.path();
+  Surroundings surroundings_;
+};
+
+TEST_F(Machine, NamesSandboxesAndStartsNothingThere) {
+  install("/snap/bin/firefox");
+  EXPECT_NE(found("firefox").find("1it is the Snap firefox"), std::string::npos);
+  install("/home/.local/share/flatpak/exports/bin/com.vivaldi.Vivaldi");
+  EXPECT_NE(found("vivaldi").find("1it is the Flatpak com.vivaldi.Vivaldi"), std::string::npos);
+  install("/usr/bin/firefox");  // beside the Snap
+  EXPECT_NE(found("firefox").find("1the host is not registered"), std::string::npos);
+  EXPECT_NE(found("firefox").find("2it is here as the Snap firefox as well"), std::string::npos);
+}
+
+TEST_F(Machine, LooksWhereEachBrowserLooks) {
+  const auto write = [&](const char* path, ManifestFormat format, const char* host) {
+    testing::writeFile(root_ + path + std::string("/com.corvane.nm.json"),
+                       manifestText(format, host));
+  };
+  write("/etc/opt/chrome/native-messaging-hosts", ManifestFormat::chromium, "/chrome/corvane-nm");
+  EXPECT_NE(lookUpIn("chromium").find("not registered"), std::string::npos);
+  for (const char* browser : {"chrome", "chrome-beta", "edge", "brave", "opera"})
+    EXPECT_EQ(lookUpIn(browser), "/chrome/corvane-nm") << browser;
+  write("/etc/opt/edge/native-messaging-hosts", ManifestFormat::chromium, "/edge/corvane-nm");
+  EXPECT_EQ(lookUpIn("edge-dev"), "/edge/corvane-nm");
+  write("/home/.config/BraveSoftware/Brave-Browser/NativeMessagingHosts", ManifestFormat::chromium,
+        "/brave/corvane-nm");
+  EXPECT_EQ(lookUpIn("brave"), "/brave/corvane-nm");
+  write("/home/.mozilla/native-messaging-hosts", ManifestFormat::firefox, "/fox/corvane-nm");
+  EXPECT_EQ(lookUpIn("zen"), "/fox/corvane-nm");
+  EXPECT_NE(lookUpIn("librewolf").find("not registered"), std::string::npos);
+}
+
+TEST(ManifestCheck, TakesTheIdentifiersThatFirefoxTakes) {
+  const auto isTaken = [](const std::string& identifier) {
+    return !checkManifest(ManifestFormat::firefox,
+                          R"({"name":"com.corvane.nm","description":"","path":"/h","type":"stdio",)"
+                          R"("allowed_extensions":[")" +
+                              identifier + "\"]}")
+                .fault;
+  };
+  for (const char* good : {"a@b", "@b", "A-1._@c.d", "{0123abcd-0000-0000-0000-00000000ABCD}"})
+    EXPECT_TRUE(isTaken(good)) << good;
+  for (const char* bad : {"", "a", "a@", "a@b@c", "a b@c", "*", "{}", "{0123abcd}"})
+    EXPECT_FALSE(isTaken(bad)) << bad;
+}
+
+TEST_F(Machine, ObeysTheLastPolicyByName) {
+  const auto policy = [&](const char* name, const char* text) {
+    testing::writeFile(root_ + "/etc/chromium/policies/managed/" + name, text);
+    return lookUpIn("chromium");
+  };
+  testing::writeFile(root_ + "/etc/chromium/native-messaging-hosts/com.corvane.nm.json",
+                     manifestText(ManifestFormat::chromium, "/all/corvane-nm"));
+  testing::writeFile(
+      surroundings_.configFolder + "/chromium/NativeMessagingHosts/com.corvane.nm.json",
+      manifestText(ManifestFormat::chromium, "/users/corvane-nm"));
+  EXPECT_EQ(policy("10.json", "{not JSON"), "/users/corvane-nm");
+  EXPECT_EQ(policy("20.json", "{\"NativeMessagingUserLevelHosts\": false, // commented\n}"),
+            "/all/corvane-nm");
+  EXPECT_EQ(policy("30.json", R"({"NativeMessagingUserLevelHosts": true})"), "/users/corvane-nm");
+  EXPECT_NE(policy("40.json", R"({"NativeMessagingBlocklist": ["com.corvane.nm"]})")
+                .find("managed/40.json"),
+            std::string::npos);
+  EXPECT_EQ(policy("50.json", R"({"NativeMessagingAllowlist": ["com.corvane.nm"]})"),
+            "/users/corvane-nm");
+  EXPECT_EQ(policy("50.json", R"({"NativeMessagingBlocklist": ["com.other"]})"),
+            "/users/corvane-nm");
+}
+
+TEST_F(Machine, TellsHostsThatMisbehave) {
+  const std::string host = root_ + "/bin/corvane-nm";
+  testing::writeFile(surroundings_.home + "/.mozilla/native-messaging-hosts/com.corvane.nm.json",
+                     manifestText(ManifestFormat::firefox, host));
+  const auto saysOf = [&](const std::string& script) {
+    testing::writeFile(host, "#!/bin/sh\n" + script);
+    ::chmod(host.c_str(), 0755);
+    return found("firefox");
+  };
+  EXPECT_EQ(found("firefox"), "1the host is missing: " + host + "\n");
+  EXPECT_EQ(saysOf("echo first >&2; echo why >&2; kill -9 $$"),
+            "1the host stops before it answers (signal 9); it says: why\n");
+  EXPECT_EQ(saysOf("printf '\\5\\0\\0\\0{\"a\"x'; cat >/dev/null"),
+            "1the host writes what is no message: \\x05\\x00\\x00\\x00{\"a\"x\n");
+  // What Firefox hands it, and where; its answer bears the version of another interface.
+  EXPECT_EQ(saysOf(R"([ "$1" = ')" + surroundings_.home +
+                   R"(/.mozilla/native-messaging-hosts/com.corvane.nm.json' ] &&
+[ "$2" = corvane-nm-sample@corvane.example ] && [ "$PWD" = ')" +
+                   root_ + R"(/bin' ] &&
+reply='{"requestId":"corvane-nmctl 1","result":"error","parameters":{"apiVersion":"9"}}' &&
+printf '\120\0\0\0%s' "$reply" && cat >/dev/null)"),
+            "1the host speaks another version: 9\n");
+}
+
+}  // namespace
+}  // namespace corvane::Nmctl
