@@ -2,18 +2,13 @@
 
 #include <algorithm>
 
+#include "tools/corvane-nmctl/HostChoice.h"
 #include "tools/corvane-nmctl/Lookup.h"
-#include "tools/corvane-nmctl/ManifestCheck.h"
 #include "tools/corvane-nmctl/Policies.h"
 #include "tools/corvane-nmctl/Trial.h"
 
 namespace corvane::Nmctl {
 namespace {
-
-std::vector<std::string> argumentsFor(const Browser& browser, const Lookup& found) {
-  if (browser.format == ManifestFormat::chromium) return {extensionFor(browser.format)};
-  return {found.manifestPath, extensionFor(browser.format)};
-}
 
 std::string sandboxOf(const Installation& installation) {
   if (installation.flatpak) return "the Flatpak " + *installation.flatpak;

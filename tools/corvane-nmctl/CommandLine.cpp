@@ -21,7 +21,7 @@ int run(int count, const char* const* arguments, Context& context) {
   app.set_version_flag("--version", std::string(Configuration::hostVersion));
   app.add_flag_callback(
       "--json", [&context] { context.output.setFormat(Output::Format::json); },
-      "one JSON object on standard output instead of text");
+      "JSON on standard output instead of text");
   Commands::addRegister(app, context);
   Commands::addUnregister(app, context);
   Commands::addList(app, context);
@@ -29,6 +29,8 @@ int run(int count, const char* const* arguments, Context& context) {
   Commands::addDoctor(app, context);
   Commands::addStatus(app, context);
   Commands::addReport(app, context);
+  Commands::addTalk(app, context);
+  Commands::addLog(app, context);
   try {
     app.parse(count, arguments);
   } catch (const CLI::ParseError& error) {

@@ -52,6 +52,27 @@ void Output::line(std::string_view text) {
   std::fprintf(stream_, "%.*s\n", static_cast<int>(text.size()), text.data());
 }
 
+void Output::line(Tone tone, std::string_view text) {
+  constexpr const char* codes[] = {"0", faint, green, yellow, red};
+  line(tone == Tone::plain ? std::string(text) : coloured(codes[static_cast<int>(tone)], text));
+}
+
+void Output::prompt(std::string_view text) {
+  std::fputs(coloured(bold, text).c_str(), stream_);
+}
+
+void Output::removePrompt() {
+  std::fputs("\r\x1b[K", stream_);
+}
+
+bool Output::flush() {
+  return std::fflush(stream_) == 0;
+}
+
+int Output::descriptor() const {
+  return ::fileno(stream_);
+}
+
 void Output::heading(std::string_view text) {
   line(coloured(bold, text));
 }

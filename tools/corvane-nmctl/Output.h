@@ -16,6 +16,7 @@ class Output {
  public:
   enum class Format { text, json };
   enum class Mark { good, bad, note };
+  enum class Tone { plain, faint, good, doubtful, bad };  ///< how it stands out
 
   /// `stream` stays the caller's. Colours come when it is a terminal and $NO_COLOR is not set.
   explicit Output(std::FILE* stream = stdout);
@@ -25,6 +26,12 @@ class Output {
 
   /// One line.
   void line(std::string_view text = "");
+  void line(Tone tone, std::string_view text);
+
+  /// What stands before what people type on a terminal: no line feed follows.
+  void prompt(std::string_view text);
+  /// Takes such a prompt away again, and what was typed behind it.
+  void removePrompt();
 
   /// As `line`, to be seen from far.
   void heading(std::string_view text);
@@ -39,6 +46,12 @@ class Output {
   /// The object as one line of JSON. Texts that are not UTF-8, as file names may be, are written
   /// visibly.
   void json(const JsonObject& object);
+
+  /// Hands what was written on to who reads it. False when nobody does any more.
+  bool flush();
+
+  /// The stream's, by which to find out whether anybody reads it.
+  [[nodiscard]] int descriptor() const;
 
   /// A line on standard error, with the program's name in front.
   static void complain(std::string_view text);

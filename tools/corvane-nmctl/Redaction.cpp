@@ -5,6 +5,8 @@
 #include <system_error>
 #include <utility>
 
+#include "tools/corvane-nmctl/LogRecord.h"
+
 namespace corvane::Nmctl {
 namespace {
 
@@ -28,17 +30,6 @@ void replaceAll(std::string& text, const std::string& what, const std::string& b
     text.replace(at, what.size(), by);
     at += by.size();
   }
-}
-
-/// Where the place in the program, "(File: function(_:))", ends; 0 when there is none.
-std::size_t endOfPlace(std::string_view message) {
-  if (!message.starts_with('(')) return 0;
-  int depth = 0;
-  for (std::size_t at = 0; at < message.size(); ++at) {
-    if (message[at] == '(') ++depth;
-    if (message[at] == ')' && --depth == 0) return at + 1;
-  }
-  return 0;
 }
 
 /// Where the fixed words of a message end: what comes from outside stands behind one of these.

@@ -18,7 +18,8 @@ namespace corvane::Nmctl {
 struct Context {
   Surroundings surroundings;
   Output output;
-  int status = 0;  ///< 0: all is well; 1: something failed or was found wrong
+  /// 0: all is well; 1: something failed or was found wrong; 2: something was not answered.
+  int status = 0;
 };
 
 namespace Commands {
@@ -30,6 +31,8 @@ void addRepair(CLI::App& app, Context& context);
 void addDoctor(CLI::App& app, Context& context);
 void addStatus(CLI::App& app, Context& context);
 void addReport(CLI::App& app, Context& context);
+void addTalk(CLI::App& app, Context& context);
+void addLog(CLI::App& app, Context& context);
 
 /// The options --browser and --dir, which several commands share.
 void addSelection(CLI::App& command, Selection& selection);
