@@ -12,7 +12,7 @@ namespace corvane::Platform {
 ///
 /// Callbacks run on a thread of the center's own and must only queue work: while one runs, no other
 /// notification of the process is delivered. All operations are safe from any thread; from a
-/// callback only `stopObserving` and `post`.
+/// callback only `stopObserving`.
 class NotificationCenter {
  public:
   using Callback = std::function<void()>;

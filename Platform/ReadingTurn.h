@@ -13,6 +13,10 @@ class ReadingTurn {
   /// `descriptor` stays the caller's and must stay open.
   explicit ReadingTurn(int descriptor);
   ~ReadingTurn();  ///< nobody may be waiting
+
+  /// False when the system lacked what it takes to wait; then nothing else of it may be used.
+  [[nodiscard]] bool isUsable() const;
+
   ReadingTurn(const ReadingTurn&) = delete;
   ReadingTurn& operator=(const ReadingTurn&) = delete;
 

@@ -102,6 +102,7 @@ std::optional<Date> parsed(std::string_view text, std::string_view pattern) {
 
 std::string iso8601String(Date date) {
   const auto [year, month, day, hour, minute, second, millisecond] = fieldsOf(date);
+  if (year < 0 || year > 9999) return formatted(date, isoPattern) + "+00:00";
   std::string text = "0000-00-00T00:00:00.000+00:00";
   putNumber(text, 4, year);
   putNumber(text, 7, month);

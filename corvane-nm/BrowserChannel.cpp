@@ -40,33 +40,39 @@ void BrowserChannel::readUntilEnd() {
     if (frame.message) processor_(std::move(*frame.message), makeReply());
     thisThread.useTurn();  // the handler, which does not wait
     if (!thisThread.hasTurn()) continue;
-    offerReading();
+    const bool isOffered = offerReading();
     while (thisThread.hasTurn()) thisThread.useTurn();  // an exchange, which does
-    if (!readingTurn_->takeBack()) readingTurn_->await();
+    if (isOffered && !readingTurn_->takeBack()) readingTurn_->await();
   }
   inputEnded();
 }
 
 /// Lets another thread read the frame that comes while this one waits for an exchange. Two are
 /// enough: there is one exchange at a time, so the other one is not in any, or about to leave it.
-void BrowserChannel::offerReading() {
+/// False when the system has no means for it: then nothing is read until the exchange has ended.
+bool BrowserChannel::offerReading() {
   if (!readingTurn_) {
     readingTurn_.emplace(reader_.descriptor());
+    if (!readingTurn_->isUsable()) {
+      readingTurn_.reset();
+      return false;
+    }
     std::thread([this] {
       readingTurn_->await();
       readUntilEnd();
     }).detach();
   }
   readingTurn_->offer(reader_.hasReadAhead());
+  return true;
 }
 
 /// An answer that the browser's pipe takes at once leaves from the thread that has it, if the main
 /// thread sleeps and the next request is not there yet; all others leave while that is worked on.
 BrowserChannel::Reply BrowserChannel::makeReply() {
   return [this, work = BeingWorkedOn(*this)](const JsonObject& reply) {
+    VCLogCDebug({"corvane-nm/main", "listen()"}, "Response sending (count: %@)", reply.size());
     auto encoded = std::make_shared<const FrameWriter::Encoded>(FrameWriter::encode(reply));
-    const auto write = [this, encoded, count = reply.size()] {
-      VCLogCDebug({"corvane-nm/main", "listen()"}, "Response sending (count: %@)", count);
+    const auto write = [this, encoded] {
       if (encoded->body) writer_.write(encoded->body->view());
     };
     MainQueue::async(write, [&] {

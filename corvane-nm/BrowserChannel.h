@@ -13,9 +13,9 @@
 
 namespace corvane {
 
-/// The conversation with the browser: a thread that reads frames and hands them on, the main loop
-/// on which all answers are written, and the end of both. One per process, never destroyed once
-/// `listen` was called.
+/// The conversation with the browser: threads that read frames in turn and hand them on, the main
+/// queue on which all answers are written, and the end of both. One per process, never destroyed
+/// once `listen` was called.
 class BrowserChannel {
  public:
   using Reply = UniqueFunction<void(JsonObject)>;
@@ -65,7 +65,7 @@ class BrowserChannel {
   };
 
   void readUntilEnd();
-  void offerReading();
+  bool offerReading();
   Reply makeReply();
   void messageDone();
   void endLastSlice();

@@ -22,13 +22,13 @@ OpenFile open(const char* path) {
   return OpenFile(std::fopen(path, "re"));
 }
 
-/// The first word behind `key` in a line of nsswitch.conf(5); nothing when `line` is another one.
-std::optional<std::string_view> firstSource(std::string_view line, std::string_view key) {
+/// Takes the next word off the front of `line`.
+std::string_view takeWord(std::string_view& line) {
   constexpr std::string_view blanks = " \t\n";
-  if (!line.starts_with(key)) return std::nullopt;
-  line.remove_prefix(key.size());
   line.remove_prefix(std::min(line.find_first_not_of(blanks), line.size()));
-  return line.substr(0, line.find_first_of(blanks));
+  const std::string_view word = line.substr(0, line.find_first_of(blanks));
+  line.remove_prefix(word.size());
+  return word;
 }
 
 /// Whether the user database is the file first of all, as it is nearly everywhere.
@@ -37,7 +37,10 @@ bool isFileAskedFirst() {
   if (!file) return errno == ENOENT;
   std::array<char, 1024> line = {};
   while (std::fgets(line.data(), line.size(), file.get()) != nullptr) {
-    if (const auto source = firstSource(line.data(), "passwd:")) return *source == "files";
+    std::string_view rest = line.data();
+    if (takeWord(rest) != "passwd:") continue;
+    // What may follow a source in brackets can also say that others are asked although it answers.
+    return takeWord(rest) == "files" && takeWord(rest).substr(0, 1) != "[";
   }
   return true;
 }

@@ -11,7 +11,7 @@ namespace corvane::Platform {
 namespace {
 
 /// Observers are kept with open descriptors: for so many names at most.
-constexpr std::size_t mostNamesKept = 32;
+constexpr std::size_t mostNamesKept = 100;
 
 void recordDeafness(const std::string& name, const Failure& failure) {
   SystemLog::write(SystemLog::Severity::error,

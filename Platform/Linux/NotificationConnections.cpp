@@ -71,14 +71,18 @@ void NotificationConnections::lookAnew() {
   folder_ = Folders::open(path_);
   if (!folder_) return;
   stamp_ = FolderStamp(folder_);
+  bool isComplete = true;  // otherwise the next post looks again
   for (std::string& entry : Folders::entries(folder_)) {
     OwnedDescriptor connection = NotificationSocket::connectedTo(folder_, entry);
     if (connection) {
       observers_.push_back({std::move(entry), std::move(connection)});
     } else if (errno == ECONNREFUSED) {
       remove(entry);
+    } else if (errno != ENOENT) {
+      isComplete = false;
     }
   }
+  if (!isComplete) stamp_ = {};
 }
 
 /// Removes a socket that nobody has open any more.

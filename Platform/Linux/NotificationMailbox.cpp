@@ -35,7 +35,7 @@ class NotificationMailbox::Implementation {
   bool expect(const std::string& name) {
     if (!socket_) socket_ = center_.bindMailbox(socketName_);
     if (!socket_ || !center_.linkMailbox(socketName_, name)) return false;
-    while (take()) continue;
+    socket_->discardAll();
     return true;
   }
 

@@ -54,6 +54,10 @@ std::optional<std::string_view> NotificationSocket::receive() {
   return std::string_view(buffer_.data(), size);
 }
 
+void NotificationSocket::discardAll() {
+  while (::recv(socket_.number(), buffer_.data(), buffer_.size(), MSG_DONTWAIT) >= 0) continue;
+}
+
 OwnedDescriptor NotificationSocket::connectedTo(const OwnedDescriptor& folder,
                                                 const std::string& name) {
   OwnedDescriptor socket = makeSocket();

@@ -32,6 +32,9 @@ class NotificationSocket {
   /// One thread at a time.
   std::optional<std::string_view> receive();
 
+  /// Throws away all datagrams that have come, whatever they hold.
+  void discardAll();
+
   /// By which to wait for datagrams.
   [[nodiscard]] int descriptor() const { return socket_.number(); }
 

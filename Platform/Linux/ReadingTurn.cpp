@@ -25,6 +25,8 @@ class ReadingTurn::Implementation {
     isWatchable_ = watch(EPOLL_CTL_ADD, 0);
   }
 
+  [[nodiscard]] bool isUsable() const { return events_ && wake_; }
+
   void offer(bool hasMore) {
     isOnOffer_ = true;
     if (!hasMore && isWatchable_ && watch(EPOLL_CTL_MOD, EPOLLIN)) return;
@@ -65,6 +67,10 @@ ReadingTurn::ReadingTurn(int descriptor)
     : implementation_(std::make_unique<Implementation>(descriptor)) {}
 
 ReadingTurn::~ReadingTurn() = default;
+
+bool ReadingTurn::isUsable() const {
+  return implementation_->isUsable();
+}
 
 void ReadingTurn::offer(bool hasMore) {
   implementation_->offer(hasMore);

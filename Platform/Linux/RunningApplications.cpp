@@ -28,6 +28,11 @@ std::vector<RunningInstance> instancesIn(const OwnedDescriptor& folder) {
 
 /// What `isRunning` has found, so that it need not look again: while the instance still runs, or
 /// while nothing has come into the folder in which there was none.
+/// Whether `error` says that the system lacks something, and nothing of what was asked for.
+bool isShortOfSomething(int error) {
+  return error == EMFILE || error == ENFILE || error == ENOMEM || error == EINTR;
+}
+
 struct Look {
   OwnedDescriptor folder;  // the application's, or the nearest above it that there is
   FolderStamp stamp;
@@ -41,12 +46,18 @@ Look lookFor(const std::string& containerFolder, const std::string& bundleIdenti
   for (const std::string& next : ApplicationRegistry::pathOf(bundleIdentifier)) {
     look.stamp = FolderStamp(look.folder);
     OwnedDescriptor below = Folders::open(look.folder, next);
+    if (!below && errno != ENOENT) look.stamp = {};  // it may be there all the same
     if (!below) return look;
     look.folder = std::move(below);
   }
   look.stamp = FolderStamp(look.folder);
-  auto running = instancesIn(look.folder);
-  if (!running.empty()) look.instance = std::move(running.front());
+  const auto names = Folders::entries(look.folder);
+  for (const std::string& name : names) {
+    errno = 0;
+    look.instance = RunningInstance::find(look.folder, name);
+    if (look.instance) return look;
+    if (isShortOfSomething(errno)) look.stamp = {};  // it can't be known for now
+  }
   return look;
 }
 

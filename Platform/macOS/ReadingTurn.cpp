@@ -22,6 +22,8 @@ class ReadingTurn::Implementation {
     change(0, EVFILT_USER, EV_ADD | EV_CLEAR, 0);
   }
 
+  [[nodiscard]] bool isUsable() const { return static_cast<bool>(events_); }
+
   void offer(bool hasMore) {
     isOnOffer_ = true;
     if (!hasMore && isWatchable_ && change(descriptor_, EVFILT_READ, EV_ADD | EV_ONESHOT, 0))
@@ -59,6 +61,10 @@ ReadingTurn::ReadingTurn(int descriptor)
     : implementation_(std::make_unique<Implementation>(descriptor)) {}
 
 ReadingTurn::~ReadingTurn() = default;
+
+bool ReadingTurn::isUsable() const {
+  return implementation_->isUsable();
+}
 
 void ReadingTurn::offer(bool hasMore) {
   implementation_->offer(hasMore);

@@ -134,9 +134,10 @@ void CommandHandlers::waitAppStateNotificationAndReply(Work work) {
   WorkingReply::send(std::move(work));
 }
 
-bool CommandHandlers::forcesLaunch(const Request& request) {
-  return request.type == "getCurrentFilteringState" &&
-         Parameters(request).flag("forceStartApp").value_or(false);
+bool CommandHandlers::mayWait(const Request& request) {
+  if (request.type == "getCurrentFilteringState")
+    return Parameters(request).flag("forceStartApp").value_or(false);
+  return request.type == "setProtectionStatus" || request.type == "removeCustomRules";
 }
 
 void CommandHandlers::getCurrentAppState(Work work) {

@@ -30,8 +30,9 @@ class CommandHandlers {
  public:
   explicit CommandHandlers(Environment environment) : environment_(std::move(environment)) {}
 
-  /// Whether the handler of `request` waits for the main application before it returns.
-  static bool forcesLaunch(const Request& request);
+  /// Whether the handler of `request` may wait before it returns: for the main application that it
+  /// starts, or for the queue of the handlers of notifications.
+  static bool mayWait(const Request& request);
 
   void getCurrentAppState(Work work);
   void init(Work work);

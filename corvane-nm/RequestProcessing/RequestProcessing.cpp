@@ -43,12 +43,12 @@ void Processor::process(JsonObject message, ReplyCallback reply) {
       std::find_if(commandTable.begin(), commandTable.end(),
                    [&](const Row& candidate) { return candidate.type == request->type; });
   if (row == commandTable.end()) return;
-  const bool waits = CommandHandlers::forcesLaunch(*request);
+  const bool mayWait = CommandHandlers::mayWait(*request);
   auto work = std::make_unique<WorkingReply>(std::move(*request), std::move(reply));
   DispatchQueue::Task start = [this, handler = row->handler, work = std::move(work)]() mutable {
     (handlers_.*handler)(std::move(work));
   };
-  if (waits) {
+  if (mayWait) {
     queue_.async(std::move(start));
   } else {
     queue_.asyncLent(std::move(start));

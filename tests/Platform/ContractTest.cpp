@@ -215,5 +215,33 @@ TEST_F(ContractTest, TheSystemLogLeavesTheStandardStreamsAlone) {
   EXPECT_EQ(::testing::internal::GetCapturedStderr(), "");
 }
 
+/// Tasks that may run on the thread that has them race with others and with ends of the loop's
+/// turns: none is lost, none run at the same time, and one that is refused comes first.
+TEST_F(ContractTest, TheMainQueueLendsItsTurnWhileItSleeps) {
+  constexpr int eachDoes = 2000;
+  int total = 0;  // two at once would lose counts
+  std::atomic<int> left = 3 * eachDoes;
+  const auto count = [&] {
+    ++total;
+    if (--left == 0) MainQueue::endTurn();
+  };
+  std::vector<std::thread> threads(3);
+  for (std::thread& thread : threads) {
+    thread = std::thread([&] {
+      for (int i = 0; i < eachDoes; ++i) {
+        MainQueue::async(count, [&, isDone = i % 3 != 0] {
+          if (isDone) count();
+          return isDone;
+        });
+      }
+    });
+  }
+  while (left > 0)
+    MainQueue::turnUntil(std::chrono::steady_clock::now() + std::chrono::milliseconds(1));
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(total, 3 * eachDoes);
+  MainQueue::turnUntil(std::chrono::steady_clock::now());
+}
+
 }  // namespace
 }  // namespace corvane::Platform

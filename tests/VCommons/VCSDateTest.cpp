@@ -29,6 +29,9 @@ TEST(VCSDate, WritesAndReadsBackTheSameMoment) {
 }
 
 TEST(VCSDate, ReadsOffsetsAndRefusesOtherForms) {
+  const auto beyond = VCSDate::dateWithISO8601String("9999-12-31T23:59:59.999-02:00");
+  ASSERT_TRUE(beyond);
+  EXPECT_EQ(VCSDate::iso8601String(*beyond), "10000-01-01T01:59:59.999+00:00");
   EXPECT_TRUE(VCSDate::dateWithISO8601String("1970-01-01T02:30:00.000+02:30") == Date());
   EXPECT_TRUE(VCSDate::dateWithISO8601String("1969-12-31T19:00:00.000-05:00") == Date());
   for (const char* const tooShort : {"", "Z", "+0"})
