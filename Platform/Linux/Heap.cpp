@@ -5,6 +5,7 @@
 namespace corvane::Platform {
 
 void shareOneHeap() {
+  // NOLINTNEXTLINE(concurrency-mt-unsafe): no other thread runs yet
   ::mallopt(M_ARENA_MAX, 1);
 }
 

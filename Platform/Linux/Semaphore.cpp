@@ -28,11 +28,11 @@ void Semaphore::wait() {
 }
 
 bool Semaphore::waitUntil(std::chrono::steady_clock::time_point end) {
-  using namespace std::chrono;
-  const auto whole = time_point_cast<seconds>(end);
+  using std::chrono::nanoseconds;
+  const auto whole = std::chrono::time_point_cast<std::chrono::seconds>(end);
   timespec time = {};
   time.tv_sec = static_cast<std::time_t>(whole.time_since_epoch().count());
-  time.tv_nsec = static_cast<long>(duration_cast<nanoseconds>(end - whole).count());
+  time.tv_nsec = static_cast<long>(std::chrono::duration_cast<nanoseconds>(end - whole).count());
   while (::sem_clockwait(&implementation_->semaphore, CLOCK_MONOTONIC, &time) != 0) {
     if (errno != EINTR) return false;
   }
