@@ -174,6 +174,28 @@ test("close ends the host and all attempts; a request begins anew", async () => 
   assert.deepEqual([link.state, ports.length], ["connecting", 3]);
 });
 
+test("a listener that throws harms nobody else, and is heard of", async (context) => {
+  const failures = [];
+  context.mock.method(globalThis, "queueMicrotask", (fail) => failures.push(fail));
+  const port = await becomeLive();
+  client.onLink(() => assert.fail("of the link"));
+  client.onAppState(() => assert.fail("of the state"));
+  const told = [];
+  client.onLink(({state}) => told.push(state));
+  client.onAppState(({lastCheckTime}) => told.push(lastCheckTime));
+  const answered = client.request("openSettings");
+  await settle();
+  await port.answer({appState: state(2)});
+  await answered;
+  const unanswered = assert.rejects(client.request("openSettings"), hasReason("exited"));
+  await settle();
+  await port.end(null);
+  await unanswered;
+  assert.deepEqual(told, [state(2).lastCheckTime, "waiting"]);
+  assert.throws(failures[0], /of the state/);
+  assert.throws(failures[1], /of the link/);
+});
+
 test("an extension without the permission is told so, each time", async () => {
   const without = new CorvaneClient({runtime: {}, clock});
   let attempts = 0;

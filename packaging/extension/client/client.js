@@ -156,8 +156,11 @@ export class CorvaneClient {
     }
     #setLink(link) {
         this.#link = link;
-        for (const listener of this.#linkListeners)
-            listener(link);
+        for (const listener of this.#linkListeners) {
+            if (link !== this.#link)
+                return; // a listener has changed it, and all were told of that
+            guarded(() => listener(link));
+        }
     }
     /** Replies may overtake each other; the times in them tell which state is newer. */
     #takeState({ result, requestId, appState }) {
@@ -166,8 +169,20 @@ export class CorvaneClient {
         if (this.#appState && appState.lastCheckTime < this.#appState.lastCheckTime)
             return;
         this.#appState = appState;
+        const isPushed = requestId === PUSH_ID;
         for (const listener of this.#stateListeners)
-            listener(appState, requestId === PUSH_ID);
+            guarded(() => listener(appState, isPushed));
+    }
+}
+/** What a listener throws is an error of its own: the browser reports it, and all else goes on. */
+function guarded(listen) {
+    try {
+        listen();
+    }
+    catch (error) {
+        queueMicrotask(() => {
+            throw error;
+        });
     }
 }
 function closed() {

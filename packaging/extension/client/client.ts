@@ -213,7 +213,10 @@ export class CorvaneClient {
 
   #setLink(link: Link): void {
     this.#link = link;
-    for (const listener of this.#linkListeners) listener(link);
+    for (const listener of this.#linkListeners) {
+      if (link !== this.#link) return; // a listener has changed it, and all were told of that
+      guarded(() => listener(link));
+    }
   }
 
   /** Replies may overtake each other; the times in them tell which state is newer. */
@@ -221,7 +224,19 @@ export class CorvaneClient {
     if (result !== "ok") return; // the host does not know
     if (this.#appState && appState.lastCheckTime < this.#appState.lastCheckTime) return;
     this.#appState = appState;
-    for (const listener of this.#stateListeners) listener(appState, requestId === PUSH_ID);
+    const isPushed = requestId === PUSH_ID;
+    for (const listener of this.#stateListeners) guarded(() => listener(appState, isPushed));
+  }
+}
+
+/** What a listener throws is an error of its own: the browser reports it, and all else goes on. */
+function guarded(listen: () => void): void {
+  try {
+    listen();
+  } catch (error) {
+    queueMicrotask(() => {
+      throw error;
+    });
   }
 }
 
