@@ -174,6 +174,28 @@ test("close ends the host and all attempts; a request begins anew", async () => 
   assert.deepEqual([link.state, ports.length], ["connecting", 3]);
 });
 
+test("listeners may close, connect and ask at any change", async () => {
+  for (const moment of ["connecting", "live"]) {
+    const stop = client.onLink(({state}) => state === moment && client.close());
+    const told = [];
+    const stopTelling = client.onLink(({state}) => told.push(state));
+    const attempt = assert.rejects(client.connect(), hasReason("closed"));
+    if (moment === "live") await ports.at(-1).answer({parameters: HOST});
+    await attempt;
+    assert.equal(told.at(-1), "closed");
+    assert.equal(client.appState, undefined);
+    stop();
+    stopTelling();
+  }
+  assert.deepEqual(ports.map((port) => port.isOpen), [false]); // none for the first
+  let asked;
+  client.onLink(({state}) => state === "connecting" && (asked = client.request("openSettings")));
+  const port = await becomeLive();
+  await port.answer();
+  assert.equal((await asked).result, "ok");
+  assert.equal(ports.length, 2);
+});
+
 test("a listener that throws harms nobody else, and is heard of", async (context) => {
   const failures = [];
   context.mock.method(globalThis, "queueMicrotask", (fail) => failures.push(fail));

@@ -174,7 +174,7 @@ export class CorvaneClient {
 
   #open(): Promise<HostInfo> {
     this.#callOffRetry();
-    const {runtime, clock, hostName, greetingLimit} = this.#options;
+    const {runtime, clock} = this.#options;
     const connection: Connection = new Connection(runtime, clock, {
       pushed: (reply) => this.#takeState(reply),
       ended: (error) => {
@@ -182,18 +182,25 @@ export class CorvaneClient {
       },
     });
     this.#connection = connection;
+    let begin!: (greeting: Promise<HostInfo>) => void;
+    const greeting = new Promise<HostInfo>((resolve) => (begin = resolve));
+    greeting.catch(() => {}); // told by the link as well
+    this.#greeting = greeting; // from here on, listeners may connect, ask or close
     const before = this.#link.state === "waiting" ? {error: this.#link.error} : {};
     this.#setLink({state: "connecting", ...before});
-    const greeting = connection.greet(hostName, greetingLimit).then(({host, reply}) => {
-      if (connection !== this.#connection) throw closed();
-      this.#liveSince = clock.now();
-      this.#setLink({state: "live", host});
-      this.#takeState(reply);
-      return host;
-    });
-    greeting.catch(() => {}); // told by the link as well
-    if (connection === this.#connection) this.#greeting = greeting; // it may have failed at once
+    begin(this.#greet(connection));
     return greeting;
+  }
+
+  async #greet(connection: Connection): Promise<HostInfo> {
+    const {clock, hostName, greetingLimit} = this.#options;
+    const {host, reply} = await connection.greet(hostName, greetingLimit);
+    if (connection !== this.#connection) throw closed();
+    this.#liveSince = clock.now();
+    this.#setLink({state: "live", host});
+    if (connection !== this.#connection) throw closed(); // by a listener
+    this.#takeState(reply);
+    return host;
   }
 
   /** Plans the next attempt. */
