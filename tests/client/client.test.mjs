@@ -147,13 +147,29 @@ test("the newest state counts, pushed or asked for", async () => {
   const told = [];
   client.onAppState((now, isPushed) => told.push([now.isProtectionEnabled, isPushed]));
   const port = await becomeLive();
-  port.receive({requestId: PUSH_ID, result: "ok", appState: state(3, false)});
-  port.receive({requestId: PUSH_ID, result: "error", appState: state(4)}); // it does not know
   const asked = client.request("getCurrentAppState");
   await settle();
+  port.receive({requestId: PUSH_ID, result: "ok", appState: state(3, false)});
+  port.receive({requestId: PUSH_ID, result: "error", appState: state(4)}); // it does not know
   await port.answer({appState: state(2)}); // looked at before the push
   await asked;
   assert.deepEqual(told, [[true, false], [false, true]]);
+});
+
+test("a clock that is set back makes no news old", async () => {
+  const port = await becomeLive();
+  const seen = [];
+  client.onAppState(({lastCheckTime}) => seen.push(lastCheckTime));
+  port.receive({requestId: PUSH_ID, result: "ok", appState: state(9)});
+  port.receive({requestId: PUSH_ID, result: "ok", appState: state(5)});
+  const asked = client.request("getCurrentAppState");
+  await settle();
+  await port.answer({appState: state(3)});
+  await asked;
+  await port.end(null);
+  void client.connect();
+  await ports.at(-1).answer({parameters: HOST, appState: state(2)});
+  assert.deepEqual(seen, [9, 5, 3, 2].map((second) => state(second).lastCheckTime));
 });
 
 test("close ends the host and all attempts; a request begins anew", async () => {

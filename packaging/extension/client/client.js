@@ -99,11 +99,12 @@ export class CorvaneClient {
         const connection = this.#connection;
         if (!connection)
             throw this.#link.state === "waiting" ? this.#link.error : closed();
+        const before = this.#appState;
         const reply = await connection.ask(type, parameters, timeLimit);
         if (reply.result !== "ok") {
             throw new CorvaneError("refused", reply.data ?? "The host gives no reason.", reply);
         }
-        this.#takeState(reply);
+        this.#takeReply(reply, before);
         return reply;
     }
     /** Ends the link, and with it the host. `connect` and `request` begin a new one. */
@@ -137,6 +138,7 @@ export class CorvaneClient {
     }
     async #greet(connection) {
         const { clock, hostName, greetingLimit } = this.#options;
+        const before = this.#appState;
         const { host, reply } = await connection.greet(hostName, greetingLimit);
         if (connection !== this.#connection)
             throw closed();
@@ -144,7 +146,7 @@ export class CorvaneClient {
         this.#setLink({ state: "live", host });
         if (connection !== this.#connection)
             throw closed(); // by a listener
-        this.#takeState(reply);
+        this.#takeReply(reply, before);
         return host;
     }
     /** Plans the next attempt. */
@@ -168,12 +170,18 @@ export class CorvaneClient {
             guarded(() => listener(link));
         }
     }
-    /** Replies may overtake each other; the times in them tell which state is newer. */
+    /**
+     * Replies may overtake each other; the times in them tell which state is newer. The state that
+     * was known before the request, `before`, is older in any case: the clock may have been set back.
+     */
+    #takeReply(reply, before) {
+        const known = this.#appState === before ? undefined : this.#appState;
+        if (!known || reply.appState.lastCheckTime >= known.lastCheckTime)
+            this.#takeState(reply);
+    }
     #takeState({ result, requestId, appState }) {
         if (result !== "ok")
             return; // the host does not know
-        if (this.#appState && appState.lastCheckTime < this.#appState.lastCheckTime)
-            return;
         this.#appState = appState;
         const isPushed = requestId === PUSH_ID;
         for (const listener of this.#stateListeners)

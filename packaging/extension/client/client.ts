@@ -154,11 +154,12 @@ export class CorvaneClient {
     const timeLimit = options?.timeLimit ?? timeLimitOf(type, parameters);
     const connection = this.#connection;
     if (!connection) throw this.#link.state === "waiting" ? this.#link.error : closed();
+    const before = this.#appState;
     const reply = await connection.ask(type, parameters, timeLimit);
     if (reply.result !== "ok") {
       throw new CorvaneError("refused", reply.data ?? "The host gives no reason.", reply);
     }
-    this.#takeState(reply);
+    this.#takeReply(reply, before);
     return reply as Reply<Command>;
   }
 
@@ -194,12 +195,13 @@ export class CorvaneClient {
 
   async #greet(connection: Connection): Promise<HostInfo> {
     const {clock, hostName, greetingLimit} = this.#options;
+    const before = this.#appState;
     const {host, reply} = await connection.greet(hostName, greetingLimit);
     if (connection !== this.#connection) throw closed();
     this.#liveSince = clock.now();
     this.#setLink({state: "live", host});
     if (connection !== this.#connection) throw closed(); // by a listener
-    this.#takeState(reply);
+    this.#takeReply(reply, before);
     return host;
   }
 
@@ -226,10 +228,17 @@ export class CorvaneClient {
     }
   }
 
-  /** Replies may overtake each other; the times in them tell which state is newer. */
+  /**
+   * Replies may overtake each other; the times in them tell which state is newer. The state that
+   * was known before the request, `before`, is older in any case: the clock may have been set back.
+   */
+  #takeReply(reply: Reply, before: AppState | undefined): void {
+    const known = this.#appState === before ? undefined : this.#appState;
+    if (!known || reply.appState.lastCheckTime >= known.lastCheckTime) this.#takeState(reply);
+  }
+
   #takeState({result, requestId, appState}: Reply): void {
     if (result !== "ok") return; // the host does not know
-    if (this.#appState && appState.lastCheckTime < this.#appState.lastCheckTime) return;
     this.#appState = appState;
     const isPushed = requestId === PUSH_ID;
     for (const listener of this.#stateListeners) guarded(() => listener(appState, isPushed));
