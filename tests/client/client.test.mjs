@@ -1,6 +1,7 @@
-// The client beside a port and a clock of the test's own.
+// The client, and the pages' link of the sample, beside ports and a clock of the test's own.
 
 import assert from "node:assert/strict";
+import {readFile} from "node:fs/promises";
 import {beforeEach, test} from "node:test";
 import {CorvaneClient, PUSH_ID, timeLimitOf} from "../../packaging/extension/client/client.js";
 
@@ -241,4 +242,28 @@ test("an extension without the permission is told so, each time", async () => {
   await assert.rejects(without.connect(), hasReason("forbidden"));
   await clock.pass(1000);
   assert.deepEqual([attempts, without.link.error.reason], [2, "forbidden"]);
+});
+
+test("pages survive the end of the background script, and wake it", async (context) => {
+  const source = await readFile(new URL("../../packaging/extension/link.js", import.meta.url));
+  const {SharedLink} = await import(`data:text/javascript;base64,${source.toString("base64")}`);
+  context.mock.timers.enable({apis: ["setTimeout"]});
+  globalThis.chrome = {runtime: {connect: () => ports[ports.push(new FakePort()) - 1]}};
+  context.after(() => delete globalThis.chrome);
+  const heard = [];
+  const shared = new SharedLink((news) => heard.push(news));
+  ports[0].receive({link: 1});
+  const asked = shared.ask("openSettings");
+  ports[0].ended();
+  assert.equal((await asked).error.reason, "interrupted");
+  ports[1].postMessage = () => { throw new Error("disconnected port"); };
+  ports[1].ended(); // it said nothing: no haste
+  assert.equal((await shared.ask("openSettings")).error.reason, "interrupted");
+  assert.equal(ports.length, 2);
+  context.mock.timers.tick(1000);
+  ports[2].receive({link: 2});
+  const again = shared.ask("openSettings");
+  ports[2].receive({id: ports[2].sent[0].id, reply: "there"});
+  assert.equal((await again).reply, "there");
+  assert.deepEqual(heard, [{link: 1}, {link: 2}]);
 });
