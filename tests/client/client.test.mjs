@@ -98,6 +98,8 @@ test("each end has its reason", async () => {
   const early = {"Specified native messaging host not found.": "not found",
                  "Access to the specified native messaging host is forbidden.": "forbidden",
                  "An unexpected error occurred": "not found",
+                 "Access to the native messaging host was disabled by the system administrator.":
+                   "forbidden",
                  "Error when communicating with the native messaging host.": "failed"};
   for (const [texts, isGreeted] of [[greeted, true], [early, false]]) {
     for (const [message, reason] of Object.entries(texts)) {
