@@ -13,7 +13,8 @@ const WAITING_COMMANDS = [
  * How long an answer may take, in milliseconds, when the caller does not say.
  *
  * The host waits 3 s for each exchange with the main application, and 300 s for the announcement of
- * a new state or for a start. While it does, later requests wait as well.
+ * a new state or for a start. While it does, later requests wait as well: the limit of an ordinary
+ * one can run out behind such a command. Give a `timeLimit` where waiting is better than that.
  */
 export function timeLimitOf(type, parameters) {
     const starts = parameters?.forceStartApp === true;
