@@ -1,27 +1,53 @@
 // A page's side of what background.js shares.
 
+const PAUSE = 1000; // milliseconds, before a background script that said nothing is tried again
+const INTERRUPTED = {reason: "interrupted", message: "The background script was stopped."};
+
 let lastId = 0;
 
 export class SharedLink {
-  #port = chrome.runtime.connect();
+  #hear;
+  #port;
   #waiting = new Map();
 
   /** Calls `hear` with {link, appState, isPushed} now and after every change. */
   constructor(hear) {
-    this.#port.onMessage.addListener((message) => {
-      if (!("id" in message)) {
-        hear(message);
-        return;
-      }
-      this.#waiting.get(message.id)(message);
-      this.#waiting.delete(message.id);
-    });
+    this.#hear = hear;
+    this.#open();
   }
 
   /** Gives {reply} or {error}; never rejects. */
   ask(type, parameters) {
     const id = ++lastId;
-    this.#port.postMessage({id, type, parameters});
-    return new Promise((resolve) => this.#waiting.set(id, resolve));
+    return new Promise((resolve) => {
+      this.#waiting.set(id, resolve);
+      try {
+        this.#port.postMessage({id, type, parameters});
+      } catch { // during the pause
+        this.#settle(id, {error: INTERRUPTED});
+      }
+    });
+  }
+
+  /** Connects to the background script, which starts it if the browser had stopped it. */
+  #open() {
+    let hasSpoken = false;
+    this.#port = chrome.runtime.connect();
+    this.#port.onMessage.addListener((message) => {
+      hasSpoken = true;
+      if ("id" in message) this.#settle(message.id, message);
+      else this.#hear(message);
+    });
+    this.#port.onDisconnect.addListener(() => {
+      void chrome.runtime.lastError; // looked at, or the browser complains
+      [...this.#waiting.keys()].forEach((id) => this.#settle(id, {error: INTERRUPTED}));
+      if (hasSpoken) this.#open();
+      else setTimeout(() => this.#open(), PAUSE);
+    });
+  }
+
+  #settle(id, answer) {
+    this.#waiting.get(id)(answer);
+    this.#waiting.delete(id);
   }
 }

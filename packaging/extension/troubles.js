@@ -11,7 +11,7 @@ export const TROUBLES = {
   },
   forbidden: {
     title: "The host is not for this extension",
-    text: `A host is registered, but does not name this extension. ${MEND}`,
+    text: `A host is registered, but does not name this extension, or a policy forbids it. ${MEND}`,
   },
   exited: {
     title: "The host has ended",
@@ -23,7 +23,7 @@ export const TROUBLES = {
   },
   "too large": {
     title: "The host said too much",
-    text: "Its answer was larger than the browser takes, which has ended the link.",
+    text: "Its answer was larger than the browser takes, or it ended while it was being asked.",
   },
   "version mismatch": {
     title: "The versions do not match",

@@ -1,6 +1,7 @@
-// The client beside a port and a clock of the test's own.
+// The client, and the pages' link of the sample, beside ports and a clock of the test's own.
 
 import assert from "node:assert/strict";
+import {readFile} from "node:fs/promises";
 import {beforeEach, test} from "node:test";
 import {CorvaneClient, PUSH_ID, timeLimitOf} from "../../packaging/extension/client/client.js";
 
@@ -97,6 +98,8 @@ test("each end has its reason", async () => {
   const early = {"Specified native messaging host not found.": "not found",
                  "Access to the specified native messaging host is forbidden.": "forbidden",
                  "An unexpected error occurred": "not found",
+                 "Access to the native messaging host was disabled by the system administrator.":
+                   "forbidden",
                  "Error when communicating with the native messaging host.": "failed"};
   for (const [texts, isGreeted] of [[greeted, true], [early, false]]) {
     for (const [message, reason] of Object.entries(texts)) {
@@ -147,13 +150,29 @@ test("the newest state counts, pushed or asked for", async () => {
   const told = [];
   client.onAppState((now, isPushed) => told.push([now.isProtectionEnabled, isPushed]));
   const port = await becomeLive();
-  port.receive({requestId: PUSH_ID, result: "ok", appState: state(3, false)});
-  port.receive({requestId: PUSH_ID, result: "error", appState: state(4)}); // it does not know
   const asked = client.request("getCurrentAppState");
   await settle();
+  port.receive({requestId: PUSH_ID, result: "ok", appState: state(3, false)});
+  port.receive({requestId: PUSH_ID, result: "error", appState: state(4)}); // it does not know
   await port.answer({appState: state(2)}); // looked at before the push
   await asked;
   assert.deepEqual(told, [[true, false], [false, true]]);
+});
+
+test("a clock that is set back makes no news old", async () => {
+  const port = await becomeLive();
+  const seen = [];
+  client.onAppState(({lastCheckTime}) => seen.push(lastCheckTime));
+  port.receive({requestId: PUSH_ID, result: "ok", appState: state(9)});
+  port.receive({requestId: PUSH_ID, result: "ok", appState: state(5)});
+  const asked = client.request("getCurrentAppState");
+  await settle();
+  await port.answer({appState: state(3)});
+  await asked;
+  await port.end(null);
+  void client.connect();
+  await ports.at(-1).answer({parameters: HOST, appState: state(2)});
+  assert.deepEqual(seen, [9, 5, 3, 2].map((second) => state(second).lastCheckTime));
 });
 
 test("close ends the host and all attempts; a request begins anew", async () => {
@@ -174,6 +193,50 @@ test("close ends the host and all attempts; a request begins anew", async () => 
   assert.deepEqual([link.state, ports.length], ["connecting", 3]);
 });
 
+test("listeners may close, connect and ask at any change", async () => {
+  for (const moment of ["connecting", "live"]) {
+    const stop = client.onLink(({state}) => state === moment && client.close());
+    const told = [];
+    const stopTelling = client.onLink(({state}) => told.push(state));
+    const attempt = assert.rejects(client.connect(), hasReason("closed"));
+    if (moment === "live") await ports.at(-1).answer({parameters: HOST});
+    await attempt;
+    assert.equal(told.at(-1), "closed");
+    assert.equal(client.appState, undefined);
+    stop();
+    stopTelling();
+  }
+  assert.deepEqual(ports.map((port) => port.isOpen), [false]); // none for the first
+  let asked;
+  client.onLink(({state}) => state === "connecting" && (asked = client.request("openSettings")));
+  const port = await becomeLive();
+  await port.answer();
+  assert.equal((await asked).result, "ok");
+  assert.equal(ports.length, 2);
+});
+
+test("a listener that throws harms nobody else, and is heard of", async (context) => {
+  const failures = [];
+  context.mock.method(globalThis, "queueMicrotask", (fail) => failures.push(fail));
+  const port = await becomeLive();
+  client.onLink(() => assert.fail("of the link"));
+  client.onAppState(() => assert.fail("of the state"));
+  const told = [];
+  client.onLink(({state}) => told.push(state));
+  client.onAppState(({lastCheckTime}) => told.push(lastCheckTime));
+  const answered = client.request("openSettings");
+  await settle();
+  await port.answer({appState: state(2)});
+  await answered;
+  const unanswered = assert.rejects(client.request("openSettings"), hasReason("exited"));
+  await settle();
+  await port.end(null);
+  await unanswered;
+  assert.deepEqual(told, [state(2).lastCheckTime, "waiting"]);
+  assert.throws(failures[0], /of the state/);
+  assert.throws(failures[1], /of the link/);
+});
+
 test("an extension without the permission is told so, each time", async () => {
   const without = new CorvaneClient({runtime: {}, clock});
   let attempts = 0;
@@ -181,4 +244,28 @@ test("an extension without the permission is told so, each time", async () => {
   await assert.rejects(without.connect(), hasReason("forbidden"));
   await clock.pass(1000);
   assert.deepEqual([attempts, without.link.error.reason], [2, "forbidden"]);
+});
+
+test("pages survive the end of the background script, and wake it", async (context) => {
+  const source = await readFile(new URL("../../packaging/extension/link.js", import.meta.url));
+  const {SharedLink} = await import(`data:text/javascript;base64,${source.toString("base64")}`);
+  context.mock.timers.enable({apis: ["setTimeout"]});
+  globalThis.chrome = {runtime: {connect: () => ports[ports.push(new FakePort()) - 1]}};
+  context.after(() => delete globalThis.chrome);
+  const heard = [];
+  const shared = new SharedLink((news) => heard.push(news));
+  ports[0].receive({link: 1});
+  const asked = shared.ask("openSettings");
+  ports[0].ended();
+  assert.equal((await asked).error.reason, "interrupted");
+  ports[1].postMessage = () => { throw new Error("disconnected port"); };
+  ports[1].ended(); // it said nothing: no haste
+  assert.equal((await shared.ask("openSettings")).error.reason, "interrupted");
+  assert.equal(ports.length, 2);
+  context.mock.timers.tick(1000);
+  ports[2].receive({link: 2});
+  const again = shared.ask("openSettings");
+  ports[2].receive({id: ports[2].sent[0].id, reply: "there"});
+  assert.equal((await again).reply, "there");
+  assert.deepEqual(heard, [{link: 1}, {link: 2}]);
 });

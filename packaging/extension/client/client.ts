@@ -58,7 +58,8 @@ const WAITING_COMMANDS: readonly CommandName[] = [
  * How long an answer may take, in milliseconds, when the caller does not say.
  *
  * The host waits 3 s for each exchange with the main application, and 300 s for the announcement of
- * a new state or for a start. While it does, later requests wait as well.
+ * a new state or for a start. While it does, later requests wait as well: the limit of an ordinary
+ * one can run out behind such a command. Give a `timeLimit` where waiting is better than that.
  */
 export function timeLimitOf(type: CommandName, parameters?: object): number {
   const starts = (parameters as {forceStartApp?: boolean} | undefined)?.forceStartApp === true;
@@ -154,11 +155,12 @@ export class CorvaneClient {
     const timeLimit = options?.timeLimit ?? timeLimitOf(type, parameters);
     const connection = this.#connection;
     if (!connection) throw this.#link.state === "waiting" ? this.#link.error : closed();
+    const before = this.#appState;
     const reply = await connection.ask(type, parameters, timeLimit);
     if (reply.result !== "ok") {
       throw new CorvaneError("refused", reply.data ?? "The host gives no reason.", reply);
     }
-    this.#takeState(reply);
+    this.#takeReply(reply, before);
     return reply as Reply<Command>;
   }
 
@@ -174,7 +176,7 @@ export class CorvaneClient {
 
   #open(): Promise<HostInfo> {
     this.#callOffRetry();
-    const {runtime, clock, hostName, greetingLimit} = this.#options;
+    const {runtime, clock} = this.#options;
     const connection: Connection = new Connection(runtime, clock, {
       pushed: (reply) => this.#takeState(reply),
       ended: (error) => {
@@ -182,18 +184,26 @@ export class CorvaneClient {
       },
     });
     this.#connection = connection;
+    let begin!: (greeting: Promise<HostInfo>) => void;
+    const greeting = new Promise<HostInfo>((resolve) => (begin = resolve));
+    greeting.catch(() => {}); // told by the link as well
+    this.#greeting = greeting; // from here on, listeners may connect, ask or close
     const before = this.#link.state === "waiting" ? {error: this.#link.error} : {};
     this.#setLink({state: "connecting", ...before});
-    const greeting = connection.greet(hostName, greetingLimit).then(({host, reply}) => {
-      if (connection !== this.#connection) throw closed();
-      this.#liveSince = clock.now();
-      this.#setLink({state: "live", host});
-      this.#takeState(reply);
-      return host;
-    });
-    greeting.catch(() => {}); // told by the link as well
-    if (connection === this.#connection) this.#greeting = greeting; // it may have failed at once
+    begin(this.#greet(connection));
     return greeting;
+  }
+
+  async #greet(connection: Connection): Promise<HostInfo> {
+    const {clock, hostName, greetingLimit} = this.#options;
+    const before = this.#appState;
+    const {host, reply} = await connection.greet(hostName, greetingLimit);
+    if (connection !== this.#connection) throw closed();
+    this.#liveSince = clock.now();
+    this.#setLink({state: "live", host});
+    if (connection !== this.#connection) throw closed(); // by a listener
+    this.#takeReply(reply, before);
+    return host;
   }
 
   /** Plans the next attempt. */
@@ -213,15 +223,37 @@ export class CorvaneClient {
 
   #setLink(link: Link): void {
     this.#link = link;
-    for (const listener of this.#linkListeners) listener(link);
+    for (const listener of this.#linkListeners) {
+      if (link !== this.#link) return; // a listener has changed it, and all were told of that
+      guarded(() => listener(link));
+    }
   }
 
-  /** Replies may overtake each other; the times in them tell which state is newer. */
+  /**
+   * Replies may overtake each other; the times in them tell which state is newer. The state that
+   * was known before the request, `before`, is older in any case: the clock may have been set back.
+   */
+  #takeReply(reply: Reply, before: AppState | undefined): void {
+    const known = this.#appState === before ? undefined : this.#appState;
+    if (!known || reply.appState.lastCheckTime >= known.lastCheckTime) this.#takeState(reply);
+  }
+
   #takeState({result, requestId, appState}: Reply): void {
     if (result !== "ok") return; // the host does not know
-    if (this.#appState && appState.lastCheckTime < this.#appState.lastCheckTime) return;
     this.#appState = appState;
-    for (const listener of this.#stateListeners) listener(appState, requestId === PUSH_ID);
+    const isPushed = requestId === PUSH_ID;
+    for (const listener of this.#stateListeners) guarded(() => listener(appState, isPushed));
+  }
+}
+
+/** What a listener throws is an error of its own: the browser reports it, and all else goes on. */
+function guarded(listen: () => void): void {
+  try {
+    listen();
+  } catch (error) {
+    queueMicrotask(() => {
+      throw error;
+    });
   }
 }
 

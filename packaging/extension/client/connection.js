@@ -9,7 +9,7 @@ export class Connection {
     #port;
     #lastId = 0;
     #isGreeted = false;
-    #hasEnded = false;
+    #endedBy;
     constructor(runtime, clock, owner) {
         this.runtime = runtime;
         this.clock = clock;
@@ -47,9 +47,9 @@ export class Connection {
     }
     /** Closes the port; whoever waits for a reply gets `error`. The second time it does nothing. */
     end(error) {
-        if (this.#hasEnded)
+        if (this.#endedBy)
             return;
-        this.#hasEnded = true;
+        this.#endedBy = error;
         this.#port?.disconnect();
         this.owner.ended(error);
         for (const waiting of this.#waiting.values()) {
@@ -59,6 +59,8 @@ export class Connection {
         this.#waiting.clear();
     }
     #open(hostName) {
+        if (this.#endedBy)
+            throw this.#endedBy; // before it began: no host may be started any more
         if (!this.runtime.connectNative) {
             throw new CorvaneError("forbidden", 'The extension lacks the permission "nativeMessaging".');
         }

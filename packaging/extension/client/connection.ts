@@ -27,7 +27,7 @@ export class Connection {
   #port: NativePort | undefined;
   #lastId = 0;
   #isGreeted = false;
-  #hasEnded = false;
+  #endedBy: CorvaneError | undefined;
 
   constructor(
     private readonly runtime: NativeRuntime,
@@ -67,8 +67,8 @@ export class Connection {
 
   /** Closes the port; whoever waits for a reply gets `error`. The second time it does nothing. */
   end(error: CorvaneError): void {
-    if (this.#hasEnded) return;
-    this.#hasEnded = true;
+    if (this.#endedBy) return;
+    this.#endedBy = error;
     this.#port?.disconnect();
     this.owner.ended(error);
     for (const waiting of this.#waiting.values()) {
@@ -79,6 +79,7 @@ export class Connection {
   }
 
   #open(hostName: string): void {
+    if (this.#endedBy) throw this.#endedBy; // before it began: no host may be started any more
     if (!this.runtime.connectNative) {
       throw new CorvaneError("forbidden", 'The extension lacks the permission "nativeMessaging".');
     }

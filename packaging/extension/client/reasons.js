@@ -18,17 +18,21 @@ export class CorvaneError extends Error {
 /** What the browsers say when a port closes; Firefox says nothing at all when the host has exited. */
 const TEXTS = [
     [/host not found|No such native application|An unexpected error occurred/, "not found"],
-    [/is forbidden/, "forbidden"],
+    [/is forbidden|disabled by/, "forbidden"],
     [/has exited/, "exited"],
 ];
-/** Chromium has one text for whatever is no frame to it; Firefox names the size and its limit. */
+/**
+ * Chromium has one text for whatever is no frame to it, and for a host that ended when it is the
+ * broken pipe that it notices first; Firefox names the size and its limit.
+ */
 const NO_FRAME = /communicating with the native|exceeds the limit/;
 /**
  * The reason behind what the browser said of a port that closed.
  *
  * `isGreeted` says whether the host had answered the greeting. What is no frame to the browser then
- * is one that is too large; what comes from a program that never was greeted is mere output, the
- * first bytes of which were read as a length.
+ * is, as a rule, one that is too large: a host that answered seldom ends just as it is written to.
+ * What comes from a program that never was greeted is mere output, the first bytes of which were
+ * read as a length, or it has ended at once.
  */
 export function reasonOf(browserText, isGreeted) {
     if (!browserText)

@@ -6,14 +6,15 @@ import type {Reply} from "./protocol.js";
  * Of the link:
  * - `not found`: no manifest of the host where the browser looks, or an unusable one, or the program
  *   that it names is missing; in Firefox also what is `forbidden` elsewhere.
- * - `forbidden`: the manifest is there and does not name this extension, or the extension lacks the
- *   permission "nativeMessaging".
+ * - `forbidden`: the manifest is there and does not name this extension, a policy of the browser's
+ *   forbids the host, or the extension lacks the permission "nativeMessaging".
  * - `exited`: the host could not be run, or has ended.
  * - `mute`: the host did not answer the greeting in time.
- * - `too large`: the host sent more than the browser takes, 1,048,576 bytes.
+ * - `too large`: the host sent more than the browser takes, 1,048,576 bytes. Chromium has the same
+ *   text for a host that ended while a request was on its way to it.
  * - `version mismatch`: the host does not speak this module's version of the protocol.
  * - `failed`: the browser said something else; see `browserText`. Before the greeting's answer it is
- *   as a rule a program that is no native messaging host.
+ *   as a rule a program that is no native messaging host, or a host that ended at once.
  * - `closed`: `close()` was called.
  *
  * Of one request, while the link lives on:
@@ -52,19 +53,23 @@ export class CorvaneError extends Error {
 /** What the browsers say when a port closes; Firefox says nothing at all when the host has exited. */
 const TEXTS: readonly (readonly [RegExp, Reason])[] = [
   [/host not found|No such native application|An unexpected error occurred/, "not found"],
-  [/is forbidden/, "forbidden"],
+  [/is forbidden|disabled by/, "forbidden"],
   [/has exited/, "exited"],
 ];
 
-/** Chromium has one text for whatever is no frame to it; Firefox names the size and its limit. */
+/**
+ * Chromium has one text for whatever is no frame to it, and for a host that ended when it is the
+ * broken pipe that it notices first; Firefox names the size and its limit.
+ */
 const NO_FRAME = /communicating with the native|exceeds the limit/;
 
 /**
  * The reason behind what the browser said of a port that closed.
  *
  * `isGreeted` says whether the host had answered the greeting. What is no frame to the browser then
- * is one that is too large; what comes from a program that never was greeted is mere output, the
- * first bytes of which were read as a length.
+ * is, as a rule, one that is too large: a host that answered seldom ends just as it is written to.
+ * What comes from a program that never was greeted is mere output, the first bytes of which were
+ * read as a length, or it has ended at once.
  */
 export function reasonOf(browserText: string | undefined, isGreeted: boolean): Reason {
   if (!browserText) return "exited";
