@@ -172,3 +172,21 @@ class Tool(unittest.TestCase):
                     path.rmdir() if path.is_dir() and not path.is_symlink() else path.unlink()
                     kept.rename(path)
                 path.chmod(mode)
+
+    def test_a_mend_of_a_manifest_mends_it(self):
+        manifest = Path(os.environ["HOME"], ".mozilla/native-messaging-hosts/com.corvane.nm.json")
+        for make in (lambda: manifest.symlink_to("nowhere"), lambda: manifest.write_text("{"),
+                     *(lambda path=path: manifest.write_text(good.replace(EXECUTABLE, path))
+                       for path in ("/missing/other", "/bin/true", "/missing/corvane-nm"))):
+            self.assertEqual(nmctl("register", "--browser", "firefox").returncode, 0)
+            good = manifest.read_text()
+            manifest.unlink()
+            make()
+            mend = wrong("--browser", "firefox")[0][2]
+            with self.subTest(mend):
+                if mend.startswith(f"move {manifest} away, then "):
+                    manifest.unlink()
+                command = mend.rpartition("run: corvane-nmctl ")[2]
+                self.assertEqual(nmctl(*command.split()).returncode, 0)
+                self.assertEqual(manifest.read_text(), good)
+        self.assertEqual(nmctl("unregister").returncode, 0)

@@ -80,7 +80,7 @@ Finding examineApplication(const std::string& container, const std::string& host
   const std::string subject = "main application";
   if (runningInstances(container) == 0)
     return Finding::wrong(subject, "it does not run", startApplication);
-  if (const auto fault = programFault(hostPath))
+  if (const auto fault = programFault(hostPath, "install the package again"))
     return Finding::wrong(subject, "it runs, but can't be asked: " + fault->cause, fault->mend);
   const Trial trial = tryHost(hostPath, {extensionFor(ManifestFormat::chromium)}, true);
   if (trial.fault)

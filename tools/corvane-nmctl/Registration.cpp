@@ -117,7 +117,7 @@ Result<std::vector<Place>> placesOf(const Selection& selection, const Surroundin
 }
 
 FoundManifest lookAt(const Place& place, const Surroundings& surroundings) {
-  return findManifest(place.path(), manifestText(place.format, surroundings.hostPath));
+  return findManifest(place.path(), place.format, surroundings.hostPath);
 }
 
 Result<Plan> planFor(const Place& place, const Surroundings& surroundings) {
