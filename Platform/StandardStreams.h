@@ -10,6 +10,10 @@ struct BrowserDescriptors {
   int output;  ///< what standard output was; no child process inherits it
 };
 
+/// Fills descriptors 0 to 2 that are closed with /dev/null, so that no file that is opened later
+/// gets their numbers. False when the system has no descriptor left for it.
+bool fillStandardStreams();
+
 /// Takes the browser's descriptors for the caller alone, as the first thing a process does: fills
 /// descriptors 0 to 2 that are closed with /dev/null, keeps the real standard output on a
 /// descriptor of its own, and points descriptor 1 at standard error, so that no stray print can

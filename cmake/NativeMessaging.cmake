@@ -13,6 +13,7 @@ endif()
 
 # The host stays here through all updates: manifests name this path.
 set(CORVANE_HOST_FOLDER ${CMAKE_INSTALL_LIBEXECDIR}/corvane-nm)
+set(CORVANE_INSTALLED_HOST ${CMAKE_INSTALL_FULL_LIBEXECDIR}/corvane-nm/corvane-nm)
 
 # json_list(OUT JSON…): the array at that place as a list; empty when it is missing.
 function(json_list out)
@@ -52,7 +53,7 @@ manifest(firefox ${CMAKE_RUNTIME_OUTPUT_DIRECTORY}/corvane-nm
 
 foreach(format chromium firefox)
   set(installed_${format} ${CMAKE_BINARY_DIR}/native-messaging/installed/${format}/${CORVANE_NATIVE_MESSAGING_NAME}.json)
-  manifest(${format} ${CMAKE_INSTALL_PREFIX}/${CORVANE_HOST_FOLDER}/corvane-nm ${installed_${format}})
+  manifest(${format} ${CORVANE_INSTALLED_HOST} ${installed_${format}})
 endforeach()
 
 option(CORVANE_INSTALL_MANIFESTS "Install manifests into the system folders of the browsers" ON)

@@ -7,13 +7,18 @@
 
 namespace corvane::Platform {
 
-std::optional<BrowserDescriptors> claimStandardStreams() {
+bool fillStandardStreams() {
   int filler = 0;
   do {  // each takes the lowest free descriptor
     filler = ::open("/dev/null", O_RDWR);
-    if (filler < 0) return std::nullopt;
+    if (filler < 0) return false;
   } while (filler <= STDERR_FILENO);
   ::close(filler);
+  return true;
+}
+
+std::optional<BrowserDescriptors> claimStandardStreams() {
+  if (!fillStandardStreams()) return std::nullopt;
 
   const int output = ::fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
   if (output < 0 || ::dup2(STDERR_FILENO, STDOUT_FILENO) < 0) return std::nullopt;

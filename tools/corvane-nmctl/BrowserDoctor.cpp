@@ -28,13 +28,15 @@ Finding examineNative(const Browser& browser, const Surroundings& surroundings, 
   const Policies policies = policiesOf(browser, surroundings);
   const Lookup found = lookUp(browser, policies, surroundings);
   std::optional<Fault> fault = found.fault;
-  if (!fault) fault = programFault(found.hostPath);
+  if (!fault) fault = programFault(found.hostPath, found.renewal);
   if (fault) return Finding::wrong(title, fault->cause, fault->mend);
   const Trial trial = tryHost(found.hostPath, argumentsFor(browser, found), false);
   if (trial.fault && trial.maybeFromLink && linkIsBroken)
     return Finding::wrong(title, "the host is found, but can't work because of what is said below",
                           "mend that");
-  if (trial.fault) return Finding::wrong(title, trial.fault->cause, trial.fault->mend);
+  const bool isOwnHost = found.hostPath == surroundings.hostPath;
+  if (trial.fault)
+    return Finding::wrong(title, trial.fault->cause, isOwnHost ? trial.fault->mend : found.renewal);
   return Finding::good(title, "version " + trial.version + " answers, by " + found.manifestPath);
 }
 

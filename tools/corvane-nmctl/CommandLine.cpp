@@ -36,6 +36,8 @@ int run(int count, const char* const* arguments, Context& context) {
   } catch (const CLI::ParseError& error) {
     return app.exit(error) == 0 ? 0 : usageStatus;
   }
+  if (context.output.isJson() && !context.output.hasJson() && !context.problem.empty())
+    context.output.json({{"problem", context.problem}});
   return context.status;
 }
 

@@ -11,7 +11,7 @@ namespace {
 Result<HostChoice> hostOf(const Browser& browser, const Surroundings& surroundings) {
   const Lookup found = lookUp(browser, policiesOf(browser, surroundings), surroundings);
   std::optional<Fault> fault = found.fault;
-  if (!fault) fault = programFault(found.hostPath);
+  if (!fault) fault = programFault(found.hostPath, found.renewal);
   if (fault)
     return Failure{FailureCause::notFound,
                    std::string(browser.title) + ": " + fault->cause + "; " + fault->mend};

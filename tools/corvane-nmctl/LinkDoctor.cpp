@@ -15,6 +15,7 @@
 #include "tools/corvane-nmctl/ManifestCheck.h"
 #include "tools/corvane-nmctl/Output.h"
 #include "tools/corvane-nmctl/Trial.h"
+#include "tools/corvane-nmctl/Ways.h"
 
 namespace corvane::Nmctl {
 namespace {
@@ -25,12 +26,15 @@ constexpr auto longestLock = 1s;
 constexpr std::size_t searchedLogLines = 2000;
 constexpr std::size_t shownErrors = 3;
 constexpr char startApplication[] = "start the main application";
+constexpr char startAgain[] = "end the main application and start it again";
 
 Finding examineSettings(const std::string& container) {
   const std::string subject = "settings";
   const std::string file =
       container + "/Library/Preferences/" + Configuration::AppGroupIdentifier + ".plist";
   const auto settings = Platform::GroupSettings::open(container, Configuration::AppGroupIdentifier);
+  if (const auto fault = fileFault(file, F_OK); !settings && fault)
+    return Finding::wrong(subject, "they can't be read: " + fault->cause, fault->mend);
   if (!settings)
     return Finding::wrong(subject, "they can't be read: " + settings.failure().text,
                           settings.failure().cause == FailureCause::notPermitted
@@ -53,13 +57,14 @@ void examineExchangeFiles(const std::string& container, bool isRunning, Findings
     isWell = false;
   };
   // Where the application does not run, that is what is wrong.
-  if (isRunning && (files.empty() || files.front().name != requestFileName))
-    wrong(std::string(requestFileName) + " is missing",
-          "end the main application and start it again");
+  const bool hasRequestFile = std::any_of(
+      files.begin(), files.end(), [](const auto& file) { return file.name == requestFileName; });
+  if (isRunning && !hasRequestFile) wrong(std::string(requestFileName) + " is missing", startAgain);
   for (const ExchangeFileFacts& file : files) {
-    if (!file.problem.empty())
-      wrong("not permitted to use " + file.name + ": " + file.problem,
-            "run: chmod 600 " + container + "/Data/" + file.name);
+    if (const auto fault = fileFault(container + "/Data/" + file.name, R_OK | W_OK))
+      wrong(fault->cause, fault->mend);
+    else if (!file.problem.empty())
+      wrong(file.name + " can't be looked at: " + file.problem, startAgain);
     else if (file.isLocked)
       wrong("another program has held the lock of " + file.name + " for more than 1 s",
             "end that program; to find it: fuser -v " + container + "/Data/" + file.name);
@@ -75,31 +80,25 @@ Finding examineApplication(const std::string& container, const std::string& host
   const std::string subject = "main application";
   if (runningInstances(container) == 0)
     return Finding::wrong(subject, "it does not run", startApplication);
-  if (const auto fault = programFault(hostPath))
+  if (const auto fault = programFault(hostPath, "install the package again"))
     return Finding::wrong(subject, "it runs, but can't be asked: " + fault->cause, fault->mend);
   const Trial trial = tryHost(hostPath, {extensionFor(ManifestFormat::chromium)}, true);
   if (trial.fault)
     return Finding::wrong(subject, "it runs, but can't be asked: " + trial.fault->cause,
                           trial.fault->mend);
+  if (!trial.applicationError.empty())
+    return Finding::wrong(subject, "it runs, but answers with an error: " + trial.applicationError,
+                          startAgain);
   if (!trial.isApplicationSeen)
-    return Finding::wrong(subject, "it runs, but does not answer",
-                          "end the main application and start it again");
+    return Finding::wrong(subject, "it runs, but does not answer", startAgain);
   return Finding::good(subject, "it runs and answers");
-}
-
-/// The lowest folder of `path` that there is.
-std::string existing(std::string path) {
-  while (!path.empty() && ::access(path.c_str(), F_OK) != 0) path.resize(path.rfind('/'));
-  return path;
 }
 
 void examineLogs(const std::string& container, Findings& findings) {
   const std::string subject = "logs";
   const std::string folder = logFolderIn(container);
-  const std::string present = existing(folder);
-  if (::access(present.c_str(), W_OK | X_OK) != 0) {
-    findings.push_back(Finding::wrong(subject, "not permitted to write to " + present,
-                                      "run: chmod 700 " + present));
+  if (const auto fault = faultOf(Way::logs, container)) {
+    findings.push_back(Finding::wrong(subject, fault->cause, fault->mend));
     return;
   }
   findings.push_back(Finding::good(subject, "they can be written"));
@@ -117,8 +116,18 @@ Findings examineFoundations(const Container& container) {
   const std::string subject = "shared folder";
   if (container.fault)
     return {Finding::wrong(subject, container.fault->cause, container.fault->mend)};
-  Findings findings{Finding::good(subject, container.path), examineSettings(container.path)};
-  examineExchangeFiles(container.path, runningInstances(container.path) > 0, findings);
+  Findings findings{Finding::good(subject, container.path)};
+  const auto isOpen = [&](Way way) {
+    const auto fault = faultOf(way, container.path);
+    if (fault) findings.push_back(Finding::wrong(subject, fault->cause, fault->mend));
+    return !fault;
+  };
+  const bool showsApplication = isOpen(Way::applications);
+  isOpen(Way::notifications);
+  isOpen(Way::logFolders);
+  if (isOpen(Way::settings)) findings.push_back(examineSettings(container.path));
+  const bool isRunning = showsApplication && runningInstances(container.path) > 0;
+  if (isOpen(Way::data)) examineExchangeFiles(container.path, isRunning, findings);
   return findings;
 }
 

@@ -35,16 +35,23 @@ std::string registering(const Browser& browser) {
   return "corvane-nmctl register --browser " + std::string(browser.name);
 }
 
-/// What mends a manifest that the browser does not take.
-std::string mendFor(const Candidate& candidate, const Browser& browser,
-                    const Surroundings& surroundings) {
-  const FoundManifest found =
-      findManifest(candidate.path, manifestText(browser.format, surroundings.hostPath));
-  const bool isOurs = found.state == FoundManifest::State::outdated;
+std::string movingAway(const Candidate& candidate, const Browser& browser) {
   if (!candidate.isUsers)
     return "install the package again, or remove " + candidate.path + " (as root)";
-  if (isOurs) return "run: corvane-nmctl repair";
   return "move " + candidate.path + " away, then run: " + registering(browser);
+}
+
+/// What mends a manifest that the browser does not take, or that names a program that is no good.
+std::string mendFor(const Candidate& candidate, const Browser& browser,
+                    const Surroundings& surroundings) {
+  using State = FoundManifest::State;
+  const State state = findManifest(candidate.path, browser.format, surroundings.hostPath).state;
+  if (state == State::current) return "install the package again";
+  if (!candidate.isUsers || (state != State::outdated && state != State::usable))
+    return movingAway(candidate, browser);
+  if (::access(surroundings.hostPath.c_str(), X_OK) != 0)
+    return "install the package again, then run: " + registering(browser);
+  return "run: " + (state == State::outdated ? "corvane-nmctl repair" : registering(browser));
 }
 
 Fault absence(const Browser& browser, const Policies& policies, const Surroundings& surroundings) {
@@ -64,35 +71,43 @@ Fault absence(const Browser& browser, const Policies& policies, const Surroundin
       "run: " + registering(browser)};
 }
 
-/// Whether the folder of `path` can't be looked into, which browsers take for a folder without it.
-bool isHidden(const std::string& path) {
+/// Whether something is at `path` that browsers take for nothing: the folder can't be looked into,
+/// or it is a link that leads nowhere.
+bool isPassedOver(const std::string& path) {
   struct stat status = {};
-  return ::stat(path.c_str(), &status) != 0 && errno != ENOENT && errno != ENOTDIR;
+  if (::stat(path.c_str(), &status) == 0) return false;
+  return (errno != ENOENT && errno != ENOTDIR) || ::lstat(path.c_str(), &status) == 0;
 }
 
 /// Looks at one candidate. Nothing when it is not there.
 std::optional<Lookup> look(const Candidate& candidate, const Browser& browser,
                            const Surroundings& surroundings) {
   const std::string& path = candidate.path;
-  if (isHidden(path))
-    return Lookup{
-        path,
-        {},
-        Fault{"not permitted to look at " + path, "let this user read the folder it is in"}};
-  struct stat status = {};
-  if (::stat(path.c_str(), &status) != 0) return std::nullopt;
   const auto fault = [&](const std::string& cause) {
-    return Lookup{path, {}, Fault{path + ": " + cause, mendFor(candidate, browser, surroundings)}};
+    return Lookup{
+        path, {}, {}, Fault{path + ": " + cause, mendFor(candidate, browser, surroundings)}};
   };
+  const auto refusal = [&](const char* deed, const char* what) {
+    return Lookup{path,
+                  {},
+                  {},
+                  Fault{std::string("not permitted to ") + deed + " " + path,
+                        std::string("let this user read ") + what}};
+  };
+  struct stat status = {};
+  if (::stat(path.c_str(), &status) != 0) {
+    if (!isPassedOver(path)) return std::nullopt;
+    if (::lstat(path.c_str(), &status) != 0) return refusal("look at", "the folder it is in");
+    return fault("it is a symbolic link that leads nowhere");
+  }
   if (!S_ISREG(status.st_mode)) return fault("it is no regular file");
-  if (::access(path.c_str(), R_OK) != 0)
-    return Lookup{path, {}, Fault{"not permitted to read " + path, "let this user read it"}};
+  if (::access(path.c_str(), R_OK) != 0) return refusal("read", "it");
   const auto text = readWhole(resolvedPath(path));
   if (!text) return fault(text.failure().text);
   const CheckedManifest checked = checkManifest(browser.format, text.value());
   if (checked.fault) return fault(*checked.fault);
   if (checked.refusal) return fault(*checked.refusal);
-  return Lookup{path, checked.hostPath, std::nullopt};
+  return Lookup{path, checked.hostPath, mendFor(candidate, browser, surroundings), std::nullopt};
 }
 
 }  // namespace
@@ -101,30 +116,32 @@ Lookup lookUp(const Browser& browser, const Policies& policies, const Surroundin
   if (policies.forbidHost)
     return {{},
             {},
+            {},
             Fault{"a policy forbids the host: NativeMessagingBlocklist in " + policies.hostFile,
                   "ask the administrator to take the host off the list in that file"}};
   std::optional<Lookup> first;
   for (const Candidate& candidate : candidatesFor(browser, policies, surroundings)) {
     std::optional<Lookup> found = look(candidate, browser, surroundings);
     if (!found) continue;
-    const bool takesFirst = browser.format == ManifestFormat::chromium && !isHidden(candidate.path);
+    const bool takesFirst =
+        browser.format == ManifestFormat::chromium && !isPassedOver(candidate.path);
     if (!found->fault || takesFirst) return *found;
     if (!first) first = std::move(found);
   }
   if (first) return *first;
-  return {{}, {}, absence(browser, policies, surroundings)};
+  return {{}, {}, {}, absence(browser, policies, surroundings)};
 }
 
-std::optional<Fault> programFault(const std::string& path) {
+std::optional<Fault> programFault(const std::string& path, const std::string& renewal) {
   struct stat status = {};
-  const std::string mend = "install the package again, then run: corvane-nmctl repair";
   if (::stat(path.c_str(), &status) != 0) {
     if (errno == EACCES)
       return Fault{"not permitted to look at the host, " + path,
                    "let this user enter the folders above it"};
-    return Fault{"the host is missing: " + path, mend};
+    return Fault{"the host is missing: " + path, renewal};
   }
-  if (S_ISDIR(status.st_mode)) return Fault{"a folder is where the host should be: " + path, mend};
+  if (S_ISDIR(status.st_mode))
+    return Fault{"a folder is where the host should be: " + path, renewal};
   if (::access(path.c_str(), X_OK) != 0)
     return Fault{"not permitted to run the host, " + path, "run: chmod 755 " + path};
   return std::nullopt;

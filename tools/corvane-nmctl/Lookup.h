@@ -13,6 +13,7 @@ namespace corvane::Nmctl {
 struct Lookup {
   std::string manifestPath;    ///< the manifest that it takes; "" when there is none
   std::string hostPath;        ///< the program that it would start
+  std::string renewal;         ///< what mends it when that program is not the host as it should be
   std::optional<Fault> fault;  ///< why it starts none
 };
 
@@ -21,7 +22,8 @@ struct Lookup {
 /// Firefox goes on to the next when one is not.
 Lookup lookUp(const Browser& browser, const Policies& policies, const Surroundings& surroundings);
 
-/// Why the program `path` can't be started, as far as that shows from outside.
-std::optional<Fault> programFault(const std::string& path);
+/// Why the program `path` can't be started, as far as that shows from outside. `renewal` is the
+/// mend where it has to be another one.
+std::optional<Fault> programFault(const std::string& path, const std::string& renewal);
 
 }  // namespace corvane::Nmctl

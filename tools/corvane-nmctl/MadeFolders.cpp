@@ -33,7 +33,10 @@ bool exists(const std::string& path) {
 }
 
 Result<Done> makeOne(const std::string& folder, mode_t mode) {
-  if (::mkdir(folder.c_str(), mode) != 0) return Platform::failureFromErrno("mkdir " + folder);
+  if (::mkdir(folder.c_str(), mode) != 0) {
+    if (errno == EEXIST) return Done{};  // somebody else has just made it
+    return Platform::failureFromErrno("mkdir " + folder);
+  }
   auto noted = replaceFile(noteIn(folder), MadeFolders::noteText, 0600);
   if (!noted) ::rmdir(folder.c_str());
   return noted;
@@ -75,6 +78,7 @@ Result<Done> MadeFolders::make(const std::string& folder, mode_t mode) {
 
 void MadeFolders::remove(std::string folder) {
   for (; !folder.empty() && exists(noteIn(folder)); folder = parentOf(folder)) {
+    removeLeftParts(noteIn(folder));
     const bool isEmpty = isUnused(folder);
     if (!isEmpty && holdsMadeFolder(folder)) return;
     if (::unlink(noteIn(folder).c_str()) != 0) return;

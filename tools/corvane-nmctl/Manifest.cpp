@@ -1,9 +1,11 @@
 #include "tools/corvane-nmctl/Manifest.h"
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include "Base/Json.h"
 #include "Platform/File.h"
+#include "tools/corvane-nmctl/ManifestCheck.h"
 #include "tools/corvane-nmctl/Product.h"
 #include "tools/corvane-nmctl/WholeFile.h"
 
@@ -32,7 +34,17 @@ FoundManifest fromFailure(const Failure& failure) {
   return {State::foreign, failure.text, {}};
 }
 
-FoundManifest classified(std::string_view text, std::string_view expectedText) {
+/// Why a browser can't start the host by our manifest `text`.
+std::optional<std::string> brokenness(ManifestFormat format, std::string_view text,
+                                      const std::string& host) {
+  const CheckedManifest checked = checkManifest(format, text);
+  if (checked.fault) return checked.fault;
+  if (checked.refusal) return checked.refusal;
+  if (::access(host.c_str(), F_OK) != 0) return "the host that it names is missing";
+  return std::nullopt;
+}
+
+FoundManifest classified(std::string_view text, ManifestFormat format, std::string_view hostPath) {
   const auto value = parseJson(text);
   if (!value) return {State::foreign, "it is not JSON: " + value.failure().text, {}};
   const JsonObject* object = value.value().if_object();
@@ -41,10 +53,10 @@ FoundManifest classified(std::string_view text, std::string_view expectedText) {
     return {State::foreign, "it is no manifest of this host", {}};
   const auto* path = findString(*object, "path");
   const std::string host = path == nullptr ? "" : std::string(*path);
-  if (host.substr(host.rfind('/') + 1) != hostFileName)
-    return {State::foreign, "it names another program", host};
-  if (text == expectedText) return {State::current, {}, host};
-  return {State::outdated, "it is not what this version writes", host};
+  if (!isHostFile(host)) return {State::foreign, "it names another program", host};
+  if (text == manifestText(format, hostPath)) return {State::current, {}, host};
+  if (const auto broken = brokenness(format, text, host)) return {State::outdated, *broken, host};
+  return {State::usable, "it is not what this version writes", host};
 }
 
 }  // namespace
@@ -56,17 +68,22 @@ std::string manifestText(ManifestFormat format, std::string_view hostPath) {
   return text.replace(text.find(place), place.size(), escaped(hostPath));
 }
 
+bool isHostFile(std::string_view path) {
+  return path.substr(path.rfind('/') + 1) == hostFileName;
+}
+
 std::string manifestFileName() {
   return Product::manifestFile;
 }
 
-FoundManifest findManifest(const std::string& path, std::string_view expectedText) {
+FoundManifest findManifest(const std::string& path, ManifestFormat format,
+                           std::string_view hostPath) {
   struct stat status = {};
   if (::lstat(path.c_str(), &status) != 0) return fromFailure(Platform::failureFromErrno("stat"));
   if (S_ISLNK(status.st_mode)) return {State::foreign, "it is a symbolic link", {}};
   if (!S_ISREG(status.st_mode)) return {State::foreign, "it is no regular file", {}};
   const auto text = readWhole(path);
-  return text ? classified(text.value(), expectedText) : fromFailure(text.failure());
+  return text ? classified(text.value(), format, hostPath) : fromFailure(text.failure());
 }
 
 std::string_view nameOf(State state) {
@@ -75,6 +92,8 @@ std::string_view nameOf(State state) {
       return "absent";
     case State::current:
       return "current";
+    case State::usable:
+      return "usable";
     case State::outdated:
       return "outdated";
     case State::foreign:

@@ -10,6 +10,9 @@ namespace corvane::Nmctl {
 /// The manifest that lets a browser of this format start the host `hostPath`, byte by byte.
 std::string manifestText(ManifestFormat format, std::string_view hostPath);
 
+/// Whether the program `path` is called as the host is; a manifest for another is not ours.
+bool isHostFile(std::string_view path);
+
 /// The name under which every browser looks for it.
 std::string manifestFileName();
 
@@ -18,7 +21,8 @@ struct FoundManifest {
   enum class State {
     absent,
     current,       ///< ours, and byte by byte what would be written now
-    outdated,      ///< ours, but not what would be written now
+    usable,        ///< ours and not what would be written now, but as good
+    outdated,      ///< ours, but browsers refuse it, or the host that it names is missing
     foreign,       ///< not ours: nobody here touches it
     notPermitted,  ///< it can't be said, as the system lets nobody look
   };
@@ -28,13 +32,15 @@ struct FoundManifest {
   std::string hostPath;  ///< of ours: the program that it names
 };
 
-/// Looks at the file `path`. Ours is a regular file, no link, that holds a JSON object with the
-/// host's name as "name" and, as "path", a program called as the host is, in whatever folder: what
-/// this or an older installation wrote. A file that can't be read as JSON is not ours: it may be
-/// somebody's unfinished work.
-FoundManifest findManifest(const std::string& path, std::string_view expectedText);
+/// Looks at the file `path`, compares it with a manifest of `format` for `hostPath`. Ours is a
+/// regular file, no link, that holds a JSON object with the host's name as "name" and, as "path", a
+/// program called as the host is, in whatever folder: what this or an older installation wrote. A
+/// file that can't be read as JSON is not ours: it may be somebody's unfinished work.
+FoundManifest findManifest(const std::string& path, ManifestFormat format,
+                           std::string_view hostPath);
 
-/// One word for people and programs: "absent", "current", "outdated", "foreign", "not permitted".
+/// One word for people and programs: "absent", "current", "usable", "outdated", "foreign", "not
+/// permitted".
 std::string_view nameOf(FoundManifest::State state);
 
 }  // namespace corvane::Nmctl

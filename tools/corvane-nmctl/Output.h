@@ -46,6 +46,8 @@ class Output {
   /// The object as one line of JSON. Texts that are not UTF-8, as file names may be, are written
   /// visibly.
   void json(const JsonObject& object);
+  /// Whether any was written so far.
+  [[nodiscard]] bool hasJson() const { return hasJson_; }
 
   /// Hands what was written on to who reads it. False when nobody does any more.
   bool flush();
@@ -62,6 +64,7 @@ class Output {
   std::FILE* stream_;
   Format format_ = Format::text;
   bool hasColours_;
+  bool hasJson_ = false;
 };
 
 /// `text` with control characters and with bytes that are no UTF-8 written visibly, as \n or \x1B,

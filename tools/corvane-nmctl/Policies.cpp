@@ -47,10 +47,7 @@ Policies policiesOf(const Browser& browser, const Surroundings& surroundings) {
   for (const std::string_view folder : browser.policyFolders) {
     for (const std::string& file : filesIn(surroundings.expanded(folder))) {
       const auto text = readWhole(resolvedPath(file));
-      if (!text) {
-        result.unreadable = file;
-        continue;
-      }
+      if (!text) continue;
       const JsonObject policies = parsed(text.value());
       const auto isBlocked = lists(policies, "NativeMessagingBlocklist", Product::hostName);
       const auto areAllBlocked = lists(policies, "NativeMessagingBlocklist", "*");

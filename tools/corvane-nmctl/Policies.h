@@ -14,11 +14,10 @@ struct Policies {
   bool forbidUserLevel = false;  ///< NativeMessagingUserLevelHosts is false
   std::string hostFile;          ///< the file that says so, each
   std::string userLevelFile;
-  std::string unreadable;  ///< a file that this user may not read; the browser may not either
 };
 
 /// Reads the policies of `browser`: all files *.json of its folders, of which the last by name
-/// counts where several say something.
+/// counts where several say something. What this user may not read the browser may not either.
 Policies policiesOf(const Browser& browser, const Surroundings& surroundings);
 
 }  // namespace corvane::Nmctl

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "tools/corvane-nmctl/LogRecord.h"
+#include "tools/corvane-nmctl/WholeFile.h"
 
 namespace corvane::Nmctl {
 namespace {
@@ -61,7 +62,12 @@ bool isOfPlainWords(std::string_view place) {
 
 }  // namespace
 
-Redaction::Redaction(std::vector<std::string> homes) : homes_(std::move(homes)) {}
+Redaction::Redaction(std::vector<std::string> homes) : homes_(std::move(homes)) {
+  const std::size_t count = homes_.size();
+  for (std::size_t i = 0; i < count; ++i) homes_.push_back(resolvedPath(homes_[i]));
+  std::sort(homes_.begin(), homes_.end(),  // one may lie in another
+            [](const auto& one, const auto& other) { return one.size() > other.size(); });
+}
 
 std::string Redaction::text(std::string_view text) const {
   std::string result(text);

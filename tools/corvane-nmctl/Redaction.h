@@ -10,7 +10,8 @@ namespace corvane::Nmctl {
 /// names of people.
 class Redaction {
  public:
-  /// `homes`: the home folders of the user, of which the names are somebody's.
+  /// `homes`: the home folders of the user, of which the names are somebody's; where they lead,
+  /// too.
   explicit Redaction(std::vector<std::string> homes);
 
   /// A text of this program's own: a home folder becomes "~", its name "USER" wherever it stands as

@@ -67,6 +67,12 @@ mode_t folderModeFor(const Place& place) {
   return place.isUsers ? 0700 : 0755;
 }
 
+/// Takes away what a registration leaves beside the manifest, also one that was killed.
+void sweep(const Place& place) {
+  removeLeftParts(place.path());
+  MadeFolders::remove(place.folder);
+}
+
 /// What lies at `place`, if it may be replaced or taken away.
 Result<FoundManifest> ownAt(const Place& place, const Surroundings& surroundings) {
   if (auto owner = checkOwner(place.folder, surroundings.user); !owner) return owner.failure();
@@ -99,6 +105,8 @@ Result<std::vector<Place>> placesOf(const Selection& selection, const Surroundin
     if (selection.browsers.empty())
       return Failure{FailureCause::malformed,
                      "--dir needs --browser: manifests differ between browsers"};
+    if (selection.browsers.size() > 1)
+      return Failure{FailureCause::malformed, "--dir takes one --browser only"};
     const Browser& browser = *chosen.value().front();
     std::string folder = std::filesystem::absolute(selection.folder).lexically_normal();
     if (folder.size() > 1 && folder.ends_with('/')) folder.pop_back();
@@ -117,7 +125,7 @@ Result<std::vector<Place>> placesOf(const Selection& selection, const Surroundin
 }
 
 FoundManifest lookAt(const Place& place, const Surroundings& surroundings) {
-  return findManifest(place.path(), manifestText(place.format, surroundings.hostPath));
+  return findManifest(place.path(), place.format, surroundings.hostPath);
 }
 
 Result<Plan> planFor(const Place& place, const Surroundings& surroundings) {
@@ -144,11 +152,14 @@ Result<Done> carryOut(const Plan& plan, const Place& place) {
 }
 
 Result<bool> unregisterAt(const Place& place, const Surroundings& surroundings) {
-  if (lookAt(place, surroundings).state == FoundManifest::State::absent) return false;
+  if (lookAt(place, surroundings).state == FoundManifest::State::absent) {
+    if (checkOwner(place.folder, surroundings.user)) sweep(place);
+    return false;
+  }
   const auto found = ownAt(place, surroundings);
   if (!found) return found.failure();
   if (auto removed = Platform::removeFile(place.path()); !removed) return removed.failure();
-  MadeFolders::remove(place.folder);
+  sweep(place);
   return true;
 }
 

@@ -33,8 +33,8 @@ struct Place {
 enum class Level { user, all };
 
 /// The places of the selected browsers, each folder once, links to folders followed; when none is
-/// selected, those of all. A folder that the selection names is taken with the format of its first
-/// browser. Fails when a name is not in the table, or when there is a folder and no browser.
+/// selected, those of all. A folder that the selection names is taken with the format of its one
+/// browser. Fails when a name is not in the table, or when there is a folder and not one browser.
 Result<std::vector<Place>> placesOf(const Selection& selection, const Surroundings& surroundings,
                                     Level level);
 

@@ -54,6 +54,27 @@ std::optional<std::string> firstPresent(std::span<const std::string_view> names,
   return std::nullopt;
 }
 
+bool isSandboxPath(const std::string& path) {
+  return path.find("/flatpak/") != std::string::npos || path.find("/snap/") != std::string::npos;
+}
+
+/// Whether `path` is a script that starts something in a sandbox, as distributions and users put
+/// one in front of it.
+bool isSandboxScript(const std::string& path) {
+  const auto text = readWhole(path);  // larger ones are no such script
+  if (!text || !text.value().starts_with("#!")) return false;
+  for (const char* start : {"/snap/bin", "snap run", "flatpak run", "/flatpak/exports/"})
+    if (text.value().find(start) != std::string::npos) return true;
+  return false;
+}
+
+/// Whether `path` is a program that runs as itself, and in no sandbox.
+bool isNative(const std::string& path) {
+  if (isSandboxPath(path) || !isProgram(path)) return false;
+  const std::string real = resolvedPath(path);
+  return !isSandboxPath(real) && !isSandboxScript(real);
+}
+
 }  // namespace
 
 Surroundings Surroundings::ofThisProcess() {
@@ -64,7 +85,7 @@ Surroundings Surroundings::ofThisProcess() {
     result.home = Platform::GroupContainers::homeFolder().value_or("/");
   result.configFolder = result.home + "/.config";
   for (const char* name : {"XDG_CONFIG_HOME", "CHROME_CONFIG_HOME"})
-    if (const std::string value = fromEnvironment(name); !value.empty())
+    if (const std::string value = fromEnvironment(name); value.starts_with('/'))
       result.configFolder = value;
   result.searchPath = foldersIn(fromEnvironment("PATH"));
   result.hostPath = ownHost();
@@ -79,21 +100,14 @@ std::string Surroundings::expanded(std::string_view folder) const {
 }
 
 Installation installationOf(const Browser& browser, const Surroundings& surroundings) {
-  const auto isSandbox = [](const std::string& folder) {
-    return folder.find("/flatpak/") != std::string::npos ||
-           folder.find("/snap/") != std::string::npos;
-  };
   Installation result;
   for (const std::string_view name : browser.executables) {
     if (name.starts_with('/')) {
-      result.isNative = result.isNative || isProgram(joined(surroundings.systemRoot, name));
+      result.isNative = result.isNative || isNative(joined(surroundings.systemRoot, name));
       continue;
     }
-    for (const std::string& folder : surroundings.searchPath) {
-      const std::string path = joined(folder + "/", name);
-      if (!isSandbox(path) && isProgram(path) && !isSandbox(resolvedPath(path)))
-        result.isNative = true;
-    }
+    for (const std::string& folder : surroundings.searchPath)
+      result.isNative = result.isNative || isNative(joined(folder + "/", name));
   }
   const std::string& root = surroundings.systemRoot;
   result.flatpak =

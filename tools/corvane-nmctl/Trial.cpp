@@ -60,16 +60,29 @@ std::string memberOf(const JsonObject& reply, const char* object, const char* ke
   return text == nullptr ? "" : printable(std::string(*text));
 }
 
+bool flagOf(const JsonObject& reply, const char* object, const char* key) {
+  const JsonObject* inner = findObject(reply, object);
+  const bool* flag = inner == nullptr ? nullptr : findBool(*inner, key);
+  return flag != nullptr && *flag;
+}
+
+/// Notes what the reply tells of the main application. All replies must show that it answers: one
+/// that comes too late for its request may pass for the answer to the next.
+void noteApplication(const JsonObject& reply, Trial& trial) {
+  trial.isApplicationSeen = trial.isApplicationSeen && flagOf(reply, "appState", "isRunning");
+  const auto* result = findString(reply, "result");
+  if (result != nullptr && *result == "ok") return;
+  const auto* data = findString(reply, "data");
+  trial.applicationError = data == nullptr ? "an error" : printable(std::string(*data));
+}
+
 void askForState(HostProcess& host, Trial& trial) {
   const std::string identifier = "corvane-nmctl 2";
   const auto reply = ask(host, {{"type", "getCurrentAppState"}, {"id", identifier}}, identifier);
-  if (!reply) {
+  if (reply)
+    noteApplication(reply.value(), trial);
+  else
     trial.fault = faultOf(reply.failure(), host);
-    return;
-  }
-  const JsonObject* state = findObject(reply.value(), "appState");
-  const bool* isRunning = state == nullptr ? nullptr : findBool(*state, "isRunning");
-  trial.isApplicationSeen = isRunning != nullptr && *isRunning;
 }
 
 void greet(HostProcess& host, Trial& trial) {
@@ -81,11 +94,13 @@ void greet(HostProcess& host, Trial& trial) {
     return;
   }
   trial.version = memberOf(reply.value(), "parameters", "version");
-  const auto* result = findString(reply.value(), "result");
-  if (result == nullptr || *result != "ok")
-    trial.fault = {
-        "the host speaks another version: " + memberOf(reply.value(), "parameters", "apiVersion"),
-        "install host and corvane-nmctl of the same package"};
+  if (flagOf(reply.value(), "parameters", "isValidatedOnHost")) {
+    trial.isApplicationSeen = true;
+    return noteApplication(reply.value(), trial);
+  }
+  trial.fault = {
+      "the host speaks another version: " + memberOf(reply.value(), "parameters", "apiVersion"),
+      "install host and corvane-nmctl of the same package"};
 }
 
 }  // namespace
@@ -105,7 +120,7 @@ Trial tryHost(const std::string& path, std::vector<std::string> arguments, bool 
     return trial;
   }
   greet(host.value(), trial);
-  if (!trial.fault && asksForState) askForState(host.value(), trial);
+  if (!trial.fault && trial.isApplicationSeen && asksForState) askForState(host.value(), trial);
   host->closeInput();
   if (!trial.fault && !host->waitForEnd(Clock::now() + endLimit))
     trial.fault = {"the host goes on for more than 5 s after the browser has left", reinstall};

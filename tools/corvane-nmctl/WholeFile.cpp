@@ -3,8 +3,14 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <cerrno>
+#include <charconv>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
+#include <vector>
 
 #include "Platform/Descriptor.h"
 #include "Platform/File.h"
@@ -15,6 +21,7 @@ namespace {
 using Platform::File;
 
 constexpr std::size_t longestFile = 1 << 20;
+constexpr std::string_view partSuffix = ".new";  // behind ".PROCESS"
 
 /// Writes all of a new file, down to the disk.
 Result<Done> writeNew(const std::string& path, std::string_view text, mode_t mode) {
@@ -26,6 +33,18 @@ Result<Done> writeNew(const std::string& path, std::string_view text, mode_t mod
   if (::fchmod(descriptor, mode) != 0 || ::fsync(descriptor) != 0)
     return Platform::failureFromErrno("write " + path);
   return Done{};
+}
+
+/// The process that writes the part `name` of the file `whole`, or 0 when that is no such part.
+pid_t writerOf(std::string_view name, std::string_view whole) {
+  if (!name.starts_with(whole) || !name.ends_with(partSuffix)) return 0;
+  name.remove_prefix(whole.size());
+  name.remove_suffix(std::min(name.size(), partSuffix.size()));
+  if (!name.starts_with('.')) return 0;
+  pid_t process = 0;
+  const char* const end = name.data() + name.size();
+  const auto [stop, error] = std::from_chars(name.data() + 1, end, process);
+  return error == std::errc() && stop == end && process > 0 ? process : 0;
 }
 
 }  // namespace
@@ -47,12 +66,24 @@ std::string resolvedPath(const std::string& path) {
 }
 
 Result<Done> replaceFile(const std::string& path, std::string_view text, mode_t mode) {
-  const std::string part = path + "." + std::to_string(::getpid()) + ".new";
+  const std::string part = path + "." + std::to_string(::getpid()) + std::string(partSuffix);
   auto outcome = writeNew(part, text, mode);
   if (outcome && std::rename(part.c_str(), path.c_str()) != 0)
     outcome = Platform::failureFromErrno("rename to " + path);
   if (!outcome && outcome.failure().cause != FailureCause::alreadyExists) ::unlink(part.c_str());
   return outcome;
+}
+
+void removeLeftParts(const std::string& path) {
+  namespace fs = std::filesystem;
+  const fs::path whole = path;
+  std::error_code failed;
+  std::vector<fs::path> left;
+  for (const auto& entry : fs::directory_iterator(whole.parent_path(), failed)) {
+    const pid_t writer = writerOf(entry.path().filename().string(), whole.filename().string());
+    if (writer != 0 && ::kill(writer, 0) != 0 && errno == ESRCH) left.push_back(entry.path());
+  }
+  for (const fs::path& part : left) ::unlink(part.c_str());
 }
 
 }  // namespace corvane::Nmctl

@@ -19,4 +19,7 @@ std::string resolvedPath(const std::string& path);
 /// new one, whole. What was written in part is taken away when it fails.
 Result<Done> replaceFile(const std::string& path, std::string_view text, mode_t mode);
 
+/// Takes away what a replaceFile of `path` left whose process was killed.
+void removeLeftParts(const std::string& path);
+
 }  // namespace corvane::Nmctl

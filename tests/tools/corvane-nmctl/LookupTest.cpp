@@ -57,6 +57,8 @@ TEST_F(Machine, NamesSandboxesAndStartsNothingThere) {
   install("/usr/bin/firefox");  // beside the Snap
   EXPECT_NE(found("firefox").find("1the host is not registered"), std::string::npos);
   EXPECT_NE(found("firefox").find("2it is here as the Snap firefox as well"), std::string::npos);
+  testing::writeFile(root_ + "/usr/bin/firefox", "#!/bin/sh\nexec /snap/bin/firefox \"$@\"\n");
+  EXPECT_NE(found("firefox").find("1it is the Snap firefox"), std::string::npos);
 }
 
 TEST_F(Machine, LooksWhereEachBrowserLooks) {

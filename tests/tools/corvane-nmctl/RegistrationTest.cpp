@@ -112,6 +112,23 @@ TEST_F(Registration, WritesByRenamingAndOnlyOverItsOwn) {
   EXPECT_TRUE(fs::is_symlink(chromium_));
 }
 
+TEST_F(Registration, RepairsWhatIsBrokenAndOfTheUser) {
+  const std::string systems =
+      home_ + "/system/etc/chromium/native-messaging-hosts/com.corvane.nm.json";
+  const std::string other = home_ + "/corvane-nm";
+  testing::writeFile(other, "");
+  testing::writeFile(systems, manifestText(ManifestFormat::chromium, "/gone/corvane-nm"));
+  testing::writeFile(chromium_, manifestText(ManifestFormat::chromium, other));
+  testing::writeFile(firefox_, manifestText(ManifestFormat::chromium, other));  // refused there
+  auto expected = tree();
+  expected[firefox_] = manifestText(ManifestFormat::firefox, "/opt/corvane-nm");
+  EXPECT_EQ(run({"repair"}, "/opt/corvane-nm"), 0);
+  EXPECT_EQ(tree(), expected);
+  expected[systems] = manifestText(ManifestFormat::chromium, "/opt/corvane-nm");
+  EXPECT_EQ(run({"repair", "--system"}, "/opt/corvane-nm"), 0);
+  EXPECT_EQ(tree(), expected);
+}
+
 TEST_F(Registration, RefusesFoldersOfOthersAndShowsItsPlan) {
   const auto before = tree();
   EXPECT_EQ(run({"register", "--plan", "--browser", "firefox", "--json"}), 0);
@@ -119,6 +136,7 @@ TEST_F(Registration, RefusesFoldersOfOthersAndShowsItsPlan) {
   EXPECT_EQ(run({"register", "--dir", home_.c_str()}), 1);
   EXPECT_EQ(run({"register"}), 1);  // no browser is found
   EXPECT_EQ(run({"register", "--host", "relative"}), 2);
+  EXPECT_EQ(run({"register", "--host", "/usr/bin/other"}), 2);  // nobody would unregister it
   EXPECT_EQ(run({}), 2);
   EXPECT_EQ(tree(), before);
   if (::geteuid() != 0) GTEST_SKIP() << "only root can give a folder away";

@@ -20,6 +20,7 @@ struct Context {
   Output output;
   /// 0: all is well; 1: something failed or was found wrong; 2: something was not answered.
   int status = 0;
+  std::string problem;  ///< the first that `fail` was told
 };
 
 namespace Commands {
@@ -37,7 +38,8 @@ void addLog(CLI::App& app, Context& context);
 /// The options --browser and --dir, which several commands share.
 void addSelection(CLI::App& command, Selection& selection);
 
-/// Says why something failed, and makes the exit status say that something did.
+/// Says why something failed, and makes the exit status say that something did. Where nothing else
+/// comes as JSON, that does in the end.
 void fail(Context& context, const std::string& why);
 
 }  // namespace Commands

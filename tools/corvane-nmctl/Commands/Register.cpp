@@ -98,8 +98,9 @@ void addRegister(CLI::App& app, Context& context) {
   addSelection(command, options->selection);
   command.add_flag("--plan", options->isPlan, "only show what would be written, to the byte");
   command.add_option("--host", options->hostPath, "the host to register, by its full path")
-      ->check([](const std::string& path) {
-        return path.starts_with('/') ? std::string() : "the path must be a full one";
+      ->check([](const std::string& path) -> std::string {
+        if (!path.starts_with('/')) return "the path must be a full one";
+        return isHostFile(path) ? "" : "the host must be called corvane-nm";
       });
   command.callback([&context, options] { run(context, *options); });
 }

@@ -8,8 +8,9 @@
 namespace corvane::Nmctl::Commands {
 namespace {
 
-void run(Context& context, const Selection& selection) {
-  const auto places = placesOf(selection, context.surroundings, Level::all);
+void run(Context& context, const Selection& selection, bool isOfSystem) {
+  const auto level = isOfSystem ? Level::all : Level::user;
+  const auto places = placesOf(selection, context.surroundings, level);
   if (!places) return fail(context, places.failure().text);
   boost::json::array repaired;
   for (const Place& place : places.value()) {
@@ -36,10 +37,13 @@ void run(Context& context, const Selection& selection) {
 
 void addRepair(CLI::App& app, Context& context) {
   CLI::App& command = *app.add_subcommand(
-      "repair", "Write those of our manifests anew that an older or moved installation left");
+      "repair",
+      "Write those of this user's manifests anew that browsers refuse or that name a missing host");
   const auto selection = std::make_shared<Selection>();
   addSelection(command, *selection);
-  command.callback([&context, selection] { run(context, *selection); });
+  const auto isOfSystem = std::make_shared<bool>(false);
+  command.add_flag("--system", *isOfSystem, "also those that the system holds for all users");
+  command.callback([&context, selection, isOfSystem] { run(context, *selection, *isOfSystem); });
 }
 
 }  // namespace corvane::Nmctl::Commands

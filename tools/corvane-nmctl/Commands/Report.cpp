@@ -38,28 +38,35 @@ std::string versions() {
   return text;
 }
 
-std::string findings(const Surroundings& surroundings) {
+/// What may leave the machine of `text`, on one line that does nothing to a terminal.
+std::string shown(const Redaction& redaction, std::string_view text) {
+  return printable(redaction.text(text));
+}
+
+std::string findings(const Surroundings& surroundings, const Redaction& redaction) {
   std::string text;
   for (const Finding& finding : examineAll({}, surroundings)) {
     if (finding.state == Finding::State::note) continue;  // log lines come below
     const bool isGood = finding.state == Finding::State::good;
-    text += (isGood ? "ok     " : "WRONG  ") + finding.subject + ": " + finding.cause + "\n";
-    if (!isGood) text += "       " + finding.mend + "\n";
+    text += (isGood ? "ok     " : "WRONG  ") + finding.subject + ": " +
+            shown(redaction, finding.cause) + "\n";
+    if (!isGood) text += "       " + shown(redaction, finding.mend) + "\n";
   }
   return text;
 }
 
-std::string registrations(const Surroundings& surroundings) {
+std::string registrations(const Surroundings& surroundings, const Redaction& redaction) {
   std::string text;
   const auto places = placesOf({}, surroundings, Level::all);
   if (!places) return text;
   for (const Place& place : places.value()) {
     const FoundManifest found = lookAt(place, surroundings);
     if (found.state == FoundManifest::State::absent) continue;
-    text += place.titles() + ": " + std::string(nameOf(found.state)) + ", " + place.path();
-    if (!found.hostPath.empty()) text += ", for " + found.hostPath;
-    if (!found.reason.empty()) text += " (" + found.reason + ")";
-    text += "\n";
+    std::string one =
+        place.titles() + ": " + std::string(nameOf(found.state)) + ", " + place.path();
+    if (!found.hostPath.empty()) one += ", for " + found.hostPath;
+    if (!found.reason.empty()) one += " (" + found.reason + ")";
+    text += shown(redaction, one) + "\n";
   }
   return text;
 }
@@ -68,18 +75,19 @@ std::string reportText(const Surroundings& surroundings) {
   const Redaction redaction(
       {surroundings.home, Platform::GroupContainers::homeFolder().value_or("")});
   std::string text = "== Versions\n" + versions() + "\n== What the doctor found\n" +
-                     findings(surroundings) + "\n== Registrations\n" + registrations(surroundings);
-  text = redaction.text(text) + "\n== The end of the logs\n";
+                     findings(surroundings, redaction) + "\n== Registrations\n" +
+                     registrations(surroundings, redaction) + "\n== The end of the logs\n";
   const Container container = findContainer();
   if (container.fault) return text;
   for (const std::string& line : lastLogLines(logFolderIn(container.path), logLines))
-    text += redaction.logLine(line) + "\n";
+    text += printable(redaction.logLine(line)) + "\n";
   return text;
 }
 
 void run(Context& context, const std::string& file) {
   Platform::ignoreSignalsOfWrites();
   const std::string text = reportText(context.surroundings);
+  if (file == "-" && context.output.isJson()) return context.output.json({{"report", text}});
   if (file == "-") return context.output.line(text.substr(0, text.size() - 1));
   if (const auto written = replaceFile(file, text, 0600); !written)
     return fail(context, written.failure().text);

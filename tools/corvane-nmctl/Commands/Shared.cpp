@@ -11,13 +11,18 @@ void addSelection(CLI::App& command, Selection& selection) {
       .add_option("--browser", selection.browsers,
                   "only this browser, by its name in \"list --help\"; may be repeated")
       ->allow_extra_args(false);
-  command.add_option("--dir", selection.folder,
-                     "this folder instead of those that the browser looks into");
+  command
+      .add_option("--dir", selection.folder,
+                  "this folder instead of those that the one --browser looks into")
+      ->check([](const std::string& folder) {
+        return std::string(folder.empty() ? "the folder needs a name" : "");
+      });
 }
 
 void fail(Context& context, const std::string& why) {
   Output::complain(why);
   context.status = 1;
+  if (context.problem.empty()) context.problem = why;
 }
 
 }  // namespace corvane::Nmctl::Commands

@@ -6,6 +6,7 @@
 
 #include "tools/corvane-nmctl/Commands/Commands.h"
 #include "tools/corvane-nmctl/Link.h"
+#include "tools/corvane-nmctl/Ways.h"
 
 namespace corvane::Nmctl::Commands {
 namespace {
@@ -70,18 +71,27 @@ void run(Context& context) {
     if (context.output.isJson()) context.output.json({{"problem", container.fault->cause}});
     return fail(context, container.fault->cause);
   }
-  const int instances = runningInstances(container.path);
+  boost::json::array problems;
+  for (const Way way : {Way::applications, Way::notifications, Way::data}) {
+    const auto fault = faultOf(way, container.path);
+    if (!fault) continue;
+    problems.emplace_back(fault->cause);
+    fail(context, fault->cause);
+  }
+  const bool isKnown = !faultOf(Way::applications, container.path);
+  const bool isRunning = isKnown && runningInstances(container.path) > 0;
   const auto files = exchangeFilesIn(container.path, patience);
   const auto observers = Platform::notificationObservers(container.path);
   if (context.output.isJson()) {
     JsonObject object = jsonOf(files, observers);
-    object["isApplicationRunning"] = instances > 0;
+    object["isApplicationRunning"] = isKnown ? JsonValue(isRunning) : JsonValue();
+    if (!problems.empty()) object["problems"] = problems;
     object["container"] = container.path;
     return context.output.json(object);
   }
   context.output.line("shared folder     " + printable(container.path));
-  context.output.line(std::string("main application  ") +
-                      (instances > 0 ? "runs" : "does not run"));
+  const char* state = isRunning ? "runs" : "does not run";
+  context.output.line(std::string("main application  ") + (isKnown ? state : "can't be seen"));
   print(context.output, files, observers);
 }
 

@@ -29,7 +29,7 @@ void run(Context& context, const Selection& selection) {
                             place.titles() + ": removed " + printable(place.path()));
   }
   if (context.output.isJson()) return context.output.json({{"removed", removed}});
-  if (removed.empty()) context.output.line("nothing was registered");
+  if (removed.empty() && context.status == 0) context.output.line("nothing was registered");
 }
 
 }  // namespace
