@@ -120,7 +120,15 @@ TEST_F(Registration, RepairsWhatIsBrokenAndOfTheUser) {
   testing::writeFile(systems, manifestText(ManifestFormat::chromium, "/gone/corvane-nm"));
   testing::writeFile(chromium_, manifestText(ManifestFormat::chromium, other));
   testing::writeFile(firefox_, manifestText(ManifestFormat::chromium, other));  // refused there
+  ASSERT_EQ(run({"register", "--browser", "brave", "--extension", "a@b", "--extension",
+                 "ponmlkjihgfedcbaponmlkjihgfedcba"},
+                "/gone/corvane-nm"),
+            0);
   auto expected = tree();
+  const std::string brave =
+      home_ + "/.config/BraveSoftware/Brave-Browser/NativeMessagingHosts/com.corvane.nm.json";
+  expected[brave] = manifestText(ManifestFormat::chromium, "/opt/corvane-nm",
+                                 {"chrome-extension://ponmlkjihgfedcbaponmlkjihgfedcba/"});
   expected[firefox_] = manifestText(ManifestFormat::firefox, "/opt/corvane-nm");
   EXPECT_EQ(run({"repair"}, "/opt/corvane-nm"), 0);
   EXPECT_EQ(tree(), expected);

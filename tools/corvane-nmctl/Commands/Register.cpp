@@ -4,6 +4,7 @@
 #include <memory>
 
 #include "tools/corvane-nmctl/Commands/Commands.h"
+#include "tools/corvane-nmctl/ManifestCheck.h"
 
 namespace corvane::Nmctl::Commands {
 namespace {
@@ -12,6 +13,7 @@ struct Options {
   Selection selection;
   bool isPlan = false;
   std::string hostPath;
+  std::vector<std::string> extensions;
 };
 
 std::string octal(mode_t mode) {
@@ -64,7 +66,7 @@ void run(Context& context, const Options& options) {
   if (!places) return fail(context, places.failure().text);
   boost::json::array done;
   for (const Place& place : places.value()) {
-    const auto plan = planFor(place, context.surroundings);
+    const auto plan = planFor(place, context.surroundings, options.extensions);
     if (!plan) {
       fail(context, plan.failure().text);
       continue;
@@ -101,6 +103,15 @@ void addRegister(CLI::App& app, Context& context) {
       ->check([](const std::string& path) -> std::string {
         if (!path.starts_with('/')) return "the path must be a full one";
         return isHostFile(path) ? "" : "the host must be called corvane-nm";
+      });
+  command
+      .add_option("--extension", options->extensions,
+                  "also let this extension start the host, by its identifier; may be repeated")
+      ->allow_extra_args(false)
+      ->check([](const std::string& identifier) {
+        const bool isOne = allowanceOf(ManifestFormat::chromium, identifier) ||
+                           allowanceOf(ManifestFormat::firefox, identifier);
+        return std::string(isOne ? "" : "that is no identifier of an extension");
       });
   command.callback([&context, options] { run(context, *options); });
 }
