@@ -1,6 +1,7 @@
 #include <CLI/App.hpp>
 #include <CLI/Config.hpp>
 #include <CLI/Formatter.hpp>
+#include <algorithm>
 #include <memory>
 
 #include "tools/corvane-nmctl/Commands/Commands.h"
@@ -58,12 +59,25 @@ Result<Selection> selectionFor(const Options& options, const Surroundings& surro
   return found;
 }
 
+/// An identifier that none of the places can allow, or nullptr.
+const std::string* unusable(const std::vector<std::string>& extensions,
+                            const std::vector<Place>& places) {
+  for (const std::string& identifier : extensions)
+    if (std::none_of(places.begin(), places.end(), [&](const Place& place) {
+          return allowanceOf(place.format, identifier).has_value();
+        }))
+      return &identifier;
+  return nullptr;
+}
+
 void run(Context& context, const Options& options) {
   if (!options.hostPath.empty()) context.surroundings.hostPath = options.hostPath;
   const auto selection = selectionFor(options, context.surroundings);
   if (!selection) return fail(context, selection.failure().text);
   const auto places = placesOf(selection.value(), context.surroundings, Level::user);
   if (!places) return fail(context, places.failure().text);
+  if (const std::string* identifier = unusable(options.extensions, places.value()))
+    return fail(context, "none of these browsers has extensions like " + *identifier);
   boost::json::array done;
   for (const Place& place : places.value()) {
     const auto plan = planFor(place, context.surroundings, options.extensions);
