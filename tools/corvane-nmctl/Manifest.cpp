@@ -54,18 +54,24 @@ FoundManifest classified(std::string_view text, ManifestFormat format, std::stri
   const auto* path = findString(*object, "path");
   const std::string host = path == nullptr ? "" : std::string(*path);
   if (!isHostFile(host)) return {State::foreign, "it names another program", host};
-  if (text == manifestText(format, hostPath)) return {State::current, {}, host};
-  if (const auto broken = brokenness(format, text, host)) return {State::outdated, *broken, host};
-  return {State::usable, "it is not what this version writes", host};
+  const auto others = otherAllowances(format, text);
+  if (text == manifestText(format, hostPath, others)) return {State::current, {}, host, others};
+  if (const auto broken = brokenness(format, text, host))
+    return {State::outdated, *broken, host, others};
+  return {State::usable, "it is not what this version writes", host, others};
 }
 
 }  // namespace
 
-std::string manifestText(ManifestFormat format, std::string_view hostPath) {
+std::string manifestText(ManifestFormat format, std::string_view hostPath,
+                         const std::vector<std::string>& others) {
   constexpr std::string_view place = "@CORVANE_MANIFEST_PATH@";
   std::string text =
       format == ManifestFormat::chromium ? Product::chromiumManifest : Product::firefoxManifest;
-  return text.replace(text.find(place), place.size(), escaped(hostPath));
+  text.replace(text.find(place), place.size(), escaped(hostPath));
+  for (const std::string& other : others)  // the list is the last that has a bracket
+    text.insert(text.rfind(']'), ", \"" + escaped(other) + "\"");
+  return text;
 }
 
 bool isHostFile(std::string_view path) {

@@ -2,13 +2,16 @@
 
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "tools/corvane-nmctl/Browsers.h"
 
 namespace corvane::Nmctl {
 
-/// The manifest that lets a browser of this format start the host `hostPath`, byte by byte.
-std::string manifestText(ManifestFormat format, std::string_view hostPath);
+/// The manifest that lets a browser of this format start the host `hostPath`, byte by byte. It
+/// allows our extensions, and `others`, as the format writes them.
+std::string manifestText(ManifestFormat format, std::string_view hostPath,
+                         const std::vector<std::string>& others = {});
 
 /// Whether the program `path` is called as the host is; a manifest for another is not ours.
 bool isHostFile(std::string_view path);
@@ -20,7 +23,7 @@ std::string manifestFileName();
 struct FoundManifest {
   enum class State {
     absent,
-    current,       ///< ours, and byte by byte what would be written now
+    current,       ///< ours, and byte by byte what would be written now, but for `others`
     usable,        ///< ours and not what would be written now, but as good
     outdated,      ///< ours, but browsers refuse it, or the host that it names is missing
     foreign,       ///< not ours: nobody here touches it
@@ -30,6 +33,7 @@ struct FoundManifest {
   State state = State::absent;
   std::string reason;    ///< for people: why it is foreign or outdated, or what the system said
   std::string hostPath;  ///< of ours: the program that it names
+  std::vector<std::string> others = {};  ///< of ours: what it allows beside our extensions
 };
 
 /// Looks at the file `path`, compares it with a manifest of `format` for `hostPath`. Ours is a

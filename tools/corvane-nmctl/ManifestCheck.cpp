@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <utility>
 #include <vector>
 
 #include "Base/Json.h"
@@ -78,10 +79,14 @@ std::optional<std::string> extensionFault(std::string_view extension) {
   return "the allowed extension \"" + std::string(extension) + "\" is no identifier of one";
 }
 
+const char* listKey(ManifestFormat format) {
+  return format == ManifestFormat::chromium ? "allowed_origins" : "allowed_extensions";
+}
+
 /// Checks the list of extensions, and whether one of ours is in it.
 void checkAllowed(ManifestFormat format, const JsonObject& object, CheckedManifest& result) {
   const bool isChromium = format == ManifestFormat::chromium;
-  const char* key = isChromium ? "allowed_origins" : "allowed_extensions";
+  const char* key = listKey(format);
   const JsonValue* list = object.if_contains(key);
   if (list == nullptr || !list->is_array() || (!isChromium && list->as_array().empty())) {
     result.fault = "\"" + std::string(key) + "\" is missing, empty or no list";
@@ -116,17 +121,50 @@ std::optional<std::string> unknownKey(const JsonObject& object) {
   return std::nullopt;
 }
 
+Result<JsonValue> parsed(ManifestFormat format, std::string_view text) {
+  if (text.starts_with(byteOrderMark)) text.remove_prefix(byteOrderMark.size());
+  if (format == ManifestFormat::chromium) return parseLeniently(text, FinalCommas::refused);
+  return parseJson(text);
+}
+
 }  // namespace
 
 std::string extensionFor(ManifestFormat format) {
   return allowedFor(format).front();
 }
 
+std::optional<std::string> allowanceOf(ManifestFormat format, const std::string& identifier) {
+  if (format == ManifestFormat::firefox)
+    return extensionFault(identifier) ? std::nullopt : std::optional(identifier);
+  constexpr std::size_t length = 32;
+  const bool isIdentifier = identifier.size() == length &&
+                            identifier.find_first_not_of("abcdefghijklmnop") == std::string::npos;
+  if (!isIdentifier) return std::nullopt;
+  return std::string(scheme) + identifier + "/";
+}
+
+std::vector<std::string> otherAllowances(ManifestFormat format, std::string_view text) {
+  std::vector<std::string> result;
+  const auto value = parsed(format, text);
+  const JsonObject* object = value ? value.value().if_object() : nullptr;
+  const JsonValue* list = object == nullptr ? nullptr : object->if_contains(listKey(format));
+  if (list == nullptr || !list->is_array()) return result;
+  const std::vector<std::string> own = allowedFor(format);
+  for (const JsonValue& item : list->as_array()) {
+    if (!item.is_string()) continue;
+    std::string one(item.as_string());
+    const bool isRefused =
+        (format == ManifestFormat::chromium ? originFault(one) : extensionFault(one)).has_value();
+    if (!isRefused && std::find(own.begin(), own.end(), one) == own.end())
+      result.push_back(std::move(one));
+  }
+  return result;
+}
+
 CheckedManifest checkManifest(ManifestFormat format, std::string_view text) {
-  if (text.starts_with(byteOrderMark)) text.remove_prefix(byteOrderMark.size());
   CheckedManifest result;
   const bool isChromium = format == ManifestFormat::chromium;
-  const auto value = isChromium ? parseLeniently(text, FinalCommas::refused) : parseJson(text);
+  const auto value = parsed(format, text);
   if (!value || !value.value().is_object()) {
     result.fault = "it is not JSON: " + (value ? "no object" : value.failure().text);
     return result;

@@ -3,6 +3,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "tools/corvane-nmctl/Browsers.h"
 
@@ -19,6 +20,13 @@ struct CheckedManifest {
 /// Reads it by the rules of its format: those of the browsers themselves, measured where they
 /// differ.
 CheckedManifest checkManifest(ManifestFormat format, std::string_view text);
+
+/// The extension `identifier` as a manifest of the format allows it: "chrome-extension://ID/", or
+/// "ID". Nothing when it is no identifier of such a browser's.
+std::optional<std::string> allowanceOf(ManifestFormat format, const std::string& identifier);
+
+/// What the manifest `text` allows beside our extensions, as far as a browser takes it.
+std::vector<std::string> otherAllowances(ManifestFormat format, std::string_view text);
 
 /// The identifier that the browser gives to a host of the first extension of this build:
 /// "chrome-extension://ID/", or "ID".

@@ -9,6 +9,7 @@
 
 #include "Platform/File.h"
 #include "tools/corvane-nmctl/MadeFolders.h"
+#include "tools/corvane-nmctl/ManifestCheck.h"
 #include "tools/corvane-nmctl/WholeFile.h"
 
 namespace corvane::Nmctl {
@@ -128,17 +129,26 @@ FoundManifest lookAt(const Place& place, const Surroundings& surroundings) {
   return findManifest(place.path(), place.format, surroundings.hostPath);
 }
 
-Result<Plan> planFor(const Place& place, const Surroundings& surroundings) {
+Result<Plan> planFor(const Place& place, const Surroundings& surroundings,
+                     const std::vector<std::string>& identifiers) {
   const auto found = ownAt(place, surroundings);
   if (!found) return found.failure();
   Plan plan;
-  if (found->state == FoundManifest::State::current) return plan;
+  std::vector<std::string> others = found->others;
+  for (const std::string& identifier : identifiers) {
+    const auto one = allowanceOf(place.format, identifier);
+    if (one && std::find(others.begin(), others.end(), *one) == others.end())
+      others.push_back(*one);
+  }
+  // Ours are among the identifiers perhaps, and need not be allowed twice.
+  others = otherAllowances(place.format, manifestText(place.format, surroundings.hostPath, others));
+  if (found->state == FoundManifest::State::current && others == found->others) return plan;
   plan.folders = MadeFolders::missing(place.folder);
   plan.folderMode = folderModeFor(place);
   for (const std::string& folder : plan.folders)
     plan.files.push_back({folder + "/" + MadeFolders::noteName, MadeFolders::noteText, 0600});
   plan.files.push_back(
-      {place.path(), manifestText(place.format, surroundings.hostPath), manifestMode});
+      {place.path(), manifestText(place.format, surroundings.hostPath, others), manifestMode});
   return plan;
 }
 

@@ -53,9 +53,12 @@ struct Plan {
   std::vector<NewFile> files;  ///< that it would write; none when all is as it should be
 };
 
-/// Plans a registration. Fails, and says who could do it, when the folder, or what there is of the
-/// way to it, belongs to another user, and when what is there is not ours.
-Result<Plan> planFor(const Place& place, const Surroundings& surroundings);
+/// Plans a registration that allows `identifiers`, as far as they are of the place's format, beside
+/// our extensions and what was allowed there before. Fails, and says who could do it, when the
+/// folder, or what there is of the way to it, belongs to another user, and when what is there is
+/// not ours.
+Result<Plan> planFor(const Place& place, const Surroundings& surroundings,
+                     const std::vector<std::string>& identifiers = {});
 
 /// Carries the plan out; the manifest last and by renaming.
 Result<Done> carryOut(const Plan& plan, const Place& place);

@@ -120,7 +120,15 @@ TEST_F(Registration, RepairsWhatIsBrokenAndOfTheUser) {
   testing::writeFile(systems, manifestText(ManifestFormat::chromium, "/gone/corvane-nm"));
   testing::writeFile(chromium_, manifestText(ManifestFormat::chromium, other));
   testing::writeFile(firefox_, manifestText(ManifestFormat::chromium, other));  // refused there
+  ASSERT_EQ(
+      run({"register", "--browser", "brave", "--extension", "ponmlkjihgfedcbaponmlkjihgfedcba"},
+          "/gone/corvane-nm"),
+      0);
   auto expected = tree();
+  const std::string brave =
+      home_ + "/.config/BraveSoftware/Brave-Browser/NativeMessagingHosts/com.corvane.nm.json";
+  expected[brave] = manifestText(ManifestFormat::chromium, "/opt/corvane-nm",
+                                 {"chrome-extension://ponmlkjihgfedcbaponmlkjihgfedcba/"});
   expected[firefox_] = manifestText(ManifestFormat::firefox, "/opt/corvane-nm");
   EXPECT_EQ(run({"repair"}, "/opt/corvane-nm"), 0);
   EXPECT_EQ(tree(), expected);
@@ -133,6 +141,7 @@ TEST_F(Registration, RefusesFoldersOfOthersAndShowsItsPlan) {
   const auto before = tree();
   EXPECT_EQ(run({"register", "--plan", "--browser", "firefox", "--json"}), 0);
   EXPECT_EQ(run({"register", "--browser", "nonsense"}), 1);
+  EXPECT_EQ(run({"register", "--browser", "chromium", "--extension", "a@b"}), 1);
   EXPECT_EQ(run({"register", "--dir", home_.c_str()}), 1);
   EXPECT_EQ(run({"register"}), 1);  // no browser is found
   EXPECT_EQ(run({"register", "--host", "relative"}), 2);

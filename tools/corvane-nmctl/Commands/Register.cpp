@@ -1,9 +1,11 @@
 #include <CLI/App.hpp>
 #include <CLI/Config.hpp>
 #include <CLI/Formatter.hpp>
+#include <algorithm>
 #include <memory>
 
 #include "tools/corvane-nmctl/Commands/Commands.h"
+#include "tools/corvane-nmctl/ManifestCheck.h"
 
 namespace corvane::Nmctl::Commands {
 namespace {
@@ -12,6 +14,7 @@ struct Options {
   Selection selection;
   bool isPlan = false;
   std::string hostPath;
+  std::vector<std::string> extensions;
 };
 
 std::string octal(mode_t mode) {
@@ -56,15 +59,28 @@ Result<Selection> selectionFor(const Options& options, const Surroundings& surro
   return found;
 }
 
+/// An identifier that none of the places can allow, or nullptr.
+const std::string* unusable(const std::vector<std::string>& extensions,
+                            const std::vector<Place>& places) {
+  for (const std::string& identifier : extensions)
+    if (std::none_of(places.begin(), places.end(), [&](const Place& place) {
+          return allowanceOf(place.format, identifier).has_value();
+        }))
+      return &identifier;
+  return nullptr;
+}
+
 void run(Context& context, const Options& options) {
   if (!options.hostPath.empty()) context.surroundings.hostPath = options.hostPath;
   const auto selection = selectionFor(options, context.surroundings);
   if (!selection) return fail(context, selection.failure().text);
   const auto places = placesOf(selection.value(), context.surroundings, Level::user);
   if (!places) return fail(context, places.failure().text);
+  if (const std::string* identifier = unusable(options.extensions, places.value()))
+    return fail(context, "none of these browsers has extensions like " + *identifier);
   boost::json::array done;
   for (const Place& place : places.value()) {
-    const auto plan = planFor(place, context.surroundings);
+    const auto plan = planFor(place, context.surroundings, options.extensions);
     if (!plan) {
       fail(context, plan.failure().text);
       continue;
@@ -101,6 +117,15 @@ void addRegister(CLI::App& app, Context& context) {
       ->check([](const std::string& path) -> std::string {
         if (!path.starts_with('/')) return "the path must be a full one";
         return isHostFile(path) ? "" : "the host must be called corvane-nm";
+      });
+  command
+      .add_option("--extension", options->extensions,
+                  "also let this extension start the host, by its identifier; may be repeated")
+      ->allow_extra_args(false)
+      ->check([](const std::string& identifier) {
+        const bool isOne = allowanceOf(ManifestFormat::chromium, identifier) ||
+                           allowanceOf(ManifestFormat::firefox, identifier);
+        return std::string(isOne ? "" : "that is no identifier of an extension");
       });
   command.callback([&context, options] { run(context, *options); });
 }
