@@ -59,7 +59,9 @@ void load(const Child& program, long count, std::vector<double>& rate,
   long toSend = count;
   for (long answered = inFlight, left = count; left > 0; left -= answered) {
     const long now = std::min(answered, toSend);
-    if (now > 0) program.sendBytes(std::string_view(frames).substr(0, frame.size() * now));
+    if (now > 0)
+      program.sendBytes(
+          std::string_view(frames).substr(0, frame.size() * static_cast<std::size_t>(now)));
     toSend -= now;
     answered = counter.add({bytes.data(), program.receiveSome(bytes)});
   }

@@ -80,7 +80,7 @@ void compareLengths(const std::string& folder) {
 void compareNumbers(const std::string& folder) {
   const Child application({folder + "/corvane-main-app"});
   application.awaitLine("ready");
-  for (const std::size_t count : {1, 2, 8, 32}) compareHosts(folder, count);
+  for (const std::size_t count : {1U, 2U, 8U, 32U}) compareHosts(folder, count);
 }
 
 }  // namespace
