@@ -26,10 +26,10 @@ void Semaphore::wait() {
 
 bool Semaphore::waitUntil(std::chrono::steady_clock::time_point end) {
   using std::chrono::nanoseconds;
+  using std::chrono::steady_clock;
   // The system's waits are counted by another clock than ours, which also counts sleep.
   for (;;) {
-    const nanoseconds left =
-        std::max<nanoseconds>(end - std::chrono::steady_clock::now(), nanoseconds{0});
+    const nanoseconds left = std::max<nanoseconds>(end - steady_clock::now(), nanoseconds{0});
     const dispatch_time_t limit = dispatch_time(DISPATCH_TIME_NOW, left.count());
     if (dispatch_semaphore_wait(implementation_->semaphore, limit) == 0) return true;
     if (steady_clock::now() >= end) return false;
