@@ -26,13 +26,13 @@ std::vector<RunningInstance> instancesIn(const OwnedDescriptor& folder) {
   return instances;
 }
 
-/// What `isRunning` has found, so that it need not look again: while the instance still runs, or
-/// while nothing has come into the folder in which there was none.
 /// Whether `error` says that the system lacks something, and nothing of what was asked for.
 bool isShortOfSomething(int error) {
   return error == EMFILE || error == ENFILE || error == ENOMEM || error == EINTR;
 }
 
+/// What `isRunning` has found, so that it need not look again: while the instance still runs, or
+/// while nothing has come into the folder in which there was none.
 struct Look {
   OwnedDescriptor folder;  // the application's, or the nearest above it that there is
   FolderStamp stamp;
