@@ -17,6 +17,9 @@ Result<std::size_t> readSome(int descriptor, std::span<std::byte> bytes);
 /// Writes all of `bytes` with one call, or with more where the system takes less at a time.
 Result<Done> writeAll(int descriptor, ByteView bytes);
 
+/// Whether `readSome` would not wait: there are bytes, or the end.
+bool hasInput(int descriptor);
+
 bool isPipe(int descriptor);
 
 /// Whether a pipe takes `size` more bytes at once, written by one thread with whatever number of

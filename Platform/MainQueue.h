@@ -15,11 +15,19 @@ namespace corvane::Platform::MainQueue {
 void async(UniqueFunction<void()> task);
 
 /// The same, where waking the main thread may be spared: when that sleeps in its loop and no task
-/// waits, `here` is called at once on this thread, in the queue's turn, so that nothing of the
-/// queue runs beside it. If it is true it has done what `task` would do; otherwise `task` is the
-/// next to run on the main thread. `here` must not wait for anything. A system that binds the queue
-/// to its thread always queues.
-void async(UniqueFunction<void()> task, const std::function<bool()>& here);
+/// waits, `mayRunHere` is asked at once on this thread, in the queue's turn, so that nothing of the
+/// queue runs beside it. If it says so `task` runs here as well; otherwise it is the next to run on
+/// the main thread. Neither may wait for anything here. A system that binds the queue to its thread
+/// always queues.
+void async(UniqueFunction<void()> task, const std::function<bool()>& mayRunHere);
+
+/// The same for a thread that has more to queue at once: a main thread that sleeps is woken only
+/// when several tasks wait, by `wake`, or by a task that is queued otherwise. The caller must not
+/// wait for anything before it calls `wake`.
+void asyncWithoutWaking(UniqueFunction<void()> task);
+
+/// Wakes the main thread if it sleeps while tasks wait. Safe from any thread.
+void wake();
 
 /// Turns the main loop until `end`: runs tasks as they come, sleeps while there are none. Returns
 /// at `end`, even while tasks are waiting (the next turn takes them), or when `endTurn` says so.

@@ -97,6 +97,14 @@ void SharedResources::async(DispatchQueue::Task task) {
   sharedResourcesQueue().async(std::move(task));
 }
 
+void SharedResources::suspend() {
+  sharedResourcesQueue().suspend();
+}
+
+void SharedResources::resume() {
+  sharedResourcesQueue().resume();
+}
+
 Platform::RunningApplications& SharedResources::runningApplications() {
   static auto& applications =
       *new Platform::RunningApplications(containerFolder(), notificationCenter());

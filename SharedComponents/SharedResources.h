@@ -46,6 +46,11 @@ class SharedResources {
   /// Runs `task` on the queue of the handlers, after what was queued before.
   static void async(DispatchQueue::Task task);
 
+  /// Has that queue wait with its tasks, handlers that are set among them, until `resume`, or until
+  /// somebody waits for it.
+  static void suspend();
+  static void resume();
+
   /// The applications that run. Needs the container: without it the process stops.
   static Platform::RunningApplications& runningApplications();
 

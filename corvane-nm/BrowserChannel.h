@@ -13,12 +13,15 @@
 
 namespace corvane {
 
+class LentThread;
+
 /// The conversation with the browser: threads that read frames in turn and hand them on, the main
 /// queue on which all answers are written, and the end of both. One per process, never destroyed
 /// once `listen` was called.
 class BrowserChannel {
  public:
-  using Reply = UniqueFunction<void(JsonObject)>;
+  /// Takes the reply, which it reads during the call only.
+  using Reply = UniqueFunction<void(const JsonObject&)>;
   using Processor = std::function<void(JsonObject message, Reply reply)>;
 
   struct Limits {
@@ -27,14 +30,16 @@ class BrowserChannel {
     std::chrono::milliseconds lastFrame;  ///< how much longer a frame under way may take to get out
   };
 
-  /// `processor` is called on the reading thread, for one message after the other. That thread
+  /// `processor` is called on the reading thread, for one message after the other; for the first
+  /// one, if it is there already, on the main thread, before there is a reading thread. The thread
   /// lends itself (LentThread): the queue's turn that a call leaves there is used before the next
   /// frame is read, and must not wait for anything; the turns that this one leaves may, as somebody
-  /// else reads then. `leave` ends the process with status 0; it is called, on the reading thread,
-  /// if the main thread is still inside a write once the last slice and the time for a frame have
-  /// passed.
+  /// else reads then. `firstIsServed` is called on it as well, once: before the first thing that
+  /// may wait, be it a part of the first message's work or the reading of one that has not begun to
+  /// come. `leave` ends the process with status 0; it is called, on the reading thread, if the main
+  /// thread is still inside a write once the last slice and the time for a frame have passed.
   BrowserChannel(int input, int output, Processor processor, Limits limits,
-                 std::function<void()> leave);
+                 std::function<void()> firstIsServed, std::function<void()> leave);
 
   /// Reads and answers until the end of input, which begins the last slice: answers leave until it
   /// ends, but it ends as soon as no message of the browser is being worked on. Frames are whole,
@@ -64,7 +69,9 @@ class BrowserChannel {
     BrowserChannel* channel_;
   };
 
+  void serveFirst();
   void readUntilEnd();
+  bool serveOne(LentThread& thisThread);
   bool offerReading();
   Reply makeReply();
   void messageDone();
@@ -75,13 +82,14 @@ class BrowserChannel {
   FrameWriter writer_;  // main queue only
   const Processor processor_;
   const Limits limits_;
+  const std::function<void()> firstIsServed_;
   const std::function<void()> leave_;
 
   std::optional<Platform::ReadingTurn> readingTurn_;  // set when there is a second reader
 
   bool readerIsInstalled_ = false;         // main thread only
   bool isAllAnswered_ = false;             // main thread only: no more answer is to come
-  std::atomic<bool> isMoreToRead_{false};  // frames have come faster than they are worked on
+  std::atomic<bool> isFrameAhead_{false};  // frames have come faster than they are worked on
   std::atomic<bool> inputHasEnded_{false};
   std::atomic<int> messagesInWork_{0};
 };

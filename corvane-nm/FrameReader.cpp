@@ -46,6 +46,27 @@ FrameReader::Frame FrameReader::readOne() {
   return frame;
 }
 
+bool FrameReader::hasFrameAhead() const {
+  std::uint32_t announced = 0;
+  const std::size_t count = aheadEnd_ - aheadStart_;
+  if (count < sizeof announced) return false;
+  std::memcpy(&announced, ahead_.data() + aheadStart_, sizeof announced);
+  return count - sizeof announced >= announced;
+}
+
+void FrameReader::readAhead() {
+  if (!hasReadAhead() && Platform::Descriptor::hasInput(descriptor_)) {
+    static_cast<void>(fillAhead());
+  }
+}
+
+Result<std::size_t> FrameReader::fillAhead() {
+  auto count = Platform::Descriptor::readSome(descriptor_, ahead_);
+  aheadStart_ = 0;
+  aheadEnd_ = count ? count.value() : 0;
+  return count;
+}
+
 std::optional<JsonObject> FrameReader::decode(std::string_view body) {
   auto value = parseJson(body);
   if (!value) {
@@ -69,20 +90,16 @@ std::size_t FrameReader::readAsMuchAsComes(std::span<std::byte> bytes) {
       continue;
     }
     const bool straightIntoPlace = bytes.size() - filled >= ahead_.size();
-    const auto count = Platform::Descriptor::readSome(
-        descriptor_, straightIntoPlace ? bytes.subspan(filled) : std::span<std::byte>(ahead_));
+    const auto count = straightIntoPlace
+                           ? Platform::Descriptor::readSome(descriptor_, bytes.subspan(filled))
+                           : fillAhead();
     if (!count) {
       VCLogCError(listenPoint(), "Can't read from browser: %@", count.failure());
       inputFailed_ = true;
       break;
     }
     if (count.value() == 0) break;
-    if (straightIntoPlace) {
-      filled += count.value();
-    } else {
-      aheadStart_ = 0;
-      aheadEnd_ = count.value();
-    }
+    if (straightIntoPlace) filled += count.value();
   }
   return filled;
 }

@@ -34,6 +34,13 @@ class FrameReader {
   /// Whether something of the next frame was read already.
   [[nodiscard]] bool hasReadAhead() const { return aheadStart_ < aheadEnd_; }
 
+  /// Whether the next frame was read already, so that `readOne` need not wait.
+  [[nodiscard]] bool hasFrameAhead() const;
+
+  /// Reads what is there of the next frames, without waiting, if nothing was read ahead yet. What
+  /// fails here fails again when it is read.
+  void readAhead();
+
   /// Waits for one whole frame, or for the end of input.
   Frame readOne();
 
@@ -42,6 +49,7 @@ class FrameReader {
     void operator()(std::byte* bytes) const { std::free(bytes); }
   };
 
+  Result<std::size_t> fillAhead();
   std::size_t readAsMuchAsComes(std::span<std::byte> bytes);
   std::size_t readIntoBody(std::uint32_t length);
   void growBody(std::size_t capacity);

@@ -67,10 +67,11 @@ void run(Platform::BrowserDescriptors browser) {
   auto& channel = *new BrowserChannel(
       browser.input, browser.output, process,
       {TimeLimits::runLoopSlice, TimeLimits::runLoopSlice, TimeLimits::lastFrame},
-      Leaving::leaveNow);
+      SharedResources::resume, Leaving::leaveNow);
   auto& watch = *new MainAppWatch(
       process, [&channel](const JsonObject& state) { channel.send(state); }, isMainAppRunning);
   startLogging();
+  SharedResources::suspend();  // the first reply needs nothing of what is queued there now
   watch.registerHandlers();
   SharedResources::pickUpLogLevel();
   watch.takeFirstCount();

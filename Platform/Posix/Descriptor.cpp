@@ -43,6 +43,11 @@ Result<Done> writeAll(int descriptor, ByteView bytes) {
   return Done{};
 }
 
+bool hasInput(int descriptor) {
+  pollfd input = {descriptor, POLLIN, 0};
+  return ::poll(&input, 1, 0) == 1;
+}
+
 bool isPipe(int descriptor) {
   struct stat status = {};
   return ::fstat(descriptor, &status) == 0 && S_ISFIFO(status.st_mode);

@@ -75,6 +75,11 @@ File::Status statusFrom(const struct stat& status) {
   return result;
 }
 
+bool isFolder(const std::string& path) {
+  struct stat status = {};
+  return ::stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+}
+
 }  // namespace
 
 Failure failureFromErrno(const std::string& operation) {
@@ -202,15 +207,14 @@ Result<Done> removeFile(const std::string& path, SystemCalls& calls) {
 }
 
 Result<Done> makeFolders(const std::string& base, const std::string& below) {
+  if (isFolder(base + "/" + below)) return Done{};
   std::size_t end = 0;
   while (end < below.size()) {
     end = std::min(below.find('/', end + 1), below.size());
     const std::string path = base + "/" + below.substr(0, end);
-    struct stat status = {};
     if (::mkdir(path.c_str(), 0700) == 0) continue;
     if (errno != EEXIST) return failureFromErrno("mkdir " + path);
-    if (::stat(path.c_str(), &status) != 0) return failureFromErrno("stat " + path);
-    if (S_ISDIR(status.st_mode)) continue;
+    if (isFolder(path)) continue;
     errno = ENOTDIR;
     return failureFromErrno("mkdir " + path);
   }

@@ -7,7 +7,16 @@
 
 namespace corvane::Platform {
 
+namespace {
+
+bool isOpen(int descriptor) {
+  return ::fcntl(descriptor, F_GETFD) >= 0;
+}
+
+}  // namespace
+
 bool fillStandardStreams() {
+  if (isOpen(STDIN_FILENO) && isOpen(STDOUT_FILENO) && isOpen(STDERR_FILENO)) return true;
   int filler = 0;
   do {  // each takes the lowest free descriptor
     filler = ::open("/dev/null", O_RDWR);

@@ -66,9 +66,16 @@ void async(UniqueFunction<void()> task) {
 }
 
 /// The queue is bound to the main thread, and its run loop.
-void async(UniqueFunction<void()> task, const std::function<bool()>& /*here*/) {
+void async(UniqueFunction<void()> task, const std::function<bool()>& /*mayRunHere*/) {
   async(std::move(task));
 }
+
+/// To signal the source again costs next to nothing while the loop has not woken yet.
+void asyncWithoutWaking(UniqueFunction<void()> task) {
+  async(std::move(task));
+}
+
+void wake() {}
 
 void turnUntil(std::chrono::steady_clock::time_point end) {
   Queue& queue = theQueue();

@@ -23,6 +23,7 @@ detail::RunningOnQueue::~RunningOnQueue() {
 DispatchQueue::DispatchQueue(std::string label) : label_(std::move(label)) {}
 
 DispatchQueue::~DispatchQueue() {
+  resume();
   {
     std::unique_lock lock(mutex_);
     ++drainers_;
@@ -32,6 +33,20 @@ DispatchQueue::~DispatchQueue() {
   if (!worker_.joinable()) return;
   workersTurn_.post();
   worker_.join();
+}
+
+void DispatchQueue::suspend() {
+  const std::lock_guard lock(mutex_);
+  isSuspended_ = true;
+}
+
+void DispatchQueue::resume() {
+  {
+    const std::lock_guard lock(mutex_);
+    if (!std::exchange(isSuspended_, false) || items_.empty() || hasTurn_) return;
+    hasTurn_ = true;
+  }
+  giveTurnToWorker();
 }
 
 void DispatchQueue::async(Task task) {
@@ -53,7 +68,7 @@ bool DispatchQueue::queueAndTakeFreeTurn(Task task) {
   const std::lock_guard lock(mutex_);
   ++submitted_;
   items_.push_back({std::move(task), nullptr});
-  return !std::exchange(hasTurn_, true);
+  return !isSuspended_ && !std::exchange(hasTurn_, true);
 }
 
 /// By who has the turn.
@@ -64,6 +79,7 @@ void DispatchQueue::giveTurnToWorker() {
 
 bool DispatchQueue::drain(std::chrono::milliseconds limit) {
   if (isCurrent()) return false;
+  resume();
   std::unique_lock lock(mutex_);
   const std::uint64_t target = submitted_;
   ++drainers_;
@@ -127,6 +143,11 @@ DispatchQueue::Turn::Turn(DispatchQueue& queue) : queue_(queue) {
   if (queue.isCurrent())
     Platform::hardStop("sync on the serial queue \"" + queue.label_ + "\" from itself");
   std::unique_lock lock(queue.mutex_);
+  if (queue.isSuspended_) {
+    lock.unlock();
+    queue.resume();
+    lock.lock();
+  }
   ++queue.submitted_;
   if (!std::exchange(queue.hasTurn_, true)) return;
   Platform::Semaphore myTurn;

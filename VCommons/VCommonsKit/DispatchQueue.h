@@ -48,6 +48,11 @@ class DispatchQueue {
   DispatchQueue(const DispatchQueue&) = delete;
   DispatchQueue& operator=(const DispatchQueue&) = delete;
 
+  /// Until `resume`, tasks wait, and no thread is started for them. Who waits for the queue
+  /// (`sync`, `drain`, the end of it) resumes it. For a start that has more urgent things to do.
+  void suspend();
+  void resume();
+
   /// Queues `task` and returns at once.
   void async(Task task);
 
@@ -108,9 +113,10 @@ class DispatchQueue {
   std::mutex mutex_;                  // guards all below
   std::condition_variable progress_;  // one more has run
   std::deque<Item> items_;            // in order; what runs now has left it
-  bool hasTurn_ = false;              // somebody runs what is queued, or was told to: one at a time
-  int drainers_ = 0;                  // how many wait for progress
-  std::uint64_t submitted_ = 0;       // how many were ever queued, and how many of them have run
+  bool isSuspended_ = false;
+  bool hasTurn_ = false;         // somebody runs what is queued, or was told to: one at a time
+  int drainers_ = 0;             // how many wait for progress
+  std::uint64_t submitted_ = 0;  // how many were ever queued, and how many of them have run
   std::uint64_t completed_ = 0;
 };
 

@@ -27,4 +27,8 @@ void LentThread::useTurn() {
   queue.useTurn();
 }
 
+void LentThread::passTurnsOn() {
+  for (DispatchQueue* const queue : std::exchange(turns_, {})) queue->giveTurnToWorker();
+}
+
 }  // namespace corvane

@@ -26,6 +26,9 @@ class LentThread {
   /// unless others were queued meanwhile. Turns that these leave on this thread wait here next.
   void useTurn();
 
+  /// Leaves the turns that wait here to the queues' own threads.
+  void passTurnsOn();
+
  private:
   friend class DispatchQueue;
 

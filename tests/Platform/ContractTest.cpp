@@ -229,10 +229,12 @@ TEST_F(ContractTest, TheMainQueueLendsItsTurnWhileItSleeps) {
   for (std::thread& thread : threads) {
     thread = std::thread([&] {
       for (int i = 0; i < eachDoes; ++i) {
-        MainQueue::async(count, [&, isDone = i % 3 != 0] {
-          if (isDone) count();
-          return isDone;
-        });
+        if (i % 5 == 0) {
+          MainQueue::asyncWithoutWaking(count);
+          MainQueue::wake();
+        } else {
+          MainQueue::async(count, [i] { return i % 3 != 0; });
+        }
       }
     });
   }

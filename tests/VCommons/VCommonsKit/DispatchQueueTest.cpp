@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <future>
 #include <thread>
 #include <vector>
@@ -46,6 +47,20 @@ TEST(DispatchQueue, NeverRunsTwoAtOnceAndLosesNone) {
   for (std::thread& thread : threads) thread.join();
   ASSERT_TRUE(queue.drain(deadline));
   EXPECT_EQ(total, 20000);
+}
+
+TEST(DispatchQueue, WaitsSuspendedUntilItIsResumedOrNeeded) {
+  for (int round = 0; round < 200; ++round) {
+    DispatchQueue queue("suspended");
+    std::atomic<bool> mayRun = false;
+    std::vector<bool> ran;  // only on the queue
+    queue.suspend();
+    queue.async([&] { ran.push_back(mayRun); });
+    mayRun = true;
+    round % 2 == 0 ? queue.resume() : queue.sync([&] { EXPECT_EQ(ran.size(), 1u); });
+    ASSERT_TRUE(queue.drain(deadline));
+    EXPECT_EQ(ran, (std::vector<bool>{true}));
+  }
 }
 
 TEST(DispatchQueue, NeedsNoThreadForSync) {
