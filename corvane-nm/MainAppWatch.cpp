@@ -65,8 +65,8 @@ void MainAppWatch::checkRunning(int instances) {
 
 void MainAppWatch::raiseAppSate() {
   process_({{"type", "getCurrentAppState"}, {"id", statePushIdentifier()}},
-           [this](JsonObject reply) {
-             Platform::MainQueue::async([this, reply = std::move(reply)]() mutable {
+           [this](const JsonObject& answer) {
+             Platform::MainQueue::async([this, reply = ownCopy(answer)]() mutable {
                VCLogCDebug({"corvane-nm/main", "raiseAppSate()"}, "Response sending (count: %@)",
                            reply.size());
                reply["requestId"] = statePushIdentifier();

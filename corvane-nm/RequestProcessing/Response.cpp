@@ -1,27 +1,16 @@
 #include "corvane-nm/RequestProcessing/Response.h"
 
-#include <boost/json/monotonic_resource.hpp>
 #include <utility>
 
 namespace corvane::RequestProcessing {
-namespace {
-
-/// Where all values of one reply lie together: it is built on one thread and goes on another, and
-/// there at once.
-boost::json::storage_ptr makeReplyStorage() {
-  constexpr std::size_t mostReplies = 1024;  // bytes; longer ones take more such pieces
-  return boost::json::make_shared_resource<boost::json::monotonic_resource>(mostReplies);
-}
-
-}  // namespace
 
 void AppState::addTo(JsonObject& dictionary) const {
   dictionary.reserve(5);
-  dictionary["isInstalled"] = isInstalled;
-  dictionary["isRunning"] = isRunning;
-  dictionary["isProtectionEnabled"] = isProtectionEnabled;
-  dictionary["lastCheckTime"] = lastCheckTime;
-  dictionary["locale"] = locale;
+  dictionary.emplace("isInstalled", isInstalled);
+  dictionary.emplace("isRunning", isRunning);
+  dictionary.emplace("isProtectionEnabled", isProtectionEnabled);
+  dictionary.emplace("lastCheckTime", lastCheckTime);
+  dictionary.emplace("locale", locale);
 }
 
 ResponseStatus ResponseStatus::ok(std::optional<std::string> text) {
@@ -43,11 +32,11 @@ ResponseStatus ResponseStatus::fromClientError(
 }
 
 void ResponseStatus::addTo(JsonObject& dictionary) const {
-  dictionary["result"] = isError_ ? "error" : "ok";
+  dictionary.emplace("result", isError_ ? "error" : "ok");
   if (const auto* text = std::get_if<std::string>(&value_)) {
-    dictionary["data"] = *text;
+    dictionary.emplace("data", *text);
   } else if (const auto* code = std::get_if<ExtensionBrowserApiErrorCode>(&value_)) {
-    dictionary["data"] = code->description();
+    dictionary.emplace("data", code->description());
   }
 }
 
@@ -56,13 +45,13 @@ bool ResponseStatus::operator==(const ResponseStatus& other) const {
   return !isError_ || value_ == other.value_;
 }
 
-JsonObject Response::toDictionary() const {
-  JsonObject result(makeReplyStorage());
+JsonObject Response::toDictionary(boost::json::storage_ptr storage) const {
+  JsonObject result(std::move(storage));
   result.reserve(6);
-  result["id"] = std::to_string(id);
-  result["requestId"] = requestId;
+  result.emplace("id", std::to_string(id));
+  result.emplace("requestId", requestId);
   appState.addTo(result["appState"].emplace_object());
-  if (parameters) result["parameters"] = *parameters;
+  if (parameters) result.emplace("parameters", *parameters);
   status.addTo(result);
   return result;
 }

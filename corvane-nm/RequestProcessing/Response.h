@@ -67,8 +67,8 @@ struct Response {
   std::optional<JsonObject> parameters;  ///< the command's result values
 
   /// "id" (as decimal text), "requestId", "appState", "parameters" if any, and the status's
-  /// members.
-  [[nodiscard]] JsonObject toDictionary() const;
+  /// members. All of it lies in `storage`.
+  [[nodiscard]] JsonObject toDictionary(boost::json::storage_ptr storage = {}) const;
 };
 
 /// Numbers replies: 1, 2, 3 and so on, across all commands, never reset. Safe from any thread.

@@ -1,5 +1,8 @@
 #pragma once
 
+#include <array>
+#include <boost/json/monotonic_resource.hpp>
+#include <cstddef>
 #include <memory>
 #include <utility>
 
@@ -11,7 +14,8 @@ namespace corvane::RequestProcessing {
 
 /// Takes the reply to one message. It is called at most once, on any thread; a message that gets no
 /// reply has it destroyed uncalled. The message counts as being worked on as long as it exists.
-using ReplyCallback = UniqueFunction<void(JsonObject)>;
+/// The reply lies in memory that ends with the call: who keeps it takes an `ownCopy`.
+using ReplyCallback = UniqueFunction<void(const JsonObject&)>;
 
 /// A request on its way through its handler, with the reply that grows beside it. There is one
 /// owner at a time, and `send` takes it away from the last one: a second answer has nothing left to
@@ -25,13 +29,18 @@ class WorkingReply {
 
   /// Gives the answer as it stands.
   static void send(std::unique_ptr<WorkingReply> work) {
-    work->callback_(work->response.toDictionary());
+    // NOLINTNEXTLINE(cppcoreguidelines-pro-type-member-init): the resource writes it first
+    std::array<unsigned char, longestOnStack> memory;
+    boost::json::monotonic_resource values(memory.data(), memory.size());
+    work->callback_(work->response.toDictionary(&values));
   }
 
   const Request request;
   Response response;
 
  private:
+  static constexpr std::size_t longestOnStack = 2048;  // bytes; longer replies take more elsewhere
+
   ReplyCallback callback_;
 };
 

@@ -76,8 +76,8 @@ class RequestProcessingTest : public ::testing::Test {
     auto future = promise.get_future();
     Processor& processor = hasty == nullptr ? processor_ : *hasty;
     processor.process({{"type", type}, {"id", "r"}, {"parameters", parseJson(parameters).value()}},
-                      [promise = std::move(promise)](JsonObject reply) mutable {
-                        promise.set_value(std::move(reply));
+                      [promise = std::move(promise)](const JsonObject& reply) mutable {
+                        promise.set_value(ownCopy(reply));
                       });
     // Announces the state, to whoever waits for it, until there is an answer.
     while (hasty == nullptr && future.wait_for(1ms) != std::future_status::ready) {
