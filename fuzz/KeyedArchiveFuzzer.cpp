@@ -4,25 +4,17 @@
 #include "SharedComponents/ExchangeRecord.h"
 #include "SharedComponents/ExtensionBrowserApi/EBAAppStateResponse.h"
 #include "SharedComponents/ExtensionBrowserApi/EBACurrentFilteringStateResponse.h"
-#include "SharedComponents/KeyedArchive/ArchiveLimits.h"
 #include "SharedComponents/KeyedArchive/KeyedArchiver.h"
 #include "SharedComponents/KeyedArchive/KeyedUnarchiver.h"
+#include "fuzz/Archives.h"
 #include "fuzz/Fuzzing.h"
 
 namespace {
 
 using namespace corvane;  // NOLINT(google-build-using-namespace)
+using fuzzing::allClasses;
+using fuzzing::records;
 using fuzzing::require;
-
-constexpr const RecordClass* records[] = {&EBACurrentFilteringStateResponse::recordClass,
-                                          &EBAAppStateResponse::recordClass};
-constexpr ArchivableClasses allClasses = {records, true};
-
-/// No value, a class with its fields included, takes more than 256 bytes beside its texts, and no
-/// text more than four times its bytes.
-std::size_t mostMemory(std::size_t size) {
-  return 256 * ArchiveLimits::maximumValues + 4 * ArchiveLimits::maximumTextBytes(size);
-}
 
 /// Asks the objects in `value` what they are asked elsewhere, and looks that they may be there.
 void use(const Value& value, const ArchivableClasses& classes) {
@@ -43,7 +35,7 @@ void use(const Value& value, const ArchivableClasses& classes) {
 }
 
 Result<Value> unarchived(ByteView bytes, const ArchivableClasses& classes) {
-  const fuzzing::MemoryBound bound(mostMemory(bytes.size()));
+  const fuzzing::MemoryBound bound(fuzzing::mostMemoryOfArchive(bytes.size()));
   auto value = KeyedUnarchiver::unarchive(bytes, classes);
   if (value)
     use(value.value(), classes);
