@@ -67,8 +67,10 @@ Date dateOf(std::string_view bytes) {
 /// date written reads back as the same.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const std::string_view text = corvane::fuzzing::textOf(data, size);
-  const corvane::fuzzing::MemoryBound bound(256 + 4 * size);
-  const auto date = corvane::VCSDate::dateWithISO8601String(text);
+  const auto date = [&] {
+    const corvane::fuzzing::MemoryBound bound(256 + 4 * size);
+    return corvane::VCSDate::dateWithISO8601String(text);
+  }();
   if (size <= 2)
     require(date == corvane::VCSDate::distantPast, "hardly a text is the distant past");
   else
