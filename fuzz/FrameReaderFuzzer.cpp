@@ -110,15 +110,15 @@ void writeAndReadBack(const Messages& messages) {
 
 }  // namespace
 
-/// The input is what the browser writes until it closes its end; of its first byte, the upper half
-/// says how many times 16 KiB of spaces follow it, for bodies beyond the reader's first memory.
+/// The input is what the browser writes until it closes its end; of its first byte, the upper three
+/// bits say how many times 16 KiB of spaces follow it, for bodies beyond the reader's first memory.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   if (size == 0) return 0;
   std::string stream(fuzzing::textOf(data, size).substr(1));
-  stream.append(std::size_t{data[0]} / 16 * 16384, ' ');
+  stream.append(std::size_t{data[0]} / 32 * 16384, ' ');
   const Messages expected = framesIn(stream);
   require(framesAtOnce(stream) == expected, "the frames are those of the stream");
-  if (size <= 32768 && data[0] < 16)
+  if (size <= 32768 && data[0] < 32)
     require(framesInPieces(stream) == expected, "it is the same however the bytes arrive");
   writeAndReadBack(expected);
   return 0;
