@@ -11,9 +11,9 @@ using Arguments = std::vector<std::string>;
 
 const std::string path = "/usr/share/applications/com.example.app.desktop";
 
-/// Arguments may have 2 MiB; while one grows, it is there twice.
+/// Arguments may have 128 KiB; while one grows, it is there twice.
 std::optional<Arguments> commandLine(std::string_view text) {
-  const corvane::fuzzing::MemoryBound bound((std::size_t{8} << 20) + 64 * text.size());
+  const corvane::fuzzing::MemoryBound bound((std::size_t{512} << 10) + 64 * text.size());
   return corvane::Platform::DesktopEntry::commandLine(text, path);
 }
 

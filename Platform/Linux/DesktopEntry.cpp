@@ -48,9 +48,9 @@ std::string unescaped(std::string_view value) {
   return result;
 }
 
-/// How many bytes of arguments a program can be started with, at most; field codes can ask for far
-/// more than an entry is long.
-constexpr std::size_t mostArgumentBytes = std::size_t{2} << 20;
+/// How many bytes of arguments there may be: as many as any system starts a program with. Field
+/// codes can ask for far more than an entry is long.
+constexpr std::size_t mostArgumentBytes = std::size_t{128} << 10;
 
 /// Reads an "Exec" line into arguments.
 class CommandLine {
