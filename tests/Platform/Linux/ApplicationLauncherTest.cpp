@@ -40,9 +40,8 @@ TEST(DesktopEntry, ReadsTheCommandLine) {
   }
   EXPECT_EQ(DesktopEntry::commandLine("Exec=app\n[Desktop Action new]\nExec=app", ""),
             std::nullopt);
-  EXPECT_EQ(DesktopEntry::commandLine(
-                "[Desktop Entry]\nName=" + std::string(1 << 15, 'x') + "\nExec=app %c%c %c%c", ""),
-            std::nullopt)
+  EXPECT_FALSE(DesktopEntry::commandLine(
+      "[Desktop Entry]\nName=" + std::string(1 << 15, 'x') + "\nExec=app %c%c %c%c", ""))
       << "more than some systems start a program with";
 }
 
