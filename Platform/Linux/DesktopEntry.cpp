@@ -48,6 +48,10 @@ std::string unescaped(std::string_view value) {
   return result;
 }
 
+/// How many bytes of arguments there may be: as many as any system starts a program with. Field
+/// codes can ask for far more than an entry is long.
+constexpr std::size_t mostArgumentBytes = std::size_t{128} << 10;
+
 /// Reads an "Exec" line into arguments.
 class CommandLine {
  public:
@@ -62,6 +66,8 @@ class CommandLine {
       std::string argument;
       const bool isQuoted = line_[at_] == '"';
       if (!(isQuoted ? readQuoted(argument) : readPlain(argument))) return std::nullopt;
+      if (argument.size() > bytesLeft_) return std::nullopt;
+      bytesLeft_ -= argument.size();
       if (isQuoted || !argument.empty()) result.push_back(std::move(argument));
     }
     if (result.empty() || result.front().empty()) return std::nullopt;
@@ -75,7 +81,8 @@ class CommandLine {
         ++at_;
         return true;
       }
-      if (line_[at_] == '\\' && at_ + 1 < line_.size()) ++at_;
+      const std::string_view rest = std::string_view(line_).substr(at_);
+      if (rest.size() > 1 && (rest[0] == '\\' || rest.starts_with("%%"))) ++at_;
       argument += line_[at_];
     }
     return false;
@@ -91,6 +98,7 @@ class CommandLine {
       } else {
         argument += line_[at_];
       }
+      if (argument.size() > bytesLeft_) return false;
     }
     return true;
   }
@@ -113,6 +121,7 @@ class CommandLine {
   const std::string name_;
   const std::string path_;
   std::size_t at_ = 0;
+  std::size_t bytesLeft_ = mostArgumentBytes;
 };
 
 }  // namespace

@@ -11,8 +11,8 @@ namespace corvane::Platform::DesktopEntry {
 
 /// The arguments, the program first, by which the entry in `text` starts its application without a
 /// file or address to open. `path` is the file that `text` comes from. Nothing when there is no
-/// group "Desktop Entry" with a key "Exec", when that line is empty, or when its quotes do not
-/// pair.
+/// group "Desktop Entry" with a key "Exec", when that line is empty, when its quotes do not pair,
+/// or when its field codes stand for more bytes than any program can be started with.
 std::optional<std::vector<std::string>> commandLine(std::string_view text, const std::string& path);
 
 }  // namespace corvane::Platform::DesktopEntry

@@ -25,7 +25,7 @@ TEST(DesktopEntry, ReadsTheCommandLine) {
        Arguments{"/opt/the app/bin", R"(a "b" $c \ d)", ""}},
       {"app %u %F %i --name=%c %k 100%% %",
        Arguments{"app", "--name=The App", "/e.desktop", "100%", "%"}},
-      {"\"%u\" x", Arguments{"%u", "x"}},
+      {"\"%u\" \"100%%\"", Arguments{"%u", "100%"}},
       {"\"app", std::nullopt},
       {"app a\"b", std::nullopt},
       {"\"\"", std::nullopt},
@@ -40,6 +40,9 @@ TEST(DesktopEntry, ReadsTheCommandLine) {
   }
   EXPECT_EQ(DesktopEntry::commandLine("Exec=app\n[Desktop Action new]\nExec=app", ""),
             std::nullopt);
+  EXPECT_FALSE(DesktopEntry::commandLine(
+      "[Desktop Entry]\nName=" + std::string(1 << 15, 'x') + "\nExec=app %c%c %c%c", ""))
+      << "more than some systems start a program with";
 }
 
 class DetachedProcessTest : public ::testing::Test {

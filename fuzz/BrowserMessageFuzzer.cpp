@@ -1,0 +1,184 @@
+#include <future>
+#include <optional>
+#include <set>
+#include <string>
+
+#include "VCommons/VCommonsKit/LentThread.h"
+#include "corvane-nm/FrameWriter.h"
+#include "corvane-nm/RequestProcessing/RequestProcessing.h"
+#include "fuzz/Fuzzing.h"
+#include "tests/Support/TemporaryFolder.h"
+
+namespace {
+
+using namespace corvane;                     // NOLINT(google-build-using-namespace)
+using namespace corvane::RequestProcessing;  // NOLINT(google-build-using-namespace)
+using fuzzing::require;
+using ErrorCode = ExtensionBrowserApiErrorCode;
+
+/// How the main application behaves.
+enum class Mood { isNotRunning, answers, fails, isLate };
+
+/// Answers at once, and says in a result or an error what text it was given.
+class EchoingClient final : public ExtensionBrowserApiProtocol {
+ public:
+  Mood mood = Mood::answers;
+  std::optional<std::string> given;  ///< by the last operation that takes a text
+
+  void appState(ResultReply<EBAAppStateResponse> reply) override {
+    if (mood == Mood::isLate) return reply(std::nullopt, ErrorCode::linkTimeout());
+    reply(EBAAppStateResponse{true, "de"}, std::nullopt);
+  }
+  void getCurrentFilteringState(const std::string& url, std::int64_t /*port*/,
+                                const std::string& /*appName*/,
+                                ResultReply<EBACurrentFilteringStateResponse> reply) override {
+    EBACurrentFilteringStateResponse record;
+    record.originalCertIssuer = url;
+    reply(record, errorOf(url));
+  }
+  void setProtectionStatus(bool /*isEnabled*/, ErrorReply reply) override { reply(error()); }
+  void setHttpFilteringStatus(const std::string& url, bool /*isEnabled*/,
+                              ErrorReply reply) override {
+    reply(errorOf(url));
+  }
+  void setHttpsFilteringStatus(const std::string& url, bool /*isEnabled*/,
+                               UniqueFunction<void(bool, Error)> reply) override {
+    reply(false, errorOf(url));
+  }
+  void addRule(const std::string& rule, ErrorReply reply) override { reply(errorOf(rule)); }
+  void removeRule(const std::string& rule, ErrorReply reply) override { reply(errorOf(rule)); }
+  void removeCustomRules(const std::string& url, ErrorReply reply) override { reply(errorOf(url)); }
+  void openOriginalCert(const std::string& domain, std::int64_t /*port*/,
+                        const std::string& /*appName*/, ErrorReply reply) override {
+    reply(errorOf(domain));
+  }
+  void reportSite(const std::string& url, const std::string& /*referrer*/,
+                  const std::string& /*userAgent*/, ResultReply<std::string> reply) override {
+    reply(url, errorOf(url));
+  }
+  void openFilteringLog(ErrorReply reply) override { reply(error()); }
+  void openSettings(ErrorReply reply) override { reply(error()); }
+  void updateApp(ErrorReply reply) override { reply(error()); }
+
+ private:
+  Error errorOf(const std::string& text) {
+    given = text;
+    return error();
+  }
+  [[nodiscard]] Error error() const {
+    if (mood == Mood::isLate) return ErrorCode::linkTimeout();
+    return mood == Mood::fails ? Error(ErrorCode::other(given)) : std::nullopt;
+  }
+};
+
+class Host {
+ public:
+  /// The reply to `message`, if there is one. The calling thread lends itself, as that of the
+  /// browser channel does.
+  std::optional<JsonObject> replyTo(JsonObject message, Mood mood) {
+    client_.mood = mood;
+    client_.given = std::nullopt;
+    std::promise<JsonObject> promise;
+    auto future = promise.get_future();
+    LentThread thisThread;
+    processor_.process(std::move(message),
+                       [promise = std::move(promise)](JsonObject reply) mutable {
+                         promise.set_value(std::move(reply));
+                       });
+    while (thisThread.hasTurn()) thisThread.useTurn();
+    try {
+      return future.get();
+    } catch (const std::future_error&) {  // the callback went uncalled
+      return std::nullopt;
+    }
+  }
+
+  /// The text that the last message has given the main application.
+  [[nodiscard]] const std::optional<std::string>& given() const { return client_.given; }
+
+ private:
+  EchoingClient client_;
+  const testing::TemporaryFolder folder_;
+  Platform::NotificationCenter center_{folder_.path().string()};
+  DispatchQueue handlers_{"SharedResourcesQueue"};
+  DispatchQueue requests_{"SharedResourcesQueue.Requests"};
+  RequestSignalling signalling_{
+      center_, {handlers_, requests_}, "com.example.app", std::chrono::milliseconds(0)};
+  AppStateListener listener_{signalling_, std::chrono::milliseconds(0)};
+  Processor processor_{{client_, listener_, [this] { return client_.mood != Mood::isNotRunning; },
+                        [this] { return client_.mood == Mood::answers; },
+                        [] { return std::string("Browser"); }}};
+};
+
+bool isCommand(const JsonObject& message) {
+  static const std::set<std::string_view> commands = {"getCurrentAppState",
+                                                      "init",
+                                                      "getCurrentFilteringState",
+                                                      "setProtectionStatus",
+                                                      "setFilteringStatus",
+                                                      "addRule",
+                                                      "removeRule",
+                                                      "removeCustomRules",
+                                                      "openOriginalCert",
+                                                      "reportSite",
+                                                      "openFilteringLog",
+                                                      "openSettings",
+                                                      "updateApp"};
+  const auto* type = findString(message, "type");
+  return type != nullptr && commands.contains(*type) && findString(message, "id") != nullptr;
+}
+
+/// The main application was given the text that was sent, and what it says comes back.
+void requireEcho(const JsonObject& message, const JsonObject& reply, const std::string& given,
+                 Mood mood) {
+  const auto* sent = findObject(message, "parameters");
+  const auto isGiven = [&](const char* key) {
+    const auto* text = findString(*sent, key);
+    return text != nullptr && *text == given;
+  };
+  require(sent != nullptr && (isGiven("url") || isGiven("ruleText") || isGiven("domain")),
+          "the main application is given the text that was sent");
+  require(mood != Mood::fails || *findString(reply, "data") == given, "an error comes back");
+  const auto* received = findObject(reply, "parameters");
+  for (const char* const key : {"reportUrl", "originalCertIssuer"}) {
+    const auto* text = received == nullptr ? nullptr : findString(*received, key);
+    require(text == nullptr || *text == given, "a text comes back");
+  }
+}
+
+/// The form that every reply has, and that the browser can read it.
+void requireForm(const JsonObject& message, const JsonObject& reply) {
+  require(*findString(reply, "requestId") == *findString(message, "id"), "it names its request");
+  const auto* result = findString(reply, "result");
+  require(result != nullptr && (*result == "ok" || *result == "error"), "it says how it went");
+  require((findString(reply, "data") != nullptr) == (*result == "error"), "an error says why");
+  const auto* state = findObject(reply, "appState");
+  require(state != nullptr && state->size() == 5, "it carries the main application's state");
+  const auto encoded = FrameWriter::encode(reply);
+  require(encoded.isSound && encoded.body, "it can be written");
+  const auto again = parseJson(encoded.body->view());
+  require(again && again.value() == JsonValue(reply), "it reads back as the same");
+}
+
+}  // namespace
+
+/// A command with an id gets one reply, whatever else the message holds and the main application
+/// does; everything else gets none.
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  static auto& host = *new Host;
+  static long long lastSerial = 0;
+  const auto message = parseJson(fuzzing::textOf(data, size));
+  if (!message || !message->is_object()) return 0;
+  const JsonObject& object = message->get_object();
+  for (const Mood mood : {Mood::isNotRunning, Mood::answers, Mood::fails, Mood::isLate}) {
+    const fuzzing::MemoryBound bound((std::size_t{256} << 10) + 128 * size);
+    const auto reply = host.replyTo(object, mood);
+    require(reply.has_value() == isCommand(object), "commands get a reply, and nothing else does");
+    if (!reply) return 0;
+    requireForm(object, *reply);
+    if (host.given()) requireEcho(object, *reply, *host.given(), mood);
+    const long long serial = std::stoll(std::string(*findString(*reply, "id")));
+    require(serial == ++lastSerial, "replies are numbered one after the other");
+  }
+  return 0;
+}

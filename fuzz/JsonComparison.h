@@ -1,0 +1,31 @@
+#pragma once
+
+#include <algorithm>
+#include <cmath>
+
+#include "Base/Json.h"
+
+namespace corvane::fuzzing {
+
+/// Equal, except that reals may differ in their last places: the parser does not round them
+/// exactly.
+inline bool isSame(const JsonValue& left, const JsonValue& right) {
+  if (left.is_double() && right.is_double()) {
+    const double difference = std::abs(left.get_double() - right.get_double());
+    return difference <= 1e-14 * std::abs(left.get_double()) || difference < 1e-300;
+  }
+  if (left.is_array() && right.is_array()) {
+    const auto& elements = left.get_array();
+    return std::equal(elements.begin(), elements.end(), right.get_array().begin(),
+                      right.get_array().end(), isSame);
+  }
+  if (!left.is_object() || !right.is_object()) return left == right;
+  const auto& members = left.get_object();
+  return members.size() == right.get_object().size() &&
+         std::all_of(members.begin(), members.end(), [&](const auto& member) {
+           const auto* other = right.get_object().if_contains(member.key());
+           return other != nullptr && isSame(member.value(), *other);
+         });
+}
+
+}  // namespace corvane::fuzzing
