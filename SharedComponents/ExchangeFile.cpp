@@ -3,10 +3,12 @@
 #include <utility>
 
 #include "Base/FileUrl.h"
+#include "Platform/SystemLog.h"
 
 namespace corvane {
 
 using Platform::File;
+namespace SystemLog = Platform::SystemLog;
 
 ExchangeFile::ExchangeFile(std::string path, Platform::SystemCalls& calls)
     : path_(std::move(path)), state_(open(calls)) {}
@@ -18,8 +20,11 @@ ExchangeFile::~ExchangeFile() {
 ExchangeFile::State ExchangeFile::open(Platform::SystemCalls& calls) {
   // Not by the locker, as that makes a file that is missing.
   auto opened = File::open(path_, File::Access::update, calls);
-  if (!opened)
-    return opened.failure().cause == FailureCause::notFound ? State::notOpened : State::notLocked;
+  if (!opened) {
+    if (opened.failure().cause == FailureCause::notFound) return State::notOpened;
+    SystemLog::write(SystemLog::Severity::error, "no exchange: " + opened.failure().description());
+    return State::notLocked;
+  }
   locker_.emplace(path_, std::move(opened).value());
   if (!locker_->waitLock()) return State::notLocked;
   const auto status = file().status();

@@ -85,17 +85,17 @@ std::string RequestSignalling::notificationName(RequestResponseName name,
   return notificationName(name) + "." + responseId;
 }
 
+/// An observation that failed, as on a disk that is full, is tried again with the next handler.
 void RequestSignalling::install(const std::string& name, Handler handler) {
-  const bool wasObserved = handlers_.erase(name) > 0;
-  if (handler) {
-    handlers_[name] = std::move(handler);
-    if (!wasObserved) {
-      center_.observe(name,
-                      [this, name] { queues_.handlers.async([this, name] { delivered(name); }); });
-    }
-  } else if (wasObserved) {
-    center_.stopObserving(name);
+  if (!handler) {
+    handlers_.erase(name);
+    if (observed_.erase(name) > 0) center_.stopObserving(name);
+    return;
   }
+  handlers_[name] = std::move(handler);
+  if (observed_.contains(name)) return;
+  const auto queue = [this, name] { queues_.handlers.async([this, name] { delivered(name); }); };
+  if (center_.observe(name, queue)) observed_.insert(name);
 }
 
 void RequestSignalling::delivered(const std::string& name) {

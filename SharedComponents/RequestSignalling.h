@@ -3,6 +3,7 @@
 #include <chrono>
 #include <functional>
 #include <map>
+#include <set>
 #include <string>
 
 #include "Platform/NotificationCenter.h"
@@ -74,6 +75,7 @@ class RequestSignalling {
   const std::string prefix_;
   const std::chrono::milliseconds replyLimit_;
   std::map<std::string, Handler> handlers_;  // by notification name; only on the queue
+  std::set<std::string> observed_;           // names; only on the queue
 
   Platform::NotificationMailbox replies_;  // only in a turn of the queue of requests
 };

@@ -12,6 +12,7 @@ import bench_table
 
 WIDTH, HEIGHT = 360, 250  # of one panel with its margins
 LEFT, RIGHT, TOP, BOTTOM = 58, 12, 46, 62
+MOST_DOTS = 30  # a line of more points is drawn without a dot at each
 COLORS = ("#2f81c7", "#d9822b")  # these and the grey can be read on white and on black
 STYLE = ("text{font:11px sans-serif;fill:#808080}.title{font-size:13px;font-weight:bold}"
          "line{stroke:#808080;stroke-opacity:.3}polyline{fill:none;stroke-width:2}")
@@ -32,7 +33,8 @@ def ticks(highest, lowest):
 
 
 def panel(left, title, below, labels, lines, logarithmic=False):
-    """Lines, by name, over steps that stand side by side; None where nothing was measured."""
+    """Lines, by name, over steps that stand side by side, some of them without a label; None where
+    nothing was measured."""
     values = [value for line in lines.values() for value in line if value is not None]
     marks = ticks(max(values), min(values) if logarithmic else None)
     scale = math.log10 if logarithmic else float
@@ -50,14 +52,15 @@ def panel(left, title, below, labels, lines, logarithmic=False):
         parts.append(f'<line x1="{left + LEFT}" x2="{left + WIDTH - RIGHT}" '
                      f'y1="{y(mark):.1f}" y2="{y(mark):.1f}"/>')
         parts.append(text(left + LEFT - 6, y(mark) + 4, f"{mark:,.10g}", "end"))
-    parts += [text(x(i), HEIGHT - BOTTOM + 17, label) for i, label in enumerate(labels)]
+    parts += [text(x(i), HEIGHT - BOTTOM + 17, label) for i, label in enumerate(labels) if label]
     key = left + LEFT
     for color, (name, line) in zip(COLORS, lines.items()):
         points = [(x(i), y(value)) for i, value in enumerate(line) if value is not None]
         parts.append('<polyline stroke="{}" points="{}"/>'.format(
             color, " ".join(f"{at:.1f},{height:.1f}" for at, height in points)))
-        parts += [f'<circle cx="{at:.1f}" cy="{height:.1f}" r="3" fill="{color}"/>'
-                  for at, height in points]
+        if len(points) <= MOST_DOTS:
+            parts += [f'<circle cx="{at:.1f}" cy="{height:.1f}" r="3" fill="{color}"/>'
+                      for at, height in points]
         if len(lines) > 1:
             parts.append(f'<circle cx="{key + 4}" cy="31" r="4" fill="{color}"/>')
             parts.append(text(key + 12, 35, name, "start"))
@@ -137,4 +140,5 @@ def main(folder, hosts, exchange_files, messages):
     draw_messages(f"{folder}/messages.svg", messages)
 
 
-main(*sys.argv[1:])
+if __name__ == "__main__":
+    main(*sys.argv[1:])

@@ -1,0 +1,306 @@
+"""Each fault provoked for real: what the host does, what its browser is told, and what comes after.
+
+Prints a line for each with what was seen. Runs below tests/faults/run only.
+"""
+
+import contextlib
+import datetime
+import os
+import resource
+import select
+import shutil
+import signal
+import socket
+import subprocess
+import time
+import unittest
+from concurrent.futures import ThreadPoolExecutor
+
+from asking import PUSH, TIMEOUT, receive, send
+from host import Container, Host, MainApplication, Observers, request
+from standstill import stopped, stopped_holder
+
+PAGE = "getCurrentFilteringState"
+REPLY, LAST_SLICE = 3.0, 5.0  # seconds
+TOLERANCE = 10.0  # seconds; a busy machine comes late, a host that has no limit much later
+FAKETIME = "/usr/lib/x86_64-linux-gnu/faketime/libfaketime.so.1"
+
+
+def page_of(host, number):
+    return f"{number}.{host.pid}.invalid"
+
+
+class Faults(unittest.TestCase):
+    def setUp(self):
+        self.container = Container()
+        self.data = self.container.folder / "Data"
+        self.system_log = self.enterContext(socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM))
+        self.system_log.bind("/dev/log")
+        self.addCleanup(os.unlink, "/dev/log")
+        self.number = self.taken = 0
+
+    def link(self, hosts=1, **options):
+        """Hosts and a main application that has been announced: no push is due any more."""
+        self.hosts = [self.enterContext(Host(**options)) for _ in range(hosts)]
+        for host in self.hosts:
+            self.assertFalse(self.ask(host, "getCurrentAppState")["appState"]["isRunning"])
+        self.application = self.enterContext(MainApplication())
+        for host in self.hosts:
+            self.assertEqual(host.receive()["requestId"], PUSH)
+            self.assert_works(host)
+
+    def system_lines(self):
+        lines = []
+        with contextlib.suppress(BlockingIOError):
+            while True:
+                lines.append(self.system_log.recv(1 << 14, socket.MSG_DONTWAIT).decode())
+        return "\n".join(lines)
+
+    def ask(self, host, kind=PAGE, **parameters):
+        self.number += 1
+        page = page_of(host, self.number)
+        send(host, kind, page, **parameters)
+        return receive(host, page)
+
+    def assert_works(self, host):
+        """The answer is there, and is that to this request of this host."""
+        reply = self.ask(host)
+        self.assertEqual(reply.get("parameters", {}).get("originalCertIssuer"),
+                         page_of(host, self.number), reply)
+        self.assertTrue(reply["appState"]["isRunning"])
+
+    def assert_waits_no_longer(self, host, exchanges=2):
+        """The request fails, once its exchanges have had their time and no later."""
+        begin = time.monotonic()
+        reply = self.ask(host)
+        seconds = time.monotonic() - begin
+        self.assertEqual((reply["data"], reply["appState"]["isRunning"]), (TIMEOUT, False))
+        self.assert_took(seconds, exchanges * REPLY)
+        self.waited = f"told of it after {seconds:.1f} s"
+
+    def assert_took(self, seconds, limit):
+        self.assertTrue(limit - 0.5 < seconds < limit + TOLERANCE, seconds)
+
+    def assert_ends(self, host):
+        self.assertEqual((host.finish(LAST_SLICE + TOLERANCE)[0], host.errors()), (0, ""))
+
+    def seen(self, fault, *texts):
+        print(f"\nfault: {fault}: {'; '.join(texts)}", flush=True)
+
+    def await_taken(self, count):
+        """Returns once the main application has taken `count` more requests than last time."""
+        wanted = self.taken + count
+        while (taken := self.application.state()["exchange"]["taken"]) < wanted:
+            pass
+        self.taken = taken
+
+    def assert_mute(self, host, seconds=REPLY + 1):
+        self.assertFalse(select.select([host.process.stdout], [], [], seconds)[0])
+
+    def assert_right(self, host, number):
+        page = page_of(host, number)
+        self.assertEqual(receive(host, page)["parameters"]["originalCertIssuer"], page)
+
+    def mount(self, *arguments):
+        subprocess.run(["mount", *arguments, self.container.folder], check=True)
+        self.addCleanup(subprocess.run, ["umount", "--lazy", self.container.folder], check=True)
+
+    def remount(self, mode):
+        subprocess.run(["mount", "-o", f"remount,bind,{mode}", self.container.folder], check=True)
+
+    def test_stopped_with_the_lock_of_the_requests(self):
+        """Exchanges stand still for as long as that lasts, and nothing else does."""
+        self.link(2)
+        held, leaving = self.hosts
+        with stopped_holder(self.data / "ExchangeRequestContainer.data"):
+            for host in self.hosts:
+                send(host, PAGE, page_of(host, 100))
+            held.send(request("setProtectionStatus", "101", {}))
+            self.assertEqual(receive(held, "101")["data"], "Invalid request paramaters.")
+            self.assert_mute(held)
+            self.assert_ends(leaving)
+        self.assert_right(held, 100)
+        self.assert_works(held)
+        self.seen("stopped with the lock of the requests", "answers without an exchange at once",
+                  "the end of input ends a host", "the rest once the process goes on")
+
+    def test_stopped_with_the_lock_of_the_replies(self):
+        """One host stands still; the main application, too, while it has an answer for that."""
+        self.link()
+        (path,) = self.data.glob("*Response*")
+        (held,), other = self.hosts, self.enterContext(Host())
+        self.assert_works(other)
+        with stopped_holder(path):
+            send(held, "getCurrentAppState", page_of(held, 100))
+            while self.ask(other)["result"] == "ok":
+                pass  # the main application has not come to it yet
+            self.assert_waits_no_longer(other)
+            self.assert_mute(held, REPLY)
+        self.assertEqual(receive(held, page_of(held, 100))["result"], "ok")
+        for host in (held, other):
+            self.assert_works(host)
+        self.seen("stopped with the lock of the replies", "another host " + self.waited)
+
+    def test_stopped_main_application_and_its_full_queue(self):
+        """No post waits for a full queue for long; what was asked meanwhile is nobody's answer."""
+        self.link()
+        (host,) = self.hosts
+        listening = Observers(self.container, "exchange")
+        self.await_taken(0)
+        with stopped(self.application.pid):
+            with self.assertRaises(BlockingIOError):
+                while True:
+                    listening.post(socket.MSG_DONTWAIT)
+            self.assert_waits_no_longer(host)
+        self.await_taken(2)  # they are carried out all the same
+        self.ask(host)  # may find the late answer to the state in place of its own
+        self.assert_works(host)
+        self.seen("stopped main application, full queue", self.waited)
+
+    def test_stopped_host_and_its_full_queue(self):
+        """The main application and other hosts go on; afterwards the host does, too."""
+        self.link(2)
+        standing, other = self.hosts
+        send(standing, "getCurrentAppState", page_of(standing, 100))
+        with stopped(standing.pid):
+            for _ in range(30):
+                self.application.command("announce")
+                self.ask(other, "getCurrentAppState")
+            self.assert_works(other)
+            self.assert_mute(other, REPLY + 1)
+        self.assertEqual(receive(standing, page_of(standing, 100))["result"], "ok")
+        for host in self.hosts:
+            self.assert_works(host)
+        self.seen("stopped host, full queue", "30 announcements and another host's answers pass")
+
+    def test_late_reply(self):
+        """A request of the same kind that waits just then may take it; nobody else does."""
+        self.link(2)
+        host, other = self.hosts
+        pages = [page_of(host, number) for number in (100, 101)]
+        self.await_taken(0)
+        for page, delay in zip(pages, (3300, 1500)):
+            self.application.command(f"fault late command={PAGE} times=1 {delay}")
+            send(host, PAGE, page)
+            self.await_taken(2)
+        self.assertEqual(receive(host, pages[0])["data"], TIMEOUT)
+        taken = receive(host, pages[1])["parameters"]["originalCertIssuer"]
+        self.assertIn(taken, pages)
+        self.assert_works(other)
+        while self.application.state()["exchange"]["given"] < self.taken + 2:
+            pass  # the reply to the second one is on its way
+        self.assert_works(host)
+        self.seen("late reply", f"the next request got its own answer: {taken == pages[1]}")
+
+    def test_full_disk(self):
+        self.mount("-t", "tmpfs", "-o", "size=512k,mode=700", "tmpfs")
+        self.link()
+        host, ballast = self.hosts[0], self.container.folder / "ballast"
+        host.send(b"bad")  # its log has a block of the disk
+        self.assert_works(host)
+        with open(ballast, "wb", 0) as file, self.assertRaisesRegex(OSError, "No space"):
+            while True:
+                file.write(bytes(4096))
+        fresh = self.enterContext(Host())
+        for one in (host, fresh):
+            self.assert_waits_no_longer(one)
+        self.assertTrue(any("No space" in line for line in self.container.log()))
+        self.assertIn("No space", self.system_lines())
+        ballast.unlink()
+        for one in (host, fresh):
+            self.assert_works(one)
+            self.assert_ends(one)
+        self.seen("full disk", self.waited)
+
+    def test_read_only_container(self):
+        self.link()
+        self.hosts.append(self.enterContext(Host()))  # has asked for nothing yet
+        self.mount("--bind", self.container.folder)
+        self.remount("ro")
+        self.hosts.append(self.enterContext(Host()))
+        for host in self.hosts:
+            self.assert_waits_no_longer(host)
+        self.assertRegex(self.system_lines(), "no exchange: open .*: Read-only file system")
+        self.remount("rw")
+        for host in self.hosts:
+            self.assert_works(host)
+            self.assertEqual(self.ask(host, "setProtectionStatus", isEnabled=True)["result"], "ok")
+        self.seen("read-only container", self.waited)
+
+    def test_container_removed(self):
+        self.link()
+        (host,) = self.hosts
+        shutil.rmtree(self.container.folder)
+        self.assert_waits_no_longer(host, 1)
+        self.assertFalse(self.container.folder.exists())  # it is not a host's to make
+        self.assertIn(TIMEOUT, self.system_lines())
+        with Host() as late:
+            self.assertEqual(late.wait(), -signal.SIGABRT)
+            self.assertRegex(late.errors(), r"\Acorvane-nm: .+\n\Z")
+        self.application.restart()
+        with Host() as fresh:
+            self.assert_works(fresh)
+        self.assert_waits_no_longer(host)  # until its browser starts it anew
+        self.assert_ends(host)
+        self.seen("container removed", self.waited)
+
+    def test_no_descriptors(self):
+        self.link()
+        self.hosts.append(self.enterContext(Host()))  # has asked for nothing yet
+        limits = resource.getrlimit(resource.RLIMIT_NOFILE)
+        for host in self.hosts:
+            host.send(b"bad")
+            while not self.container.log():
+                pass
+            resource.prlimit(host.pid, resource.RLIMIT_NOFILE, (3, limits[1]))
+            self.assert_waits_no_longer(host)
+        self.assertRegex(self.system_lines(), "no exchange: open .*: Too many open files")
+        for host in self.hosts:
+            resource.prlimit(host.pid, resource.RLIMIT_NOFILE, limits)
+            self.assert_works(host)
+            self.assert_ends(host)
+        self.seen("no descriptors", self.waited)
+
+    def test_clock_set_back_and_forth(self):
+        clock = self.container.folder.parent / "clock"
+        clock.write_text("+0")
+        self.link(env=os.environ | {
+            "LD_PRELOAD": FAKETIME, "FAKETIME_TIMESTAMP_FILE": str(clock), "FAKETIME_NO_CACHE": "1",
+            "FAKETIME_DONT_FAKE_MONOTONIC": "1", "NO_FAKE_STAT": "1"})
+        (host,) = self.hosts
+        self.application.command("fault silent")
+        host.send(b"bad")  # begins a log
+        self.ask(host, "setProtectionStatus")
+        for days, files in (3, 2), (-400, 2), (0, 2), (6, 3):
+            self.await_taken(0)
+            send(host, "getCurrentAppState", page_of(host, 100))
+            begin = time.monotonic()
+            self.await_taken(1)
+            clock.write_text(f"{days:+}d")
+            self.assertFalse(receive(host, page_of(host, 100))["appState"]["isRunning"])
+            waited = time.monotonic() - begin
+            self.assert_took(waited, REPLY)  # and the error line was logged by the new time
+            send(host, "setProtectionStatus", page_of(host, 101))
+            shown = receive(host, page_of(host, 101))["appState"]["lastCheckTime"]
+            today = datetime.datetime.now(datetime.timezone.utc) + datetime.timedelta(days)
+            self.assertLess(abs(datetime.datetime.fromisoformat(shown) - today).seconds, 60)
+            self.assertEqual(len(list(self.container.logs.iterdir())), files)
+            self.seen(f"clock set to {days:+} days", f"a wait took {waited:.1f} s",
+                      *(path.name for path in sorted(self.container.logs.iterdir())))
+        self.application.command("fault none")
+        self.assert_works(host)
+
+    def test_32_hosts_at_once(self):
+        self.link()
+        begin = time.monotonic()
+        hosts = [self.enterContext(Host()) for _ in range(32)]
+        with ThreadPoolExecutor(32) as pool:
+            for host in hosts:
+                for number in range(20):
+                    send(host, PAGE, page_of(host, number))
+            for _ in pool.map(lambda one: [self.assert_right(one, i) for i in range(20)], hosts):
+                pass
+        self.seen("32 hosts at once", f"640 right answers in {time.monotonic() - begin:.1f} s")
+        for host in hosts:
+            self.assertEqual(host.finish()[0], 0)
+        self.assert_works(self.hosts[0])
