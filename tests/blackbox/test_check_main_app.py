@@ -131,27 +131,24 @@ class Careless(threading.Thread):
         if name == "appState":
             body = {"result": ("EBAAppStateResponse", {"isProtectionEnabled": True, "locale": "en"})}
         elif name == "getCurrentFilteringState" and (
-                "unchecked" in self.habits or kinds == {key: type(one) for key, one in asked.items()}):
+                "unchecked" in self.habits or kinds == {key: type(one) for key, one in (asked or {}).items()}):
             body = {"result": ("EBACurrentFilteringStateResponse", {"isFilteringEnabled": True})}
         elif "unchecked" in self.habits:
             body = {}
-        reply = framed(archive({"id": identifier, "name": name, "body": body}))
-        for _ in range(2 if "twice" in self.habits else 1):
-            self.give(identifier, reply)
+        self.give(identifier, framed(archive({"id": identifier, "name": name, "body": body})))
 
     def give(self, identifier, reply):
         follow = 0 if "follows" in self.habits else os.O_NOFOLLOW
         path = self.data / f"ExchangeResponseContainer.{identifier}.data"
         notification = f"{PREFIX}exchange.{identifier}"
-        linked = 0
-        while not linked:
-            try:
-                file = open(os.open(path, os.O_RDWR | os.O_CREAT | follow, 0o600), "r+b")
-            except OSError:
-                return
-            self.lock(file)
-            linked = os.fstat(file.fileno()).st_nlink or "no locks" in self.habits
+        try:
+            file = open(os.open(path, os.O_RDWR | os.O_CREAT | follow, 0o600), "r+b")
+        except OSError:
+            return
         with file:
+            self.lock(file)
+            if not os.fstat(file.fileno()).st_nlink:
+                return self.give(identifier, reply)
             size = file.seek(0, os.SEEK_SET if "starts anew" in self.habits else os.SEEK_END)
             file.truncate(size)
             if size <= 10_240_000 or "fills" in self.habits:
@@ -160,15 +157,13 @@ class Careless(threading.Thread):
                 if "posts locked" in self.habits:
                     self.post(notification)
         if size <= 10_240_000 and "posts locked" not in self.habits:
-            self.post(notification)
+            for _ in range(2 if "twice" in self.habits else 1):
+                self.post(notification)
 
 
 class CheckMainApp(unittest.TestCase):
     def setUp(self):
         self.container = Container()
-
-    def left(self):
-        return {path for path in self.container.folder.rglob("*") if path.name != "appState"}
 
     def test_the_stand_in_keeps_all_and_nothing_is_left(self):
         self.assertIn("does not run", start_check().communicate(timeout=30)[0])
@@ -207,20 +202,37 @@ class CheckMainApp(unittest.TestCase):
                 self.assertEqual(len(list((self.container.folder / "Data").iterdir())),
                                  1 + (fault == "file other"))
 
+    def test_what_lies_wrong_is_named(self):
+        with MainApplication() as application:
+            folder = self.container.folder
+            (file,) = folder.glob("Applications/*/*")
+            for point, path, mode in (
+                    ("folders", folder / "Data", 0o755), ("registration", file, 0o644),
+                    ("request-file", folder / "Data/ExchangeRequestContainer.data", 0o640)):
+                path.chmod(mode)
+                self.assertEqual(check(*only([point]))[1]["broken"], {point})
+            for link in folder.glob(f"Notifications/*.ready/{application.pid}.*"):
+                link.unlink()
+            self.container.write_settings(b"bplist00")
+            self.assertEqual(check(*only(["observes-ready", "settings"]))[1]["broken"],
+                             {"observes-ready", "settings"})
+
     def test_bad_habits_are_named(self):
         of_habits = {
-            "no locks": {"request-lock", "reply-lock", "reply-file-removed"},
+            "no locks": {"request-lock", "reply-lock", "reply-file-removed"}, "hasty": {"announce-ready"},
+            "unchecked": {"error-unknown-command", "error-missing-parameter", "error-wrong-kind"},
+            "follows": {"planted-link"}, "fills": {"full-reply-file"},
+            "mixes up the dead": {"dead-observer", "no-socket"},
             "replaces": {"request-file-kept"}, "newest first": {"several-requests"},
-            "twice": {"reply-notification"}, "unchecked": {"error-unknown-command", "error-wrong-kind"},
-            "hasty": {"announce-ready"}, "starts anew": {"older-records"}, "fills": {"full-reply-file"},
-            "follows": {"planted-link"}, "leaves damage": {"damaged-file", "undecodable-record"},
-            "mixes up the dead": {"dead-observer", "no-socket"}, "patient": {"full-observer"},
-            "posts locked": {"posts-unlocked"}}
-        every = set().union(OWN_FAULTS, *of_habits.values()) | {"registration", "two-hosts", "no-address"}
-        for habits in ((), ("no locks", "replaces", "unchecked")):
-            with self.subTest(habits):
-                self.setUp()
-                with Careless(self.container, *habits):
-                    _, names = check(*only(every))
-                broken = OWN_FAULTS.union(*(of_habits[habit] for habit in habits))
-                self.assertEqual(names["broken"], broken)
+            "starts anew": {"older-records", "full-reply-file", "several-requests"},
+            "patient": {"full-observer"}, "posts locked": {"posts-unlocked"},
+            "leaves damage": {"damaged-file"}, "twice": {"reply-notification"}}
+        every = OWN_FAULTS.union(["registration", "two-hosts", "no-address"], *of_habits.values())
+        for habits, points in (
+                ((), every), (list(of_habits)[:6], every), (list(of_habits)[6:10], every),
+                (["posts locked"], {"posts-unlocked", "two-hosts"}), (["twice"], {"reply-notification"}),
+                (["leaves damage"], {"damaged-file", "two-hosts"})):
+            self.container = Container()
+            with self.subTest(habits), Careless(self.container, *habits):
+                broken = OWN_FAULTS.union(*(of_habits[habit] for habit in habits)) & points
+                self.assertEqual(check(*only(points))[1]["broken"], broken)

@@ -24,6 +24,12 @@ namespace {
 constexpr auto pause = 5ms;           // between two looks at a file: nothing tells of its lock
 constexpr auto latestLateReply = 4s;  // after its request; for a later one nobody waits here
 
+/// A response file that is empty is just being made, and would be made again.
+bool holdsAnything(const std::string& path) {
+  const auto status = Platform::statusOf(path);
+  return status && status->size > 0;
+}
+
 }  // namespace
 
 Result<Bench> Bench::make(const std::string& container, const Instance& instance, int wakings) {
@@ -147,7 +153,7 @@ void Bench::leave() {
   seeTo([this] {
     for (const auto& [id, sent] : late_) {
       while (Clock::now() < sent + latestLateReply && isRunning() &&
-             !Platform::statusOf(responseFile(id)))
+             !holdsAnything(responseFile(id)))
         waitUntil(Clock::now() + pause);
       (void)Platform::removeFile(responseFile(id));
     }
