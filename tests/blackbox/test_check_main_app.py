@@ -229,8 +229,8 @@ class CheckMainApp(unittest.TestCase):
             "leaves damage": {"damaged-file"}, "twice": {"reply-notification"}}
         every = OWN_FAULTS.union(["registration", "two-hosts", "no-address"], *of_habits.values())
         for habits, points in (
-                ((), every), (list(of_habits)[:6], every), (list(of_habits)[6:10], every),
-                (["posts locked"], {"posts-unlocked", "two-hosts"}), (["twice"], {"reply-notification"}),
+                ((), every), (list(of_habits)[:6], every), (list(of_habits)[6:9], every),
+                (["patient", "posts locked"], {"full-observer", "posts-unlocked"}), (["twice"], {"reply-notification"}),
                 (["leaves damage"], {"damaged-file", "two-hosts"})):
             self.container = Container()
             with self.subTest(habits), Careless(self.container, *habits):

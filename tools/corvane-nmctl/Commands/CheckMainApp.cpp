@@ -129,14 +129,14 @@ void run(Context& context, Points points, const Options& options) {
   if (container.fault) return fail(context, container.fault->cause);
   for (const Way way : {Way::applications, Way::notifications, Way::data})
     if (const auto fault = faultOf(way, container.path)) return fail(context, fault->cause);
-  const auto registration = MainAppCheck::registrationIn(container.path);
-  if (registration.running.empty())
-    return fail(context, "the main application does not run, start it first: " +
-                             registration.faults.front());
+  const auto registry = MainAppCheck::registryIn(container.path);
+  if (registry.running.empty())
+    return fail(context,
+                "the main application does not run, start it first: " + registry.faults.front());
   Platform::ignoreSignalsOfWrites();
   const auto wakings = Waking::begin();
   if (!wakings) return fail(context, wakings.failure().text);
-  auto bench = Bench::make(container.path, registration.running.front(), wakings.value());
+  auto bench = Bench::make(container.path, registry.running.front(), wakings.value());
   if (!bench) return fail(context, bench.failure().text);
   Report report(context.output);
   const bool isWhole =

@@ -82,7 +82,7 @@ void secondStart(Bench& bench) {
   if (!asked) broken("the instance that was started did not post PREFIXready within 30 s");
   requireAnnouncement(host, begin, *asked, begin + longestStart, "a second start");
   const auto end = Clock::now() + patience;
-  const auto hasEnded = [&bench] { return registrationIn(bench.container()).running.size() == 1; };
+  const auto hasEnded = [&bench] { return registryIn(bench.container()).running.size() == 1; };
   while (!hasEnded() && Clock::now() < end) bench.waitUntil(Clock::now() + 20ms);
   if (!hasEnded() || !bench.isRunning())
     broken("after a second start it is not the one instance that ran before");

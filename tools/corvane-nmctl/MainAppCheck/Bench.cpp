@@ -59,7 +59,7 @@ std::string Bench::notificationName(const std::string& word) {
 }
 
 bool Bench::isRunning() const {
-  const auto now = registrationIn(container_).running;
+  const auto now = registryIn(container_).running;
   return std::any_of(now.begin(), now.end(),
                      [this](const Instance& one) { return one.file == instance_.file; });
 }

@@ -12,7 +12,7 @@
 #include "Platform/File.h"
 #include "Platform/Linux/NotificationFolders.h"
 #include "Platform/NotificationCenter.h"
-#include "tools/corvane-nmctl/MainAppCheck/Registration.h"
+#include "tools/corvane-nmctl/MainAppCheck/Registry.h"
 
 namespace corvane::Nmctl::MainAppCheck {
 

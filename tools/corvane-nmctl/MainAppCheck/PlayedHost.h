@@ -57,6 +57,8 @@ class PlayedHost {
 
   /// Puts `bytes` into the request file and says so. `replies`: how many this host is to have.
   void send(std::string_view bytes, int replies = 1);
+  /// Likewise, with one reply, where nothing of anybody else's lies below.
+  void sendAlone(std::string_view bytes);
   /// Notes that so many replies will come from now on, to what somebody else sends for this host.
   void expect(int replies);
 

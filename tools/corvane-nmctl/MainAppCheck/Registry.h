@@ -14,12 +14,12 @@ struct Instance {
 };
 
 /// What the registry of the container says of the main application.
-struct Registration {
+struct Registry {
   std::vector<Instance> running;
   std::vector<std::string> faults;  ///< what is against the contract, a sentence each
 };
 
 /// Looks at the registry in `container`. Takes no lock; safe from any thread.
-Registration registrationIn(const std::string& container);
+Registry registryIn(const std::string& container);
 
 }  // namespace corvane::Nmctl::MainAppCheck

@@ -1,4 +1,4 @@
-#include "tools/corvane-nmctl/MainAppCheck/Registration.h"
+#include "tools/corvane-nmctl/MainAppCheck/Registry.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -12,7 +12,7 @@
 namespace corvane::Nmctl::MainAppCheck {
 namespace {
 
-namespace Registry = Platform::ApplicationRegistry;
+namespace Files = Platform::ApplicationRegistry;
 using Platform::OwnedDescriptor;
 
 std::string modeOf(mode_t mode) {
@@ -23,15 +23,15 @@ std::string modeOf(mode_t mode) {
 
 /// Why the file `name`, which has a good name, does not stand for a running instance.
 std::string whyNone(const OwnedDescriptor& folder, const std::string& name, pid_t process) {
-  const OwnedDescriptor file = Registry::openFile(folder, name);
+  const OwnedDescriptor file = Files::openFile(folder, name);
   if (!file) return name + " can't be opened for reading";
-  if (Registry::lockOf(file) != Registry::Lock::held)
+  if (Files::lockOf(file) != Files::Lock::held)
     return "nobody holds the lock (F_OFD_SETLK, F_WRLCK) of " + name +
            (Platform::ProcessFileName::isGone(process) ? ", whose process is gone" : "");
   return name + " is locked, but process " + std::to_string(process) + " has ended";
 }
 
-void look(const OwnedDescriptor& folder, const std::string& name, Registration& found) {
+void look(const OwnedDescriptor& folder, const std::string& name, Registry& found) {
   const auto process = Platform::ProcessFileName::processOf(name);
   if (!process) {
     if (name.front() != '.')
@@ -52,10 +52,10 @@ void look(const OwnedDescriptor& folder, const std::string& name, Registration& 
 
 }  // namespace
 
-Registration registrationIn(const std::string& container) {
-  Registration found;
+Registry registryIn(const std::string& container) {
+  Registry found;
   const std::string application = Configuration::MainAppBundleIdentifier;
-  const OwnedDescriptor folder = Registry::open(container, application);
+  const OwnedDescriptor folder = Files::open(container, application);
   if (!folder) {
     found.faults.push_back("there is no folder Applications/" + application);
     return found;
