@@ -40,7 +40,7 @@ bool isPageState(const Value* result) {
   return true;
 }
 
-/// A command, and what undoes it.
+/// A command, what it takes, and what it answers.
 struct Case {
   const char* name;
   const char* kind;  ///< of the result, for people
