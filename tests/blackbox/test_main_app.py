@@ -33,6 +33,9 @@ def archive(record):
     def encoded(value):
         if value is None:
             return instance("NSNull", {})
+        if isinstance(value, tuple):  # a class and its fields, of which integers stand in place
+            return instance(value[0], {key: field if isinstance(field, int) else encoded(field)
+                                       for key, field in value[1].items()})
         if not isinstance(value, dict):
             return add(value)
         return instance("NSDictionary", {"NS.keys": [add(key) for key in value],

@@ -31,6 +31,7 @@ int run(int count, const char* const* arguments, Context& context) {
   Commands::addReport(app, context);
   Commands::addTalk(app, context);
   Commands::addLog(app, context);
+  Commands::addCheckMainApp(app, context);
   try {
     app.parse(count, arguments);
   } catch (const CLI::ParseError& error) {

@@ -34,6 +34,7 @@ void addStatus(CLI::App& app, Context& context);
 void addReport(CLI::App& app, Context& context);
 void addTalk(CLI::App& app, Context& context);
 void addLog(CLI::App& app, Context& context);
+void addCheckMainApp(CLI::App& app, Context& context);
 
 /// The options --browser and --dir, which several commands share.
 void addSelection(CLI::App& command, Selection& selection);

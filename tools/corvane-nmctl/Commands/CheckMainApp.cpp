@@ -1,0 +1,172 @@
+#include <CLI/App.hpp>
+#include <CLI/Config.hpp>
+#include <CLI/Formatter.hpp>
+#include <algorithm>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "Platform/StandardStreams.h"
+#include "tools/corvane-nmctl/Commands/Commands.h"
+#include "tools/corvane-nmctl/Link.h"
+#include "tools/corvane-nmctl/MainAppCheck/Bench.h"
+#include "tools/corvane-nmctl/MainAppCheck/PlayedHost.h"
+#include "tools/corvane-nmctl/MainAppCheck/Point.h"
+#include "tools/corvane-nmctl/MainAppCheck/Protection.h"
+#include "tools/corvane-nmctl/Waking.h"
+#include "tools/corvane-nmctl/Ways.h"
+
+namespace corvane::Nmctl::Commands {
+namespace {
+
+using MainAppCheck::Bench;
+using MainAppCheck::PlayedHost;
+using MainAppCheck::Point;
+using MainAppCheck::Points;
+using MainAppCheck::Verdict;
+using Kind = Verdict::Kind;
+
+constexpr const char* outcomeNames[] = {"holds", "broken", "not shown"};
+
+struct Options {
+  std::vector<std::string> only;
+  bool lists = false;
+  bool mayChange = false;
+};
+
+/// Says how the points came out, each as soon as it has.
+class Report {
+ public:
+  explicit Report(Output& output) : output_(output) {}
+
+  void tell(const Point& point, const Verdict& verdict) {
+    const auto index = static_cast<std::size_t>(verdict.kind);
+    ++counts_[index];
+    if (output_.isJson()) {
+      list_.push_back({{"name", point.name},
+                       {"outcome", outcomeNames[index]},
+                       {"seen", verdict.seen},
+                       {"contract", point.promise}});
+      return;
+    }
+    constexpr Output::Mark marks[] = {Output::Mark::good, Output::Mark::bad, Output::Mark::note};
+    const std::string seen = verdict.seen.empty() ? "" : ": " + printable(verdict.seen);
+    output_.marked(marks[index],
+                   point.name + (verdict.kind == Kind::notShown ? ": not shown" : "") + seen);
+    if (verdict.kind == Kind::broken) output_.line("    the contract: " + point.promise);
+    output_.flush();
+  }
+
+  void end() {
+    if (output_.isJson()) return output_.json({{"isKept", isKept()}, {"points", std::move(list_)}});
+    output_.line("points that hold: " + std::to_string(count(Kind::holds)) +
+                 ", broken: " + std::to_string(count(Kind::broken)) +
+                 ", not shown: " + std::to_string(count(Kind::notShown)));
+  }
+
+  [[nodiscard]] bool isKept() const { return count(Kind::broken) == 0; }
+
+ private:
+  [[nodiscard]] int count(Kind kind) const { return counts_[static_cast<std::size_t>(kind)]; }
+
+  Output& output_;
+  int counts_[3] = {};
+  boost::json::array list_;
+};
+
+void list(Output& output, const Points& points) {
+  boost::json::array all;
+  for (const Point& point : points) {
+    const bool isChange = point.needs == Point::Needs::changes;
+    if (output.isJson())
+      all.push_back({{"name", point.name}, {"contract", point.promise}, {"changes", isChange}});
+    else
+      output.line(point.name + (isChange ? " (--changes)" : "") + "\n    " + point.promise);
+  }
+  if (output.isJson()) output.json({{"points", all}});
+}
+
+/// Examines all of them; false when people wanted it to end before that.
+bool examineAll(const Points& points, Bench& bench, const std::string& whyNoChanges,
+                Report& report) {
+  for (const Point& point : points) {
+    const Verdict verdict = MainAppCheck::examine(point, bench, whyNoChanges);
+    if (Waking::isInterrupted()) return false;
+    report.tell(point, verdict);
+  }
+  return true;
+}
+
+/// Likewise, and sees to it that the user is protected as before.
+bool examineChanging(Context& context, const Points& points, Bench& bench, Report& report) {
+  std::optional<bool> before;
+  bench.seeTo([&] {
+    PlayedHost host(bench);
+    before = MainAppCheck::Protection::of(host);
+  });
+  const bool isWhole = examineAll(
+      points, bench,
+      before ? "" : "the application does not say whether protection is on, so as to set it back",
+      report);
+  const bool isRestored = !before || bench.seeTo([&] {
+    PlayedHost host(bench);
+    MainAppCheck::Protection::set(host, *before);
+  });
+  if (!isRestored)
+    fail(context,
+         std::string("protection could not be set back; it was ") + (*before ? "on" : "off"));
+  return isWhole;
+}
+
+void run(Context& context, Points points, const Options& options) {
+  if (!options.only.empty())
+    std::erase_if(points, [&options](const Point& point) {
+      return std::find(options.only.begin(), options.only.end(), point.name) == options.only.end();
+    });
+  if (options.lists) return list(context.output, points);
+  const Container container = findContainer();
+  if (container.fault) return fail(context, container.fault->cause);
+  for (const Way way : {Way::applications, Way::notifications, Way::data})
+    if (const auto fault = faultOf(way, container.path)) return fail(context, fault->cause);
+  const auto registry = MainAppCheck::registryIn(container.path);
+  if (registry.running.empty())
+    return fail(context,
+                "the main application does not run, start it first: " + registry.faults.front());
+  Platform::ignoreSignalsOfWrites();
+  const auto wakings = Waking::begin();
+  if (!wakings) return fail(context, wakings.failure().text);
+  auto bench = Bench::make(container.path, registry.running.front(), wakings.value());
+  if (!bench) return fail(context, bench.failure().text);
+  Report report(context.output);
+  const bool isWhole =
+      options.mayChange ? examineChanging(context, points, bench.value(), report)
+                        : examineAll(points, bench.value(), "it takes --changes to try it", report);
+  bench->leave();
+  if (!isWhole) return fail(context, "interrupted");
+  report.end();
+  if (!report.isKept()) context.status = 1;
+}
+
+}  // namespace
+
+void addCheckMainApp(CLI::App& app, Context& context) {
+  CLI::App& command = *app.add_subcommand(
+      "check-main-app",
+      "Play hosts to the main application that runs, and say which points of the contract hold");
+  const auto options = std::make_shared<Options>();
+  const auto points = std::make_shared<const Points>(MainAppCheck::allPoints());
+  command.add_option("--only", options->only, "only the point of this name; may be repeated")
+      ->check([points](const std::string& name) {
+        const bool isKnown = std::any_of(points->begin(), points->end(),
+                                         [&name](const Point& one) { return one.name == name; });
+        return isKnown ? std::string() : "no point is called " + name;
+      });
+  command.add_flag("--list", options->lists, "only show the points, with what the contract says");
+  command.add_flag("--changes", options->mayChange,
+                   "also what changes the user's state for a moment, opens windows, reports a site "
+                   "and looks for an update");
+  command.callback([&context, options, points] { run(context, *points, *options); });
+}
+
+}  // namespace corvane::Nmctl::Commands

@@ -1,0 +1,105 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "Platform/File.h"
+#include "Platform/Linux/NotificationFolders.h"
+#include "Platform/NotificationCenter.h"
+#include "tools/corvane-nmctl/MainAppCheck/Registry.h"
+
+namespace corvane::Nmctl::MainAppCheck {
+
+using Clock = std::chrono::steady_clock;
+
+/// How long a host waits for a reply.
+extern const std::chrono::milliseconds replyLimit;
+
+/// The container with a running application, in which hosts are played, and all that waits there.
+/// Whatever waits ends the examination, with `notShown`, when people want the program to end. One
+/// thread.
+class Bench {
+ public:
+  /// `wakings`: what Waking::begin gave. Fails when no socket can be had in the container.
+  static Result<Bench> make(const std::string& container, const Instance& instance, int wakings);
+
+  [[nodiscard]] const std::string& container() const { return container_; }
+  [[nodiscard]] std::string dataFolder() const { return container_ + "/Data"; }
+  [[nodiscard]] std::string requestFile() const;
+  [[nodiscard]] std::string responseFile(const std::string& id) const;
+  [[nodiscard]] const Platform::NotificationFolders& notifications() const { return folders_; }
+  [[nodiscard]] const Instance& instance() const { return instance_; }
+
+  /// Whether the instance that ran in the beginning still does.
+  [[nodiscard]] bool isRunning() const;
+
+  /// Whether a plain request was answered well when it was last tried.
+  bool isAnswering();
+  /// Lets `isAnswering` try again.
+  void doubt() { isAnswering_.reset(); }
+
+  /// Waits until `descriptor` (below 0: nothing) can be read; false when `end` came before.
+  bool wait(int descriptor, Clock::time_point end) const;
+  void waitUntil(Clock::time_point end) const { wait(-1, end); }
+
+  /// The file `path`, opened and locked. Ends as `broken` when somebody holds the lock for longer
+  /// than any host waits, and as `notShown` when the file can't be opened.
+  [[nodiscard]] Platform::File locked(const std::string& path, Platform::File::Access access) const;
+
+  /// Appends `bytes` to the request file, under its lock.
+  void append(std::string_view bytes) const;
+  /// Likewise, once nobody else's requests lie there, so that what is wrong with `bytes` is nobody
+  /// else's loss.
+  void appendAlone(std::string_view bytes) const;
+  /// Waits until the request file is empty; false when it is not within `replyLimit`.
+  [[nodiscard]] bool awaitTaken() const;
+
+  /// Posts the notification of the main application that `word` stands for.
+  void post(const std::string& word) { center_->post(notificationName(word)); }
+  static std::string notificationName(const std::string& word);
+
+  /// Takes note that a reply to the host `id`, asked for at `sent`, may still come when that host
+  /// is gone: `leave` sees to its file then.
+  void expectLate(const std::string& id, Clock::time_point sent) { late_[id] = sent; }
+
+  /// Does `task` whether or not people want the program to end. What ends an examination ends the
+  /// task only: false then.
+  bool seeTo(const std::function<void()>& task);
+
+  /// The last thing: takes away what late replies have left.
+  void leave();
+
+ private:
+  Bench(std::string container, Instance instance, int wakings,
+        Platform::NotificationFolders folders);
+
+  std::string container_;
+  Instance instance_;
+  int wakings_;
+  Platform::NotificationFolders folders_;
+  std::unique_ptr<Platform::NotificationCenter> center_;  // for posting only: it starts no thread
+  std::optional<bool> isAnswering_;
+  std::map<std::string, Clock::time_point> late_;  // hosts: when each sent its last request
+  bool isInterruptible_ = true;
+};
+
+/// Does something when the examination is over, however it ends. Of use in one block.
+class Afterwards {
+ public:
+  Afterwards(Bench& bench, std::function<void()> task) : bench_(bench), task_(std::move(task)) {}
+  ~Afterwards() { bench_.seeTo(task_); }
+  Afterwards(const Afterwards&) = delete;
+  Afterwards& operator=(const Afterwards&) = delete;
+
+ private:
+  Bench& bench_;
+  std::function<void()> task_;
+};
+
+}  // namespace corvane::Nmctl::MainAppCheck

@@ -1,0 +1,70 @@
+#include "tools/corvane-nmctl/MainAppCheck/Registry.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include "Platform/Linux/ApplicationRegistry.h"
+#include "Platform/Linux/Folders.h"
+#include "Platform/Linux/ProcessFileName.h"
+#include "Platform/Linux/RunningInstance.h"
+#include "SharedComponents/Configuration.h"
+
+namespace corvane::Nmctl::MainAppCheck {
+namespace {
+
+namespace Files = Platform::ApplicationRegistry;
+using Platform::OwnedDescriptor;
+
+std::string modeOf(mode_t mode) {
+  std::string text = "0000";
+  for (std::size_t i = 4; i-- > 1; mode >>= 3) text[i] = static_cast<char>('0' + (mode & 7));
+  return text;
+}
+
+/// Why the file `name`, which has a good name, does not stand for a running instance.
+std::string whyNone(const OwnedDescriptor& folder, const std::string& name, pid_t process) {
+  const OwnedDescriptor file = Files::openFile(folder, name);
+  if (!file) return name + " can't be opened for reading";
+  if (Files::lockOf(file) != Files::Lock::held)
+    return "nobody holds the lock (F_OFD_SETLK, F_WRLCK) of " + name +
+           (Platform::ProcessFileName::isGone(process) ? ", whose process is gone" : "");
+  return name + " is locked, but process " + std::to_string(process) + " has ended";
+}
+
+void look(const OwnedDescriptor& folder, const std::string& name, Registry& found) {
+  const auto process = Platform::ProcessFileName::processOf(name);
+  if (!process) {
+    if (name.front() != '.')
+      found.faults.push_back(name + " is no process identifier, \".\" and 16 hexadecimal digits");
+    return;
+  }
+  if (!Platform::RunningInstance::find(folder, name)) {
+    found.faults.push_back(whyNone(folder, name, *process));
+    return;
+  }
+  found.running.push_back({name, *process});
+  struct stat status = {};
+  constexpr mode_t permissions = 07777;
+  if (::fstatat(folder.number(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) return;
+  if ((status.st_mode & permissions) != 0600)
+    found.faults.push_back(name + " has mode " + modeOf(status.st_mode));
+}
+
+}  // namespace
+
+Registry registryIn(const std::string& container) {
+  Registry found;
+  const std::string application = Configuration::MainAppBundleIdentifier;
+  const OwnedDescriptor folder = Files::open(container, application);
+  if (!folder) {
+    found.faults.push_back("there is no folder Applications/" + application);
+    return found;
+  }
+  for (const std::string& name : Platform::Folders::entries(folder)) look(folder, name, found);
+  if (found.running.size() > 1) found.faults.emplace_back("more than one instance is registered");
+  if (found.running.empty() && found.faults.empty())
+    found.faults.push_back("no file lies in Applications/" + application);
+  return found;
+}
+
+}  // namespace corvane::Nmctl::MainAppCheck
