@@ -35,11 +35,12 @@ class Browser(threading.Thread):
     """Asks without a pause, judges each answer, and starts its host anew when that is killed.
 
     `counts` says what came, `slowest` the seconds that the slowest reply of each kind took, `wrong`
-    what must not happen.
+    what must not happen. `answered` is notified of each exchange.
     """
 
-    def __init__(self, number, seed):
+    def __init__(self, number, seed, answered=None):
         super().__init__()
+        self.answered = answered or threading.Condition()
         self.number, self.dice = number, random.Random(seed)
         self.counts, self.slowest, self.wrong = Counter(), {}, []
         self.asked = 0
@@ -84,7 +85,9 @@ class Browser(threading.Thread):
         if reply["result"] == "error" and reply["data"] == TIMEOUT:
             self.counts["timed out"] += 1
             return False
-        self.counts["exchanges"] += is_running + (kind != "getCurrentAppState")  # and its state
+        with self.answered:
+            self.counts["exchanges"] += is_running + (kind != "getCurrentAppState")  # and its state
+            self.answered.notify_all()
         issuer = found.get("originalCertIssuer")
         if kind == "getCurrentFilteringState" and issuer != self.page(self.asked):
             if issuer in map(self.page, range(self.asked)):

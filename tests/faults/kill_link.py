@@ -10,6 +10,7 @@ import os
 import random
 import signal
 import sys
+import threading
 import time
 from collections import Counter
 
@@ -18,7 +19,8 @@ from exchange_file import records_in
 from host import APPLICATION, DEADLINE, Container, MainApplication
 
 HOSTS = 4
-LATEST = 0.004  # seconds; a kill comes up to so long after the exchange that makes it due
+LATEST = 0.004  # seconds; a kill comes up to so long after the exchange that makes it due, but
+#                 not after the next one
 VICTIMS = ["host"] * 4 + ["application"] * 3 + ["step"] + ["both"] * 2
 STEPS = ["after-lock", "after-read", "after-truncate", "after-unlock", "reply-opened",
          "reply-locked", "reply-half", "reply-written", "reply-unlocked", "reply-posted"]
@@ -34,18 +36,19 @@ class Link:
         self.dice = random.Random(seed)
         self.container = Container()
         self.application = MainApplication()
-        self.browsers = [Browser(number, f"{seed} {number}") for number in range(HOSTS)]
+        self.answered = threading.Condition()
+        self.browsers = [Browser(number, f"{seed} {number}", self.answered)
+                         for number in range(HOSTS)]
         self.counts, self.wrong = Counter(), []
 
     def exchanges(self):
         return sum(browser.counts["exchanges"] for browser in self.browsers)
 
     def await_exchanges(self, wanted):
-        end = time.monotonic() + DEADLINE
-        while self.exchanges() < wanted:
-            assert time.monotonic() < end, "nobody is answered any more"
-            time.sleep(0.001)
-        time.sleep(self.dice.uniform(0, LATEST))
+        with self.answered:
+            while self.exchanges() < wanted:
+                assert self.answered.wait(DEADLINE), "nobody is answered any more"
+            self.answered.wait(self.dice.uniform(0, LATEST))
 
     def kill(self, victim):
         self.counts[victim] += 1
