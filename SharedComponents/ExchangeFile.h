@@ -10,8 +10,8 @@
 namespace corvane {
 
 /// An exchange file in the hands of this process: open and locked for as long as the object lives.
-/// Waits for whoever has it. Never makes the file: that is the main application's. That a file can't
-/// be opened though it is there is said in the system log. One thread at a time.
+/// Waits for whoever has it. Never makes the file: that is the main application's. That a file
+/// can't be opened though it is there is said in the system log. One thread at a time.
 class ExchangeFile {
  public:
   enum class State {
