@@ -22,8 +22,8 @@ void async(UniqueFunction<void()> task);
 void async(UniqueFunction<void()> task, const std::function<bool()>& mayRunHere);
 
 /// The same for a thread that has more to queue at once: a main thread that sleeps is woken only
-/// when several tasks wait, by `wake`, or by a task that is queued otherwise. The caller must not
-/// wait for anything before it calls `wake`.
+/// when several tasks wait, by `wake`, or by a task that is queued otherwise. The caller must call
+/// `wake` before it waits for anything but the log.
 void asyncWithoutWaking(UniqueFunction<void()> task);
 
 /// Wakes the main thread if it sleeps while tasks wait. Safe from any thread.

@@ -25,12 +25,25 @@ const std::optional<std::string>& GroupContainer::dataUrl() {
   return made(data_, "Data", "dataUrl", "data");
 }
 
-void GroupContainer::pickUpLogLevel(VCLLogger& logger) const {
+void GroupContainer::pickUpLogLevel(VCLLogger& logger) {
+  pickUp(storedLogLevel(), logger);
+}
+
+void GroupContainer::pickUpChangedLogLevel(VCLLogger& logger) {
+  const std::int64_t level = storedLogLevel();
+  if (level != pickedUpLevel_) pickUp(level, logger);
+}
+
+std::int64_t GroupContainer::storedLogLevel() const {
   const auto settings = Platform::GroupSettings::open(required(), groupIdentifier_);
   if (!settings) {
     Platform::hardStop("the group settings cannot be opened: " + settings.failure().text);
   }
-  const std::int64_t level = settings->integer(logLevelKey);
+  return settings->integer(logLevelKey);
+}
+
+void GroupContainer::pickUp(std::int64_t level, VCLLogger& logger) {
+  pickedUpLevel_ = level;
   if (level == 0) return;
   if (level < 0 || level > std::numeric_limits<std::uint32_t>::max()) {
     Platform::hardStop("the group setting DefaultsKeyLogLevel is out of range: " +

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <atomic>
+#include <cstdint>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -37,7 +39,10 @@ class GroupContainer {
   /// Reads the log level that the main application has set and hands it to `logger`; 0 or none
   /// leaves the level as it is. The settings are read anew at each call. The process stops when
   /// they can't be read or when the level does not fit 32 unsigned bits.
-  void pickUpLogLevel(VCLLogger& logger) const;
+  void pickUpLogLevel(VCLLogger& logger);
+
+  /// The same if the level is another one than at the last time.
+  void pickUpChangedLogLevel(VCLLogger& logger);
 
  private:
   struct Folder {
@@ -48,12 +53,15 @@ class GroupContainer {
   const std::optional<std::string>& made(Folder& folder, const std::string& component,
                                          const char* property, const char* purpose);
   [[nodiscard]] const std::string& required() const;
+  [[nodiscard]] std::int64_t storedLogLevel() const;
+  void pickUp(std::int64_t level, VCLLogger& logger);
 
   const std::optional<std::string> folder_;
   const std::string groupIdentifier_;
   const std::string mainAppIdentifier_;
   Folder logs_;
   Folder data_;
+  std::atomic<std::int64_t> pickedUpLevel_{0};
 };
 
 }  // namespace corvane

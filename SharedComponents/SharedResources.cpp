@@ -72,6 +72,10 @@ void SharedResources::pickUpLogLevel() {
   container().pickUpLogLevel(VCLLogger::singleton());
 }
 
+void SharedResources::pickUpChangedLogLevel() {
+  container().pickUpChangedLogLevel(VCLLogger::singleton());
+}
+
 ExchangeBuffer& SharedResources::exchangeBuffer() {
   static auto& buffer = *new ExchangeBuffer(dataFolder, sharedResourcesQueue());
   exchangeIsUsed = true;

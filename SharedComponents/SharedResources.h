@@ -33,6 +33,7 @@ class SharedResources {
 
   /// Applies the log level that the main application has set; see GroupContainer::pickUpLogLevel.
   static void pickUpLogLevel();
+  static void pickUpChangedLogLevel();
 
   /// The records that travel in both directions. Its operations need the data folder: without it
   /// the process stops.

@@ -46,10 +46,12 @@ void BrowserChannel::listen() {
 void BrowserChannel::serveFirst() {
   reader_.readAhead();
   if (!reader_.hasFrameAhead()) return;
-  LentThread thisThread;
-  serveOne(thisThread);
+  {
+    LentThread thisThread;
+    serveOne(thisThread);
+    thisThread.passTurnsOn();
+  }
   comesBackAtOnce = false;
-  thisThread.passTurnsOn();
   MainQueue::turnUntil(Clock::now());  // writes the answer, if there is one
 }
 

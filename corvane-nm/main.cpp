@@ -74,6 +74,8 @@ void run(Platform::BrowserDescriptors browser) {
   SharedResources::suspend();  // the first reply needs nothing of what is queued there now
   watch.registerHandlers();
   SharedResources::pickUpLogLevel();
+  // Announced before it could be heard: the handlers are installed on that queue, too.
+  SharedResources::async(SharedResources::pickUpChangedLogLevel);
   watch.takeFirstCount();
   watch.observeMainApp(observeMainApp);
   channel.listen();

@@ -82,8 +82,8 @@ class Host {
     auto future = promise.get_future();
     LentThread thisThread;
     processor_.process(std::move(message),
-                       [promise = std::move(promise)](JsonObject reply) mutable {
-                         promise.set_value(std::move(reply));
+                       [promise = std::move(promise)](const JsonObject& reply) mutable {
+                         promise.set_value(ownCopy(reply));
                        });
     while (thisThread.hasTurn()) thisThread.useTurn();
     try {

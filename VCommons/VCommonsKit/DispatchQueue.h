@@ -48,8 +48,9 @@ class DispatchQueue {
   DispatchQueue(const DispatchQueue&) = delete;
   DispatchQueue& operator=(const DispatchQueue&) = delete;
 
-  /// Until `resume`, tasks wait, and no thread is started for them. Who waits for the queue
-  /// (`sync`, `drain`, the end of it) resumes it. For a start that has more urgent things to do.
+  /// On an idle queue: until `resume`, tasks wait, and no thread is started for them. Who waits for
+  /// the queue (`sync`, `drain`, the end of it) resumes it. For a start that has more urgent things
+  /// to do.
   void suspend();
   void resume();
 
