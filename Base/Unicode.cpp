@@ -1,5 +1,6 @@
 #include "Base/Unicode.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 
@@ -121,25 +122,26 @@ void append(std::string& text, char32_t codePoint) {
   }
 }
 
+std::size_t controlLength(std::string_view text, std::size_t at) {
+  const unsigned first = byteAt(text, at);
+  if (first < 0x20 || first == 0x7F) return 1;
+  if (first == 0xC2 && isContinuation(text, at + 1)) return byteAt(text, at + 1) < 0xA0 ? 2 : 0;
+  if (first != 0xE2 || !isContinuation(text, at + 1) || !isContinuation(text, at + 2)) return 0;
+  const unsigned second = byteAt(text, at + 1);
+  const unsigned third = byteAt(text, at + 2);
+  const bool separatesOrTurns = second == 0x80 && third >= 0xA8 && third <= 0xAE;
+  const bool isolates = second == 0x81 && third >= 0xA6 && third <= 0xA9;
+  return separatesOrTurns || isolates ? 3 : 0;
+}
+
 void appendVisible(std::string& text, std::string_view value) {
   std::size_t at = 0;
   while (at < value.size()) {
-    const unsigned byte = byteAt(value, at);
-    if (byte < 0x20 || byte == 0x7F) {
-      appendControl(text, byte);
-      ++at;
-      continue;
-    }
     const std::size_t length = characterLength(value, at, Surrogates::refused);
-    const bool isLateControl = length == 2 && byte == 0xC2 && byteAt(value, at + 1) < 0xA0;
-    if (length == 0 || isLateControl) {
-      for (const std::size_t end = at + (isLateControl ? 2 : 1); at < end; ++at) {
-        appendHexEscape(text, byteAt(value, at));
-      }
-      continue;
-    }
-    text.append(value, at, length);
-    at += length;
+    const std::size_t hidden = length == 0 ? 1 : controlLength(value, at);
+    if (hidden == 0) text.append(value, at, length);
+    for (std::size_t i = 0; i < hidden; ++i) appendControl(text, byteAt(value, at + i));
+    at += std::max(hidden, length);
   }
 }
 

@@ -47,9 +47,14 @@ constexpr char32_t fromPair(char32_t leading, char32_t trailing) {
 /// bytes).
 void append(std::string& text, char32_t codePoint);
 
-/// Appends `value` with control characters (below 20, 7F, and 80 to 9F) and bytes that are not
-/// UTF-8 written visibly, as "\n", "\r", "\t" or "\x1B"; all else, a backslash included, stays as
-/// it is. What comes from outside so never ends a log line and never commands a terminal.
+/// Bytes of the control character at `at`, or 0 when there is none: below 20, 7F, 80 to 9F, the
+/// separators of lines and paragraphs (2028, 2029), and what turns the direction of text for more
+/// than one character (202A to 202E, 2066 to 2069).
+std::size_t controlLength(std::string_view text, std::size_t at);
+
+/// Appends `value` with control characters (see controlLength) and bytes that are not UTF-8 written
+/// visibly, as "\n", "\r", "\t" or "\x1B"; all else, a backslash included, stays as it is. What
+/// comes from outside so never ends a log line, never commands a terminal, and shows in its order.
 void appendVisible(std::string& text, std::string_view value);
 
 }  // namespace corvane::Unicode

@@ -90,10 +90,14 @@ Result<File::Status> statusOf(const std::string& path, SystemCalls& calls = Syst
 /// Removes the name `path`. A missing one is a failure with cause `notFound`.
 Result<Done> removeFile(const std::string& path, SystemCalls& calls = SystemCalls::system());
 
-/// Makes the folder `base`/`below`, mode 0700, with what is missing between the two; Existing
+/// Whether a symbolic link to a folder counts as a folder.
+enum class Links { refused, followed };
+
+/// Makes the folder `base`/`below`, mode 0700, with what is missing between the two; existing
 /// folders are fine. Fails when `base` is missing, which is never made, and when something else
-/// stands in the way.
-Result<Done> makeFolders(const std::string& base, const std::string& below);
+/// stands in the way: below `base`, with `Links::refused`, any symbolic link, too.
+Result<Done> makeFolders(const std::string& base, const std::string& below,
+                         Links links = Links::refused);
 
 /// The failure that errno tells of now, as "`operation`: text of the error".
 Failure failureFromErrno(const std::string& operation);

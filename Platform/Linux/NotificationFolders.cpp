@@ -73,13 +73,13 @@ Result<NotificationFolders> NotificationFolders::open(const std::string& contain
 
 Result<Done> NotificationFolders::link(const std::string& socketName,
                                        const std::string& name) const {
-  const std::string link = name + "/" + socketName;
   for (int attempt = 0; attempt < linkAttempts; ++attempt) {
-    if (::linkat(folder_.number(), hidden(socketName).c_str(), folder_.number(), link.c_str(), 0) ==
-        0) {
+    const OwnedDescriptor target = Folders::open(folder_, name);
+    if (target && (::linkat(folder_.number(), hidden(socketName).c_str(), target.number(),
+                            socketName.c_str(), 0) == 0 ||
+                   errno == EEXIST)) {
       return Done{};
     }
-    if (errno == EEXIST) return Done{};
     if (errno != ENOENT) break;
     if (::mkdirat(folder_.number(), name.c_str(), folderMode) != 0 && errno != EEXIST) break;
   }

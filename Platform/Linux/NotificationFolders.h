@@ -26,7 +26,8 @@ class NotificationFolders {
   static std::string hidden(const std::string& socketName) { return '.' + socketName; }
 
   /// Links the socket `socketName`, which is bound, into the folder of `name`, which is made as
-  /// often as others remove it empty. Linking twice is fine.
+  /// often as others remove it empty. Linking twice is fine; a symbolic link in place of the folder
+  /// is refused.
   [[nodiscard]] Result<Done> link(const std::string& socketName, const std::string& name) const;
 
   /// Takes the link away again.

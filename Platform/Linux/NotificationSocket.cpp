@@ -14,15 +14,16 @@
 namespace corvane::Platform {
 namespace {
 
-/// The address of `name` in `folder`; nothing when it is too long for an address.
-std::optional<sockaddr_un> addressOf(const OwnedDescriptor& folder, const std::string& name) {
+/// The address of what lies at `path`; nothing when that is too long for an address.
+std::optional<sockaddr_un> addressOf(const std::string& path) {
   sockaddr_un address = {};
   address.sun_family = AF_UNIX;
-  const std::string path = pathOf(folder) + "/" + name;
   if (path.size() >= sizeof address.sun_path) return std::nullopt;
   path.copy(address.sun_path, path.size());
   return address;
 }
+
+constexpr mode_t socketMode = 0600;
 
 OwnedDescriptor makeSocket() {
   return OwnedDescriptor(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
@@ -38,8 +39,10 @@ Result<NotificationSocket> NotificationSocket::bind(const OwnedDescriptor& folde
                                                     const std::string& name) {
   OwnedDescriptor socket = makeSocket();
   if (!socket) return failureFromErrno("socket");
-  const auto address = addressOf(folder, name);
+  const auto address = addressOf(pathOf(folder) + "/" + name);
   if (!address) return Failure{FailureCause::other, "the name of a socket is too long"};
+  // What is bound takes the mode over: only its user may send, whatever the umask.
+  if (::fchmod(socket.number(), socketMode) != 0) return failureFromErrno("fchmod");
   if (::bind(socket.number(), plain(*address), sizeof *address) != 0)
     return failureFromErrno("bind");
   return NotificationSocket(std::move(socket));
@@ -60,9 +63,12 @@ void NotificationSocket::discardAll() {
 
 OwnedDescriptor NotificationSocket::connectedTo(const OwnedDescriptor& folder,
                                                 const std::string& name) {
+  // Through the entry itself, as connecting by its name would follow a symbolic link.
+  const OwnedDescriptor entry(
+      ::openat(folder.number(), name.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
+  if (!entry) return {};
   OwnedDescriptor socket = makeSocket();
-  const auto address = addressOf(folder, name);
-  if (!address) errno = ENAMETOOLONG;
+  const auto address = addressOf(pathOf(entry));
   const bool isConnected =
       socket && address && ::connect(socket.number(), plain(*address), sizeof *address) == 0;
   return isConnected ? std::move(socket) : OwnedDescriptor();

@@ -16,11 +16,12 @@ namespace corvane::Platform {
 /// than socket addresses.
 class NotificationSocket {
  public:
-  /// Binds a new socket under `name` in `folder`.
+  /// Binds a new socket under `name` in `folder`, mode 0600.
   static Result<NotificationSocket> bind(const OwnedDescriptor& folder, const std::string& name);
 
   /// A new socket that reaches only the socket `name` in `folder`; none, with errno set, when that
-  /// can't be reached: ECONNREFUSED if nobody has it open any more.
+  /// can't be reached: ECONNREFUSED if nobody has it open any more, or if it is no socket, be it a
+  /// symbolic link to one.
   static OwnedDescriptor connectedTo(const OwnedDescriptor& folder, const std::string& name);
 
   /// Whether nobody has the socket `name` in `folder` open any more. False for all else, be it no

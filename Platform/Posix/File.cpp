@@ -75,9 +75,11 @@ File::Status statusFrom(const struct stat& status) {
   return result;
 }
 
-bool isFolder(const std::string& path) {
+bool isFolder(const std::string& path, Links links) {
   struct stat status = {};
-  return ::stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+  const int result =
+      links == Links::followed ? ::stat(path.c_str(), &status) : ::lstat(path.c_str(), &status);
+  return result == 0 && S_ISDIR(status.st_mode);
 }
 
 }  // namespace
@@ -206,15 +208,14 @@ Result<Done> removeFile(const std::string& path, SystemCalls& calls) {
   return Done{};
 }
 
-Result<Done> makeFolders(const std::string& base, const std::string& below) {
-  if (isFolder(base + "/" + below)) return Done{};
+Result<Done> makeFolders(const std::string& base, const std::string& below, Links links) {
   std::size_t end = 0;
   while (end < below.size()) {
     end = std::min(below.find('/', end + 1), below.size());
     const std::string path = base + "/" + below.substr(0, end);
-    if (::mkdir(path.c_str(), 0700) == 0) continue;
+    if (isFolder(path, links) || ::mkdir(path.c_str(), 0700) == 0) continue;
     if (errno != EEXIST) return failureFromErrno("mkdir " + path);
-    if (isFolder(path)) continue;
+    if (isFolder(path, links)) continue;  // another process was quicker
     errno = ENOTDIR;
     return failureFromErrno("mkdir " + path);
   }

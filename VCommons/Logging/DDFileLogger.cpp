@@ -104,7 +104,7 @@ void DDFileLogger::rollCurrent(Time now) {
 /// to make a file, so the number of tries only bounds what a stopped process can do.
 void DDFileLogger::makeFirst(Time now) {
   constexpr int tries = 1000;
-  manager_.makeFolder();
+  if (!manager_.makeFolder()) return;
   auto lock = manager_.lockFolder();
   for (int i = 0; i < tries && !lock && isHeldByOther(lock.failure()); ++i) {
     if (takeNewest()) return;

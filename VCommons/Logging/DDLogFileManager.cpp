@@ -31,6 +31,7 @@ DDLogFileManager::DDLogFileManager(std::string folder, std::string applicationNa
 std::vector<DDLogFileInfo> DDLogFileManager::sortedLogFiles() const {
   std::vector<DDLogFileInfo> files;
   std::error_code error;
+  if (std::filesystem::is_symlink(folder_, error)) return files;  // others' files, perhaps
   for (std::filesystem::directory_iterator entry(folder_, error), end; !error && entry != end;
        entry.increment(error)) {
     std::string name = entry->path().filename().string();
@@ -62,12 +63,11 @@ bool DDLogFileManager::mayHaveChanged() {
   return before != look;
 }
 
-void DDLogFileManager::makeFolder() {
-  // Where that fails, making the file will say so.
+bool DDLogFileManager::makeFolder() {
   const std::size_t slash = folder_.find_last_of('/');
-  if (slash == std::string::npos) return;
-  [[maybe_unused]] const auto made =
-      Platform::makeFolders(folder_.substr(0, slash), folder_.substr(slash + 1));
+  if (slash == std::string::npos) return false;
+  return static_cast<bool>(
+      Platform::makeFolders(folder_.substr(0, slash), folder_.substr(slash + 1)));
 }
 
 Result<Platform::File> DDLogFileManager::lockFolder() const {

@@ -39,8 +39,8 @@ class DDLogFileManager {
   bool mayHaveChanged();
 
   /// Makes the folder, mode 0700, unless it exists. The folder that it stands in belongs to others
-  /// and is never made.
-  void makeFolder();
+  /// and is never made. False when it is not there then, or is a symbolic link.
+  [[nodiscard]] bool makeFolder();
 
   /// Takes the folder's advisory lock, which lasts as long as the file returned; see File::tryLock.
   [[nodiscard]] Result<Platform::File> lockFolder() const;

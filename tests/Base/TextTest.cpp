@@ -38,6 +38,17 @@ TEST(Unicode, WritesWhatCannotBeSeenVisibly) {
   std::string text = "=";
   Unicode::appendVisible(text, "a\nb\r\t\x1B[1m\x7F\0\xC2\x85\xED\xA0\x80\xFF \xC3\xA9\\n"s);
   EXPECT_EQ(text, "=a\\nb\\r\\t\\x1B[1m\\x7F\\x00\\xC2\\x85\\xED\\xA0\\x80\\xFF \xC3\xA9\\n");
+  // Only the borders of what ends lines and turns text; beside them stand dashes and dots.
+  const std::pair<const char*, bool> borders[] = {
+      {"\xC2\x9F", true},      {"\xC2\xA0", false},    {"\xE2\x80\xA7", false},
+      {"\xE2\x80\xA8", true},  {"\xE2\x80\xAE", true}, {"\xE2\x80\xAF", false},
+      {"\xE2\x81\xA5", false}, {"\xE2\x81\xA6", true}, {"\xE2\x81\xA9", true},
+      {"\xE2\x81\xAA", false}, {"\xE2\x80", true},     {"\xE3\x80\xA8", false}};
+  for (const auto& [character, isHidden] : borders) {
+    text.clear();
+    Unicode::appendVisible(text, character);
+    EXPECT_EQ(text != character, isHidden) << text;
+  }
 }
 
 TEST(Json, KeepsKindsApart) {

@@ -1,6 +1,7 @@
 #include "SharedComponents/ExchangeBuffer.h"
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <cerrno>
 #include <iostream>
@@ -166,6 +167,21 @@ TEST_F(ExchangeBufferTest, RefusesAtItsBordersAndChangesNothingThen) {
       refusal().starts_with("1 (SharedResources: setExchange(key:id:name:body:)) Can't "
                             "open file \"" +
                             url_ + "\" for writing: "));
+}
+
+TEST_F(ExchangeBufferTest, NeitherFollowsALinkNorTakesAPipeForAFile) {
+  ASSERT_TRUE(buffer_.setExchange("k", "a", "first", std::nullopt));
+  const auto target = folder_.path() / "target";
+  fs::rename(path_, target);
+  const auto content = contentOf(target);
+  for (const bool isLink : {true, false}) {
+    isLink ? fs::create_symlink(target, path_) : void(::mkfifo(path_.c_str(), 0600));
+    buffer_.setExchange("k", "b", "second", std::nullopt);
+    EXPECT_EQ(buffer_.getExchange("k", "a"), std::nullopt);
+    buffer_.clearExchange("k");
+    EXPECT_EQ(contentOf(target), content);
+    fs::remove(path_);
+  }
 }
 
 TEST_F(ExchangeBufferTest, NeverMakesAFileAndAppendsNothingAfterTheEnd) {

@@ -22,5 +22,15 @@ TEST(GroupContainer, MakesFoldersOnceAndAFailureStands) {
   EXPECT_FALSE(fs::exists(logs)) << "the disk is not asked again";
 }
 
+TEST(GroupContainer, NoFolderIsALink) {
+  const testing::TemporaryFolder folder;
+  fs::create_directories(folder.path() / "elsewhere/com.example.app");
+  for (const char* name : {"Data", "Logs"})
+    fs::create_directory_symlink("elsewhere", folder.path() / name);
+  GroupContainer container(folder.path().string(), "TEAM.group", "com.example.app");
+  EXPECT_EQ(container.logsUrl(), std::nullopt);
+  EXPECT_EQ(container.dataUrl(), std::nullopt);
+}
+
 }  // namespace
 }  // namespace corvane

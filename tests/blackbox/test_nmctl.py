@@ -150,6 +150,8 @@ class Tool(unittest.TestCase):
                 ("Notifications", lambda path: path.chmod(0o500), "not permitted to write to {}"),
                 ("Library", lambda path: path.chmod(0), "not permitted to look into {}"),
                 ("Logs", turn_into(Path.touch), "{} is no folder"),
+                ("Data", turn_into(lambda path: path.symlink_to(kept)),
+                 "{} is a symbolic link, which is not followed"),
                 ("Applications", turn_into(lambda path: path.symlink_to(kept)),
                  "{} is a symbolic link, which is not followed"),
                 (request_file, turn_into(Path.mkdir), "{} is no file"),

@@ -40,7 +40,11 @@ Result<Done> check(const std::string& path) {
 Result<std::string> makeContainer(const std::optional<std::string>& folder) {
   const auto path = pathOf(folder);
   if (!path) return path.failure();
-  if (auto made = Platform::makeFolders("", path.value().substr(1)); !made) return made.failure();
+  // What lies above the container is the user's to arrange.
+  if (auto made = Platform::makeFolders("", path.value().substr(1), Platform::Links::followed);
+      !made) {
+    return made.failure();
+  }
   if (auto fine = check(path.value()); !fine) return fine.failure();
   if (auto made = Platform::makeFolders(path.value(), "Data"); !made) return made.failure();
   return path.value();

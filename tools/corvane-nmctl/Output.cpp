@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cstdlib>
 
 #include "Base/Unicode.h"
@@ -28,6 +29,25 @@ void makePrintable(JsonValue& value) {
     for (JsonValue& element : *array) makePrintable(element);
   if (auto* object = value.if_object())
     for (auto& entry : *object) makePrintable(entry.value());
+}
+
+/// JSON in which controls that JSON itself lets pass are written as escapes.
+std::string withoutControls(std::string_view json) {
+  std::string result;
+  for (std::size_t at = 0; at < json.size();) {
+    const std::size_t length = Unicode::controlLength(json, at);
+    if (length == 0) {
+      result += json[at++];
+      continue;
+    }
+    unsigned codePoint = static_cast<unsigned char>(json[at++]) & (length == 1 ? 0x7FU : 0x1FU);
+    for (std::size_t i = 1; i < length; ++i)
+      codePoint = codePoint << 6 | (static_cast<unsigned char>(json[at++]) & 0x3FU);
+    std::array<char, 16> escape{};
+    std::snprintf(escape.data(), escape.size(), "\\u%04x", codePoint);
+    result += escape.data();
+  }
+  return result;
 }
 
 }  // namespace
@@ -115,7 +135,8 @@ void Output::json(const JsonObject& object) {
     makePrintable(copy);
     text = serializeJson(copy.as_object());
   }
-  line(text ? text->view() : "{}");  // with printable texts there is nothing left to fail
+  line(text ? withoutControls(text->view())
+            : "{}");  // with printable texts there is nothing left to fail
 }
 
 void Output::complain(std::string_view text) {

@@ -44,7 +44,7 @@ class Output {
              const std::vector<std::vector<std::string>>& rows);
 
   /// The object as one line of JSON. Texts that are not UTF-8, as file names may be, are written
-  /// visibly.
+  /// visibly, control characters as escapes, for who lets a terminal show it.
   void json(const JsonObject& object);
   /// Whether any was written so far.
   [[nodiscard]] bool hasJson() const { return hasJson_; }

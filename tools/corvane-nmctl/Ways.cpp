@@ -23,7 +23,7 @@ Demand demandOf(Way way) {
   const fs::path application = Configuration::MainAppBundleIdentifier;
   switch (way) {
     case Way::data:
-      return {"Data", all, true};
+      return {"Data", all, false};
     case Way::applications:
       return {"Applications" / application, all, false};
     case Way::notifications:
@@ -31,9 +31,9 @@ Demand demandOf(Way way) {
     case Way::settings:
       return {"Library/Preferences", X_OK, true};
     case Way::logs:
-      return {"Logs" / application / "corvane-nm", W_OK | X_OK, true};
+      return {"Logs" / application / "corvane-nm", W_OK | X_OK, false};
     case Way::logFolders:
-      return {"Logs" / application / "corvane-nm", F_OK, true};
+      return {"Logs" / application / "corvane-nm", F_OK, false};
   }
   return {};
 }

@@ -134,6 +134,25 @@ TEST_F(NotificationCenterTest, RemovesWhatDeadProcessesLeftAndNothingElse) {
   EXPECT_EQ(entriesOf(notifications_ / "kept"), Names{"plain"});
 }
 
+TEST_F(NotificationCenterTest, FollowsNoSymbolicLinkAndLetsNobodyElseSend) {
+  const fs::path outside = folder_.path() / "outside";
+  auto stranger = boundSocket(outside, "socket");
+  fs::create_directories(notifications_ / "two");
+  fs::create_symlink(outside / "socket", notifications_ / "two/1.aaaaaaaaaaaaaaaa");
+  fs::create_directory_symlink(outside, one_);
+  center_.post("two");
+  center_.post("one");
+  EXPECT_EQ(stranger.receive(), "");
+  EXPECT_FALSE(center_.observe("one", [] {}));
+  EXPECT_EQ(entriesOf(outside), Names{"socket"});
+
+  const mode_t before = ::umask(0);
+  const auto open = boundSocket(notifications_, "open");
+  ::umask(before);
+  EXPECT_EQ(fs::status(notifications_ / "open").permissions(),
+            fs::perms::owner_read | fs::perms::owner_write);
+}
+
 TEST_F(NotificationCenterTest, LinksWhileOthersRemoveEmptyFolders) {
   for (int i = 0; i < 100; ++i) {
     NotificationCenter center(container_.string());

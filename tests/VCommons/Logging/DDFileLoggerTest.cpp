@@ -194,6 +194,23 @@ TEST_F(DDFileLoggerTest, OneHostAtATimeRollsAndTheOthersFollow) {
   }
 }
 
+TEST_F(DDFileLoggerTest, FollowsNeitherALinkToAFileNorOneToAFolder) {
+  const fs::path target = folder_.path() / "target";
+  testing::writeFile(target / "app 2024-01-01--00-00-00-000.log", "theirs");
+  fs::create_directories(path_);
+  fs::create_symlink(*fs::directory_iterator(target), fileOf("2999-12-31--23-59-59-000"));
+  const auto logger = host();
+  const auto late = host();
+  log(*logger, "x");
+  EXPECT_EQ(newest(), "2999-12-31--23-59-59-001") << "behind what is planted";
+  EXPECT_EQ(contents(newest()), "x;");
+  fs::remove_all(path_);
+  fs::create_directory_symlink(target, path_);
+  for (auto* other : {logger.get(), late.get()}) log(*other, "y");
+  EXPECT_EQ(testing::contentOf(target / "app 2024-01-01--00-00-00-000.log"), "theirs");
+  EXPECT_EQ(std::distance(fs::directory_iterator(target), {}), 1);
+}
+
 TEST_F(DDFileLoggerTest, FileAndFolderMayGoAtAnyTime) {
   const auto logger = host();
   log(*logger, "a");
