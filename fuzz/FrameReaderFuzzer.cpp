@@ -49,29 +49,60 @@ Messages framesIn(std::string_view stream) {
   return messages;
 }
 
+/// Whether whole frames alone are in `stream`.
+bool endsWhole(std::string_view stream) {
+  std::uint32_t length = 0;
+  while (stream.size() >= sizeof length) {
+    std::copy_n(stream.data(), sizeof length, reinterpret_cast<char*>(&length));
+    if (stream.size() - sizeof length < length) return false;
+    stream.remove_prefix(sizeof length + length);
+  }
+  return stream.empty();
+}
+
+/// Reads one frame. Of what lies in a file, one that is ahead is read without it, and no other is.
+FrameReader::Frame frameFrom(FrameReader& reader, bool& wasAhead) {
+  const auto position = [&] { return ::lseek(reader.descriptor(), 0, SEEK_CUR); };
+  const auto before = position();
+  const bool isAhead = reader.hasFrameAhead();
+  auto frame = reader.readOne();
+  if (isAhead)
+    require(!frame.isEndOfInput && position() == before, "a frame that is ahead is there");
+  else if (before >= 0 && frame.message)
+    require(position() > before, "a frame that is there is ahead");
+  if (!frame.isEndOfInput) wasAhead = isAhead;
+  return frame;
+}
+
 /// The frames that come out of `descriptor`, which gives `size` bytes: three times what has arrived
-/// at most while a body grows, and what Json takes for it.
-Messages framesFrom(int descriptor, std::size_t size) {
+/// at most while a body grows, and what Json takes for it. Bit i % 5 of `aheads` says whether the
+/// reader reads ahead before frame i.
+Messages framesFrom(int descriptor, std::size_t size, unsigned aheads = 0, bool isWhole = true) {
   const fuzzing::MemoryBound bound((std::size_t{256} << 10) + 136 * size);
   FrameReader reader(descriptor);
+  bool wasAhead = false;
   Messages messages;
   for (;;) {
-    auto frame = reader.readOne();
-    if (frame.isEndOfInput) return messages;
+    if ((aheads >> messages.size() % 5 & 1) != 0) reader.readAhead();
+    auto frame = frameFrom(reader, wasAhead);
+    if (frame.isEndOfInput) {
+      require(!wasAhead || isWhole, "a frame that is cut is not ahead");
+      return messages;
+    }
     messages.push_back(std::move(frame.message));
   }
 }
 
-Messages framesAtOnce(std::string_view stream) {
+Messages framesAtOnce(std::string_view stream, unsigned aheads) {
   const OpenDescriptor file(::memfd_create("stream", MFD_CLOEXEC));
   require(::pwrite(file.number(), stream.data(), stream.size(), 0) ==
               static_cast<ssize_t>(stream.size()),
           "the stream fits");
-  return framesFrom(file.number(), stream.size());
+  return framesFrom(file.number(), stream.size(), aheads, endsWhole(stream));
 }
 
 /// The stream arrives in up to 64 pieces, one for each read.
-Messages framesInPieces(std::string_view stream) {
+Messages framesInPieces(std::string_view stream, unsigned aheads) {
   std::array<int, 2> ends{};
   require(::socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends.data()) == 0, "it opens");
   const OpenDescriptor reading(ends[0]);
@@ -85,7 +116,7 @@ Messages framesInPieces(std::string_view stream) {
               "the pieces fit");
     }
   }
-  return framesFrom(reading.number(), stream.size());
+  return framesFrom(reading.number(), stream.size(), aheads, endsWhole(stream));
 }
 
 /// What can be written is read back as it was.
@@ -111,15 +142,16 @@ void writeAndReadBack(const Messages& messages) {
 }  // namespace
 
 /// The input is what the browser writes until it closes its end; of its first byte, the upper three
-/// bits say how many times 16 KiB of spaces follow it, for bodies beyond the reader's first memory.
+/// bits say how many times 16 KiB of spaces follow it, for bodies beyond the reader's first memory,
+/// and the others before which frames the reader reads ahead.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   if (size == 0) return 0;
   std::string stream(fuzzing::textOf(data, size).substr(1));
   stream.append(std::size_t{data[0]} / 32 * 16384, ' ');
   const Messages expected = framesIn(stream);
-  require(framesAtOnce(stream) == expected, "the frames are those of the stream");
+  require(framesAtOnce(stream, data[0]) == expected, "the frames are those of the stream");
   if (size <= 32768 && data[0] < 32)
-    require(framesInPieces(stream) == expected, "it is the same however the bytes arrive");
+    require(framesInPieces(stream, data[0]) == expected, "it is the same however the bytes arrive");
   writeAndReadBack(expected);
   return 0;
 }

@@ -44,7 +44,7 @@ class MemoryBound {
     most_ = held_.load();
   }
   // In the end, not where it is exceeded: libFuzzer too allocates, when a run takes too long.
-  ~MemoryBound() { require(most_ <= limit_, "memory is bounded by a multiple of the input"); }
+  ~MemoryBound() { require(most_ <= limit_, "memory stays within its bound"); }
   MemoryBound(const MemoryBound&) = delete;
   MemoryBound& operator=(const MemoryBound&) = delete;
 

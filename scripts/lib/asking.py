@@ -1,4 +1,4 @@
-"""Browsers that ask about pages of their own, so that each answer tells whose it is."""
+"""Browsers that ask about pages of their own, which the answers to some commands name."""
 
 import json
 import random
@@ -7,12 +7,22 @@ import threading
 import time
 from collections import Counter
 
-from host import Host, request
+from host import DEADLINE, Host, request
 
 PUSH = "CVN_APP_STATE_RESPONSE_MESSAGE_FAKEID"
 TIMEOUT = "Can't connect to main app, timeout reached."
 KINDS = {"getCurrentFilteringState": 8, "reportSite": 4, "openSettings": 2,
          "getCurrentAppState": 2, "setProtectionStatus": 1}  # and how often each
+NAMED_IN = {"getCurrentFilteringState": "originalCertIssuer", "reportSite": "reportUrl"}
+
+
+class ForeignReply(AssertionError):
+    """A whole frame that answers another request than the one that is due."""
+
+
+def page_in(kind, reply):
+    """The page that the main application answered for, where its answers tell: NAMED_IN."""
+    return (reply.get("parameters") or {}).get(NAMED_IN[kind], "").rpartition("?host=")[2]
 
 
 def send(host, kind, page, **parameters):
@@ -27,7 +37,7 @@ def receive(host, page):
     while (reply := host.receive()) and reply["requestId"] == PUSH:
         pass
     if reply and reply["requestId"] != page:
-        raise AssertionError(f"a reply to {reply['requestId']} in place of {page}")
+        raise ForeignReply(f"a reply to {reply['requestId']} in place of {page}")
     return reply
 
 
@@ -44,14 +54,17 @@ class Browser(threading.Thread):
         self.number, self.dice = number, random.Random(seed)
         self.counts, self.slowest, self.wrong = Counter(), {}, []
         self.asked = 0
-        self.lock = threading.Lock()  # guards what is below: the killer uses it, too
+        self.lock = threading.Condition()  # guards what is below: the killer uses it, too; notified
+        #                                    when a host is replaced
         self.host, self.generation, self.is_doomed, self.is_done = Host(), 0, False, False
 
     def page(self, number):
         return f"{number}.{self.number}-{self.generation}.invalid"
 
     def kill_host(self):
+        """Kills one that lives: what is killed already is replaced first."""
         with self.lock:
+            assert self.lock.wait_for(lambda: not self.is_doomed, DEADLINE), "no host in its place"
             self.is_doomed = True
             self.host.process.kill()
 
@@ -63,6 +76,7 @@ class Browser(threading.Thread):
             self.host.__exit__()
             self.host, self.is_doomed = Host(), False
             self.generation += 1
+            self.lock.notify_all()
 
     def ask(self, kind):
         """True when it is answered and rightly; None when the host is killed meanwhile."""
@@ -71,6 +85,8 @@ class Browser(threading.Thread):
         try:
             send(self.host, kind, page, **({"isEnabled": True} if kind[:3] == "set" else {}))
             reply = receive(self.host, page)
+        except ForeignReply:  # wrong also where its host is killed
+            raise
         except (BrokenPipeError, AssertionError):
             if self.is_doomed:  # also one whose last frame was cut
                 return None
@@ -81,23 +97,20 @@ class Browser(threading.Thread):
         return self.is_right(kind, reply)
 
     def is_right(self, kind, reply):
-        found, is_running = reply.get("parameters") or {}, reply["appState"]["isRunning"]
+        is_running = reply["appState"]["isRunning"]
         if reply["result"] == "error" and reply["data"] == TIMEOUT:
             self.counts["timed out"] += 1
             return False
         with self.answered:
             self.counts["exchanges"] += is_running + (kind != "getCurrentAppState")  # and its state
             self.answered.notify_all()
-        issuer = found.get("originalCertIssuer")
-        if kind == "getCurrentFilteringState" and issuer != self.page(self.asked):
-            if issuer in map(self.page, range(self.asked)):
+        is_right = reply["result"] == "ok"
+        if kind in NAMED_IN:
+            answered = page_in(kind, reply)
+            if answered in map(self.page, range(self.asked)):
                 self.counts["late"] += 1
                 return False
-            is_right = False
-        elif kind == "reportSite":
-            is_right = found.get("reportUrl", "").startswith("https://reports.")
-        else:
-            is_right = reply["result"] == "ok"
+            is_right = answered == self.page(self.asked)
         if not is_right:
             self.wrong.append(f"{kind} for {self.page(self.asked)}: {json.dumps(reply)}")
         return is_right and is_running

@@ -5,6 +5,8 @@ of the main application costs whoever waits for it 3 s; side by side that is wai
 """
 
 import json
+import os
+import signal
 import subprocess
 import sys
 import tempfile
@@ -13,7 +15,7 @@ from collections import Counter
 from pathlib import Path
 
 ROOT = Path(__file__).resolve().parents[2]
-LIMIT = 540  # seconds; far more than any run takes
+LIMIT = 540  # seconds for all links together; far more than any run takes
 ROWS = [  # what is counted, and in which words it is printed
     ("exchanges", "exchanges answered"),
     ("host", "kills of a host"),
@@ -25,7 +27,7 @@ ROWS = [  # what is counted, and in which words it is printed
     ("late", "late replies taken by the next request of the same command"),
     ("buffer is corrupted", 'records thrown away as "buffer is corrupted"'),
     ("Can't convert exchange object", "records that could not be decoded"),
-    ("half records", "response files left that end in half a record"),
+    ("half records", "exchange files left that end in half a record"),
 ]
 
 
@@ -34,8 +36,28 @@ def start(number, seed, share):
     process = subprocess.Popen(
         [ROOT / "scripts/lib/private-home", home.name, sys.executable,
          ROOT / "tests/faults/kill_link.py", f"{seed}-{number}", *map(str, share)],
-        stdout=subprocess.PIPE, text=True)
+        stdout=subprocess.PIPE, text=True, process_group=0)
     return home, process
+
+
+def report_of(process, end):
+    """What a link printed until `end`, and why there is no more."""
+    try:
+        text, _ = process.communicate(timeout=max(0.0, end - time.monotonic()))
+        return json.loads(text), None
+    except subprocess.TimeoutExpired:
+        return None, f"did not end within {LIMIT} s"
+    except ValueError:
+        return None, f"ended with status {process.returncode}: {text}"
+
+
+def clean_up(running):
+    """Ends links that still run, with all that they started."""
+    for home, process in running:
+        if process.poll() is None:
+            os.killpg(process.pid, signal.SIGKILL)
+            process.wait()
+        home.cleanup()
 
 
 def share_of(number, links, total):
@@ -46,17 +68,18 @@ def main(seed, *numbers):
     exchanges, kills, links = map(int, numbers)
     print(f"seed {seed}, {links} links side by side")
     begin = time.monotonic()
-    running = [start(number, seed, (share_of(number, links, exchanges),
-                                    share_of(number, links, kills))) for number in range(links)]
-    counts, wrong = Counter(), []
-    slowest = {}
-    for number, (home, process) in enumerate(running):
-        text, _ = process.communicate(timeout=LIMIT)
-        home.cleanup()
-        try:
-            report = json.loads(text)
-        except ValueError:
-            wrong.append(f"link {number} ended with status {process.returncode}: {text}")
+    running, counts, slowest, wrong = [], Counter(), {}, []
+    signal.signal(signal.SIGTERM, lambda *_: sys.exit("ended early"))
+    try:
+        for number in range(links):
+            running.append(start(number, seed, (share_of(number, links, exchanges),
+                                                share_of(number, links, kills))))
+        reports = [report_of(process, begin + LIMIT) for _, process in running]
+    finally:
+        clean_up(running)
+    for number, (report, failure) in enumerate(reports):
+        if failure:
+            wrong.append(f"link {number} {failure}")
             continue
         for kind, seconds in report["slowest"].items():
             slowest[kind] = max(slowest.get(kind, 0), seconds)

@@ -215,14 +215,15 @@ def soak(minutes, rate):
 
 
 def main(minutes, rate, folder):
+    minutes, rate = int(minutes), int(rate)
     stood_still = standstill()
-    browsers, curves, restarts, statuses = soak(int(minutes), int(rate))
+    browsers, curves, restarts, statuses = soak(minutes, rate)
     stood_still = standstill() - stood_still
     answered, refused = (sum(getattr(one, what) for one in browsers)
                          for what in ("answered", "refused"))
     print(f"{minutes} minutes, {HOSTS} hosts, {restarts} restarts of the main application: "
           f"{answered:,} requests answered, {refused:,} not, "
-          f"{(answered + refused) / 60 / int(minutes):.1f} a second, "
+          f"{(answered + refused) / 60 / minutes:.1f} a second, "
           f"{sum(one.pushes for one in browsers)} pushes, "
           f"the slowest {max(one.slowest for one in browsers):.1f} s; "
           f"the machine itself stood still for {max(0.0, stood_still):.1f} s")
@@ -233,6 +234,9 @@ def main(minutes, rate, folder):
         [f"a host ended with status {status}" for status in statuses if status]
     if refused > LOST_BY_A_RESTART * HOSTS * restarts:
         failures.append("more requests were not answered than restarts explain")
+    # What waits for a restart at the end does not catch up any more.
+    if answered + refused < rate * (60 * minutes - SLOW):
+        failures.append(f"fewer than {rate} requests a second")
     if wrong:
         failures.append(f"{wrong} curves are not flat")
     print("\n".join(failures) or "all curves are flat")

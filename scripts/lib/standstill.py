@@ -1,4 +1,4 @@
-"""Processes that stand still, as in a debugger or a frozen session, and go on when that is over."""
+"""Processes that stand still, as in a debugger or a frozen terminal, and go on when that is over."""
 
 import contextlib
 import os

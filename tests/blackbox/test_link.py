@@ -52,7 +52,7 @@ COMMANDS = {
 }
 # What is in the reply, and what there is when the main application says nothing of use.
 RESULTS = {"init": HELLO, "getCurrentFilteringState": PAGE,
-           "reportSite": {"reportUrl": "https://reports.example.org/1"}}
+           "reportSite": {"reportUrl": "https://reports.example.org/1?host=example.org"}}
 NO_RESULTS = {"init": HELLO, "getCurrentFilteringState": NO_PAGE, "reportSite": {"reportUrl": ""}}
 CHANGES = {"setProtectionStatus", "setFilteringStatus", "removeCustomRules"}
 

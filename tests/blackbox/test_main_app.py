@@ -147,7 +147,7 @@ class MainApp(unittest.TestCase):
             ("setProtectionStatus", {"enabled": False}, None),
             ("appState", None, {"isProtectionEnabled": False, "locale": "de"}),
             ("reportSite", page | {"referrer": "", "userAgent": "b"},
-             "https://reports.example.org/1"),
+             "https://reports.example.org/1?host=www.example.org"),
             *((name, None, None) for name in ("openFilteringLog", "openSettings", "updateApp")),
             ("appstate", None, 1),
         ]

@@ -52,6 +52,8 @@ class Link:
 
     def kill(self, victim):
         self.counts[victim] += 1
+        if self.application.process.poll() is not None:
+            raise AssertionError("the main application ended by itself")
         if victim in ("host", "both"):
             self.dice.choice(self.browsers).kill_host()
         if victim == "step":

@@ -15,15 +15,15 @@ import subprocess
 import time
 import unittest
 from concurrent.futures import ThreadPoolExecutor
+from pathlib import Path
 
 from asking import PUSH, TIMEOUT, receive, send
-from host import Container, Host, MainApplication, Observers, request
+from host import DEADLINE, Container, Host, MainApplication, Observers, request
 from standstill import stopped, stopped_holder
 
 PAGE = "getCurrentFilteringState"
 REPLY, LAST_SLICE = 3.0, 5.0  # seconds
 TOLERANCE = 10.0  # seconds; a busy machine comes late, a host that has no limit much later
-FAKETIME = "/usr/lib/x86_64-linux-gnu/faketime/libfaketime.so.1"
 
 
 def page_of(host, number):
@@ -87,12 +87,20 @@ class Faults(unittest.TestCase):
     def seen(self, fault, *texts):
         print(f"\nfault: {fault}: {'; '.join(texts)}", flush=True)
 
+    def await_that(self, holds):
+        """Asks until `holds` says so; who is to bring it about comes first."""
+        end = time.monotonic() + DEADLINE
+        while not holds():
+            self.assertLess(time.monotonic(), end, "what is waited for does not come")
+            os.sched_yield()
+
+    def exchanged(self):
+        return self.application.state()["exchange"]
+
     def await_taken(self, count):
         """Returns once the main application has taken `count` more requests than last time."""
-        wanted = self.taken + count
-        while (taken := self.application.state()["exchange"]["taken"]) < wanted:
-            pass
-        self.taken = taken
+        self.await_that(lambda: self.exchanged()["taken"] >= self.taken + count)
+        self.taken = self.exchanged()["taken"]
 
     def assert_mute(self, host, seconds=REPLY + 1):
         self.assertFalse(select.select([host.process.stdout], [], [], seconds)[0])
@@ -132,8 +140,8 @@ class Faults(unittest.TestCase):
         self.assert_works(other)
         with stopped_holder(path):
             send(held, "getCurrentAppState", page_of(held, 100))
-            while self.ask(other)["result"] == "ok":
-                pass  # the main application has not come to it yet
+            # Until the main application comes to it.
+            self.await_that(lambda: self.ask(other)["result"] != "ok")
             self.assert_waits_no_longer(other)
             self.assert_mute(held, REPLY)
         self.assertEqual(receive(held, page_of(held, 100))["result"], "ok")
@@ -187,8 +195,8 @@ class Faults(unittest.TestCase):
         taken = receive(host, pages[1])["parameters"]["originalCertIssuer"]
         self.assertIn(taken, pages)
         self.assert_works(other)
-        while self.application.state()["exchange"]["given"] < self.taken + 2:
-            pass  # the reply to the second one is on its way
+        # The reply to the second one is on its way.
+        self.await_that(lambda: self.exchanged()["given"] >= self.taken + 2)
         self.assert_works(host)
         self.seen("late reply", f"the next request got its own answer: {taken == pages[1]}")
 
@@ -248,10 +256,10 @@ class Faults(unittest.TestCase):
         self.link()
         self.hosts.append(self.enterContext(Host()))  # has asked for nothing yet
         limits = resource.getrlimit(resource.RLIMIT_NOFILE)
-        for host in self.hosts:
+        for number, host in enumerate(self.hosts, 1):
             host.send(b"bad")
-            while not self.container.log():
-                pass
+            self.await_that(lambda: sum("browser message" in line for line in self.container.log())
+                            == number)
             resource.prlimit(host.pid, resource.RLIMIT_NOFILE, (3, limits[1]))
             self.assert_waits_no_longer(host)
         self.assertRegex(self.system_lines(), "no exchange: open .*: Too many open files")
@@ -262,11 +270,12 @@ class Faults(unittest.TestCase):
         self.seen("no descriptors", self.waited)
 
     def test_clock_set_back_and_forth(self):
+        library, *_ = Path("/usr/lib").glob("*/faketime/libfaketime.so.1")
         clock = self.container.folder.parent / "clock"
         clock.write_text("+0")
         self.link(env=os.environ | {
-            "LD_PRELOAD": FAKETIME, "FAKETIME_TIMESTAMP_FILE": str(clock), "FAKETIME_NO_CACHE": "1",
-            "FAKETIME_DONT_FAKE_MONOTONIC": "1", "NO_FAKE_STAT": "1"})
+            "LD_PRELOAD": str(library), "FAKETIME_TIMESTAMP_FILE": str(clock),
+            "FAKETIME_NO_CACHE": "1", "FAKETIME_DONT_FAKE_MONOTONIC": "1", "NO_FAKE_STAT": "1"})
         (host,) = self.hosts
         self.application.command("fault silent")
         host.send(b"bad")  # begins a log
@@ -283,7 +292,8 @@ class Faults(unittest.TestCase):
             send(host, "setProtectionStatus", page_of(host, 101))
             shown = receive(host, page_of(host, 101))["appState"]["lastCheckTime"]
             today = datetime.datetime.now(datetime.timezone.utc) + datetime.timedelta(days)
-            self.assertLess(abs(datetime.datetime.fromisoformat(shown) - today).seconds, 60)
+            self.assertLess(abs(datetime.datetime.fromisoformat(shown) - today),
+                            datetime.timedelta(minutes=1))
             self.assertEqual(len(list(self.container.logs.iterdir())), files)
             self.seen(f"clock set to {days:+} days", f"a wait took {waited:.1f} s",
                       *(path.name for path in sorted(self.container.logs.iterdir())))

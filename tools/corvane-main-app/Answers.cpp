@@ -5,6 +5,7 @@
 
 #include "SharedComponents/Configuration.h"
 #include "SharedComponents/ExtensionBrowserApi/ExtensionBrowserApiConstants.h"
+#include "tools/corvane-main-app/Addresses.h"
 
 namespace corvane::MainApp {
 namespace {
@@ -105,7 +106,8 @@ class Request {
         find<std::string>(Param::userAgent) == nullptr) {
       return wrongParameters();
     }
-    return result("https://reports.example.org/" + std::to_string(++state_.uses().reports));
+    return result("https://reports.example.org/" + std::to_string(++state_.uses().reports) +
+                  "?host=" + Addresses::hostOf(*url()));
   }
 
   static Answer opened(std::int64_t& uses) {
