@@ -119,6 +119,15 @@ Messages framesInPieces(std::string_view stream, unsigned aheads) {
   return framesFrom(reading.number(), stream.size(), aheads, endsWhole(stream));
 }
 
+/// Not by ==: a zero with a huge exponent reads as what is equal to nothing (Base/Json.h).
+bool areSame(const Messages& ones, const Messages& others) {
+  return std::equal(ones.begin(), ones.end(), others.begin(), others.end(),
+                    [](const auto& one, const auto& other) {
+                      return one.has_value() == other.has_value() &&
+                             (!one || fuzzing::isSame(*one, *other));
+                    });
+}
+
 /// What can be written is read back as it was.
 void writeAndReadBack(const Messages& messages) {
   const OpenDescriptor file(::memfd_create("frames", MFD_CLOEXEC));
@@ -132,11 +141,7 @@ void writeAndReadBack(const Messages& messages) {
   const auto size = ::lseek(file.number(), 0, SEEK_END);
   ::lseek(file.number(), 0, SEEK_SET);
   const Messages again = framesFrom(file.number(), static_cast<std::size_t>(size));
-  require(std::equal(written.begin(), written.end(), again.begin(), again.end(),
-                     [](const auto& one, const auto& other) {
-                       return other && fuzzing::isSame(*one, *other);
-                     }),
-          "what was written reads back as the same");
+  require(areSame(written, again), "what was written reads back as the same");
 }
 
 }  // namespace
@@ -149,9 +154,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   std::string stream(fuzzing::textOf(data, size).substr(1));
   stream.append(std::size_t{data[0]} / 32 * 16384, ' ');
   const Messages expected = framesIn(stream);
-  require(framesAtOnce(stream, data[0]) == expected, "the frames are those of the stream");
+  require(areSame(framesAtOnce(stream, data[0]), expected), "the frames are those of the stream");
   if (size <= 32768 && data[0] < 32)
-    require(framesInPieces(stream, data[0]) == expected, "it is the same however the bytes arrive");
+    require(areSame(framesInPieces(stream, data[0]), expected),
+            "it is the same however the bytes arrive");
   writeAndReadBack(expected);
   return 0;
 }

@@ -7,10 +7,11 @@
 
 namespace corvane::fuzzing {
 
-/// Equal, except that reals may differ in their last places: the parser does not round them
-/// exactly.
+/// Equal, except that reals may differ in their last places, as the parser does not round them
+/// exactly, and that what is not a number (0e400, see parseJson) is the same as itself.
 inline bool isSame(const JsonValue& left, const JsonValue& right) {
   if (left.is_double() && right.is_double()) {
+    if (std::isnan(left.get_double())) return std::isnan(right.get_double());
     const double difference = std::abs(left.get_double() - right.get_double());
     return difference <= 1e-14 * std::abs(left.get_double()) || difference < 1e-300;
   }
