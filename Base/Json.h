@@ -26,8 +26,8 @@ inline constexpr std::size_t maximumJsonDepth = 512;
 
 /// Parses a whole text whose top level is an object or an array. Fails, with the reason, when the
 /// text is not strict JSON in UTF-8, nests deeper than `maximumJsonDepth`, or has a scalar as its
-/// top level. A zero with an exponent beyond what a double has (0e400) becomes a value that is not
-/// a number: the library multiplies it by infinity.
+/// top level. A real beyond what a double holds becomes infinite, a zero with such an exponent
+/// (0e400) not a number, as the library multiplies it by infinity.
 Result<JsonValue> parseJson(std::string_view text);
 
 /// False when something in `object` has no JSON text: a number that is infinite or not a number.
