@@ -121,7 +121,8 @@ void plantedLink(Bench& bench) {
   const PlayedHost target(bench);
   makeResponseFile(bench, target, 0);
   std::error_code failed;
-  std::filesystem::create_symlink(target.responseFile(), host.responseFile(), failed);
+  std::filesystem::create_symlink(std::filesystem::path(target.responseFile()).filename(),
+                                  host.responseFile(), failed);
   if (failed) notShown("no symbolic link can be made in Data/");
   host.send(host.request("appState"), 0);
   (void)PlayedHost(bench).ask("appState");

@@ -48,7 +48,7 @@ void folders(Bench& bench) {
     requireOwn(path, S_IFDIR, 0700);
     for (const std::string& entry : Platform::Folders::entries(Platform::Folders::open(path)))
       if (entry.front() != '.')  // one of a host may come and go meanwhile
-        requireOwn(path + "/" + entry, S_IFDIR, 0700, true);
+        requireOwn(std::string(path).append("/").append(entry), S_IFDIR, 0700, true);
   }
 }
 
