@@ -10,26 +10,36 @@ import socket
 import stat
 import struct
 import subprocess
+import tempfile
 import threading
+import time
 import unittest
+from concurrent.futures import ThreadPoolExecutor
 from pathlib import Path
 
-from host import APPLICATION, MAIN_APPLICATION, Container, MainApplication
+from host import APPLICATION, DEADLINE, GROUP, MAIN_APPLICATION, Container, MainApplication
 from test_main_app import archive, framed, unarchived
 from tool import TOOL
 
 PREFIX = f"{APPLICATION}.DARWIN_NOTIFICATION."
+LOOK = {"url": str, "port": int, "app": str}
+PARAMETERS = {"getCurrentFilteringState": LOOK, "removeCustomRules": {"url": str},
+              "addRule": {"ruleText": str}, "removeRule": {"ruleText": str}}
+# Runs a program where another folder lies over the home, so that several can run at once.
+ELSEWHERE = ["unshare", "--mount", *(["--user", "--map-current-user", "--keep-caps"] if os.geteuid() else []),
+             "--", "sh", "-c", 'mount --bind "$0" "$HOME" && exec "$@"']
 OWN_FAULTS = {"deep-request", "refused-classes"}  # of what is written in few lines, below
 
 
-def start_check(*arguments):
-    return subprocess.Popen([TOOL, "check-main-app", "--json", *arguments], text=True,
+def start_check(*arguments, home=None):
+    elsewhere = [] if home is None else [*ELSEWHERE, home]
+    return subprocess.Popen([*elsewhere, TOOL, "check-main-app", "--json", *arguments], text=True,
                             stdout=subprocess.PIPE, stderr=subprocess.PIPE)
 
 
-def check(*arguments):
+def check(*arguments, home=None):
     """The exit status, and the names of the points by their outcome."""
-    with start_check(*arguments) as tool:
+    with start_check(*arguments, home=home) as tool:
         said = json.loads(tool.communicate(timeout=120)[0])
     names = {"holds": set(), "broken": set(), "not shown": set()}
     for point in said["points"]:
@@ -44,11 +54,11 @@ def only(names):
 class Careless(threading.Thread):
     """A main application in few lines, a thread of this process, with bad `habits`."""
 
-    def __init__(self, container, *habits):
+    def __init__(self, container, habits):
         super().__init__()
-        self.habits, self.data = habits, container.folder / "Data"
-        self.notifications = container.folder / "Notifications"
-        registry = container.folder / "Applications"
+        self.habits, self.data, self.rules = habits, container / "Data", set()
+        self.notifications = container / "Notifications"
+        registry = container / "Applications"
         for folder in (self.data, self.notifications, registry, registry / APPLICATION):
             folder.mkdir(mode=0o700)
         self.requests = self.data / "ExchangeRequestContainer.data"
@@ -65,6 +75,7 @@ class Careless(threading.Thread):
 
     def __enter__(self):
         self.start()
+        return self
 
     def __exit__(self, *_):
         self.post(PREFIX + "exchange", b"end")
@@ -104,6 +115,8 @@ class Careless(threading.Thread):
                 threading.Timer(wait, self.post, [PREFIX + "appState"]).start()
             elif heard == (PREFIX + "exchange").encode():
                 self.take()
+            elif "easily upset" in self.habits:
+                return
 
     def take(self):
         with open(self.requests, "r+b") as file:
@@ -114,7 +127,11 @@ class Careless(threading.Thread):
                     end = len(data) - 4 - struct.unpack("<I", data[-4:])[0]
                     record = unarchived(data[end:-4]) if end >= 0 else None
                     records.insert(0, (record["id"] + "", record["name"] + "", record["body"]))
+                    if "strict" in self.habits and len(record) > 3:
+                        records.clear()
                     data = data[:end]
+            if "all or nothing" in self.habits and data:
+                records.clear()
             if "replaces" in self.habits:
                 self.requests.with_suffix(".new").touch(0o600)
                 self.requests.with_suffix(".new").replace(self.requests)
@@ -126,16 +143,22 @@ class Careless(threading.Thread):
     def answer(self, identifier, name, asked):
         if not 0 < len(identifier) <= 100 or {*identifier} & {"/", "\0"}:
             return
-        kinds = {"url": str, "port": int, "app": str}
         body = {"error": ("NSError", {"NSDomain": "d", "NSCode": 1, "NSUserInfo": {}})}
         if name == "appState":
             body = {"result": ("EBAAppStateResponse", {"isProtectionEnabled": True, "locale": "en"})}
-        elif name == "getCurrentFilteringState" and (
-                "unchecked" in self.habits or kinds == {key: type(one) for key, one in (asked or {}).items()}):
-            body = {"result": ("EBACurrentFilteringStateResponse", {"isFilteringEnabled": True})}
-        elif "unchecked" in self.habits:
-            body = {}
-        self.give(identifier, framed(archive({"id": identifier, "name": name, "body": body})))
+        elif "unchecked" in self.habits or ("converts" in self.habits and name.endswith("Rule")) or (
+                PARAMETERS.get(name) == {key: type(one) for key, one in (asked or {}).items()}):
+            result = ("EBACurrentFilteringStateResponse", {"isFilteringEnabled": True})
+            body = {"result": result} if name == "getCurrentFilteringState" else {}
+            if name.endswith("Rule"):
+                {"addRule": self.rules.add, "removeRule": self.rules.discard}[name](str(asked))
+        reply = framed(archive({"id": identifier, "name": name, "body": body}))
+        if name != "removeCustomRules":
+            return self.give(identifier, reply)
+        early = "early" in self.habits  # as nobody waits yet
+        for after in (0.45 if early else 0.75, 2.75):
+            threading.Timer(after, self.post, [PREFIX + "appState"]).start()
+        threading.Timer(0.5, self.give, [identifier, reply]).start()
 
     def give(self, identifier, reply):
         follow = 0 if "follows" in self.habits else os.O_NOFOLLOW
@@ -161,6 +184,17 @@ class Careless(threading.Thread):
                 self.post(notification)
 
 
+def check_careless(run):
+    """What is broken with the habits and of the points of `run`, and the rules that stay."""
+    habits, points = run
+    with tempfile.TemporaryDirectory() as home:
+        container = Path(home, ".local/share/group-containers", GROUP)
+        container.parent.mkdir(parents=True)
+        container.mkdir(0o700)
+        with Careless(container, habits) as application:
+            return check("--changes", *only(points), home=home)[1]["broken"], application.rules
+
+
 class CheckMainApp(unittest.TestCase):
     def setUp(self):
         self.container = Container()
@@ -175,11 +209,13 @@ class CheckMainApp(unittest.TestCase):
             before, said = sorted(self.container.folder.rglob("*")), application.state()
             status, names = check("--changes")
             self.assertEqual((status, names["broken"], names["not shown"]), (0, set(), set()))
-            status, names = check(*only(["announce-ready", "command-appState", "command-addRule"]))
+            status, names = check(*only(["announce-ready", "command-appState", "command-openSettings"]))
             self.assertEqual((status, *map(len, names.values())), (0, 2, 0, 1))
             with start_check("--changes", "--only", "announce-other-changes") as tool:
+                end = time.monotonic() + DEADLINE
                 while not application.state()["rules"]:
-                    pass
+                    self.assertIsNone(tool.poll())
+                    self.assertLess(time.monotonic(), end)
                 tool.send_signal(signal.SIGINT)
                 self.assertEqual((tool.wait(30), tool.stdout.read()), (1, '{"problem":"interrupted"}\n'))
             self.assertEqual(sorted(self.container.folder.rglob("*")), before)
@@ -191,13 +227,14 @@ class CheckMainApp(unittest.TestCase):
                   "command-getCurrentFilteringState", "error-missing-parameter", "two-hosts"]
         for fault, *broken in (
                 ("late 3100", "reply-time"), ("file other", "reply-file"),
-                ("die after-read", "reply-time"), ("id other", "reply-record"),
+                ("id other", "reply-record"),
                 ("name other", "reply-record"), ("wrong-type command=appState", "command-appState"),
                 ("string-error command=getCurrentFilteringState", "command-getCurrentFilteringState",
                  "error-missing-parameter")):
             self.container = Container()
             with self.subTest(fault), MainApplication("--fault", fault):
-                status, names = check(*only(points))
+                is_slow = fault in ("late 3100", "file other")  # every further point would take its time
+                status, names = check(*only(points[:4] if is_slow else points))
                 self.assertEqual((status, names["broken"]), (1, set(broken)))
                 self.assertEqual(len(list((self.container.folder / "Data").iterdir())),
                                  1 + (fault == "file other"))
@@ -220,19 +257,25 @@ class CheckMainApp(unittest.TestCase):
     def test_bad_habits_are_named(self):
         of_habits = {
             "no locks": {"request-lock", "reply-lock", "reply-file-removed"}, "hasty": {"announce-ready"},
-            "unchecked": {"error-unknown-command", "error-missing-parameter", "error-wrong-kind"},
+            "unchecked": {"error-unknown-command", "error-missing-parameter", "error-wrong-kind",
+                          "error-parameters-of-changes"},
             "follows": {"planted-link"}, "fills": {"full-reply-file"},
             "mixes up the dead": {"dead-observer", "no-socket"},
             "replaces": {"request-file-kept"}, "newest first": {"several-requests"},
             "starts anew": {"older-records", "full-reply-file", "several-requests"},
             "patient": {"full-observer"}, "posts locked": {"posts-unlocked"},
-            "leaves damage": {"damaged-file"}, "twice": {"reply-notification"}}
+            "leaves damage": {"damaged-file"}, "twice": {"reply-notification"},
+            "early": {"announce-removeCustomRules"}, "converts": {"error-parameters-of-changes"},
+            "strict": {"other-keys"}, "all or nothing": {"damage-below"},
+            "easily upset": {"strange-datagrams"}}
         every = OWN_FAULTS.union(["registration", "two-hosts", "no-address"], *of_habits.values())
-        for habits, points in (
-                ((), every), (list(of_habits)[:6], every), (list(of_habits)[6:9], every),
-                (["patient", "posts locked"], {"full-observer", "posts-unlocked"}), (["twice"], {"reply-notification"}),
-                (["leaves damage"], {"damaged-file", "two-hosts"})):
-            self.container = Container()
-            with self.subTest(habits), Careless(self.container, *habits):
-                broken = OWN_FAULTS.union(*(of_habits[habit] for habit in habits)) & points
-                self.assertEqual(check(*only(points))[1]["broken"], broken)
+        runs = [((), every - of_habits["early"]), ((), of_habits["early"]), (list(of_habits)[1:6], every)]
+        for habits in (["no locks"], ["replaces", "newest first"], ["starts anew"], ["patient"], ["posts locked"],
+                       ["twice", "early"], ["leaves damage"], ["converts", "strict"],
+                       ["all or nothing"], ["easily upset"]):
+            runs.append((habits, {"two-hosts"}.union(*(of_habits[habit] for habit in habits))))
+        with ThreadPoolExecutor(len(runs)) as pool:  # they wait for most of their time
+            for (habits, points), seen in zip(runs, pool.map(check_careless, runs)):
+                with self.subTest(habits):
+                    broken = OWN_FAULTS.union(*(of_habits[habit] for habit in habits)) & points
+                    self.assertEqual(seen, (broken, set()))

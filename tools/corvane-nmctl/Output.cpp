@@ -58,6 +58,12 @@ std::string printable(std::string_view text) {
   return result;
 }
 
+std::string octal(mode_t mode) {
+  char text[8];
+  std::snprintf(text, sizeof text, "%04o", static_cast<unsigned>(mode));
+  return text;
+}
+
 Output::Output(std::FILE* stream)
     : stream_(stream),
       // NOLINTNEXTLINE(concurrency-mt-unsafe): nobody sets any

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <sys/types.h>
+
 #include <cstdio>
 #include <string>
 #include <string_view>
@@ -70,5 +72,8 @@ class Output {
 /// `text` with control characters and with bytes that are no UTF-8 written visibly, as \n or \x1B,
 /// so that no file name can do anything to a terminal.
 std::string printable(std::string_view text);
+
+/// The permissions `mode` as four octal digits.
+std::string octal(mode_t mode);
 
 }  // namespace corvane::Nmctl

@@ -3,7 +3,6 @@
 #include <CLI/Formatter.hpp>
 #include <algorithm>
 #include <memory>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -11,9 +10,7 @@
 #include "tools/corvane-nmctl/Commands/Commands.h"
 #include "tools/corvane-nmctl/Link.h"
 #include "tools/corvane-nmctl/MainAppCheck/Bench.h"
-#include "tools/corvane-nmctl/MainAppCheck/PlayedHost.h"
 #include "tools/corvane-nmctl/MainAppCheck/Point.h"
-#include "tools/corvane-nmctl/MainAppCheck/Protection.h"
 #include "tools/corvane-nmctl/Waking.h"
 #include "tools/corvane-nmctl/Ways.h"
 
@@ -21,7 +18,6 @@ namespace corvane::Nmctl::Commands {
 namespace {
 
 using MainAppCheck::Bench;
-using MainAppCheck::PlayedHost;
 using MainAppCheck::Point;
 using MainAppCheck::Points;
 using MainAppCheck::Verdict;
@@ -58,8 +54,12 @@ class Report {
     output_.flush();
   }
 
-  void end() {
-    if (output_.isJson()) return output_.json({{"isKept", isKept()}, {"points", std::move(list_)}});
+  /// `left`: what could not be set back.
+  void end(const std::vector<std::string>& left) {
+    if (output_.isJson())
+      return output_.json({{"isKept", isKept()},
+                           {"points", std::move(list_)},
+                           {"left", boost::json::array(left.begin(), left.end())}});
     output_.line("points that hold: " + std::to_string(count(Kind::holds)) +
                  ", broken: " + std::to_string(count(Kind::broken)) +
                  ", not shown: " + std::to_string(count(Kind::notShown)));
@@ -98,27 +98,6 @@ bool examineAll(const Points& points, Bench& bench, const std::string& whyNoChan
   return true;
 }
 
-/// Likewise, and sees to it that the user is protected as before.
-bool examineChanging(Context& context, const Points& points, Bench& bench, Report& report) {
-  std::optional<bool> before;
-  bench.seeTo([&] {
-    PlayedHost host(bench);
-    before = MainAppCheck::Protection::of(host);
-  });
-  const bool isWhole = examineAll(
-      points, bench,
-      before ? "" : "the application does not say whether protection is on, so as to set it back",
-      report);
-  const bool isRestored = !before || bench.seeTo([&] {
-    PlayedHost host(bench);
-    MainAppCheck::Protection::set(host, *before);
-  });
-  if (!isRestored)
-    fail(context,
-         std::string("protection could not be set back; it was ") + (*before ? "on" : "off"));
-  return isWhole;
-}
-
 void run(Context& context, Points points, const Options& options) {
   if (!options.only.empty())
     std::erase_if(points, [&options](const Point& point) {
@@ -139,12 +118,12 @@ void run(Context& context, Points points, const Options& options) {
   auto bench = Bench::make(container.path, registry.running.front(), wakings.value());
   if (!bench) return fail(context, bench.failure().text);
   Report report(context.output);
-  const bool isWhole =
-      options.mayChange ? examineChanging(context, points, bench.value(), report)
-                        : examineAll(points, bench.value(), "it takes --changes to try it", report);
-  bench->leave();
-  if (!isWhole) return fail(context, "interrupted");
-  report.end();
+  const bool isWhole = examineAll(points, bench.value(),
+                                  options.mayChange ? "" : "it takes --changes to try it", report);
+  const auto left = bench->leave();
+  if (!isWhole) fail(context, "interrupted");
+  if (isWhole) report.end(left);
+  for (const std::string& one : left) fail(context, one);
   if (!report.isKept()) context.status = 1;
 }
 

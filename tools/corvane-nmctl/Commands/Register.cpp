@@ -17,12 +17,6 @@ struct Options {
   std::vector<std::string> extensions;
 };
 
-std::string octal(mode_t mode) {
-  char text[8];
-  std::snprintf(text, sizeof text, "%04o", static_cast<unsigned>(mode));
-  return text;
-}
-
 void printPlan(Output& output, const Place& place, const Plan& plan) {
   output.heading(place.titles());
   if (plan.files.empty())

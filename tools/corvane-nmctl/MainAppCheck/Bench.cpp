@@ -3,10 +3,12 @@
 #include <poll.h>
 
 #include <algorithm>
+#include <fstream>
 #include <utility>
 
 #include "Base/TimeLimits.h"
 #include "SharedComponents/Configuration.h"
+#include "SharedComponents/ExchangeBuffer.h"
 #include "tools/corvane-nmctl/Link.h"
 #include "tools/corvane-nmctl/MainAppCheck/PlayedHost.h"
 #include "tools/corvane-nmctl/MainAppCheck/Point.h"
@@ -24,13 +26,27 @@ namespace {
 constexpr auto pause = 5ms;           // between two looks at a file: nothing tells of its lock
 constexpr auto latestLateReply = 4s;  // after its request; for a later one nobody waits here
 
-/// A response file that is empty is just being made, and would be made again.
+/// Ends the examination, as somebody holds the lock of `file` for too long. Which counts against
+/// `application` only if it does: anybody who holds it may have been stopped.
+[[noreturn]] void tellOfLock(const std::string& path, const File& file, pid_t application) {
+  const auto status = file.status();
+  const std::string holder = " " + std::to_string(application) + " ";
+  const std::string held = ":" + std::to_string(status ? status->inode : 0) + " ";
+  const std::string said = " has held the lock of " + path + " for 3.0 s";
+  std::ifstream locks("/proc/locks");
+  for (std::string line; std::getline(locks, line);)
+    if (line.find(": FLOCK ") != std::string::npos && line.find(holder) != std::string::npos &&
+        line.find(held) != std::string::npos)
+      broken("the application" + said);
+  notShown("somebody else" + said);
+}
+
+}  // namespace
+
 bool holdsAnything(const std::string& path) {
   const auto status = Platform::statusOf(path);
   return status && status->size > 0;
 }
-
-}  // namespace
 
 Result<Bench> Bench::make(const std::string& container, const Instance& instance, int wakings) {
   auto folders = Platform::NotificationFolders::open(container);
@@ -65,16 +81,16 @@ bool Bench::isRunning() const {
 }
 
 bool Bench::isAnswering() {
-  if (!isAnswering_) {
-    isAnswering_ = false;
-    try {
-      PlayedHost(*this).ask("appState");
-      isAnswering_ = true;
-    } catch (const Ended&) {  // it is said of the points that are about this
-      isAnswering_ = false;
-    }
+  if (triesLeft_ > mostTries) return true;
+  if (triesLeft_ == 0) return false;
+  --triesLeft_;
+  try {
+    PlayedHost(*this).ask("appState");
+    triesLeft_ = mostTries + 1;
+  } catch (const Ended&) {  // it is said of the points that are about this
+    return false;
   }
-  return *isAnswering_;
+  return true;
 }
 
 bool Bench::wait(int descriptor, Clock::time_point end) const {
@@ -95,7 +111,7 @@ File Bench::locked(const std::string& path, File::Access access) const {
     auto file = File::open(path, access);
     if (!file) notShown("its file can't be opened: " + file.failure().text);
     while (!file->tryLock()) {
-      if (Clock::now() >= end) broken("somebody has held the lock of " + path + " for 3 s");
+      if (Clock::now() >= end) tellOfLock(path, file.value(), instance_.process);
       waitUntil(Clock::now() + pause);
     }
     const auto status = file->status();
@@ -103,11 +119,19 @@ File Bench::locked(const std::string& path, File::Access access) const {
   }
 }
 
+void Bench::appendTo(File& file, std::string_view bytes) {
+  const auto status = file.status();
+  if (!status || status->size > ExchangeBuffer::maximumBufferLength)
+    notShown("the file of requests or replies is full");
+  const auto taken = file.writeAt(bytesOf(bytes), {}, status->size);
+  if (taken && taken.value() == bytes.size()) return;
+  (void)file.truncate(status->size);
+  notShown("the file of requests or replies can't be written");
+}
+
 void Bench::append(std::string_view bytes) const {
   File file = locked(requestFile(), File::Access::update);
-  const auto status = file.status();
-  if (!status || !file.writeAt(bytesOf(bytes), {}, status->size))
-    notShown("the request file can't be written");
+  appendTo(file, bytes);
 }
 
 void Bench::appendAlone(std::string_view bytes) const {
@@ -116,10 +140,7 @@ void Bench::appendAlone(std::string_view bytes) const {
     {
       File file = locked(requestFile(), File::Access::update);
       const auto status = file.status();
-      if (status && status->size == 0) {
-        if (!file.writeAt(bytesOf(bytes), {}, 0)) notShown("the request file can't be written");
-        return;
-      }
+      if (status && status->size == 0) return appendTo(file, bytes);
     }
     waitUntil(Clock::now() + pause);
   }
@@ -136,28 +157,27 @@ bool Bench::awaitTaken() const {
   }
 }
 
-bool Bench::seeTo(const std::function<void()>& task) {
+void Bench::seeTo(const std::string& what, const std::function<void()>& task) {
   const bool wasInterruptible = std::exchange(isInterruptible_, false);
-  bool isDone = false;
   try {
     task();
-    isDone = true;
-  } catch (const Ended&) {  // there is no better way
-    isDone = false;
+  } catch (const Ended& ended) {
+    leftBehind_.push_back(what + ": " + ended.what());
   }
   isInterruptible_ = wasInterruptible;
-  return isDone;
 }
 
-void Bench::leave() {
-  seeTo([this] {
+std::vector<std::string> Bench::leave() {
+  seeTo("late replies may stay in Data/", [this] {
     for (const auto& [id, sent] : late_) {
+      // One that is empty is just being made, and would be made again.
       while (Clock::now() < sent + latestLateReply && isRunning() &&
              !holdsAnything(responseFile(id)))
         waitUntil(Clock::now() + pause);
       (void)Platform::removeFile(responseFile(id));
     }
   });
+  return std::move(leftBehind_);
 }
 
 }  // namespace corvane::Nmctl::MainAppCheck

@@ -5,9 +5,10 @@
 #include <functional>
 #include <map>
 #include <memory>
-#include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 #include "Platform/File.h"
 #include "Platform/Linux/NotificationFolders.h"
@@ -20,6 +21,9 @@ using Clock = std::chrono::steady_clock;
 
 /// How long a host waits for a reply.
 extern const std::chrono::milliseconds replyLimit;
+
+/// Whether anything lies in the file `path`.
+bool holdsAnything(const std::string& path);
 
 /// The container with a running application, in which hosts are played, and all that waits there.
 /// Whatever waits ends the examination, with `notShown`, when people want the program to end. One
@@ -41,18 +45,22 @@ class Bench {
 
   /// Whether a plain request was answered well when it was last tried.
   bool isAnswering();
-  /// Lets `isAnswering` try again.
-  void doubt() { isAnswering_.reset(); }
+  /// Lets `isAnswering` try again: twice, as one that stood still may go on.
+  void doubt() { triesLeft_ = mostTries; }
 
   /// Waits until `descriptor` (below 0: nothing) can be read; false when `end` came before.
   bool wait(int descriptor, Clock::time_point end) const;
   void waitUntil(Clock::time_point end) const { wait(-1, end); }
 
-  /// The file `path`, opened and locked. Ends as `broken` when somebody holds the lock for longer
-  /// than any host waits, and as `notShown` when the file can't be opened.
+  /// The file `path`, opened and locked. Ends as `broken` when the application holds the lock for
+  /// longer than any host waits, and as `notShown` when somebody else does or the file can't be
+  /// opened.
   [[nodiscard]] Platform::File locked(const std::string& path, Platform::File::Access access) const;
 
-  /// Appends `bytes` to the request file, under its lock.
+  /// Appends `bytes` to `file`, which is locked. Ends as `notShown`, with the file as it was, when
+  /// it is full or does not take them whole.
+  static void appendTo(Platform::File& file, std::string_view bytes);
+  /// Likewise to the request file, under its lock.
   void append(std::string_view bytes) const;
   /// Likewise, once nobody else's requests lie there, so that what is wrong with `bytes` is nobody
   /// else's loss.
@@ -69,13 +77,15 @@ class Bench {
   void expectLate(const std::string& id, Clock::time_point sent) { late_[id] = sent; }
 
   /// Does `task` whether or not people want the program to end. What ends an examination ends the
-  /// task only: false then.
-  bool seeTo(const std::function<void()>& task);
+  /// task only; `what` is then among what is left behind.
+  void seeTo(const std::string& what, const std::function<void()>& task);
 
-  /// The last thing: takes away what late replies have left.
-  void leave();
+  /// The last thing: takes away what late replies have left. Says what could not be set back.
+  std::vector<std::string> leave();
 
  private:
+  static constexpr int mostTries = 2;
+
   Bench(std::string container, Instance instance, int wakings,
         Platform::NotificationFolders folders);
 
@@ -84,22 +94,26 @@ class Bench {
   int wakings_;
   Platform::NotificationFolders folders_;
   std::unique_ptr<Platform::NotificationCenter> center_;  // for posting only: it starts no thread
-  std::optional<bool> isAnswering_;
+  int triesLeft_ = mostTries;  // to have a plain request answered; more than that: one was
+  std::vector<std::string> leftBehind_;
   std::map<std::string, Clock::time_point> late_;  // hosts: when each sent its last request
   bool isInterruptible_ = true;
 };
 
-/// Does something when the examination is over, however it ends. Of use in one block.
+/// Does something when the examination is over, however it ends (Bench::seeTo). Of use in one
+/// block.
 class Afterwards {
  public:
-  Afterwards(Bench& bench, std::function<void()> task) : bench_(bench), task_(std::move(task)) {}
-  ~Afterwards() { bench_.seeTo(task_); }
+  Afterwards(Bench& bench, std::string what, std::function<void()> task)
+      : bench_(bench), what_(std::move(what)), task_(std::move(task)) {}
+  ~Afterwards() { bench_.seeTo(what_, task_); }
   Afterwards(const Afterwards&) = delete;
   Afterwards& operator=(const Afterwards&) = delete;
 
  private:
   Bench& bench_;
-  std::function<void()> task_;
+  const std::string what_;
+  const std::function<void()> task_;
 };
 
 }  // namespace corvane::Nmctl::MainAppCheck

@@ -1,4 +1,4 @@
-#include <string_view>
+#include <string>
 #include <utility>
 
 #include "SharedComponents/ExtensionBrowserApi/EBAAppStateResponse.h"
@@ -6,7 +6,6 @@
 #include "SharedComponents/ExtensionBrowserApi/ExtensionBrowserApiConstants.h"
 #include "tools/corvane-nmctl/MainAppCheck/PlayedHost.h"
 #include "tools/corvane-nmctl/MainAppCheck/Point.h"
-#include "tools/corvane-nmctl/MainAppCheck/Protection.h"
 #include "tools/corvane-nmctl/MainAppCheck/Replied.h"
 #include "tools/corvane-nmctl/MainAppCheck/Subject.h"
 
@@ -14,12 +13,8 @@
 namespace corvane::Nmctl::MainAppCheck {
 namespace {
 
-/// Whether `result`, nullptr when there is none, is of the kind that a command gives.
+/// Whether `result`, nullptr when it is missing, is of the kind that a command gives.
 using IsKind = bool (*)(const Value* result);
-
-bool isNone(const Value* result) {
-  return result == nullptr;
-}
 
 template <class T>
 bool is(const Value* result) {
@@ -43,31 +38,23 @@ bool isPageState(const Value* result) {
 /// A command, what it takes, and what it answers.
 struct Case {
   const char* name;
-  const char* kind;  ///< of the result, for people
-  IsKind isKind;
+  const char* kind;      ///< of the result, for people
+  IsKind isKind;         ///< nullptr: it gives none
   Dictionary (*body)();  ///< nullptr: the command takes none
 };
 
-std::optional<Dictionary> bodyOf(const Case& command) {
-  return command.body == nullptr ? std::nullopt : std::optional(command.body());
-}
-
-void answers(PlayedHost& host, const Case& command, std::optional<Dictionary> body) {
-  const ExchangeRecord reply = host.ask(command.name, std::move(body));
+void answers(Bench& bench, const Case& command) {
+  const ExchangeRecord reply = PlayedHost(bench).ask(
+      command.name, command.body == nullptr ? std::nullopt : std::optional(command.body()));
+  if (command.isKind == nullptr) return requireNoResult(reply);
   requireDone(reply);
   if (!command.isKind(reply.body->find("result")))
     broken(std::string("the result of ") + command.name + " is " +
            (reply.body->find("result") == nullptr ? "missing" : "of another kind"));
 }
 
-Dictionary noParameters() {
-  return {};
-}
 Dictionary filtered() {
   return {{"url", Subject::page()}, {"enabled", true}};  // as it is by itself
-}
-Dictionary ruleText() {
-  return {{"ruleText", Subject::rule()}};
 }
 Dictionary page() {
   return {{"url", Subject::page()}};
@@ -82,40 +69,33 @@ constexpr Case reading[] = {
 };
 
 constexpr Case changing[] = {
-    {"setHttpFilteringStatus", "none", isNone, filtered},
+    {"setHttpFilteringStatus", "none", nullptr, filtered},
     {"setHttpsFilteringStatus", "a boolean", is<bool>, filtered},
-    {"addRule", "none", isNone, ruleText},
-    {"removeRule", "none", isNone, ruleText},
-    {"removeCustomRules", "none", isNone, page},
+    {"removeCustomRules", "none", nullptr, page},
     {"reportSite", "a text", is<std::string>, report},
-    {"openFilteringLog", "none", isNone, nullptr},
-    {"openSettings", "none", isNone, nullptr},
-    {"updateApp", "none", isNone, nullptr},
+    {"openFilteringLog", "none", nullptr, nullptr},
+    {"openSettings", "none", nullptr, nullptr},
+    {"updateApp", "none", nullptr, nullptr},
 };
 
-void change(Bench& bench, const Case& command) {
+void switchProtection(Bench& bench) {
   PlayedHost host(bench);
-  const bool isRule = std::string_view(command.name).ends_with("Rule");
-  const Afterwards remove(bench, [&] {
-    if (isRule) (void)host.ask("removeRule", ruleText());
+  const bool before = protectionOf(host);
+  const std::string left =
+      before ? "protection may be off; it was on" : "protection may be on; it was off";
+  const Afterwards restore(bench, left, [&] {
+    PlayedHost last(bench);
+    setProtection(last, before);
   });
-  if (std::string_view(command.name) == "removeRule") requireDone(host.ask("addRule", ruleText()));
-  answers(host, command, bodyOf(command));
-}
-
-void setProtection(Bench& bench) {
-  PlayedHost host(bench);
-  const bool before = Protection::of(host);
-  const Afterwards restore(bench, [&] { Protection::set(host, before); });
   for (const bool enabled : {!before, before})
-    answers(host, {"setProtectionStatus", "none", isNone, noParameters},
-            Dictionary{{"enabled", enabled}});
+    requireNoResult(host.ask("setProtectionStatus", Dictionary{{"enabled", enabled}}));
 }
 
-Point pointOf(const Case& command, Point::Needs needs, std::function<void(Bench&)> examine) {
-  return {std::string("command-") + command.name,
-          std::string("The command ") + command.name + " is answered by result: " + command.kind +
-              (command.isKind == isNone ? ", an empty dictionary" : ""),
+Point pointOf(const std::string& name, const std::string& kind, Point::Needs needs,
+              std::function<void(Bench&)> examine) {
+  return {"command-" + name,
+          "The table of commands, " + name + ": the result is " + kind +
+              (kind == "none" ? "; an empty dictionary says that all went well." : "."),
           needs, std::move(examine)};
 }
 
@@ -124,16 +104,13 @@ Point pointOf(const Case& command, Point::Needs needs, std::function<void(Bench&
 Points commandPoints() {
   using Needs = Point::Needs;
   Points points;
-  for (const Case& command : reading)
-    points.push_back(pointOf(command, Needs::answers, [&command](Bench& bench) {
-      PlayedHost host(bench);
-      answers(host, command, bodyOf(command));
-    }));
-  points.push_back(pointOf({"setProtectionStatus", "none", isNone, noParameters}, Needs::changes,
-                           setProtection));
-  for (const Case& command : changing)
-    points.push_back(
-        pointOf(command, Needs::changes, [&command](Bench& bench) { change(bench, command); }));
+  const auto add = [&points](const Case& command, Needs needs) {
+    points.push_back(pointOf(command.name, command.kind, needs,
+                             [&command](Bench& bench) { answers(bench, command); }));
+  };
+  for (const Case& command : reading) add(command, Needs::answers);
+  points.push_back(pointOf("setProtectionStatus", "none", Needs::changes, switchProtection));
+  for (const Case& command : changing) add(command, Needs::changes);
   return points;
 }
 

@@ -43,15 +43,15 @@ void lockOfRequests(Bench& bench) {
     File file = bench.locked(bench.requestFile(), File::Access::update);
     const std::string request = host.request("appState");
     const std::uint64_t size = sizeOf(file);
-    if (!file.writeAt(bytesOf(request), {}, size)) notShown("the request file can't be written");
+    Bench::appendTo(file, request);
     host.expect(1);
     bench.post("exchange");
-    if (host.hear(host.replyNotification(), Clock::now() + holdingTime))
+    if (host.hearReply(Clock::now() + holdingTime))
       broken("a request was answered while another process had the lock of the request file");
     if (sizeOf(file) != size + request.size())
       broken("the request file was changed while another process had its lock");
   }
-  if (!host.hear(host.replyNotification(), Clock::now() + replyLimit))
+  if (!host.hearReply(Clock::now() + replyLimit))
     broken("a request was not answered within 3.0 s after the lock was given back");
   (void)theReply(host.take(), host.id(), "appState");
 }
@@ -64,11 +64,11 @@ void lockOfReplies(Bench& bench, const Change& change) {
   {
     File file = bench.locked(host.responseFile(), File::Access::update);
     host.send(host.request("appState"));
-    if (host.hear(host.replyNotification(), Clock::now() + holdingTime) || sizeOf(file) != 0)
+    if (host.hearReply(Clock::now() + holdingTime) || sizeOf(file) != 0)
       broken("a reply was written while another process had the lock of the response file");
     change(host);
   }
-  if (!host.hear(host.replyNotification(), Clock::now() + replyLimit))
+  if (!host.hearReply(Clock::now() + replyLimit))
     broken("the reply was not given within 3.0 s after the lock was given back");
   (void)theReply(host.take(), host.id(), "appState");
 }
@@ -87,7 +87,7 @@ void olderRecords(Bench& bench) {
   const std::string older = recordBytes("SOMEBODY-ELSE", "addRule") + host.request("addRule");
   {
     File file = bench.locked(host.responseFile(), File::Access::readWrite);
-    if (!file.writeAt(bytesOf(older), {}, 0)) notShown("the response file can't be written");
+    Bench::appendTo(file, older);
   }
   host.send(host.request("appState"));
   if (!host.hearReply()) broken("the request appState was not answered within 3.0 s");
@@ -121,7 +121,8 @@ void plantedLink(Bench& bench) {
   const PlayedHost target(bench);
   makeResponseFile(bench, target, 0);
   std::error_code failed;
-  std::filesystem::create_symlink(target.responseFile(), host.responseFile(), failed);
+  std::filesystem::create_symlink(std::filesystem::path(target.responseFile()).filename(),
+                                  host.responseFile(), failed);
   if (failed) notShown("no symbolic link can be made in Data/");
   host.send(host.request("appState"), 0);
   (void)PlayedHost(bench).ask("appState");

@@ -36,7 +36,7 @@ void noSocket(Bench& bench) {
   const std::string folder = bench.container() + "/Notifications/" + host.replyNotification();
   const std::string path = folder + "/" + Platform::ProcessFileName::make();
   (void)std::ofstream(path);
-  const Afterwards remove(bench, [&path] { (void)Platform::removeFile(path); });
+  const Afterwards remove(bench, path + " may stay", [&path] { (void)Platform::removeFile(path); });
   (void)host.ask("appState");
   (void)host.ask("appState");
   std::error_code failed;
@@ -49,8 +49,7 @@ std::chrono::milliseconds timeForTwo(PlayedHost& first, PlayedHost& second) {
   first.send(first.request("appState") + second.request("appState"));
   const bool isFirstHeard = first.hearReply().has_value();
   const auto heard = second.hearReply();
-  if (!isFirstHeard || !heard)
-    broken("with an observer that never reads a host was not answered within 3.0 s");
+  if (!isFirstHeard || !heard) broken("one of two hosts was not answered within 3.0 s");
   (void)first.take();
   (void)second.take();
   return std::chrono::duration_cast<std::chrono::milliseconds>(*heard - first.sent());

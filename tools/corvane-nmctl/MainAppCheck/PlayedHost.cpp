@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <iterator>
 #include <utility>
 
 #include "Base/Bytes.h"
@@ -20,6 +21,9 @@ using Platform::File;
 constexpr std::size_t lengthSize = 4;
 
 TakenRecord decoded(ByteView archive) {
+  if (archive.size() > ExchangeBuffer::maximumObjectLength)
+    return {std::nullopt,
+            "its archive has " + std::to_string(archive.size()) + " bytes, above 1,024,000"};
   static constexpr const RecordClass* records[] = {&EBAAppStateResponse::recordClass,
                                                    &EBACurrentFilteringStateResponse::recordClass};
   auto value = KeyedUnarchiver::unarchive(archive, {records, true});
@@ -112,7 +116,12 @@ void PlayedHost::sendAlone(std::string_view bytes) {
 }
 
 void PlayedHost::receive() {
-  while (auto name = ear_.receive()) heard_.push_back({std::move(*name), Clock::now()});
+  constexpr int most = 1000;  // at a time: somebody may go on sending
+  for (int i = 0; i < most; ++i) {
+    auto name = ear_.receive();
+    if (!name) return;
+    heard_.push_back({std::move(*name), Clock::now()});
+  }
 }
 
 std::optional<Clock::time_point> PlayedHost::hear(const std::string& name, Clock::time_point end) {
@@ -122,12 +131,18 @@ std::optional<Clock::time_point> PlayedHost::hear(const std::string& name, Clock
                                     [&name](const Heard& one) { return one.name == name; });
     if (found != heard_.end()) {
       const auto when = found->when;
-      heard_.erase(found);
+      heard_.erase(heard_.begin(), std::next(found));
       if (expected_ > 0 && name == replyNotification()) --expected_;
       return when;
     }
-    if (!bench_.wait(ear_.descriptor(), end)) return std::nullopt;
+    if (Clock::now() >= end || !bench_.wait(ear_.descriptor(), end)) return std::nullopt;
   }
+}
+
+std::optional<Clock::time_point> PlayedHost::hearReply(Clock::time_point end) {
+  auto when = hear(replyNotification(), end);
+  while (when && !holdsAnything(responseFile())) when = hear(replyNotification(), end);
+  return when;
 }
 
 int PlayedHost::countUnheard() {
@@ -141,6 +156,8 @@ std::vector<TakenRecord> PlayedHost::take() {
   if (!Platform::statusOf(responseFile())) return {};
   File file = bench_.locked(responseFile(), File::Access::update);
   const auto bytes = file.readAll(ExchangeBuffer::maximumBufferLength * 2);
+  if (!bytes && bytes.failure().cause == FailureCause::malformed)
+    broken("the response file has more than 20,480,000 bytes");
   if (!bytes) notShown("the response file can't be read: " + bytes.failure().text);
   auto records = recordsIn(bytes.value());
   (void)file.truncate(0);

@@ -62,12 +62,13 @@ class PlayedHost {
   /// Notes that so many replies will come from now on, to what somebody else sends for this host.
   void expect(int replies);
 
-  /// Waits until `end` for the notification `name`, and says when it came.
+  /// Waits until `end` for the notification `name`, and says when it came. What had come before it
+  /// is forgotten.
   std::optional<Clock::time_point> hear(const std::string& name, Clock::time_point end);
-  /// Likewise for a reply, as long after `expect` or `send` as a host waits.
-  std::optional<Clock::time_point> hearReply() {
-    return hear(replyNotification(), sent_ + replyLimit);
-  }
+  /// Likewise for a reply that lies there, as long after `expect` or `send` as a host waits; a
+  /// second notification of the reply before is passed over.
+  std::optional<Clock::time_point> hearReply() { return hearReply(sent_ + replyLimit); }
+  std::optional<Clock::time_point> hearReply(Clock::time_point end);
   /// How many notifications of replies have come that `hearReply` has not given.
   int countUnheard();
 

@@ -1,4 +1,7 @@
+#include <functional>
+#include <optional>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "tools/corvane-nmctl/MainAppCheck/PlayedHost.h"
@@ -39,58 +42,84 @@ std::vector<Dictionary> mistaken(const Dictionary& body) {
   return bodies;
 }
 
-void requireRefused(PlayedHost& host, const std::string& name, const Dictionary& body,
-                    const std::string& why) {
-  if (refusalIn(host.ask(name, body)) == nullptr) broken(name + " " + why + " was not refused");
+using Body = std::optional<Dictionary>;
+using Undo = std::function<void(PlayedHost&, const Body&)>;
+
+/// Requires that the request is refused; `undo` takes back what it may have done, if it is not.
+void requireError(Bench& bench, const std::string& name, const Body& body, const std::string& why,
+                  const Undo& undo = nullptr) {
+  bool isRefused = false;
+  const Afterwards after(bench, "what " + name + " " + why + " has done may stay", [&] {
+    PlayedHost last(bench);
+    if (!isRefused && undo) undo(last, body);
+  });
+  isRefused = refusalIn(PlayedHost(bench).ask(name, body)) != nullptr;
+  if (!isRefused) broken(name + " " + why + " was not refused");
 }
 
 void unknownCommand(Bench& bench) {
-  PlayedHost host(bench);
-  requireRefused(host, "corvaneNmctlUnknown", {}, "(which is no command)");
+  requireError(bench, "corvaneNmctlUnknown", Dictionary(), "(which is no command)");
 }
 
-void missing(PlayedHost& host, const std::string& name, const Dictionary& body) {
+void missing(Bench& bench, const std::string& name, const Dictionary& body,
+             const Undo& undo = nullptr) {
   for (const Dictionary& one : lacking(body))
-    requireRefused(host, name, one, "without a parameter");
-  if (refusalIn(host.ask(name)) == nullptr) broken(name + " without a body was not refused");
+    requireError(bench, name, one, "without a parameter", undo);
+  requireError(bench, name, std::nullopt, "without a body", undo);
 }
 
-void wrongKind(PlayedHost& host, const std::string& name, const Dictionary& body) {
+void wrongKind(Bench& bench, const std::string& name, const Dictionary& body,
+               const Undo& undo = nullptr) {
   for (const Dictionary& one : mistaken(body))
-    requireRefused(host, name, one, "with a parameter of another kind");
+    requireError(bench, name, one, "with a parameter of another kind", undo);
 }
 
+/// Not removeCustomRules: taken for one without an address it might remove all rules of the user.
 void changes(Bench& bench) {
-  PlayedHost host(bench);
   const std::string& page = Subject::page();
-  const std::pair<const char*, Dictionary> commands[] = {
-      {"setProtectionStatus", {{"enabled", true}}},
-      {"setHttpFilteringStatus", {{"url", page}, {"enabled", true}}},
-      {"setHttpsFilteringStatus", {{"url", page}, {"enabled", true}}},
-      {"addRule", {{"ruleText", Subject::rule()}}},
-      {"removeRule", {{"ruleText", Subject::rule()}}},
-      {"removeCustomRules", {{"url", page}}},
-      {"openOriginalCert",
-       {{"domain", Subject::domain()}, {"port", Subject::port}, {"app", Subject::app}}},
-      {"reportSite", {{"url", page}, {"referrer", ""}, {"userAgent", Subject::app}}},
+  PlayedHost host(bench);
+  const Undo restore = [isProtected = protectionOf(host)](PlayedHost& last, const Body&) {
+    setProtection(last, isProtected);
   };
-  for (const auto& [name, body] : commands) {
-    missing(host, name, body);
-    wrongKind(host, name, body);
+  const auto filter = [&page](const char* name) -> Undo {
+    return [name, &page](PlayedHost& last, const Body&) {
+      requireDone(last.ask(name, Dictionary{{"url", page}, {"enabled", true}}));
+    };
+  };
+  const Undo remove = [](PlayedHost& last, const Body& added) {
+    requireDone(last.ask("removeRule", added));  // it makes the same text of it
+  };
+  const std::tuple<const char*, Dictionary, Undo> commands[] = {
+      {"setProtectionStatus", {{"enabled", true}}, restore},
+      {"setHttpFilteringStatus",
+       {{"url", page}, {"enabled", true}},
+       filter("setHttpFilteringStatus")},
+      {"setHttpsFilteringStatus",
+       {{"url", page}, {"enabled", true}},
+       filter("setHttpsFilteringStatus")},
+      {"addRule", {{"ruleText", Subject::rule()}}, remove},
+      {"removeRule", {{"ruleText", Subject::rule()}}, nullptr},
+      {"openOriginalCert",
+       {{"domain", Subject::domain()}, {"port", Subject::port}, {"app", Subject::app}},
+       nullptr},
+      {"reportSite", {{"url", page}, {"referrer", ""}, {"userAgent", Subject::app}}, nullptr},
+  };
+  for (const auto& [name, body, undo] : commands) {
+    missing(bench, name, body, undo);
+    wrongKind(bench, name, body, undo);
   }
 }
 
 void unknownRule(Bench& bench) {
-  PlayedHost host(bench);
-  requireRefused(host, "removeRule", {{"ruleText", "||no." + Subject::domain() + "^"}},
-                 "of a rule that is not there");
+  requireError(bench, "removeRule", Dictionary{{"ruleText", "||no." + Subject::domain() + "^"}},
+               "of a rule that is not there");
 }
 
 void unknownCertificate(Bench& bench) {
-  PlayedHost host(bench);
-  requireRefused(
-      host, "openOriginalCert",
-      {{"domain", "no." + Subject::domain()}, {"port", Subject::port}, {"app", Subject::app}},
+  requireError(
+      bench, "openOriginalCert",
+      Dictionary{
+          {"domain", "no." + Subject::domain()}, {"port", Subject::port}, {"app", Subject::app}},
       "for a site that was never asked about");
 }
 
@@ -103,19 +132,12 @@ Points refusalPoints() {
        Needs::answers, unknownCommand},
       {"error-missing-parameter", "Refuse with an error object a parameter that is missing.",
        Needs::answers,
-       [](Bench& bench) {
-         PlayedHost host(bench);
-         missing(host, "getCurrentFilteringState", Subject::look());
-       }},
+       [](Bench& bench) { missing(bench, "getCurrentFilteringState", Subject::look()); }},
       {"error-wrong-kind", "Refuse with an error object a parameter of another kind.",
        Needs::answers,
-       [](Bench& bench) {
-         PlayedHost host(bench);
-         wrongKind(host, "getCurrentFilteringState", Subject::look());
-       }},
+       [](Bench& bench) { wrongKind(bench, "getCurrentFilteringState", Subject::look()); }},
       {"error-parameters-of-changes",
-       "Refuse with an error object a parameter that is missing or of another kind, in every "
-       "command that has any.",
+       "Refuse with an error object a parameter that is missing or of another kind.",
        Needs::changes, changes},
       {"error-unknown-rule", "Refuse with an error object what is not known: a rule to be removed.",
        Needs::changes, unknownRule},

@@ -8,18 +8,13 @@
 #include "Platform/Linux/ProcessFileName.h"
 #include "Platform/Linux/RunningInstance.h"
 #include "SharedComponents/Configuration.h"
+#include "tools/corvane-nmctl/Output.h"
 
 namespace corvane::Nmctl::MainAppCheck {
 namespace {
 
 namespace Files = Platform::ApplicationRegistry;
 using Platform::OwnedDescriptor;
-
-std::string modeOf(mode_t mode) {
-  std::string text = "0000";
-  for (std::size_t i = 4; i-- > 1; mode >>= 3) text[i] = static_cast<char>('0' + (mode & 7));
-  return text;
-}
 
 /// Why the file `name`, which has a good name, does not stand for a running instance.
 std::string whyNone(const OwnedDescriptor& folder, const std::string& name, pid_t process) {
@@ -44,10 +39,9 @@ void look(const OwnedDescriptor& folder, const std::string& name, Registry& foun
   }
   found.running.push_back({name, *process});
   struct stat status = {};
-  constexpr mode_t permissions = 07777;
   if (::fstatat(folder.number(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) return;
   if ((status.st_mode & permissions) != 0600)
-    found.faults.push_back(name + " has mode " + modeOf(status.st_mode));
+    found.faults.push_back(name + " has mode " + octal(status.st_mode & permissions));
 }
 
 }  // namespace

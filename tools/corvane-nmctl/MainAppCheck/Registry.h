@@ -7,6 +7,9 @@
 
 namespace corvane::Nmctl::MainAppCheck {
 
+/// Of a mode, what the contract is about: a folder may inherit the rest.
+constexpr mode_t permissions = 0777;
+
 /// An instance of the main application that counts as running.
 struct Instance {
   std::string file;  ///< the name of its file in the registry

@@ -2,6 +2,7 @@
 
 #include "Base/ErrorObject.h"
 #include "SharedComponents/ExchangeRecord.h"
+#include "tools/corvane-nmctl/MainAppCheck/PlayedHost.h"
 
 namespace corvane::Nmctl::MainAppCheck {
 
@@ -9,7 +10,16 @@ namespace corvane::Nmctl::MainAppCheck {
 /// is neither a refusal nor a success.
 const ErrorObject* refusalIn(const ExchangeRecord& reply);
 
-/// Ends as `notShown` when `reply` is a refusal, which any request may get.
+/// Ends as `notShown` when `reply` is a refusal, which any request may get but one for the state of
+/// the application: with that it is `broken`.
 void requireDone(const ExchangeRecord& reply);
+
+/// Likewise, and as `broken` when the reply has a result.
+void requireNoResult(const ExchangeRecord& reply);
+
+/// Whether the user is protected, and switching that. Both end the examination when the application
+/// does not say it or do it.
+bool protectionOf(PlayedHost& host);
+void setProtection(PlayedHost& host, bool isEnabled);
 
 }  // namespace corvane::Nmctl::MainAppCheck

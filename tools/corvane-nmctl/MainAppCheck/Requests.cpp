@@ -56,14 +56,18 @@ void noAddress(Bench& bench) {
   for (const std::string& id : {std::string(), host.id() + "/b", "../" + host.id(),
                                 host.id() + std::string("\0b", 2), tooLong})
     bytes += recordBytes(id, "appState");
-  host.send(bytes + host.request("appState"));
-  if (!host.hearReply()) broken("the request behind them was not answered within 3.0 s");
-  (void)theReply(host.take(), host.id(), "appState");
   bool isMade = false;
-  for (const std::string& path :
-       {bench.responseFile(""), bench.responseFile(tooLong),
-        bench.dataFolder() + "/ExchangeResponseContainer." + host.id()})  // up to the zero byte
-    isMade = static_cast<bool>(Platform::removeFile(path)) || isMade;
+  {
+    const Afterwards remove(bench, "", [&] {
+      for (const std::string& path :
+           {bench.responseFile(""), bench.responseFile(tooLong),
+            bench.dataFolder() + "/ExchangeResponseContainer." + host.id()})  // up to the zero byte
+        isMade = static_cast<bool>(Platform::removeFile(path)) || isMade;
+    });
+    host.sendAlone(bytes + host.request("appState"));
+    if (!host.hearReply()) broken("the request behind them was not answered within 3.0 s");
+    (void)theReply(host.take(), host.id(), "appState");
+  }
   if (isMade) broken("a file was made in Data/ for one of them");
 }
 
@@ -84,7 +88,7 @@ void otherKeys(Bench& bench) {
   // With the dictionary around them that makes 64 inside one another.
   constexpr std::size_t most = 63;
   for (const char* className : {"NSDictionary", "NSMutableDictionary"}) {
-    host.send(RawRequest{host.id(), "appState", "other", most, 1, className}.bytes());
+    host.sendAlone(RawRequest{host.id(), "appState", "other", most, 1, className}.bytes());
     if (!host.hearReply())
       broken(
           std::string("a request with another key and 64 objects inside one another, of class ") +
