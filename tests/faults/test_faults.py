@@ -169,8 +169,8 @@ class Faults(unittest.TestCase):
         """The main application and other hosts go on; afterwards the host does, too."""
         self.link(2)
         standing, other = self.hosts
-        send(standing, "getCurrentAppState", page_of(standing, 100))
-        with stopped(standing.pid):
+        with stopped(standing.pid):  # not in the midst of an exchange, when it may hold a lock
+            send(standing, "getCurrentAppState", page_of(standing, 100))
             for _ in range(30):
                 self.application.command("announce")
                 self.ask(other, "getCurrentAppState")
