@@ -27,7 +27,8 @@ def row(name, unit, ours, floor):
     made = {"name": name, "unit": unit, "rounds": len(ours), "ours": statistics.median(ours),
             "floor": None, "ratio": None, "quartiles": None}
     if floor:
-        ratios = [one / other for one, other in zip(ours, floor, strict=True)]
+        # A clock that stood still, as that of a virtual machine can, makes no ratio.
+        ratios = [one / other for one, other in zip(ours, floor, strict=True) if other > 0]
         made["floor"] = statistics.median(floor)
         made["ratio"] = statistics.median(ratios)
         if len(ratios) > 1:
