@@ -38,7 +38,7 @@ Result<int> begin() {
   writingEnd = ends[1];
   struct sigaction action = {};
   action.sa_handler = interrupt;
-  action.sa_flags = SA_RESTART | SA_RESETHAND;
+  action.sa_flags = static_cast<int>(SA_RESTART | SA_RESETHAND);  // unsigned on Linux
   for (const int signal : {SIGINT, SIGTERM, SIGHUP})
     if (::sigaction(signal, &action, nullptr) != 0) return Platform::failureFromErrno("sigaction");
   return ends[0];
