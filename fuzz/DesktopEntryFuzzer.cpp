@@ -29,7 +29,7 @@ Arguments argumentsIn(std::string_view text) {
 }
 
 /// An entry that starts `arguments`, each in quotes, as the standard has it
-/// (https://specifications.freedesktop.org/desktop-entry-spec/latest/exec-variables.html).
+/// (desktop entries, the key Exec, https://www.freedesktop.org).
 std::string entryOf(const Arguments& arguments) {
   std::string line;
   for (const std::string& argument : arguments) {
