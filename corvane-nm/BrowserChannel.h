@@ -34,10 +34,10 @@ class BrowserChannel {
   /// one, if it is there already, on the main thread, before there is a reading thread. The thread
   /// lends itself (LentThread): the queue's turn that a call leaves there is used before the next
   /// frame is read, and must not wait for anything; the turns that this one leaves may, as somebody
-  /// else reads then. `listen` calls `firstIsServed` once, after what it
-  /// does for a first message, or when there is none yet. `leave` ends the process with status 0;
-  /// it is called, on the reading thread, if the main thread is still inside a write once the last
-  /// slice and the time for a frame have passed.
+  /// else reads then. `listen` calls `firstIsServed` once, after what it does for a first message,
+  /// or when there is none yet. `leave` ends the process with status 0; it is called, on the
+  /// reading thread, if the main thread is still inside a write once the last slice and the time
+  /// for a frame have passed.
   BrowserChannel(int input, int output, Processor processor, Limits limits,
                  std::function<void()> firstIsServed, std::function<void()> leave);
 
