@@ -4,6 +4,7 @@
 #include <condition_variable>
 #include <cstdint>
 #include <mutex>
+#include <utility>
 
 #include "SharedComponents/RequestSignalling.h"
 
@@ -44,6 +45,30 @@ class AppStateListener {
   std::mutex mutex_;  // guards the count
   std::condition_variable signalCame_;
   std::uint64_t signals_ = 0;  // how many came here, ever
+};
+
+/// Intercepts the signal and hands it back when it is destroyed, unless `release` was called: so a
+/// continuation that is destroyed uncalled leaves the signal with its usual owner. Movable; one
+/// thread at a time. `listener` must outlive it.
+class AppStateInterception {
+ public:
+  explicit AppStateInterception(AppStateListener& listener) : listener_(&listener) {
+    listener.interceptAppStateListener();
+  }
+  AppStateInterception(AppStateInterception&& other) noexcept
+      : listener_(std::exchange(other.listener_, nullptr)) {}
+  AppStateInterception(const AppStateInterception&) = delete;
+  AppStateInterception& operator=(const AppStateInterception&) = delete;
+  AppStateInterception& operator=(AppStateInterception&&) = delete;
+  ~AppStateInterception() {
+    if (listener_ != nullptr) listener_->returnAppStateListener();
+  }
+
+  /// From now on the caller hands the signal back.
+  void release() { listener_ = nullptr; }
+
+ private:
+  AppStateListener* listener_;
 };
 
 }  // namespace corvane::RequestProcessing

@@ -108,10 +108,14 @@ bool CommandHandlers::launchMainAppAndWait() {
   return true;
 }
 
-/// The reply of an operation that changes the main application's state, which has been intercepted:
-/// the answer waits for the announcement.
+/// Intercepts the announcement and gives the reply of an operation that changes the main
+/// application's state: the answer waits for the announcement. A reply that is destroyed uncalled,
+/// because the request was refused, hands the signal back.
 ExtensionBrowserApiProtocol::ErrorReply CommandHandlers::announced(Work work) {
-  return [this, work = std::move(work)](const Error& error) mutable {
+  return [this, work = std::move(work),
+          interception =
+              AppStateInterception(environment_.appStateListener)](const Error& error) mutable {
+    interception.release();
     work->response.status = ResponseStatus::fromClientError(error);
     waitAppStateNotificationAndReply(std::move(work));
   };
@@ -191,7 +195,6 @@ void CommandHandlers::setProtectionStatus(Work work) {
   preset(*work);
   const auto isEnabled = Parameters(work->request).flag("isEnabled");
   if (!isEnabled) return WorkingReply::send(std::move(work));
-  environment_.appStateListener.interceptAppStateListener();
   environment_.client.setProtectionStatus(*isEnabled, announced(std::move(work)));
 }
 
@@ -208,7 +211,6 @@ void CommandHandlers::setFilteringStatus(Work work) {
        https = *isHttpsEnabled](const Error& error) mutable {
         work->response.status = ResponseStatus::fromClientError(error);
         if (!work->response.status.isOk()) return WorkingReply::send(std::move(work));
-        environment_.appStateListener.interceptAppStateListener();
         environment_.client.setHttpsFilteringStatus(
             url, https,
             [answer = announced(std::move(work))](
@@ -220,7 +222,6 @@ void CommandHandlers::removeCustomRules(Work work) {
   preset(*work);
   const auto url = Parameters(work->request).text("url");
   if (!url) return WorkingReply::send(std::move(work));
-  environment_.appStateListener.interceptAppStateListener();
   environment_.client.removeCustomRules(*url, announced(std::move(work)));
 }
 

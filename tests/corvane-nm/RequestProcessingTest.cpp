@@ -133,8 +133,15 @@ TEST_F(RequestProcessingTest, StopsWhereItFails) {
   EXPECT_EQ(answerTo("removeCustomRules", R"({"url":"u"})", &hastyProcessor_),
             "error/AppState timeout occured/1");
   EXPECT_EQ(state("locale"), "en") << "the state as it was before";
+}
+
+TEST_F(RequestProcessingTest, ARefusedRequestLeavesTheSignalWithItsOwner) {
+  int ownersSignals = 0;
+  signalling_.setHandler(RequestResponseName::appState, [&] { ++ownersSignals; });
   client_.isMute = true;  // as when the request could not be written
-  EXPECT_EQ(answerTo("setProtectionStatus", R"({"isEnabled":true})"), "-");
+  EXPECT_EQ(answerTo("removeCustomRules", R"({"url":"u"})", &hastyProcessor_), "-");
+  signalling_.handler(RequestResponseName::appState)();
+  EXPECT_EQ(ownersSignals, 1);
 }
 
 TEST_F(RequestProcessingTest, CarriesResultsAlsoOnFailure) {
