@@ -47,7 +47,7 @@ class Collector : public benchmark::BenchmarkReporter {
     if (isFloor) subject.erase(end);
     if (!turn.report_label.empty()) subject += ", " + turn.report_label;
     Rounds& times = roundsOf(subject, "us");
-    (isFloor ? times.floor : times.ours).push_back(microseconds(turn));
+    (isFloor ? times.other : times.ours).push_back(microseconds(turn));
     const auto allocations = turn.counters.find("allocations");
     if (isFloor || allocations == turn.counters.end()) return;
     roundsOf(subject + ", allocations", "").ours.push_back(allocations->second);

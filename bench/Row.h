@@ -14,20 +14,21 @@ inline double median(std::vector<double> values) {
   return *middle;
 }
 
-/// What was measured of one subject and of its floor, a value of each for every round; a subject
-/// without a floor leaves that empty.
+/// The values measured of one subject and of what it is compared with (its floor, or another
+/// build's host), one of each for every round. `other` is empty if there is nothing to compare
+/// with.
 struct Rounds {
   std::vector<double> ours;
-  std::vector<double> floor;
+  std::vector<double> other;
 };
 
 /// Prints a row for the table of scripts/bench, tabs between: what was measured, its unit, our
-/// values and the floor's, spaces between.
+/// values and the other ones, spaces between.
 inline void printRow(const std::string& name, const char* unit, const Rounds& rounds) {
   std::printf("%s\t%s\t", name.c_str(), unit);
   for (const double value : rounds.ours) std::printf("%.6g ", value);
   std::printf("\t");
-  for (const double value : rounds.floor) std::printf("%.6g ", value);
+  for (const double value : rounds.other) std::printf("%.6g ", value);
   std::printf("\n");
 }
 

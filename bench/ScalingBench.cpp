@@ -60,11 +60,11 @@ void compareLength(const Child& host, const Child& floor, std::size_t length) {
       requestWith(R"(,"data":")" + std::string(length - std::min(length, rest.size()), 'x') + '"'));
   Rounds answers;
   for (std::size_t i = 0; i < std::min(mostRounds, bytesInAll / length); ++i) {
-    if (length <= longestOfFloor) answers.floor.push_back(ask(floor, frame));
+    if (length <= longestOfFloor) answers.other.push_back(ask(floor, frame));
     answers.ours.push_back(ask(host, frame));
   }
   std::printf("%zu %.6g", length, median(answers.ours));
-  if (!answers.floor.empty()) std::printf(" %.6g", median(answers.floor));
+  if (!answers.other.empty()) std::printf(" %.6g", median(answers.other));
   std::printf("\n");
 }
 
