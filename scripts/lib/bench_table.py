@@ -1,7 +1,8 @@
-"""bench_table.py RESULT TARGETS ROWS: makes one table of what the benchmarks measured.
+"""bench_table.py RESULT TARGETS ROWS [BESIDE]: makes one table of what the benchmarks measured.
 
-ROWS holds lines of a name, a unit, our values and the floor's, one for each round, tabs and spaces
-between. TARGETS says what rows are held against. Prints the table and writes it to RESULT as JSON.
+ROWS holds lines of a name, a unit, our values and the other ones, one for each round, tabs and
+spaces between. The other values are those of the floor or, with BESIDE, of the host at that path.
+TARGETS says what rows are held against. Prints the table and writes it to RESULT as JSON.
 """
 
 import json
@@ -15,21 +16,22 @@ LARGER = {"us": ("ms", 1000), "/s": ("k/s", 1000)}
 
 
 def read(path):
-    """Names, units and the values of the rounds, ours and the floor's."""
+    """Names, units and the values of the rounds, ours and the other ones."""
     with open(path) as file:
         lines = [line.rstrip("\n").split("\t") for line in file]
     return [(name, unit, [float(value) for value in ours.split()],
-             [float(value) for value in floor.split()]) for name, unit, ours, floor in lines]
+             [float(value) for value in other.split()]) for name, unit, ours, other in lines]
 
 
-def row(name, unit, ours, floor):
-    """Medians over the rounds; of the ratios of the rounds the quartiles too."""
+def row(name, unit, ours, other, head="floor"):
+    """Medians over the rounds, those of the other values as `head`; of the ratios of the rounds the
+    quartiles too."""
     made = {"name": name, "unit": unit, "rounds": len(ours), "ours": statistics.median(ours),
-            "floor": None, "ratio": None, "quartiles": None}
-    if floor:
+            head: None, "ratio": None, "quartiles": None}
+    if other:
         # A clock that stood still, as that of a virtual machine can, makes no ratio.
-        ratios = [one / other for one, other in zip(ours, floor, strict=True) if other > 0]
-        made["floor"] = statistics.median(floor)
+        ratios = [one / two for one, two in zip(ours, other, strict=True) if two > 0]
+        made[head] = statistics.median(other)
         made["ratio"] = statistics.median(ratios)
         if len(ratios) > 1:
             made["quartiles"] = statistics.quantiles(ratios, n=4, method="inclusive")[::2]
@@ -51,28 +53,28 @@ def judge(table, path):
     return held + [row for row in table if "target" not in row]
 
 
-def in_readable_unit(row):
-    """Both values of a row as texts, and their unit."""
+def in_readable_unit(row, head):
+    """Both values of a row as strings, and their unit."""
     unit, factor = row["unit"], 1
-    values = [value for value in (row["ours"], row["floor"]) if value is not None]
+    values = [value for value in (row["ours"], row[head]) if value is not None]
     if 0 < max(values) < 1 and unit in SMALLER:
         unit, factor = SMALLER[unit][0], SMALLER[unit][1]
     elif min(values) >= 10_000 and unit in LARGER:
         unit, factor = LARGER[unit][0], 1 / LARGER[unit][1]
-    texts = ["-" if row[one] is None else f"{row[one] * factor:.2f}" for one in ("ours", "floor")]
+    texts = ["-" if row[one] is None else f"{row[one] * factor:.2f}" for one in ("ours", head)]
     return texts + [unit]
 
 
-def cells(row):
+def cells(row, head):
     ratio = "-" if row["ratio"] is None else f"{row['ratio']:.2f}"
     spread = "{:.2f} .. {:.2f}".format(*row["quartiles"]) if row["quartiles"] else ""
     verdict = {True: "met", False: "missed", None: ""}[row.get("met")]
-    return [row["name"], *in_readable_unit(row), ratio, spread, row.get("target", ""), verdict]
+    return [row["name"], *in_readable_unit(row, head), ratio, spread, row.get("target", ""), verdict]
 
 
-def show(table):
-    heads = ["medians over rounds", "ours", "floor", "", "ratio", "quartiles", "target", ""]
-    lines = [cells(row) for row in table]
+def show(table, head="floor"):
+    heads = ["medians over rounds", "ours", head, "", "ratio", "quartiles", "target", ""]
+    lines = [cells(row, head) for row in table]
     held = sum("target" in row for row in table)
     widths = [max(len(line[column]) for line in [heads] + lines) for column in range(len(heads))]
     for line in [heads] + lines[:held] + [[""] * len(heads)] + lines[held:]:
@@ -82,9 +84,12 @@ def show(table):
     print(f"\n{held} targets, {missed} missed")
 
 
-def main(result_path, targets_path, rows_path):
-    table = judge([row(*values) for values in read(rows_path)], targets_path)
-    show(table)
+def main(result_path, targets_path, rows_path, beside=None):
+    head = "floor" if beside is None else "beside"
+    table = judge([row(*values, head) for values in read(rows_path)], targets_path)
+    if beside is not None:
+        print(f"ours: the host of this build; beside: {beside}\n")
+    show(table, head)
     with open(result_path, "w") as file:
         json.dump(table, file, indent=1)
         file.write("\n")
