@@ -146,10 +146,6 @@ Result<GrowingText> serializeJson(const JsonObject& object) {
   return text;
 }
 
-JsonObject ownCopy(const JsonObject& object) {
-  return {object, json::storage_ptr()};
-}
-
 std::string description(const JsonObject& object) {
   return json::serialize(object);
 }

@@ -36,10 +36,6 @@ bool isValidJsonObject(const JsonObject& object);
 /// The compact UTF-8 text of a valid object. Fails when a text in it is not well formed.
 Result<GrowingText> serializeJson(const JsonObject& object);
 
-/// A copy in memory of its own. A plain copy of an object, and one that is moved, lies in the
-/// memory resource in which the object lies, and ends with it.
-JsonObject ownCopy(const JsonObject& object);
-
 /// A text for the log, whatever `object` holds; may be no JSON.
 std::string description(const JsonObject& object);
 

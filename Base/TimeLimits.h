@@ -9,9 +9,9 @@ namespace corvane::TimeLimits {
 /// One turn of the main loop; the end of input begins the last one.
 inline constexpr std::chrono::milliseconds runLoopSlice{5000};
 
-/// How much longer than the last slice a frame may take that is being written when it ends: a
-/// browser that reads gets it whole, one that does not is not waited for.
-inline constexpr std::chrono::milliseconds lastFrame{250};
+/// How long after the end of input the browser may read nothing of a reply that is pending: one
+/// that reads gets it whole, one that does not is not waited for.
+inline constexpr std::chrono::milliseconds lastRead{250};
 
 /// How long the main application may take to say that its reply is there.
 inline constexpr std::chrono::milliseconds reply{3000};
@@ -19,10 +19,6 @@ inline constexpr std::chrono::milliseconds reply{3000};
 /// How long the main application may take to announce its state, after it was started or told to
 /// change it.
 inline constexpr std::chrono::milliseconds appState{300'000};
-
-/// How long the process, when it leaves, waits for a record that is being written: on a healthy
-/// disk it is whole long before.
-inline constexpr std::chrono::milliseconds lastAppend{100};
 
 /// How long the process, when it leaves, waits for log lines that are queued: long enough for a
 /// healthy disk, short enough that a browser that quits does not notice.

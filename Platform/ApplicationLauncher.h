@@ -2,13 +2,17 @@
 
 #include <string>
 
+#include "Base/UniqueFunction.h"
+#include "Platform/EventLoop.h"
+
 namespace corvane::Platform::ApplicationLauncher {
 
-/// Starts the application `bundleIdentifier`, whether or not it runs already, and says whether it
-/// was started: false when it is not installed or its program can't be run. Waits until that is
-/// known, not until the application is ready. The application is on its own from then on: it
-/// inherits no descriptor and no signal setting of this process, and its end leaves nothing behind
-/// here. Safe from any thread.
-bool launch(const std::string& bundleIdentifier);
+/// Starts the application `bundleIdentifier`, even if it is running. Calls `answer` once, later, on
+/// `loop`: true if it was started, false if it is not installed, if its program cannot be executed,
+/// or if that is not known within TimeLimits::appState. Does not wait until the application is
+/// ready. The application inherits no descriptors or signal settings and is not a child of this
+/// process. `loop` must outlive the answer. On the loop's thread.
+void launch(EventLoop& loop, const std::string& bundleIdentifier,
+            UniqueFunction<void(bool isStarted)> answer);
 
 }  // namespace corvane::Platform::ApplicationLauncher

@@ -4,50 +4,60 @@
 #include <memory>
 #include <string>
 
+#include "Platform/EventLoop.h"
+
 namespace corvane::Platform {
 
-/// Named notifications without payload, from and to every process of this user: at least one call
-/// after the last post of a name, perhaps fewer calls than posts. (On Linux each post is one call;
-/// macOS may merge.)
+/// Sends and receives named notifications without payload between the processes of one user. Each
+/// post causes a call after it; on macOS several posts may be merged into one call.
 ///
-/// Callbacks run on a thread of the center's own and must only queue work: while one runs, no other
-/// notification of the process is delivered. All operations are safe from any thread; from a
-/// callback only `stopObserving`.
+/// Callbacks run on the loop, in the order in which the notifications arrived. All operations
+/// belong to the loop's thread; callbacks may use them too.
 class NotificationCenter {
  public:
   using Callback = std::function<void()>;
 
-  /// `containerFolder`: where the sockets lie on Linux; not used elsewhere. Does nothing yet;
-  /// sockets and thread come with the first observer.
-  explicit NotificationCenter(std::string containerFolder);
+  /// Which processes observe a name. What this process alone observes leaves no empty directory
+  /// behind; the others' directories stay for the next process.
+  enum class Audience { manyProcesses, thisProcessOnly };
+
+  /// `loop` must outlive this object. `containerFolder`: the directory of the sockets on Linux; not
+  /// used elsewhere. Makes nothing yet; the socket comes with the first observer.
+  NotificationCenter(EventLoop& loop, std::string containerFolder);
+
+  /// As `withdraw`.
   ~NotificationCenter();
   NotificationCenter(const NotificationCenter&) = delete;
   NotificationCenter& operator=(const NotificationCenter&) = delete;
 
-  /// Calls `callback` for each notification `name` (at most 200 bytes, no "/") from now on. One
-  /// callback per name: a second call replaces the first. False, with a record in the system log,
-  /// when the system gives no means to hear it; the host then goes on deaf to this name. Also
-  /// false, without a record, after `withdraw`.
-  bool observe(const std::string& name, Callback callback);
+  /// Calls `callback` for each notification `name` posted from now on. `name` has at most 200 bytes
+  /// and no "/". Replaces an earlier callback. If `name` was observed before, pending notifications
+  /// are taken from the queue first: those of other names are delivered inside this call, those of
+  /// `name` are dropped. Returns false, with an error in the system log, if the name cannot be
+  /// observed; false without one after `withdraw`.
+  bool observe(const std::string& name, Callback callback,
+               Audience audience = Audience::manyProcesses);
 
-  /// Ends the observation of `name`; no callback for it starts after the return.
+  /// Ends the observation of `name`; its callback is not called again. A no-op when it is not
+  /// observed.
   void stopObserving(const std::string& name);
 
-  /// Posts `name` to all who observe it, this process included, and returns without waiting for
-  /// them; where an observer's queue is full it waits, 100 ms at most for all of them. Nobody need
-  /// observe it.
+  /// Delivers now what is pending, where the loop would do so soon: for a caller that is about to
+  /// decide that something has not come.
+  void deliverPending();
+
+  /// Posts `name` to all observers, including this process; never blocks. If an observer's queue is
+  /// full, delivery is tried again; an observer that takes nothing for 100 ms misses the
+  /// notification. A no-op without observers.
   void post(const std::string& name);
 
-  /// Takes away what this process left in the file system, as the last thing before it ends.
-  /// Nothing is delivered afterwards. What a killed process leaves, the next one that observes
-  /// removes; a socket that was bound less than 10 s ago, one that comes later.
+  /// Removes this process's socket and links. Call it last. Blocks for at most 100 ms while
+  /// deliveries are pending. No callback runs afterwards. Files of a killed process are removed by
+  /// a later process that observes; sockets younger than 10 s are left.
   void withdraw();
 
-  /// What the system's half is made of; known, and of use, only there.
-  class Implementation;
-  Implementation& implementation() { return *implementation_; }
-
  private:
+  class Implementation;
   std::unique_ptr<Implementation> implementation_;
 };
 

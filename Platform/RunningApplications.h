@@ -7,6 +7,7 @@
 #include <optional>
 #include <string>
 
+#include "Platform/EventLoop.h"
 #include "Platform/NotificationCenter.h"
 
 namespace corvane::Platform {
@@ -18,42 +19,41 @@ struct RunningApplication {
 };
 
 /// The applications that run for this user, as far as they say so. On Linux: the registry in the
-/// group container, one locked file per instance, so that a crash needs no cleaning up.
+/// group container, one locked file per instance, so that a crash needs no cleaning up. All
+/// operations belong to the loop's thread; none blocks or takes a lock.
 class RunningApplications {
  public:
-  /// `containerFolder`: where the registry lies on Linux; not used elsewhere. `center`, which must
-  /// outlive this object, is used by `observe` only.
-  RunningApplications(std::string containerFolder, NotificationCenter& center);
+  /// `loop` and `center` must outlive this object. `containerFolder`, the directory of the
+  /// registry, and `center`, by which starts are announced, are used on Linux only.
+  RunningApplications(EventLoop& loop, std::string containerFolder, NotificationCenter& center);
 
-  /// No change is told any more after the return. Not from a callback of `observe`.
+  /// Ends all observations.
   ~RunningApplications();
   RunningApplications(const RunningApplications&) = delete;
   RunningApplications& operator=(const RunningApplications&) = delete;
 
-  /// How many instances of the application `bundleIdentifier` run now. Asks anew at each call,
-  /// waits for nobody, takes no lock. Safe from any thread.
+  /// How many instances of the application `bundleIdentifier` run now. Asks anew at each call.
   [[nodiscard]] int instancesOf(const std::string& bundleIdentifier) const;
 
   /// Whether any instance of it runs now. Looks anew at each call, too, but is cheap when the
-  /// instance that it found before still runs. Safe from any thread.
+  /// instance that it found before still runs.
   [[nodiscard]] bool isRunning(const std::string& bundleIdentifier) const;
 
-  /// The application that process `processIdentifier` is, or nothing when it is none that says so;
-  /// on Linux only those in the registry do, and they give their bundle identifier. Otherwise like
+  /// The application that process `processIdentifier` is, or nothing when it is not known as one;
+  /// on Linux only those in the registry are, and they have a bundle identifier. Otherwise like
   /// instancesOf.
   [[nodiscard]] std::optional<RunningApplication> applicationOf(pid_t processIdentifier) const;
 
-  /// Observes the application `bundleIdentifier`, up to the end of this object or to the center's
-  /// `withdraw`; a second call for it replaces the first. Gives how many instances run now; from
-  /// then on calls `changed` with their number after each start and each end, one at a time and in
-  /// order: an instance that ends while its successor has already started is 0, then 1. Nothing
-  /// when it can't be observed. Safe from any thread.
+  /// Observes the application `bundleIdentifier`, until the end of this object; a second call for
+  /// it replaces the first. Returns how many instances run now; from then on calls `changed` on the
+  /// loop with their number after each start and each end, in order: an instance that ends while
+  /// its successor has already started is 0, then 1. Nothing when it can't be observed. `changed`
+  /// must not call `observe`.
   ///
-  /// `changed` runs on the thread of the center, perhaps before this has returned, and must only
-  /// queue work: it calls nothing of this object. An instance that starts and ends before anybody
-  /// could look is no change. On Linux one that gives its registration back and lives on is not
-  /// counted by instancesOf from then on; `changed` tells it when the process ends or another
-  /// instance starts, as nothing else makes itself heard.
+  /// An instance that starts and ends before the loop can look is no change. On Linux one that
+  /// gives its registration back and lives on is not counted by instancesOf from then on; `changed`
+  /// reports it when the process ends or another instance starts, as nothing else makes itself
+  /// heard.
   [[nodiscard]] std::optional<int> observe(const std::string& bundleIdentifier,
                                            std::function<void(int instances)> changed);
 
@@ -61,6 +61,7 @@ class RunningApplications {
   struct Observations;
   struct Found;
 
+  EventLoop& loop_;
   std::string containerFolder_;
   NotificationCenter& center_;
   std::unique_ptr<Observations> observations_;

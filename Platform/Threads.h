@@ -2,10 +2,16 @@
 
 #include <string>
 
+#include "Base/Result.h"
+#include "Base/UniqueFunction.h"
+
 namespace corvane::Platform {
 
-/// Names the calling thread for debuggers and process listings; what the system finds too long is
-/// cut.
+/// Shows `name`, shortened to what the system allows, for the calling thread in debuggers.
 void nameThisThread(const std::string& name);
+
+/// Runs `body` on a new thread, named `name`, that nothing waits for. Fails, with `body` destroyed
+/// uncalled, when the system starts no more threads.
+Result<Done> startThread(const std::string& name, UniqueFunction<void()> body);
 
 }  // namespace corvane::Platform

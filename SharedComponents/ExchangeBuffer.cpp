@@ -1,8 +1,11 @@
 #include "SharedComponents/ExchangeBuffer.h"
 
 #include <array>
+#include <chrono>
+#include <memory>
 #include <utility>
 
+#include "Platform/Threads.h"
 #include "SharedComponents/KeyedArchive/KeyedUnarchiver.h"
 #include "VCommons/VCommonsKit/VCLog.h"
 
@@ -86,46 +89,8 @@ std::optional<std::vector<std::byte>> bytesAt(ExchangeFile& exchange, const Plac
   return bytes;
 }
 
-}  // namespace
-
-ExchangeBuffer::ExchangeBuffer(std::function<std::string()> folder, DispatchQueue& queue,
-                               Platform::SystemCalls& calls)
-    : folder_(std::move(folder)), queue_(queue), calls_(calls) {}
-
-std::string ExchangeBuffer::pathOf(const std::string& key) const {
-  return folder_() + "/" + key + ".data";
-}
-
-bool ExchangeBuffer::setExchange(const std::string& key, const std::string& id,
-                                 const std::string& name, std::optional<Dictionary> body) {
-  VCLogCDebug({file, setFunction}, "key: %@, id: %@, name: %@", key, id, name);
-  ExchangeFile exchange(pathOf(key), calls_);
-  if (exchange.state() != ExchangeFile::State::ready) return true;
-  if (exchange.length() > maximumBufferLength) {
-    VCLogCWarn({file, setFunction}, "Exchange buffer for \"%@\" reached maximum length", key);
-    return false;
-  }
-  const auto archive = ExchangeRecord::archive({id, name, std::move(body)});
-  if (!archive) {
-    VCLogCError({file, setFunction}, "Can't open file \"%@\" for writing: %@", exchange.url(),
-                archive.failure());
-    return false;
-  }
-  if (archive->size() > maximumObjectLength) {
-    VCLogCWarn({file, setFunction}, "Exchange object for \"%@\" reacged maximum length", key);
-    return false;
-  }
-  if (append(exchange, archive.value())) {
-    VCLogCDebug({file, setFunction}, "Writen data (%@) for key: %@, id: %@, name: %@",
-                archive->size(), key, id, name);
-  }
-  return true;
-}
-
 /// Appends all or nothing. True when it is all; otherwise an error line says why.
-bool ExchangeBuffer::append(ExchangeFile& exchange, const std::string& archive) {
-  const AppendGate::Pass pass(appends_);
-  if (!pass) return false;
+bool append(ExchangeFile& exchange, const std::string& archive) {
   const LengthBytes length = bytesOfLength(archive.size());
   const auto written = exchange.file().writeAt(bytesOf(archive), length, exchange.length());
   if (written && written.value() == archive.size() + length.size()) return true;
@@ -140,9 +105,105 @@ bool ExchangeBuffer::append(ExchangeFile& exchange, const std::string& archive) 
   return false;
 }
 
-std::optional<ExchangeRecord> ExchangeBuffer::getExchange(const std::string& key,
-                                                          const std::optional<std::string>& id) {
-  ExchangeFile exchange(pathOf(key), calls_);
+/// What setExchange does with the locked file; returns what it answers.
+bool appendRecord(ExchangeFile& exchange, const std::string& key, ExchangeRecord record) {
+  if (exchange.state() != ExchangeFile::State::ready) return true;
+  if (exchange.length() > ExchangeBuffer::maximumBufferLength) {
+    VCLogCWarn({file, setFunction}, "Exchange buffer for \"%@\" reached maximum length", key);
+    return false;
+  }
+  const std::string id = record.id;
+  const std::string name = record.name;
+  const auto archive = ExchangeRecord::archive(std::move(record));
+  if (!archive) {
+    VCLogCError({file, setFunction}, "Can't open file \"%@\" for writing: %@", exchange.url(),
+                archive.failure());
+    return false;
+  }
+  if (archive->size() > ExchangeBuffer::maximumObjectLength) {
+    VCLogCWarn({file, setFunction}, "Exchange object for \"%@\" reacged maximum length", key);
+    return false;
+  }
+  if (append(exchange, archive.value())) {
+    VCLogCDebug({file, setFunction}, "Writen data (%@) for key: %@, id: %@, name: %@",
+                archive->size(), key, id, name);
+  }
+  return true;
+}
+
+/// How soon a contended lock is tried again when there is no thread to wait for it.
+constexpr std::chrono::milliseconds retryPause{10};
+
+}  // namespace
+
+ExchangeBuffer::ExchangeBuffer(Platform::EventLoop& loop, std::function<std::string()> folder,
+                               Platform::SystemCalls& calls)
+    : loop_(loop), folder_(std::move(folder)), calls_(calls) {}
+
+/// Runs `use` with the file of `key`, locked unless that is impossible.
+void ExchangeBuffer::withFile(const std::string& key, Use use) {
+  std::string path = folder_() + "/" + key + ".data";
+  ExchangeFile exchange(path, calls_);
+  if (exchange.state() != ExchangeFile::State::contended) return use(exchange);
+  exchange.close();
+  waitForLock(std::move(path), std::move(use));
+}
+
+/// An operation whose lock another process has.
+struct ExchangeBuffer::Waiting {
+  Waiting(std::string path, Platform::SystemCalls& calls, Use use)
+      : exchange(std::move(path), calls), use(std::move(use)) {}
+
+  ExchangeFile exchange;
+  Use use;
+};
+
+/// Waits on a thread of its own; where the system starts none, tries again and again.
+void ExchangeBuffer::waitForLock(std::string path, Use use) {
+  const auto waiting = std::make_shared<Waiting>(path, calls_, std::move(use));
+  if (waiting->exchange.state() != ExchangeFile::State::contended)
+    return waiting->use(waiting->exchange);
+  const auto started =
+      Platform::startThread("exchange lock", [&loop = loop_, waiting = waiting]() mutable {
+        waiting->exchange.waitForLock();
+        loop.post([waiting = std::move(waiting)] { waiting->use(waiting->exchange); });
+      });
+  if (started) return;
+  waiting->exchange.close();
+  tryAgainLater(std::move(path), std::move(waiting->use));
+}
+
+void ExchangeBuffer::tryAgainLater(std::string path, Use use) {
+  auto retry = std::make_shared<Platform::EventLoop::Registration>();
+  *retry = loop_.at(Platform::EventLoop::now() + retryPause,
+                    [this, path = std::move(path), use = std::move(use), retry]() mutable {
+                      waitForLock(std::move(path), std::move(use));
+                    });
+}
+
+void ExchangeBuffer::setExchange(const std::string& key, const std::string& id,
+                                 const std::string& name, std::optional<Dictionary> body,
+                                 UniqueFunction<void(bool)> done) {
+  VCLogCDebug({file, setFunction}, "key: %@, id: %@, name: %@", key, id, name);
+  withFile(key, [key, record = ExchangeRecord{id, name, std::move(body)},
+                 done = std::move(done)](ExchangeFile& exchange) mutable {
+    const bool isTaken = appendRecord(exchange, key, std::move(record));
+    exchange.close();
+    done(isTaken);
+  });
+}
+
+void ExchangeBuffer::getExchange(const std::string& key, const std::optional<std::string>& id,
+                                 UniqueFunction<void(std::optional<ExchangeRecord>)> done) {
+  withFile(key, [this, key, id, done = std::move(done)](ExchangeFile& exchange) mutable {
+    auto record = take(exchange, key, id);
+    exchange.close();
+    done(std::move(record));
+  });
+}
+
+std::optional<ExchangeRecord> ExchangeBuffer::take(ExchangeFile& exchange, const std::string& key,
+                                                   const std::optional<std::string>& id) {
   if (exchange.state() == ExchangeFile::State::notLocked) return std::nullopt;
   if (exchange.state() == ExchangeFile::State::notOpened) {
     VCLogCError({file, getFunction}, "Can't get file handle for: %@", exchange.url());
@@ -162,9 +223,8 @@ std::optional<ExchangeRecord> ExchangeBuffer::getExchange(const std::string& key
 }
 
 std::optional<ExchangeRecord> ExchangeBuffer::decoded(ByteView archive) const {
-  const auto records = registeredClasses();
   // Errors always: a main application may answer any request with one.
-  auto root = KeyedUnarchiver::unarchive(archive, {*records, true});
+  auto root = KeyedUnarchiver::unarchive(archive, {classes_, true});
   if (!root) {
     VCLogCError({file, getFunction}, "Can't convert exchange object to dictionary: %@",
                 root.failure());
@@ -173,27 +233,14 @@ std::optional<ExchangeRecord> ExchangeBuffer::decoded(ByteView archive) const {
   return ExchangeRecord::fromValue(std::move(root).value());
 }
 
-bool ExchangeBuffer::clearExchange(const std::string& key) {
+void ExchangeBuffer::clearExchange(const std::string& key, UniqueFunction<void()> done) {
   VCLogCDebugTrace({file, clearFunction});
-  ExchangeFile exchange(pathOf(key), calls_);
-  if (exchange.state() != ExchangeFile::State::ready) return true;
-  if (truncate(exchange, 0, clearFunction)) {
-    VCLogCInfo({file, clearFunction}, "Cleared file on '%@'", exchange.url());
-  }
-  return true;
-}
-
-void ExchangeBuffer::setRegisteredClasses(std::vector<const RecordClass*> classes) {
-  queue_.sync([&] {
-    auto registered = std::make_shared<const Classes>(std::move(classes));
-    const std::lock_guard lock(classesMutex_);
-    classes_ = std::move(registered);
+  withFile(key, [done = std::move(done)](ExchangeFile& exchange) mutable {
+    if (exchange.state() == ExchangeFile::State::ready && truncate(exchange, 0, clearFunction))
+      VCLogCInfo({file, clearFunction}, "Cleared file on '%@'", exchange.url());
+    exchange.close();
+    done();
   });
-}
-
-std::shared_ptr<const ExchangeBuffer::Classes> ExchangeBuffer::registeredClasses() const {
-  const std::lock_guard lock(classesMutex_);
-  return classes_;
 }
 
 }  // namespace corvane

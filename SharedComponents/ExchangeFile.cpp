@@ -1,6 +1,5 @@
 #include "SharedComponents/ExchangeFile.h"
 
-#include <mutex>
 #include <utility>
 
 #include "Base/FileUrl.h"
@@ -13,12 +12,10 @@ namespace SystemLog = Platform::SystemLog;
 
 namespace {
 
-/// Says why files can't be opened: once for the same reason in a row, as a reply is looked for a
-/// hundred times. Null: one was opened.
-void say(const Failure* failure) {
-  static std::mutex mutex;  // guards the text
+/// Records why a file can't be opened: once for the same reason in a row, as a reply is looked for
+/// a hundred times. Null: one was opened. On the event loop's thread, as all opening is.
+void record(const Failure* failure) {
   static auto& last = *new std::string;
-  const std::lock_guard lock(mutex);
   std::string text = failure == nullptr ? "" : "no exchange: " + failure->description();
   if (failure != nullptr && text != last) SystemLog::write(SystemLog::Severity::error, text);
   last = std::move(text);
@@ -27,27 +24,50 @@ void say(const Failure* failure) {
 }  // namespace
 
 ExchangeFile::ExchangeFile(std::string path, Platform::SystemCalls& calls)
-    : path_(std::move(path)), state_(open(calls)) {}
-
-ExchangeFile::~ExchangeFile() {
-  if (locker_) locker_->unlock();
+    : path_(std::move(path)) {
+  open(calls);
 }
 
-ExchangeFile::State ExchangeFile::open(Platform::SystemCalls& calls) {
-  // Not by the locker, as that makes a file that is missing.
+ExchangeFile::~ExchangeFile() {
+  close();
+}
+
+void ExchangeFile::open(Platform::SystemCalls& calls) {
+  // Not by the locker, as that creates a missing file.
   auto opened = File::open(path_, File::Access::update, calls);
   if (!opened) {
-    if (opened.failure().cause == FailureCause::notFound) return State::notOpened;
-    say(&opened.failure());
-    return State::notLocked;
+    const bool isMissing = opened.failure().cause == FailureCause::notFound;
+    if (!isMissing) record(&opened.failure());
+    state_ = isMissing ? State::notOpened : State::notLocked;
+    return;
   }
-  say(nullptr);
+  record(nullptr);
   locker_.emplace(path_, std::move(opened).value());
-  if (!locker_->waitLock()) return State::notLocked;
+  if (locker_->lock()) {
+    look();
+  } else {
+    state_ = locker_->isContended() ? State::contended : State::notLocked;
+  }
+}
+
+void ExchangeFile::waitForLock() {
+  if (locker_->waitLock()) {
+    look();
+  } else {
+    state_ = State::notLocked;
+  }
+}
+
+/// A file that has no name left was removed while it was opened or waited for.
+void ExchangeFile::look() {
   const auto status = file().status();
-  if (!status || !status->isLinked) return State::notOpened;  // removed while it was waited for
-  length_ = status->size;
-  return State::ready;
+  state_ = status && status->isLinked ? State::ready : State::notOpened;
+  if (status) length_ = status->size;
+}
+
+void ExchangeFile::close() {
+  if (locker_) locker_->unlock();
+  locker_.reset();
 }
 
 std::string ExchangeFile::url() const {

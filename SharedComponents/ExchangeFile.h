@@ -9,39 +9,50 @@
 
 namespace corvane {
 
-/// An exchange file in the hands of this process: open and locked for as long as the object lives.
-/// Waits for whoever has it. Never makes the file: that is the main application's. That a file
-/// can't be opened though it is there is said in the system log. One thread at a time.
+/// An exchange file that this process has open and locked, until `close` or the end of the object.
+/// Never creates the file: that is up to the main application. Why an existing file can't be opened
+/// is said in the system log. One thread at a time.
 class ExchangeFile {
  public:
   enum class State {
-    ready,
-    notLocked,  ///< the lock can't be had; the file is none of ours to touch
+    ready,      ///< open and locked
+    contended,  ///< open; another process has the lock
+    notLocked,  ///< the lock can't be had; the file must not be touched
     notOpened,  ///< there is no such file, or it can't be opened
   };
 
+  /// Opens the file `path` and takes its lock if that is free. Never blocks.
   ExchangeFile(std::string path, Platform::SystemCalls& calls);
+
+  /// As `close`.
   ~ExchangeFile();
   ExchangeFile(const ExchangeFile&) = delete;
   ExchangeFile& operator=(const ExchangeFile&) = delete;
 
+  /// Blocks without limit until the lock of a contended file is free, and takes it. Any thread,
+  /// while no other uses the object. Never leaves it contended.
+  void waitForLock();
+
+  /// Gives the lock back and closes the file; nothing else of it may be used then.
+  void close();
+
   [[nodiscard]] State state() const { return state_; }
 
-  /// Its path as an address, for the log.
+  /// Its path as a URL, for the log.
   [[nodiscard]] std::string url() const;
 
-  /// Only when `state` is ready:
+  /// The file itself, and its length in bytes when the lock was taken. Only when `state` is ready.
   Platform::File& file() { return locker_->lockedFile(); }
-  /// its length in bytes when the lock was taken.
   [[nodiscard]] std::uint64_t length() const { return length_; }
 
  private:
-  State open(Platform::SystemCalls& calls);
+  void open(Platform::SystemCalls& calls);
+  void look();
 
   const std::string path_;
   std::optional<VCLFileLocker> locker_;
   std::uint64_t length_ = 0;
-  State state_;
+  State state_ = State::notOpened;
 };
 
 }  // namespace corvane

@@ -25,13 +25,14 @@ const std::optional<std::string>& GroupContainer::dataUrl() {
   return made(data_, "Data", "dataUrl", "data");
 }
 
-void GroupContainer::pickUpLogLevel(VCLLogger& logger) {
-  pickUp(storedLogLevel(), logger);
-}
-
-void GroupContainer::pickUpChangedLogLevel(VCLLogger& logger) {
+void GroupContainer::pickUpLogLevel(VCLLogger& logger) const {
   const std::int64_t level = storedLogLevel();
-  if (level != pickedUpLevel_) pickUp(level, logger);
+  if (level == 0) return;
+  if (level < 0 || level > std::numeric_limits<std::uint32_t>::max()) {
+    Platform::hardStop("the group setting DefaultsKeyLogLevel is out of range: " +
+                       std::to_string(level));
+  }
+  logger.modifyLogLevel(static_cast<std::uint32_t>(level));
 }
 
 std::int64_t GroupContainer::storedLogLevel() const {
@@ -42,30 +43,14 @@ std::int64_t GroupContainer::storedLogLevel() const {
   return settings->integer(logLevelKey);
 }
 
-void GroupContainer::pickUp(std::int64_t level, VCLLogger& logger) {
-  pickedUpLevel_ = level;
-  if (level == 0) return;
-  if (level < 0 || level > std::numeric_limits<std::uint32_t>::max()) {
-    Platform::hardStop("the group setting DefaultsKeyLogLevel is out of range: " +
-                       std::to_string(level));
-  }
-  logger.modifyLogLevel(static_cast<std::uint32_t>(level));
-}
-
 const std::optional<std::string>& GroupContainer::made(Folder& folder, const std::string& component,
                                                        const char* property, const char* purpose) {
-  bool hasFailedNow = false;
-  std::call_once(folder.once, [&] {
-    const auto outcome = Platform::makeFolders(required(), component);
-    if (outcome) {
-      folder.path = required() + "/" + component;
-    } else {
-      folder.failure = outcome.failure().text;
-      hasFailedNow = true;
-    }
-  });
-  // Not while others wait for the first use to end: an error line waits for the log.
-  if (hasFailedNow) {
+  if (std::exchange(folder.isTried, true)) return folder.path;
+  const auto outcome = Platform::makeFolders(required(), component);
+  if (outcome) {
+    folder.path = required() + "/" + component;
+  } else {
+    folder.failure = outcome.failure().text;
     VCLogCError({"SharedComponents/SharedResources", property}, "Can't create group %s folder: %@",
                 purpose, folder.failure);
   }

@@ -1,8 +1,6 @@
 #pragma once
 
-#include <atomic>
 #include <cstdint>
-#include <mutex>
 #include <optional>
 #include <string>
 
@@ -12,7 +10,7 @@ namespace corvane {
 
 /// The folder that host and main application share, the two folders in it that both use, and the
 /// settings. Each folder is derived and made at most once, on first use; the outcome, also a
-/// failure, stands for the life of the object. Safe from any thread.
+/// failure, stands for the life of the object. One thread at a time.
 class GroupContainer {
  public:
   /// The group setting that holds the log level.
@@ -39,14 +37,11 @@ class GroupContainer {
   /// Reads the log level that the main application has set and hands it to `logger`; 0 or none
   /// leaves the level as it is. The settings are read anew at each call. The process stops when
   /// they can't be read or when the level does not fit 32 unsigned bits.
-  void pickUpLogLevel(VCLLogger& logger);
-
-  /// The same if the level is another one than at the last time.
-  void pickUpChangedLogLevel(VCLLogger& logger);
+  void pickUpLogLevel(VCLLogger& logger) const;
 
  private:
   struct Folder {
-    std::once_flag once;
+    bool isTried = false;
     std::optional<std::string> path;
     std::string failure;
   };
@@ -54,14 +49,12 @@ class GroupContainer {
                                          const char* property, const char* purpose);
   [[nodiscard]] const std::string& required() const;
   [[nodiscard]] std::int64_t storedLogLevel() const;
-  void pickUp(std::int64_t level, VCLLogger& logger);
 
   const std::optional<std::string> folder_;
   const std::string groupIdentifier_;
   const std::string mainAppIdentifier_;
   Folder logs_;
   Folder data_;
-  std::atomic<std::int64_t> pickedUpLevel_{0};
 };
 
 }  // namespace corvane

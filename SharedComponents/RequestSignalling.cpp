@@ -26,42 +26,88 @@ std::string rawValue(RequestResponseName name) {
   return "";
 }
 
-RequestSignalling::RequestSignalling(Platform::NotificationCenter& center, Queues queues,
+/// One request, from its turn to its outcome.
+struct RequestSignalling::Request {
+  RequestResponseName name;
+  std::string responseId;
+  Begin begin;
+  UniqueFunction<void(Outcome)> done;
+  SerialOrder::Hold turn = {};
+  bool isPosted = false;
+  bool isAnswered = false;
+  Platform::EventLoop::Registration limit = {};
+};
+
+RequestSignalling::RequestSignalling(Platform::EventLoop& loop,
+                                     Platform::NotificationCenter& center, Orders orders,
                                      const std::string& mainAppIdentifier,
                                      std::chrono::milliseconds replyLimit)
-    : center_(center),
-      queues_(queues),
+    : loop_(loop),
+      center_(center),
+      orders_(orders),
       prefix_(mainAppIdentifier + ".DARWIN_NOTIFICATION."),
-      replyLimit_(replyLimit),
-      replies_(center) {}
+      replyLimit_(replyLimit) {}
 
-bool RequestSignalling::sendRequest(RequestResponseName name, const std::string& responseId,
-                                    const Begin& begin) {
-  bool result = true;
-  queues_.requests.sync([&] {
-    const bool isAwaited = !responseId.empty();
-    if (isAwaited) replies_.expect(notificationName(name, responseId));
-    result = !begin || begin();
-    if (!result) return;
-    post(name);
-    if (isAwaited) result = awaitReply();
+RequestSignalling::~RequestSignalling() = default;
+
+void RequestSignalling::sendRequest(RequestResponseName name, const std::string& responseId,
+                                    Begin begin, UniqueFunction<void(Outcome)> done) {
+  auto request =
+      std::make_unique<Request>(Request{name, responseId, std::move(begin), std::move(done)});
+  orders_.requests.async(
+      [this, request = std::move(request)]() mutable { start(std::move(request)); });
+}
+
+/// Listens for the reply before the request can be seen.
+void RequestSignalling::start(std::unique_ptr<Request> request) {
+  request->turn = orders_.requests.hold();
+  pending_ = std::move(request);
+  if (!pending_->responseId.empty()) {
+    center_.observe(
+        notificationName(pending_->name, pending_->responseId), [this] { replyCame(); },
+        Platform::NotificationCenter::Audience::thisProcessOnly);
+  }
+  Begin begin = std::move(pending_->begin);  // the request may be over before it returns
+  if (!begin) return post();
+  begin([this](bool isPublished) {
+    if (isPublished) return post();
+    finish(Outcome::refused);
   });
-  return result;
 }
 
-void RequestSignalling::post(RequestResponseName name) {
+void RequestSignalling::post() {
   VCLogCDebugTrace({file, sendFunction});
-  center_.post(notificationName(name));
+  center_.post(notificationName(pending_->name));
+  pending_->isPosted = true;
+  if (pending_->isAnswered || pending_->responseId.empty()) return finish(Outcome::answered);
+  pending_->limit = loop_.at(Platform::EventLoop::now() + replyLimit_, [this] { limitPassed(); });
 }
 
-bool RequestSignalling::awaitReply() {
-  const bool came = replies_.waitUntil(std::chrono::steady_clock::now() + replyLimit_);
-  VCLogCDebug({file, sendFunction}, "After waiting, result: %@", came ? "true" : "false");
-  return came;
+/// A reply that came in time while the loop was busy still counts.
+void RequestSignalling::limitPassed() {
+  center_.deliverPending();
+  if (pending_) finish(Outcome::timedOut);
+}
+
+void RequestSignalling::replyCame() {
+  pending_->isAnswered = true;
+  if (pending_->isPosted) finish(Outcome::answered);
+}
+
+void RequestSignalling::finish(Outcome outcome) {
+  const auto request = std::move(pending_);
+  if (!request->responseId.empty()) {
+    if (request->isPosted) {
+      VCLogCDebug({file, sendFunction}, "After waiting, result: %@",
+                  outcome == Outcome::answered ? "true" : "false");
+    }
+    center_.stopObserving(notificationName(request->name, request->responseId));
+  }
+  request->done(outcome);
 }
 
 void RequestSignalling::setHandler(RequestResponseName name, Handler handler) {
-  queues_.handlers.async(
+  orders_.handlers.async(
       [this, name = notificationName(name), handler = std::move(handler)]() mutable {
         install(name, std::move(handler));
       });
@@ -69,7 +115,7 @@ void RequestSignalling::setHandler(RequestResponseName name, Handler handler) {
 
 RequestSignalling::Handler RequestSignalling::handler(RequestResponseName name) {
   Handler result;
-  queues_.handlers.sync([&] {
+  orders_.handlers.sync([&] {
     const auto found = handlers_.find(notificationName(name));
     if (found != handlers_.end()) result = found->second;
   });
@@ -94,8 +140,8 @@ void RequestSignalling::install(const std::string& name, Handler handler) {
   }
   handlers_[name] = std::move(handler);
   if (observed_.contains(name)) return;
-  const auto queue = [this, name] { queues_.handlers.async([this, name] { delivered(name); }); };
-  if (center_.observe(name, queue)) observed_.insert(name);
+  const auto deliver = [this, name] { orders_.handlers.async([this, name] { delivered(name); }); };
+  if (center_.observe(name, deliver)) observed_.insert(name);
 }
 
 void RequestSignalling::delivered(const std::string& name) {

@@ -3,12 +3,14 @@
 #include <chrono>
 #include <functional>
 #include <map>
+#include <memory>
 #include <set>
 #include <string>
 
+#include "Base/UniqueFunction.h"
+#include "Platform/EventLoop.h"
 #include "Platform/NotificationCenter.h"
-#include "Platform/NotificationMailbox.h"
-#include "VCommons/VCommonsKit/DispatchQueue.h"
+#include "VCommons/VCommonsKit/SerialOrder.h"
 
 namespace corvane {
 
@@ -19,43 +21,58 @@ enum class RequestResponseName { exchange, ready, appState, appReconfig };
 std::string rawValue(RequestResponseName name);
 
 /// Notifications between host and main application: requests that wait for the notification of
-/// their reply, and a registry of handlers that run when the main application posts a name. Safe
-/// from any thread.
+/// their reply, and a registry of handlers that run when the main application posts a name. On the
+/// loop's thread.
 class RequestSignalling {
  public:
   using Handler = std::function<void()>;
 
-  /// The two queues of a process on which signalling runs.
-  struct Queues {
-    DispatchQueue& handlers;  ///< handlers run here, and only here is their registry touched
-    DispatchQueue& requests;  ///< one request at a time waits here for its reply
+  /// The two serial orders of a process in which signalling runs.
+  struct Orders {
+    SerialOrder& handlers;  ///< handlers run here, and only here is their registry changed
+    SerialOrder& requests;  ///< one request at a time waits here for its reply
   };
 
-  /// `center` and `queues` must outlive this object and everything queued. `replyLimit`: how long a
+  /// All of it must outlive this object and everything in the orders. `replyLimit`: how long a
   /// request waits for its reply.
-  RequestSignalling(Platform::NotificationCenter& center, Queues queues,
+  RequestSignalling(Platform::EventLoop& loop, Platform::NotificationCenter& center, Orders orders,
                     const std::string& mainAppIdentifier, std::chrono::milliseconds replyLimit);
+  ~RequestSignalling();
+  RequestSignalling(const RequestSignalling&) = delete;
+  RequestSignalling& operator=(const RequestSignalling&) = delete;
 
-  /// Makes a request seen; false when it is not to be posted after all.
-  using Begin = std::function<bool()>;
+  /// What became of a request.
+  enum class Outcome {
+    answered,  ///< the notification of a reply came
+    timedOut,  ///< the limit passed
+    refused,   ///< it was not posted
+  };
 
-  /// Posts `name` and waits for the notification of a reply: true when one came, false when the
-  /// limit passed. Any reply that this process hears counts, whoever asked for it; the reader of
-  /// the reply looks at its id. With an empty `responseId` there is nothing to wait for: true at
-  /// once.
+  /// Publishes the request; calls its argument once, with false to cancel the post.
+  using Begin = UniqueFunction<void(UniqueFunction<void(bool)>)>;
+
+  /// Posts `name` and waits for the notification of a reply; then calls `done`, on the loop. Any
+  /// reply that this process hears counts, whoever asked for it; the reader of the reply looks at
+  /// its id. With an empty `responseId` there is nothing to wait for: answered at once. Requests
+  /// wait one at a time, in the order of these calls.
   ///
-  /// `begin`, if there is one, runs in the request's turn, once replies are heard and before
-  /// anything is posted: the main application may be awake already, woken by somebody else, and
-  /// answer before the post. When it says false, so does this, at once.
-  bool sendRequest(RequestResponseName name, const std::string& responseId,
-                   const Begin& begin = {});
+  /// `begin`, if there is one, runs when it is the request's turn, once replies are heard and
+  /// before anything is posted: the main application may be awake already, woken by another host,
+  /// and answer before the post. A reply that came by then ends the wait at once.
+  void sendRequest(RequestResponseName name, const std::string& responseId, Begin begin,
+                   UniqueFunction<void(Outcome)> done);
 
-  /// Installs, replaces or (with an empty one) removes the handler of `name`. Queued; returns at
-  /// once.
+  /// Installs, replaces or (with an empty one) removes the handler of `name`, later, in the order
+  /// of the handlers.
   void setHandler(RequestResponseName name, Handler handler);
 
-  /// The handler of `name`, empty when there is none. Sees every setHandler that this thread called
-  /// before. Waits for its turn on the queue, so never from a handler.
+  /// Installs now what setHandler has queued; not for a handler.
+  void installPending() {
+    orders_.handlers.sync([] {});
+  }
+
+  /// The handler of `name`, empty when there is none. Sees the effect of every setHandler before.
+  /// Runs what is pending in the order of the handlers, so it must not be called by a handler.
   Handler handler(RequestResponseName name);
 
   /// The notification name of `name`: the main application's identifier, ".DARWIN_NOTIFICATION.",
@@ -65,19 +82,24 @@ class RequestSignalling {
                                              const std::string& responseId) const;
 
  private:
+  struct Request;
+
   void install(const std::string& name, Handler handler);
   void delivered(const std::string& name);
-  void post(RequestResponseName name);
-  bool awaitReply();
+  void start(std::unique_ptr<Request> request);
+  void post();
+  void limitPassed();
+  void replyCame();
+  void finish(Outcome outcome);
 
+  Platform::EventLoop& loop_;
   Platform::NotificationCenter& center_;
-  const Queues queues_;
+  const Orders orders_;
   const std::string prefix_;
   const std::chrono::milliseconds replyLimit_;
-  std::map<std::string, Handler> handlers_;  // by notification name; only on the queue
-  std::set<std::string> observed_;           // names; only on the queue
-
-  Platform::NotificationMailbox replies_;  // only in a turn of the queue of requests
+  std::map<std::string, Handler> handlers_;  // by notification name
+  std::set<std::string> observed_;           // names
+  std::unique_ptr<Request> pending_;         // the one that waits
 };
 
 }  // namespace corvane

@@ -1,67 +1,68 @@
 #pragma once
 
-#include <chrono>
+#include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 
+#include "Platform/EventLoop.h"
+#include "Platform/NotificationCenter.h"
 #include "Platform/RunningApplications.h"
 #include "SharedComponents/ExchangeBuffer.h"
+#include "SharedComponents/ExtensionBrowserApi/ExtensionBrowserApiClient.h"
+#include "SharedComponents/GroupContainer.h"
 #include "SharedComponents/RequestSignalling.h"
+#include "VCommons/VCommonsKit/SerialOrder.h"
 
 namespace corvane {
 
-/// The one entry point to what this process shares with the main application: class-level, thin,
-/// each thing made on first use and kept for the life of the process. What it says of a member is
-/// what the object behind it says: GroupContainer, ExchangeBuffer, RequestSignalling. Safe from any
-/// thread.
+/// What this process shares with the main application, wired together: the container and its
+/// directories, the settings, the exchange files, the notifications and the client of the main
+/// application's interface. What is said of a member is in the header of the object behind it. One
+/// per process; on the loop's thread.
 class SharedResources {
  public:
-  using RequestResponseName = corvane::RequestResponseName;
   using Handler = RequestSignalling::Handler;
 
-  SharedResources() = delete;
+  /// Touches nothing but the database of users, to find the container. `loop` must outlive this
+  /// object.
+  explicit SharedResources(Platform::EventLoop& loop);
 
-  /// The shared container, or nothing when the system gives none.
-  static const std::optional<std::string>& url();
+  /// The shared container, or nothing when the system has none; the logs directory and that of the
+  /// exchange files in it.
+  const std::optional<std::string>& url() { return container_.url(); }
+  const std::optional<std::string>& logsUrl() { return container_.logsUrl(); }
+  const std::optional<std::string>& dataUrl() { return container_.dataUrl(); }
 
-  /// The logs folder and the folder of the exchange files in it; see GroupContainer.
-  static const std::optional<std::string>& logsUrl();
-  static const std::optional<std::string>& dataUrl();
+  /// Why there is no logs directory.
+  [[nodiscard]] const std::string& logsFailure() const { return container_.logsFailure(); }
 
-  /// Why there is no logs folder.
-  static const std::string& logsFailure();
+  /// Applies the log level that the main application has set.
+  void pickUpLogLevel() const;
 
-  /// Applies the log level that the main application has set; see GroupContainer::pickUpLogLevel.
-  static void pickUpLogLevel();
-  static void pickUpChangedLogLevel();
+  RequestSignalling& signalling() { return signalling_; }
+  Platform::RunningApplications& runningApplications() { return applications_; }
 
-  /// The records that travel in both directions. Its operations need the data folder: without it
-  /// the process stops.
-  static ExchangeBuffer& exchangeBuffer();
+  /// The order of the exchanges, and the client that runs them.
+  SerialOrder& workOrder() { return workOrder_; }
+  ExtensionBrowserApiClient& client() { return *client_; }
 
-  /// The notifications that go with them; its handlers have operations of their own here.
-  static RequestSignalling& signalling();
-  static void setHandler(RequestResponseName name, Handler handler);
-  static Handler handler(RequestResponseName name);
+  /// Removes what this process left in the container for others to reach it, as the last thing
+  /// before it ends. Nothing is delivered afterwards.
+  void withdraw() { center_.withdraw(); }
 
-  /// Runs `task` on the queue of the handlers, after what was queued before.
-  static void async(DispatchQueue::Task task);
+ private:
+  std::string dataFolder();
 
-  /// Has that queue wait with its tasks, handlers that are set among them, until `resume`, or until
-  /// somebody waits for it.
-  static void suspend();
-  static void resume();
-
-  /// The applications that run. Needs the container: without it the process stops.
-  static Platform::RunningApplications& runningApplications();
-
-  /// Lets a record that is being written get whole, within `limit`, and lets no other begin: for
-  /// the end of the process.
-  static void stopAppending(std::chrono::milliseconds limit);
-
-  /// Takes away what this process left in the container for the others to reach it; the last thing
-  /// before it ends. Does nothing when nothing was observed.
-  static void withdraw();
+  GroupContainer container_;
+  Platform::NotificationCenter center_;
+  Platform::RunningApplications applications_;
+  SerialOrder handlersOrder_;
+  SerialOrder requestsOrder_;
+  SerialOrder workOrder_;
+  RequestSignalling signalling_;
+  ExchangeBuffer exchangeBuffer_;
+  std::shared_ptr<ExtensionBrowserApiClient> client_;
 };
 
 }  // namespace corvane

@@ -24,7 +24,9 @@ bool VCLFileLocker::take(Result<Done> (File::*operation)()) {
   const std::lock_guard guard(mutex_);
   if (locked_) return true;
   if (!open()) return false;
-  locked_ = static_cast<bool>(((*file_).*operation)());
+  const auto taken = ((*file_).*operation)();
+  locked_ = static_cast<bool>(taken);
+  isContended_ = !taken && taken.failure().cause == FailureCause::wouldBlock;
   return locked_;
 }
 

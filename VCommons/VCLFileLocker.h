@@ -38,6 +38,9 @@ class VCLFileLocker {
   /// when the file can't be opened or the system can't lock it.
   bool waitLock();
 
+  /// Whether the last `lock` failed because another holder has the lock.
+  [[nodiscard]] bool isContended() const { return isContended_; }
+
   /// Gives the lock back; the file stays open. True when this object holds it no longer, also when
   /// it never did; false when the system refuses, and then it is still held.
   bool unlock();
@@ -56,6 +59,7 @@ class VCLFileLocker {
   std::mutex mutex_;  // guards the file and the flag, also while waiting for the lock
   std::optional<Platform::File> file_;  // opened by the first attempt, then kept
   bool locked_ = false;                 // only with an open file
+  bool isContended_ = false;
 };
 
 }  // namespace corvane

@@ -8,9 +8,9 @@
 #include <thread>
 
 #include "SharedComponents/ExtensionBrowserApi/ExtensionBrowserApiClient.h"
-#include "bench/Arrivals.h"
 #include "bench/FloorFile.h"
 #include "bench/FloorSocket.h"
+#include "bench/LoopThread.h"
 #include "bench/NewFolder.h"
 #include "bench/Samples.h"
 
@@ -39,56 +39,76 @@ class Files {
 
 /// What one process has for its side of the link.
 struct Side {
-  explicit Side(const Files& files)
-      : center(files.path()), exchange([&files] { return files.path(); }, handlers) {}
+  Side(Platform::EventLoop& loop, const Files& files)
+      : center(loop, files.path()),
+        handlers(loop, "SharedResourcesQueue"),
+        requests(loop, "SharedResourcesQueue.Requests"),
+        work(loop, "ExtensionBrowserApiClient.sharedWorkQueue"),
+        exchange(loop, [&files] { return files.path(); }),
+        signalling(loop, center, {handlers, requests}, application, replyLimit) {}
 
   Platform::NotificationCenter center;
-  DispatchQueue handlers{"SharedResourcesQueue"};
-  DispatchQueue requests{"SharedResourcesQueue.Requests"};
+  SerialOrder handlers;
+  SerialOrder requests;
+  SerialOrder work;
   ExchangeBuffer exchange;
-  RequestSignalling signalling{center, {handlers, requests}, application, replyLimit};
-  DispatchQueue work{"ExtensionBrowserApiClient.sharedWorkQueue"};  // uses all above to its end
+  RequestSignalling signalling;
 };
 
-/// Answers every request on a thread of its own.
+/// Answers every request.
 class Answering {
  public:
-  explicit Answering(const Files& files) : side_(files) {
+  Answering(Platform::EventLoop& loop, const Files& files) : loop_(loop), side_(loop, files) {
     const std::string name = side_.signalling.notificationName(RequestResponseName::exchange);
-    side_.center.observe(name, [this] { side_.work.async([this] { answerAll(); }); });
+    side_.center.observe(name, [this] {
+      ++unfinished_;
+      answerNext();
+    });
   }
-  ~Answering() { side_.center.withdraw(); }  // nothing is queued any more
+  /// An operation that waits for a lock refers to this object.
+  ~Answering() {
+    while (unfinished_ > 0) loop_.turnUntil(Platform::EventLoop::now());
+  }
   Answering(const Answering&) = delete;
   Answering& operator=(const Answering&) = delete;
 
  private:
-  void answerAll() {
-    while (const auto request = side_.exchange.getExchange(requestKey, std::nullopt)) {
-      ExchangeRecord answer = sampleFilteringState();
-      side_.exchange.setExchange(responseKey, request->id, request->name, std::move(answer.body));
-      side_.center.post(
-          side_.signalling.notificationName(RequestResponseName::exchange, request->id));
-    }
+  void answerNext() {
+    side_.exchange.getExchange(requestKey, std::nullopt, [this](const auto& request) {
+      if (request) return answer(*request);
+      --unfinished_;
+    });
+  }
+  void answer(const ExchangeRecord& request) {
+    ExchangeRecord answer = sampleFilteringState();
+    side_.exchange.setExchange(
+        responseKey, request.id, request.name, std::move(answer.body),
+        [this, id = request.id](bool /*isTaken*/) {
+          side_.center.post(side_.signalling.notificationName(RequestResponseName::exchange, id));
+          answerNext();
+        });
   }
 
+  Platform::EventLoop& loop_;
   Side side_;
+  int unfinished_ = 0;  // notifications of which the requests are being taken
 };
 
 void ours(benchmark::State& state) {
   const Files files;
-  Answering answering(files);
-  Side side(files);
+  const LoopThread<Answering> answering(files);
+  Platform::EventLoop loop;
+  Side side(loop, files);
   const auto client = ExtensionBrowserApiClient::make(
-      {side.exchange, side.signalling, side.work, sampleIdentifier});
-  Arrivals replies;
+      {loop, side.exchange, side.signalling, side.work, sampleIdentifier});
   bool isAnswered = true;
   while (state.KeepRunning()) {
     client->getCurrentFilteringState(sampleUrl, samplePort, sampleBrowser,
                                      [&](const auto& result, const auto& error) {
                                        isAnswered = result && !error;
-                                       replies.come();
+                                       loop.endTurn();
                                      });
-    replies.await();
+    loop.turnUntil(Platform::EventLoop::Clock::time_point::max());
     if (!isAnswered) return state.SkipWithError("no reply");
   }
 }

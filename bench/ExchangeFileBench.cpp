@@ -73,19 +73,24 @@ const Files& disk() {
 class Ours {
  public:
   Ours(const std::string& folder, std::string key)
-      : key_(std::move(key)), exchange_([folder] { return folder; }, queue_) {}
+      : key_(std::move(key)), exchange_(loop_, [folder] { return folder; }) {}
 
   void append() {
-    if (!exchange_.setExchange(key_, sampleIdentifier, "getCurrentFilteringState",
-                               std::move(body_))) {
-      throw std::runtime_error(key_ + " MB are more than a file takes");
-    }
+    exchange_.setExchange(key_, sampleIdentifier, "getCurrentFilteringState", std::move(body_),
+                          [this](bool isTaken) {
+                            if (!isTaken)
+                              throw std::runtime_error(key_ + " MB are more than a file takes");
+                          });
   }
-  void take() { body_ = exchange_.getExchange(key_, sampleIdentifier).value().body; }
+  void take() {
+    exchange_.getExchange(key_, sampleIdentifier, [this](std::optional<ExchangeRecord> record) {
+      body_ = std::move(record).value().body;
+    });
+  }
 
  private:
   const std::string key_;
-  DispatchQueue queue_{"SharedResourcesQueue"};
+  Platform::EventLoop loop_;  // never turns: nobody else has the locks
   ExchangeBuffer exchange_;
   std::optional<Dictionary> body_ = sampleRequest().body;
 };

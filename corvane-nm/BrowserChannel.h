@@ -1,67 +1,63 @@
 #pragma once
 
-#include <atomic>
 #include <chrono>
+#include <deque>
 #include <functional>
-#include <optional>
 #include <utility>
 
-#include "Base/UniqueFunction.h"
-#include "Platform/ReadingTurn.h"
+#include "Platform/EventLoop.h"
 #include "corvane-nm/FrameReader.h"
 #include "corvane-nm/FrameWriter.h"
+#include "corvane-nm/RequestProcessing/Response.h"
 
 namespace corvane {
 
-class LentThread;
-
-/// The conversation with the browser: threads that read frames in turn and hand them on, the main
-/// queue on which all answers are written, and the end of both. One per process, never destroyed
-/// once `listen` was called.
+/// The conversation with the browser: reads frames as they arrive and hands the messages on, writes
+/// the replies, and notices the end. On the loop's thread.
 class BrowserChannel {
  public:
-  /// Takes the reply, which it reads during the call only.
-  using Reply = UniqueFunction<void(const JsonObject&)>;
+  using Response = RequestProcessing::Response;
+  using Reply = RequestProcessing::ReplyCallback;
   using Processor = std::function<void(JsonObject message, Reply reply)>;
 
   struct Limits {
     std::chrono::milliseconds slice;      ///< one turn of the main loop
     std::chrono::milliseconds lastSlice;  ///< the last one, which the end of input begins
-    std::chrono::milliseconds lastFrame;  ///< how much longer a frame under way may take to get out
+    std::chrono::milliseconds lastRead;   ///< how long the browser may then read nothing
   };
 
-  /// `processor` is called on the reading thread, for one message after the other; for the first
-  /// one, if it is there already, on the main thread, before there is a reading thread. The thread
-  /// lends itself (LentThread): the queue's turn that a call leaves there is used before the next
-  /// frame is read, and must not wait for anything; the turns that this one leaves may, as somebody
-  /// else reads then. `listen` calls `firstIsServed` once, after what it does for a first message,
-  /// or when there is none yet. `leave` ends the process with status 0; it is called, on the
-  /// reading thread, if the main thread is still inside a write once the last slice and the time
-  /// for a frame have passed.
-  BrowserChannel(int input, int output, Processor processor, Limits limits,
-                 std::function<void()> firstIsServed, std::function<void()> leave);
+  /// `loop` must outlive this object. The descriptors stay the caller's and must stay open.
+  /// `processor` is called for one message after the other.
+  BrowserChannel(Platform::EventLoop& loop, int input, int output, Processor processor,
+                 Limits limits);
 
-  /// Reads and answers until the end of input, which begins the last slice: answers leave until it
-  /// ends, but it ends as soon as no message of the browser is being worked on. Frames are whole,
-  /// unless the browser stops reading one. Main thread only.
+  /// Reads and answers, turning the loop, until the end of input. That begins the last slice. It
+  /// ends when no message is pending and all replies have been written; replies to a browser that
+  /// has closed its end, or that reads nothing of them for `lastRead`, are not waited for. At its
+  /// limit it ends in any case. Frames are whole, unless the browser has not read one to its end by
+  /// then.
   void listen();
 
-  /// Writes a frame; see FrameWriter::send. Main queue only.
-  bool send(const JsonObject& response) { return writer_.send(response); }
+  /// Sends `response` as a frame once the tasks posted so far have run, after those handed over
+  /// before; `function` is what the log calls the operation that asked for it, and lives for ever.
+  void send(Response response, const char* function);
+
+  /// Stops reading from the browser, which then meets back pressure, and hands on no message;
+  /// `resumeReading` goes on where it was. Both are no-ops when that is the state already. While
+  /// reading is paused, the end of input is not noticed either.
+  void pauseReading();
+  void resumeReading();
 
  private:
-  /// Exists as long as one message of the browser is being worked on: in its reply callback.
-  class BeingWorkedOn {
+  /// Exists as long as one message of the browser is pending: in its reply callback.
+  class Pending {
    public:
-    explicit BeingWorkedOn(BrowserChannel& channel) : channel_(&channel) {
-      ++channel.messagesInWork_;
-    }
-    BeingWorkedOn(BeingWorkedOn&& other) noexcept
-        : channel_(std::exchange(other.channel_, nullptr)) {}
-    BeingWorkedOn(const BeingWorkedOn&) = delete;
-    BeingWorkedOn& operator=(const BeingWorkedOn&) = delete;
-    BeingWorkedOn& operator=(BeingWorkedOn&&) = delete;
-    ~BeingWorkedOn() {
+    explicit Pending(BrowserChannel& channel) : channel_(&channel) { ++channel.pendingMessages_; }
+    Pending(Pending&& other) noexcept : channel_(std::exchange(other.channel_, nullptr)) {}
+    Pending(const Pending&) = delete;
+    Pending& operator=(const Pending&) = delete;
+    Pending& operator=(Pending&&) = delete;
+    ~Pending() {
       if (channel_ != nullptr) channel_->messageDone();
     }
 
@@ -69,29 +65,33 @@ class BrowserChannel {
     BrowserChannel* channel_;
   };
 
-  void serveFirst();
-  void readUntilEnd();
-  bool serveOne(LentThread& thisThread);
-  bool offerReading();
-  Reply makeReply();
-  void messageDone();
-  void endLastSlice();
-  void inputEnded();
+  /// A reply that waits for the end of the present row of tasks.
+  struct Outgoing {
+    Response response;
+    const char* function = nullptr;
+  };
 
-  FrameReader reader_;  // reading thread only
-  FrameWriter writer_;  // main queue only
+  void watchInput();
+  void read();
+  Reply makeReply();
+  void sendOutgoing();
+  void messageDone();
+  void endIfDone();
+  [[nodiscard]] bool isAnswered() const;
+  [[nodiscard]] bool isDone() const;
+
+  Platform::EventLoop& loop_;
+  const int input_;
+  FrameReader reader_;
+  FrameWriter writer_;
   const Processor processor_;
   const Limits limits_;
-  const std::function<void()> firstIsServed_;
-  const std::function<void()> leave_;
 
-  std::optional<Platform::ReadingTurn> readingTurn_;  // set when there is a second reader
-
-  bool readerIsInstalled_ = false;         // main thread only
-  bool isAllAnswered_ = false;             // main thread only: no more answer is to come
-  std::atomic<bool> isFrameAhead_{false};  // frames have come faster than they are worked on
-  std::atomic<bool> inputHasEnded_{false};
-  std::atomic<int> messagesInWork_{0};
+  Platform::EventLoop::Registration readable_;
+  bool isPaused_ = false;
+  bool readerIsInstalled_ = false;
+  int pendingMessages_ = 0;
+  std::deque<Outgoing> outgoing_;
 };
 
 }  // namespace corvane

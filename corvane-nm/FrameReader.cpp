@@ -2,7 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
-#include <string_view>
+#include <utility>
 
 #include "Platform/Descriptor.h"
 #include "Platform/HardStop.h"
@@ -20,54 +20,97 @@ constexpr std::size_t firstCapacity = std::size_t{64} * 1024;
 
 }  // namespace
 
-FrameReader::Frame FrameReader::readOne() {
-  VCLogCDebugTrace(listenPoint());
-  std::uint32_t announced = 0;
-  const std::size_t lengthBytes =
-      readAsMuchAsComes(std::as_writable_bytes(std::span(&announced, 1)));
-  VCLogCDebug(listenPoint(), "Message lenData: %@bytes", lengthBytes);
-  if (lengthBytes == 0) return {true, std::nullopt};
-  if (lengthBytes < sizeof announced) return {};
+FrameReader::FrameReader(int descriptor, OnMessage onMessage)
+    : descriptor_(descriptor), onMessage_(std::move(onMessage)) {}
 
-  const auto length = static_cast<std::int64_t>(announced);
-  VCLogCDebug(listenPoint(), "Message len: %@bytes", length);
-  const std::size_t received = readIntoBody(announced);
-  VCLogCDebug(listenPoint(), "Data readed %@bytes length.", received);
-  if (received != announced) {
-    VCLogCError(listenPoint(),
-                "Message from browser invalid. Must be %@bytes length, but received %@bytes.",
-                length, received);
-    return {};
+bool FrameReader::read() {
+  const auto count = fill();
+  if (!count && count.failure().cause == FailureCause::wouldBlock) return true;
+  if (!count) {
+    beginFrame();
+    VCLogCError(listenPoint(), "Can't read from browser: %@", count.failure());
   }
-  VCLogCDebug(listenPoint(), "Message received %@bytes length.", received);
-  Frame frame;
-  frame.message = decode({reinterpret_cast<const char*>(body_.get()), received});
-  if (bodyCapacity_ > firstCapacity) growBody(0);
-  return frame;
-}
-
-bool FrameReader::hasFrameAhead() const {
-  std::uint32_t announced = 0;
-  const std::size_t count = aheadEnd_ - aheadStart_;
-  if (count < sizeof announced) return false;
-  std::memcpy(&announced, ahead_.data() + aheadStart_, sizeof announced);
-  return count - sizeof announced >= announced;
-}
-
-void FrameReader::readAhead() {
-  if (!hasReadAhead() && Platform::Descriptor::hasInput(descriptor_)) {
-    static_cast<void>(fillAhead());
+  if (!count || count.value() == 0) {
+    inputEnded();
+    return false;
   }
+  handleFrames();
+  return true;
 }
 
-Result<std::size_t> FrameReader::fillAhead() {
-  auto count = Platform::Descriptor::readSome(descriptor_, ahead_);
+void FrameReader::resume() {
+  isPaused_ = false;
+  handleFrames();
+}
+
+/// Reads once: straight into the body when that lacks much, else ahead.
+Result<std::size_t> FrameReader::fill() {
+  const std::size_t missing = hasLength_ ? length_ - received_ : 0;
+  if (missing >= ahead_.size()) {
+    if (received_ == bodyCapacity_)
+      growBody(std::max(firstCapacity, std::min<std::size_t>(2 * bodyCapacity_, length_)));
+    const std::size_t room = std::min<std::size_t>(length_, bodyCapacity_) - received_;
+    auto count = Platform::Descriptor::read(descriptor_, {body_.get() + received_, room});
+    if (count) received_ += count.value();
+    return count;
+  }
+  std::memmove(ahead_.data(), ahead_.data() + aheadStart_, available());
+  aheadEnd_ = available();
   aheadStart_ = 0;
-  aheadEnd_ = count ? count.value() : 0;
+  auto count = Platform::Descriptor::read(descriptor_, std::span(ahead_).subspan(aheadEnd_));
+  if (count) aheadEnd_ += count.value();
   return count;
 }
 
-std::optional<JsonObject> FrameReader::decode(std::string_view body) {
+void FrameReader::handleFrames() {
+  while (!isPaused_ && readLength() && readBody()) continue;
+}
+
+void FrameReader::beginFrame() {
+  if (!std::exchange(hasBegun_, true)) VCLogCDebugTrace(listenPoint());
+}
+
+/// True when the length of the present frame is known.
+bool FrameReader::readLength() {
+  if (hasLength_) return true;
+  if (available() > 0) beginFrame();
+  if (available() < sizeof length_) return false;
+  std::memcpy(&length_, ahead_.data() + aheadStart_, sizeof length_);
+  aheadStart_ += sizeof length_;
+  hasLength_ = true;
+  received_ = 0;
+  VCLogCDebug(listenPoint(), "Message lenData: %@bytes", sizeof length_);
+  VCLogCDebug(listenPoint(), "Message len: %@bytes", static_cast<std::int64_t>(length_));
+  return true;
+}
+
+/// True when the body of the present frame was complete, and has been handled.
+bool FrameReader::readBody() {
+  const std::size_t count = std::min<std::size_t>(length_ - received_, available());
+  const std::byte* const bytes = ahead_.data() + aheadStart_;
+  if (count == length_) {
+    aheadStart_ += count;
+    deliver(frameEnded({reinterpret_cast<const char*>(bytes), count}));
+    return true;
+  }
+  if (count > 0) {
+    if (received_ + count > bodyCapacity_) growBody(std::max(firstCapacity, received_ + count));
+    std::memcpy(body_.get() + received_, bytes, count);
+    aheadStart_ += count;
+    received_ += count;
+  }
+  if (received_ < length_) return false;
+  auto message = frameEnded({reinterpret_cast<const char*>(body_.get()), received_});
+  if (bodyCapacity_ > firstCapacity) growBody(0);  // before the message, as large, is handled
+  deliver(std::move(message));
+  return true;
+}
+
+/// The message in `body`, if it is one.
+std::optional<JsonObject> FrameReader::frameEnded(std::string_view body) {
+  hasBegun_ = hasLength_ = false;
+  VCLogCDebug(listenPoint(), "Data readed %@bytes length.", body.size());
+  VCLogCDebug(listenPoint(), "Message received %@bytes length.", body.size());
   auto value = parseJson(body);
   if (!value) {
     VCLogCError(listenPoint(), "Can't convert browser message to dictionary: %@", value.failure());
@@ -77,46 +120,24 @@ std::optional<JsonObject> FrameReader::decode(std::string_view body) {
   return std::move(value->get_object());
 }
 
-/// Fills `bytes`, or less at the end of input, and says how many came. A descriptor that can't be
-/// read any more has come to its end.
-std::size_t FrameReader::readAsMuchAsComes(std::span<std::byte> bytes) {
-  std::size_t filled = 0;
-  while (filled < bytes.size() && !inputFailed_) {
-    if (aheadStart_ < aheadEnd_) {
-      const std::size_t count = std::min(bytes.size() - filled, aheadEnd_ - aheadStart_);
-      std::memcpy(bytes.data() + filled, ahead_.data() + aheadStart_, count);
-      aheadStart_ += count;
-      filled += count;
-      continue;
-    }
-    const bool straightIntoPlace = bytes.size() - filled >= ahead_.size();
-    const auto count = straightIntoPlace
-                           ? Platform::Descriptor::readSome(descriptor_, bytes.subspan(filled))
-                           : fillAhead();
-    if (!count) {
-      VCLogCError(listenPoint(), "Can't read from browser: %@", count.failure());
-      inputFailed_ = true;
-      break;
-    }
-    if (count.value() == 0) break;
-    if (straightIntoPlace) filled += count.value();
-  }
-  return filled;
+void FrameReader::deliver(std::optional<JsonObject> message) {
+  if (message) onMessage_(std::move(*message));
 }
 
-/// Reads up to `length` bytes of body, the memory growing by doubling with what has arrived.
-std::size_t FrameReader::readIntoBody(std::uint32_t length) {
-  std::size_t filled = 0;
-  while (filled < length) {
-    if (filled == bodyCapacity_) {
-      growBody(std::max(firstCapacity, std::min<std::size_t>(2 * bodyCapacity_, length)));
-    }
-    const std::size_t wanted = std::min<std::size_t>(length, bodyCapacity_) - filled;
-    const std::size_t count = readAsMuchAsComes({body_.get() + filled, wanted});
-    filled += count;
-    if (count < wanted) break;
+/// A frame that is cut short is dropped; then the end is seen where the next one would begin.
+void FrameReader::inputEnded() {
+  if (hasLength_) {
+    VCLogCDebug(listenPoint(), "Data readed %@bytes length.", received_);
+    VCLogCError(listenPoint(),
+                "Message from browser invalid. Must be %@bytes length, but received %@bytes.",
+                static_cast<std::int64_t>(length_), received_);
+    hasBegun_ = false;
+  } else if (available() > 0) {
+    VCLogCDebug(listenPoint(), "Message lenData: %@bytes", available());
+    hasBegun_ = false;
   }
-  return filled;
+  beginFrame();
+  VCLogCDebug(listenPoint(), "Message lenData: %@bytes", 0);
 }
 
 /// Makes the body's memory `capacity` bytes large, 0 to give it back; what it holds stays.

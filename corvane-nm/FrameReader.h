@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <span>
@@ -13,58 +14,66 @@
 
 namespace corvane {
 
-/// Reads the browser's frames off a descriptor, one after the other: a length of 4 bytes in host
-/// byte order, then so many bytes of JSON text whose top level is an object
+/// Reads the browser's frames from a descriptor, piece by piece as they arrive: a length of 4 bytes
+/// in host byte order, then so many bytes of JSON text whose top level is an object
 /// (https://developer.chrome.com/docs/extensions/develop/concepts/native-messaging). Lengths up to
-/// 4 GB are taken, but a length is a promise: memory is taken as the bytes arrive. One thread.
+/// 4 GB are accepted; memory follows the bytes that have arrived, whatever a length announces.
+///
+/// Each frame leaves the same log lines in the same order, however its bytes arrive. What is not a
+/// message is logged and dropped. One thread.
 class FrameReader {
  public:
-  /// What reading one frame came to.
-  struct Frame {
-    bool isEndOfInput = false;  ///< nothing more will come
-    std::optional<JsonObject>
-        message;  ///< nothing when the frame was dropped, with a log line where due
-  };
+  using OnMessage = std::function<void(JsonObject)>;
 
-  /// `descriptor` stays the caller's and must stay open.
-  explicit FrameReader(int descriptor) : descriptor_(descriptor) {}
+  /// `descriptor` stays the caller's and must stay open. `onMessage` is called by `read`, for each
+  /// message in order; it may call `pause`.
+  FrameReader(int descriptor, OnMessage onMessage);
 
-  [[nodiscard]] int descriptor() const { return descriptor_; }
+  /// Reads what can be read with one call and handles the frames that this completes. Blocks when
+  /// there is nothing to read, so it is called when `descriptor` is readable. False at the end of
+  /// input, after which it must not be called again; a read error is logged and counts as that.
+  bool read();
 
-  /// Whether something of the next frame was read already.
-  [[nodiscard]] bool hasReadAhead() const { return aheadStart_ < aheadEnd_; }
-
-  /// Whether the next frame was read already, so that `readOne` need not wait.
-  [[nodiscard]] bool hasFrameAhead() const;
-
-  /// Reads what is there of the next frames, without waiting, if nothing was read ahead yet. What
-  /// fails here fails again when it is read.
-  void readAhead();
-
-  /// Waits for one whole frame, or for the end of input.
-  Frame readOne();
+  /// No message is delivered from now on, not even one that has been read, until `resume`, which
+  /// delivers those. `read` must not be called in between. `resume` must not be called by
+  /// `onMessage`.
+  void pause() { isPaused_ = true; }
+  void resume();
 
  private:
   struct Freeing {
     void operator()(std::byte* bytes) const { std::free(bytes); }
   };
 
-  Result<std::size_t> fillAhead();
-  std::size_t readAsMuchAsComes(std::span<std::byte> bytes);
-  std::size_t readIntoBody(std::uint32_t length);
+  [[nodiscard]] std::size_t available() const { return aheadEnd_ - aheadStart_; }
+  Result<std::size_t> fill();
+  void handleFrames();
+  void beginFrame();
+  bool readLength();
+  bool readBody();
+  std::optional<JsonObject> frameEnded(std::string_view body);
+  void deliver(std::optional<JsonObject> message);
+  void inputEnded();
   void growBody(std::size_t capacity);
-  static std::optional<JsonObject> decode(std::string_view body);
 
   const int descriptor_;
-  bool inputFailed_ = false;
+  const OnMessage onMessage_;
+  bool isPaused_ = false;
 
-  // What was read ahead of need, so that a small frame costs one system call.
+  // Where the present frame stands.
+  bool hasBegun_ = false;   // its first byte has arrived
+  bool hasLength_ = false;  // its length is known, and `body_` holds `received_` bytes
+  std::uint32_t length_ = 0;
+  std::size_t received_ = 0;
+
+  // What has been read and not handled. A small frame so costs one system call, and none is copied
+  // when it lies here in one piece.
   std::array<std::byte, 8192> ahead_{};
   std::size_t aheadStart_ = 0;
   std::size_t aheadEnd_ = 0;
 
-  // The body of the present frame. From malloc, because growing must not touch what has not
-  // arrived.
+  // The body of a frame that is larger, or that arrives in pieces. From malloc, because growing
+  // must not touch what has not arrived.
   std::unique_ptr<std::byte, Freeing> body_;
   std::size_t bodyCapacity_ = 0;
 };

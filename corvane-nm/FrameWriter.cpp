@@ -1,11 +1,9 @@
 #include "corvane-nm/FrameWriter.h"
 
-#include <cstdint>
 #include <limits>
 #include <span>
 #include <utility>
 
-#include "Platform/Descriptor.h"
 #include "Platform/HardStop.h"
 #include "VCommons/VCommonsKit/VCLog.h"
 
@@ -21,44 +19,88 @@ constexpr LogPoint sendPoint(std::uint32_t line = __builtin_LINE()) {
 
 }  // namespace
 
-FrameWriter::FrameWriter(int descriptor)
-    : descriptor_(descriptor), isPipe_(Platform::Descriptor::isPipe(descriptor)) {}
+FrameWriter::FrameWriter(Platform::EventLoop& loop, int descriptor, std::function<void()> onIdle)
+    : loop_(loop), output_(descriptor), onIdle_(std::move(onIdle)) {}
 
 bool FrameWriter::send(const JsonObject& response) {
-  const Encoded encoded = encode(response);
-  if (encoded.body) write(encoded.body->view());
-  return encoded.isSound;
-}
-
-FrameWriter::Encoded FrameWriter::encode(const JsonObject& response) {
-  if (!isValidJsonObject(response)) return {};
+  if (!isValidJsonObject(response)) return true;
   auto body = serializeJson(response);
-  if (body) return {true, std::move(body).value()};
-  VCLogCError(sendPoint(), "Can't convert object to JSON data: %@",
-              [&] { return description(response); });
-  return {false, std::nullopt};
+  if (!body) {
+    VCLogCError(sendPoint(), "Can't convert object to JSON data: %@",
+                [&] { return description(response); });
+    return false;
+  }
+  add(std::move(body).value());
+  return true;
 }
 
-void FrameWriter::write(std::string_view body) {
-  if (body.size() > std::numeric_limits<std::uint32_t>::max()) {
+void FrameWriter::add(GrowingText body) {
+  const std::size_t size = body.size();
+  if (size > std::numeric_limits<std::uint32_t>::max())
     Platform::hardStop("a reply is longer than a frame can say");
-  }
-  if (browserIsGone_) return;
-  if (body.size() > longestForBrowsers) {
+  if (isGone_) return;
+  if (size > longestForBrowsers) {
     VCLogCWarn(sendPoint(), "A reply has %@ bytes; browsers end the connection above %@ bytes",
-               body.size(), longestForBrowsers);
+               size, longestForBrowsers);
   }
-  const auto length = static_cast<std::uint32_t>(body.size());
-  auto written = Platform::Descriptor::writeAll(descriptor_, std::as_bytes(std::span(&length, 1)));
-  if (written) written = Platform::Descriptor::writeAll(descriptor_, bytesOf(body));
-  if (!written) {
-    VCLogCError(sendPoint(), "Can't write to browser: %@", written.failure());
-    browserIsGone_ = true;
+  const bool wasIdle = pending_.empty();
+  pending_.push_back({static_cast<std::uint32_t>(size), std::move(body)});
+  pendingBytes_ += sizeof(std::uint32_t) + size;
+  if (wasIdle) writePending();
+  if (pendingBytes_ > pendingBytesToReport && !std::exchange(isReported_, true)) {
+    VCLogCWarn(sendPoint(), "The browser does not read: %@ bytes of replies are pending",
+               pendingBytes_);
   }
 }
 
-bool FrameWriter::takesAtOnce(std::size_t size) const {
-  return isPipe_ && Platform::Descriptor::takesAtOnce(descriptor_, sizeof(std::uint32_t) + size);
+/// Writes until the descriptor takes no more, and comes again when it does.
+void FrameWriter::writePending() {
+  while (!pending_.empty() && writeFirst()) pending_.pop_front();
+  if (pending_.empty() == !isWaiting_) return;
+  isWaiting_ = !pending_.empty();
+  if (isWaiting_) {
+    writable_ = loop_.onWritable(output_.descriptor(), [this] { writePending(); });
+    if (!writable_) Platform::hardStop("standard output cannot be watched");
+  } else {
+    writable_ = {};
+    isReported_ = false;
+    onIdle_();
+  }
+}
+
+/// True when the first frame has been written in full, or the browser is gone.
+bool FrameWriter::writeFirst() {
+  Frame& frame = pending_.front();
+  const ByteView length = std::as_bytes(std::span(&frame.length, 1));
+  while (frame.written < length.size()) {
+    if (!writePiece(frame, length.subspan(frame.written))) return isGone_;
+  }
+  while (frame.written - length.size() < frame.length) {
+    const ByteView body = bytesOf(frame.body.view());
+    if (!writePiece(frame, body.subspan(frame.written - length.size()))) return isGone_;
+  }
+  return true;
+}
+
+/// False when the descriptor takes nothing now, or never again.
+bool FrameWriter::writePiece(Frame& frame, ByteView piece) {
+  const auto count = output_.write(piece);
+  if (!count) {
+    browserIsGone(count.failure());
+    return false;
+  }
+  frame.written += count.value();
+  writtenBytes_ += count.value();
+  pendingBytes_ -= count.value();
+  return count.value() > 0;
+}
+
+/// Drops everything but the first frame, which the caller drops.
+void FrameWriter::browserIsGone(const Failure& failure) {
+  VCLogCError(sendPoint(), "Can't write to browser: %@", failure);
+  isGone_ = true;
+  pendingBytes_ = 0;
+  pending_.erase(pending_.begin() + 1, pending_.end());
 }
 
 }  // namespace corvane

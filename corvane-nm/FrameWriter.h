@@ -1,45 +1,70 @@
 #pragma once
 
-#include <optional>
-#include <string_view>
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <functional>
 
 #include "Base/GrowingText.h"
 #include "Base/Json.h"
+#include "Platform/EventLoop.h"
+#include "Platform/NonBlockingOutput.h"
 
 namespace corvane {
 
-/// Writes frames to the browser. Main queue only: that is what keeps frames whole.
+/// Writes frames to the browser, whole and in the order in which they were handed over: the length
+/// with one call, the body with a second, unless the pipe takes less at a time. Never blocks: what
+/// the browser's pipe does not take is kept, without being copied, until it takes more. On the
+/// loop's thread.
 class FrameWriter {
  public:
-  /// `descriptor` stays the caller's and must stay open.
-  explicit FrameWriter(int descriptor);
+  /// So many bytes of frames may be pending before a line in the log says that the browser does not
+  /// read. Browsers refuse replies above 1 MiB, so this is far from anything that works.
+  static constexpr std::size_t pendingBytesToReport = std::size_t{64} << 20;
 
-  /// Writes `response` as one frame, the length with one call and the body with a second; waits for
-  /// a browser that reads slowly. False, with an error line, only when the JSON text can't be made;
-  /// what is no valid JSON object is dropped without a word and true. A browser that is gone costs
-  /// one error line, and nothing is written after it. A body beyond 1,048,576 bytes is written
-  /// after a warning line, as browsers end the conversation over it; one beyond 4,294,967,295 bytes
-  /// ends the process.
+  /// `descriptor` stays the caller's and must stay open. `loop` must outlive this object.
+  /// `onIdle` is called when frames that had to be kept have all been written, or dropped because
+  /// the browser is gone.
+  FrameWriter(Platform::EventLoop& loop, int descriptor, std::function<void()> onIdle);
+
+  /// Writes `response` as one frame, or as much of it as is taken now. False, with an error line,
+  /// only when the JSON text can't be made; what is not a valid JSON object is dropped silently and
+  /// returns true. A browser that is gone costs one error line, and nothing is written after it. A
+  /// body beyond 1,048,576 bytes is written after a warning line, as browsers end the conversation
+  /// over it; one beyond 4,294,967,295 bytes ends the process.
   bool send(const JsonObject& response);
 
-  // The two halves of it, for who does not do both on the same thread:
+  /// Whether everything sent has been written, or never will be.
+  [[nodiscard]] bool isIdle() const { return pending_.empty(); }
 
-  /// A frame's body, or nothing for what is no valid JSON object and for what has no text.
-  struct Encoded {
-    bool isSound = true;  ///< what `send` gives
-    std::optional<GrowingText> body;
-  };
-  /// Safe from any thread.
-  static Encoded encode(const JsonObject& response);
-  void write(std::string_view body);
-
-  /// Whether a frame with a body of `size` bytes can be written without waiting for the browser.
-  [[nodiscard]] bool takesAtOnce(std::size_t size) const;
+  /// How many bytes are still to be written, and how many the browser's pipe has taken so far.
+  [[nodiscard]] std::size_t pendingBytes() const { return pendingBytes_; }
+  [[nodiscard]] std::uint64_t writtenBytes() const { return writtenBytes_; }
 
  private:
-  const int descriptor_;
-  const bool isPipe_;
-  bool browserIsGone_ = false;
+  /// A frame that has not been written in full.
+  struct Frame {
+    std::uint32_t length;
+    GrowingText body;
+    std::size_t written = 0;  // of the length's 4 bytes and the body
+  };
+
+  void add(GrowingText body);
+  bool writeFirst();
+  bool writePiece(Frame& frame, ByteView piece);
+  void writePending();
+  void browserIsGone(const Failure& failure);
+
+  Platform::EventLoop& loop_;
+  Platform::NonBlockingOutput output_;
+  const std::function<void()> onIdle_;
+  std::deque<Frame> pending_;
+  std::size_t pendingBytes_ = 0;
+  std::uint64_t writtenBytes_ = 0;
+  bool isReported_ = false;  // that too much is pending; until it has been written
+  bool isWaiting_ = false;   // for the descriptor to take more
+  bool isGone_ = false;
+  Platform::EventLoop::Registration writable_;
 };
 
 }  // namespace corvane

@@ -1,10 +1,8 @@
 #include "corvane-nm/MainAppWatch.h"
 
-#include <string>
 #include <utility>
 
-#include "Platform/MainQueue.h"
-#include "SharedComponents/SharedResources.h"
+#include "SharedComponents/Configuration.h"
 #include "VCommons/VCommonsKit/VCLog.h"
 
 namespace corvane {
@@ -18,44 +16,26 @@ const char* statePushIdentifier() {
 
 }  // namespace
 
-MainAppWatch::MainAppWatch(BrowserChannel::Processor process,
-                           std::function<void(const JsonObject&)> send,
-                           std::function<bool()> isMainAppRunning)
-    : process_(std::move(process)),
-      send_(std::move(send)),
-      isMainAppRunning_(std::move(isMainAppRunning)) {}
+MainAppWatch::MainAppWatch(SharedResources& shared, BrowserChannel::Processor process, Send send)
+    : shared_(shared), process_(std::move(process)), send_(std::move(send)) {}
 
 void MainAppWatch::registerHandlers() {
-  SharedResources::setHandler(SharedResources::RequestResponseName::appState,
-                              [this] { raiseAppSate(); });
-  SharedResources::setHandler(SharedResources::RequestResponseName::appReconfig, [] { prepare(); });
+  RequestSignalling& signalling = shared_.signalling();
+  signalling.setHandler(RequestResponseName::appState, [this] { raiseAppSate(); });
+  signalling.setHandler(RequestResponseName::appReconfig, [this] { prepare(); });
+  signalling.installPending();
 }
 
 void MainAppWatch::takeFirstCount() {
-  mainAppWasRunning_ = isMainAppRunning_();
+  mainAppWasRunning_ =
+      shared_.runningApplications().isRunning(Configuration::MainAppBundleIdentifier);
 }
 
-void MainAppWatch::observeMainApp(Observe observe) {
-  SharedResources::async([this, observe = std::move(observe)] {
-    const auto instances = observe(
-        [this](int count) { Platform::MainQueue::async([this, count] { changed(count); }); });
-    Platform::MainQueue::async([this, instances] { observationBegan(instances); });
-  });
-}
-
-/// What changes after the observation began may be told here before that is.
-void MainAppWatch::changed(int instances) {
-  if (isObserving_) {
-    checkRunning(instances);
-  } else {
-    earlyChanges_.push_back(instances);
-  }
-}
-
-void MainAppWatch::observationBegan(std::optional<int> instances) {
-  isObserving_ = true;
+/// What has changed since the first count counts as a change.
+void MainAppWatch::observeMainApp() {
+  const auto instances = shared_.runningApplications().observe(
+      Configuration::MainAppBundleIdentifier, [this](int count) { checkRunning(count); });
   if (instances) checkRunning(*instances);
-  for (const int early : std::exchange(earlyChanges_, {})) checkRunning(early);
 }
 
 void MainAppWatch::checkRunning(int instances) {
@@ -65,19 +45,15 @@ void MainAppWatch::checkRunning(int instances) {
 
 void MainAppWatch::raiseAppSate() {
   process_({{"type", "getCurrentAppState"}, {"id", statePushIdentifier()}},
-           [this](const JsonObject& answer) {
-             Platform::MainQueue::async([this, reply = ownCopy(answer)]() mutable {
-               VCLogCDebug({"corvane-nm/main", "raiseAppSate()"}, "Response sending (count: %@)",
-                           reply.size());
-               reply["requestId"] = statePushIdentifier();
-               send_(reply);
-             });
+           [this](RequestProcessing::Response response) {
+             response.requestId = statePushIdentifier();
+             send_(std::move(response), "raiseAppSate()");
            });
 }
 
 void MainAppWatch::prepare() {
   VCLogCVerboseTrace({"corvane-nm/main", "prepare()"});
-  SharedResources::pickUpLogLevel();
+  shared_.pickUpLogLevel();
 }
 
 }  // namespace corvane

@@ -1,10 +1,8 @@
-#include <future>
+#include <algorithm>
 #include <optional>
-#include <set>
 #include <string>
+#include <utility>
 
-#include "VCommons/VCommonsKit/LentThread.h"
-#include "corvane-nm/FrameWriter.h"
 #include "corvane-nm/RequestProcessing/RequestProcessing.h"
 #include "fuzz/Fuzzing.h"
 #include "tests/Support/TemporaryFolder.h"
@@ -73,59 +71,67 @@ class EchoingClient final : public ExtensionBrowserApiProtocol {
 
 class Host {
  public:
-  /// The reply to `message`, if there is one. The calling thread lends itself, as that of the
-  /// browser channel does.
+  /// The reply to `message`, if there is one. Turns the loop until the callback is destroyed,
+  /// called or not.
   std::optional<JsonObject> replyTo(JsonObject message, Mood mood) {
     client_.mood = mood;
     client_.given = std::nullopt;
-    std::promise<JsonObject> promise;
-    auto future = promise.get_future();
-    LentThread thisThread;
+    std::optional<JsonObject> reply;
     processor_.process(std::move(message),
-                       [promise = std::move(promise)](const JsonObject& reply) mutable {
-                         promise.set_value(ownCopy(reply));
+                       [&reply, end = EndOfTurn(loop_)](const Response& response) {
+                         require(!reply, "a message gets one reply at most");
+                         response.addTo(reply.emplace());
                        });
-    while (thisThread.hasTurn()) thisThread.useTurn();
-    try {
-      return future.get();
-    } catch (const std::future_error&) {  // the callback went uncalled
-      return std::nullopt;
-    }
+    loop_.turnUntil(Platform::EventLoop::Clock::time_point::max());
+    return reply;
   }
 
   /// The text that the last message has given the main application.
   [[nodiscard]] const std::optional<std::string>& given() const { return client_.given; }
 
  private:
+  /// Ends the turn of the loop when it is destroyed.
+  class EndOfTurn {
+   public:
+    explicit EndOfTurn(Platform::EventLoop& loop) : loop_(&loop) {}
+    EndOfTurn(EndOfTurn&& other) noexcept : loop_(std::exchange(other.loop_, nullptr)) {}
+    EndOfTurn(const EndOfTurn&) = delete;
+    EndOfTurn& operator=(const EndOfTurn&) = delete;
+    EndOfTurn& operator=(EndOfTurn&&) = delete;
+    ~EndOfTurn() {
+      if (loop_ != nullptr) loop_->endTurn();
+    }
+
+   private:
+    Platform::EventLoop* loop_;
+  };
+
   EchoingClient client_;
   const testing::TemporaryFolder folder_;
-  Platform::NotificationCenter center_{folder_.path().string()};
-  DispatchQueue handlers_{"SharedResourcesQueue"};
-  DispatchQueue requests_{"SharedResourcesQueue.Requests"};
+  Platform::EventLoop loop_;
+  Platform::NotificationCenter center_{loop_, folder_.path().string()};
+  SerialOrder handlers_{loop_, "SharedResourcesQueue"};
+  SerialOrder requests_{loop_, "SharedResourcesQueue.Requests"};
+  SerialOrder work_{loop_, "ExtensionBrowserApiClient.sharedWorkQueue"};
   RequestSignalling signalling_{
-      center_, {handlers_, requests_}, "com.example.app", std::chrono::milliseconds(0)};
-  AppStateListener listener_{signalling_, std::chrono::milliseconds(0)};
-  Processor processor_{{client_, listener_, [this] { return client_.mood != Mood::isNotRunning; },
-                        [this] { return client_.mood == Mood::answers; },
-                        [] { return std::string("Browser"); }}};
+      loop_, center_, {handlers_, requests_}, "com.example.app", std::chrono::milliseconds(0)};
+  AppStateListener listener_{loop_, signalling_, std::chrono::milliseconds(0)};
+  Processor processor_{
+      loop_,
+      {client_, work_, listener_, [this] { return client_.mood != Mood::isNotRunning; },
+       [this](UniqueFunction<void(bool)> answer) {
+         loop_.post([this, answer = std::move(answer)]() mutable {
+           answer(client_.mood == Mood::answers);
+         });
+       },
+       [] { return std::string("Browser"); }}};
 };
 
 bool isCommand(const JsonObject& message) {
-  static const std::set<std::string_view> commands = {"getCurrentAppState",
-                                                      "init",
-                                                      "getCurrentFilteringState",
-                                                      "setProtectionStatus",
-                                                      "setFilteringStatus",
-                                                      "addRule",
-                                                      "removeRule",
-                                                      "removeCustomRules",
-                                                      "openOriginalCert",
-                                                      "reportSite",
-                                                      "openFilteringLog",
-                                                      "openSettings",
-                                                      "updateApp"};
   const auto* type = findString(message, "type");
-  return type != nullptr && commands.contains(*type) && findString(message, "id") != nullptr;
+  return type != nullptr && findString(message, "id") != nullptr &&
+         std::any_of(browserCommands.begin(), browserCommands.end(),
+                     [&](const BrowserCommand& command) { return command.type == *type; });
 }
 
 /// The main application was given the text that was sent, and what it says comes back.
@@ -154,9 +160,9 @@ void requireForm(const JsonObject& message, const JsonObject& reply) {
   require((findString(reply, "data") != nullptr) == (*result == "error"), "an error says why");
   const auto* state = findObject(reply, "appState");
   require(state != nullptr && state->size() == 5, "it carries the main application's state");
-  const auto encoded = FrameWriter::encode(reply);
-  require(encoded.isSound && encoded.body, "it can be written");
-  const auto again = parseJson(encoded.body->view());
+  const auto text = serializeJson(reply);
+  require(isValidJsonObject(reply) && text, "it can be written");
+  const auto again = parseJson(text->view());
   require(again && again.value() == JsonValue(reply), "it reads back as the same");
 }
 

@@ -61,7 +61,9 @@ class ExchangeFileUnderTest {
                                  : stack.top     ? stack.below
                                                  : content),
             "a take removes its record and nothing else");
-    require(buffer_.clearExchange("k") && contentOf(path_).empty(), "clearing empties the file");
+    bool isCleared = false;
+    buffer_.clearExchange("k", [&] { isCleared = true; });
+    require(isCleared && contentOf(path_).empty(), "clearing empties the file");
   }
 
   /// Appends `record` to a file of `content`, and takes it back.
@@ -84,17 +86,24 @@ class ExchangeFileUnderTest {
   std::optional<ExchangeRecord> take(const std::optional<std::string>& id) {
     const auto size = static_cast<std::size_t>(std::filesystem::file_size(path_));
     const fuzzing::MemoryBound bound(fuzzing::mostMemoryOfArchive(size));
-    return buffer_.getExchange("k", id);
+    std::optional<std::optional<ExchangeRecord>> answer;
+    buffer_.getExchange("k", id, [&](auto taken) { answer = std::move(taken); });
+    require(answer.has_value(), "a take answers at once when the lock is free");
+    return std::move(*answer);
   }
 
   bool append(const ExchangeRecord& record) {
-    return buffer_.setExchange("k", record.id, record.name, record.body);
+    std::optional<bool> answer;
+    buffer_.setExchange("k", record.id, record.name, record.body,
+                        [&](bool isTaken) { answer = isTaken; });
+    require(answer.has_value(), "an append answers at once when the lock is free");
+    return *answer;
   }
 
   testing::TemporaryFolder folder_;
   const std::filesystem::path path_ = folder_.path() / "k.data";
-  DispatchQueue queue_{"SharedResourcesQueue"};
-  ExchangeBuffer buffer_{[this] { return folder_.path().string(); }, queue_};
+  Platform::EventLoop loop_;  // never turns: nobody else has the lock
+  ExchangeBuffer buffer_{loop_, [this] { return folder_.path().string(); }};
 };
 
 }  // namespace

@@ -1,13 +1,17 @@
+#include <poll.h>
 #include <sys/mman.h>
-#include <sys/socket.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
+#include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
+#include "VCommons/Logging/DDLog.h"
+#include "VCommons/VCommonsKit/VCLog.h"
 #include "corvane-nm/FrameReader.h"
 #include "corvane-nm/FrameWriter.h"
 #include "fuzz/Fuzzing.h"
@@ -17,8 +21,7 @@ namespace {
 
 using namespace corvane;  // NOLINT(google-build-using-namespace)
 using fuzzing::require;
-/// One for each frame; nothing for one that is dropped.
-using Messages = std::vector<std::optional<JsonObject>>;
+using Messages = std::vector<JsonObject>;
 
 class OpenDescriptor {
  public:
@@ -32,132 +35,184 @@ class OpenDescriptor {
   const int number_;
 };
 
-/// The frames in `stream`, worked out anew.
-Messages framesIn(std::string_view stream) {
+/// Remembers the lines of the log without keeping them.
+class Lines final : public DDLogger {
+ public:
+  /// From now on all lines, each before the call that logs it returns.
+  static Lines& ofTheProcess() {
+    static const auto lines = [] {
+      auto made = std::make_shared<Lines>();
+      asyncLoggingEnabled = false;
+      DDLog::shared().addLogger(made);
+      return made;
+    }();
+    return *lines;
+  }
+
+  void log(const DDLogMessage& message) override {
+    digest_ = 31 * digest_ + std::hash<std::string>()(message.message);
+  }
+  /// A number for the lines since the last call, and for their order.
+  std::size_t digest() { return std::exchange(digest_, 0); }
+
+ private:
+  std::size_t digest_ = 0;
+};
+
+/// What a stream holds, worked out anew: its messages, and where the frame of each ends.
+struct Expected {
   Messages messages;
-  while (!stream.empty()) {
+  std::vector<std::size_t> ends;
+
+  explicit Expected(std::string_view stream) {
+    const std::size_t size = stream.size();
     std::uint32_t length = 0;
-    auto& message = messages.emplace_back();
-    if (stream.size() < sizeof length) break;
-    std::copy_n(stream.data(), sizeof length, reinterpret_cast<char*>(&length));
-    stream.remove_prefix(sizeof length);
-    if (stream.size() < length) break;
-    auto value = parseJson(stream.substr(0, length));
-    if (value && value->is_object()) message = std::move(value->get_object());
-    stream.remove_prefix(length);
-  }
-  return messages;
-}
-
-/// Whether whole frames alone are in `stream`.
-bool endsWhole(std::string_view stream) {
-  std::uint32_t length = 0;
-  while (stream.size() >= sizeof length) {
-    std::copy_n(stream.data(), sizeof length, reinterpret_cast<char*>(&length));
-    if (stream.size() - sizeof length < length) return false;
-    stream.remove_prefix(sizeof length + length);
-  }
-  return stream.empty();
-}
-
-/// Reads one frame. Of what lies in a file, one that is ahead is read without it, and no other is.
-FrameReader::Frame frameFrom(FrameReader& reader, bool& wasAhead) {
-  const auto position = [&] { return ::lseek(reader.descriptor(), 0, SEEK_CUR); };
-  const auto before = position();
-  const bool isAhead = reader.hasFrameAhead();
-  auto frame = reader.readOne();
-  if (isAhead)
-    require(!frame.isEndOfInput && position() == before, "a frame that is ahead is there");
-  else if (before >= 0 && frame.message)
-    require(position() > before, "a frame that is there is ahead");
-  if (!frame.isEndOfInput) wasAhead = isAhead;
-  return frame;
-}
-
-/// The frames that come out of `descriptor`, which gives `size` bytes: three times what has arrived
-/// at most while a body grows, and what Json takes for it. Bit i % 5 of `aheads` says whether the
-/// reader reads ahead before frame i.
-Messages framesFrom(int descriptor, std::size_t size, unsigned aheads = 0, bool isWhole = true) {
-  const fuzzing::MemoryBound bound((std::size_t{256} << 10) + 136 * size);
-  FrameReader reader(descriptor);
-  bool wasAhead = false;
-  Messages messages;
-  for (;;) {
-    if ((aheads >> messages.size() % 5 & 1) != 0) reader.readAhead();
-    auto frame = frameFrom(reader, wasAhead);
-    if (frame.isEndOfInput) {
-      require(!wasAhead || isWhole, "a frame that is cut is not ahead");
-      return messages;
+    while (stream.size() >= sizeof length) {
+      std::copy_n(stream.data(), sizeof length, reinterpret_cast<char*>(&length));
+      stream.remove_prefix(sizeof length);
+      if (stream.size() < length) return;
+      auto value = parseJson(stream.substr(0, length));
+      stream.remove_prefix(length);
+      if (!value || !value->is_object()) continue;
+      messages.push_back(std::move(value->get_object()));
+      ends.push_back(size - stream.size());
     }
-    messages.push_back(std::move(frame.message));
   }
+
+  /// How many messages are complete when so many bytes have arrived.
+  [[nodiscard]] std::size_t countOf(std::size_t bytes) const {
+    return static_cast<std::size_t>(std::upper_bound(ends.begin(), ends.end(), bytes) -
+                                    ends.begin());
+  }
+};
+
+/// A reader that is paused by some of its messages: bit i % 5 of `pauses` says whether by message
+/// i.
+class Reading {
+ public:
+  Reading(int descriptor, unsigned pauses)
+      : pauses_(pauses),
+        reader_(descriptor, [this](JsonObject message) { take(std::move(message)); }) {}
+
+  /// Reads once, and resumes as often as it is paused. False at the end.
+  bool read() {
+    const bool hasMore = reader_.read();
+    while (std::exchange(isPaused_, false)) reader_.resume();
+    return hasMore;
+  }
+
+  [[nodiscard]] std::size_t count() const { return messages_.size(); }
+  Messages takeMessages() { return std::move(messages_); }
+
+ private:
+  void take(JsonObject message) {
+    require(!isPaused_, "nothing is delivered while reading is paused");
+    isPaused_ = (pauses_ >> messages_.size() % 5 & 1) != 0;
+    messages_.push_back(std::move(message));
+    if (isPaused_) reader_.pause();
+  }
+
+  const unsigned pauses_;
+  Messages messages_;
+  bool isPaused_ = false;
+  FrameReader reader_;
+};
+
+void requireAllUpTo(std::size_t bytes, const Reading& reading, const Expected& expected) {
+  require(reading.count() == expected.countOf(bytes),
+          "a message is delivered when its last byte has arrived, and not before");
 }
 
-Messages framesAtOnce(std::string_view stream, unsigned aheads) {
+/// Three times what has arrived at most while a body grows, and what Json takes for it.
+std::size_t mostMemoryFor(std::size_t size) {
+  return (std::size_t{256} << 10) + 136 * size;
+}
+
+Messages messagesAtOnce(std::string_view stream, unsigned pauses, const Expected& expected) {
   const OpenDescriptor file(::memfd_create("stream", MFD_CLOEXEC));
   require(::pwrite(file.number(), stream.data(), stream.size(), 0) ==
               static_cast<ssize_t>(stream.size()),
           "the stream fits");
-  return framesFrom(file.number(), stream.size(), aheads, endsWhole(stream));
+  const fuzzing::MemoryBound bound(mostMemoryFor(stream.size()));
+  Reading reading(file.number(), pauses);
+  while (reading.read()) {
+    const auto position = ::lseek(file.number(), 0, SEEK_CUR);
+    requireAllUpTo(static_cast<std::size_t>(position), reading, expected);
+  }
+  return reading.takeMessages();
 }
 
-/// The stream arrives in up to 64 pieces, one for each read.
-Messages framesInPieces(std::string_view stream, unsigned aheads) {
+bool isReadable(int descriptor) {
+  pollfd source{descriptor, POLLIN, 0};
+  return ::poll(&source, 1, 0) == 1;
+}
+
+/// The stream arrives in up to 64 pieces.
+Messages messagesInPieces(std::string_view stream, unsigned pauses, const Expected& expected) {
   std::array<int, 2> ends{};
-  require(::socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends.data()) == 0, "it opens");
-  const OpenDescriptor reading(ends[0]);
-  {
-    const OpenDescriptor writing(ends[1]);
-    const std::size_t most = std::max<std::size_t>(3, stream.size() / 64 + 1);
-    for (std::size_t at = 0; at < stream.size(); at += most) {
-      const std::string_view piece = stream.substr(at, most);
-      require(::send(writing.number(), piece.data(), piece.size(), MSG_DONTWAIT) ==
-                  static_cast<ssize_t>(piece.size()),
-              "the pieces fit");
-    }
+  require(::pipe(ends.data()) == 0, "it opens");
+  const OpenDescriptor input(ends[0]);
+  std::optional<OpenDescriptor> output(std::in_place, ends[1]);
+  const fuzzing::MemoryBound bound(mostMemoryFor(stream.size()));
+  Reading reading(input.number(), pauses);
+  const std::size_t most = std::max<std::size_t>(3, stream.size() / 64 + 1);
+  for (std::size_t at = 0; at < stream.size(); at += most) {
+    const std::string_view piece = stream.substr(at, most);
+    require(
+        ::write(output->number(), piece.data(), piece.size()) == static_cast<ssize_t>(piece.size()),
+        "a piece fits");
+    while (isReadable(input.number())) require(reading.read(), "the input has not ended");
+    requireAllUpTo(at + piece.size(), reading, expected);
   }
-  return framesFrom(reading.number(), stream.size(), aheads, endsWhole(stream));
+  output.reset();
+  require(!reading.read(), "the end of input is seen");
+  return reading.takeMessages();
 }
 
 /// Not by ==: a zero with a huge exponent reads as what is equal to nothing (Base/Json.h).
 bool areSame(const Messages& ones, const Messages& others) {
   return std::equal(ones.begin(), ones.end(), others.begin(), others.end(),
-                    [](const auto& one, const auto& other) {
-                      return one.has_value() == other.has_value() &&
-                             (!one || fuzzing::isSame(*one, *other));
-                    });
+                    [](const auto& one, const auto& other) { return fuzzing::isSame(one, other); });
 }
 
 /// What can be written is read back as it was.
 void writeAndReadBack(const Messages& messages) {
+  static Platform::EventLoop loop;  // never turns: a file takes everything at once
   const OpenDescriptor file(::memfd_create("frames", MFD_CLOEXEC));
-  FrameWriter writer(file.number());
+  FrameWriter writer(loop, file.number(), [] {});
   Messages written;
-  for (const auto& message : messages) {
-    if (!message || !isValidJsonObject(*message)) continue;
-    require(writer.send(*message), "what was read can be written");
+  for (const JsonObject& message : messages) {
+    if (!isValidJsonObject(message)) continue;
+    require(writer.send(message), "what was read can be written");
     written.push_back(message);
   }
-  const auto size = ::lseek(file.number(), 0, SEEK_END);
+  require(writer.isIdle(), "what was sent has been written");
+  const auto size = static_cast<std::size_t>(::lseek(file.number(), 0, SEEK_END));
   ::lseek(file.number(), 0, SEEK_SET);
-  const Messages again = framesFrom(file.number(), static_cast<std::size_t>(size));
-  require(areSame(written, again), "what was written reads back as the same");
+  const fuzzing::MemoryBound bound(mostMemoryFor(size));
+  Reading reading(file.number(), 0);
+  while (reading.read()) continue;
+  require(areSame(written, reading.takeMessages()), "what was written reads back as the same");
 }
 
 }  // namespace
 
 /// The input is what the browser writes until it closes its end; of its first byte, the upper three
 /// bits say how many times 16 KiB of spaces follow it, for bodies beyond the reader's first memory,
-/// and the others before which frames the reader reads ahead.
+/// and the others which messages pause the reader; in pieces, it is those that do not.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   if (size == 0) return 0;
+  Lines& lines = Lines::ofTheProcess();
   std::string stream(fuzzing::textOf(data, size).substr(1));
   stream.append(std::size_t{data[0]} / 32 * 16384, ' ');
-  const Messages expected = framesIn(stream);
-  require(areSame(framesAtOnce(stream, data[0]), expected), "the frames are those of the stream");
-  if (size <= 32768 && data[0] < 32)
-    require(areSame(framesInPieces(stream, data[0]), expected),
-            "it is the same however the bytes arrive");
-  writeAndReadBack(expected);
+  const Expected expected(stream);
+  lines.digest();
+  require(areSame(messagesAtOnce(stream, data[0], expected), expected.messages),
+          "the messages are those of the stream");
+  const std::size_t logged = lines.digest();
+  require(areSame(messagesInPieces(stream, ~unsigned{data[0]}, expected), expected.messages),
+          "they are the same however the bytes arrive");
+  require(lines.digest() == logged, "so are the log lines");
+  writeAndReadBack(expected.messages);
   return 0;
 }

@@ -2,54 +2,49 @@
 
 #include <functional>
 #include <map>
-#include <memory>
-#include <mutex>
 #include <string>
 
-#include "Platform/Linux/EventThread.h"
+#include "Platform/EventLoop.h"
 #include "Platform/Linux/RunningInstance.h"
 
 namespace corvane::Platform {
 
-/// Knows which instances of one application run and tells each change of their number. A look
-/// compares what it knows with the registry: first those that have ended, then those that are new,
-/// so that an end and a start between two looks are two changes. To be looked at when an instance
-/// says that it runs; the ends it hears of by itself, on `thread`, by process descriptors. (After
-/// an end it looks for new instances too, should their word have been lost.) Held by
-/// std::shared_ptr. Safe from any thread.
-class ApplicationObservation : public std::enable_shared_from_this<ApplicationObservation> {
+/// Tracks the running instances of one application and reports each change of their number. `look`
+/// compares them with the registry and reports ends before starts, so that an end and a start
+/// between two looks are two changes. The owner calls `look` when an instance announces its start;
+/// the loop calls it when a process descriptor becomes readable. On the loop's thread.
+class ApplicationObservation {
  public:
   using Changed = std::function<void(int instances)>;
 
-  /// `thread` must run, and outlive what happens up to `stop`. `changed` runs on the thread that
-  /// looks, with the lock held: it must only queue.
-  ApplicationObservation(std::string containerFolder, std::string bundleIdentifier,
-                         EventThread& thread, Changed changed);
+  /// `loop` must outlive this object. `changed` is called by `look` and from the loop; it must not
+  /// destroy this object.
+  ApplicationObservation(EventLoop& loop, std::string containerFolder, std::string bundleIdentifier,
+                         Changed changed);
+  ApplicationObservation(const ApplicationObservation&) = delete;
+  ApplicationObservation& operator=(const ApplicationObservation&) = delete;
+  ~ApplicationObservation() = default;
 
-  /// The first look: how many run now. Tells no change; before it none is told.
+  /// The first look: returns how many run now and reports no change.
   int begin();
 
-  /// Looks anew and tells what has changed. Nothing before `begin` and after `stop`.
+  /// Looks again and reports what has changed.
   void look();
 
-  /// No change is told any more after the return. Never from `changed`.
-  void stop();
-
  private:
-  using Instances = std::map<std::string, RunningInstance>;
+  struct Watched {
+    RunningInstance instance;
+    EventLoop::Registration end = {};
+  };
 
   void reportEnded();
   void findStarted(const Changed& changed);
-  void watchEnd(const RunningInstance& instance);
 
+  EventLoop& loop_;
   const std::string containerFolder_;
   const std::string bundleIdentifier_;
-  EventThread& thread_;
   const Changed changed_;
-
-  std::mutex mutex_;  // guards all below; nobody posts while holding it
-  bool isWatching_ = false;
-  Instances instances_;  // those that run, by the names of their files
+  std::map<std::string, Watched> instances_;  // those that run, by the names of their files
 };
 
 }  // namespace corvane::Platform

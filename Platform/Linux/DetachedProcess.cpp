@@ -7,8 +7,7 @@
 #include <cerrno>
 #include <climits>
 #include <csignal>
-
-#include "Platform/Posix/OwnedDescriptor.h"
+#include <utility>
 
 namespace corvane::Platform {
 namespace {
@@ -59,9 +58,10 @@ bool resetDescriptors(int kept) {
 
 }  // namespace
 
-bool startDetached(const std::vector<std::string>& arguments, const std::string& folder) {
+OwnedDescriptor startDetached(const std::vector<std::string>& arguments,
+                              const std::string& folder) {
   const std::string path = arguments.empty() ? "" : pathOf(arguments.front());
-  if (path.empty()) return false;
+  if (path.empty()) return {};
   std::vector<char*> pointers;
   pointers.reserve(arguments.size() + 1);
   for (const std::string& argument : arguments)
@@ -69,27 +69,30 @@ bool startDetached(const std::vector<std::string>& arguments, const std::string&
   pointers.push_back(nullptr);
 
   int ends[2] = {-1, -1};
-  if (::pipe2(ends, O_CLOEXEC) != 0) return false;
-  const OwnedDescriptor heard(ends[0]);
-  OwnedDescriptor report(ends[1]);
+  if (::pipe2(ends, O_CLOEXEC) != 0) return {};
+  OwnedDescriptor outcome(ends[0]);
+  const OwnedDescriptor report(ends[1]);
   const pid_t child = ::fork();
-  if (child < 0) return false;
-  if (child == 0) {  // its own child is nobody's once it has ended
+  if (child < 0) return {};
+  if (child == 0) {  // its own child has no parent left once it has ended
     ::setsid();
     const pid_t grandchild = ::fork();
     if (grandchild == 0)
       becomeProgram(path.c_str(), pointers.data(), folder.c_str(), report.number());
     ::_exit(grandchild < 0 ? 1 : 0);
   }
-  report = OwnedDescriptor();
   int status = 0;
   while (::waitpid(child, &status, 0) < 0 && errno == EINTR) continue;
+  return status == 0 ? std::move(outcome) : OwnedDescriptor();
+}
+
+bool hasStarted(const OwnedDescriptor& outcome) {
   int error = 0;
   ssize_t count = 0;
   do {
-    count = ::read(heard.number(), &error, sizeof error);
+    count = ::read(outcome.number(), &error, sizeof error);
   } while (count < 0 && errno == EINTR);
-  return status == 0 && count == 0;  // the pipe closed by itself: the program runs
+  return count == 0;  // the pipe closed by itself: the program runs
 }
 
 }  // namespace corvane::Platform

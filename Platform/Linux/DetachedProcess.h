@@ -3,13 +3,20 @@
 #include <string>
 #include <vector>
 
+#include "Platform/Posix/OwnedDescriptor.h"
+
 namespace corvane::Platform {
 
-/// Starts a program as nobody's child, in a session of its own: default signals, empty signal mask,
-/// standard streams on /dev/null, no other descriptor, working folder `folder`, the environment of
-/// this process. `arguments` begins with the program; one without a slash is looked for where the
-/// system keeps programs. True when the program runs, false when it could not be started. Safe from
-/// any thread.
-bool startDetached(const std::vector<std::string>& arguments, const std::string& folder);
+/// Starts a program in a session of its own, as no child of this process: default signals, empty
+/// signal mask, standard streams on /dev/null, no other descriptor, working directory `folder`, the
+/// environment of this process. `arguments` begins with the program; one without a slash is looked
+/// for where the system keeps programs.
+///
+/// Returns a descriptor that becomes readable when the outcome is known (pass it to `hasStarted`),
+/// or none if starting failed.
+OwnedDescriptor startDetached(const std::vector<std::string>& arguments, const std::string& folder);
+
+/// Returns whether the program is running. Blocks until the outcome is known.
+bool hasStarted(const OwnedDescriptor& outcome);
 
 }  // namespace corvane::Platform

@@ -12,6 +12,20 @@ namespace {
 
 constexpr int folderFlags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
 
+/// Adds the next piece of a listing to `names`; false at its end, or when it can't be read.
+bool addEntries(const OwnedDescriptor& folder, std::vector<std::string>& names) {
+  alignas(dirent64) std::array<char, 4096> buffer = {};
+  const ssize_t filled = ::getdents64(folder.number(), buffer.data(), buffer.size());
+  if (filled <= 0) return false;
+  for (std::size_t at = 0; at < static_cast<std::size_t>(filled);) {
+    const auto* const entry = reinterpret_cast<const dirent64*>(buffer.data() + at);
+    at += entry->d_reclen;
+    const std::string_view name = entry->d_name;
+    if (name != "." && name != "..") names.emplace_back(name);
+  }
+  return true;
+}
+
 }  // namespace
 
 OwnedDescriptor open(const OwnedDescriptor& folder, const std::string& name) {
@@ -25,17 +39,14 @@ OwnedDescriptor open(const std::string& path) {
 std::vector<std::string> entries(const OwnedDescriptor& folder) {
   std::vector<std::string> names;
   ::lseek(folder.number(), 0, SEEK_SET);
-  alignas(dirent64) std::array<char, 4096> buffer = {};
-  for (;;) {
-    const ssize_t filled = ::getdents64(folder.number(), buffer.data(), buffer.size());
-    if (filled <= 0) return names;
-    for (std::size_t at = 0; at < static_cast<std::size_t>(filled);) {
-      const auto* const entry = reinterpret_cast<const dirent64*>(buffer.data() + at);
-      at += entry->d_reclen;
-      const std::string_view name = entry->d_name;
-      if (name != "." && name != "..") names.emplace_back(name);
-    }
-  }
+  while (addEntries(folder, names)) continue;
+  return names;
+}
+
+std::vector<std::string> nextEntries(const OwnedDescriptor& folder) {
+  std::vector<std::string> names;
+  while (names.empty() && addEntries(folder, names)) continue;
+  return names;
 }
 
 bool isVisibleName(std::string_view name) {

@@ -19,6 +19,10 @@ OwnedDescriptor open(const std::string& path);
 /// thread at a time for one `folder`, as it reads at the descriptor's place.
 std::vector<std::string> entries(const OwnedDescriptor& folder);
 
+/// Returns the next entries (some dozens) from the descriptor's position on; empty at the end or on
+/// a read error. For large directories.
+std::vector<std::string> nextEntries(const OwnedDescriptor& folder);
+
 /// Whether `name` can stand for one entry of a folder that is no hidden one: not empty, not above
 /// 255 bytes, no "/" or zero byte, no "." in front.
 bool isVisibleName(std::string_view name);

@@ -1,8 +1,15 @@
 #include "Platform/NotificationCenter.h"
 
+#include <map>
+#include <optional>
+#include <set>
 #include <utility>
 
-#include "Platform/Linux/NotificationCenterImplementation.h"
+#include "Base/Result.h"
+#include "Platform/Linux/NotificationCleaner.h"
+#include "Platform/Linux/NotificationConnections.h"
+#include "Platform/Linux/NotificationFolders.h"
+#include "Platform/Linux/NotificationSocket.h"
 #include "Platform/Linux/ProcessFileName.h"
 #include "Platform/Posix/NotificationName.h"
 #include "Platform/SystemLog.h"
@@ -10,171 +17,153 @@
 namespace corvane::Platform {
 namespace {
 
-/// Observers are kept with open descriptors: for so many names at most.
+/// Each name that is posted keeps descriptors open, so at most this many names are kept.
 constexpr std::size_t mostNamesKept = 100;
-
-void recordDeafness(const std::string& name, const Failure& failure) {
-  SystemLog::write(SystemLog::Severity::error,
-                   "cannot observe \"" + name + "\": " + failure.description());
-}
 
 }  // namespace
 
-NotificationCenter::Implementation::Implementation(std::string containerFolder)
-    : containerFolder_(std::move(containerFolder)), thread_("notifications") {}
+/// One socket receives all names. Its links stay until `withdraw`, because dropping an unobserved
+/// notification is cheaper than linking again.
+class NotificationCenter::Implementation {
+ public:
+  Implementation(EventLoop& loop, std::string containerFolder)
+      : loop_(loop), containerFolder_(std::move(containerFolder)) {}
 
-NotificationCenter::Implementation::~Implementation() {
-  withdraw();
-}
-
-bool NotificationCenter::Implementation::observe(const std::string& name, Callback callback) {
-  Result<Done> result = Failure{FailureCause::other, "no name for a notification"};
-  if (isNotificationName(name)) {
-    const std::lock_guard lock(setupMutex_);
+  bool observe(const std::string& name, Callback callback, Audience audience) {
     if (isWithdrawn_) return false;
-    // The callback is there before the link: what comes through the link is never lost.
-    callbacks_.set(name, std::move(callback));
-    result = listen(name);
-    if (!result) callbacks_.remove(name);
+    const auto linked =
+        isNotificationName(name) ? link(name) : Failure{FailureCause::other, "not a valid name"};
+    if (!linked) {
+      SystemLog::write(SystemLog::Severity::error,
+                       "cannot observe \"" + name + "\": " + linked.failure().description());
+      return false;
+    }
+    if (isWithdrawn_) return false;  // by a callback
+    callbacks_[name] = std::make_shared<const Callback>(std::move(callback));
+    if (audience == Audience::thisProcessOnly) own_.insert(name);
+    return true;
   }
-  if (result) return true;
-  recordDeafness(name, result.failure());
-  return false;
-}
 
-/// Makes all that is missing for hearing `name`. With `setupMutex_` held.
-Result<Done> NotificationCenter::Implementation::listen(const std::string& name) {
-  if (!socket_) {
-    if (auto opened = openSocket(); !opened) return opened;
+  void stopObserving(const std::string& name) { callbacks_.erase(name); }
+
+  void deliverPending() {
+    for (std::optional<std::string_view> name = ""; socket_ && name;) {
+      name = socket_->receive();
+      if (!name || name->empty()) return;
+      deliver(*name);
+    }
   }
-  return link(socketName_, name);
-}
 
-/// Binds the socket of the callbacks and begins to receive. With `setupMutex_` held.
-Result<Done> NotificationCenter::Implementation::openSocket() {
-  if (auto started = thread_.start(); !started) return started;
-  auto socket = bind(socketName_);
-  if (!socket) return socket.failure();
-  const int descriptor = socket->descriptor();
-  socket_ = std::move(socket).value();
-  if (auto added = thread_.add(descriptor, [this] { receive(); }); !added) {
-    removeLinks(socketName_);
+  /// Makes no directory: without one there are no observers.
+  void post(const std::string& name) {
+    if (!isNotificationName(name)) return;
+    if (connections_.size() >= mostNamesKept && !connections_.contains(name))
+      std::erase_if(connections_, [](const auto& entry) { return entry.second.isIdle(); });
+    connections_.try_emplace(name, loop_, containerFolder_ + "/Notifications/", name)
+        .first->second.send();
+  }
+
+  void withdraw() {
+    if (std::exchange(isWithdrawn_, true)) return;
+    const auto end = EventLoop::now() + NotificationConnections::longestStandstill;
+    for (auto& [name, connections] : connections_) connections.finish(end);
+    cleaner_.reset();
+    readable_ = {};
+    if (folders_) {
+      for (const std::string& name : linked_) folders_->unlink(socketName_, name);
+      for (const std::string& name : own_) folders_->removeName(name);
+      folders_->removeSocket(socketName_);
+    }
     socket_.reset();
-    return added;
+    folders_.reset();
   }
-  return Done{};
-}
 
-/// Binds a new socket under the name that it gives; the first one removes what dead processes left.
-/// With `setupMutex_` held.
-Result<NotificationSocket> NotificationCenter::Implementation::bind(std::string& socketName) {
-  const bool isFirst = !folders_;
-  if (isFirst) {
+ private:
+  using SharedCallback = std::shared_ptr<const Callback>;
+
+  /// Makes all that is missing for hearing `name`.
+  Result<Done> link(const std::string& name) {
+    if (!socket_) {
+      if (auto opened = open(); !opened) return opened;
+    }
+    if (linked_.contains(name)) {
+      if (!callbacks_.contains(name)) deliverPending();
+      return Done{};
+    }
+    auto linked = folders_->link(socketName_, name);
+    if (linked) linked_.insert(name);
+    return linked;
+  }
+
+  Result<Done> open() {
     auto folders = NotificationFolders::open(containerFolder_);
     if (!folders) return folders.failure();
+    std::string name = ProcessFileName::make();
+    auto socket = NotificationSocket::bind(folders->folder(), NotificationFolders::hidden(name));
+    if (!socket) return socket.failure();
     folders_ = std::move(folders).value();
+    socketName_ = std::move(name);
+    socket_ = std::move(socket).value();
+    readable_ = loop_.onReadable(socket_->descriptor(), [this] { receive(); });
+    if (!readable_) {
+      folders_->removeSocket(socketName_);
+      socket_.reset();
+      return Failure{FailureCause::other, "the socket cannot be watched"};
+    }
+    cleaner_.emplace(loop_, *folders_);
+    return Done{};
   }
-  const std::string name = ProcessFileName::make();
-  auto socket = NotificationSocket::bind(folders_->folder(), NotificationFolders::hidden(name));
-  if (socket) {
-    socketName = name;
-    links_[name];
-    if (isFirst) folders_->clean();
+
+  /// Takes one notification, as the loop calls again while there are more.
+  void receive() {
+    const auto name = socket_->receive();
+    if (name) return deliver(*name);
+    readable_ = {};
+    SystemLog::write(SystemLog::Severity::error,
+                     "notifications are no longer received: the socket failed");
   }
-  return socket;
-}
 
-/// With `setupMutex_` held.
-Result<Done> NotificationCenter::Implementation::link(const std::string& socketName,
-                                                      const std::string& name) {
-  auto& names = links_[socketName];
-  if (names.contains(name)) return Done{};
-  auto linked = folders_->link(socketName, name);
-  if (linked) names.insert(name);
-  return linked;
-}
-
-std::optional<NotificationSocket> NotificationCenter::Implementation::bindMailbox(
-    std::string& socketName) {
-  const std::lock_guard lock(setupMutex_);
-  if (isWithdrawn_) return std::nullopt;
-  auto socket = bind(socketName);
-  if (socket) return std::move(socket).value();
-  recordDeafness("replies", socket.failure());
-  return std::nullopt;
-}
-
-bool NotificationCenter::Implementation::linkMailbox(const std::string& socketName,
-                                                     const std::string& name) {
-  const std::lock_guard lock(setupMutex_);
-  if (isWithdrawn_) return false;
-  if (!isNotificationName(name)) return false;
-  const auto linked = link(socketName, name);
-  if (!linked) recordDeafness(name, linked.failure());
-  return static_cast<bool>(linked);
-}
-
-void NotificationCenter::Implementation::removeSocket(const std::string& socketName) {
-  const std::lock_guard lock(setupMutex_);
-  if (!isWithdrawn_) removeLinks(socketName);
-}
-
-/// Leaves the folders of names that others observe, too, or the next of our kind. With
-/// `setupMutex_` held.
-void NotificationCenter::Implementation::removeLinks(const std::string& socketName) {
-  for (const std::string& name : links_[socketName]) {
-    folders_->unlink(socketName, name);
-    if (socketName != socketName_) folders_->removeName(name);  // a mailbox's
+  /// The callback may replace or remove itself.
+  void deliver(std::string_view name) {
+    const auto found = callbacks_.find(name);
+    if (found == callbacks_.end()) return;
+    const SharedCallback callback = found->second;
+    (*callback)();
   }
-  folders_->removeSocket(socketName);
-  links_.erase(socketName);
+
+  EventLoop& loop_;
+  const std::string containerFolder_;
+  std::map<std::string, SharedCallback, std::less<>> callbacks_;
+  std::map<std::string, NotificationConnections> connections_;  // by the names that are posted
+
+  // What this process has in the file system; set by the first observation.
+  std::optional<NotificationFolders> folders_;
+  std::string socketName_;
+  std::optional<NotificationSocket> socket_;
+  std::set<std::string> linked_;  // names whose directory holds a link to the socket
+  std::set<std::string> own_;     // those of them that no other process observes
+  EventLoop::Registration readable_;
+  std::optional<NotificationCleaner> cleaner_;
+  bool isWithdrawn_ = false;
+};
+
+NotificationCenter::NotificationCenter(EventLoop& loop, std::string containerFolder)
+    : implementation_(std::make_unique<Implementation>(loop, std::move(containerFolder))) {}
+
+NotificationCenter::~NotificationCenter() {
+  implementation_->withdraw();
 }
 
-/// On the thread, when the socket can be read.
-void NotificationCenter::Implementation::receive() {
-  if (const auto name = socket_->receive()) {
-    callbacks_.deliver(*name);
-    return;
-  }
-  thread_.remove(socket_->descriptor());
-  SystemLog::write(SystemLog::Severity::error,
-                   "notifications are heard no more: the socket failed");
-}
-
-void NotificationCenter::Implementation::stopObserving(const std::string& name) {
-  callbacks_.remove(name);
-  callbacks_.awaitEnd(name);
-}
-
-/// Makes no folder: where there is none, nobody observes.
-void NotificationCenter::Implementation::post(const std::string& name) {
-  if (!isNotificationName(name)) return;
-  const std::lock_guard lock(postMutex_);
-  if (connections_.size() >= mostNamesKept && !connections_.contains(name)) connections_.clear();
-  connections_.try_emplace(name, containerFolder_ + "/Notifications/" + name)
-      .first->second.send(name);
-}
-
-void NotificationCenter::Implementation::withdraw() {
-  const std::lock_guard lock(setupMutex_);
-  isWithdrawn_ = true;
-  while (!links_.empty()) removeLinks(std::string(links_.begin()->first));
-  thread_.stop();  // at most one callback from its end, and those only queue
-  socket_.reset();
-  folders_.reset();
-}
-
-NotificationCenter::NotificationCenter(std::string containerFolder)
-    : implementation_(std::make_unique<Implementation>(std::move(containerFolder))) {}
-
-NotificationCenter::~NotificationCenter() = default;
-
-bool NotificationCenter::observe(const std::string& name, Callback callback) {
-  return implementation_->observe(name, std::move(callback));
+bool NotificationCenter::observe(const std::string& name, Callback callback, Audience audience) {
+  return implementation_->observe(name, std::move(callback), audience);
 }
 
 void NotificationCenter::stopObserving(const std::string& name) {
   implementation_->stopObserving(name);
+}
+
+void NotificationCenter::deliverPending() {
+  implementation_->deliverPending();
 }
 
 void NotificationCenter::post(const std::string& name) {

@@ -2,11 +2,11 @@
 
 #include <poll.h>
 #include <sys/socket.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
-#include <chrono>
+#include <utility>
 
 #include "Platform/Linux/Folders.h"
 #include "Platform/Linux/NotificationSocket.h"
@@ -14,68 +14,121 @@
 namespace corvane::Platform {
 namespace {
 
-using Clock = std::chrono::steady_clock;
-
-constexpr std::chrono::milliseconds longestWaitForFullQueues{100};
-
-/// False, with errno set, when it can't be sent now.
-bool sendNow(int connection, const std::string& name) {
-  return ::send(connection, name.data(), name.size(), MSG_DONTWAIT) >= 0;
-}
+/// A socket counts as writable long after it takes a datagram again (a quarter of its buffer may be
+/// unread then), so it is also tried now and then.
+constexpr std::chrono::milliseconds retryPause{10};
 
 /// Whether errno says that the other end of a connection is gone for good.
 bool saysGone() {
   return errno == ECONNREFUSED || errno == ENOTCONN || errno == ECONNRESET;
 }
 
-/// True when the observer is done with: it has the name, or will never take it.
-bool isSettled(const pollfd& observer, const std::string& name) {
-  return observer.revents != 0 && (sendNow(observer.fd, name) || errno != EAGAIN);
-}
-
-void sendOnceThereIsRoom(std::vector<pollfd> full, const std::string& name) {
-  const auto end = Clock::now() + longestWaitForFullQueues;
-  while (!full.empty()) {
-    const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now()).count();
-    if (left <= 0) return;
-    const int ready = ::poll(full.data(), full.size(), static_cast<int>(left));
-    if (ready == 0 || (ready < 0 && errno != EINTR)) return;
-    if (ready < 0) continue;
-    std::erase_if(full, [&](const pollfd& observer) { return isSettled(observer, name); });
-  }
-}
-
 }  // namespace
 
-void NotificationConnections::send(const std::string& name) {
-  if (!folder_ || !stamp_.holdsFor(folder_)) lookAnew();
-  std::vector<pollfd> full;
-  bool someAreGone = false;
-  for (const Observer& observer : observers_) {
-    const int connection = observer.connection.number();
-    if (sendNow(connection, name)) continue;
-    if (errno == EAGAIN) {
-      full.push_back({connection, POLLOUT, 0});
-    } else if (saysGone()) {
-      someAreGone = true;
-      remove(observer.entry);
+NotificationConnections::NotificationConnections(EventLoop& loop, const std::string& parent,
+                                                 std::string name)
+    : loop_(loop), name_(std::move(name)), path_(parent + name_) {}
+
+void NotificationConnections::send() {
+  if (!folder_ || !stamp_.holdsFor(folder_)) listAnew();
+  const auto isGone = [this](const std::unique_ptr<Observer>& observer) {
+    const bool isWaiting = !observer->pending.empty();
+    if (!isWaiting && sendTo(*observer)) return false;
+    if (isWaiting || !saysGone()) {
+      await(*observer);
+      return false;
     }
-  }
-  if (!full.empty()) sendOnceThereIsRoom(std::move(full), name);
-  if (someAreGone) stamp_ = {};
+    remove(observer->entry);
+    return true;
+  };
+  if (std::erase_if(observers_, isGone) > 0) stamp_ = {};
 }
 
-/// Connects to all that are there now.
-void NotificationConnections::lookAnew() {
-  observers_.clear();
-  folder_ = Folders::open(path_);
+/// False, with errno set, when it can't be sent now.
+bool NotificationConnections::sendTo(Observer& observer) {
+  return ::send(observer.connection.number(), name_.data(), name_.size(), MSG_DONTWAIT) >= 0;
+}
+
+/// Notes that `observer` has one more to get, once there is room.
+void NotificationConnections::await(Observer& observer) {
+  observer.pending.push_back(EventLoop::now());
+  if (observer.pending.size() > 1) return;
+  observer.writable =
+      loop_.onWritable(observer.connection.number(), [this, &observer] { sendPending(observer); });
+  observer.retry =
+      loop_.at(EventLoop::now() + retryPause, [this, &observer] { tryAgain(observer); });
+}
+
+void NotificationConnections::sendPending(Observer& observer) {
+  while (!observer.pending.empty()) {
+    if (sendTo(observer)) {
+      observer.lastTaken = EventLoop::now();
+      observer.pending.pop_front();
+    } else if (saysGone()) {
+      observer.pending.clear();
+    } else {
+      return;
+    }
+  }
+  observer.retry = {};
+  observer.writable = {};
+}
+
+/// Sends what there is room for and drops what has waited for too long.
+void NotificationConnections::tryAgain(Observer& observer) {
+  sendPending(observer);
+  const auto now = EventLoop::now();
+  while (!observer.pending.empty() &&
+         std::max(observer.pending.front(), observer.lastTaken) + longestStandstill <= now)
+    observer.pending.pop_front();
+  if (observer.pending.empty()) {
+    observer.writable = {};
+  } else {
+    observer.retry = loop_.at(now + retryPause, [this, &observer] { tryAgain(observer); });
+  }
+}
+
+bool NotificationConnections::isIdle() const {
+  return std::all_of(observers_.begin(), observers_.end(),
+                     [](const auto& observer) { return observer->pending.empty(); });
+}
+
+void NotificationConnections::finish(Clock::time_point end) {
+  while (!isIdle() && EventLoop::now() < end) {
+    std::vector<pollfd> full;
+    for (const auto& observer : observers_) {
+      if (!observer->pending.empty()) full.push_back({observer->connection.number(), POLLOUT, 0});
+    }
+    ::poll(full.data(), full.size(), static_cast<int>(retryPause.count()));
+    for (const auto& observer : observers_) sendPending(*observer);
+  }
+}
+
+/// Connects to the observers that are new and forgets those that have left. A directory that can't
+/// be looked into leaves those that are known.
+void NotificationConnections::listAnew() {
+  OwnedDescriptor folder = Folders::open(path_);
+  if (!folder && errno != ENOENT && errno != ENOTDIR) {
+    stamp_ = {};
+    return;
+  }
+  std::vector<std::unique_ptr<Observer>> known = std::exchange(observers_, {});
+  folder_ = std::move(folder);
   if (!folder_) return;
   stamp_ = FolderStamp(folder_);
-  bool isComplete = true;  // otherwise the next post looks again
+  bool isComplete = true;  // otherwise the next post lists it again
   for (std::string& entry : Folders::entries(folder_)) {
+    const auto found = std::find_if(known.begin(), known.end(), [&](const auto& observer) {
+      return observer && observer->entry == entry;
+    });
+    if (found != known.end()) {
+      observers_.push_back(std::move(*found));
+      continue;
+    }
     OwnedDescriptor connection = NotificationSocket::connectedTo(folder_, entry);
     if (connection) {
-      observers_.push_back({std::move(entry), std::move(connection)});
+      observers_.push_back(
+          std::make_unique<Observer>(Observer{std::move(entry), std::move(connection)}));
     } else if (errno == ECONNREFUSED) {
       remove(entry);
     } else if (errno != ENOENT) {
@@ -85,11 +138,11 @@ void NotificationConnections::lookAnew() {
   if (!isComplete) stamp_ = {};
 }
 
-/// Removes a socket that nobody has open any more.
+/// Removes a socket that no process has open any more.
 void NotificationConnections::remove(const std::string& entry) {
   if (NotificationSocket::isDead(folder_, entry) &&
       ::unlinkat(folder_.number(), entry.c_str(), 0) == 0) {
-    ::rmdir(path_.c_str());  // unless somebody is left in it
+    ::rmdir(path_.c_str());  // fails while others are in it
   }
 }
 

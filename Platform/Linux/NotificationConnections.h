@@ -1,40 +1,65 @@
 #pragma once
 
+#include <chrono>
+#include <deque>
+#include <memory>
 #include <string>
 #include <vector>
 
+#include "Platform/EventLoop.h"
 #include "Platform/Linux/FolderStamp.h"
 #include "Platform/Posix/OwnedDescriptor.h"
 
 namespace corvane::Platform {
 
-/// Those who observe one notification, as one who posts it sees them: the sockets in its folder,
-/// each with a connection of its own, so that what lies unread counts against nobody else. They are
-/// kept from post to post and looked for anew when the folder has changed. One thread at a time.
+/// Connections to all observers of one notification, for posting. One socket per observer, so that
+/// a full queue delays no other. Connections are kept between posts; the directory is listed again
+/// when it has changed. On the loop's thread.
 class NotificationConnections {
  public:
-  /// `folder` is the path of the notification's folder, whether it is there or not.
-  explicit NotificationConnections(std::string folder) : path_(std::move(folder)) {}
+  /// How long an observer with a full queue may take nothing.
+  static constexpr std::chrono::milliseconds longestStandstill{100};
 
-  /// Sends `name` to all, and removes the sockets of processes that are gone, and the folder when
-  /// that leaves nobody in it; what is no socket stays. An observer whose queue is full is waited
-  /// for: all of these together and for at most 100 ms, so that one that stands still holds nobody
-  /// up for long; it then misses the notification.
-  void send(const std::string& name);
+  /// For the notification `name`, whose directory is `parent` + `name`, whether it exists or not.
+  /// `loop` must outlive this object.
+  NotificationConnections(EventLoop& loop, const std::string& parent, std::string name);
+
+  /// Sends the name to all observers. Removes sockets of dead processes, and the directory if that
+  /// leaves it empty; entries that are not sockets stay. An observer whose queue is full gets the
+  /// name when there is room; one that takes nothing for `longestStandstill` misses it.
+  void send();
+
+  /// Whether no observer has anything to get.
+  [[nodiscard]] bool isIdle() const;
+
+  /// Blocks until every observer has what was sent, or `end`.
+  void finish(EventLoop::Clock::time_point end);
 
  private:
+  using Clock = EventLoop::Clock;
+
   struct Observer {
     std::string entry;
     OwnedDescriptor connection;
+    std::deque<Clock::time_point> pending = {};  // the time of each post that is still pending
+    Clock::time_point lastTaken = Clock::time_point::min();
+    EventLoop::Registration writable = {};
+    EventLoop::Registration retry = {};
   };
 
-  void lookAnew();
+  void listAnew();
+  bool sendTo(Observer& observer);
+  void await(Observer& observer);
+  void sendPending(Observer& observer);
+  void tryAgain(Observer& observer);
   void remove(const std::string& entry);
 
+  EventLoop& loop_;
+  const std::string name_;
   const std::string path_;
   OwnedDescriptor folder_;
   FolderStamp stamp_;
-  std::vector<Observer> observers_;
+  std::vector<std::unique_ptr<Observer>> observers_;
 };
 
 }  // namespace corvane::Platform

@@ -39,10 +39,6 @@ class NotificationFolders {
   /// Takes the hidden name of the socket away.
   void removeSocket(const std::string& socketName) const;
 
-  /// Removes what dead processes left: their sockets, with the folders that these leave empty, and
-  /// empty folders that nobody used for an hour. Leaves alone what is no socket.
-  void clean() const;
-
  private:
   explicit NotificationFolders(OwnedDescriptor folder) : folder_(std::move(folder)) {}
 

@@ -49,16 +49,14 @@ Result<NotificationSocket> NotificationSocket::bind(const OwnedDescriptor& folde
 }
 
 std::optional<std::string_view> NotificationSocket::receive() {
-  const ssize_t length = ::recv(socket_.number(), buffer_.data(), buffer_.size(), MSG_DONTWAIT);
-  if (length < 0 && (errno == EAGAIN || errno == EINTR)) return "";
-  if (length < 0) return std::nullopt;
-  const auto size = static_cast<std::size_t>(length);
-  if (size > longestNotificationName) return "";
-  return std::string_view(buffer_.data(), size);
-}
-
-void NotificationSocket::discardAll() {
-  while (::recv(socket_.number(), buffer_.data(), buffer_.size(), MSG_DONTWAIT) >= 0) continue;
+  for (;;) {
+    const ssize_t length = ::recv(socket_.number(), buffer_.data(), buffer_.size(), MSG_DONTWAIT);
+    if (length < 0 && errno == EINTR) continue;
+    if (length < 0 && errno == EAGAIN) return "";
+    if (length < 0) return std::nullopt;
+    const auto size = static_cast<std::size_t>(length);
+    if (size > 0 && size <= longestNotificationName) return std::string_view(buffer_.data(), size);
+  }
 }
 
 OwnedDescriptor NotificationSocket::connectedTo(const OwnedDescriptor& folder,

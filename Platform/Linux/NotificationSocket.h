@@ -28,13 +28,9 @@ class NotificationSocket {
   /// socket.
   static bool isDead(const OwnedDescriptor& folder, const std::string& name);
 
-  /// Takes the next datagram, without waiting for one, and gives its text, valid until the next
-  /// call; "" when there is none or when it is longer than any name. Nothing when the system fails.
-  /// One thread at a time.
+  /// Returns the text of the next datagram, valid until the next call, and drops those that can't
+  /// be a name. Never blocks: "" when there is none. Nothing when the system fails.
   std::optional<std::string_view> receive();
-
-  /// Throws away all datagrams that have come, whatever they hold.
-  void discardAll();
 
   /// By which to wait for datagrams.
   [[nodiscard]] int descriptor() const { return socket_.number(); }

@@ -1,7 +1,6 @@
 #include "Platform/RunningApplications.h"
 
 #include <map>
-#include <mutex>
 #include <utility>
 #include <vector>
 
@@ -9,7 +8,6 @@
 #include "Platform/Linux/ApplicationRegistry.h"
 #include "Platform/Linux/FolderStamp.h"
 #include "Platform/Linux/Folders.h"
-#include "Platform/Linux/NotificationCenterImplementation.h"
 #include "Platform/Linux/ProcessFileName.h"
 #include "Platform/Linux/RunningInstance.h"
 
@@ -64,26 +62,24 @@ Look lookFor(const std::string& containerFolder, const std::string& bundleIdenti
 }  // namespace
 
 struct RunningApplications::Observations {
-  std::mutex mutex;  // guards what is below
-  std::map<std::string, std::shared_ptr<ApplicationObservation>> byIdentifier;
+  std::map<std::string, std::unique_ptr<ApplicationObservation>> byIdentifier;
 };
 
 struct RunningApplications::Found {
-  std::mutex mutex;  // guards what is below
   std::map<std::string, Look> byIdentifier;
 };
 
-RunningApplications::RunningApplications(std::string containerFolder, NotificationCenter& center)
-    : containerFolder_(std::move(containerFolder)),
+RunningApplications::RunningApplications(EventLoop& loop, std::string containerFolder,
+                                         NotificationCenter& center)
+    : loop_(loop),
+      containerFolder_(std::move(containerFolder)),
       center_(center),
       observations_(std::make_unique<Observations>()),
       found_(std::make_unique<Found>()) {}
 
 RunningApplications::~RunningApplications() {
-  for (const auto& [identifier, observation] : observations_->byIdentifier) {
+  for (const auto& [identifier, observation] : observations_->byIdentifier)
     center_.stopObserving(ApplicationRegistry::launchedName(identifier));
-    observation->stop();
-  }
 }
 
 int RunningApplications::instancesOf(const std::string& bundleIdentifier) const {
@@ -92,7 +88,6 @@ int RunningApplications::instancesOf(const std::string& bundleIdentifier) const 
 }
 
 bool RunningApplications::isRunning(const std::string& bundleIdentifier) const {
-  const std::lock_guard lock(found_->mutex);
   Look& known = found_->byIdentifier[bundleIdentifier];
   const bool isKnown = known.instance ? !known.instance->hasEnded()
                                       : known.folder && known.stamp.holdsFor(known.folder);
@@ -120,19 +115,16 @@ std::optional<RunningApplication> RunningApplications::applicationOf(
 std::optional<int> RunningApplications::observe(const std::string& bundleIdentifier,
                                                 std::function<void(int instances)> changed) {
   if (!ApplicationRegistry::isIdentifier(bundleIdentifier)) return std::nullopt;
-  const auto observation = std::make_shared<ApplicationObservation>(
-      containerFolder_, bundleIdentifier, center_.implementation().thread(), std::move(changed));
-  const std::lock_guard lock(observations_->mutex);
-  auto& kept = observations_->byIdentifier[bundleIdentifier];
-  if (kept) kept->stop();
-  kept = observation;
-  // Hearing comes before the first look: between the two nothing is missed.
+  auto& observation = observations_->byIdentifier[bundleIdentifier];
+  observation = std::make_unique<ApplicationObservation>(loop_, containerFolder_, bundleIdentifier,
+                                                         std::move(changed));
+  // Listening comes before the first look: between the two nothing is missed.
   const bool hears = center_.observe(ApplicationRegistry::launchedName(bundleIdentifier),
-                                     [weak = std::weak_ptr(observation)] {
-                                       if (const auto observation = weak.lock())
-                                         observation->look();
-                                     });
-  if (!hears) return std::nullopt;
+                                     [watched = observation.get()] { watched->look(); });
+  if (!hears) {
+    observations_->byIdentifier.erase(bundleIdentifier);
+    return std::nullopt;
+  }
   return observation->begin();
 }
 

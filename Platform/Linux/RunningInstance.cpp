@@ -24,6 +24,7 @@ std::optional<RunningInstance> RunningInstance::find(const OwnedDescriptor& fold
   // still this one that is asked.
   RunningInstance instance(*process);
   instance.file_ = ApplicationRegistry::openFile(folder, name);
+  if (!instance.file_) return std::nullopt;  // errno says why
   const bool isLocked = ApplicationRegistry::lockOf(instance.file_) == Lock::held;
   if (!isLocked || instance.hasProcessEnded()) return std::nullopt;
   return instance;

@@ -1,11 +1,9 @@
 #include "Platform/Descriptor.h"
 
 #include <poll.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <climits>
 
 #include "Platform/File.h"
 
@@ -22,6 +20,15 @@ bool mayRepeat(int descriptor, short event) {
 }
 
 }  // namespace
+
+Result<std::size_t> read(int descriptor, std::span<std::byte> bytes) {
+  ssize_t count = 0;
+  do {
+    count = ::read(descriptor, bytes.data(), bytes.size());
+  } while (count < 0 && errno == EINTR);
+  if (count < 0) return failureFromErrno("read");
+  return static_cast<std::size_t>(count);
+}
 
 Result<std::size_t> readSome(int descriptor, std::span<std::byte> bytes) {
   for (;;) {
@@ -41,22 +48,6 @@ Result<Done> writeAll(int descriptor, ByteView bytes) {
     }
   }
   return Done{};
-}
-
-bool hasInput(int descriptor) {
-  pollfd input = {descriptor, POLLIN, 0};
-  return ::poll(&input, 1, 0) == 1;
-}
-
-bool isPipe(int descriptor) {
-  struct stat status = {};
-  return ::fstat(descriptor, &status) == 0 && S_ISFIFO(status.st_mode);
-}
-
-bool takesAtOnce(int pipe, std::size_t size) {
-  // A pipe with room has it for PIPE_BUF bytes, however they are cut.
-  pollfd room = {pipe, POLLOUT, 0};
-  return size <= PIPE_BUF && ::poll(&room, 1, 0) == 1 && room.revents == POLLOUT;
 }
 
 }  // namespace corvane::Platform::Descriptor

@@ -1,75 +1,142 @@
 #include "Platform/NotificationCenter.h"
 
+#include <arpa/inet.h>
+#include <fcntl.h>
 #include <notify.h>
+#include <unistd.h>
 
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <deque>
+#include <map>
+#include <span>
 #include <utility>
 
 #include "Platform/Posix/NotificationName.h"
 #include "Platform/SystemLog.h"
-#include "Platform/macOS/NotificationCenterImplementation.h"
 
 namespace corvane::Platform {
 
-NotificationCenter::Implementation::~Implementation() {
-  withdraw();
-}
+/// One descriptor, read by the loop, reports all names. Registrations stay until `withdraw`: names
+/// are few, and the system closes the descriptor with its last registration.
+class NotificationCenter::Implementation {
+ public:
+  explicit Implementation(EventLoop& loop) : loop_(loop) {}
 
-bool NotificationCenter::Implementation::observe(const std::string& name, Callback callback) {
-  std::uint32_t status = NOTIFY_STATUS_INVALID_NAME;
-  if (isNotificationName(name)) {
-    const std::lock_guard lock(setupMutex_);
+  bool observe(const std::string& name, Callback callback) {
+    stopObserving(name);
+    if (registrations_.contains(name)) deliverPending();
     if (isWithdrawn_) return false;
-    callbacks_->set(name, std::move(callback));
-    if (tokens_.contains(name)) return true;
-    // Copies: a block keeps of a reference nothing but the address.
-    const auto callbacks = callbacks_;
-    const std::string observed = name;
-    int token = 0;
-    status = notify_register_dispatch(name.c_str(), &token, queue_.queue(), ^(int) {
-      callbacks->deliver(observed);
-    });
-    if (status == NOTIFY_STATUS_OK) {
-      tokens_[name] = token;
-      return true;
+    if (const std::uint32_t status = listen(name); status != NOTIFY_STATUS_OK) {
+      SystemLog::write(
+          SystemLog::Severity::error,
+          "cannot observe \"" + name + "\": notify(3) returned " + std::to_string(status));
+      return false;
     }
-    callbacks_->remove(name);
+    registrations_[name].callback = std::make_shared<const Callback>(std::move(callback));
+    return true;
   }
-  report(name, status);
-  return false;
-}
 
-void NotificationCenter::Implementation::report(const std::string& name, std::uint32_t status) {
-  SystemLog::write(SystemLog::Severity::error,
-                   "cannot observe \"" + name + "\": notify(3) says " + std::to_string(status));
-}
-
-void NotificationCenter::Implementation::stopObserving(const std::string& name) {
-  callbacks_->remove(name);
-  callbacks_->awaitEnd(name);
-}
-
-void NotificationCenter::Implementation::withdraw() {
-  const std::lock_guard lock(setupMutex_);
-  isWithdrawn_ = true;
-  for (const auto& [name, token] : tokens_) {
-    callbacks_->remove(name);
-    notify_cancel(token);
+  void stopObserving(const std::string& name) {
+    const auto found = registrations_.find(name);
+    if (found == registrations_.end()) return;
+    const SharedCallback removed = std::move(found->second.callback);
   }
-  tokens_.clear();
-  queue_.end();
+
+  /// Calls the callbacks of all that is pending. A callback may end up here again: that call goes
+  /// on with what this one has left.
+  void deliverPending() {
+    if (descriptor_ >= 0) receive();
+    while (!pending_.empty()) {
+      const int token = pending_.front();
+      pending_.pop_front();
+      const auto found =
+          std::find_if(registrations_.begin(), registrations_.end(),
+                       [&](const auto& entry) { return entry.second.token == token; });
+      if (found == registrations_.end()) continue;
+      if (const SharedCallback callback = found->second.callback) (*callback)();
+    }
+  }
+
+  void withdraw() {
+    isWithdrawn_ = true;
+    readable_ = {};
+    pending_.clear();
+    for (const auto& [name, registration] : std::exchange(registrations_, {}))
+      notify_cancel(registration.token);
+    descriptor_ = -1;
+  }
+
+ private:
+  using SharedCallback = std::shared_ptr<const Callback>;
+
+  struct Registration {
+    int token = 0;
+    SharedCallback callback;  // null while the name is not observed
+  };
+
+  /// Registers `name` unless it is registered. Returns the status of notify(3).
+  std::uint32_t listen(const std::string& name) {
+    if (!isNotificationName(name)) return NOTIFY_STATUS_INVALID_NAME;
+    if (registrations_.contains(name)) return NOTIFY_STATUS_OK;
+    // A call that fails may leave the number of a descriptor that it has closed.
+    int descriptor = descriptor_;
+    int token = 0;
+    const std::uint32_t status = notify_register_file_descriptor(
+        name.c_str(), &descriptor, registrations_.empty() ? 0 : NOTIFY_REUSE, &token);
+    if (status != NOTIFY_STATUS_OK) return status;
+    if (registrations_.empty()) {
+      descriptor_ = descriptor;
+      ::fcntl(descriptor_, F_SETFL, O_NONBLOCK);
+      ::fcntl(descriptor_, F_SETFD, FD_CLOEXEC);
+      readable_ = loop_.onReadable(descriptor_, [this] { deliverPending(); });
+    }
+    registrations_[name].token = token;
+    return status;
+  }
+
+  /// Reads all tokens. notify(3) writes each as an integer in network byte order.
+  void receive() {
+    std::array<std::uint32_t, 64> tokens = {};
+    ssize_t size = 0;
+    while ((size = ::read(descriptor_, tokens.data(), sizeof tokens)) > 0) {
+      for (const std::uint32_t token :
+           std::span(tokens).first(static_cast<std::size_t>(size) / sizeof tokens[0]))
+        pending_.push_back(static_cast<int>(ntohl(token)));
+    }
+    if (size < 0 && (errno == EAGAIN || errno == EINTR)) return;
+    readable_ = {};
+    SystemLog::write(SystemLog::Severity::error,
+                     "notifications are no longer received: the descriptor failed");
+  }
+
+  EventLoop& loop_;
+  std::map<std::string, Registration> registrations_;
+  int descriptor_ = -1;  // belongs to the registrations
+  EventLoop::Registration readable_;
+  std::deque<int> pending_;  // tokens that were read
+  bool isWithdrawn_ = false;
+};
+
+NotificationCenter::NotificationCenter(EventLoop& loop, std::string /*containerFolder*/)
+    : implementation_(std::make_unique<Implementation>(loop)) {}
+
+NotificationCenter::~NotificationCenter() {
+  implementation_->withdraw();
 }
 
-NotificationCenter::NotificationCenter(std::string /*containerFolder*/)
-    : implementation_(std::make_unique<Implementation>()) {}
-
-NotificationCenter::~NotificationCenter() = default;
-
-bool NotificationCenter::observe(const std::string& name, Callback callback) {
+bool NotificationCenter::observe(const std::string& name, Callback callback,
+                                 Audience /*audience*/) {
   return implementation_->observe(name, std::move(callback));
 }
 
 void NotificationCenter::stopObserving(const std::string& name) {
   implementation_->stopObserving(name);
+}
+
+void NotificationCenter::deliverPending() {
+  implementation_->deliverPending();
 }
 
 void NotificationCenter::post(const std::string& name) {

@@ -3,61 +3,134 @@
 #import <AppKit/AppKit.h>
 
 #include <map>
-#include <mutex>
 #include <utility>
 
-#include "Platform/macOS/ApplicationObservation.h"
-#include "Platform/macOS/NotificationCenterImplementation.h"
+#include "Platform/Posix/RunningInstances.h"
 
 #pragma clang assume_nonnull begin
 
-namespace corvane::Platform {
 namespace {
 
-/// Those of `applications` that are `bundleIdentifier` and have not ended.
-ProcessSet processesOf(NSArray<NSRunningApplication*>* applications,
-                       NSString* bundleIdentifier) {
-  ProcessSet processes;
-  for (NSRunningApplication* application in applications) {
-    NSString* identifier = application.bundleIdentifier;
-    if (identifier == nil || application.terminated) continue;
-    if ([bundleIdentifier isEqualToString:identifier])
-      processes.insert(application.processIdentifier);
-  }
-  return processes;
-}
-
-/// As the list stands of which the workspace tells each change.
-ProcessSet listedInstances(const std::string& bundleIdentifier) {
-  @autoreleasepool {
-    NSString* identifier = [NSString stringWithUTF8String:bundleIdentifier.c_str()];
-    if (identifier == nil) return {};
-    return processesOf(NSWorkspace.sharedWorkspace.runningApplications, identifier);
-  }
-}
-
-std::optional<std::string> textOf(const char* _Nullable text) {
-  return text == nullptr ? std::nullopt : std::optional<std::string>(text);
+/// Spelled as a selector, so that the compiler checks it.
+NSString* observedKey() {
+  return NSStringFromSelector(@selector(runningApplications));
 }
 
 }  // namespace
 
-struct RunningApplications::Observations {
-  std::mutex mutex;  // guards what is below
-  std::map<std::string, std::shared_ptr<ApplicationObservation>> byIdentifier;
+/// Calls a handler whenever the workspace's list of running applications has changed: on the main
+/// thread, while its run loop turns.
+@interface CorvaneWorkspaceObserver : NSObject
+- (instancetype)initWithHandler:(std::function<void()>)handler;
+- (void)stop;
+@end
+
+@implementation CorvaneWorkspaceObserver {
+  std::function<void()> _handler;
+}
+
+- (instancetype)initWithHandler:(std::function<void()>)handler {
+  self = [super init];
+  if (self != nil) {
+    _handler = std::move(handler);
+    [NSWorkspace.sharedWorkspace addObserver:self
+                                  forKeyPath:observedKey()
+                                     options:NSKeyValueObservingOptionNew
+                                     context:nil];
+  }
+  return self;
+}
+
+- (void)stop {
+  [NSWorkspace.sharedWorkspace removeObserver:self forKeyPath:observedKey() context:nil];
+}
+
+- (void)observeValueForKeyPath:(nullable NSString*)keyPath
+                      ofObject:(nullable id)object
+                        change:(nullable NSDictionary<NSKeyValueChangeKey, id>*)change
+                       context:(nullable void*)context {
+  _handler();  // it observes nothing else
+}
+
+@end
+
+namespace corvane::Platform {
+namespace {
+
+std::optional<std::string> stringOf(const char* _Nullable string) {
+  return string == nullptr ? std::nullopt : std::optional<std::string>(string);
+}
+
+/// The processes among `applications` that are `bundleIdentifier` and have not ended.
+ProcessSet instancesIn(NSArray<NSRunningApplication*>* applications,
+                       const std::string& bundleIdentifier) {
+  ProcessSet processes;
+  for (NSRunningApplication* application in applications) {
+    const pid_t process = application.processIdentifier;  // may be -1
+    if (process <= 0 || application.terminated) continue;
+    if (stringOf(application.bundleIdentifier.UTF8String) == bundleIdentifier)
+      processes.insert(process);
+  }
+  return processes;
+}
+
+/// Which instances of one application are known to run.
+class Observation : public std::enable_shared_from_this<Observation> {
+ public:
+  using Report = std::function<void(int instances)>;
+
+  Observation(std::string bundleIdentifier, Report changed)
+      : bundleIdentifier_(std::move(bundleIdentifier)), changed_(std::move(changed)) {}
+
+  /// Looks at the list whose changes the workspace reports; returns how many instances run.
+  int begin() {
+    look([](int) {});
+    return instances_.count();
+  }
+
+  /// Looks again, and posts each change to `loop`. What is pending ends with this object.
+  void lookAgain(EventLoop& loop) {
+    look([&](int instances) {
+      loop.post([weak = weak_from_this(), instances] {
+        if (const auto self = weak.lock()) self->changed_(instances);
+      });
+    });
+  }
+
+ private:
+  void look(const Report& report) {
+    instances_.update(
+        instancesIn(NSWorkspace.sharedWorkspace.runningApplications, bundleIdentifier_), report);
+  }
+
+  const std::string bundleIdentifier_;
+  const Report changed_;
+  RunningInstances instances_;
 };
 
-/// Nothing is kept: to ask the system anew is cheap.
+}  // namespace
+
+struct RunningApplications::Observations {
+  std::map<std::string, std::shared_ptr<Observation>> byIdentifier;
+  CorvaneWorkspaceObserver* _Nullable observer = nil;  // nil before the first observation
+};
+
+/// Nothing is kept: asking the system is cheap.
 struct RunningApplications::Found {};
 
-RunningApplications::RunningApplications(std::string containerFolder, NotificationCenter& center)
-    : containerFolder_(std::move(containerFolder)),
+RunningApplications::RunningApplications(EventLoop& loop, std::string containerFolder,
+                                         NotificationCenter& center)
+    : loop_(loop),
+      containerFolder_(std::move(containerFolder)),
       center_(center),
-      observations_(std::make_unique<Observations>()),
-      found_(std::make_unique<Found>()) {}
+      observations_(std::make_unique<Observations>()) {
+  static_cast<void>(center_);  // the system itself reports what starts and ends
+}
 
 RunningApplications::~RunningApplications() {
-  for (const auto& [identifier, observation] : observations_->byIdentifier) observation->stop();
+  @autoreleasepool {
+    [observations_->observer stop];
+  }
 }
 
 int RunningApplications::instancesOf(const std::string& bundleIdentifier) const {
@@ -66,7 +139,7 @@ int RunningApplications::instancesOf(const std::string& bundleIdentifier) const 
     if (identifier == nil) return 0;
     NSArray<NSRunningApplication*>* applications =
         [NSRunningApplication runningApplicationsWithBundleIdentifier:identifier];
-    return static_cast<int>(processesOf(applications, identifier).size());
+    return static_cast<int>(instancesIn(applications, bundleIdentifier).size());
   }
 }
 
@@ -80,22 +153,27 @@ std::optional<RunningApplication> RunningApplications::applicationOf(
     NSRunningApplication* application =
         [NSRunningApplication runningApplicationWithProcessIdentifier:processIdentifier];
     if (application == nil || application.terminated) return std::nullopt;
-    return RunningApplication{textOf(application.bundleIdentifier.UTF8String),
-                              textOf(application.executableURL.fileSystemRepresentation)};
+    return RunningApplication{stringOf(application.bundleIdentifier.UTF8String),
+                              stringOf(application.executableURL.fileSystemRepresentation)};
   }
 }
 
 std::optional<int> RunningApplications::observe(const std::string& bundleIdentifier,
                                                 std::function<void(int instances)> changed) {
-  EventQueue& queue = center_.implementation().queue();
-  if (bundleIdentifier.empty() || queue.isOver()) return std::nullopt;
-  const auto observation = std::make_shared<ApplicationObservation>(
-      queue, [bundleIdentifier] { return listedInstances(bundleIdentifier); }, std::move(changed));
-  const std::lock_guard lock(observations_->mutex);
-  auto& kept = observations_->byIdentifier[bundleIdentifier];
-  if (kept) kept->stop();
-  kept = observation;
-  return observation->begin();
+  if (bundleIdentifier.empty()) return std::nullopt;
+  @autoreleasepool {
+    if (observations_->observer == nil) {
+      observations_->observer = [[CorvaneWorkspaceObserver alloc] initWithHandler:[this] {
+        for (const auto& [identifier, observation] : observations_->byIdentifier)
+          observation->lookAgain(loop_);
+        // A task that is posted on the loop's own thread does not end its wait.
+        CFRunLoopStop(CFRunLoopGetCurrent());
+      }];
+    }
+    const auto observation = std::make_shared<Observation>(bundleIdentifier, std::move(changed));
+    observations_->byIdentifier[bundleIdentifier] = observation;
+    return observation->begin();
+  }
 }
 
 }  // namespace corvane::Platform

@@ -3,8 +3,6 @@
 #include <utility>
 
 #include "Base/ErrorObject.h"
-#include "Base/Uuid.h"
-#include "SharedComponents/SharedResources.h"
 
 namespace corvane {
 namespace {
@@ -37,7 +35,7 @@ std::optional<State> stateOf(const std::optional<Dictionary>& body) {
   return record == nullptr ? std::nullopt : State::fromRecord(*record);
 }
 
-/// Takes the reply of an operation that answers with an error or nothing.
+/// The reply of an operation that answers with an error or nothing.
 auto withoutResult(ExtensionBrowserApiProtocol::ErrorReply reply) {
   return [reply = std::move(reply)](const std::optional<Dictionary>& /*body*/,
                                     const ExtensionBrowserApiProtocol::Error& error) mutable {
@@ -47,173 +45,177 @@ auto withoutResult(ExtensionBrowserApiProtocol::ErrorReply reply) {
 
 }  // namespace
 
-std::shared_ptr<ExtensionBrowserApiClient> ExtensionBrowserApiClient::make() {
-  static auto& sharedWorkQueue = *new DispatchQueue("ExtensionBrowserApiClient.sharedWorkQueue");
-  static const auto& clientIdentifier = *new std::string(makeUuid());
-  return make({SharedResources::exchangeBuffer(), SharedResources::signalling(), sharedWorkQueue,
-               clientIdentifier});
+/// One exchange; the work order is held as long as it exists.
+struct ExtensionBrowserApiClient::Exchange {
+  std::shared_ptr<ExtensionBrowserApiClient> client;
+  Command action;
+  BodyReply reply;
+  SerialOrder::Hold turn;
+  int attempts = 0;  // at reading the response
+};
+
+ExtensionBrowserApiClient::ExtensionBrowserApiClient(Link link) : link_(std::move(link)) {
+  link_.exchange.setRegisteredClasses(
+      {&EBACurrentFilteringStateResponse::recordClass, &EBAAppStateResponse::recordClass});
 }
 
 std::shared_ptr<ExtensionBrowserApiClient> ExtensionBrowserApiClient::make(Link link) {
-  // The constructor is private: nobody else makes one that can't be held weakly.
+  // The constructor is private, so that every client can be held weakly.
   return std::shared_ptr<ExtensionBrowserApiClient>(new ExtensionBrowserApiClient(std::move(link)));
 }
 
 void ExtensionBrowserApiClient::appState(ResultReply<EBAAppStateResponse> reply) {
-  VCLogDebugTrace({file, "appState(_:)"});
-  through(apiCommandAppState, std::nullopt,
-          [reply = std::move(reply)](const Body& body, const Error& error) mutable {
-            reply(stateOf<EBAAppStateResponse>(body), error);
-          });
+  call(apiCommandAppState, std::nullopt,
+       [reply = std::move(reply)](const Body& body, const Error& error) mutable {
+         reply(stateOf<EBAAppStateResponse>(body), error);
+       });
 }
 
 void ExtensionBrowserApiClient::getCurrentFilteringState(
     const std::string& url, std::int64_t port, const std::string& appName,
     ResultReply<EBACurrentFilteringStateResponse> reply) {
-  VCLogDebugTrace({file, "getCurrentFilteringState(withUrl:port:appName:reply:)"});
-  through(apiCommandGetCurrentFilteringState,
-          Dictionary{{key(ApiCommandParam::url), url},
-                     {key(ApiCommandParam::port), port},
-                     {key(ApiCommandParam::app), appName}},
-          [reply = std::move(reply)](const Body& body, const Error& error) mutable {
-            reply(stateOf<EBACurrentFilteringStateResponse>(body), error);
-          });
+  call(apiCommandGetCurrentFilteringState,
+       Dictionary{{key(ApiCommandParam::url), url},
+                  {key(ApiCommandParam::port), port},
+                  {key(ApiCommandParam::app), appName}},
+       [reply = std::move(reply)](const Body& body, const Error& error) mutable {
+         reply(stateOf<EBACurrentFilteringStateResponse>(body), error);
+       });
 }
 
 void ExtensionBrowserApiClient::setProtectionStatus(bool isEnabled, ErrorReply reply) {
-  VCLogDebugTrace({file, "setProtectionStatus(_:reply:)"});
-  through(apiCommandSetProtectionStatus, Dictionary{{key(ApiCommandParam::enabled), isEnabled}},
-          withoutResult(std::move(reply)));
+  call(apiCommandSetProtectionStatus, Dictionary{{key(ApiCommandParam::enabled), isEnabled}},
+       withoutResult(std::move(reply)));
 }
 
 void ExtensionBrowserApiClient::setHttpFilteringStatus(const std::string& url, bool isEnabled,
                                                        ErrorReply reply) {
-  VCLogDebugTrace({file, "setHttpFilteringStatusWithUrl(_:isEnabled:reply:)"});
-  through(apiCommandSetHttpFilteringStatus,
-          Dictionary{{key(ApiCommandParam::url), url}, {key(ApiCommandParam::enabled), isEnabled}},
-          withoutResult(std::move(reply)));
+  call(apiCommandSetHttpFilteringStatus,
+       Dictionary{{key(ApiCommandParam::url), url}, {key(ApiCommandParam::enabled), isEnabled}},
+       withoutResult(std::move(reply)));
 }
 
 void ExtensionBrowserApiClient::setHttpsFilteringStatus(const std::string& url, bool isEnabled,
                                                         UniqueFunction<void(bool, Error)> reply) {
-  VCLogDebugTrace({file, "setHttpsFilteringStatusWithUrl(_:isEnabled:reply:)"});
-  through(apiCommandSetHttpsFilteringStatus,
-          Dictionary{{key(ApiCommandParam::url), url}, {key(ApiCommandParam::enabled), isEnabled}},
-          [reply = std::move(reply)](const Body& body, const Error& error) mutable {
-            const auto* result = resultOf<bool>(body);
-            reply(result != nullptr && *result, error);
-          });
+  call(apiCommandSetHttpsFilteringStatus,
+       Dictionary{{key(ApiCommandParam::url), url}, {key(ApiCommandParam::enabled), isEnabled}},
+       [reply = std::move(reply)](const Body& body, const Error& error) mutable {
+         const auto* result = resultOf<bool>(body);
+         reply(result != nullptr && *result, error);
+       });
 }
 
 void ExtensionBrowserApiClient::rule(Command action, const std::string& ruleText,
                                      ErrorReply reply) {
-  through(action, Dictionary{{key(ApiCommandParam::ruleText), ruleText}},
-          withoutResult(std::move(reply)));
+  call(action, Dictionary{{key(ApiCommandParam::ruleText), ruleText}},
+       withoutResult(std::move(reply)));
 }
 
 void ExtensionBrowserApiClient::addRule(const std::string& ruleText, ErrorReply reply) {
-  VCLogDebugTrace({file, "addRule(_:reply:)"});
   rule(apiCommandAddRule, ruleText, std::move(reply));
 }
 
 void ExtensionBrowserApiClient::removeRule(const std::string& ruleText, ErrorReply reply) {
-  VCLogDebugTrace({file, "removeRule(_:reply:)"});
   rule(apiCommandRemoveRule, ruleText, std::move(reply));
 }
 
 void ExtensionBrowserApiClient::removeCustomRules(const std::string& url, ErrorReply reply) {
-  VCLogDebugTrace({file, "removeCustomRules(forUrl:reply:)"});
-  through(apiCommandRemoveCustomRules, Dictionary{{key(ApiCommandParam::url), url}},
-          withoutResult(std::move(reply)));
+  call(apiCommandRemoveCustomRules, Dictionary{{key(ApiCommandParam::url), url}},
+       withoutResult(std::move(reply)));
 }
 
 void ExtensionBrowserApiClient::openOriginalCert(const std::string& domain, std::int64_t port,
                                                  const std::string& appName, ErrorReply reply) {
-  VCLogDebugTrace({file, "openOriginalCert(withDomain:port:appName:reply:)"});
-  through(apiCommandOpenOriginalCert,
-          Dictionary{{key(ApiCommandParam::domain), domain},
-                     {key(ApiCommandParam::port), port},
-                     {key(ApiCommandParam::app), appName}},
-          withoutResult(std::move(reply)));
+  call(apiCommandOpenOriginalCert,
+       Dictionary{{key(ApiCommandParam::domain), domain},
+                  {key(ApiCommandParam::port), port},
+                  {key(ApiCommandParam::app), appName}},
+       withoutResult(std::move(reply)));
 }
 
 void ExtensionBrowserApiClient::reportSite(const std::string& url, const std::string& referrer,
                                            const std::string& userAgent,
                                            ResultReply<std::string> reply) {
-  VCLogDebugTrace({file, "reportSite(withUrl:referrer:userAgent:reply:)"});
-  through(apiCommandReportSite,
-          Dictionary{{key(ApiCommandParam::url), url},
-                     {key(ApiCommandParam::referrer), referrer},
-                     {key(ApiCommandParam::userAgent), userAgent}},
-          [reply = std::move(reply)](const Body& body, const Error& error) mutable {
-            const auto* result = resultOf<std::string>(body);
-            reply(result == nullptr ? std::nullopt : std::optional(*result), error);
-          });
+  call(apiCommandReportSite,
+       Dictionary{{key(ApiCommandParam::url), url},
+                  {key(ApiCommandParam::referrer), referrer},
+                  {key(ApiCommandParam::userAgent), userAgent}},
+       [reply = std::move(reply)](const Body& body, const Error& error) mutable {
+         const auto* result = resultOf<std::string>(body);
+         reply(result == nullptr ? std::nullopt : std::optional(*result), error);
+       });
 }
 
 void ExtensionBrowserApiClient::openFilteringLog(ErrorReply reply) {
-  VCLogDebugTrace({file, "openFilteringLog(reply:)"});
-  through(apiCommandOpenFilteringLog, std::nullopt, withoutResult(std::move(reply)));
+  call(apiCommandOpenFilteringLog, std::nullopt, withoutResult(std::move(reply)));
 }
 
 void ExtensionBrowserApiClient::openSettings(ErrorReply reply) {
-  VCLogDebugTrace({file, "openSettings(reply:)"});
-  through(apiCommandOpenSettings, std::nullopt, withoutResult(std::move(reply)));
+  call(apiCommandOpenSettings, std::nullopt, withoutResult(std::move(reply)));
 }
 
 void ExtensionBrowserApiClient::updateApp(ErrorReply reply) {
-  VCLogDebugTrace({file, "updateApp(reply:)"});
-  through(apiCommandUpdateApp, std::nullopt, withoutResult(std::move(reply)));
+  call(apiCommandUpdateApp, std::nullopt, withoutResult(std::move(reply)));
 }
 
-/// Queues one exchange.
+/// One operation: leaves a trace under its name and adds its exchange.
+void ExtensionBrowserApiClient::call(Command action, Body body, BodyReply reply) {
+  VCLogDebugTrace({file, operationName(action)});
+  through(action, std::move(body), std::move(reply));
+}
+
+/// Adds one exchange to the work order. Its steps are the functions that follow.
 void ExtensionBrowserApiClient::through(Command action, Body body, BodyReply reply) {
-  link_.workQueue.asyncLent([weak = weak_from_this(), action, body = std::move(body),
-                             reply = std::move(reply)]() mutable {
-    if (const auto self = weak.lock()) self->exchange(action, std::move(body), std::move(reply));
+  link_.workOrder.async([weak = weak_from_this(), action, body = std::move(body),
+                         reply = std::move(reply)]() mutable {
+    const auto self = weak.lock();
+    if (!self) return;
+    self->VCLogDebugTrace({file, throughFunction});
+    self->sendRequest(std::make_shared<Exchange>(
+                          Exchange{self, action, std::move(reply), self->link_.workOrder.hold()}),
+                      std::move(body));
   });
 }
 
-/// One exchange, on the work queue.
-void ExtensionBrowserApiClient::exchange(Command action, Body body, BodyReply reply) {
-  VCLogDebugTrace({file, throughFunction});
-  std::call_once(classesAreRegistered_, [this] {
-    link_.exchange.setRegisteredClasses(
-        {&EBACurrentFilteringStateResponse::recordClass, &EBAAppStateResponse::recordClass});
-  });
-  const auto outcome = request(action, std::move(body));
-  if (outcome == Outcome::refused) return;
-  if (outcome == Outcome::answered) {
-    if (const auto answer = response(action)) return reply(answer->body, errorOf(answer->body));
-  }
+/// Appends the request, tells the main application, and waits until that has answered. A request
+/// that is refused ends the exchange without a reply.
+void ExtensionBrowserApiClient::sendRequest(const ExchangePointer& exchange, Body body) {
+  auto append = [this, exchange, body = std::move(body)](UniqueFunction<void(bool)> done) mutable {
+    link_.exchange.setExchange(requestKey, link_.clientIdentifier,
+                               std::string(rawValue(exchange->action)), std::move(body),
+                               std::move(done));
+  };
+  link_.signalling.sendRequest(RequestResponseName::exchange, link_.clientIdentifier,
+                               std::move(append),
+                               [this, exchange](RequestSignalling::Outcome outcome) {
+                                 using enum RequestSignalling::Outcome;
+                                 if (outcome == answered) takeResponse(exchange);
+                                 if (outcome == timedOut) giveUp(exchange);
+                               });
+}
+
+/// Reads the newest response until it answers the request, each time in a turn of the loop of its
+/// own. Those to other requests of this client that lie on top of it are removed with it: nothing
+/// waits for them any more.
+void ExtensionBrowserApiClient::takeResponse(const ExchangePointer& exchange) {
+  if (exchange->attempts++ == readAttempts) return giveUp(exchange);
+  link_.exchange.getExchange(responseName(), link_.clientIdentifier,
+                             [this, exchange](const std::optional<ExchangeRecord>& record) {
+                               if (record && record->name == rawValue(exchange->action))
+                                 return answer(*exchange, record->body);
+                               link_.loop.post([this, exchange] { takeResponse(exchange); });
+                             });
+}
+
+void ExtensionBrowserApiClient::answer(Exchange& exchange, const Body& body) {
+  exchange.reply(body, errorOf(body));
+}
+
+void ExtensionBrowserApiClient::giveUp(const ExchangePointer& exchange) {
   const auto error = ExtensionBrowserApiErrorCode::linkTimeout();
   VCLogError({file, throughFunction}, "%@", error);
-  link_.exchange.clearExchange(responseName());
-  reply(std::nullopt, error);
-}
-
-/// Appends the request, tells the main application, and waits until that says that it has answered.
-ExtensionBrowserApiClient::Outcome ExtensionBrowserApiClient::request(Command action, Body body) {
-  bool isAppended = false;
-  const auto append = [&] {
-    isAppended = link_.exchange.setExchange(requestKey, link_.clientIdentifier,
-                                            std::string(rawValue(action)), std::move(body));
-    return isAppended;
-  };
-  const bool isAnswered =
-      link_.signalling.sendRequest(RequestResponseName::exchange, link_.clientIdentifier, append);
-  if (!isAppended) return Outcome::refused;
-  return isAnswered ? Outcome::answered : Outcome::timedOut;
-}
-
-/// The answer to `action`. Answers to other requests of this client that lie on top of it are taken
-/// away with it: nobody waits for them any more.
-std::optional<ExchangeRecord> ExtensionBrowserApiClient::response(Command action) {
-  for (int attempt = 0; attempt < readAttempts; ++attempt) {
-    auto record = link_.exchange.getExchange(responseName(), link_.clientIdentifier);
-    if (record && record->name == rawValue(action)) return record;
-  }
-  return std::nullopt;
+  link_.exchange.clearExchange(responseName(),
+                               [exchange, error] { exchange->reply(std::nullopt, error); });
 }
 
 std::string ExtensionBrowserApiClient::responseName() const {

@@ -1,14 +1,13 @@
 #pragma once
 
 #include <memory>
-#include <mutex>
 #include <string>
 
 #include "SharedComponents/ExchangeBuffer.h"
 #include "SharedComponents/ExtensionBrowserApi/ExtensionBrowserApiConstants.h"
 #include "SharedComponents/ExtensionBrowserApi/ExtensionBrowserApiProtocol.h"
 #include "SharedComponents/RequestSignalling.h"
-#include "VCommons/VCommonsKit/DispatchQueue.h"
+#include "VCommons/VCommonsKit/SerialOrder.h"
 #include "VCommons/VCommonsKit/VCLog.h"
 
 namespace corvane {
@@ -16,9 +15,10 @@ namespace corvane {
 /// The main application's interface as this process reaches it: each operation is one exchange, a
 /// record to "ExchangeRequestContainer", a notification, and the record that answers it from
 /// "ExchangeResponseContainer." and the client's identifier. Exchanges run one after another in the
-/// order of the calls, and replies are called there, on the work queue. An exchange that fails is
-/// answered with `linkTimeout`; when the request is refused or the client is gone, nobody is
-/// called. Safe from any thread.
+/// order of the calls. The order is held while `reply` runs; a caller that must keep the next
+/// exchange from starting for longer takes a hold of its own in there. An exchange that fails is
+/// answered with `linkTimeout`; when the request is refused or the client is gone, `reply` is
+/// destroyed uncalled. On the loop's thread.
 class ExtensionBrowserApiClient final
     : public ExtensionBrowserApiProtocol,
       public std::enable_shared_from_this<ExtensionBrowserApiClient>,
@@ -26,16 +26,13 @@ class ExtensionBrowserApiClient final
  public:
   /// What a client works with. All of it must outlive the client and what it has started.
   struct Link {
+    Platform::EventLoop& loop;
     ExchangeBuffer& exchange;
     RequestSignalling& signalling;
-    DispatchQueue& workQueue;      ///< where the exchanges run
+    SerialOrder& workOrder;        ///< in which the exchanges run
     std::string clientIdentifier;  ///< names the files of the replies; no other process has it
   };
 
-  /// A client of this process: all of them share the queue
-  /// "ExtensionBrowserApiClient.sharedWorkQueue" and one identifier. The files are in the shared
-  /// container.
-  static std::shared_ptr<ExtensionBrowserApiClient> make();
   static std::shared_ptr<ExtensionBrowserApiClient> make(Link link);
 
   void appState(ResultReply<EBAAppStateResponse> reply) override;
@@ -62,20 +59,22 @@ class ExtensionBrowserApiClient final
   using Body = std::optional<Dictionary>;
   using BodyReply = UniqueFunction<void(const Body&, const Error&)>;
 
-  enum class Outcome { answered, timedOut, refused };
+  struct Exchange;
+  using ExchangePointer = std::shared_ptr<Exchange>;
 
-  explicit ExtensionBrowserApiClient(Link link) : link_(std::move(link)) {}
+  explicit ExtensionBrowserApiClient(Link link);
 
   void rule(Command action, const std::string& ruleText, ErrorReply reply);
+  void call(Command action, Body body, BodyReply reply);
   void through(Command action, Body body, BodyReply reply);
-  void exchange(Command action, Body body, BodyReply reply);
-  Outcome request(Command action, Body body);
-  std::optional<ExchangeRecord> response(Command action);
+  void sendRequest(const ExchangePointer& exchange, Body body);
+  void takeResponse(const ExchangePointer& exchange);
+  void answer(Exchange& exchange, const Body& body);
+  void giveUp(const ExchangePointer& exchange);
   [[nodiscard]] std::string responseName() const;
   Error errorOf(const Body& body) const;
 
   const Link link_;
-  std::once_flag classesAreRegistered_;
 };
 
 }  // namespace corvane

@@ -42,10 +42,14 @@ enum class ApiCommandParam {
 /// States of a page's original certificate.
 enum class CertStatus { valid, invalid, bypassed, notfound };
 
-/// The word of a case.
+/// The word of a case; one table says it, and the case's ordinal is its place there.
 std::string_view rawValue(Command command);
 std::string_view rawValue(ApiCommandParam param);
 std::string_view rawValue(CertStatus status);
+
+/// The operation of the main application's interface that sends `command`, as traces name it, for
+/// example "addRule(_:reply:)". Lives for ever.
+const char* operationName(Command command);
 
 /// The case whose word is exactly `word`, or nothing.
 std::optional<Command> commandFromRawValue(std::string_view word);

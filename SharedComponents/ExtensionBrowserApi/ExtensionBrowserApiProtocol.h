@@ -12,8 +12,8 @@
 namespace corvane {
 
 /// The thirteen operations that the main application offers to the browser extension. Each returns
-/// at once and calls `reply` at most once, later and on any thread: with a result, an error, both
-/// or neither. A request that could not even be written gets no call; `reply` is then destroyed
+/// at once and calls `reply` at most once, later and on the loop: with a result, an error, both or
+/// neither. A request that could not even be written gets no call; `reply` is then destroyed
 /// uncalled.
 class ExtensionBrowserApiProtocol {
  public:

@@ -12,51 +12,50 @@ constexpr auto appState = RequestResponseName::appState;
 
 }  // namespace
 
-AppStateListener::AppStateListener(RequestSignalling& signalling, std::chrono::milliseconds limit)
-    : signalling_(signalling), limit_(limit) {}
+AppStateListener::AppStateListener(Platform::EventLoop& loop, RequestSignalling& signalling,
+                                   std::chrono::milliseconds limit)
+    : loop_(loop), signalling_(signalling), limit_(limit) {}
 
 void AppStateListener::interceptAppStateListener() {
   VCLogCDebugTrace({file, "interceptAppStateListener()"});
-  auto owner = signalling_.handler(appState);
-  {
-    const std::lock_guard lock(savedMutex_);
-    saved_ = std::move(owner);
-  }
+  saved_ = signalling_.handler(appState);
   signalling_.setHandler(appState, [this] { received(); });
 }
 
 void AppStateListener::returnAppStateListener() {
   VCLogCDebugTrace({file, "returnAppStateListener()"});
-  RequestSignalling::Handler owner;
-  {
-    const std::lock_guard lock(savedMutex_);
-    owner.swap(saved_);
-  }
-  if (owner) signalling_.setHandler(appState, std::move(owner));
+  if (saved_) signalling_.setHandler(appState, std::exchange(saved_, nullptr));
 }
 
-bool AppStateListener::waitAppStateNotificationAndReturnListener() {
-  constexpr char function[] = "waitAppStateNotificationAndReturnListener()";
+void AppStateListener::waitAppStateNotificationAndReturnListener(Woken done) {
+  static constexpr char function[] = "waitAppStateNotificationAndReturnListener()";
   VCLogCDebugTrace({file, function});
-  return waitAndReturnListener(function);
+  waitAndReturnListener(function, std::move(done));
 }
 
-bool AppStateListener::waitAndReturnListener(const char* function) {
-  std::unique_lock lock(mutex_);
-  const bool came =
-      signalCame_.wait_for(lock, limit_, [this, before = signals_] { return signals_ != before; });
-  lock.unlock();
-  VCLogCDebug({file, function}, "After waiting, result: %@", came ? "true" : "false");
-  returnAppStateListener();
-  return came;
+void AppStateListener::waitAndReturnListener(const char* function, Woken done) {
+  const std::uint64_t number = ++lastNumber_;
+  Waiting& waiting = waiting_.emplace(number, Waiting{function, std::move(done)}).first->second;
+  waiting.limit =
+      loop_.at(Platform::EventLoop::now() + limit_, [this, number] { finish(number, false); });
 }
 
-/// On the queue of the notification handlers.
+/// In the order of the notification handlers; who waits goes on after it, on the loop.
 void AppStateListener::received() {
-  const std::lock_guard lock(mutex_);
   VCLogCDebug({file, "interceptAppStateListener()"}, "Received intercepted appState");
-  ++signals_;
-  signalCame_.notify_all();
+  for (auto& [number, waiting] : waiting_) {
+    waiting.limit = {};
+    loop_.post([this, number = number] { finish(number, true); });
+  }
+}
+
+void AppStateListener::finish(std::uint64_t number, bool came) {
+  const auto node = waiting_.extract(number);
+  if (!node) return;  // a second signal came before this ran
+  Waiting waiting = std::move(node.mapped());
+  VCLogCDebug({file, waiting.function}, "After waiting, result: %@", came ? "true" : "false");
+  returnAppStateListener();
+  waiting.done(came);
 }
 
 }  // namespace corvane::RequestProcessing

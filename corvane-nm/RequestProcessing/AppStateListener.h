@@ -1,23 +1,27 @@
 #pragma once
 
 #include <chrono>
-#include <condition_variable>
 #include <cstdint>
-#include <mutex>
+#include <map>
 #include <utility>
 
+#include "Base/UniqueFunction.h"
+#include "Platform/EventLoop.h"
 #include "SharedComponents/RequestSignalling.h"
 
 namespace corvane::RequestProcessing {
 
 /// Takes the main application's `appState` signal over from its usual owner for a while, so that a
 /// command which changes the state can wait for the announcement of its change, and hands it back.
-/// Made once and never destroyed. Safe from any thread, but never from the queue on which
-/// notification handlers run: that is where the signal comes from.
+/// On the loop's thread, but not from a handler of notifications.
 class AppStateListener {
  public:
-  /// `signalling` must outlive this object; `limit` is the longest wait.
-  AppStateListener(RequestSignalling& signalling, std::chrono::milliseconds limit);
+  /// Called once: with true when the signal came, with false when the limit passed.
+  using Woken = UniqueFunction<void(bool)>;
+
+  /// `loop` and `signalling` must outlive this object; `limit` is the longest wait.
+  AppStateListener(Platform::EventLoop& loop, RequestSignalling& signalling,
+                   std::chrono::milliseconds limit);
 
   /// From now on the signal comes here. Its owner is remembered, one only: after two calls in a row
   /// that is this object, and the first owner does not get the signal back.
@@ -26,30 +30,35 @@ class AppStateListener {
   /// Gives the signal back to the owner that is remembered, once; without one it stays here.
   void returnAppStateListener();
 
-  /// Waits for the signal, hands it back, and says whether it came. There is no memory: a signal
-  /// before the wait wakes nobody. One signal wakes all who wait.
-  bool waitAppStateNotificationAndReturnListener();
+  /// Waits for the signal, hands it back, and then calls `done`. There is no memory: a signal
+  /// before this call ends no wait. One signal ends all waits.
+  void waitAppStateNotificationAndReturnListener(Woken done);
 
-  /// The same as a part of the operation `function`, which the log line names.
-  bool waitAndReturnListener(const char* function);
+  /// The same as a part of the operation `function`, which the log line names; the string must
+  /// outlive the wait.
+  void waitAndReturnListener(const char* function, Woken done);
 
  private:
-  void received();
+  struct Waiting {
+    const char* function;
+    Woken done;
+    Platform::EventLoop::Registration limit = {};
+  };
 
+  void received();
+  void finish(std::uint64_t number, bool came);
+
+  Platform::EventLoop& loop_;
   RequestSignalling& signalling_;
   const std::chrono::milliseconds limit_;
-
-  std::mutex savedMutex_;             // guards the owner that is remembered
   RequestSignalling::Handler saved_;  // empty for none
-
-  std::mutex mutex_;  // guards the count
-  std::condition_variable signalCame_;
-  std::uint64_t signals_ = 0;  // how many came here, ever
+  std::uint64_t lastNumber_ = 0;
+  std::map<std::uint64_t, Waiting> waiting_;  // in the order in which they began
 };
 
 /// Intercepts the signal and hands it back when it is destroyed, unless `release` was called: so a
-/// continuation that is destroyed uncalled leaves the signal with its usual owner. Movable; one
-/// thread at a time. `listener` must outlive it.
+/// continuation that is destroyed uncalled leaves the signal with its usual owner. Movable.
+/// `listener` must outlive it.
 class AppStateInterception {
  public:
   explicit AppStateInterception(AppStateListener& listener) : listener_(&listener) {

@@ -11,22 +11,23 @@ std::string lastComponent(const std::string& path) {
   return path.substr(path.find_last_of('/') + 1);
 }
 
-std::string nameOfParent(const Platform::RunningApplications& applications) {
-  const pid_t parent = Platform::ProcessInfo::parent();
-  if (const auto application = applications.applicationOf(parent)) {
+}  // namespace
+
+CallerApplication::CallerApplication()
+    : process_(Platform::ProcessInfo::parent()), path_(VCSSystemUtils::execPathForPid(process_)) {}
+
+const std::string& CallerApplication::name(const Platform::RunningApplications& applications) {
+  if (!name_) name_ = find(applications);
+  return *name_;
+}
+
+std::string CallerApplication::find(const Platform::RunningApplications& applications) const {
+  if (const auto application = applications.applicationOf(process_)) {
     if (application->bundleIdentifier) return *application->bundleIdentifier;
     if (application->executablePath) return lastComponent(*application->executablePath);
   }
-  const auto path = VCSSystemUtils::execPathForPid(parent);
-  if (!path) Platform::hardStop("the executable of the calling browser cannot be found");
-  return lastComponent(*path);
-}
-
-}  // namespace
-
-const std::string& callerApplicationName(const Platform::RunningApplications& applications) {
-  static const auto& name = *new std::string(nameOfParent(applications));
-  return name;
+  if (!path_) Platform::hardStop("the executable of the calling browser cannot be found");
+  return lastComponent(*path_);
 }
 
 }  // namespace corvane::RequestProcessing

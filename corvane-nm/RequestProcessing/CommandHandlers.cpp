@@ -7,7 +7,6 @@
 #include "SharedComponents/Configuration.h"
 #include "VCommons/VCSDate.h"
 #include "VCommons/VCommonsKit/VCLog.h"
-#include "corvane-nm/RequestProcessing/Parameters.h"
 
 namespace corvane::RequestProcessing {
 namespace {
@@ -29,14 +28,6 @@ Error apply(const std::optional<EBAAppStateResponse>& record, const Error& error
     return std::nullopt;
   }
   return error;
-}
-
-/// The reply of an operation that answers with an error or nothing: that is the outcome.
-ExtensionBrowserApiProtocol::ErrorReply answering(Work work) {
-  return [work = std::move(work)](const Error& error) mutable {
-    work->response.status = ResponseStatus::fromClientError(error);
-    WorkingReply::send(std::move(work));
-  };
 }
 
 JsonObject dictionary(const EBACurrentFilteringStateResponse& state) {
@@ -100,18 +91,34 @@ void CommandHandlers::answerWithMainAppState(Work work) {
 }
 
 /// Starts the main application and waits until it announces its state, or for as long as that may
-/// take. False when it can't be started.
-bool CommandHandlers::launchMainAppAndWait() {
-  if (!environment_.launchMainApp()) return false;
-  environment_.appStateListener.interceptAppStateListener();
-  environment_.appStateListener.waitAppStateNotificationAndReturnListener();
-  return true;
+/// take, then goes on with `next`; no other command starts meanwhile. One that can't be started
+/// ends the command.
+void CommandHandlers::launchMainAppAndWait(Work work, OwnStep next) {
+  environment_.launchMainApp([this, work = std::move(work), next = std::move(next),
+                              hold = requests_.hold()](bool isStarted) mutable {
+    if (!isStarted) {
+      preset(*work);
+      work->response.status = ResponseStatus::error(ErrorText::cannotStartMainApp);
+      return WorkingReply::send(std::move(work));
+    }
+    environment_.appStateListener.interceptAppStateListener();
+    environment_.appStateListener.waitAppStateNotificationAndReturnListener(
+        [work = std::move(work), next = std::move(next),
+         hold = std::move(hold)](bool /*came*/) mutable { next(std::move(work)); });
+  });
 }
 
-/// Intercepts the announcement and gives the reply of an operation that changes the main
-/// application's state: the answer waits for the announcement. A reply that is destroyed uncalled,
-/// because the request was refused, hands the signal back.
-ExtensionBrowserApiProtocol::ErrorReply CommandHandlers::announced(Work work) {
+/// Gives the reply of an operation that answers with an error or nothing, which is the outcome. For
+/// a command that changes the main application's state, intercepts the announcement; the answer
+/// then waits for it. A reply that is destroyed uncalled, because the request was refused, hands
+/// the signal back.
+ExtensionBrowserApiProtocol::ErrorReply CommandHandlers::finalReply(Work work) {
+  if (!work->command.changesState) {
+    return [work = std::move(work)](const Error& error) mutable {
+      work->response.status = ResponseStatus::fromClientError(error);
+      WorkingReply::send(std::move(work));
+    };
+  }
   return [this, work = std::move(work),
           interception =
               AppStateInterception(environment_.appStateListener)](const Error& error) mutable {
@@ -122,26 +129,53 @@ ExtensionBrowserApiProtocol::ErrorReply CommandHandlers::announced(Work work) {
 }
 
 /// Answers with the state that the main application announces, read afresh; at once when the
-/// operation has failed.
+/// operation has failed. No exchange starts while it waits.
 void CommandHandlers::waitAppStateNotificationAndReply(Work work) {
-  constexpr char function[] = "waitAppStateNotificationAndReply(_:_:)";
+  static constexpr char function[] = "waitAppStateNotificationAndReply(_:_:)";
   VCLogCDebugTrace({"corvane-nm/RequestProcessing", function});
   AppStateListener& listener = environment_.appStateListener;
   if (work->response.status != ResponseStatus::ok()) {
     listener.returnAppStateListener();
     return WorkingReply::send(std::move(work));
   }
-  if (listener.waitAndReturnListener(function)) {
-    return answerWithMainAppState(std::move(work));
-  }
-  work->response.status = ResponseStatus::error(ErrorText::appStateTimeout);
-  WorkingReply::send(std::move(work));
+  listener.waitAndReturnListener(
+      function,
+      [this, work = std::move(work), hold = environment_.workOrder.hold()](bool came) mutable {
+        if (came) return answerWithMainAppState(std::move(work));
+        work->response.status = ResponseStatus::error(ErrorText::appStateTimeout);
+        WorkingReply::send(std::move(work));
+      });
 }
 
-bool CommandHandlers::mayWait(const Request& request) {
-  if (request.type == "getCurrentFilteringState")
-    return Parameters(request).flag("forceStartApp").value_or(false);
-  return request.type == "setProtectionStatus" || request.type == "removeCustomRules";
+void CommandHandlers::start(Work work) {
+  switch (work->command.id) {
+    case CommandId::getCurrentAppState:
+      return getCurrentAppState(std::move(work));
+    case CommandId::init:
+      return init(std::move(work));
+    case CommandId::getCurrentFilteringState:
+      return getCurrentFilteringState(std::move(work));
+    case CommandId::setProtectionStatus:
+      return setProtectionStatus(std::move(work));
+    case CommandId::setFilteringStatus:
+      return setFilteringStatus(std::move(work));
+    case CommandId::addRule:
+      return changeRule(std::move(work), &Protocol::addRule);
+    case CommandId::removeRule:
+      return changeRule(std::move(work), &Protocol::removeRule);
+    case CommandId::removeCustomRules:
+      return removeCustomRules(std::move(work));
+    case CommandId::openOriginalCert:
+      return openOriginalCert(std::move(work));
+    case CommandId::reportSite:
+      return reportSite(std::move(work));
+    case CommandId::openFilteringLog:
+      return callBare(std::move(work), &Protocol::openFilteringLog);
+    case CommandId::openSettings:
+      return callBare(std::move(work), &Protocol::openSettings);
+    case CommandId::updateApp:
+      return callBare(std::move(work), &Protocol::updateApp);
+  }
 }
 
 void CommandHandlers::getCurrentAppState(Work work) {
@@ -150,7 +184,7 @@ void CommandHandlers::getCurrentAppState(Work work) {
 }
 
 void CommandHandlers::init(Work work) {
-  const auto apiVersion = Parameters(work->request).text("apiVersion");
+  const auto apiVersion = work->parameters().text("apiVersion");
   const bool isValidated = apiVersion && numericallyEqual(*apiVersion, supportedApiVersion);
   work->response.status =
       isValidated ? ResponseStatus::ok() : ResponseStatus::error(ErrorText::versionMismatch);
@@ -162,27 +196,24 @@ void CommandHandlers::init(Work work) {
 }
 
 void CommandHandlers::getCurrentFilteringState(Work work) {
-  const auto forceStartApp = Parameters(work->request).flag("forceStartApp");
+  const auto forceStartApp = work->parameters().flag("forceStartApp");
   if (!forceStartApp) {
     preset(*work);
     return WorkingReply::send(std::move(work));
   }
-  if (*forceStartApp && !launchMainAppAndWait()) {
-    preset(*work);
-    work->response.status = ResponseStatus::error(ErrorText::cannotStartMainApp);
-    return WorkingReply::send(std::move(work));
-  }
-  withMainAppState(std::move(work),
-                   [this](Work stated) { askForFilteringState(std::move(stated)); });
+  OwnStep ask = [this](Work started) {
+    withMainAppState(std::move(started),
+                     [this](Work stated) { askForFilteringState(std::move(stated)); });
+  };
+  if (*forceStartApp) return launchMainAppAndWait(std::move(work), std::move(ask));
+  ask(std::move(work));
 }
 
 void CommandHandlers::askForFilteringState(Work work) {
-  const Parameters parameters(work->request);
-  const auto url = parameters.text("url");
-  const auto port = parameters.integer("port");
-  if (!url || !port) return WorkingReply::send(std::move(work));
+  if (!work->isComplete()) return WorkingReply::send(std::move(work));
+  const Parameters parameters = work->parameters();
   environment_.client.getCurrentFilteringState(
-      *url, *port, environment_.callerApplicationName(),
+      *parameters.text("url"), *parameters.integer("port"), environment_.callerApplicationName(),
       [work = std::move(work)](const std::optional<EBACurrentFilteringStateResponse>& record,
                                const Error& error) mutable {
         work->response.parameters = dictionary(record.value_or(EBACurrentFilteringStateResponse{}));
@@ -193,75 +224,61 @@ void CommandHandlers::askForFilteringState(Work work) {
 
 void CommandHandlers::setProtectionStatus(Work work) {
   preset(*work);
-  const auto isEnabled = Parameters(work->request).flag("isEnabled");
-  if (!isEnabled) return WorkingReply::send(std::move(work));
-  environment_.client.setProtectionStatus(*isEnabled, announced(std::move(work)));
+  if (!work->isComplete()) return WorkingReply::send(std::move(work));
+  const bool isEnabled = *work->parameters().flag("isEnabled");
+  environment_.client.setProtectionStatus(isEnabled, finalReply(std::move(work)));
 }
 
 void CommandHandlers::setFilteringStatus(Work work) {
   preset(*work);
-  const Parameters parameters(work->request);
-  const auto url = parameters.text("url");
-  const auto isEnabled = parameters.flag("isEnabled");
-  const auto isHttpsEnabled = parameters.flag("isHttpsEnabled");
-  if (!url || !isEnabled || !isHttpsEnabled) return WorkingReply::send(std::move(work));
+  if (!work->isComplete()) return WorkingReply::send(std::move(work));
+  const Parameters parameters = work->parameters();
+  const std::string url = *parameters.text("url");
+  const bool isHttpsEnabled = *parameters.flag("isHttpsEnabled");
   environment_.client.setHttpFilteringStatus(
-      *url, *isEnabled,
-      [this, work = std::move(work), url = *url,
-       https = *isHttpsEnabled](const Error& error) mutable {
+      url, *parameters.flag("isEnabled"),
+      [this, work = std::move(work), url, isHttpsEnabled](const Error& error) mutable {
         work->response.status = ResponseStatus::fromClientError(error);
         if (!work->response.status.isOk()) return WorkingReply::send(std::move(work));
         environment_.client.setHttpsFilteringStatus(
-            url, https,
-            [answer = announced(std::move(work))](
+            url, isHttpsEnabled,
+            [answer = finalReply(std::move(work))](
                 bool /*result*/, const Error& httpsError) mutable { answer(httpsError); });
       });
 }
 
 void CommandHandlers::removeCustomRules(Work work) {
   preset(*work);
-  const auto url = Parameters(work->request).text("url");
-  if (!url) return WorkingReply::send(std::move(work));
-  environment_.client.removeCustomRules(*url, announced(std::move(work)));
+  if (!work->isComplete()) return WorkingReply::send(std::move(work));
+  const std::string url = *work->parameters().text("url");
+  environment_.client.removeCustomRules(url, finalReply(std::move(work)));
 }
 
 void CommandHandlers::changeRule(Work work, void (Protocol::*operation)(const std::string&,
                                                                         Protocol::ErrorReply)) {
   withMainAppState(std::move(work), [this, operation](Work stated) {
-    const auto ruleText = Parameters(stated->request).text("ruleText");
-    if (!ruleText) return WorkingReply::send(std::move(stated));
-    (environment_.client.*operation)(*ruleText, answering(std::move(stated)));
+    if (!stated->isComplete()) return WorkingReply::send(std::move(stated));
+    const std::string ruleText = *stated->parameters().text("ruleText");
+    (environment_.client.*operation)(ruleText, finalReply(std::move(stated)));
   });
-}
-
-void CommandHandlers::addRule(Work work) {
-  changeRule(std::move(work), &Protocol::addRule);
-}
-
-void CommandHandlers::removeRule(Work work) {
-  changeRule(std::move(work), &Protocol::removeRule);
 }
 
 void CommandHandlers::openOriginalCert(Work work) {
   withMainAppState(std::move(work), [this](Work stated) {
-    const Parameters parameters(stated->request);
-    const auto domain = parameters.text("domain");
-    const auto port = parameters.integer("port");
-    if (!domain || !port) return WorkingReply::send(std::move(stated));
-    environment_.client.openOriginalCert(*domain, *port, environment_.callerApplicationName(),
-                                         answering(std::move(stated)));
+    if (!stated->isComplete()) return WorkingReply::send(std::move(stated));
+    const Parameters parameters = stated->parameters();
+    environment_.client.openOriginalCert(*parameters.text("domain"), *parameters.integer("port"),
+                                         environment_.callerApplicationName(),
+                                         finalReply(std::move(stated)));
   });
 }
 
 void CommandHandlers::reportSite(Work work) {
   withMainAppState(std::move(work), [this](Work stated) {
-    const Parameters parameters(stated->request);
-    const auto url = parameters.text("url");
-    const auto referrer = parameters.text("referrer");
-    const auto userAgent = parameters.text("userAgent");
-    if (!url || !referrer || !userAgent) return WorkingReply::send(std::move(stated));
+    if (!stated->isComplete()) return WorkingReply::send(std::move(stated));
+    const Parameters parameters = stated->parameters();
     environment_.client.reportSite(
-        *url, *referrer, *userAgent,
+        *parameters.text("url"), *parameters.text("referrer"), *parameters.text("userAgent"),
         [work = std::move(stated)](const std::optional<std::string>& reportUrl,
                                    const Error& error) mutable {
           work->response.parameters = JsonObject{{"reportUrl", reportUrl.value_or("")}};
@@ -273,20 +290,8 @@ void CommandHandlers::reportSite(Work work) {
 
 void CommandHandlers::callBare(Work work, void (Protocol::*operation)(Protocol::ErrorReply)) {
   withMainAppState(std::move(work), [this, operation](Work stated) {
-    (environment_.client.*operation)(answering(std::move(stated)));
+    (environment_.client.*operation)(finalReply(std::move(stated)));
   });
-}
-
-void CommandHandlers::openFilteringLog(Work work) {
-  callBare(std::move(work), &Protocol::openFilteringLog);
-}
-
-void CommandHandlers::openSettings(Work work) {
-  callBare(std::move(work), &Protocol::openSettings);
-}
-
-void CommandHandlers::updateApp(Work work) {
-  callBare(std::move(work), &Protocol::updateApp);
 }
 
 }  // namespace corvane::RequestProcessing

@@ -1,71 +1,73 @@
 #pragma once
 
 #include <functional>
-#include <optional>
 #include <string>
+#include <utility>
 
+#include "Base/UniqueFunction.h"
 #include "SharedComponents/ExtensionBrowserApi/ExtensionBrowserApiProtocol.h"
+#include "VCommons/VCommonsKit/SerialOrder.h"
 #include "corvane-nm/RequestProcessing/AppStateListener.h"
 #include "corvane-nm/RequestProcessing/WorkingReply.h"
 
 namespace corvane::RequestProcessing {
 
-/// What the handlers need of the world. All of it must outlive them and is called from several
-/// threads.
+/// What the handlers need of the rest of the host. All of it must outlive them.
 struct Environment {
   ExtensionBrowserApiProtocol& client;
+  SerialOrder& workOrder;  ///< that of the client's exchanges
   AppStateListener& appStateListener;
   std::function<bool()> isMainAppRunning;
-  std::function<bool()>
-      launchMainApp;  ///< starts it even if it runs; false when it can't be started
-  std::function<std::string()>
-      callerApplicationName;  ///< the browser's, as the main application knows it
+  /// Starts it even if it runs; its argument gets false when it can't be started.
+  std::function<void(UniqueFunction<void(bool)>)> launchMainApp;
+  /// The browser's, as the main application knows it.
+  std::function<std::string()> callerApplicationName;
 };
 
-/// What each command does. A handler starts on the request queue, returns as soon as it has
+/// What each command does. A handler starts in the order of the requests, returns as soon as it has
 /// answered or started an operation of the main application's interface, and goes on in that
 /// operation's reply. A command that changes the state waits in there for the announcement of the
-/// change, and so holds up all later operations; a forced launch waits on the request queue.
+/// change, and holds up all later exchanges meanwhile; a forced launch holds up all later commands.
+///
+/// Each step is a function that owns the `Work` and hands it to its continuation. A continuation
+/// that is destroyed uncalled takes the work with it, and with the work its holds and its
+/// interception of the signal. The handlers outlive all continuations.
 class CommandHandlers {
  public:
-  explicit CommandHandlers(Environment environment) : environment_(std::move(environment)) {}
+  /// `requests` is the order in which handlers start.
+  CommandHandlers(Environment environment, SerialOrder& requests)
+      : environment_(std::move(environment)), requests_(requests) {}
 
-  /// Whether the handler of `request` may wait before it returns: for the main application that it
-  /// starts, or for the queue of the handlers of notifications.
-  static bool mayWait(const Request& request);
-
-  void getCurrentAppState(Work work);
-  void init(Work work);
-  void getCurrentFilteringState(Work work);
-  void setProtectionStatus(Work work);
-  void setFilteringStatus(Work work);
-  void addRule(Work work);
-  void removeRule(Work work);
-  void removeCustomRules(Work work);
-  void openOriginalCert(Work work);
-  void reportSite(Work work);
-  // These three need no parameters, so nothing is missing when a request has none.
-  void openFilteringLog(Work work);
-  void openSettings(Work work);
-  void updateApp(Work work);
+  /// Starts the handler of the work's command.
+  void start(Work work);
 
  private:
   using Protocol = ExtensionBrowserApiProtocol;
   using OwnStep = UniqueFunction<void(Work)>;
+
+  void init(Work work);
+  void getCurrentAppState(Work work);
+  void getCurrentFilteringState(Work work);
+  void setProtectionStatus(Work work);
+  void setFilteringStatus(Work work);
+  void removeCustomRules(Work work);
+  void changeRule(Work work, void (Protocol::*operation)(const std::string&, Protocol::ErrorReply));
+  void openOriginalCert(Work work);
+  void reportSite(Work work);
+  void callBare(Work work, void (Protocol::*operation)(Protocol::ErrorReply));
 
   [[nodiscard]] AppState defaultState() const;
   void preset(WorkingReply& work);
   void finish(Work work);
   void withMainAppState(Work work, OwnStep ownStep);
   void answerWithMainAppState(Work work);
-  bool launchMainAppAndWait();
-  Protocol::ErrorReply announced(Work work);
+  void launchMainAppAndWait(Work work, OwnStep next);
+  Protocol::ErrorReply finalReply(Work work);
   void waitAppStateNotificationAndReply(Work work);
-  void changeRule(Work work, void (Protocol::*operation)(const std::string&, Protocol::ErrorReply));
-  void callBare(Work work, void (Protocol::*operation)(Protocol::ErrorReply));
   void askForFilteringState(Work work);
 
   Environment environment_;
+  SerialOrder& requests_;
   ReplySerial serial_;
 };
 

@@ -1,6 +1,24 @@
 #include "corvane-nm/RequestProcessing/Parameters.h"
 
+#include <algorithm>
+
 namespace corvane::RequestProcessing {
+
+bool Parameters::haveAll(std::span<const RequiredParameter> required) const {
+  using Kind = RequiredParameter::Kind;
+  return std::all_of(required.begin(), required.end(), [this](const RequiredParameter& one) {
+    if (object_ == nullptr) return false;
+    switch (one.kind) {
+      case Kind::text:
+        return findString(*object_, one.name) != nullptr;
+      case Kind::integer:
+        return findInteger(*object_, one.name) != nullptr;
+      case Kind::flag:
+        return findBool(*object_, one.name) != nullptr;
+    }
+    return false;
+  });
+}
 
 std::optional<std::string> Parameters::text(std::string_view key) const {
   const auto* found = object_ == nullptr ? nullptr : findString(*object_, key);

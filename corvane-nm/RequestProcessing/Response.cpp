@@ -45,15 +45,13 @@ bool ResponseStatus::operator==(const ResponseStatus& other) const {
   return !isError_ || value_ == other.value_;
 }
 
-JsonObject Response::toDictionary(boost::json::storage_ptr storage) const {
-  JsonObject result(std::move(storage));
-  result.reserve(6);
-  result.emplace("id", std::to_string(id));
-  result.emplace("requestId", requestId);
-  appState.addTo(result["appState"].emplace_object());
-  if (parameters) result.emplace("parameters", *parameters);
-  status.addTo(result);
-  return result;
+void Response::addTo(JsonObject& dictionary) const {
+  dictionary.reserve(6);
+  dictionary.emplace("id", std::to_string(id));
+  dictionary.emplace("requestId", requestId);
+  appState.addTo(dictionary["appState"].emplace_object());
+  if (parameters) dictionary.emplace("parameters", *parameters);
+  status.addTo(dictionary);
 }
 
 }  // namespace corvane::RequestProcessing

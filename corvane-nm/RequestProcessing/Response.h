@@ -1,12 +1,12 @@
 #pragma once
 
-#include <atomic>
 #include <cstdint>
 #include <optional>
 #include <string>
 #include <variant>
 
 #include "Base/Json.h"
+#include "Base/UniqueFunction.h"
 #include "SharedComponents/ExtensionBrowserApi/ExtensionBrowserApiErrorCode.h"
 
 namespace corvane::RequestProcessing {
@@ -66,18 +66,22 @@ struct Response {
   AppState appState;
   std::optional<JsonObject> parameters;  ///< the command's result values
 
-  /// "id" (as decimal text), "requestId", "appState", "parameters" if any, and the status's
-  /// members. All of it lies in `storage`.
-  [[nodiscard]] JsonObject toDictionary(boost::json::storage_ptr storage = {}) const;
+  /// Adds "id" (as decimal text), "requestId", "appState", "parameters" if any, and the status's
+  /// members to `dictionary`, which is empty.
+  void addTo(JsonObject& dictionary) const;
 };
 
-/// Numbers replies: 1, 2, 3 and so on, across all commands, never reset. Safe from any thread.
+/// Takes the reply to one message. Called at most once, on the loop; a message that gets no reply
+/// has it destroyed uncalled. The message counts as pending as long as it exists.
+using ReplyCallback = UniqueFunction<void(Response)>;
+
+/// Numbers replies: 1, 2, 3 and so on, across all commands, never reset.
 class ReplySerial {
  public:
-  std::uint64_t takeNext() { return last_.fetch_add(1, std::memory_order_relaxed) + 1; }
+  std::uint64_t takeNext() { return ++last_; }
 
  private:
-  std::atomic<std::uint64_t> last_{0};
+  std::uint64_t last_ = 0;
 };
 
 }  // namespace corvane::RequestProcessing

@@ -7,9 +7,8 @@ import threading
 import time
 from collections import Counter
 
-from host import DEADLINE, Host, request
+from host import DEADLINE, PUSH, Host, request
 
-PUSH = "CVN_APP_STATE_RESPONSE_MESSAGE_FAKEID"
 TIMEOUT = "Can't connect to main app, timeout reached."
 KINDS = {"getCurrentFilteringState": 8, "reportSite": 4, "openSettings": 2,
          "getCurrentAppState": 2, "setProtectionStatus": 1}  # and how often each

@@ -4,6 +4,7 @@ Runs below scripts/lib/private-home only. Nothing here sleeps: every wait ends w
 as a failure, at its deadline.
 """
 
+import contextlib
 import ctypes
 import json
 import os
@@ -27,6 +28,7 @@ MAIN_APPLICATION = EXECUTABLE and Path(EXECUTABLE).with_name("corvane-main-app")
 SLOWER = float(os.environ.get("CORVANE_SLOWER", "1"))  # how much slower all runs: valgrind
 DEADLINE = 30.0 * SLOWER  # seconds; no wait comes near it, also under the sanitizers
 NOBODY = 65534
+PUSH = "CVN_APP_STATE_RESPONSE_MESSAGE_FAKEID"  # the requestId of a reply that answers no request
 
 LOG_NAME = re.compile(r"corvane-nm \d{4}-\d\d-\d\d--\d\d-\d\d-\d\d-\d{3}\.log")
 LOG_LINE = re.compile(r"\d{4}/\d\d/\d\d \d\d:\d\d:\d\d:\d{3}  (.*)\n")
@@ -42,6 +44,9 @@ def frame(message):
 def request(kind, identifier, parameters=None):
     message = {"type": kind, "id": identifier}
     return message if parameters is None else message | {"parameters": parameters}
+
+
+ALONE = request("setProtectionStatus", "alone")  # an error that no main application is asked about
 
 
 class Container:
@@ -106,10 +111,15 @@ class Observers:
             os.read(self.watch, 1 << 16)
 
     def post(self, flags=0):
+        """Posts to all observers, but for sockets that killed processes have left. Blocks while a
+        socket is full; fails when that lasts until the deadline."""
         folder = os.open(self.folder, os.O_PATH)  # paths of containers are too long for addresses
         with socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM) as sender:
+            limit = struct.pack("ll", int(DEADLINE), 0)
+            sender.setsockopt(socket.SOL_SOCKET, socket.SO_SNDTIMEO, limit)
             for path in self.folder.glob("*.*"):
-                sender.sendto(self.name.encode(), flags, f"/proc/self/fd/{folder}/{path.name}")
+                with contextlib.suppress(ConnectionRefusedError):
+                    sender.sendto(self.name.encode(), flags, f"/proc/self/fd/{folder}/{path.name}")
         os.close(folder)
 
 
@@ -117,9 +127,14 @@ class Host:
     """One running host. Leaving the `with` block kills what still runs."""
 
     def __init__(self, executable=EXECUTABLE, closed=(), **options):
-        """Starts it without the descriptors `closed`; `options` are those of subprocess.Popen."""
+        """Starts it without the descriptors `closed`; `options` are those of subprocess.Popen.
+
+        `executable` may be a list: a command that starts the host given the origin as its last
+        argument. `pid` is that of the command then.
+        """
         closing = "".join(f" {descriptor}>&-" for descriptor in closed)
-        command = ["/bin/bash", "-c", f'exec "$0" "$@"{closing}', str(executable), ORIGIN]
+        words = executable if isinstance(executable, list) else [str(executable)]
+        command = ["/bin/bash", "-c", f'exec "$0" "$@"{closing}', *words, ORIGIN]
         self.error_file = tempfile.TemporaryFile()
         streams = dict(stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=self.error_file)
         self.process = subprocess.Popen(command if closed else command[3:], **(streams | options))
@@ -178,6 +193,15 @@ class Host:
     def receive(self):
         body = self.receive_body()
         return None if body is None else json.loads(body)
+
+    def receive_until(self, identifier):
+        """The replies up to the one to `identifier`, and the pushes among them."""
+        replies = []
+        while not replies or replies[-1]["requestId"] != identifier:
+            replies.append(self.receive())
+            if replies[-1] is None:
+                raise AssertionError(f"no reply to {identifier!r} before the end: {self.errors()}")
+        return replies
 
     def ask(self, kind, identifier, parameters=None):
         self.send(request(kind, identifier, parameters))

@@ -1,16 +1,20 @@
 #include "SharedComponents/ExchangeBuffer.h"
 
 #include <gtest/gtest.h>
+#include <pthread.h>
 #include <sys/stat.h>
 
+#include <atomic>
 #include <cerrno>
-#include <iostream>
+#include <thread>
 
 #include "Base/ErrorObject.h"
+#include "Platform/Threads.h"
 #include "SharedComponents/ExtensionBrowserApi/EBAAppStateResponse.h"
 #include "SharedComponents/ExtensionBrowserApi/EBACurrentFilteringStateResponse.h"
 #include "tests/Support/LogCollector.h"
 #include "tests/Support/TemporaryFolder.h"
+#include "tests/Support/Turning.h"
 
 namespace corvane {
 namespace {
@@ -19,6 +23,8 @@ namespace fs = std::filesystem;
 const fs::path samples = fs::path(TEST_SAMPLES) / "archives";
 using testing::contentOf;
 using testing::takeLogTexts;
+using testing::turnThrough;
+using testing::turnUntil;
 using testing::writeFile;
 
 /// The real calls, of which one fails.
@@ -67,7 +73,7 @@ struct FailingCalls : Platform::SystemCalls {
     return true;
   }
 
-  int left_ = 0;
+  std::atomic<int> left_ = 0;  // also from a thread that waits for a lock
   int error_ = 0;
 };
 
@@ -80,8 +86,28 @@ class ExchangeBufferTest : public ::testing::Test {
     writeFile(path_, "");
   }
 
+  /// Runs an operation to its end, and gives its outcome. None waits for a lock that is free.
+  template <class T, class Operation>
+  T outcomeOf(Operation operation) {
+    std::optional<T> outcome;
+    operation([&](T value) { outcome = std::move(value); });
+    EXPECT_TRUE(turnUntil(loop_, [&] { return outcome.has_value(); }));
+    return std::move(outcome).value_or(T());
+  }
+  bool set(const std::string& id, const std::string& name, std::optional<Dictionary> body = {},
+           const std::string& key = "k") {
+    return outcomeOf<bool>([&](auto done) { buffer_.setExchange(key, id, name, body, done); });
+  }
+  std::optional<ExchangeRecord> get(const std::optional<std::string>& id,
+                                    const std::string& key = "k") {
+    return outcomeOf<std::optional<ExchangeRecord>>(
+        [&](auto done) { buffer_.getExchange(key, id, done); });
+  }
+  void clear(const std::string& key = "k") {
+    outcomeOf<bool>([&](auto done) { buffer_.clearExchange(key, [done] { done(true); }); });
+  }
   [[nodiscard]] std::optional<std::string> takenName(const std::optional<std::string>& id) {
-    const auto record = buffer_.getExchange("k", id);
+    const auto record = get(id);
     return record ? std::optional(record->name) : std::nullopt;
   }
 
@@ -89,52 +115,52 @@ class ExchangeBufferTest : public ::testing::Test {
   const fs::path path_ = folder_.path() / "k.data";
   const std::string url_ = "file://" + path_.string();
   FailingCalls calls_;
-  DispatchQueue queue_{"SharedResourcesQueue"};
-  ExchangeBuffer buffer_{[this] { return folder_.path().string(); }, queue_, calls_};
+  Platform::EventLoop loop_;
+  ExchangeBuffer buffer_{loop_, [this] { return folder_.path().string(); }, calls_};
 };
 
 TEST_F(ExchangeBufferTest, IsAStackOfWhichOnlyTheTopIsSeen) {
   const Dictionary body{{"port", 443}, {"url", "https://exämple"}};
-  EXPECT_TRUE(buffer_.setExchange("k", "a", "first", body));
+  EXPECT_TRUE(set("a", "first", body));
   const auto first = contentOf(path_);
-  EXPECT_TRUE(buffer_.setExchange("k", "b", "second", std::nullopt));
+  EXPECT_TRUE(set("b", "second"));
   const auto both = contentOf(path_);
   EXPECT_EQ(takenName("a"), std::nullopt) << "hidden below b";
   EXPECT_EQ(takenName("B"), std::nullopt);
   EXPECT_EQ(contentOf(path_), both);
-  EXPECT_EQ(buffer_.getExchange("k", "b"), (ExchangeRecord{"b", "second", std::nullopt}));
+  EXPECT_EQ(get("b"), (ExchangeRecord{"b", "second", std::nullopt}));
   EXPECT_EQ(contentOf(path_), first);
-  EXPECT_EQ(buffer_.getExchange("k", std::nullopt), (ExchangeRecord{"a", "first", body}));
+  EXPECT_EQ(get(std::nullopt), (ExchangeRecord{"a", "first", body}));
   EXPECT_EQ(contentOf(path_), "");
   EXPECT_EQ(takenName(std::nullopt), std::nullopt);
-  buffer_.setExchange("k", "a", "first", body);
-  EXPECT_TRUE(buffer_.clearExchange("k"));
+  set("a", "first", body);
+  clear();
   EXPECT_EQ(contentOf(path_), "");
 }
 
 TEST_F(ExchangeBufferTest, SaysWhatItDoes) {
-  const std::string set = "(SharedResources: setExchange(key:id:name:body:)) ";
-  const std::string get = "(SharedResources: getExchange(key:with:)) ";
-  buffer_.setExchange("k", "a", "first", std::nullopt);
+  const std::string ofSet = "(SharedResources: setExchange(key:id:name:body:)) ";
+  const std::string ofGet = "(SharedResources: getExchange(key:with:)) ";
+  set("a", "first");
   const std::string length = std::to_string(contentOf(path_).size() - 4);
-  buffer_.getExchange("k", "b");
-  buffer_.clearExchange("k");
-  buffer_.getExchange("k", "b");
-  buffer_.getExchange("a b;", std::nullopt);
+  get("b");
+  clear();
+  get("b");
+  get(std::nullopt, "a b;");
   const std::string folder = folder_.path();
   EXPECT_EQ(takeLogTexts(),
             (std::vector<std::string>{
-                "8 " + set + "key: k, id: a, name: first",
-                "8 " + set + "Writen data (" + length + ") for key: k, id: a, name: first",
-                "8 " + get + "Exchange object lenData: 4bytes",
-                "8 " + get + "Exchange object len: " + length + "bytes",
-                "8 " + get + "Data readed " + length + "bytes length.",
-                "8 " + get + "Exchange object received " + length + "bytes length.",
-                "8 " + get + "key: k, id: a, name: first, goToNext: false",
+                "8 " + ofSet + "key: k, id: a, name: first",
+                "8 " + ofSet + "Writen data (" + length + ") for key: k, id: a, name: first",
+                "8 " + ofGet + "Exchange object lenData: 4bytes",
+                "8 " + ofGet + "Exchange object len: " + length + "bytes",
+                "8 " + ofGet + "Data readed " + length + "bytes length.",
+                "8 " + ofGet + "Exchange object received " + length + "bytes length.",
+                "8 " + ofGet + "key: k, id: a, name: first, goToNext: false",
                 "8 Debug trace - SharedResources: clearExchange(key:)",
                 "4 (SharedResources: clearExchange(key:)) Cleared file on '" + url_ + "'",
-                "8 " + get + "buffer is epmty",
-                "1 " + get + "Can't get file handle for: file://" + folder + "/a%20b%3B.data"}));
+                "8 " + ofGet + "buffer is epmty",
+                "1 " + ofGet + "Can't get file handle for: file://" + folder + "/a%20b%3B.data"}));
 }
 
 TEST_F(ExchangeBufferTest, RefusesAtItsBordersAndChangesNothingThen) {
@@ -143,7 +169,7 @@ TEST_F(ExchangeBufferTest, RefusesAtItsBordersAndChangesNothingThen) {
     return texts.empty() ? "" : texts.back();
   };
   fs::resize_file(path_, ExchangeBuffer::maximumBufferLength + 1);
-  EXPECT_FALSE(buffer_.setExchange("k", "a", "n", std::nullopt));
+  EXPECT_FALSE(set("a", "n"));
   EXPECT_EQ(refusal(),
             "2 (SharedResources: setExchange(key:id:name:body:)) Exchange buffer for \"k\" "
             "reached maximum length");
@@ -151,18 +177,18 @@ TEST_F(ExchangeBufferTest, RefusesAtItsBordersAndChangesNothingThen) {
   std::string text(ExchangeBuffer::maximumObjectLength, 'x');
   const auto whole = ExchangeRecord::archive({"a", "n", Dictionary{{"t", text}}})->size();
   text.resize(2 * text.size() - whole + 1);  // now its archive is one byte too long
-  EXPECT_FALSE(buffer_.setExchange("k", "a", "n", Dictionary{{"t", text}}));
+  EXPECT_FALSE(set("a", "n", Dictionary{{"t", text}}));
   EXPECT_EQ(refusal(),
             "2 (SharedResources: setExchange(key:id:name:body:)) Exchange object for \"k\" "
             "reacged maximum length");
   EXPECT_EQ(fs::file_size(path_), ExchangeBuffer::maximumBufferLength);
   text.pop_back();
-  EXPECT_TRUE(buffer_.setExchange("k", "a", "n", Dictionary{{"t", text}}));
+  EXPECT_TRUE(set("a", "n", Dictionary{{"t", text}}));
   EXPECT_EQ(fs::file_size(path_),
             ExchangeBuffer::maximumBufferLength + ExchangeBuffer::maximumObjectLength + 4);
   EXPECT_EQ(takenName("a"), "n");
   EXPECT_EQ(fs::file_size(path_), ExchangeBuffer::maximumBufferLength);
-  EXPECT_FALSE(buffer_.setExchange("k", "a", "n", Dictionary{{"t", "no \xff text"}}));
+  EXPECT_FALSE(set("a", "n", Dictionary{{"t", "no \xff text"}}));
   EXPECT_TRUE(
       refusal().starts_with("1 (SharedResources: setExchange(key:id:name:body:)) Can't "
                             "open file \"" +
@@ -170,28 +196,18 @@ TEST_F(ExchangeBufferTest, RefusesAtItsBordersAndChangesNothingThen) {
 }
 
 TEST_F(ExchangeBufferTest, NeitherFollowsALinkNorTakesAPipeForAFile) {
-  ASSERT_TRUE(buffer_.setExchange("k", "a", "first", std::nullopt));
+  ASSERT_TRUE(set("a", "first"));
   const auto target = folder_.path() / "target";
   fs::rename(path_, target);
   const auto content = contentOf(target);
   for (const bool isLink : {true, false}) {
     isLink ? fs::create_symlink(target, path_) : void(::mkfifo(path_.c_str(), 0600));
-    buffer_.setExchange("k", "b", "second", std::nullopt);
-    EXPECT_EQ(buffer_.getExchange("k", "a"), std::nullopt);
-    buffer_.clearExchange("k");
+    set("b", "second");
+    EXPECT_EQ(get("a"), std::nullopt);
+    clear();
     EXPECT_EQ(contentOf(target), content);
     fs::remove(path_);
   }
-}
-
-TEST_F(ExchangeBufferTest, NeverMakesAFileAndAppendsNothingAfterTheEnd) {
-  EXPECT_TRUE(buffer_.setExchange("missing", "a", "n", std::nullopt));
-  EXPECT_TRUE(buffer_.clearExchange("missing"));
-  EXPECT_FALSE(buffer_.getExchange("missing", std::nullopt));
-  EXPECT_FALSE(fs::exists(folder_.path() / "missing.data"));
-  EXPECT_TRUE(buffer_.stopAppending(std::chrono::milliseconds(0)));
-  EXPECT_TRUE(buffer_.setExchange("k", "a", "n", std::nullopt));
-  EXPECT_EQ(contentOf(path_), "");
 }
 
 TEST_F(ExchangeBufferTest, WhatIsNoRecordIsThrownAwayOrLeftAlone) {
@@ -228,21 +244,83 @@ TEST_F(ExchangeBufferTest, AnImpossibleLengthIsNotEvenAllocated) {
 TEST_F(ExchangeBufferTest, OnlyRegisteredClassesAndErrorsAreRead) {
   const Dictionary state{{"result", EBAAppStateResponse{true, "de"}.record()}};
   const Dictionary error{{"error", ErrorObject{"D", 17, {}}}};
-  EXPECT_TRUE(buffer_.setExchange("k", "a", "error", error));
-  EXPECT_TRUE(buffer_.setExchange("k", "a", "state", state));
+  EXPECT_TRUE(set("a", "error", error));
+  EXPECT_TRUE(set("a", "state", state));
   buffer_.setRegisteredClasses({&EBACurrentFilteringStateResponse::recordClass});
   EXPECT_EQ(takenName("a"), std::nullopt);
   buffer_.setRegisteredClasses({&EBAAppStateResponse::recordClass});
-  EXPECT_EQ(buffer_.getExchange("k", "a")->body, state);
-  EXPECT_EQ(buffer_.getExchange("k", "a")->body, error);
+  EXPECT_EQ(get("a")->body, state);
+  EXPECT_EQ(get("a")->body, error);
 }
 
-/// Lets one system call after the other fail, in each way, until none is left to fail.
+TEST_F(ExchangeBufferTest, ALockThatAnotherProcessHasIsWaitedForOutsideTheLoop) {
+  std::string done;
+  const auto note = [&](char name) {
+    return [&, text = std::string(100, name), loopThread = std::this_thread::get_id()](auto&&...) {
+      EXPECT_EQ(std::this_thread::get_id(), loopThread);
+      EXPECT_TRUE(VCLFileLocker(path_).lock()) << "given back before";
+      done += text.back();
+    };
+  };
+  buffer_.setExchange("k", "a", "below", std::nullopt, note('1'));
+  EXPECT_EQ(done, "1") << "at once, as the lock is free";
+  VCLFileLocker other(path_);
+  ASSERT_TRUE(other.lock());
+  buffer_.setExchange("k", "b", "above", std::nullopt, note('4'));
+  loop_.post([&] { done += '3'; });
+  EXPECT_TRUE(set("c", "n", {}, "missing")) << "at once";
+  EXPECT_FALSE(get(std::nullopt, "missing"));
+  EXPECT_FALSE(fs::exists(folder_.path() / "missing.data"));
+  done += '2';
+  EXPECT_TRUE(turnUntil(loop_, [&] { return done == "123"; })) << done;
+  turnThrough(loop_);
+  EXPECT_EQ(done, "123");
+  other.unlock();
+  EXPECT_TRUE(turnUntil(loop_, [&] { return done == "1234"; })) << done;
+  EXPECT_EQ(takenName("b"), "above");
+
+  ASSERT_TRUE(other.lock());
+  bool isTaken = false;
+  buffer_.getExchange("k", "a", [&](const std::optional<ExchangeRecord>& record) {
+    EXPECT_FALSE(record);
+    isTaken = true;
+  });
+  const std::string below = contentOf(path_);
+  fs::remove(path_);
+  writeFile(path_, below);
+  other.unlock();
+  EXPECT_TRUE(turnUntil(loop_, [&] { return isTaken; }));
+  EXPECT_EQ(contentOf(path_), below) << "another file than the one that was waited for";
+}
+
+#ifdef __linux__
+TEST_F(ExchangeBufferTest, WhereNoThreadStartsALockThatAnotherProcessHasIsTriedAgain) {
+  pthread_attr_t usual;
+  pthread_attr_t impossible;
+  ASSERT_EQ(::pthread_getattr_default_np(&usual), 0);
+  ::pthread_attr_init(&impossible);
+  ::pthread_attr_setstacksize(&impossible, std::size_t{1} << 50);
+  VCLFileLocker other(path_);
+  ASSERT_TRUE(other.lock());
+  ASSERT_EQ(::pthread_setattr_default_np(&impossible), 0);
+  EXPECT_FALSE(Platform::startThread("one too many", [] {}));
+  bool isFree = false;
+  const auto timer = loop_.at(Platform::EventLoop::now() + std::chrono::milliseconds(50),
+                              [&] { isFree = other.unlock(); });
+  EXPECT_TRUE(set("a", "n"));
+  EXPECT_TRUE(isFree);
+  EXPECT_EQ(::pthread_setattr_default_np(&usual), 0);
+  EXPECT_EQ(takenName("a"), "n");
+}
+#endif
+
+/// Lets one system call after the other fail, in each way, until none is left to fail; while the
+/// lock is free, and while another process has it.
 TEST_F(ExchangeBufferTest, AFailingCallLeavesTheOldOrTheNewAndNoLock) {
-  buffer_.setExchange("k", "a", "below", std::nullopt);
+  set("a", "below");
   const std::string below = contentOf(path_);
   const auto setAbove = [&] {
-    return buffer_.setExchange("k", "b", "above", Dictionary{{"t", std::string(3000, 'x')}});
+    return set("b", "above", Dictionary{{"t", std::string(3000, 'x')}});
   };
   setAbove();
   const std::string both = contentOf(path_);
@@ -255,27 +333,38 @@ TEST_F(ExchangeBufferTest, AFailingCallLeavesTheOldOrTheNewAndNoLock) {
   const Operation operations[] = {
       {"set", setAbove, false, below, both},
       {"get", [&] { return takenName("b").has_value(); }, true, both, below},
-      {"clear", [&] { return buffer_.clearExchange("k"); }, false, both, ""}};
+      {"clear",
+       [&] {
+         clear();
+         return true;
+       },
+       false, both, ""}};
   int injected = 0;
+  std::optional<VCLFileLocker> other;
+  const auto failEachCall = [&](const Operation& operation, int error, bool isContended) {
+    for (int call = 1;; ++call) {
+      writeFile(path_, operation.before);
+      if (isContended) other.emplace(path_).lock();
+      loop_.post([&] { other.reset(); });
+      calls_.failAt(call, error);
+      const bool success = operation.run();
+      turnThrough(loop_);
+      if (!calls_.hasFired) return;
+      ++injected;
+      const std::string where = operation.name + std::string(", call ") + std::to_string(call) +
+                                ", error " + std::to_string(error);
+      const std::string found = contentOf(path_);
+      EXPECT_TRUE(found == operation.before || found == operation.after) << where;
+      EXPECT_TRUE(VCLFileLocker(path_).lock()) << where;
+      EXPECT_EQ(success, !operation.saysWhetherItChanged || found == operation.after) << where;
+      EXPECT_TRUE(error != EINTR || found == operation.after) << where;
+    }
+  };
   for (const Operation& operation : operations) {
     for (const int error : {0, EINTR, ENOSPC, EACCES, EIO}) {
-      for (int call = 1;; ++call) {
-        writeFile(path_, operation.before);
-        calls_.failAt(call, error);
-        const bool success = operation.run();
-        if (!calls_.hasFired) break;
-        ++injected;
-        const std::string where = operation.name + std::string(", call ") + std::to_string(call) +
-                                  ", error " + std::to_string(error);
-        const std::string found = contentOf(path_);
-        EXPECT_TRUE(found == operation.before || found == operation.after) << where;
-        EXPECT_TRUE(VCLFileLocker(path_).lock()) << where;
-        EXPECT_EQ(success, !operation.saysWhetherItChanged || found == operation.after) << where;
-        EXPECT_TRUE(error != EINTR || found == operation.after) << where;
-      }
+      for (const bool isContended : {false, true}) failEachCall(operation, error, isContended);
     }
   }
-  std::cout << "injected failures: " << injected << "\n";
   EXPECT_GT(injected, 90);
 }
 

@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <limits>
 #include <set>
 
@@ -251,81 +250,6 @@ TEST(KeyedArchive, LimitsHoldForWriterAndReader) {
   Dictionary sharing;  // 100,000 bytes in the archive, 100 million when unfolded
   for (int i = 0; i < 1000; ++i) sharing.append(std::to_string(i), std::string(100000, 'x'));
   EXPECT_NE(refusal(archiveOf(sharing)).find("too long"), std::string::npos);
-}
-
-/// Whether the shell can run `command`.
-bool runs(const std::string& command) {
-  return std::system(command.c_str()) == 0;  // NOLINT(concurrency-mt-unsafe): a test has one thread
-}
-
-/// What the manifest says of the archives that JSON can express, written by us, each as N.archive
-/// beside its N.json; in `folder`.
-void writeForOtherReaders(const fs::path& folder) {
-  int count = 0;
-  for (const JsonValue& entry : soundArchives()) {
-    const JsonObject& expected = entry.at("expected").as_object();
-    const std::string json(serializeJson(expected)->view());
-    if (json.find("\"$") != std::string::npos) continue;
-    const fs::path path = folder / std::to_string(count++);
-    testing::writeFile(path.string() + ".json", json);
-    testing::writeFile(path.string() + ".archive", archiveOf(dictionaryOf(expected)));
-  }
-}
-
-const std::string comparing = "'" TEST_SAMPLES "/archives/compare";
-
-TEST(KeyedArchive, PropertyListReaderOfPythonSeesTheSame) {
-  if (!runs("python3 -c 'import plistlib' 2>/dev/null")) GTEST_SKIP() << "no plistlib";
-  const testing::TemporaryFolder folder;
-  writeForOtherReaders(folder.path());
-  EXPECT_TRUE(runs("python3 " + comparing + ".py' '" + folder.path().string() + "'"));
-}
-
-TEST(KeyedArchive, FoundationOfGnustepSeesTheSame) {
-  if (!runs("gnustep-config --base-libs >/dev/null 2>&1 && echo | gcc -E -x objective-c - "
-            ">/dev/null"))
-    GTEST_SKIP() << "no GNUstep, or no compiler for it";
-  const testing::TemporaryFolder folder;
-  writeForOtherReaders(folder.path());
-  const std::string program = "'" + folder.path().string() + "/compare'";
-  ASSERT_TRUE(runs("gcc $(gnustep-config --objc-flags) -MF /dev/null " + comparing + ".m' -o " +
-                   program + " $(gnustep-config --base-libs)"));
-  EXPECT_TRUE(runs(program + " '" + folder.path().string() + "'"));
-}
-
-TEST(ErrorObject, DescribesItselfAsThePlatformDoes) {
-  const ErrorObject underlying{"NSPOSIXErrorDomain", 2, std::nullopt};
-  const std::pair<ErrorObject, const char*> cases[] = {
-      {{"D", -1, std::nullopt}, "Error Domain=D Code=-1 \"(null)\""},
-      {{"D", 0, Dictionary{}}, "Error Domain=D Code=0 \"(null)\""},
-      {{"D", 0, Dictionary{{"NSLocalizedDescription", 7}, {"real", 0.1}, {"no", false}}},
-       "Error Domain=D Code=0 \"(null)\" UserInfo={NSLocalizedDescription=7, real=0.1, no=0}"},
-      {{"D", 1, Dictionary{{"NSUnderlyingError", underlying}}},
-       "Error Domain=D Code=1 \"(null)\" "
-       "UserInfo={NSUnderlyingError={Error Domain=NSPOSIXErrorDomain Code=2 \"(null)\"}}"},
-  };
-  for (const auto& [error, text] : cases) EXPECT_EQ(error.description(), text);
-}
-
-TEST(StateRecords, WhatIsMissingOrUnusableIsNotTheDefaultOfANewRecord) {
-  EXPECT_EQ(EBAAppStateResponse{}.locale, "en");
-  const Record bare{&EBAAppStateResponse::recordClass, {true, Value()}};
-  const auto state = EBAAppStateResponse::fromRecord(*unarchived(archiveOf(bare))->as<Record>());
-  EXPECT_TRUE(state->isProtectionEnabled);
-  EXPECT_EQ(state->locale, "");
-  EXPECT_FALSE(EBACurrentFilteringStateResponse::fromRecord(bare));
-
-  // A locale that refers to its own record is no text.
-  std::string bytes = archiveOf(EBAAppStateResponse{true, "de"}.record());
-  const std::size_t locale = bytes.find("\x80\x02\x80\x03");
-  ASSERT_NE(locale, std::string::npos);
-  bytes[locale + 1] = 1;
-  EXPECT_EQ(unarchived(bytes)->as<Record>()->fields[1], Value());
-
-  const EBAAppStateResponse german{false, "de"};
-  const std::string text = german.description();
-  EXPECT_TRUE(text.starts_with("<EBAAppStateResponse: 0x")) << text;
-  EXPECT_TRUE(text.ends_with("> isProtectionEnabled: false, locale: de")) << text;
 }
 
 }  // namespace

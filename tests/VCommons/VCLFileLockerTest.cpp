@@ -1,12 +1,6 @@
 #include "VCommons/VCLFileLocker.h"
 
 #include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <array>
-#include <cerrno>
-#include <csignal>
 
 #include "tests/Support/TemporaryFolder.h"
 
@@ -49,46 +43,6 @@ TEST_F(VCLFileLockerTest, TwoInOneProcessExcludeEachOther) {
     EXPECT_FALSE(first.lock());
   }
   EXPECT_TRUE(first.lock()) << "a lock goes with its object";
-}
-
-/// The other process locks, says so, and is killed: the one that waits gets the lock by its death.
-TEST_F(VCLFileLockerTest, TheDeathOfItsHolderFreesTheLockForWhoWaits) {
-  std::array<int, 2> ready{};
-  ASSERT_EQ(::pipe(ready.data()), 0);
-  const pid_t holder = ::fork();
-  if (holder == 0) {
-    VCLFileLocker theirs(path_);
-    const char answer = theirs.waitLock() ? 'y' : 'n';
-    if (::write(ready[1], &answer, 1) == 1) ::pause();
-    ::_exit(1);
-  }
-  char answer = 0;
-  ASSERT_EQ(::read(ready[0], &answer, 1), 1);
-  ASSERT_EQ(answer, 'y');
-  VCLFileLocker ours(path_);
-  EXPECT_FALSE(ours.lock());
-  ASSERT_EQ(::kill(holder, SIGKILL), 0);
-  EXPECT_TRUE(ours.waitLock());
-  EXPECT_EQ(::waitpid(holder, nullptr, 0), holder);
-  ::close(ready[0]);
-  ::close(ready[1]);
-}
-
-TEST_F(VCLFileLockerTest, StaysLockedWhenTheSystemRefusesToUnlock) {
-  struct Refusing : Platform::SystemCalls {
-    int flock(int descriptor, int operation) override {
-      if (!refuses) return SystemCalls::flock(descriptor, operation);
-      errno = ENOLCK;
-      return -1;
-    }
-    bool refuses = false;
-  } calls;
-  VCLFileLocker locker(path_, calls);
-  ASSERT_TRUE(locker.lock());
-  calls.refuses = true;
-  EXPECT_FALSE(locker.unlock());
-  EXPECT_TRUE(locker.lock()) << "still held";
-  EXPECT_FALSE(VCLFileLocker(path_, calls).waitLock());
 }
 
 }  // namespace

@@ -114,119 +114,44 @@ broken("the host writes stray text")(lambda _: other_host("#!/bin/sh\necho start
 broken("the host is mute")(lambda _: other_host("#!/bin/sh\ncat >/dev/null\n"))
 
 
-@broken("a folder in the place of the host")
-def _(_):
-    other_host(None)
-    OTHER.mkdir()
-
-
-@broken("a policy forbids the host (Chromium)")
-def _(_):
-    policy(NativeMessagingBlocklist=["*"])
-
-
-@broken("a policy forbids all but the host (harmless)")
-def _(_):
-    policy(NativeMessagingBlocklist=["*"], NativeMessagingAllowlist=[browser.HOST])
-
-
-@broken("a policy forbids users' manifests (Chromium)")
-def _(_):
-    policy(NativeMessagingUserLevelHosts=False)
-
-
-@broken("a policy forbids users' manifests, registered for all (harmless)")
-def _(_):
-    as_systems()
-    policy(NativeMessagingUserLevelHosts=False)
-
-
-@broken("a bad manifest of the user hides a good one for all (Chromium)")
-def _(_):
-    as_systems()
-    for path in USERS.values():
-        path.write_text("{")
-
-
-@broken("a folder that may not be entered, registered for all (harmless)")
-def _(_):
-    as_systems()
-    for path in USERS.values():
-        path.parent.chmod(0)
-
-
-@broken("no shared folder", "shared folder")
-def _(setting):
-    setting.end_application()
-    shutil.rmtree(setting.container.folder)
-
-
-@broken("the shared folder is open to others", "shared folder")
-def _(setting):
-    setting.container.folder.chmod(0o777)
-
-
-@broken("the shared folder may not be written", "shared folder")
-def _(setting):
-    setting.end_application()
-    setting.container.folder.chmod(0o500)
-
-
-@broken("the shared folder is a link to one", "shared folder")
-def _(setting):
-    setting.end_application()
-    folder = setting.container.folder
-    folder.rename(HOME / "moved")
-    folder.symlink_to(HOME / "moved")
-
-
-@broken("the shared folder is a link to nowhere", "shared folder")
-def _(setting):
-    setting.end_application()
-    shutil.rmtree(setting.container.folder)
-    setting.container.folder.symlink_to(HOME / "moved")
-
-
-@broken("the settings are no property list", "settings")
-def _(setting):
-    setting.container.write_settings(b"bplist00 and no more")
-
-
-@broken("the settings may not be read", "settings")
-def _(setting):
-    setting.container.write_settings({})
-    setting.container.settings.chmod(0)
-
-
-@broken("the log level is out of range", "settings")
-def _(setting):
-    setting.container.write_settings({"DefaultsKeyLogLevel": -1})
-
-
-@broken("the log may not be written", "logs")
-def _(setting):
-    setting.container.logs.mkdir(parents=True, exist_ok=True)
-    setting.container.logs.chmod(0o500)
-
-
-@broken("somebody holds a lock", "exchange files")
-def _(setting):
-    setting.hold(setting.container.folder / "Data/ExchangeRequestContainer.data")
-
-
-@broken("the file of requests is missing (the application makes it anew)")
-def _(setting):
-    (setting.container.folder / "Data/ExchangeRequestContainer.data").unlink()
-
-
-@broken("the main application does not run", "main application")
-def _(setting):
-    setting.end_application()
-
-
-@broken("the main application does not answer", "main application")
-def _(setting):
-    setting.application.command("fault silent")
+broken("a folder in the place of the host")(lambda _: (other_host(None), OTHER.mkdir()))
+broken("a policy forbids the host (Chromium)")(lambda _: policy(NativeMessagingBlocklist=["*"]))
+broken("a policy forbids all but the host (harmless)")(
+    lambda _: policy(NativeMessagingBlocklist=["*"], NativeMessagingAllowlist=[browser.HOST]))
+broken("a policy forbids users' manifests (Chromium)")(lambda _: policy(NativeMessagingUserLevelHosts=False))
+broken("a policy forbids users' manifests, registered for all (harmless)")(
+    lambda _: (as_systems(), policy(NativeMessagingUserLevelHosts=False)))
+broken("a bad manifest of the user hides a good one for all (Chromium)")(
+    lambda _: (as_systems(), [path.write_text("{") for path in USERS.values()]))
+broken("a folder that may not be entered, registered for all (harmless)")(
+    lambda _: (as_systems(), [path.parent.chmod(0) for path in USERS.values()]))
+broken("no shared folder", "shared folder")(lambda setting: setting.without_application(shutil.rmtree))
+broken("the shared folder is open to others", "shared folder")(
+    lambda setting: setting.container.folder.chmod(0o777))
+broken("the shared folder may not be written", "shared folder")(
+    lambda setting: setting.without_application(lambda folder: folder.chmod(0o500)))
+broken("the shared folder is a link to one", "shared folder")(
+    lambda setting: setting.without_application(
+        lambda folder: (folder.rename(HOME / "moved"), folder.symlink_to(HOME / "moved"))))
+broken("the shared folder is a link to nowhere", "shared folder")(
+    lambda setting: setting.without_application(
+        lambda folder: (shutil.rmtree(folder), folder.symlink_to(HOME / "moved"))))
+broken("the settings are no property list", "settings")(
+    lambda setting: setting.container.write_settings(b"bplist00 and no more"))
+broken("the settings may not be read", "settings")(
+    lambda setting: (setting.container.write_settings({}), setting.container.settings.chmod(0)))
+broken("the log level is out of range", "settings")(
+    lambda setting: setting.container.write_settings({"DefaultsKeyLogLevel": -1}))
+broken("the log may not be written", "logs")(
+    lambda setting: (setting.container.logs.mkdir(parents=True, exist_ok=True),
+                     setting.container.logs.chmod(0o500)))
+broken("somebody holds a lock", "exchange files")(lambda setting: setting.hold(setting.requests()))
+broken("the file of requests is missing (the application makes it anew)")(
+    lambda setting: setting.requests().unlink())
+broken("the main application does not run", "main application")(
+    lambda setting: setting.end_application())
+broken("the main application does not answer", "main application")(
+    lambda setting: setting.application.command("fault silent"))
 
 
 class Setting:
@@ -235,8 +160,7 @@ class Setting:
     def __enter__(self):
         self.stack = contextlib.ExitStack()
         self.container = Container()
-        self.application = None
-        self.start_application()
+        self.application = MainApplication()
         self.ask("register", "--host", EXECUTABLE)
         return self
 
@@ -258,13 +182,17 @@ class Setting:
         if answer.returncode:
             raise RuntimeError(f"{arguments}: {answer.stdout}")
 
-    def start_application(self):
-        self.application = MainApplication()
-
     def end_application(self):
         if self.application:
             self.application.kill()
         self.application = None
+
+    def without_application(self, change):
+        self.end_application()
+        change(self.container.folder)
+
+    def requests(self):
+        return self.container.folder / "Data/ExchangeRequestContainer.data"
 
     def hold(self, path):
         file = self.stack.enter_context(open(path, "r+b"))

@@ -2,9 +2,8 @@
 
 #include <gtest/gtest.h>
 
-#include <future>
-
 #include "tests/Support/TemporaryFolder.h"
+#include "tests/Support/Turning.h"
 
 namespace corvane::RequestProcessing {
 namespace {
@@ -16,7 +15,6 @@ class AppStateListenerTest : public ::testing::Test {
   AppStateListenerTest() {
     signalling_.setHandler(RequestResponseName::appState, [this] { ++ownersSignals_; });
   }
-  void TearDown() override { handlers_.drain(60s); }
 
   /// What the main application's signal does.
   void signal() { signalling_.handler(RequestResponseName::appState)(); }
@@ -25,50 +23,50 @@ class AppStateListenerTest : public ::testing::Test {
     signal();
     return ownersSignals_ > before;
   }
+  /// Waits, and notes the outcome as a letter.
+  void wait(AppStateListener& listener) {
+    listener.waitAppStateNotificationAndReturnListener(
+        [this, text = std::string(100, '.')](bool came) { outcomes_ += came ? 't' : 'f'; });
+  }
+  bool outcomesAre(const std::string& expected) {
+    return testing::turnUntil(loop_, [&] { return outcomes_ == expected; });
+  }
 
   const testing::TemporaryFolder folder_;
-  Platform::NotificationCenter center_{folder_.path().string()};
-  DispatchQueue handlers_{"SharedResourcesQueue"};
-  DispatchQueue requests_{"SharedResourcesQueue.Requests"};
-  RequestSignalling signalling_{center_, {handlers_, requests_}, "com.example.app", 0ms};
-  std::atomic<int> ownersSignals_{0};
+  Platform::EventLoop loop_;
+  Platform::NotificationCenter center_{loop_, folder_.path().string()};
+  SerialOrder handlers_{loop_, "SharedResourcesQueue"};
+  SerialOrder requests_{loop_, "SharedResourcesQueue.Requests"};
+  RequestSignalling signalling_{loop_, center_, {handlers_, requests_}, "com.example.app", 0ms};
+  int ownersSignals_ = 0;
+  std::string outcomes_;
 };
 
 TEST_F(AppStateListenerTest, ASignalBeforeTheWaitIsForgotten) {
-  AppStateListener listener(signalling_, 10ms);
+  AppStateListener listener(loop_, signalling_, 10ms);
   EXPECT_TRUE(ownerHearsIt());
   listener.interceptAppStateListener();
   EXPECT_FALSE(ownerHearsIt());
-  EXPECT_FALSE(listener.waitAppStateNotificationAndReturnListener());
+  wait(listener);
+  EXPECT_TRUE(outcomesAre("f"));
   EXPECT_TRUE(ownerHearsIt());
   listener.returnAppStateListener();
   EXPECT_TRUE(ownerHearsIt()) << "nothing is remembered: nothing changes";
 }
 
-TEST_F(AppStateListenerTest, TheSignalWakesAllWhoWaitAndThenGoesToItsOwner) {
-  AppStateListener listener(signalling_, 60s);
+TEST_F(AppStateListenerTest, TheSignalEndsAllWaitsAndThenGoesToItsOwner) {
+  AppStateListener listener(loop_, signalling_, 60s);
   listener.interceptAppStateListener();
-  const auto intercepting = signalling_.handler(RequestResponseName::appState);
-  std::future<bool> waiting[2];
-  for (auto& one : waiting) {
-    one = std::async(std::launch::async,
-                     [&] { return listener.waitAppStateNotificationAndReturnListener(); });
-  }
-  for (auto& one : waiting) {
-    while (one.wait_for(1ms) != std::future_status::ready) intercepting();  // until it waits
-    EXPECT_TRUE(one.get());
-  }
+  for (int i = 0; i < 2; ++i) wait(listener);
+  testing::turnThrough(loop_);
+  EXPECT_EQ(outcomes_, "");
+  for (int i = 0; i < 2; ++i) signal();
+  EXPECT_EQ(outcomes_, "") << "later, on the loop";
+  wait(listener);
+  EXPECT_TRUE(outcomesAre("tt"));
   EXPECT_TRUE(ownerHearsIt());
-}
-
-TEST_F(AppStateListenerTest, InterceptedTwiceTheOwnerDoesNotGetItBack) {
-  AppStateListener listener(signalling_, 0ms);
-  listener.interceptAppStateListener();
-  listener.interceptAppStateListener();
-  listener.returnAppStateListener();
-  EXPECT_FALSE(ownerHearsIt());
-  listener.returnAppStateListener();
-  EXPECT_FALSE(ownerHearsIt());
+  testing::turnThrough(loop_);
+  EXPECT_EQ(outcomes_, "tt") << "the third wait began after the signals";
 }
 
 }  // namespace

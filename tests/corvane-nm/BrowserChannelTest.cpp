@@ -1,120 +1,167 @@
 #include "corvane-nm/BrowserChannel.h"
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
-#include <array>
-#include <cstring>
-#include <thread>
+#include <functional>
+#include <optional>
 
-#include "tests/Support/LogCollector.h"
+#include "Platform/StandardStreams.h"
+#include "tests/Support/Ends.h"
+#include "tests/Support/Frames.h"
+#include "tests/Support/Turning.h"
 
 namespace corvane {
 namespace {
 
 using namespace std::chrono_literals;
+using Platform::EventLoop;
+using testing::Ends;
 
-/// The ids of all whole frames that can be read until the end; "?" for one that is cut short.
-std::string idsFrom(int descriptor) {
-  FrameReader reader(descriptor);
-  std::string ids;
-  for (;;) {
-    const FrameReader::Frame frame = reader.readOne();
-    if (frame.isEndOfInput) return ids;
-    ids += frame.message ? std::string(*findString(*frame.message, "id")) : "?";
-  }
-}
+/// The browser: it shares the loop with the channel.
+class BrowserChannelTest : public ::testing::Test {
+ protected:
+  BrowserChannelTest() { Platform::ignoreSignalsOfWrites(); }
 
-/// Answers race with the end of input and with ends of slices, from the reading thread, from
-/// another, and not at all: what is answered leaves whole, and nobody waits for what never is.
-TEST(BrowserChannel, WritesEveryAnswerThatComesAndThenEnds) {
-  for (int round = 0; round < 100; ++round) {
-    std::array<int, 2> in{};
-    std::array<int, 2> out{};
-    ASSERT_TRUE(::pipe(in.data()) == 0 && ::pipe(out.data()) == 0);
-    std::vector<std::thread> answering;
-    int beginnings = 0;
-    auto& channel = *new BrowserChannel(  // its reading thread lives on for a moment
-        in[0], out[1],
-        [&](JsonObject message, BrowserChannel::Reply reply) {
-          if (*findString(message, "id") == "1") return reply(message);
-          if (*findString(message, "id") == "2") return;
-          answering.emplace_back([reply = std::move(reply),
-                                  message = std::move(message)]() mutable { reply(message); });
-        },
-        {1ms, 60s, 60s}, [&] { ++beginnings; }, [] {});
-    FrameWriter browser(in[1]);
-    if (round % 2 == 0) browser.send({{"id", "1"}});  // the first one, whole
-    for (const char* id : {"1", "2", "3", "3"})
-      browser.send({{"id", id}, {"filling", std::string(3000, 'x')}});
-    ::close(in[1]);
-    channel.listen();
-    ::close(out[1]);
-    EXPECT_EQ(idsFrom(out[0]), round % 2 == 0 ? "1133" : "133");
-    EXPECT_EQ(beginnings, 1);
-    for (std::thread& thread : answering) thread.join();
-    ::close(in[0]);
-    ::close(out[0]);
-  }
-}
-
-/// Nothing but the row itself wakes the main thread: no slice ends, and the input stays open.
-TEST(BrowserChannel, WritesTheAnswersToARowOfMessagesWhoseLastHasNone) {
-  std::array<int, 2> in{};
-  std::array<int, 2> out{};
-  ASSERT_TRUE(::pipe(in.data()) == 0 && ::pipe(out.data()) == 0);
-  auto& channel = *new BrowserChannel(
-      in[0], out[1],
-      [](const JsonObject& message, BrowserChannel::Reply reply) {
-        if (*findString(message, "id") != "-") reply(message);
-      },
-      {1h, 1h, 1h}, [] {}, [] {});
-  const auto row = [](std::string_view ids) {
+  /// Writes a message for each letter of `ids`, with one call.
+  void write(std::string_view ids, std::size_t filling = 0) const {
     std::string frames;
-    for (const char id : ids) frames += std::string{'\x0A', 0, 0, 0} + R"({"id":")" + id + "\"}";
-    return frames;
-  };
-  std::thread browser([&] {
-    FrameReader reader(out[0]);
-    for (int round = 0; round < 100; ++round) {
-      // After an answer to a single one the main thread sleeps.
-      for (const std::string_view ids : {"a", "a", "abc-"}) {
-        const std::string frames = row(ids);
-        EXPECT_EQ(::write(in[1], frames.data(), frames.size()), frames.size());
-        for (const char id : ids.substr(0, 3))
-          EXPECT_EQ(findString(*reader.readOne().message, "id")->front(), id);
-      }
+    for (const char id : ids) {
+      frames += testing::frameOf(std::string(R"({"id":")") + id + R"(","filling":")" +
+                                 std::string(filling, 'x') + "\"}");
     }
-    ::close(in[1]);
-  });
-  channel.listen();
-  browser.join();
-  for (const int end : {in[0], out[0], out[1]}) ::close(end);
+    testing::put(in_.writer, frames);
+  }
+  /// A letter for each frame in what was read, "?" for one that is cut short.
+  [[nodiscard]] std::string ids() const {
+    std::string ids;
+    for (const std::string& body : testing::bodiesIn(read_)) {
+      ids += body == "?" ? "?" : *findString(parseJson(body)->get_object(), "requestId");
+    }
+    return ids;
+  }
+  /// Makes a channel, lets it listen until the end of input, and reads what is left.
+  void listen(BrowserChannel::Limits limits, BrowserChannel::Processor processor) {
+    const auto guard = loop_.at(EventLoop::now() + testing::patience, [this] {
+      ADD_FAILURE() << "the browser waits for ever";
+      in_.writer = {};
+    });
+    channel_.emplace(loop_, in_.reader.number(), out_.writer.number(), std::move(processor),
+                     limits);
+    channel_->listen();
+    read_ += testing::allTaken(out_.reader);
+  }
+  static RequestProcessing::Response answerTo(const JsonObject& message, std::size_t filling = 0) {
+    RequestProcessing::Response response;
+    response.requestId = *findString(message, "id");
+    response.parameters = JsonObject{{"filling", std::string(filling, 'x')}};
+    return response;
+  }
+
+  EventLoop loop_;
+  Ends in_ = Ends::ofPipe();
+  Ends out_ = Ends::ofPipe();
+  std::string read_;
+  std::vector<EventLoop::Registration> timers_;
+  std::optional<BrowserChannel> channel_;
+};
+
+/// Answers race with the end of input and with ends of slices, given at once, later, and not at
+/// all: what is answered leaves whole, and nothing waits for what never is.
+TEST_F(BrowserChannelTest, WritesEveryAnswerThatComesAndThenEnds) {
+  for (int round = 0; round < 100; ++round) {
+    in_ = Ends::ofPipe();
+    out_ = Ends::ofPipe();
+    read_.clear();
+    write("1123", 3000);
+    write("3", 3000);
+    in_.writer = {};
+    listen({1ms, 60s, 60s}, [&](JsonObject message, BrowserChannel::Reply reply) {
+      if (*findString(message, "id") == "1") return reply(answerTo(message, 3000));
+      if (*findString(message, "id") == "2") return;
+      timers_.push_back(
+          loop_.at(EventLoop::now() + round * 20us,
+                   [reply = std::move(reply), message = std::move(message)]() mutable {
+                     reply(answerTo(message));
+                   }));
+    });
+    EXPECT_EQ(ids(), "1133");
+  }
 }
 
-TEST(BrowserChannel, WarnsOfRepliesThatAreTooLongForBrowsersAndWritesThem) {
-  std::array<int, 2> pipe{};
-  ASSERT_EQ(::pipe(pipe.data()), 0);
-  std::size_t read = 0;
-  std::thread browser([&] {
-    std::array<char, 65536> bytes{};
-    for (ssize_t count = 1; count > 0; read += static_cast<std::size_t>(count))
-      count = ::read(pipe[0], bytes.data(), bytes.size());
+/// All limits but the one that is to end it are out of reach.
+TEST_F(BrowserChannelTest, AfterTheEndOfInputWaitsForNothingThatDoesNotCome) {
+  constexpr auto limit = 50ms;
+  const auto start = EventLoop::now();
+  write("aaa");
+  in_.writer = {};
+  listen({1h, 1h, limit}, [](const JsonObject& message, BrowserChannel::Reply reply) {
+    reply(answerTo(message, 60'000));
   });
-  constexpr std::size_t limit = 1'048'576;
-  FrameWriter writer(pipe[1]);
-  const std::size_t rest = std::string_view(R"({"x":""})").size();
-  testing::takeLogTexts();
-  EXPECT_TRUE(writer.send({{"x", std::string(limit - rest, 'y')}}));
-  EXPECT_TRUE(testing::takeLogTexts().empty());
-  EXPECT_TRUE(writer.send({{"x", std::string(limit + 1 - rest, 'y')}}));
-  EXPECT_EQ(testing::takeLogTexts(),
-            std::vector<std::string>{"2 (main: send(_:)) A reply has 1048577 bytes; browsers end "
-                                     "the connection above 1048576 bytes"});
-  ::close(pipe[1]);
-  browser.join();
-  ::close(pipe[0]);
-  EXPECT_EQ(read, 2 * sizeof(std::uint32_t) + 2 * limit + 1);
+  EXPECT_EQ(ids(), "a?") << "the pipe was full, and the browser did not read";
+  EXPECT_GE(EventLoop::now() - start, limit);
+
+  in_ = Ends::ofPipe();
+  std::vector<BrowserChannel::Reply> held;
+  write("d");
+  in_.writer = {};
+  listen({1h, limit, 1h}, [&](const JsonObject& /*message*/, BrowserChannel::Reply reply) {
+    held.push_back(std::move(reply));
+  });
+  EXPECT_GE(EventLoop::now() - start, 2 * limit);
+  held.clear();
+}
+
+TEST_F(BrowserChannelTest, ABrowserThatReadsSlowlyGetsEverythingAfterTheEndOfInput) {
+  constexpr auto lastRead = 100ms;
+  const auto start = EventLoop::now();
+  std::function<void()> readSome = [&] {
+    read_ += testing::taken(out_.reader, 16'384);
+    timers_.clear();
+    timers_.push_back(loop_.at(EventLoop::now() + lastRead / 10, readSome));
+  };
+  readSome();
+  write("ab", 30'000);
+  in_.writer = {};
+  listen({1h, 1h, lastRead}, [](const JsonObject& message, BrowserChannel::Reply reply) {
+    reply(answerTo(message, 400'000));
+  });
+  EXPECT_EQ(ids(), "ab");
+  EXPECT_GE(EventLoop::now() - start, 2 * lastRead) << "longer than it may read nothing";
+}
+
+/// The browser writes as long as there is room, which ends as the channel does not read.
+TEST_F(BrowserChannelTest, PausedReadsNothingAndThenGoesOnWhereItWas) {
+  constexpr std::size_t enough = 30;
+  bool isPaused = false;
+  bool wasFull = false;
+  std::size_t written = 0;
+  std::size_t handled = 0;
+  auto filling = loop_.onWritable(in_.writer.number(), [&] {
+    ++written;
+    write("a", 4000);
+  });
+  listen({1ms, 60s, 60s}, [&](const JsonObject& message, BrowserChannel::Reply reply) {
+    EXPECT_FALSE(isPaused) << handled;
+    reply(answerTo(message));
+    isPaused = true;
+    channel_->pauseReading();
+    channel_->pauseReading();  // a no-op
+    if (++handled == enough) {
+      filling = {};
+      in_.writer = {};
+    }
+    timers_.push_back(loop_.at(EventLoop::now() + 3ms, [&] {
+      if (in_.writer && !testing::isReady(in_.writer.number(), POLLOUT)) wasFull = true;
+      isPaused = false;
+      channel_->resumeReading();
+      channel_->pauseReading();  // in vain, as is what resumes it first
+      channel_->resumeReading();
+      channel_->resumeReading();
+    }));
+  });
+  EXPECT_TRUE(wasFull);
+  EXPECT_GT(handled, enough);
+  EXPECT_EQ(ids(), std::string(written, 'a'));
 }
 
 }  // namespace

@@ -2,11 +2,11 @@
 
 #include <gtest/gtest.h>
 
-#include <future>
 #include <string>
 
 #include "Base/Json.h"
 #include "tests/Support/TemporaryFolder.h"
+#include "tests/Support/Turning.h"
 
 namespace corvane::RequestProcessing {
 namespace {
@@ -14,108 +14,142 @@ namespace {
 using ErrorCode = ExtensionBrowserApiErrorCode;
 using namespace std::chrono_literals;
 
-/// A main application that notes what it is asked to do and answers as told, at once.
+/// A main application that notes what it is asked to do and answers as told, in exchanges that run
+/// one after another.
 class ScriptedClient final : public ExtensionBrowserApiProtocol {
  public:
+  explicit ScriptedClient(SerialOrder& workOrder) : workOrder_(workOrder) {}
+
   std::string calls;  // each with a semicolon
-  std::optional<EBAAppStateResponse> state = EBAAppStateResponse{true, "de"};
-  Error stateError;
   Error error;
   bool isMute = false;
 
   void appState(ResultReply<EBAAppStateResponse> reply) override {
-    calls += "appState;";
-    reply(state, stateError);
+    exchange("appState", [reply = std::move(reply)]() mutable {
+      reply(EBAAppStateResponse{true, "de"}, std::nullopt);
+    });
   }
   void getCurrentFilteringState(const std::string&, std::int64_t, const std::string&,
                                 ResultReply<EBACurrentFilteringStateResponse> reply) override {
-    EBACurrentFilteringStateResponse record;
-    record.blockedAdsCount = 9007199254740993;
-    reply(error ? std::nullopt : std::optional(record), error);
+    exchange("filtering", [this, reply = std::move(reply)]() mutable {
+      reply(EBACurrentFilteringStateResponse(), error);
+    });
   }
-  void setProtectionStatus(bool, ErrorReply reply) override { note("protection", reply); }
+  void setProtectionStatus(bool, ErrorReply reply) override { plain("protection", reply); }
   void setHttpFilteringStatus(const std::string&, bool, ErrorReply reply) override {
-    note("http", reply);
+    plain("http", reply);
   }
   void setHttpsFilteringStatus(const std::string&, bool,
                                UniqueFunction<void(bool, Error)> reply) override {
-    calls += "https;";
-    reply(false, error);
+    exchange("https", [this, reply = std::move(reply)]() mutable { reply(false, error); });
   }
-  void addRule(const std::string&, ErrorReply reply) override { note("add", reply); }
-  void removeRule(const std::string&, ErrorReply reply) override { note("remove", reply); }
-  void removeCustomRules(const std::string&, ErrorReply reply) override { note("custom", reply); }
+  void addRule(const std::string&, ErrorReply reply) override { plain("add", reply); }
+  void removeRule(const std::string&, ErrorReply reply) override { plain("remove", reply); }
+  void removeCustomRules(const std::string&, ErrorReply reply) override { plain("custom", reply); }
   void openOriginalCert(const std::string&, std::int64_t, const std::string&,
                         ErrorReply reply) override {
-    note("certificate", reply);
+    plain("certificate", reply);
   }
   void reportSite(const std::string&, const std::string&, const std::string&,
                   ResultReply<std::string> reply) override {
-    reply(error ? std::nullopt : std::optional<std::string>("https://report"), error);
+    exchange("report", [this, reply = std::move(reply)]() mutable { reply("there", error); });
   }
-  void openFilteringLog(ErrorReply reply) override { note("openLog", reply); }
-  void openSettings(ErrorReply reply) override { note("openSettings", reply); }
-  void updateApp(ErrorReply reply) override { note("update", reply); }
+  void openFilteringLog(ErrorReply reply) override { plain("openLog", reply); }
+  void openSettings(ErrorReply reply) override { plain("openSettings", reply); }
+  void updateApp(ErrorReply reply) override { plain("update", reply); }
 
  private:
-  void note(const std::string& call, ErrorReply& reply) {
-    calls += call + ";";
-    if (!isMute) reply(error);
+  void exchange(const std::string& call, UniqueFunction<void()> answer) {
+    workOrder_.async([this, call, answer = std::move(answer)]() mutable {
+      calls += call + ";";
+      if (!isMute) answer();
+    });
   }
+  void plain(const std::string& call, ErrorReply& reply) {
+    exchange(call, [this, reply = std::move(reply)]() mutable { reply(error); });
+  }
+
+  SerialOrder& workOrder_;
 };
 
 class RequestProcessingTest : public ::testing::Test {
  protected:
-  void TearDown() override { handlers_.drain(60s); }
-
-  /// Sends one message and gives its reply as "result/data/serial", or "-" when there is none.
-  std::string answerTo(const std::string& type, const std::string& parameters,
-                       Processor* hasty = nullptr) {
-    client_.calls.clear();
-    std::promise<JsonObject> promise;
-    auto future = promise.get_future();
-    Processor& processor = hasty == nullptr ? processor_ : *hasty;
+  /// Sends one message; its reply comes into `replies_`, and "-" when there is none.
+  void send(Processor& processor, const std::string& type, const std::string& parameters) {
+    auto isReplied = std::make_shared<bool>(false);
+    // Destroyed with the callback, called or not.
+    auto end = std::shared_ptr<void>(nullptr, [this, isReplied](void*) {
+      if (!*isReplied) replies_ += "- ";
+    });
     processor.process({{"type", type}, {"id", "r"}, {"parameters", parseJson(parameters).value()}},
-                      [promise = std::move(promise)](const JsonObject& reply) mutable {
-                        promise.set_value(ownCopy(reply));
+                      [this, isReplied, end](const Response& response) {
+                        *isReplied = true;
+                        reply_.clear();
+                        response.addTo(reply_);
+                        const auto* data = findString(reply_, "data");
+                        replies_ += std::string(*findString(reply_, "result")) + "/" +
+                                    std::string(data == nullptr ? "" : *data) + "/" +
+                                    std::string(*findString(reply_, "id")) + " ";
                       });
-    // Announces the state, to whoever waits for it, until there is an answer.
-    while (hasty == nullptr && future.wait_for(1ms) != std::future_status::ready) {
-      if (const auto announced = signalling_.handler(RequestResponseName::appState)) announced();
-    }
-    try {
-      reply_ = future.get();
-    } catch (const std::future_error&) {  // the callback went uncalled
-      return "-";
-    }
-    const auto* data = findString(reply_, "data");
-    std::string answer(*findString(reply_, "result"));
-    answer += "/" + std::string(data == nullptr ? "" : *data);
-    return answer + "/" + std::string(*findString(reply_, "id"));
+  }
+  /// Sends one message and gives its reply as "result/data/serial", or "-" when there is none. The
+  /// state is announced, to whoever waits for it, until there is a reply.
+  std::string answerTo(const std::string& type, const std::string& parameters) {
+    return answerOf(processor_, type, parameters, true);
+  }
+  std::string answerOf(Processor& processor, const std::string& type, const std::string& parameters,
+                       bool isAnnounced) {
+    client_.calls.clear();
+    send(processor, type, parameters);
+    EXPECT_TRUE(testing::turnUntil(loop_, [&] {
+      if (isAnnounced) announce();
+      return !replies_.empty();
+    }));
+    std::string answer = std::exchange(replies_, "");
+    answer.pop_back();
+    return answer;
+  }
+  void announce() {
+    if (const auto owner = signalling_.handler(RequestResponseName::appState)) owner();
+  }
+  /// What was called and replied when all has happened that can.
+  std::string happened() {
+    testing::turnThrough(loop_);
+    return std::exchange(client_.calls, "") + " " + std::exchange(replies_, "");
   }
 
   Environment environment(AppStateListener& listener) {
-    return {client_, listener, [] { return true; },
-            [this] {
+    return {client_,
+            workOrder_,
+            listener,
+            [] { return true; },
+            [this](UniqueFunction<void(bool)> answer) {
               client_.calls += "launch;";
-              return false;
+              launchAnswer_ = std::move(answer);
+              if (!isLaunchSlow_) loop_.post([this] { answerLaunch(false); });
             },
             [] { return std::string("Browser"); }};
   }
 
-  JsonValue state(const char* key) { return reply_.at("appState").at(key); }
+  void answerLaunch(bool isStarted) { std::exchange(launchAnswer_, {})(isStarted); }
 
-  ScriptedClient client_;
-  JsonObject reply_;
+  const std::string forced_ = R"({"forceStartApp":true,"url":"u","port":1})";
+  JsonObject reply_;     // the last one
+  std::string replies_;  // each with a space
   const corvane::testing::TemporaryFolder folder_;
-  Platform::NotificationCenter center_{folder_.path().string()};
-  DispatchQueue handlers_{"SharedResourcesQueue"};
-  DispatchQueue requests_{"SharedResourcesQueue.Requests"};
-  RequestSignalling signalling_{center_, {handlers_, requests_}, "com.example.app", 0ms};
-  AppStateListener patient_{signalling_, 60s};
-  AppStateListener hasty_{signalling_, 0ms};
-  Processor processor_{environment(patient_)};
-  Processor hastyProcessor_{environment(hasty_)};
+  Platform::EventLoop loop_;
+  SerialOrder workOrder_{loop_, "ExtensionBrowserApiClient.sharedWorkQueue"};
+  SerialOrder handlers_{loop_, "SharedResourcesQueue"};
+  SerialOrder requests_{loop_, "SharedResourcesQueue.Requests"};
+  ScriptedClient client_{workOrder_};
+  Platform::NotificationCenter center_{loop_, folder_.path().string()};
+  RequestSignalling signalling_{loop_, center_, {handlers_, requests_}, "com.example.app", 0ms};
+  AppStateListener patient_{loop_, signalling_, 60s};
+  AppStateListener hasty_{loop_, signalling_, 0ms};
+  Processor processor_{loop_, environment(patient_)};
+  Processor hastyProcessor_{loop_, environment(hasty_)};
+  bool isLaunchSlow_ = false;
+  UniqueFunction<void(bool)> launchAnswer_;
 };
 
 TEST_F(RequestProcessingTest, StopsWhereItFails) {
@@ -126,46 +160,68 @@ TEST_F(RequestProcessingTest, StopsWhereItFails) {
   EXPECT_EQ(answerTo("setFilteringStatus", switches),
             "error/Can't connect to main app, timeout reached./2");
   EXPECT_EQ(client_.calls, "http;");
-  EXPECT_EQ(answerTo("getCurrentFilteringState", R"({"forceStartApp":true})"),
-            "error/Can't start main app./3");
-  EXPECT_EQ(client_.calls, "launch;");
   client_.error = std::nullopt;
-  EXPECT_EQ(answerTo("removeCustomRules", R"({"url":"u"})", &hastyProcessor_),
+  EXPECT_EQ(answerOf(hastyProcessor_, "removeCustomRules", R"({"url":"u"})", false),
             "error/AppState timeout occured/1");
-  EXPECT_EQ(state("locale"), "en") << "the state as it was before";
+  EXPECT_EQ(reply_.at("appState").at("locale"), "en") << "the state as it was before";
 }
 
 TEST_F(RequestProcessingTest, ARefusedRequestLeavesTheSignalWithItsOwner) {
   int ownersSignals = 0;
   signalling_.setHandler(RequestResponseName::appState, [&] { ++ownersSignals; });
   client_.isMute = true;  // as when the request could not be written
-  EXPECT_EQ(answerTo("removeCustomRules", R"({"url":"u"})", &hastyProcessor_), "-");
+  EXPECT_EQ(answerOf(hastyProcessor_, "removeCustomRules", R"({"url":"u"})", false), "-");
   signalling_.handler(RequestResponseName::appState)();
   EXPECT_EQ(ownersSignals, 1);
 }
 
-TEST_F(RequestProcessingTest, CarriesResultsAlsoOnFailure) {
-  answerTo("getCurrentFilteringState", R"({"forceStartApp":false,"url":"u","port":1})");
-  EXPECT_EQ(reply_.at("parameters").at("blockedAdsCount"), 9007199254740993);
-  answerTo("reportSite", R"({"url":"u","referrer":"r","userAgent":"a"})");
-  EXPECT_EQ(reply_.at("parameters").at("reportUrl"), "https://report");
-  client_.error = ErrorCode::other(std::nullopt);
-  EXPECT_EQ(answerTo("reportSite", R"({"url":"u","referrer":"r","userAgent":"a"})"),
-            "error/Unknown error occured./3");
-  EXPECT_EQ(reply_.at("parameters").at("reportUrl"), "");
+/// No other exchange comes between a change and the state that is read after it was announced.
+TEST_F(RequestProcessingTest, AChangeOfStateHoldsUpAllExchangesUntilItIsAnnounced) {
+  send(processor_, "setProtectionStatus", R"({"isEnabled":true})");
+  send(processor_, "openSettings", "{}");
+  send(processor_, "getCurrentAppState", "{}");
+  EXPECT_EQ(happened(), "protection; ");
+  announce();
+  EXPECT_EQ(happened(), "appState;appState;appState;openSettings; ok//3 ok//1 ok//2 ");
+  client_.error = ErrorCode::other("broken");
+  send(processor_, "setProtectionStatus", R"({"isEnabled":true})");
+  EXPECT_EQ(happened(), "protection; error/broken/4 ") << "nothing to wait for";
 }
 
-TEST_F(RequestProcessingTest, ReadsTheStateOfAMainApplicationThatIsSilentOrFails) {
-  client_.state = std::nullopt;
-  client_.stateError = ErrorCode::linkTimeout();
-  EXPECT_EQ(answerTo("addRule", R"({"ruleText":"x"})"), "ok//1");
-  EXPECT_EQ(state("isRunning"), false);
-  EXPECT_EQ(state("locale"), "en");
-  client_.stateError = ErrorCode::other("broken");
-  EXPECT_EQ(answerTo("addRule", R"({"ruleText":"x"})"), "error/broken/2");
-  EXPECT_EQ(client_.calls, "appState;") << "the command itself is not run";
-  EXPECT_EQ(answerTo("init", R"({"apiVersion":"2"})"), "error/broken/3");
-  EXPECT_EQ(reply_.at("parameters").at("isValidatedOnHost"), false);
+/// The second one takes the signal over from the first: one announcement ends one of them.
+TEST_F(RequestProcessingTest, ChangesOfStateOneAfterAnotherAreEachAnnounced) {
+  int ownersSignals = 0;
+  signalling_.setHandler(RequestResponseName::appState, [&] { ++ownersSignals; });
+  for (const char* isEnabled : {"true", "false"})
+    send(processor_, "setProtectionStatus", std::string(R"({"isEnabled":)") + isEnabled + "}");
+  EXPECT_EQ(happened(), "protection; ");
+  announce();
+  EXPECT_EQ(happened(), "protection; ");
+  announce();
+  EXPECT_EQ(happened(), "appState;appState; ok//1 ok//2 ");
+  announce();
+  EXPECT_EQ(ownersSignals, 0) << "intercepted twice, it does not come back";
+}
+
+TEST_F(RequestProcessingTest, AForcedStartHoldsUpAllCommandsUntilTheStateIsAnnounced) {
+  isLaunchSlow_ = true;
+  for (const bool isStarted : {true, false}) {
+    send(processor_, "getCurrentFilteringState", forced_);
+    send(processor_, "getCurrentAppState", "{}");
+    announce();
+    EXPECT_EQ(happened(), "launch; ");
+    answerLaunch(isStarted);
+    if (!isStarted) break;
+    EXPECT_EQ(happened(), " ") << "an announcement before the start does not count";
+    announce();
+    EXPECT_EQ(happened(), "appState;filtering;appState; ok//1 ok//2 ");
+  }
+  EXPECT_EQ(happened(), "appState; error/Can't start main app./3 ok//4 ");
+  send(hastyProcessor_, "getCurrentFilteringState", forced_);
+  EXPECT_EQ(happened(), "launch; ");
+  answerLaunch(true);
+  EXPECT_TRUE(testing::turnUntil(loop_, [&] { return replies_ == "ok//1 "; }))
+      << "not announced in time, it is asked all the same";
 }
 
 }  // namespace

@@ -17,8 +17,8 @@ import unittest
 from concurrent.futures import ThreadPoolExecutor
 from pathlib import Path
 
-from asking import PUSH, TIMEOUT, receive, send
-from host import DEADLINE, Container, Host, MainApplication, Observers, request
+from asking import TIMEOUT, receive, send
+from host import DEADLINE, PUSH, Container, Host, MainApplication, Observers, request
 from standstill import stopped, stopped_holder
 
 PAGE = "getCurrentFilteringState"

@@ -1,5 +1,6 @@
 #include "tools/corvane-main-app/Announcer.h"
 
+#include <algorithm>
 #include <thread>
 
 #include "tools/corvane-main-app/Vocabulary.h"
@@ -35,7 +36,7 @@ void Announcer::changedByRequest() {
 
 void Announcer::finish() {
   if (planned_.empty()) return;
-  std::this_thread::sleep_until(std::min(*planned_.begin(), Clock::now() + pauseAfterStart));
+  std::this_thread::sleep_until(std::min(planned_.begin()->first, Clock::now() + pauseAfterStart));
   planned_.clear();
   announce();
 }
@@ -43,8 +44,8 @@ void Announcer::finish() {
 void Announcer::plan(Clock::time_point earliest) {
   const Clock::time_point due(
       std::chrono::ceil<milliseconds>(earliest.time_since_epoch()) / grid * grid + grid);
-  if (!planned_.insert(due).second) return;
-  loop_.at(due, [this, due] {
+  if (planned_.contains(due)) return;
+  planned_[due] = loop_.at(due, [this, due] {
     planned_.erase(due);
     announce();
   });

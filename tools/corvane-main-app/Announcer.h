@@ -1,20 +1,23 @@
 #pragma once
 
-#include <set>
+#include <map>
 
+#include "Platform/EventLoop.h"
 #include "Platform/NotificationCenter.h"
-#include "tools/corvane-main-app/MainLoop.h"
 
 namespace corvane::MainApp {
 
+using Clock = Platform::EventLoop::Clock;
+
 /// Announces the application's state to the hosts: posts `appState`. A host that misses the
 /// announcement it waits for stands still for 300 s, and it listens only from a moment on that
-/// nobody outside knows; so announcements keep a distance from what set the host waiting. Main
-/// thread only.
+/// nobody outside knows; so announcements keep a distance from what set the host waiting. On the
+/// loop's thread.
 class Announcer {
  public:
   /// `center` and `loop` must outlive this object.
-  Announcer(Platform::NotificationCenter& center, MainLoop& loop) : center_(center), loop_(loop) {}
+  Announcer(Platform::NotificationCenter& center, Platform::EventLoop& loop)
+      : center_(center), loop_(loop) {}
 
   /// The application has been started at `start`, perhaps by a host: 500 ms from then.
   void started(Clock::time_point start);
@@ -38,8 +41,8 @@ class Announcer {
   void announce();
 
   Platform::NotificationCenter& center_;
-  MainLoop& loop_;
-  std::set<Clock::time_point> planned_;
+  Platform::EventLoop& loop_;
+  std::map<Clock::time_point, Platform::EventLoop::Registration> planned_;  // by when they are due
   int count_ = 0;
 };
 

@@ -30,7 +30,7 @@ Result<Done> Commands::outcomeOf(std::string_view line) {
   } else if (word == "announce") {
     surroundings_.announcer.changedHere();
   } else if (word == "quit") {
-    surroundings_.loop.end();
+    surroundings_.loop.endTurn();
   } else {
     return refused("no such command: " + std::string(word));
   }

@@ -9,7 +9,6 @@
 #include "tools/corvane-main-app/Exchange.h"
 #include "tools/corvane-main-app/Faults.h"
 #include "tools/corvane-main-app/LogLevel.h"
-#include "tools/corvane-main-app/MainLoop.h"
 #include "tools/corvane-main-app/Output.h"
 
 namespace corvane::MainApp {

@@ -1,19 +1,12 @@
 #include "tools/corvane-main-app/ControlInput.h"
 
 #include <fcntl.h>
-#include <poll.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <array>
 #include <cerrno>
 #include <csignal>
-#include <string_view>
-#include <system_error>
-#include <thread>
-#include <utility>
-
-#include "Platform/Threads.h"
 
 namespace corvane::MainApp {
 namespace {
@@ -44,44 +37,33 @@ void takeLines(std::string& text, UniqueFunction<void(std::string)>& line) {
   text.erase(0, begin);
 }
 
-/// What the thread does. A descriptor below zero is one that `poll` passes over.
-[[noreturn]] void readFor(int descriptor, int signals, ControlInput input) {
-  Platform::nameThisThread("control");
-  std::array<char, 4096> piece{};
-  std::string text;
-  pollfd sources[] = {{descriptor, POLLIN, 0}, {signals, POLLIN, 0}};
-  for (;;) {
-    if (::poll(sources, 2, -1) < 0) continue;
-    if (sources[1].revents != 0) {
-      if (::read(signals, piece.data(), piece.size()) > 0) input.signal();
-    }
-    if (sources[0].revents == 0) continue;
-    const ssize_t count = ::read(descriptor, piece.data(), piece.size());
-    if (count < 0 && (errno == EINTR || errno == EAGAIN)) continue;
-    if (count > 0) {
-      text.append(piece.data(), static_cast<std::size_t>(count));
-      takeLines(text, input.line);
-    } else {
-      sources[0].fd = -1;
-      input.end();
-    }
-  }
-}
-
 }  // namespace
 
-bool ControlInput::start(int descriptor, ControlInput input) {
+bool ControlInput::start(int descriptor) {
   int ends[2] = {-1, -1};
   if (::pipe(ends) != 0) return false;
   for (const int end : ends) ::fcntl(end, F_SETFD, FD_CLOEXEC);
   ::fcntl(ends[1], F_SETFL, O_NONBLOCK);
   signalEnd = ends[1];
-  try {
-    std::thread(readFor, descriptor, ends[0], std::move(input)).detach();
-  } catch (const std::system_error&) {
-    return false;
-  }
+  signals_ = loop_.onReadable(ends[0], [this, signals = ends[0]] {
+    std::array<char, 16> bytes{};
+    if (::read(signals, bytes.data(), bytes.size()) > 0) handlers_.signal();
+  });
+  lines_ = loop_.onReadable(descriptor, [this, descriptor] { readLines(descriptor); });
   return handleSignals();
+}
+
+void ControlInput::readLines(int descriptor) {
+  std::array<char, 4096> piece{};
+  const ssize_t count = ::read(descriptor, piece.data(), piece.size());
+  if (count < 0 && (errno == EINTR || errno == EAGAIN)) return;
+  if (count > 0) {
+    text_.append(piece.data(), static_cast<std::size_t>(count));
+    takeLines(text_, handlers_.line);
+  } else {
+    lines_ = {};
+    handlers_.end();
+  }
 }
 
 bool isHeldBySomebody(int descriptor) {

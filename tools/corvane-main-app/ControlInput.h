@@ -3,23 +3,39 @@
 #include <string>
 
 #include "Base/UniqueFunction.h"
+#include "Platform/EventLoop.h"
 
 namespace corvane::MainApp {
 
 /// What is asked of the application from outside the link: lines on standard input, and the signals
-/// that end it.
-struct ControlInput {
-  /// All are called on a thread of the input's own.
-  UniqueFunction<void(std::string)> line;  ///< a line has come, without its end
-  UniqueFunction<void()> end;              ///< no more lines will come
-  UniqueFunction<void()> signal;           ///< SIGTERM or SIGINT has come
+/// that end it. At most one at a time. On the loop's thread.
+class ControlInput {
+ public:
+  struct Handlers {
+    UniqueFunction<void(std::string)> line;  ///< a line has come, without its end
+    UniqueFunction<void()> end;              ///< no more lines will come
+    UniqueFunction<void()> signal;           ///< SIGTERM or SIGINT has come
+  };
 
-  /// Reads `descriptor` from now on, to its end, and takes the signals over. Once per process; the
-  /// thread never ends. False when the system gives no thread or pipe for it.
-  static bool start(int descriptor, ControlInput input);
+  /// `loop` must outlive this object; it calls the handlers, from `start` on.
+  ControlInput(Platform::EventLoop& loop, Handlers handlers)
+      : loop_(loop), handlers_(std::move(handlers)) {}
+
+  /// Reads `descriptor` to its end and takes the signals over. The descriptor stays the caller's
+  /// and must stay open. False when the system provides no pipe for the signals. Once per process.
+  bool start(int descriptor);
+
+ private:
+  void readLines(int descriptor);
+
+  Platform::EventLoop& loop_;
+  Handlers handlers_;
+  std::string text_;  // read, and not yet a whole line
+  Platform::EventLoop::Registration lines_;
+  Platform::EventLoop::Registration signals_;
 };
 
-/// Whether somebody holds the other end of `descriptor`: it is a pipe, a socket or a terminal.
+/// Whether `descriptor` has another end that can be closed: it is a pipe, a socket or a terminal.
 bool isHeldBySomebody(int descriptor);
 
 }  // namespace corvane::MainApp

@@ -43,7 +43,14 @@ void spoil(ExchangeRecord& reply, std::string& file, const std::vector<Fault>& m
 }  // namespace
 
 bool Exchange::listen() {
-  return surroundings_.loop.hear(notificationName("exchange"), [this] { takeRequests(); });
+  return surroundings_.center.observe(notificationName("exchange"), [this] {
+    if (std::exchange(isTakingPosted_, true)) return;
+    surroundings_.loop.post([this] {
+      surroundings_.center.deliverPending();  // one look is enough for all that have come
+      isTakingPosted_ = false;
+      takeRequests();
+    });
+  });
 }
 
 void Exchange::takeRequests() {
@@ -66,9 +73,12 @@ void Exchange::receive(ExchangeRecord request) {
   if (find(misdeeds, Kind::silent) != nullptr) return;
   const Fault* late = find(misdeeds, Kind::late);
   if (late == nullptr) return answer(request, misdeeds);
-  surroundings_.loop.at(
-      Clock::now() + std::chrono::milliseconds(late->number),
-      [this, request = std::move(request), misdeeds] { answer(request, misdeeds); });
+  late_[takenCount_] =
+      surroundings_.loop.at(Clock::now() + std::chrono::milliseconds(late->number),
+                            [this, number = takenCount_, request = std::move(request), misdeeds] {
+                              answer(request, misdeeds);
+                              late_.erase(number);
+                            });
 }
 
 void Exchange::answer(const ExchangeRecord& request, const Misdeeds& misdeeds) {

@@ -1,16 +1,17 @@
 #pragma once
 
+#include <map>
 #include <string>
 #include <vector>
 
 #include "Base/Json.h"
 #include "Base/Result.h"
+#include "Platform/EventLoop.h"
 #include "Platform/NotificationCenter.h"
 #include "SharedComponents/ExchangeRecord.h"
 #include "tools/corvane-main-app/Announcer.h"
 #include "tools/corvane-main-app/ApplicationState.h"
 #include "tools/corvane-main-app/Faults.h"
-#include "tools/corvane-main-app/MainLoop.h"
 #include "tools/corvane-main-app/Output.h"
 #include "tools/corvane-main-app/RequestFile.h"
 #include "tools/corvane-main-app/ResponseFiles.h"
@@ -20,15 +21,15 @@ namespace corvane::MainApp {
 /// What an exchange needs of the rest of the application; all of it must outlive the exchange.
 struct Surroundings {
   Platform::NotificationCenter& center;
-  MainLoop& loop;
+  Platform::EventLoop& loop;
   Announcer& announcer;
   ApplicationState& state;
   Faults& faults;
   const Output& output;
 };
 
-/// The application's side of the link: takes requests, has them answered, gives the replies. Main
-/// thread only.
+/// The application's side of the link: takes requests, has them answered, gives the replies. On
+/// the loop's thread.
 class Exchange {
  public:
   /// `requests` and `responses` must outlive it as well.
@@ -55,9 +56,11 @@ class Exchange {
   RequestFile& requests_;
   ResponseFiles& responses_;
   const Surroundings surroundings_;
+  bool isTakingPosted_ = false;
   std::int64_t takenCount_ = 0;
   std::int64_t givenCount_ = 0;
   std::int64_t failedCount_ = 0;
+  std::map<std::int64_t, Platform::EventLoop::Registration> late_;  // by the request's number
 };
 
 }  // namespace corvane::MainApp

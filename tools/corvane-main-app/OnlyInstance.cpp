@@ -1,8 +1,6 @@
 #include "tools/corvane-main-app/OnlyInstance.h"
 
 #include <chrono>
-#include <memory>
-#include <semaphore>
 
 #include "SharedComponents/Configuration.h"
 #include "tools/corvane-main-app/Vocabulary.h"
@@ -38,13 +36,18 @@ Result<std::optional<OnlyInstance>> OnlyInstance::await(const std::string& conta
   return std::optional(OnlyInstance(std::move(file).value()));
 }
 
-bool haveStateAnnounced(Platform::NotificationCenter& center) {
+bool haveStateAnnounced(Platform::EventLoop& loop, Platform::NotificationCenter& center) {
   constexpr std::chrono::seconds longestWait{2};
-  const auto announced = std::make_shared<std::counting_semaphore<>>(0);
   const std::string name = notificationName("appState");
-  if (!center.observe(name, [announced] { announced->release(); })) return false;
+  bool wasAnnounced = false;
+  const auto announced = [&] {
+    center.stopObserving(name);  // the first one ends the turn
+    wasAnnounced = true;
+    loop.endTurn();
+  };
+  if (!center.observe(name, announced)) return false;
   center.post(notificationName("ready"));
-  const bool wasAnnounced = announced->try_acquire_for(longestWait);
+  loop.turnUntil(Platform::EventLoop::now() + longestWait);
   center.stopObserving(name);
   return wasAnnounced;
 }

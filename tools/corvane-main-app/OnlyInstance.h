@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "Base/Result.h"
+#include "Platform/EventLoop.h"
 #include "Platform/File.h"
 #include "Platform/NotificationCenter.h"
 
@@ -26,8 +27,8 @@ class OnlyInstance {
   Platform::File file_;
 };
 
-/// Asks the instance that runs to announce its state, by `ready`, and waits for that: 2 s at most.
-/// False when it has not done so.
-bool haveStateAnnounced(Platform::NotificationCenter& center);
+/// Asks the instance that runs to announce its state, by `ready`, and turns `loop`, which is that
+/// of `center`, until it has: for 2 s at most. False when it has not done so.
+bool haveStateAnnounced(Platform::EventLoop& loop, Platform::NotificationCenter& center);
 
 }  // namespace corvane::MainApp

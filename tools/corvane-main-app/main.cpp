@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "Platform/ApplicationRegistration.h"
+#include "Platform/EventLoop.h"
 #include "Platform/NotificationCenter.h"
 #include "Platform/RunningApplications.h"
 #include "Platform/StandardStreams.h"
@@ -22,6 +23,7 @@ namespace corvane::MainApp {
 namespace {
 
 using Platform::ApplicationRegistration;
+using Platform::EventLoop;
 using Platform::NotificationCenter;
 
 int fail(const std::string& what, const Failure& failure) {
@@ -34,21 +36,24 @@ int refuse(const std::string& what) {
   return 1;
 }
 
-/// The one instance that runs. Lives until the process ends: threads that never end refer to it.
+/// The one instance that runs.
 struct Application {
-  Application(const Options& options, const std::string& container, NotificationCenter& theCenter,
-              int output)
-      : center(theCenter),
-        output(output, options.prints),
+  Application(const Options& options, const std::string& container, EventLoop& theLoop,
+              NotificationCenter& theCenter, Platform::BrowserDescriptors streams)
+      : loop(theLoop),
+        center(theCenter),
+        endsWithInput(!options.isDaemon && isHeldBySomebody(streams.input)),
+        output(streams.output, options.prints),
         state(options.locale),
         level(container, center),
         responses(container + "/Data", faults),
         requests(container + "/Data", faults) {}
 
+  EventLoop& loop;
   NotificationCenter& center;
+  const bool endsWithInput;
   const Output output;
   Faults faults;
-  MainLoop loop{center};
   Announcer announcer{center, loop};
   ApplicationState state;
   LogLevel level;
@@ -57,30 +62,19 @@ struct Application {
   const Surroundings surroundings{center, loop, announcer, state, faults, output};
   Exchange exchange{requests, responses, surroundings};
   Commands commands{surroundings, exchange, level};
+  ControlInput controls{loop,
+                        {[this](const std::string& line) { commands.run(line); },
+                         [this] {
+                           if (endsWithInput) loop.endTurn();
+                         },
+                         [this] { loop.endTurn(); }}};
 };
 
 /// Hears from now on of requests, which are not lost then, and of second starts.
 bool listen(Application& application) {
-  const auto secondStart = [&application] {
-    application.loop.post([&application] { application.announcer.started(Clock::now()); });
-  };
+  const auto secondStart = [&application] { application.announcer.started(Clock::now()); };
   return application.exchange.listen() &&
          application.center.observe(notificationName("ready"), secondStart);
-}
-
-bool readControls(Application& application, int input, bool isDaemon) {
-  const bool endsWithInput = !isDaemon && isHeldBySomebody(input);
-  const auto end = [&application] {
-    application.loop.post([&application] { application.loop.end(); });
-  };
-  const auto line = [&application](std::string text) {
-    application.loop.post(
-        [&application, text = std::move(text)] { application.commands.run(text); });
-  };
-  const auto inputEnd = [end, endsWithInput] {
-    if (endsWithInput) end();
-  };
-  return ControlInput::start(input, {line, inputEnd, end});
 }
 
 /// Runs as the one instance in `container` until it is told to end.
@@ -96,21 +90,21 @@ int runInstance(Application& application, const std::string& container, const Op
   auto registration = ApplicationRegistration::make(
       container, Configuration::MainAppBundleIdentifier, application.center);
   if (!registration) return fail("registration", registration.failure());
-  if (!readControls(application, input, options.isDaemon)) return refuse("no thread for commands");
+  if (!application.controls.start(input)) return refuse("commands and signals can't be heard");
   application.output.line("ready");
   application.announcer.started(start);
-  application.loop.run();
+  application.loop.turnUntil(Clock::time_point::max());
   return 0;
 }
 
 /// Becomes the one instance, or has the one that runs announce its state; nothing then. One that
 /// announces and does not count as running any more is ending: its place is taken.
-Result<std::optional<OnlyInstance>> becomeInstance(const std::string& container,
+Result<std::optional<OnlyInstance>> becomeInstance(const std::string& container, EventLoop& loop,
                                                    NotificationCenter& center) {
   auto claimed = OnlyInstance::claim(container);
   if (!claimed || claimed.value()) return claimed;
-  if (haveStateAnnounced(center)) {
-    const Platform::RunningApplications applications(container, center);
+  if (haveStateAnnounced(loop, center)) {
+    const Platform::RunningApplications applications(loop, container, center);
     if (applications.instancesOf(Configuration::MainAppBundleIdentifier) > 0) return claimed;
     return OnlyInstance::await(container);
   }
@@ -122,13 +116,14 @@ Result<std::optional<OnlyInstance>> becomeInstance(const std::string& container,
 int run(const Options& options, Platform::BrowserDescriptors streams, Clock::time_point start) {
   const auto container = makeContainer(options.container);
   if (!container) return fail("container", container.failure());
-  static auto& center = *new NotificationCenter(container.value());
-  auto instance = becomeInstance(container.value(), center);
+  EventLoop loop;
+  NotificationCenter center(loop, container.value());
+  auto instance = becomeInstance(container.value(), loop, center);
   int status = 0;
   if (!instance) {
     status = fail("start", instance.failure());
   } else if (instance.value()) {
-    static auto& application = *new Application(options, container.value(), center, streams.output);
+    Application application(options, container.value(), loop, center, streams);
     status = runInstance(application, container.value(), options, streams.input, start);
     application.announcer.finish();  // not registered any more: whoever asks learns that it ends
   }

@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <thread>
 
+#include "Platform/EventLoop.h"
 #include "Platform/File.h"
 #include "Platform/GroupContainers.h"
 #include "Platform/NotificationCenter.h"
@@ -135,8 +136,9 @@ std::vector<ExchangeFileFacts> exchangeFilesIn(const std::string& container,
 }
 
 int runningInstances(const std::string& container) {
-  Platform::NotificationCenter unused(container);
-  const Platform::RunningApplications applications(container, unused);
+  Platform::EventLoop loop;  // only to be asked: it never turns
+  Platform::NotificationCenter unused(loop, container);
+  const Platform::RunningApplications applications(loop, container, unused);
   return applications.instancesOf(Configuration::MainAppBundleIdentifier);
 }
 

@@ -28,6 +28,7 @@ constexpr Beginning messages[] = {
     {"Exchange object for ", DDLogFlag::warning},
     {"buffer is corrupted", DDLogFlag::warning},
     {"A reply has ", DDLogFlag::warning},
+    {"The browser does not read", DDLogFlag::warning},
     {"Cleared file on ", DDLogFlag::info},
 };
 

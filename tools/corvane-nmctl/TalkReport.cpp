@@ -6,9 +6,13 @@
 #include <utility>
 #include <vector>
 
-#include "tools/corvane-nmctl/RequestTable.h"
+#include "tools/corvane-nmctl/RequestHelp.h"
 
 namespace corvane::Nmctl {
+
+using RequestProcessing::BrowserCommand;
+using RequestProcessing::browserCommands;
+
 namespace {
 
 constexpr char indent[] = "    ";
@@ -149,13 +153,15 @@ void TalkReport::ended(const std::string& how) {
 void TalkReport::help() {
   if (output_.isJson()) {
     JsonObject commands;
-    for (const RequestKind& kind : requestKinds()) commands[kind.type] = usageOf(kind);
+    for (const BrowserCommand& command : browserCommands) commands[command.type] = usageOf(command);
     return event("help", {{"commands", commands}});
   }
   removePrompt();
   std::vector<std::vector<std::string>> rows;
-  for (const RequestKind& kind : requestKinds())
-    rows.push_back({std::string(kind.type), usageOf(kind), std::string(kind.purpose)});
+  rows.reserve(browserCommands.size());
+  for (const BrowserCommand& command : browserCommands)
+    rows.push_back(
+        {std::string(command.type), usageOf(command), std::string(purposeOf(command.id))});
   output_.table({"command", "parameters", "to"}, rows);
   output_.line(
       "\nA value with blanks stands in quotes; key:='[1, 2]' takes any JSON; a line that begins\n"

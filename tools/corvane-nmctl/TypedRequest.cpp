@@ -7,9 +7,13 @@
 #include <string>
 #include <utility>
 
-#include "tools/corvane-nmctl/RequestTable.h"
+#include "corvane-nm/RequestProcessing/BrowserCommands.h"
 
 namespace corvane::Nmctl {
+
+using RequestProcessing::BrowserCommand;
+using RequestProcessing::RequiredParameter;
+
 namespace {
 
 constexpr std::string_view blanks = " \t\r";
@@ -66,10 +70,10 @@ Result<JsonValue> jsonValue(const std::string& text) {
   return JsonValue(std::move(array.front()));
 }
 
-JsonValue plainValue(const Value& value, const RequestParameter* known) {
+JsonValue plainValue(const Value& value, const RequiredParameter* known) {
   const std::string& text = value.text;
   const bool isText =
-      value.isQuoted || (known != nullptr && known->kind == RequestParameter::Kind::text);
+      value.isQuoted || (known != nullptr && known->kind == RequiredParameter::Kind::text);
   if (!isText) {
     if (text == "true" || text == "false") return text == "true";
     std::int64_t number = 0;
@@ -80,14 +84,14 @@ JsonValue plainValue(const Value& value, const RequestParameter* known) {
   return JsonValue(text);
 }
 
-const RequestParameter* findParameter(const RequestKind& kind, std::string_view name) {
-  const auto found = std::find_if(kind.parameters.begin(), kind.parameters.end(),
-                                  [&](const RequestParameter& one) { return one.name == name; });
-  return found == kind.parameters.end() ? nullptr : &*found;
+const RequiredParameter* findParameter(const BrowserCommand& command, std::string_view name) {
+  const auto found = std::find_if(command.parameters.begin(), command.parameters.end(),
+                                  [&](const RequiredParameter& one) { return one.name == name; });
+  return found == command.parameters.end() ? nullptr : &*found;
 }
 
 /// Takes "key=value" or "key:=json".
-Result<Done> takeParameter(std::string_view& rest, const RequestKind& kind,
+Result<Done> takeParameter(std::string_view& rest, const BrowserCommand& command,
                            JsonObject& parameters) {
   const std::size_t end = rest.find_first_of(" \t\r=");
   if (end == 0 || end == std::string_view::npos || rest[end] != '=')
@@ -99,7 +103,7 @@ Result<Done> takeParameter(std::string_view& rest, const RequestKind& kind,
   const auto value = takeValue(rest);
   if (!value) return value.failure();
   if (!isJson) {
-    parameters[key] = plainValue(value.value(), findParameter(kind, key));
+    parameters[key] = plainValue(value.value(), findParameter(command, key));
     return Done{};
   }
   auto json = jsonValue(value->text);
@@ -119,11 +123,11 @@ Result<JsonObject> typedRequest(std::string_view line, const std::string& id) {
     return std::move(value->as_object());
   }
   const std::string_view type = taken(rest, std::min(rest.find_first_of(blanks), rest.size()));
-  const RequestKind* const kind = findRequestKind(type);
-  if (kind == nullptr) return refusal("no such command: " + std::string(type) + " (try: help)");
+  const BrowserCommand* const command = RequestProcessing::findBrowserCommand(type);
+  if (command == nullptr) return refusal("no such command: " + std::string(type) + " (try: help)");
   JsonObject parameters;
   for (skipBlanks(rest); !rest.empty(); skipBlanks(rest))
-    if (auto done = takeParameter(rest, *kind, parameters); !done) return done.failure();
+    if (auto done = takeParameter(rest, *command, parameters); !done) return done.failure();
   JsonObject message{{"type", JsonValue(type)}, {"id", id}};
   if (!parameters.empty()) message["parameters"] = std::move(parameters);
   return message;

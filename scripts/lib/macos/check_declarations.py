@@ -1,10 +1,10 @@
 #!/usr/bin/env python3
 """Holds the stand-in headers against two independent descriptions of macOS.
 
-usage: check_declarations.py --dts DIR --pascal DIR --include DIR --stubs DIR -- CLANG ARGS...
+usage: check_declarations.py --dts DIR --pascal DIR... --include DIR --stubs DIR -- CLANG ARGS...
 
 --dts     TypeScript declarations generated from a current SDK (npm @nativescript/macos-node-api, types/)
---pascal  Pascal bindings parsed from an older SDK (apt fpc-source-3.2.2, packages/cocoaint/src)
+--pascal  Pascal bindings parsed from an older SDK (apt fpc-source-3.2.2, packages/cocoaint/src and univint/src)
 --include the stand-in headers; only declarations found there are checked
 --stubs   the linker stubs; each framework class and symbol must belong to that framework
 CLANG ARGS compile, for the syntax only, a file that includes every stand-in header
@@ -22,7 +22,7 @@ def clang_category(text):
     t = re.sub(r"\b(_Nonnull|_Nullable|_Null_unspecified|__unsafe_unretained|__strong|__kindof)\b", "", text)
     t = re.sub(r"\b(const|OS_OBJECT_RETURNS_RETAINED)\b", "", t)
     t = re.sub(r"\s+", " ", t).strip()
-    if "(^" in t or "(*" in t or t.endswith(("_handler_t", "Callback")):
+    if "(^" in t or "(*" in t or t == "CFFileDescriptorCallBack":
         return "function", nullable
     if t in ("instancetype",):
         return "self", nullable
@@ -44,7 +44,7 @@ def clang_category(text):
         return "void", nullable
     if t.startswith("CF") and (t.endswith("Ref") or t == "CFRunLoopMode"):
         return "object", nullable
-    if t in ("dispatch_queue_t", "os_log_t"):
+    if t == "os_log_t":
         return "NSObject", nullable
     return "number:" + t, nullable
 
@@ -187,9 +187,9 @@ class TypeScript:
 class Pascal:
     label = "Pascal"
 
-    def __init__(self, folder):
+    def __init__(self, folders):
         self.methods, self.constants = collections.defaultdict(list), {}
-        for path in sorted(folder.rglob("*.inc")):
+        for path in sorted(path for folder in folders for kind in ("*.inc", "*.pas") for path in folder.rglob(kind)):
             owner = None
             for line in path.read_text(errors="replace").splitlines():
                 if m := re.match(r"\s*(\w+) = objcclass external", line):
@@ -202,6 +202,8 @@ class Pascal:
                     self.methods[owner, m[4]].append((bool(m[1]), m[4].count(":")))
                 elif m := re.match(r"\s*(\w+) = (\$[0-9A-Fa-f]+|\d+);", line):
                     self.constants[m[1]] = int(m[2][1:], 16) if m[2][0] == "$" else int(m[2])
+                elif m := re.match(r"\s*(\w+) = UInt32\((\d+) shl (\d+)\);", line):
+                    self.constants[m[1]] = int(m[2]) << int(m[3])
 
 
 # ---- judging ---------------------------------------------------------------------------------
@@ -242,7 +244,7 @@ def judge(kind, owner, name, mine, ts, pascal):
             yes.append(ts.label)
         if name in pascal.constants and not misses:
             yes.append(pascal.label)
-        if misses and not hits:
+        if misses:
             no.append(f"Pascal has {pascal.constants[name]}, not {mine}")
         return yes, no
     if kind == "variable":
@@ -297,7 +299,7 @@ def check_stubs(folder, ts):
 def main():
     parser = argparse.ArgumentParser()
     parser.add_argument("--dts", type=pathlib.Path, required=True)
-    parser.add_argument("--pascal", type=pathlib.Path, required=True)
+    parser.add_argument("--pascal", type=pathlib.Path, nargs="+", required=True)
     parser.add_argument("--include", type=pathlib.Path, required=True)
     parser.add_argument("--stubs", type=pathlib.Path, required=True)
     parser.add_argument("command", nargs="+")

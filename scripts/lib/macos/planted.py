@@ -3,8 +3,7 @@
 
 usage: planted.py [WORD]     from the root of the tree; with WORD only those whose description holds it
 
-Prints one row for each, as docs/macos.md has them: what was planted, which step saw it. Fails when a step sees more or
-less than stands here.
+Prints one row for each: what was planted, which step saw it. Fails when a step sees more or less than stands here.
 """
 import pathlib, shutil, subprocess, sys
 
@@ -15,9 +14,9 @@ LAYER, STAND_IN = "Platform/macOS/", "scripts/lib/macos/include/"
 # What it is, who sees it, the file, the text there, the text in its place. No text: at the end of the file.
 PLANTED = [
     ("a header without a source for macOS", RULES, "Platform/Planted.h", "", "#pragma once\n"),
-    ("an Objective-C type in a header", RULES, LAYER + "WorkspaceObserver.h", "", "@class NSString;\n"),
+    ("an Objective-C type in a header", RULES, "Platform/RunningApplications.h", "", "@class NSString;\n"),
     ("a source without `assume_nonnull`", RULES, LAYER + "GroupSettings.mm", "#pragma clang assume_nonnull begin", ""),
-    ("a block that captures a reference", RULES, LAYER + "NotificationCenter.cpp", "deliver(observed)", "deliver(name)"),
+    ("a block that captures a reference", RULES, LAYER + "ApplicationLauncher.mm", "connection->post(", "loop.post("),
     ("stand-in: another value of an enumeration", STAND_INS, STAND_IN + "Foundation/Foundation.h",
      "NSKeyValueObservingOptionNew = 0x01", "NSKeyValueObservingOptionNew = 0x10"),
     ("stand-in: a method that does not exist", STAND_INS, STAND_IN + "Foundation/Foundation.h",
@@ -28,9 +27,14 @@ PLANTED = [
      "initWithSuiteName:(NSString*)", "initWithSuiteName:(NSURL*)"),
     ("stand-in: a property that can only be read", STAND_INS, STAND_IN + "AppKit/AppKit.h",
      "@property BOOL prompts", "@property(readonly) BOOL prompts"),
-    ("stand-in: another order in a structure", STAND_INS, STAND_IN + "CoreFoundation/CoreFoundation.h",
-     "    void (*perform)(void *info);\n} CFRunLoopSourceContext",
-     "} CFRunLoopSourceContextX;\ntypedef struct {\n    void (*perform)(void *info);\n    CFIndex version;\n} CFRunLoopSourceContext"),
+    ("stand-in: another value of a flag", STAND_INS, STAND_IN + "CoreFoundation/CoreFoundation.h",
+     "kCFFileDescriptorReadCallBack = 1UL << 0", "kCFFileDescriptorReadCallBack = 1UL << 1"),
+    ("stand-in: a callback in another place", STAND_INS, STAND_IN + "CoreFoundation/CoreFoundation.h",
+     "CFFileDescriptorCallBack callout,\n                                           const CFFileDescriptorContext *context",
+     "const CFFileDescriptorContext *context,\n                                           CFFileDescriptorCallBack callout"),
+    ("stand-in: another order in a structure", STAND_INS, STAND_IN + "Foundation/Foundation.h",
+     "    unsigned long state;\n    id __unsafe_unretained _Nullable* _Nullable itemsPtr;\n",
+     "    id __unsafe_unretained _Nullable* _Nullable itemsPtr;\n    unsigned long state;\n"),
     ("stand-in: one parameter more", STAND_INS, STAND_IN + "notify.h",
      "notify_post(const char *name)", "notify_post(const char *name, int flags)"),
     ("a class in the list of another framework", STAND_INS, "scripts/lib/macos/tbd/Foundation.framework/Foundation.tbd",
@@ -40,19 +44,22 @@ PLANTED = [
      "macos(10.8)", "macos(10.0)"),
     ("a selector that does not exist", COMPILER, LAYER + "ApplicationLauncher.mm",
      "URLForApplicationWithBundleIdentifier:", "URLForApplicationWithIdentifier:"),
-    ("the `@selector` of the observed key misspelt", COMPILER, LAYER + "WorkspaceObserver.mm",
+    ("the `@selector` of the observed key misspelt", COMPILER, LAYER + "RunningApplications.mm",
      "@selector(runningApplications)", "@selector(runningApplication)"),
     ("a completion block of another type", COMPILER, LAYER + "ApplicationLauncher.mm",
      "^(NSRunningApplication* _Nullable started,", "^(NSError* _Nullable started,"),
-    ("a handler of notifications of another type", COMPILER, LAYER + "NotificationCenter.cpp", "^(int) {", "^(const char*) {"),
-    ("the old way to launch", COMPILER, LAYER + "ApplicationLauncher.mm", "dispatch_semaphore_wait(answered, DISPATCH_TIME_FOREVER);",
-     "isStarted = [workspace launchAppWithBundleIdentifier:identifier options:NSWorkspaceLaunchDefault"
+    ("a callback of another type", COMPILER, LAYER + "Poller.mm", "[](CFFileDescriptorRef, CFOptionFlags,", "[](CFFileDescriptorRef, int,"),
+    ("arguments of a registration in another order", COMPILER, LAYER + "NotificationCenter.cpp", "&descriptor, registrations_.empty() ? 0 : NOTIFY_REUSE,",
+     "registrations_.empty() ? 0 : NOTIFY_REUSE, &descriptor,"),
+    ("a moment for a length of time", COMPILER, LAYER + "Poller.mm", "blocks ? end - now : Clock::duration::zero()", "end"),
+    ("the old way to launch", COMPILER, LAYER + "ApplicationLauncher.mm", "    configuration.promptsUserIfNeeded = NO;\n",
+     "    [NSWorkspace.sharedWorkspace launchAppWithBundleIdentifier:@\"\" options:NSWorkspaceLaunchDefault"
      " additionalEventParamDescriptor:nil launchIdentifier:nil];"),
     ("nil for a group that must be one", COMPILER, LAYER + "GroupContainers.mm", "GroupIdentifier:group]", "GroupIdentifier:nil]"),
     ("nil as the name of a suite", COMPILER, LAYER + "GroupSettings.mm", "initWithSuiteName:suite", "initWithSuiteName:nil"),
-    ("a text that may be nil handed straight on", COMPILER, LAYER + "GroupContainers.mm",
+    ("a string that may be nil handed straight on", COMPILER, LAYER + "GroupContainers.mm",
      "GroupIdentifier:group]", "GroupIdentifier:[NSString stringWithUTF8String:identifier.c_str()]]"),
-    ("a text that may be nil kept, not looked at, handed on", ANALYSER, LAYER + "GroupContainers.mm",
+    ("a string that may be nil kept, not looked at, handed on", ANALYSER, LAYER + "GroupContainers.mm",
      "if (group == nil || identifier.empty())", "if (identifier.empty())"),
     ("`std::format`", COMPILER, "Base/Uuid.cpp", "",
      "#include <format>\nstd::string planted() { return std::format(\"{}\", 1); }\n"),
@@ -81,16 +88,19 @@ PLANTED = [
     ("an error in what only x86_64 compiles", SECOND, "Base/Uuid.cpp", "", "#ifdef __x86_64__\nint planted = \"\";\n#endif\n"),
     ("an operation without a definition", LINKER, LAYER + "Threads.cpp", "void nameThisThread(", "void nameThatThread("),
     ("AppKit not linked", LINKER, "Platform/CMakeLists.txt", '"-framework AppKit" ', ""),
-    ("the observed key as a text, misspelt (seen only because the layer has no other such text)", LINKER,
-     LAYER + "WorkspaceObserver.mm", "NSStringFromSelector(@selector(runningApplications))", '@"runningApplication"'),
-    ("the observing method misspelt", NOBODY, LAYER + "WorkspaceObserver.mm",
+    ("the observed key as a string, misspelt (seen only because the layer has no other such string)", LINKER,
+     LAYER + "RunningApplications.mm", "NSStringFromSelector(@selector(runningApplications))", '@"runningApplication"'),
+    ("the observing method misspelt", NOBODY, LAYER + "RunningApplications.mm",
      "- (void)observeValueForKeyPath:", "- (void)observeValuesForKeyPath:"),
-    ("an observer that is never taken away", NOBODY, LAYER + "WorkspaceObserver.mm", "    [observer stop];\n", ""),
+    ("an observer that is never removed", NOBODY, LAYER + "RunningApplications.mm", "    [observations_->observer stop];\n", ""),
     ("`O_RDONLY` for `O_EVTONLY`", NOBODY, LAYER + "VnodeEvents.cpp", "O_EVTONLY", "O_RDONLY"),
     ("the log's text private", NOBODY, LAYER + "SystemLog.cpp", "%{public}.*s", "%{private}.*s"),
-    ("a semaphore that is never signalled", NOBODY, LAYER + "ApplicationLauncher.mm", "dispatch_semaphore_signal(answered);", ""),
-    ("a queue that is never released", NOBODY, LAYER + "EventQueue.cpp", "  dispatch_release(queue_);\n", ""),
-    ("a main loop that nobody wakes", NOBODY, LAYER + "MainQueue.cpp", "  CFRunLoopWakeUp(CFRunLoopGetMain());\n", ""),
+    ("a launch without a limit", NOBODY, LAYER + "ApplicationLauncher.mm", "launch->finish(false);", ""),
+    ("a source of the run loop that is never removed", NOBODY, LAYER + "Poller.mm", "    CFRunLoopSourceInvalidate(source_);\n", ""),
+    ("a loop that is never woken up", NOBODY, LAYER + "Poller.mm", "NOTE_TRIGGER", "0"),
+    ("callbacks that are never enabled", NOBODY, LAYER + "Poller.mm",
+     "      if (blocks) CFFileDescriptorEnableCallBacks(queueReader_, kCFFileDescriptorReadCallBack);\n", ""),
+    ("a token in the machine's byte order", NOBODY, LAYER + "NotificationCenter.cpp", "ntohl(token)", "token"),
 ]
 STEPS = {"rules": RULES, "stand-ins": STAND_INS, "compile": COMPILER, "analyse": ANALYSER, "build": SECOND}
 

@@ -6,51 +6,20 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <condition_variable>
 #include <csignal>
 #include <deque>
-#include <mutex>
-#include <semaphore>
 #include <set>
 #include <utility>
 #include <vector>
 
-#include "Platform/ApplicationRegistration.h"
-#include "Platform/Linux/DescriptorPath.h"
 #include "Platform/Posix/OwnedDescriptor.h"
 #include "tests/Support/TemporaryFolder.h"
+#include "tests/Support/Turning.h"
 
 namespace corvane::Platform {
 namespace {
 
 namespace fs = std::filesystem;
-
-/// The numbers that were told, in order; a test waits for the next one, though not for ever.
-class Changes {
- public:
-  void add(int instances) {
-    const std::lock_guard lock(mutex_);
-    told_.push_back(instances);
-    came_.notify_one();
-  }
-  int next() {
-    std::unique_lock lock(mutex_);
-    if (!came_.wait_for(lock, std::chrono::seconds(20), [this] { return !told_.empty(); }))
-      return -1;
-    const int first = told_.front();
-    told_.pop_front();
-    return first;
-  }
-  std::deque<int> takeAll() {
-    const std::lock_guard lock(mutex_);
-    return std::exchange(told_, {});
-  }
-
- private:
-  std::mutex mutex_;  // guards what was told
-  std::deque<int> told_;
-  std::condition_variable came_;
-};
 
 class RunningApplicationsTest : public ::testing::Test {
  protected:
@@ -91,16 +60,23 @@ class RunningApplicationsTest : public ::testing::Test {
     processes_.erase(process);
   }
   std::optional<int> observe() {
-    return applications_.observe(app_, [&](int instances) { changes_.add(instances); });
+    return applications_.observe(app_, [&](int instances) { changes_.push_back(instances); });
+  }
+  /// The next number that is told; -1 when none comes.
+  int nextChange() {
+    if (!testing::turnUntil(loop_, [&] { return !changes_.empty(); })) return -1;
+    const int first = changes_.front();
+    changes_.pop_front();
+    return first;
   }
   /// Returns when all that happened so far has been told: what an instance says makes the observer
   /// look, and what is said later is heard later.
   void awaitLook() {
-    std::binary_semaphore heard(0);
-    ASSERT_TRUE(center_.observe("heard", [&] { heard.release(); }));
+    bool isHeard = false;
+    ASSERT_TRUE(center_.observe("heard", [&] { isHeard = true; }));
     for (const std::string& name : {app_ + ".LAUNCHED", std::string("heard")})
       applicationsCenter_.post(name);
-    EXPECT_TRUE(heard.try_acquire_for(std::chrono::seconds(20)));
+    EXPECT_TRUE(testing::turnUntil(loop_, [&] { return isHeard; }));
     center_.stopObserving("heard");
   }
   [[nodiscard]] int count(const std::string& identifier) const {
@@ -108,23 +84,17 @@ class RunningApplicationsTest : public ::testing::Test {
     EXPECT_EQ(applications_.isRunning(identifier), instances > 0) << identifier;
     return instances;
   }
-  [[nodiscard]] std::set<std::string> registered() const {
-    std::set<std::string> names;
-    for (const auto& entry : fs::directory_iterator(registry_))
-      names.insert(entry.path().filename());
-    return names;
-  }
-
   const std::string digits_ = ".0123456789abcDEF";
   const std::string app_ = "com.example.app";
   const std::string own_ = std::to_string(::getpid());
   testing::TemporaryFolder folder_;
   const std::string container_ = folder_.path();
   const fs::path registry_ = folder_.path() / "Applications" / app_;
-  Changes changes_;
-  NotificationCenter center_{container_};
-  NotificationCenter applicationsCenter_{container_};
-  RunningApplications applications_{container_, center_};
+  std::deque<int> changes_;  // the numbers that were told, in order
+  EventLoop loop_;
+  NotificationCenter center_{loop_, container_};
+  NotificationCenter applicationsCenter_{loop_, container_};
+  RunningApplications applications_{loop_, container_, center_};
   std::vector<OwnedDescriptor> locks_;
   std::set<pid_t> processes_;
 };
@@ -165,91 +135,35 @@ TEST_F(RunningApplicationsTest, OnlyLockedFilesOfTheAgreedNameCount) {
 
 TEST_F(RunningApplicationsTest, EachEndAndEachStartIsToldAndNothingElse) {
   ASSERT_EQ(observe(), 0);
-  for (int i = 0; i < 50; ++i) kill(start());
+  for (int i = 0; i < 50; ++i) {
+    const pid_t process = start();
+    if (i % 3 == 0) testing::turnThrough(loop_);  // otherwise the observer does not look in time
+    kill(process);
+    if (i % 5 == 0) awaitLook();
+  }
   awaitLook();
-  const std::deque<int> quick = changes_.takeAll();  // perhaps nobody looked in time
+  const std::deque<int> quick = std::exchange(changes_, {});
+  EXPECT_GE(quick.size(), 2U);
   EXPECT_EQ(quick.size() % 2, 0U);
   for (std::size_t i = 0; i < quick.size(); ++i) EXPECT_EQ(quick[i], i % 2 == 0 ? 1 : 0) << i;
 
   pid_t running = start();
-  ASSERT_EQ(changes_.next(), 1);
+  ASSERT_EQ(nextChange(), 1);
   for (int i = 0; i < 50; ++i) {
     kill(running);
     running = start();
-    for (const int instances : {0, 1}) ASSERT_EQ(changes_.next(), instances) << i;
+    for (const int instances : {0, 1}) ASSERT_EQ(nextChange(), instances) << i;
   }
   const pid_t second = startHandingOn();
   awaitLook();
   kill(running);
-  for (const int instances : {2, 1}) EXPECT_EQ(changes_.next(), instances);
+  for (const int instances : {2, 1}) EXPECT_EQ(nextChange(), instances);
   awaitLook();
   center_.withdraw();
   kill(second);
   kill(start());
-  EXPECT_EQ(changes_.takeAll().size(), 0U);
+  EXPECT_EQ(changes_.size(), 0U);
   EXPECT_FALSE(observe());
-}
-
-TEST_F(RunningApplicationsTest, ARegistrationThatIsGivenBackHasEndedBeforeTheNextOne) {
-  ASSERT_EQ(observe(), 0);
-  for (const int instances : {1, 0}) {
-    const auto given = ApplicationRegistration::make(container_, app_, applicationsCenter_);
-    EXPECT_EQ(changes_.next(), instances);
-    awaitLook();
-    EXPECT_EQ(count(app_), 1);
-  }
-  EXPECT_EQ(changes_.takeAll(), std::deque<int>{1});
-  EXPECT_EQ(count(app_), 0);
-}
-
-TEST_F(RunningApplicationsTest, RegistersWithALockedFileAndRemovesWhatDeadInstancesLeft) {
-  const std::string living = std::to_string(start());
-  const pid_t dead = start();
-  kill(dead);
-  const std::string fifo = std::to_string(dead) + ".1111111111111111";
-  ASSERT_EQ(::mkfifo((registry_ / fifo).c_str(), 0600), 0);
-  const std::string beingMade = "." + living + ".1111111111111111";
-  const std::set<std::string> kept = {living + digits_, beingMade, "notes", fifo};
-  for (const std::string& name : {beingMade, std::string("notes"), own_ + ".2222222222222222",
-                                  "." + std::to_string(dead) + ".3333333333333333"}) {
-    testing::writeFile(registry_ / name, "");
-  }
-  {
-    const auto registration = ApplicationRegistration::make(container_, app_, applicationsCenter_);
-    ASSERT_TRUE(registration);
-    EXPECT_EQ(count(app_), 2);
-    EXPECT_EQ(registered().size(), kept.size() + 1);
-  }
-  EXPECT_EQ(registered(), kept);
-}
-
-TEST_F(RunningApplicationsTest, NoChildProlongsTheRegistrationOfItsParent) {
-  OwnedDescriptor file;
-  {
-    const auto registration = ApplicationRegistration::make(container_, app_, applicationsCenter_);
-    ASSERT_EQ(count(app_), 1);
-    std::error_code gone;  // the descriptor by which the loop reads
-    for (const auto& entry : fs::directory_iterator("/proc/self/fd")) {
-      if (!fs::read_symlink(entry, gone).string().starts_with(registry_.string())) continue;
-      const int descriptor = std::stoi(entry.path().filename());
-      EXPECT_NE(::fcntl(descriptor, F_GETFD) & FD_CLOEXEC, 0) << "a program would hold it on";
-    }
-    file =
-        OwnedDescriptor(::open((registry_ / *registered().begin()).c_str(), O_RDONLY | O_CLOEXEC));
-    startHandingOn();  // a copy of this process
-  }
-  EXPECT_EQ(count(app_), 1) << "the copy";
-  lock(pathOf(file));  // given back, with all copies
-}
-
-TEST_F(RunningApplicationsTest, RefusesWhatIsNoIdentifierAndAMissingContainer) {
-  for (const std::string& identifier :
-       {std::string(), std::string("a/b"), std::string(".a"), std::string(192, 'i')}) {
-    EXPECT_FALSE(ApplicationRegistration::make(container_, identifier, applicationsCenter_));
-    EXPECT_FALSE(applications_.observe(identifier, [](int) {})) << identifier;
-  }
-  EXPECT_FALSE(ApplicationRegistration::make(container_ + "/missing", app_, applicationsCenter_));
-  EXPECT_EQ(std::distance(fs::directory_iterator(folder_.path()), {}), 1) << "the registry";
 }
 
 }  // namespace

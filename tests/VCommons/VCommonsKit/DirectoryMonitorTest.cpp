@@ -130,59 +130,6 @@ TEST_F(DirectoryMonitorTest, WatchesWhileItIsStartedWhatThePathNamedThen) {
   EXPECT_EQ(monitor.monitoredDirectoryFileDescriptor(), -1);
 }
 
-TEST_F(DirectoryMonitorTest, LetsTheDelegateGoAndEndMonitors) {
-  Counted orphan(folder_.path());
-  orphan.delegate.reset();
-  std::unique_ptr<Started> first;
-  Counted next(folder_.path());
-  int calls = 0;
-  first = std::make_unique<Started>(folder_.path(), [&](DirectoryMonitor& changed) {
-    EXPECT_EQ(&changed, &first->monitor);
-    ++calls;
-    first.reset();
-    next.monitor.stopMonitoring();
-  });
-  EXPECT_TRUE(next.monitor.startMonitoring());  // its turn comes later now
-  writeFile(folder_.path() / "entry", "");
-  writeFile(folder_.path() / "another", "");
-  awaitAllBefore();
-  EXPECT_EQ(calls, 1);
-  EXPECT_EQ(next.calls + orphan.calls, 0);
-}
-
-/// While one call holds everything up, the system's queue fills: then even a deletion that it
-/// dropped is told.
-TEST_F(DirectoryMonitorTest, TellsOfWhatTheSystemLost) {
-  const std::string limit = testing::contentOf("/proc/sys/fs/inotify/max_queued_events");
-  if (limit.empty()) GTEST_SKIP() << "a system without such a queue";
-  const fs::path quiet = folder_.path() / "quiet";
-  const fs::path doomed = folder_.path() / "doomed";
-  for (const fs::path& folder : {watched_, quiet, doomed}) fs::create_directory(folder);
-  Counted countedQuiet(quiet);
-  Counted countedDoomed(doomed);
-  std::promise<void> begun;
-  std::promise<void> goOn;
-  Started busy(watched_, [&](DirectoryMonitor& monitor) {
-    monitor.setDelegate({});
-    begun.set_value();
-    goOn.get_future().wait();
-  });
-  fs::path entry = watched_ / "entry";
-  writeFile(entry, "");
-  begun.get_future().wait();
-  int left = std::stoi(limit);
-  for (fs::path next = watched_ / "renamed"; left >= 0; left -= 2) {
-    fs::rename(entry, next);  // two events
-    entry.swap(next);
-  }
-  fs::remove(doomed);
-  goOn.set_value();
-  busy.monitor.stopMonitoring();
-  awaitAllBefore();
-  EXPECT_EQ(countedQuiet.calls, 1);
-  EXPECT_EQ(countedDoomed.calls, 1);
-}
-
 /// What a call touches is read and destroyed without a lock: a call that still runs is a race or a
 /// use of dead memory, also where the watch that made it was ended by the call itself.
 TEST_F(DirectoryMonitorTest, HasNoCallRunningOnceItHasStopped) {

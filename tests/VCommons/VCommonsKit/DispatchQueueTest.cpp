@@ -49,32 +49,6 @@ TEST(DispatchQueue, NeverRunsTwoAtOnceAndLosesNone) {
   EXPECT_EQ(total, 20000);
 }
 
-TEST(DispatchQueue, WaitsSuspendedUntilItIsResumedOrNeeded) {
-  for (int round = 0; round < 200; ++round) {
-    DispatchQueue queue("suspended");
-    std::atomic<bool> mayRun = false;
-    std::vector<bool> ran;  // only on the queue
-    queue.suspend();
-    queue.async([&] { ran.push_back(mayRun); });
-    mayRun = true;
-    round % 2 == 0 ? queue.resume() : queue.sync([&] { EXPECT_EQ(ran.size(), 1u); });
-    ASSERT_TRUE(queue.drain(deadline));
-    EXPECT_EQ(ran, (std::vector<bool>{true}));
-  }
-}
-
-TEST(DispatchQueue, NeedsNoThreadForSync) {
-  DispatchQueue queue("sync only");
-  std::thread::id ran;
-  queue.sync([&] {
-    ran = std::this_thread::get_id();
-    EXPECT_TRUE(queue.isCurrent());
-    EXPECT_FALSE(queue.drain(deadline)) << "it would wait for itself";
-  });
-  EXPECT_EQ(ran, std::this_thread::get_id());
-  EXPECT_FALSE(queue.isCurrent());
-}
-
 TEST(DispatchQueueDeathTest, SyncOnItselfEndsTheProcessWithItsName) {
   testing::GTEST_FLAG(death_test_style) = "threadsafe";
   DispatchQueue outer("the outer one");

@@ -20,14 +20,12 @@ std::string formatted(std::string_view text, const A&... arguments) {
 TEST(LogFormat, PrintsNumbersAsPrintfDoes) {
   EXPECT_EQ(formatted("%d|%5d|%-5d|%05d|%+d|% d|%.3d", 42, 42, 42, 42, 42, 42, 42),
             "42|   42|42   |00042|+42| 42|042");
-  EXPECT_EQ(formatted("%x %X %#o %u", 255, 255, 8, -1), "ff FF 010 4294967295");
   EXPECT_EQ(formatted("%x %hhd", std::int8_t{-1}, 300), "ff 300");
   EXPECT_EQ(formatted("%lld %llu %zu", INT64_MIN, UINT64_MAX, std::size_t{7}),
             "-9223372036854775808 18446744073709551615 7");
   EXPECT_EQ(formatted("%d %@", UINT64_MAX, INT64_MIN), "18446744073709551615 -9223372036854775808");
   EXPECT_EQ(formatted("%f %.1f %e %g %f", 1.5, 0.25, 1e10, 1e-5, 3),
             "1.500000 0.2 1.000000e+10 1e-05 3.000000");
-  EXPECT_EQ(formatted("%*d|%-*d|%.*f", 4, 1, -4, 2, 1, 3.14), "   1|2   |3.1");
   EXPECT_EQ(formatted("%c%C%p%p", 65, 0x20AC, reinterpret_cast<void*>(0xABC), nullptr),
             "A€0xabc0x0");
 }
@@ -39,7 +37,6 @@ TEST(LogFormat, PrintsTheTextFormOfAnything) {
   EXPECT_EQ(formatted("%@", Failure{FailureCause::other, "open: gone\n"}), "open: gone\\n");
   EXPECT_EQ(formatted("%@", [] { return "later"; }), "later");
   EXPECT_EQ(formatted("%@ %@", std::optional<int>(5), std::optional<std::string>()), "5 (null)");
-  EXPECT_EQ(formatted("%.2s|%4s|%-4@|", "abc", "ab", "ab"), "ab|  ab|ab  |");
   EXPECT_EQ(formatted("%2$@ %1$@ %3$@", 1, 2), "2 1 (null)");
 }
 
@@ -52,7 +49,6 @@ TEST(LogFormat, MakesSomethingOfEveryMismatch) {
   EXPECT_EQ(formatted("%d %f %x %p %c", "a", "b", 1.5, "c", "d"), "a b 1.5 c d");
   EXPECT_EQ(formatted("%@ %s", static_cast<const char*>(nullptr), nullptr), "(null) (null)");
   EXPECT_EQ(formatted("100%% %y %n % ", 1), "100% %y %n % ");
-  EXPECT_EQ(formatted("%"), "%");
   EXPECT_EQ(formatted("%5"), "%5");
   EXPECT_EQ(formatted("%99999999999999999999d", 1).size(), 200U);
   EXPECT_EQ(formatted("%.*f", 1000000000, 1.0).size(), 202U);

@@ -6,7 +6,6 @@
 #include <vector>
 
 #include "VCommons/Logging/DDLog.h"
-#include "VCommons/Logging/DDOSLogger.h"
 #include "tests/Support/LogCollector.h"
 
 namespace corvane {
@@ -35,11 +34,8 @@ TEST_F(VCLogTest, WritesAllForms) {
   VCLogCVerbose(point, "Read %@ bytes", 12);
   VCLogCDebug({"Makefile", "prepare%d()"}, "then %@", 1, true);
   VCLogCVerboseTrace(point);
-  VCLogCDebugTrace(point);
-  VCLogCErrorTrace(point);
   receiver.VCLogDebug(point, "Read %@ bytes", 12);
   receiver.VCLogVerboseTrace(point);
-  receiver.VCLogDebugTrace(point);
   receiver.VCLogErrorTrace(point);
   receiver.VCLogInfo(point, "%@ %@", 1, "two");
   receiver.VCLogWarn(point, "%@");
@@ -48,11 +44,10 @@ TEST_F(VCLogTest, WritesAllForms) {
   EXPECT_EQ(testing::takeLogTexts(),
             (std::vector<std::string>{
                 "16 (main: listen()) Read 12 bytes", "8 (Makefile: prepare1()) then true",
-                "16 Trace - main: listen()", "8 Debug trace - main: listen()",
-                "1 Error trace - main: listen()", "8 (" + named + " listen()) Read 12 bytes",
-                "16 Trace - " + named + ": listen()", "8 Debug trace - " + named + ": listen()",
-                "1 Error trace - " + named + ": listen()", "4 (main: listen()) (1, two) (null)",
-                "2 (main: listen()) ()", "4 (main[0x7f00] listen()) Exception occured: x"}));
+                "16 Trace - main: listen()", "8 (" + named + " listen()) Read 12 bytes",
+                "16 Trace - " + named + ": listen()", "1 Error trace - " + named + ": listen()",
+                "4 (main: listen()) (1, two) (null)", "2 (main: listen()) ()",
+                "4 (main[0x7f00] listen()) Exception occured: x"}));
 }
 
 TEST_F(VCLogTest, SuppressedMessagesEvaluateNothing) {
@@ -81,21 +76,6 @@ TEST_F(VCLogTest, ErrorsAreWrittenOnReturnAfterAllBefore) {
   DDLog::shared().flushLog();
   DDLog::shared().flushLog();
   EXPECT_EQ(logRecords().size(), 2502U);
-}
-
-TEST(DDOSLogger, GivesEachKindItsSeverity) {
-  static std::string passed;
-  passed.clear();
-  DDOSLogger logger([](Platform::SystemLog::Severity severity, std::string_view text) {
-    passed += std::to_string(static_cast<int>(severity)) + std::string(text);
-  });
-  for (const unsigned flag : {1U, 2U, 4U, 8U, 16U}) {
-    DDLogMessage message;
-    message.message = ":" + std::to_string(flag) + " ";
-    message.flag = DDLogFlag(flag);
-    logger.log(message);
-  }
-  EXPECT_EQ(passed, "0:1 1:2 2:4 3:8 3:16 ");
 }
 
 }  // namespace

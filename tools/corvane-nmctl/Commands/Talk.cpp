@@ -16,7 +16,7 @@
 #include "tools/corvane-nmctl/Conversation.h"
 #include "tools/corvane-nmctl/HostChoice.h"
 #include "tools/corvane-nmctl/LineSource.h"
-#include "tools/corvane-nmctl/RequestTable.h"
+#include "tools/corvane-nmctl/RequestHelp.h"
 #include "tools/corvane-nmctl/TypedRequest.h"
 #include "tools/corvane-nmctl/Waking.h"
 
@@ -160,9 +160,10 @@ int run(Output& output, const Surroundings& surroundings, const Options& options
 
 std::string footer() {
   std::string text = "What to type, or to give with --command:\n";
-  for (const RequestKind& kind : requestKinds())
-    text +=
-        "  " + std::string(kind.type) + (kind.parameters.empty() ? "" : " ") + usageOf(kind) + "\n";
+  for (const auto& command : RequestProcessing::browserCommands) {
+    const std::string usage = usageOf(command);
+    text += "  " + std::string(command.type) + (usage.empty() ? "" : " ") + usage + "\n";
+  }
   return text +
          "Exit status: 0 all was answered and well, 1 an error was answered, 2 something was "
          "not answered.";

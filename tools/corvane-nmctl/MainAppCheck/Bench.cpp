@@ -7,6 +7,8 @@
 #include <utility>
 
 #include "Base/TimeLimits.h"
+#include "Platform/EventLoop.h"
+#include "Platform/NotificationCenter.h"
 #include "SharedComponents/Configuration.h"
 #include "SharedComponents/ExchangeBuffer.h"
 #include "tools/corvane-nmctl/Link.h"
@@ -59,8 +61,7 @@ Bench::Bench(std::string container, Instance instance, int wakings,
     : container_(std::move(container)),
       instance_(std::move(instance)),
       wakings_(wakings),
-      folders_(std::move(folders)),
-      center_(std::make_unique<Platform::NotificationCenter>(container_)) {}
+      folders_(std::move(folders)) {}
 
 std::string Bench::requestFile() const {
   return dataFolder() + "/" + requestFileName;
@@ -68,6 +69,11 @@ std::string Bench::requestFile() const {
 
 std::string Bench::responseFile(const std::string& id) const {
   return dataFolder() + "/ExchangeResponseContainer." + id + ".data";
+}
+
+void Bench::post(const std::string& word) const {
+  Platform::EventLoop loop;
+  Platform::NotificationCenter(loop, container_).post(notificationName(word));
 }
 
 std::string Bench::notificationName(const std::string& word) {

@@ -4,7 +4,6 @@
 #include <cstdint>
 #include <functional>
 #include <map>
-#include <memory>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -12,7 +11,6 @@
 
 #include "Platform/File.h"
 #include "Platform/Linux/NotificationFolders.h"
-#include "Platform/NotificationCenter.h"
 #include "tools/corvane-nmctl/MainAppCheck/Registry.h"
 
 namespace corvane::Nmctl::MainAppCheck {
@@ -68,8 +66,9 @@ class Bench {
   /// Waits until the request file is empty; false when it is not within `replyLimit`.
   [[nodiscard]] bool awaitTaken() const;
 
-  /// Posts the notification of the main application that `word` stands for.
-  void post(const std::string& word) { center_->post(notificationName(word)); }
+  /// Posts the notification of the main application that `word` stands for. Blocks for at most
+  /// 100 ms while observers with full queues still have to get it.
+  void post(const std::string& word) const;
   static std::string notificationName(const std::string& word);
 
   /// Takes note that a reply to the host `id`, asked for at `sent`, may still come when that host
@@ -93,7 +92,6 @@ class Bench {
   Instance instance_;
   int wakings_;
   Platform::NotificationFolders folders_;
-  std::unique_ptr<Platform::NotificationCenter> center_;  // for posting only: it starts no thread
   int triesLeft_ = mostTries;  // to have a plain request answered; more than that: one was
   std::vector<std::string> leftBehind_;
   std::map<std::string, Clock::time_point> late_;  // hosts: when each sent its last request

@@ -10,12 +10,14 @@
 __BEGIN_DECLS
 typedef unsigned char Boolean;
 typedef long CFIndex;
-typedef unsigned long CFHashCode;
+typedef unsigned long CFOptionFlags;
 typedef uint32_t CFStringEncoding;
 typedef double CFTimeInterval;
+typedef const void *CFTypeRef;
 typedef const struct CF_BRIDGED_TO_(NSString) __CFString *CFStringRef;
 typedef const struct __CFAllocator *CFAllocatorRef;
 typedef struct __CFBundle *CFBundleRef;
+typedef struct __CFFileDescriptor *CFFileDescriptorRef;
 typedef struct __CFRunLoop *CFRunLoopRef;
 typedef struct __CFRunLoopSource *CFRunLoopSourceRef;
 typedef CFStringRef CFRunLoopMode;
@@ -24,22 +26,15 @@ enum : CFStringEncoding { kCFStringEncodingUTF8 = 0x08000100 };
 
 typedef int32_t CFRunLoopRunResult;
 
-typedef struct {
-    CFIndex version;
-    void *info;
-    const void *(*retain)(const void *info);
-    void (*release)(const void *info);
-    CFStringRef (*copyDescription)(const void *info);
-    Boolean (*equal)(const void *info1, const void *info2);
-    CFHashCode (*hash)(const void *info);
-    void (*schedule)(void *info, CFRunLoopRef rl, CFRunLoopMode mode);
-    void (*cancel)(void *info, CFRunLoopRef rl, CFRunLoopMode mode);
-    void (*perform)(void *info);
-} CFRunLoopSourceContext;
+typedef int CFFileDescriptorNativeDescriptor;
+typedef struct CFFileDescriptorContext CFFileDescriptorContext;  // nothing of it is used
+typedef void (*CFFileDescriptorCallBack)(CFFileDescriptorRef f, CFOptionFlags callBackTypes,
+                                         void *info);
+
+enum : CFOptionFlags { kCFFileDescriptorReadCallBack = 1UL << 0 };
 
 extern const CFAllocatorRef kCFAllocatorDefault;
 extern const CFRunLoopMode kCFRunLoopDefaultMode;
-extern const CFRunLoopMode kCFRunLoopCommonModes;
 
 Boolean CFStringGetCString(CFStringRef theString, char *buffer, CFIndex bufferSize,
                            CFStringEncoding encoding);
@@ -47,12 +42,22 @@ Boolean CFStringGetCString(CFStringRef theString, char *buffer, CFIndex bufferSi
 CFBundleRef CFBundleGetMainBundle(void);
 CFStringRef CFBundleGetIdentifier(CFBundleRef bundle);
 
-CFRunLoopRef CFRunLoopGetMain(void);
+void CFRelease(CFTypeRef cf);
+
+CFRunLoopRef CFRunLoopGetCurrent(void);
 CFRunLoopRunResult CFRunLoopRunInMode(CFRunLoopMode mode, CFTimeInterval seconds,
                                       Boolean returnAfterSourceHandled);
-void CFRunLoopWakeUp(CFRunLoopRef rl);
+void CFRunLoopStop(CFRunLoopRef rl);
 void CFRunLoopAddSource(CFRunLoopRef rl, CFRunLoopSourceRef source, CFRunLoopMode mode);
-CFRunLoopSourceRef CFRunLoopSourceCreate(CFAllocatorRef allocator, CFIndex order,
-                                         CFRunLoopSourceContext *context);
-void CFRunLoopSourceSignal(CFRunLoopSourceRef source);
+void CFRunLoopSourceInvalidate(CFRunLoopSourceRef source);
+
+CFFileDescriptorRef CFFileDescriptorCreate(CFAllocatorRef allocator,
+                                           CFFileDescriptorNativeDescriptor fd,
+                                           Boolean closeOnInvalidate,
+                                           CFFileDescriptorCallBack callout,
+                                           const CFFileDescriptorContext *context);
+CFRunLoopSourceRef CFFileDescriptorCreateRunLoopSource(CFAllocatorRef allocator,
+                                                       CFFileDescriptorRef f, CFIndex order);
+void CFFileDescriptorEnableCallBacks(CFFileDescriptorRef f, CFOptionFlags callBackTypes);
+void CFFileDescriptorInvalidate(CFFileDescriptorRef f);
 __END_DECLS

@@ -1,7 +1,6 @@
 // Stand-in for <Foundation/Foundation.h>: only what Platform/macOS uses.
 #pragma once
 #import <CoreFoundation/CoreFoundation.h>
-#import <dispatch/dispatch.h>
 #import <objc/NSObject.h>
 #import <os/availability.h>
 
@@ -24,7 +23,6 @@ enum : NSKeyValueObservingOptions { NSKeyValueObservingOptionNew = 0x01 };
 @interface NSString : NSObject
 @property(nullable, readonly) const char* UTF8String;
 + (nullable instancetype)stringWithUTF8String:(const char*)nullTerminatedCString;
-- (BOOL)isEqualToString:(NSString*)aString;
 @end
 
 @interface NSArray<__covariant ObjectType> : NSObject

@@ -1,0 +1,14 @@
+#include "Platform/Posix/PipeOpening.h"
+
+#include <fcntl.h>
+
+#include <string>
+
+namespace corvane::Platform {
+
+int openPipeForWriting(int descriptor) {
+  const std::string path = "/proc/self/fd/" + std::to_string(descriptor);
+  return ::open(path.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
+}
+
+}  // namespace corvane::Platform

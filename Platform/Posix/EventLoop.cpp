@@ -1,0 +1,133 @@
+#include "Platform/EventLoop.h"
+
+#include <algorithm>
+
+#include "Platform/SystemLog.h"
+
+namespace corvane::Platform {
+namespace {
+
+/// How many tasks run in a row before descriptors and timers are looked at again, so that tasks
+/// that keep posting tasks starve nothing. Large enough that the replies to a burst of requests
+/// leave together.
+constexpr int mostTasksInARow = 1024;
+
+}  // namespace
+
+EventLoop::EventLoop() = default;
+
+EventLoop::~EventLoop() {
+  // Tasks may own registrations, which cancel themselves here: nothing is destroyed while the
+  // container that held it is being changed.
+  while (!tasks_.empty() || !timers_.empty() || !handlers_.empty() || !postedElsewhere_.empty()) {
+    const auto tasks = std::exchange(tasks_, {});
+    const auto timers = std::exchange(timers_, {});
+    const auto handlers = std::exchange(handlers_, {});
+    const auto postedElsewhere = std::exchange(postedElsewhere_, {});
+  }
+}
+
+void EventLoop::post(Task task) {
+  if (std::this_thread::get_id() == thread_) {
+    tasks_.push_back(std::move(task));
+    return;
+  }
+  {
+    const std::lock_guard lock(mutex_);
+    postedElsewhere_.push_back(std::move(task));
+  }
+  poller_.wake();
+}
+
+EventLoop::Registration EventLoop::at(Clock::time_point deadline, Task task) {
+  const std::uint64_t id = ++lastId_;
+  timers_.emplace(Key(deadline, id), std::move(task));
+  return {*this, {deadline, id}};
+}
+
+EventLoop::Registration EventLoop::onReadable(int descriptor, Handler handler) {
+  return watch(descriptor, Poller::Event::readable, std::move(handler));
+}
+
+EventLoop::Registration EventLoop::onWritable(int descriptor, Handler handler) {
+  return watch(descriptor, Poller::Event::writable, std::move(handler));
+}
+
+EventLoop::Registration EventLoop::watch(int descriptor, Poller::Event event, Handler handler) {
+  const std::uint64_t id = ++lastId_;
+  if (const auto added = poller_.add(id, descriptor, event); !added) {
+    SystemLog::write(SystemLog::Severity::error,
+                     "cannot watch a descriptor: " + added.failure().description());
+    return {};
+  }
+  handlers_.emplace(id, std::make_shared<Handler>(std::move(handler)));
+  return {*this, {Clock::time_point::max(), id}};
+}
+
+/// Ends a timer or a watch, if it still exists. Its closure is moved out first, because destroying
+/// it may cancel others.
+void EventLoop::cancel(const Key& key) {
+  if (const auto found = handlers_.find(key.second); found != handlers_.end()) {
+    poller_.remove(key.second);
+    const auto handler = std::move(found->second);
+    handlers_.erase(found);
+  } else {
+    const auto timer = timers_.extract(key);
+  }
+}
+
+void EventLoop::turnUntil(Clock::time_point end) {
+  turnEnds_ = false;
+  do {
+    if (!runTasks(end)) return;
+    const auto deadline = timers_.empty() ? end : std::min(end, timers_.begin()->first.first);
+    const bool isWoken = poller_.wait(tasks_.empty() ? deadline : Clock::time_point::min(), ready_);
+    if (isWoken) takePostedElsewhere();
+    callHandlers();
+    runTimers();
+  } while (!tasks_.empty() || Clock::now() < end);
+}
+
+void EventLoop::endTurn() {
+  post([this] { turnEnds_ = true; });
+}
+
+void EventLoop::takePostedElsewhere() {
+  const std::lock_guard lock(mutex_);
+  for (Task& task : postedElsewhere_) tasks_.push_back(std::move(task));
+  postedElsewhere_.clear();
+}
+
+/// Runs tasks until none is left or enough have run. False when the turn is over.
+bool EventLoop::runTasks(Clock::time_point end) {
+  for (int count = 0; !tasks_.empty() && count < mostTasksInARow; ++count) {
+    Task task = std::move(tasks_.front());
+    tasks_.pop_front();
+    task();
+    if (turnEnds_) return false;
+  }
+  return tasks_.empty() || Clock::now() < end;
+}
+
+/// One by one, as each may cancel others that are due.
+void EventLoop::runTimers() {
+  if (timers_.empty()) return;
+  const auto now = Clock::now();
+  while (!timers_.empty() && timers_.begin()->first.first <= now) {
+    auto timer = timers_.extract(timers_.begin());
+    timer.mapped()();
+  }
+}
+
+/// A handler may end its own watch, and others that are ready as well.
+void EventLoop::callHandlers() {
+  for (const std::uint64_t id : ready_) {
+    const auto found = handlers_.find(id);
+    if (found == handlers_.end()) continue;
+    const std::shared_ptr<Handler> handler = found->second;
+    (*handler)();
+  }
+  ready_.clear();
+}
+
+}  // namespace corvane::Platform

@@ -1,0 +1,59 @@
+#include "Platform/NonBlockingOutput.h"
+
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+
+#include "Platform/File.h"
+#include "Platform/Posix/PipeOpening.h"
+
+namespace corvane::Platform {
+namespace {
+
+/// A blocking pipe that polls as writable has room for PIPE_BUF bytes.
+ssize_t writeWhatSurelyFits(int descriptor, ByteView bytes) {
+  pollfd room = {descriptor, POLLOUT, 0};
+  const int ready = ::poll(&room, 1, 0);
+  if (ready == 0) errno = EAGAIN;
+  if (ready <= 0) return -1;
+  return ::write(descriptor, bytes.data(), std::min<std::size_t>(bytes.size(), PIPE_BUF));
+}
+
+}  // namespace
+
+NonBlockingOutput::NonBlockingOutput(int descriptor) : given_(descriptor) {
+  struct stat status = {};
+  if (::fstat(descriptor, &status) != 0) return;
+  if (S_ISREG(status.st_mode)) kind_ = Kind::regularFile;
+  if (S_ISSOCK(status.st_mode)) kind_ = Kind::socket;
+  if (S_ISFIFO(status.st_mode)) own_ = openPipeForWriting(descriptor);
+}
+
+NonBlockingOutput::~NonBlockingOutput() {
+  if (own_ >= 0) ::close(own_);
+}
+
+Result<std::size_t> NonBlockingOutput::write(ByteView bytes) {
+  for (;;) {
+    ssize_t count = 0;
+    if (own_ >= 0) {
+      count = ::write(own_, bytes.data(), bytes.size());
+    } else if (kind_ == Kind::socket) {
+      count = ::send(given_, bytes.data(), bytes.size(), MSG_DONTWAIT);
+    } else if (kind_ == Kind::regularFile) {
+      count = ::write(given_, bytes.data(), bytes.size());
+    } else {
+      count = writeWhatSurelyFits(given_, bytes);
+    }
+    if (count >= 0) return static_cast<std::size_t>(count);
+    if (errno == EAGAIN || errno == EWOULDBLOCK) return std::size_t{0};
+    if (errno != EINTR) return failureFromErrno("write");
+  }
+}
+
+}  // namespace corvane::Platform
