@@ -64,16 +64,9 @@ class BadInput(unittest.TestCase):
         self.assertEqual(self.host.finish(), (0, b""))
 
     def test_nesting_to_the_limit_is_accepted(self):
-        self.host.send(nested(512))
+        self.host.send(nested(512), {})  # the answer does not wait for one to the last
         self.assertEqual(self.host.receive()["requestId"], "deep")
         self.assertEqual(self.container.log(), [])
-
-    def test_an_announced_length_costs_nothing_before_the_bytes_come(self):
-        self.host.ask("init", "1")
-        before = self.host.peak_memory()
-        self.host.send_bytes(struct.pack("=I", 0xFFFFFFFF) + b"x" * 1_000_000)
-        self.assertLess(self.host.peak_memory() - before, 32 << 20)
-        self.assertEqual(self.host.finish(), (0, b""))
 
     def test_browser_that_closes_its_end_of_the_replies(self):
         self.host.send(STATE)

@@ -2,7 +2,6 @@
 
 import contextlib
 import io
-import json
 import tempfile
 import unittest
 
@@ -40,21 +39,3 @@ class BenchTableTest(unittest.TestCase):
         self.assertIn("3 targets, 2 missed", shown.getvalue())
         with self.assertRaises(SystemExit):
             judged([slow], "ratio <= 1.5 slwo\n")
-
-    def test_beside_another_build(self):
-        with tempfile.TemporaryDirectory() as folder:
-            result, targets, rows = (f"{folder}/{name}" for name in ("result", "targets", "rows"))
-            with open(targets, "w") as file:
-                file.write("ratio <= 1.05 one request\n")
-            with open(rows, "w") as file:
-                file.write("one request\tus\t30 33 \t20 22 \nthreads\t\t4 \t5 \n")
-            with contextlib.redirect_stdout(io.StringIO()) as shown:
-                bench_table.main(result, targets, rows, "../old/bin")
-            with open(result) as file:
-                table = json.load(file)
-        self.assertRegex(shown.getvalue(), r"^ours: .*; beside: \.\./old/bin\n")
-        self.assertRegex(shown.getvalue(), r"\n.* ours +beside +ratio ")
-        self.assertRegex(shown.getvalue(), r"one request +31\.50 +21\.00 +us +1\.50 .* missed")
-        self.assertEqual([(row["ours"], row["beside"], row["ratio"]) for row in table],
-                         [(31.5, 21.0, 1.5), (4.0, 5.0, 0.8)])
-        self.assertNotIn("floor", table[0])

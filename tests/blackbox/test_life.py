@@ -1,15 +1,20 @@
 """How the host starts, what it logs, and how it ends."""
 
+import contextlib
+import fcntl
 import itertools
 import os
+import re
 import resource
 import shutil
 import signal
 import subprocess
 import time
 import unittest
+from pathlib import Path
 
-from host import EXECUTABLE, NOBODY, Container, Host, request
+from host import (ALONE, EXECUTABLE, NOBODY, PUSH, Container, Host, MainApplication, Observers,
+                  frame, request)
 
 SLICE = 5.0  # seconds; the host ends no later than this after the end of its input
 STATE = request("getCurrentAppState", "s")
@@ -45,13 +50,6 @@ class Leaving(unittest.TestCase):
             self.assertEqual((host.finish(), host.errors()), ((0, b""), ""))
         self.assertLess(time.monotonic() - begin, SLICE - 1)
         self.assertFalse([path for path in container.folder.rglob("*") if path.is_socket()])
-
-    def test_browser_that_does_not_read_cannot_hold_the_host(self):
-        Container()
-        with Host() as host:
-            host.send(*[request("getCurrentAppState", "x" * 1000)] * 1000)
-            host.process.stdin.close()
-            self.assertEqual(host.wait(SLICE + 10), 0)
 
 
 class Starting(unittest.TestCase):
@@ -92,8 +90,86 @@ class Starting(unittest.TestCase):
                 self.assertEqual(host.process.stdout.read(), b"")
                 self.assertRegex(host.errors(), r"\Acorvane-nm: .+\n")
 
+    def test_the_browser_may_end_before_the_first_page(self):
+        browser = shutil.copy("/bin/bash", Container().folder.parents[3] / "browser")
+        self.addCleanup(os.unlink, browser)
+        starting = [browser, "-c", 'exec 3<&0; "$0" "$1" <&3 3<&- & wait', EXECUTABLE]
+        with MainApplication("--print") as application, Host(starting) as host:
+            # More than the pipe holds: when it has gone in, the host has started.
+            host.send(*[{"dropped": "x" * 1000}] * 300)
+            host.process.kill()
+            host.process.wait()
+            page = {"url": "https://example.org/", "port": 443, "forceStartApp": False}
+            host.send(request("getCurrentFilteringState", "page", page))
+            self.assertEqual(host.receive_until("page")[-1]["result"], "ok")
+            seen = {"name": None}
+            while seen["name"] != "getCurrentFilteringState":
+                _, seen = application.exchanged()
+            self.assertEqual(seen["body"]["app"], "browser")
+            host.process.stdin.close()
+            host.read(1 << 30)  # to the end: it has ended
+            self.assertEqual(host.errors(), "")
+
+
+@unittest.skipIf(b"__tsan_init" in Path(EXECUTABLE).read_bytes(), "its run time adds a thread")
+class Threads(unittest.TestCase):
+    def assert_threads(self, host, wanted):
+        """Asks what needs no main application until there are as many at 20 replies in a row."""
+        count = in_a_row = rounds = 0
+        while in_a_row < 20 and rounds < 500:
+            host.send(ALONE)
+            host.receive_until("alone")
+            count = len(os.listdir(f"/proc/{host.pid}/task"))
+            in_a_row = in_a_row + 1 if count == wanted else 0
+            rounds += 1
+        self.assertEqual((count, in_a_row), (wanted, 20))
+
+    def test_there_is_one_another_that_logs_and_one_that_waits_for_a_lock(self):
+        for level, usual in ((None, 1), (15, 2)):
+            with self.subTest(level=level), contextlib.ExitStack() as stack:
+                container = Container(level)
+                application = stack.enter_context(MainApplication("--print"))
+                host = stack.enter_context(Host())
+                host.send(STATE)
+                host.receive_until("s")
+                self.assert_threads(host, usual)
+                with open(container.folder / "Data/ExchangeRequestContainer.data", "r+b") as file:
+                    fcntl.flock(file, fcntl.LOCK_EX)
+                    host.send(STATE)
+                    self.assert_threads(host, usual + 1)
+                host.receive_until("s")
+                self.assert_threads(host, usual)
+                application.command("fault silent")
+                application.exchanges.clear()
+                host.send(STATE)
+                self.assertEqual(application.exchanged()[0], "request")  # which it does not answer
+                self.assert_threads(host, usual)
+
 
 class Logging(unittest.TestCase):
+    def test_sending_is_logged_in_the_order_of_the_frames(self):
+        container = Container(15)
+        app_state = Observers(container, "appState")
+        with MainApplication(), Host() as host:
+            host.send(b"bad", STATE)  # the line of the first waits for the level to be in force
+            replies = host.receive_until("s")
+            for _ in range(50):  # replies of 4 entries, 5 and 6; to each second one by an exchange
+                host.send(STATE, ALONE, request("init", "i", {"apiVersion": "2"}), ALONE)
+                app_state.post()
+            host.send(request("openSettings", "last"))
+            replies += host.receive_until("last")
+            host.send(b"bad", STATE)  # the line of the first waits for all lines before it
+            replies += host.receive_until("s")
+            host.finish()
+        log = "\n".join(container.log())
+        lines = re.findall(r"\(main: (.*)\) Response sending \(count: (\d+)\)$",
+                           log[log.index(FAILURE):], re.MULTILINE)
+        expected = [("raiseAppSate()" if reply["requestId"] == PUSH else "listen()",
+                     str(len(reply))) for reply in replies]
+        self.assertEqual({count for _, count in expected}, {"4", "5", "6"})
+        self.assertGreater(len(lines), 201)
+        self.assertEqual(lines, expected[-len(lines):])
+
     def test_lines_at_debug_level(self):
         def read(length, *outcome):
             texts = ("Message lenData: 4bytes", f"Message len: {length}bytes",
@@ -110,6 +186,8 @@ class Logging(unittest.TestCase):
             self.assertEqual([host.receive()["id"] for _ in range(2)], ["1", "2"])
             host.send(b"bad", STATE)
             host.receive()
+            host.send_bytes(frame(STATE)[:2])  # the input ends within a length
+            host.finish()
         lines = ["".join(line.partition(FAILURE)[:2]) for line in container.log()]
         sending = [line for line in lines if "Response" in line]
         self.assertEqual(sending[:2], ["(main: listen()) Response sending (count: 4)",
@@ -118,16 +196,8 @@ class Logging(unittest.TestCase):
         received = [line for line in lines if "listen()" in line and "Response" not in line]
         first = next(i for i, line in enumerate(received) if FAILURE in line) + 1
         self.assertEqual(received[first : first + len(expected)], expected)
-
-    def test_eight_hosts_share_one_log(self):
-        container = Container()
-        hosts = [self.enterContext(Host()) for _ in range(8)]
-        for host in hosts:
-            host.send(*[b"bad"] * 50)
-        for host in hosts:
-            host.ask("init", "1")
-        self.assertEqual(len(container.log()), 400)
-        self.assertEqual(len(list(container.logs.iterdir())), 1)
+        ends = [read(0)[:1] + [f"(main: listen()) Message lenData: {count}bytes"] for count in (2, 0)]
+        self.assertEqual(received[-4:], sum(ends, []))
 
     def test_log_folder_that_refuses_costs_only_lines(self):
         container, options = Container(), {}

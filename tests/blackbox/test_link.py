@@ -10,12 +10,11 @@ import time
 import unittest
 from pathlib import Path
 
-from host import (APPLICATION, DEADLINE, MAIN_APPLICATION, Container, Host, MainApplication, request,
-                  wait_for)
+from host import (APPLICATION, DEADLINE, MAIN_APPLICATION, PUSH, Container, Host, MainApplication,
+                  request, wait_for)
 
 URL = "https://example.org/page"
 CALLER = os.path.basename(os.path.realpath("/proc/self/exe"))
-PUSH = "CVN_APP_STATE_RESPONSE_MESSAGE_FAKEID"
 TIMEOUT = "Can't connect to main app, timeout reached."
 STATE = ("appState", None)
 RULE = {"ruleText": "||a.example^"}

@@ -1,12 +1,38 @@
 """What the main application sets off by its notifications."""
 
+import concurrent.futures
+import os
 import signal
+import time
 import unittest
 
-from host import Container, Host, Observers, request
+from host import (DEADLINE, PUSH, SLOWER, Container, Host, MainApplication, Observers, frame,
+                  request)
 
-PUSH = "CVN_APP_STATE_RESPONSE_MESSAGE_FAKEID"
 STATE = request("getCurrentAppState", "s")
+PATIENCE = 100  # requests answered in a row without a push: none is under way any more
+
+
+def pushes(host, wanted, posting=None):
+    """How many states were pushed when `wanted` were, or when none comes after `posting`."""
+    count = futile = 0
+    while count < wanted and futile < PATIENCE:
+        host.send(STATE)
+        came = len(host.receive_until("s")) - 1
+        count += came
+        futile = 0 if came or (posting and not posting.done()) else futile + 1
+    return count
+
+
+def started_with_a_request():
+    """A host that finds its first request in standard input; returns at once after the reply."""
+    reading, writing = os.pipe()
+    os.write(writing, frame(request("init", "1", {"apiVersion": "1"})))
+    host = Host(stdin=reading)
+    os.close(reading)
+    host.process.stdin = os.fdopen(writing, "wb", buffering=0)
+    host.receive()
+    return host
 
 
 class Pushes(unittest.TestCase):
@@ -44,11 +70,55 @@ class Pushes(unittest.TestCase):
         self.app_reconfig.post()
         self.assertEqual(host.wait(), -signal.SIGABRT)
 
-    def test_eight_hosts_that_are_reconfigured_together_begin_one_file(self):
+    def test_eight_hosts_share_one_log_and_reconfigured_together_begin_one_file(self):
         hosts = self.start(8)
         for host in hosts:
-            host.send(b"bad", STATE)
-            host.receive()
+            host.send(*[b"bad"] * 50)
+        for host in hosts:
+            host.ask("init", "1")
+        self.assertEqual(len(self.container.log()), 400)
         files = len(list(self.container.logs.iterdir()))
         self.reconfigure(hosts, 7)
         self.assertEqual((files, len(list(self.container.logs.iterdir()))), (1, 2))
+
+    def test_an_announcement_right_after_the_first_reply(self):
+        starts, pushed = int(200 / SLOWER), 0
+        for _ in range(starts):
+            with started_with_a_request() as host:
+                self.app_state.post()
+                pushed += pushes(host, 1)
+                self.assertEqual(host.finish(), (0, b""))  # and not twice
+        self.assertEqual(pushed, starts)
+
+    def test_a_burst_of_announcements_right_after_the_first_reply(self):
+        def post(count):
+            for _ in range(count):
+                self.app_state.post()
+
+        with started_with_a_request() as host, concurrent.futures.ThreadPoolExecutor(1) as pool:
+            post(100)  # their pushes fit into the pipe; a thread would start too late for them
+            posting = pool.submit(post, 900)
+            self.assertEqual(pushes(host, 1000, posting), 1000)
+            posting.result()
+            self.assertEqual(host.finish(), (0, b""))
+
+    def test_a_change_that_is_refused_leaves_the_pushes_on(self):
+        requests = self.container.folder / "Data/ExchangeRequestContainer.data"
+        cases = {"a record above the limit": (1_100_000, 0), "a full file": (10, 10_240_001)}
+        for name, (length, filling) in cases.items():
+            with self.subTest(name), Host() as host:
+                host.ask("init", "1")
+                with MainApplication() as application:
+                    self.assertEqual(host.receive()["requestId"], PUSH)  # at its start
+                    os.truncate(requests, filling)
+                    known = len(self.container.log())
+                    host.send(request("removeCustomRules", "refused", {"url": "x" * length}))
+                    end = time.monotonic() + DEADLINE
+                    while "maximum length" not in "".join(self.container.log()[known:]):
+                        self.assertLess(time.monotonic(), end, "it is not refused")
+                        host.ask("setProtectionStatus", "alone")
+                    os.truncate(requests, 0)
+                    application.command("announce")
+                    self.assertEqual(pushes(host, 1), 1)
+                    reply = host.ask("removeCustomRules", "taken", {"url": "x"})
+                    self.assertEqual((reply["requestId"], reply["result"]), ("taken", "ok"))
