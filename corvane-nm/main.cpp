@@ -81,7 +81,7 @@ int main() {
   Platform::stopHardOnUncaughtExceptions();
   if (!browser) Platform::hardStop("the standard streams cannot be set up");
   Platform::ignoreSignalsOfWrites();
-  auto& host = *new Host(*browser);
+  static auto& host = *new Host(*browser);  // reachable to the end, as it is never destroyed
   run(host);
   VCLLogger::singleton().flushWithin(TimeLimits::lastLogLines);
   host.shared.withdraw();
