@@ -52,9 +52,9 @@ class RequestSignalling {
   using Begin = UniqueFunction<void(UniqueFunction<void(bool)>)>;
 
   /// Posts `name` and waits for the notification of a reply; then calls `done`, on the loop. Any
-  /// reply that this process hears counts, whoever asked for it; the reader of the reply looks at
-  /// its id. With an empty `responseId` there is nothing to wait for: answered at once. Requests
-  /// wait one at a time, in the order of these calls.
+  /// reply that this process hears counts, whatever request it answers; the reader of the reply
+  /// looks at its id. With an empty `responseId` there is nothing to wait for: answered at once.
+  /// Requests wait one at a time, in the order of these calls.
   ///
   /// `begin`, if there is one, runs when it is the request's turn, once replies are heard and
   /// before anything is posted: the main application may be awake already, woken by another host,

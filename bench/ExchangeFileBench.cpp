@@ -90,7 +90,7 @@ class Ours {
 
  private:
   const std::string key_;
-  Platform::EventLoop loop_;  // never turns: nobody else has the locks
+  Platform::EventLoop loop_;  // never turns, as the locks are free
   ExchangeBuffer exchange_;
   std::optional<Dictionary> body_ = sampleRequest().body;
 };

@@ -102,7 +102,7 @@ class ExchangeFileUnderTest {
 
   testing::TemporaryFolder folder_;
   const std::filesystem::path path_ = folder_.path() / "k.data";
-  Platform::EventLoop loop_;  // never turns: nobody else has the lock
+  Platform::EventLoop loop_;  // never turns, as the lock is free
   ExchangeBuffer buffer_{loop_, [this] { return folder_.path().string(); }};
 };
 
