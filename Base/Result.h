@@ -13,6 +13,7 @@ enum class FailureCause {
   notPermitted,   ///< the system forbids it
   noSpace,        ///< disk, quota or file size limit
   wouldBlock,     ///< somebody else holds it
+  disconnected,   ///< the other end is gone
   malformed,      ///< the bytes are not what they should be
   other,
 };

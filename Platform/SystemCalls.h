@@ -1,16 +1,24 @@
 #pragma once
 
+#include <poll.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/types.h>
 #include <sys/uio.h>
 
 #include <cstddef>
 
+struct flock;
+
 namespace corvane::Platform {
 
-/// The system calls on files that may fail, as the system has them: same arguments, same results,
-/// errno set. Everything that touches files above this seam takes a `SystemCalls`, so that a test
-/// can make the Nth call fail. The shipped host uses `system()` only. Safe from any thread.
+/// The system calls that may fail, as the system has them: same arguments, same results, errno set.
+/// Everything the host asks of the system goes through the object in use, so that a test can make
+/// any call fail; what only Linux has is in LinuxCalls. Not here: calls that cannot fail (getpid),
+/// the clocks, and what runs between fork and exec.
+///
+/// The object in use belongs to the process, like its descriptors. Thread-safe, except that no
+/// other thread may make calls while the object is replaced.
 class SystemCalls {
  public:
   SystemCalls() = default;
@@ -18,20 +26,70 @@ class SystemCalls {
   SystemCalls(const SystemCalls&) = delete;
   SystemCalls& operator=(const SystemCalls&) = delete;
 
-  virtual int open(const char* path, int flags, mode_t mode);
+  virtual int open(const char* path, int flags, mode_t mode = 0);
+  virtual int openat(int folder, const char* path, int flags, mode_t mode = 0);
+  virtual int close(int descriptor);
   virtual ssize_t read(int descriptor, void* bytes, std::size_t count);
   virtual ssize_t write(int descriptor, const void* bytes, std::size_t count);
+  virtual ssize_t writev(int descriptor, const struct iovec* pieces, int count);
   virtual ssize_t pread(int descriptor, void* bytes, std::size_t count, off_t offset);
   virtual ssize_t pwritev(int descriptor, const struct iovec* pieces, int count, off_t offset);
+  virtual off_t lseek(int descriptor, off_t offset, int whence);
   virtual int ftruncate(int descriptor, off_t size);
   virtual int fstat(int descriptor, struct stat* status);
   virtual int stat(const char* path, struct stat* status);
+  virtual int lstat(const char* path, struct stat* status);
+  virtual int fstatat(int folder, const char* path, struct stat* status, int flags);
   virtual int flock(int descriptor, int operation);
+  virtual int fchmod(int descriptor, mode_t mode);
+  virtual int mkdir(const char* path, mode_t mode);
+  virtual int mkdirat(int folder, const char* path, mode_t mode);
+  virtual int rmdir(const char* path);
   virtual int unlink(const char* path);
-  virtual int close(int descriptor);
+  virtual int unlinkat(int folder, const char* path, int flags);
+  virtual int linkat(int folder, const char* path, int newFolder, const char* newPath, int flags);
+  virtual int renameat(int folder, const char* path, int newFolder, const char* newPath);
+  virtual ssize_t readlink(const char* path, char* target, std::size_t count);
+  virtual int access(const char* path, int mode);
+  virtual int dup2(int descriptor, int number);
+  virtual int fcntl(int descriptor, int command, int argument);
+  /// fcntl(2) with one of the commands for record locks.
+  virtual int lockRecord(int descriptor, int command, struct flock* lock);
+  virtual int poll(struct pollfd* descriptors, nfds_t count, int milliseconds);
+  virtual int socket(int domain, int type, int protocol);
+  virtual int bind(int socket, const struct sockaddr* address, socklen_t length);
+  virtual int connect(int socket, const struct sockaddr* address, socklen_t length);
+  virtual ssize_t send(int socket, const void* bytes, std::size_t count, int flags);
+  virtual ssize_t recv(int socket, void* bytes, std::size_t count, int flags);
+  virtual int kill(pid_t process, int signal);
+  virtual pid_t fork();
+  virtual pid_t waitpid(pid_t process, int* status, int options);
+  /// Starts a detached thread; returns -1 with errno set when the system starts no more.
+  virtual int startThread(void* (*body)(void*), void* argument);
 
-  /// The real ones.
-  static SystemCalls& system();
+  /// The calls in use: the system's, unless a `Replacement` exists.
+  static SystemCalls& inUse() { return *inUse_; }
+  static SystemCalls& system() { return inUse(); }
+
+  /// Replaces the calls in use for as long as it exists; for tests.
+  class Replacement {
+   public:
+    explicit Replacement(SystemCalls& calls);
+    ~Replacement();
+    Replacement(const Replacement&) = delete;
+    Replacement& operator=(const Replacement&) = delete;
+
+   private:
+    SystemCalls* const replaced_;
+  };
+
+ private:
+  static SystemCalls* inUse_;
 };
+
+/// The calls in use, for the sources of the platform layer.
+inline SystemCalls& systemCalls() {
+  return SystemCalls::inUse();
+}
 
 }  // namespace corvane::Platform

@@ -1,7 +1,7 @@
 #include <string>
 #include <vector>
 
-#include "Platform/Linux/DesktopEntry.h"
+#include "Platform/Container/DesktopEntry.h"
 #include "fuzz/Fuzzing.h"
 
 namespace {

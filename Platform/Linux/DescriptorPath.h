@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "Platform/Posix/OwnedDescriptor.h"
+#include "Platform/OwnedDescriptor.h"
 
 namespace corvane::Platform {
 

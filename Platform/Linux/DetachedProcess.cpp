@@ -9,6 +9,9 @@
 #include <csignal>
 #include <utility>
 
+#include "Platform/Linux/LinuxCalls.h"
+#include "Platform/SystemCalls.h"
+
 namespace corvane::Platform {
 namespace {
 
@@ -19,7 +22,7 @@ std::string pathOf(const std::string& program) {
   if (program.find('/') != std::string::npos) return program;
   for (const char* folder : programFolders) {
     std::string path = folder + program;
-    if (::access(path.c_str(), X_OK) == 0) return path;
+    if (systemCalls().access(path.c_str(), X_OK) == 0) return path;
   }
   return "";
 }
@@ -69,20 +72,20 @@ OwnedDescriptor startDetached(const std::vector<std::string>& arguments,
   pointers.push_back(nullptr);
 
   int ends[2] = {-1, -1};
-  if (::pipe2(ends, O_CLOEXEC) != 0) return {};
+  if (linuxCalls().pipe2(ends, O_CLOEXEC) != 0) return {};
   OwnedDescriptor outcome(ends[0]);
   const OwnedDescriptor report(ends[1]);
-  const pid_t child = ::fork();
+  const pid_t child = systemCalls().fork();
   if (child < 0) return {};
   if (child == 0) {  // its own child has no parent left once it has ended
     ::setsid();
-    const pid_t grandchild = ::fork();
+    const pid_t grandchild = systemCalls().fork();
     if (grandchild == 0)
       becomeProgram(path.c_str(), pointers.data(), folder.c_str(), report.number());
     ::_exit(grandchild < 0 ? 1 : 0);
   }
   int status = 0;
-  while (::waitpid(child, &status, 0) < 0 && errno == EINTR) continue;
+  while (systemCalls().waitpid(child, &status, 0) < 0 && errno == EINTR) continue;
   return status == 0 ? std::move(outcome) : OwnedDescriptor();
 }
 
@@ -90,7 +93,7 @@ bool hasStarted(const OwnedDescriptor& outcome) {
   int error = 0;
   ssize_t count = 0;
   do {
-    count = ::read(outcome.number(), &error, sizeof error);
+    count = systemCalls().read(outcome.number(), &error, sizeof error);
   } while (count < 0 && errno == EINTR);
   return count == 0;  // the pipe closed by itself: the program runs
 }

@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "Platform/Posix/OwnedDescriptor.h"
+#include "Platform/OwnedDescriptor.h"
 
 namespace corvane::Platform {
 

@@ -1,6 +1,6 @@
 #include "Platform/FileAttributes.h"
 
-#include <sys/xattr.h>
+#include "Platform/Linux/LinuxCalls.h"
 
 namespace corvane::Platform::FileAttributes {
 namespace {
@@ -13,11 +13,11 @@ std::string attributeName(const std::string& name) {
 }  // namespace
 
 bool mark(const std::string& path, const std::string& name) {
-  return ::lsetxattr(path.c_str(), attributeName(name).c_str(), "", 0, 0) == 0;
+  return linuxCalls().setAttribute(path.c_str(), attributeName(name).c_str()) == 0;
 }
 
 bool isMarked(const std::string& path, const std::string& name) {
-  return ::lgetxattr(path.c_str(), attributeName(name).c_str(), nullptr, 0) >= 0;
+  return linuxCalls().getAttribute(path.c_str(), attributeName(name).c_str()) >= 0;
 }
 
 }  // namespace corvane::Platform::FileAttributes

@@ -4,6 +4,8 @@
 
 #include <chrono>
 
+#include "Platform/SystemCalls.h"
+
 namespace corvane::Platform {
 namespace {
 
@@ -22,7 +24,8 @@ std::chrono::nanoseconds sinceEpoch(const std::timespec& time) {
 FolderStamp::FolderStamp(const OwnedDescriptor& folder) {
   struct stat status = {};
   std::timespec now = {};
-  if (::fstat(folder.number(), &status) != 0 || ::clock_gettime(CLOCK_REALTIME_COARSE, &now) != 0)
+  if (systemCalls().fstat(folder.number(), &status) != 0 ||
+      ::clock_gettime(CLOCK_REALTIME_COARSE, &now) != 0)
     return;
   modified_ = status.st_mtim;
   isSettled_ = sinceEpoch(now) - sinceEpoch(modified_) >=
@@ -31,7 +34,7 @@ FolderStamp::FolderStamp(const OwnedDescriptor& folder) {
 
 bool FolderStamp::holdsFor(const OwnedDescriptor& folder) const {
   struct stat status = {};
-  return isSettled_ && ::fstat(folder.number(), &status) == 0 && status.st_nlink > 0 &&
+  return isSettled_ && systemCalls().fstat(folder.number(), &status) == 0 && status.st_nlink > 0 &&
          status.st_mtim.tv_sec == modified_.tv_sec && status.st_mtim.tv_nsec == modified_.tv_nsec;
 }
 

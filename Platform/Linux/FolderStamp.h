@@ -2,7 +2,7 @@
 
 #include <ctime>
 
-#include "Platform/Posix/OwnedDescriptor.h"
+#include "Platform/OwnedDescriptor.h"
 
 namespace corvane::Platform {
 

@@ -1,4 +1,4 @@
-#include "Platform/Linux/Folders.h"
+#include "Platform/Folders.h"
 
 #include <dirent.h>
 #include <fcntl.h>
@@ -6,6 +6,9 @@
 
 #include <array>
 #include <cstddef>
+
+#include "Platform/Linux/LinuxCalls.h"
+#include "Platform/SystemCalls.h"
 
 namespace corvane::Platform::Folders {
 namespace {
@@ -15,7 +18,7 @@ constexpr int folderFlags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
 /// Adds the next piece of a listing to `names`; false at its end, or when it can't be read.
 bool addEntries(const OwnedDescriptor& folder, std::vector<std::string>& names) {
   alignas(dirent64) std::array<char, 4096> buffer = {};
-  const ssize_t filled = ::getdents64(folder.number(), buffer.data(), buffer.size());
+  const ssize_t filled = linuxCalls().getdents(folder.number(), buffer.data(), buffer.size());
   if (filled <= 0) return false;
   for (std::size_t at = 0; at < static_cast<std::size_t>(filled);) {
     const auto* const entry = reinterpret_cast<const dirent64*>(buffer.data() + at);
@@ -29,16 +32,16 @@ bool addEntries(const OwnedDescriptor& folder, std::vector<std::string>& names) 
 }  // namespace
 
 OwnedDescriptor open(const OwnedDescriptor& folder, const std::string& name) {
-  return OwnedDescriptor(::openat(folder.number(), name.c_str(), folderFlags));
+  return OwnedDescriptor(systemCalls().openat(folder.number(), name.c_str(), folderFlags));
 }
 
 OwnedDescriptor open(const std::string& path) {
-  return OwnedDescriptor(::open(path.c_str(), folderFlags));
+  return OwnedDescriptor(systemCalls().open(path.c_str(), folderFlags));
 }
 
 std::vector<std::string> entries(const OwnedDescriptor& folder) {
   std::vector<std::string> names;
-  ::lseek(folder.number(), 0, SEEK_SET);
+  systemCalls().lseek(folder.number(), 0, SEEK_SET);
   while (addEntries(folder, names)) continue;
   return names;
 }

@@ -4,11 +4,13 @@
 
 #include <string>
 
+#include "Platform/SystemCalls.h"
+
 namespace corvane::Platform {
 
 int openPipeForWriting(int descriptor) {
   const std::string path = "/proc/self/fd/" + std::to_string(descriptor);
-  return ::open(path.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
+  return systemCalls().open(path.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
 }
 
 }  // namespace corvane::Platform

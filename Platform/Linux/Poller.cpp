@@ -11,7 +11,8 @@
 
 #include "Platform/File.h"
 #include "Platform/HardStop.h"
-#include "Platform/Posix/OwnedDescriptor.h"
+#include "Platform/Linux/LinuxCalls.h"
+#include "Platform/OwnedDescriptor.h"
 
 namespace corvane::Platform {
 namespace {
@@ -36,7 +37,8 @@ int timeLeft(Clock::time_point end) {
 class Poller::Implementation {
  public:
   Implementation()
-      : events_(::epoll_create1(EPOLL_CLOEXEC)), wake_(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
+      : events_(linuxCalls().epollCreate(EPOLL_CLOEXEC)),
+        wake_(linuxCalls().eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
     if (!events_ || !wake_ || !add(wakeId, wake_.number(), Event::readable))
       hardStop("the system lacks what an event loop needs");
   }
@@ -45,7 +47,7 @@ class Poller::Implementation {
     epoll_event wanted = {};
     wanted.events = event == Event::readable ? EPOLLIN : EPOLLOUT;
     wanted.data.u64 = id;
-    if (::epoll_ctl(events_.number(), EPOLL_CTL_ADD, descriptor, &wanted) == 0) {
+    if (linuxCalls().epollControl(events_.number(), EPOLL_CTL_ADD, descriptor, &wanted) == 0) {
       descriptors_[id] = descriptor;
     } else if (errno == EPERM) {
       alwaysReady_.insert(id);
@@ -59,15 +61,15 @@ class Poller::Implementation {
     alwaysReady_.erase(id);
     const auto found = descriptors_.find(id);
     if (found == descriptors_.end()) return;
-    ::epoll_ctl(events_.number(), EPOLL_CTL_DEL, found->second, nullptr);
+    linuxCalls().epollControl(events_.number(), EPOLL_CTL_DEL, found->second, nullptr);
     descriptors_.erase(found);
   }
 
   bool wait(Clock::time_point end, std::vector<std::uint64_t>& ready) {
     std::array<epoll_event, 16> events = {};
     const int limit = alwaysReady_.empty() ? timeLeft(end) : 0;
-    const int count =
-        ::epoll_wait(events_.number(), events.data(), static_cast<int>(events.size()), limit);
+    const int count = linuxCalls().epollWait(events_.number(), events.data(),
+                                             static_cast<int>(events.size()), limit);
     bool isWoken = false;
     for (int i = 0; i < count; ++i) {
       const std::uint64_t id = events[static_cast<std::size_t>(i)].data.u64;
@@ -75,14 +77,17 @@ class Poller::Implementation {
         ready.push_back(id);
         continue;
       }
-      eventfd_t calls = 0;
-      isWoken = ::eventfd_read(wake_.number(), &calls) == 0;
+      std::uint64_t calls = 0;
+      isWoken = systemCalls().read(wake_.number(), &calls, sizeof calls) == sizeof calls;
     }
     ready.insert(ready.end(), alwaysReady_.begin(), alwaysReady_.end());
     return isWoken;
   }
 
-  void wake() { ::eventfd_write(wake_.number(), 1); }
+  void wake() {
+    const std::uint64_t one = 1;
+    systemCalls().write(wake_.number(), &one, sizeof one);
+  }
 
  private:
   static constexpr std::uint64_t wakeId = 0;

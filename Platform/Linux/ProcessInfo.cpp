@@ -6,6 +6,8 @@
 #include <array>
 #include <string_view>
 
+#include "Platform/SystemCalls.h"
+
 namespace corvane::Platform::ProcessInfo {
 namespace {
 
@@ -14,7 +16,7 @@ constexpr std::string_view deletedMark = " (deleted)";
 
 bool exists(const std::string& path) {
   struct stat status = {};
-  return ::lstat(path.c_str(), &status) == 0;
+  return systemCalls().lstat(path.c_str(), &status) == 0;
 }
 
 }  // namespace
@@ -23,7 +25,7 @@ std::optional<std::string> executablePath(pid_t processIdentifier) {
   if (processIdentifier <= 0) return std::nullopt;
   std::array<char, 4096> buffer = {};
   const std::string link = "/proc/" + std::to_string(processIdentifier) + "/exe";
-  const ssize_t length = ::readlink(link.c_str(), buffer.data(), buffer.size());
+  const ssize_t length = systemCalls().readlink(link.c_str(), buffer.data(), buffer.size());
   if (length <= 0 || static_cast<std::size_t>(length) == buffer.size()) return std::nullopt;
   std::string path(buffer.data(), static_cast<std::size_t>(length));
   if (path.ends_with(deletedMark) && !exists(path)) path.resize(path.size() - deletedMark.size());

@@ -9,6 +9,8 @@
 #include <cstdio>
 #include <ctime>
 
+#include "Platform/SystemCalls.h"
+
 namespace corvane::Platform {
 namespace {
 
@@ -35,8 +37,8 @@ void SystemLogSocket::send(int priority, std::string_view text) {
   const std::lock_guard lock(mutex_);
   for (int attempt = 0; attempt < 2; ++attempt) {
     if (!socket_ && !connect()) return;
-    const ssize_t sent =
-        ::send(socket_.number(), record.data(), record.size(), MSG_DONTWAIT | MSG_NOSIGNAL);
+    const ssize_t sent = systemCalls().send(socket_.number(), record.data(), record.size(),
+                                            MSG_DONTWAIT | MSG_NOSIGNAL);
     if (sent >= 0 || errno == EAGAIN) return;
     socket_ = OwnedDescriptor();  // a daemon that was started anew has a new socket
   }
@@ -47,9 +49,11 @@ bool SystemLogSocket::connect() {
   address.sun_family = AF_UNIX;
   if (path_.size() >= sizeof address.sun_path) return false;
   path_.copy(address.sun_path, path_.size());
-  socket_ = OwnedDescriptor(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
-  if (socket_ && ::connect(socket_.number(), reinterpret_cast<const sockaddr*>(&address),
-                           sizeof address) == 0) {
+  socket_ =
+      OwnedDescriptor(systemCalls().socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+  if (socket_ &&
+      systemCalls().connect(socket_.number(), reinterpret_cast<const sockaddr*>(&address),
+                            sizeof address) == 0) {
     return true;
   }
   socket_ = OwnedDescriptor();

@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "Platform/Posix/OwnedDescriptor.h"
+#include "Platform/OwnedDescriptor.h"
 
 namespace corvane::Platform {
 

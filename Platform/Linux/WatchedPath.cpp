@@ -11,6 +11,8 @@
 #include "Platform/Descriptor.h"
 #include "Platform/File.h"
 #include "Platform/Linux/DescriptorPath.h"
+#include "Platform/Linux/LinuxCalls.h"
+#include "Platform/SystemCalls.h"
 
 namespace corvane::Platform {
 namespace {
@@ -39,13 +41,13 @@ std::vector<SystemFileEvent> eventsIn(std::span<const std::byte> bytes) {
 }  // namespace
 
 Result<OwnedDescriptor> FileEventSource::open(const std::string& path) {
-  OwnedDescriptor file(::open(path.c_str(), O_PATH | O_CLOEXEC));
+  OwnedDescriptor file(systemCalls().open(path.c_str(), O_PATH | O_CLOEXEC));
   if (!file) return failureFromErrno("open");
   return file;
 }
 
 Result<std::unique_ptr<FileEventSource>> FileEventSource::make() {
-  OwnedDescriptor instance(::inotify_init1(IN_CLOEXEC));
+  OwnedDescriptor instance(linuxCalls().inotifyInit(IN_CLOEXEC));
   if (!instance) return failureFromErrno("inotify_init1");
   return std::unique_ptr<FileEventSource>(new Inotify(std::move(instance)));
 }
@@ -64,7 +66,7 @@ std::vector<SystemFileEvent> Inotify::receive() {
 
 int Inotify::add(const OwnedDescriptor& file, std::uint32_t events) {
   const int watch =
-      ::inotify_add_watch(instance_.number(), pathOf(file).c_str(), events | IN_MASK_ADD);
+      linuxCalls().inotifyAddWatch(instance_.number(), pathOf(file).c_str(), events | IN_MASK_ADD);
   if (watch >= 0) ++users_[watch];
   return watch;
 }
@@ -73,7 +75,7 @@ void Inotify::release(int watch) {
   const auto found = users_.find(watch);
   if (found == users_.end() || --found->second > 0) return;
   users_.erase(found);
-  ::inotify_rm_watch(instance_.number(), watch);
+  linuxCalls().inotifyRemoveWatch(instance_.number(), watch);
 }
 
 WatchedPath::WatchedPath(Inotify& inotify, OwnedDescriptor file)
@@ -86,7 +88,7 @@ WatchedPath::~WatchedPath() {
 
 Result<Done> WatchedPath::begin() {
   struct stat status = {};
-  if (::fstat(file_.number(), &status) != 0) return failureFromErrno("fstat");
+  if (systemCalls().fstat(file_.number(), &status) != 0) return failureFromErrno("fstat");
   isFolder_ = S_ISDIR(status.st_mode);
   own_ = inotify_.add(file_, isFolder_ ? folderEvents : fileEvents);
   if (own_ < 0) return failureFromErrno("inotify_add_watch");
@@ -113,13 +115,14 @@ std::optional<FileEvent> WatchedPath::meaningOf(const SystemFileEvent& event) {
 /// For a folder: watches the one that it is in now.
 void WatchedPath::watchParent() {
   if (!isFolder_) return;
-  const OwnedDescriptor parent(::openat(file_.number(), "..", O_PATH | O_DIRECTORY | O_CLOEXEC));
+  const OwnedDescriptor parent(
+      systemCalls().openat(file_.number(), "..", O_PATH | O_DIRECTORY | O_CLOEXEC));
   inotify_.release(std::exchange(parent_, parent ? inotify_.add(parent, parentEvents) : -1));
 }
 
 bool WatchedPath::isDeleted() const {
   struct stat status = {};
-  return ::fstat(file_.number(), &status) == 0 && status.st_nlink == 0;
+  return systemCalls().fstat(file_.number(), &status) == 0 && status.st_nlink == 0;
 }
 
 }  // namespace corvane::Platform

@@ -6,6 +6,7 @@
 #include <cerrno>
 
 #include "Platform/File.h"
+#include "Platform/SystemCalls.h"
 
 namespace corvane::Platform::Descriptor {
 namespace {
@@ -16,7 +17,7 @@ bool mayRepeat(int descriptor, short event) {
   if (errno == EINTR) return true;
   if (errno != EAGAIN && errno != EWOULDBLOCK) return false;
   pollfd ready{descriptor, event, 0};
-  return ::poll(&ready, 1, -1) > 0 || errno == EINTR;
+  return systemCalls().poll(&ready, 1, -1) > 0 || errno == EINTR;
 }
 
 }  // namespace
@@ -24,7 +25,7 @@ bool mayRepeat(int descriptor, short event) {
 Result<std::size_t> read(int descriptor, std::span<std::byte> bytes) {
   ssize_t count = 0;
   do {
-    count = ::read(descriptor, bytes.data(), bytes.size());
+    count = systemCalls().read(descriptor, bytes.data(), bytes.size());
   } while (count < 0 && errno == EINTR);
   if (count < 0) return failureFromErrno("read");
   return static_cast<std::size_t>(count);
@@ -32,7 +33,7 @@ Result<std::size_t> read(int descriptor, std::span<std::byte> bytes) {
 
 Result<std::size_t> readSome(int descriptor, std::span<std::byte> bytes) {
   for (;;) {
-    const ssize_t count = ::read(descriptor, bytes.data(), bytes.size());
+    const ssize_t count = systemCalls().read(descriptor, bytes.data(), bytes.size());
     if (count >= 0) return static_cast<std::size_t>(count);
     if (!mayRepeat(descriptor, POLLIN)) return failureFromErrno("read");
   }
@@ -40,7 +41,7 @@ Result<std::size_t> readSome(int descriptor, std::span<std::byte> bytes) {
 
 Result<Done> writeAll(int descriptor, ByteView bytes) {
   while (!bytes.empty()) {
-    const ssize_t count = ::write(descriptor, bytes.data(), bytes.size());
+    const ssize_t count = systemCalls().write(descriptor, bytes.data(), bytes.size());
     if (count >= 0) {
       bytes = bytes.subspan(static_cast<std::size_t>(count));
     } else if (!mayRepeat(descriptor, POLLOUT)) {

@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "Platform/Posix/FileTimes.h"
+#include "Platform/SystemCalls.h"
 
 namespace corvane::Platform {
 namespace {
@@ -32,6 +33,10 @@ FailureCause causeOf(int error) {
       return FailureCause::noSpace;
     case EWOULDBLOCK:
       return FailureCause::wouldBlock;
+    case ECONNREFUSED:
+    case ECONNRESET:
+    case ENOTCONN:
+      return FailureCause::disconnected;
     default:
       return FailureCause::other;
   }
@@ -77,8 +82,8 @@ File::Status statusFrom(const struct stat& status) {
 
 bool isFolder(const std::string& path, Links links) {
   struct stat status = {};
-  const int result =
-      links == Links::followed ? ::stat(path.c_str(), &status) : ::lstat(path.c_str(), &status);
+  const int result = links == Links::followed ? systemCalls().stat(path.c_str(), &status)
+                                              : systemCalls().lstat(path.c_str(), &status);
   return result == 0 && S_ISDIR(status.st_mode);
 }
 
@@ -213,7 +218,7 @@ Result<Done> makeFolders(const std::string& base, const std::string& below, Link
   while (end < below.size()) {
     end = std::min(below.find('/', end + 1), below.size());
     const std::string path = base + "/" + below.substr(0, end);
-    if (isFolder(path, links) || ::mkdir(path.c_str(), 0700) == 0) continue;
+    if (isFolder(path, links) || systemCalls().mkdir(path.c_str(), 0700) == 0) continue;
     if (errno != EEXIST) return failureFromErrno("mkdir " + path);
     if (isFolder(path, links)) continue;  // another process was quicker
     errno = ENOTDIR;

@@ -8,7 +8,7 @@
 
 #include "Base/Result.h"
 #include "Platform/FileEvents.h"
-#include "Platform/Posix/OwnedDescriptor.h"
+#include "Platform/OwnedDescriptor.h"
 
 /// What FileWatch needs of the system: each has its own facility for this.
 namespace corvane::Platform {

@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <exception>
 
+#include "Platform/SystemCalls.h"
 #include "Platform/SystemLog.h"
 
 namespace corvane::Platform {
@@ -42,7 +43,7 @@ void hardStop(std::string_view why) {
 
   const iovec line[] = {piece("corvane-nm: stopped: "), piece(why), piece("\n")};
   // Standard error may be gone; there is nobody else to tell.
-  [[maybe_unused]] const ssize_t written = ::writev(STDERR_FILENO, line, 3);
+  [[maybe_unused]] const ssize_t written = systemCalls().writev(STDERR_FILENO, line, 3);
   SystemLog::write(SystemLog::Severity::error, why);
   std::abort();
 }

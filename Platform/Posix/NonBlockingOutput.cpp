@@ -11,6 +11,7 @@
 
 #include "Platform/File.h"
 #include "Platform/Posix/PipeOpening.h"
+#include "Platform/SystemCalls.h"
 
 namespace corvane::Platform {
 namespace {
@@ -18,35 +19,36 @@ namespace {
 /// A blocking pipe that polls as writable has room for PIPE_BUF bytes.
 ssize_t writeWhatSurelyFits(int descriptor, ByteView bytes) {
   pollfd room = {descriptor, POLLOUT, 0};
-  const int ready = ::poll(&room, 1, 0);
+  const int ready = systemCalls().poll(&room, 1, 0);
   if (ready == 0) errno = EAGAIN;
   if (ready <= 0) return -1;
-  return ::write(descriptor, bytes.data(), std::min<std::size_t>(bytes.size(), PIPE_BUF));
+  return systemCalls().write(descriptor, bytes.data(),
+                             std::min<std::size_t>(bytes.size(), PIPE_BUF));
 }
 
 }  // namespace
 
 NonBlockingOutput::NonBlockingOutput(int descriptor) : given_(descriptor) {
   struct stat status = {};
-  if (::fstat(descriptor, &status) != 0) return;
+  if (systemCalls().fstat(descriptor, &status) != 0) return;
   if (S_ISREG(status.st_mode)) kind_ = Kind::regularFile;
   if (S_ISSOCK(status.st_mode)) kind_ = Kind::socket;
   if (S_ISFIFO(status.st_mode)) own_ = openPipeForWriting(descriptor);
 }
 
 NonBlockingOutput::~NonBlockingOutput() {
-  if (own_ >= 0) ::close(own_);
+  if (own_ >= 0) systemCalls().close(own_);
 }
 
 Result<std::size_t> NonBlockingOutput::write(ByteView bytes) {
   for (;;) {
     ssize_t count = 0;
     if (own_ >= 0) {
-      count = ::write(own_, bytes.data(), bytes.size());
+      count = systemCalls().write(own_, bytes.data(), bytes.size());
     } else if (kind_ == Kind::socket) {
-      count = ::send(given_, bytes.data(), bytes.size(), MSG_DONTWAIT);
+      count = systemCalls().send(given_, bytes.data(), bytes.size(), MSG_DONTWAIT);
     } else if (kind_ == Kind::regularFile) {
-      count = ::write(given_, bytes.data(), bytes.size());
+      count = systemCalls().write(given_, bytes.data(), bytes.size());
     } else {
       count = writeWhatSurelyFits(given_, bytes);
     }

@@ -11,7 +11,7 @@
 
 #include "Platform/File.h"
 #include "Platform/HardStop.h"
-#include "Platform/Posix/OwnedDescriptor.h"
+#include "Platform/OwnedDescriptor.h"
 
 #pragma clang assume_nonnull begin
 

@@ -6,8 +6,8 @@
 #include <filesystem>
 #include <system_error>
 
+#include "Platform/Container/HomeFolder.h"
 #include "Platform/File.h"
-#include "Platform/Linux/HomeFolder.h"
 #include "SharedComponents/Configuration.h"
 
 namespace corvane::MainApp {

@@ -7,7 +7,7 @@
 #include <utility>
 #include <vector>
 
-#include "Platform/ApplicationRegistration.h"
+#include "Platform/Container/ApplicationRegistration.h"
 #include "Platform/EventLoop.h"
 #include "Platform/NotificationCenter.h"
 #include "Platform/RunningApplications.h"

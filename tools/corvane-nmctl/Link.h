@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "Platform/NotificationObservers.h"
+#include "Platform/Container/NotificationObservers.h"
 #include "tools/corvane-nmctl/Finding.h"
 
 namespace corvane::Nmctl {

@@ -5,7 +5,7 @@
 
 #include <optional>
 
-#include "Platform/Linux/NotificationSocket.h"
+#include "Platform/Container/NotificationSocket.h"
 #include "Platform/Linux/SystemLogSocket.h"
 #include "tests/Support/TemporaryFolder.h"
 

@@ -9,8 +9,8 @@
 #include <utility>
 #include <vector>
 
+#include "Platform/Container/NotificationFolders.h"
 #include "Platform/File.h"
-#include "Platform/Linux/NotificationFolders.h"
 #include "tools/corvane-nmctl/MainAppCheck/Registry.h"
 
 namespace corvane::Nmctl::MainAppCheck {

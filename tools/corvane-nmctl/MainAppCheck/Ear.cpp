@@ -6,8 +6,8 @@
 
 #include <string_view>
 
-#include "Platform/Linux/Folders.h"
-#include "Platform/Linux/ProcessFileName.h"
+#include "Platform/Container/ProcessFileName.h"
+#include "Platform/Folders.h"
 #include "tools/corvane-nmctl/MainAppCheck/Point.h"
 
 namespace corvane::Nmctl::MainAppCheck {

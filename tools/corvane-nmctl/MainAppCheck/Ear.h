@@ -4,8 +4,8 @@
 #include <set>
 #include <string>
 
-#include "Platform/Linux/NotificationFolders.h"
-#include "Platform/Linux/NotificationSocket.h"
+#include "Platform/Container/NotificationFolders.h"
+#include "Platform/Container/NotificationSocket.h"
 
 namespace corvane::Nmctl::MainAppCheck {
 

@@ -6,9 +6,9 @@
 #include <fstream>
 #include <string>
 
-#include "Platform/Linux/Folders.h"
-#include "Platform/Linux/NotificationSocket.h"
-#include "Platform/Linux/ProcessFileName.h"
+#include "Platform/Container/NotificationSocket.h"
+#include "Platform/Container/ProcessFileName.h"
+#include "Platform/Folders.h"
 #include "tools/corvane-nmctl/MainAppCheck/PlayedHost.h"
 #include "tools/corvane-nmctl/MainAppCheck/Point.h"
 

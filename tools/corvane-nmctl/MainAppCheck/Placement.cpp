@@ -6,10 +6,10 @@
 #include <cstdint>
 #include <limits>
 
+#include "Platform/Container/NotificationSocket.h"
+#include "Platform/Container/ProcessFileName.h"
+#include "Platform/Folders.h"
 #include "Platform/GroupSettings.h"
-#include "Platform/Linux/Folders.h"
-#include "Platform/Linux/NotificationSocket.h"
-#include "Platform/Linux/ProcessFileName.h"
 #include "SharedComponents/Configuration.h"
 #include "SharedComponents/GroupContainer.h"
 #include "tools/corvane-nmctl/MainAppCheck/Bench.h"

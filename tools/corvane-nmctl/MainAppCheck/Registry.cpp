@@ -3,10 +3,10 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
-#include "Platform/Linux/ApplicationRegistry.h"
-#include "Platform/Linux/Folders.h"
-#include "Platform/Linux/ProcessFileName.h"
-#include "Platform/Linux/RunningInstance.h"
+#include "Platform/Container/ApplicationRegistry.h"
+#include "Platform/Container/ProcessFileName.h"
+#include "Platform/Container/RunningInstance.h"
+#include "Platform/Folders.h"
 #include "SharedComponents/Configuration.h"
 #include "tools/corvane-nmctl/Output.h"
 

@@ -6,11 +6,11 @@
 #include <utility>
 
 #include "Base/Result.h"
-#include "Platform/Linux/NotificationCleaner.h"
-#include "Platform/Linux/NotificationConnections.h"
-#include "Platform/Linux/NotificationFolders.h"
-#include "Platform/Linux/NotificationSocket.h"
-#include "Platform/Linux/ProcessFileName.h"
+#include "Platform/Container/NotificationCleaner.h"
+#include "Platform/Container/NotificationConnections.h"
+#include "Platform/Container/NotificationFolders.h"
+#include "Platform/Container/NotificationSocket.h"
+#include "Platform/Container/ProcessFileName.h"
 #include "Platform/Posix/NotificationName.h"
 #include "Platform/SystemLog.h"
 

@@ -4,7 +4,7 @@
 #include <string_view>
 #include <vector>
 
-#include "Platform/Posix/OwnedDescriptor.h"
+#include "Platform/OwnedDescriptor.h"
 
 /// What the registries in the group container need of folders. Safe from any thread.
 namespace corvane::Platform::Folders {

@@ -3,9 +3,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "Platform/Linux/Folders.h"
-#include "Platform/Linux/GroupContainerFolder.h"
-#include "Platform/Linux/HomeFolder.h"
+#include "Platform/Container/GroupContainerFolder.h"
+#include "Platform/Container/HomeFolder.h"
+#include "Platform/Folders.h"
+#include "Platform/SystemCalls.h"
 
 namespace corvane::Platform {
 namespace {
@@ -21,8 +22,8 @@ std::optional<std::string> groupContainerBelow(const std::string& home,
   if (!Folders::isVisibleName(identifier)) return std::nullopt;
   std::string path = pathBelow(home, identifier);
   struct stat status = {};
-  if (::stat(path.c_str(), &status) != 0 || !S_ISDIR(status.st_mode) || status.st_uid != owner ||
-      (status.st_mode & (S_IWGRP | S_IWOTH)) != 0) {
+  if (systemCalls().stat(path.c_str(), &status) != 0 || !S_ISDIR(status.st_mode) ||
+      status.st_uid != owner || (status.st_mode & (S_IWGRP | S_IWOTH)) != 0) {
     return std::nullopt;
   }
   return path;

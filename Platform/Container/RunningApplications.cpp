@@ -4,12 +4,12 @@
 #include <utility>
 #include <vector>
 
-#include "Platform/Linux/ApplicationObservation.h"
-#include "Platform/Linux/ApplicationRegistry.h"
+#include "Platform/Container/ApplicationObservation.h"
+#include "Platform/Container/ApplicationRegistry.h"
+#include "Platform/Container/ProcessFileName.h"
+#include "Platform/Container/RunningInstance.h"
+#include "Platform/Folders.h"
 #include "Platform/Linux/FolderStamp.h"
-#include "Platform/Linux/Folders.h"
-#include "Platform/Linux/ProcessFileName.h"
-#include "Platform/Linux/RunningInstance.h"
 
 namespace corvane::Platform {
 namespace {

@@ -7,8 +7,8 @@
 #include <fstream>
 #include <sstream>
 
+#include "Platform/Container/DesktopEntry.h"
 #include "Platform/File.h"
-#include "Platform/Linux/DesktopEntry.h"
 #include "Platform/Linux/DetachedProcess.h"
 #include "tests/Support/TemporaryFolder.h"
 

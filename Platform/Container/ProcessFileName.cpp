@@ -1,4 +1,4 @@
-#include "Platform/Linux/ProcessFileName.h"
+#include "Platform/Container/ProcessFileName.h"
 
 #include <unistd.h>
 
@@ -6,6 +6,8 @@
 #include <charconv>
 #include <csignal>
 #include <random>
+
+#include "Platform/SystemCalls.h"
 
 namespace corvane::Platform::ProcessFileName {
 namespace {
@@ -36,7 +38,7 @@ std::optional<pid_t> processOf(std::string_view name) {
 }
 
 bool isGone(pid_t process) {
-  return ::kill(process, 0) != 0 && errno == ESRCH;
+  return systemCalls().kill(process, 0) != 0 && errno == ESRCH;
 }
 
 }  // namespace corvane::Platform::ProcessFileName

@@ -8,7 +8,7 @@
 
 #include "Platform/EventLoop.h"
 #include "Platform/Linux/FolderStamp.h"
-#include "Platform/Posix/OwnedDescriptor.h"
+#include "Platform/OwnedDescriptor.h"
 
 namespace corvane::Platform {
 

@@ -1,20 +1,20 @@
-#include "Platform/Linux/RunningInstance.h"
+#include "Platform/Container/RunningInstance.h"
 
 #include <poll.h>
-#include <sys/syscall.h>
 
 #include <cerrno>
 
-#include "Platform/Linux/ApplicationRegistry.h"
-#include "Platform/Linux/ProcessFileName.h"
+#include "Platform/Container/ApplicationRegistry.h"
+#include "Platform/Container/ProcessFileName.h"
+#include "Platform/Linux/LinuxCalls.h"
+#include "Platform/SystemCalls.h"
 
 namespace corvane::Platform {
 
 using ApplicationRegistry::Lock;
 
 RunningInstance::RunningInstance(pid_t process)
-    : process_(static_cast<int>(::syscall(SYS_pidfd_open, process, 0))),
-      wasGone_(!process_ && errno == ESRCH) {}
+    : process_(linuxCalls().pidfdOpen(process)), wasGone_(!process_ && errno == ESRCH) {}
 
 std::optional<RunningInstance> RunningInstance::find(const OwnedDescriptor& folder,
                                                      const std::string& name) {
@@ -37,7 +37,7 @@ bool RunningInstance::hasEnded() const {
 bool RunningInstance::hasProcessEnded() const {
   if (!process_) return wasGone_;
   pollfd ended = {process_.number(), POLLIN, 0};
-  return ::poll(&ended, 1, 0) > 0;
+  return systemCalls().poll(&ended, 1, 0) > 0;
 }
 
 }  // namespace corvane::Platform

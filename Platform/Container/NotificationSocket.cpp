@@ -1,4 +1,4 @@
-#include "Platform/Linux/NotificationSocket.h"
+#include "Platform/Container/NotificationSocket.h"
 
 #include <fcntl.h>
 #include <sys/socket.h>
@@ -10,6 +10,7 @@
 
 #include "Platform/File.h"
 #include "Platform/Linux/DescriptorPath.h"
+#include "Platform/SystemCalls.h"
 
 namespace corvane::Platform {
 namespace {
@@ -26,7 +27,7 @@ std::optional<sockaddr_un> addressOf(const std::string& path) {
 constexpr mode_t socketMode = 0600;
 
 OwnedDescriptor makeSocket() {
-  return OwnedDescriptor(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+  return OwnedDescriptor(systemCalls().socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
 }
 
 const sockaddr* plain(const sockaddr_un& address) {
@@ -42,15 +43,16 @@ Result<NotificationSocket> NotificationSocket::bind(const OwnedDescriptor& folde
   const auto address = addressOf(pathOf(folder) + "/" + name);
   if (!address) return Failure{FailureCause::other, "the name of a socket is too long"};
   // What is bound takes the mode over: only its user may send, whatever the umask.
-  if (::fchmod(socket.number(), socketMode) != 0) return failureFromErrno("fchmod");
-  if (::bind(socket.number(), plain(*address), sizeof *address) != 0)
+  if (systemCalls().fchmod(socket.number(), socketMode) != 0) return failureFromErrno("fchmod");
+  if (systemCalls().bind(socket.number(), plain(*address), sizeof *address) != 0)
     return failureFromErrno("bind");
   return NotificationSocket(std::move(socket));
 }
 
 std::optional<std::string_view> NotificationSocket::receive() {
   for (;;) {
-    const ssize_t length = ::recv(socket_.number(), buffer_.data(), buffer_.size(), MSG_DONTWAIT);
+    const ssize_t length =
+        systemCalls().recv(socket_.number(), buffer_.data(), buffer_.size(), MSG_DONTWAIT);
     if (length < 0 && errno == EINTR) continue;
     if (length < 0 && errno == EAGAIN) return "";
     if (length < 0) return std::nullopt;
@@ -63,18 +65,20 @@ OwnedDescriptor NotificationSocket::connectedTo(const OwnedDescriptor& folder,
                                                 const std::string& name) {
   // Through the entry itself, as connecting by its name would follow a symbolic link.
   const OwnedDescriptor entry(
-      ::openat(folder.number(), name.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
+      systemCalls().openat(folder.number(), name.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
   if (!entry) return {};
   OwnedDescriptor socket = makeSocket();
   const auto address = addressOf(pathOf(entry));
   const bool isConnected =
-      socket && address && ::connect(socket.number(), plain(*address), sizeof *address) == 0;
+      socket && address &&
+      systemCalls().connect(socket.number(), plain(*address), sizeof *address) == 0;
   return isConnected ? std::move(socket) : OwnedDescriptor();
 }
 
 bool NotificationSocket::isDead(const OwnedDescriptor& folder, const std::string& name) {
   struct stat status = {};
-  if (::fstatat(folder.number(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) return false;
+  if (systemCalls().fstatat(folder.number(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0)
+    return false;
   return S_ISSOCK(status.st_mode) && !connectedTo(folder, name) && errno == ECONNREFUSED;
 }
 

@@ -1,4 +1,4 @@
-#include "Platform/Linux/ApplicationRegistry.h"
+#include "Platform/Container/ApplicationRegistry.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -6,8 +6,9 @@
 #include <cerrno>
 
 #include "Platform/File.h"
-#include "Platform/Linux/Folders.h"
+#include "Platform/Folders.h"
 #include "Platform/Posix/NotificationName.h"
+#include "Platform/SystemCalls.h"
 
 namespace corvane::Platform::ApplicationRegistry {
 namespace {
@@ -16,7 +17,7 @@ constexpr mode_t folderMode = 0700;
 constexpr char registryName[] = "Applications";
 
 Result<OwnedDescriptor> makeFolder(const OwnedDescriptor& parent, const std::string& name) {
-  if (::mkdirat(parent.number(), name.c_str(), folderMode) != 0 && errno != EEXIST)
+  if (systemCalls().mkdirat(parent.number(), name.c_str(), folderMode) != 0 && errno != EEXIST)
     return failureFromErrno("mkdir " + name);
   OwnedDescriptor folder = Folders::open(parent, name);
   if (!folder) return failureFromErrno("open " + name);
@@ -27,7 +28,7 @@ bool changeLock(const OwnedDescriptor& file, short type) {
   struct flock lock = {};
   lock.l_type = type;
   lock.l_whence = SEEK_SET;
-  return ::fcntl(file.number(), F_OFD_SETLK, &lock) == 0;
+  return systemCalls().lockRecord(file.number(), F_OFD_SETLK, &lock) == 0;
 }
 
 }  // namespace
@@ -64,18 +65,19 @@ Result<OwnedDescriptor> make(const std::string& containerFolder,
 }
 
 OwnedDescriptor openFile(const OwnedDescriptor& folder, const std::string& name) {
-  return OwnedDescriptor(
-      ::openat(folder.number(), name.c_str(), O_RDONLY | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC));
+  return OwnedDescriptor(systemCalls().openat(folder.number(), name.c_str(),
+                                              O_RDONLY | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC));
 }
 
 Lock lockOf(const OwnedDescriptor& file) {
   struct stat status = {};
-  if (::fstat(file.number(), &status) != 0 || !S_ISREG(status.st_mode)) return Lock::unknown;
+  if (systemCalls().fstat(file.number(), &status) != 0 || !S_ISREG(status.st_mode))
+    return Lock::unknown;
   if (status.st_nlink == 0) return Lock::free;
   struct flock lock = {};
   lock.l_type = F_RDLCK;
   lock.l_whence = SEEK_SET;
-  if (::fcntl(file.number(), F_OFD_GETLK, &lock) != 0) return Lock::unknown;
+  if (systemCalls().lockRecord(file.number(), F_OFD_GETLK, &lock) != 0) return Lock::unknown;
   return lock.l_type == F_WRLCK ? Lock::held : Lock::free;
 }
 

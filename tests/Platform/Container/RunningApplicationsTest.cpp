@@ -12,7 +12,7 @@
 #include <utility>
 #include <vector>
 
-#include "Platform/Posix/OwnedDescriptor.h"
+#include "Platform/OwnedDescriptor.h"
 #include "tests/Support/TemporaryFolder.h"
 #include "tests/Support/Turning.h"
 

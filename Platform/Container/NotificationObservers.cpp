@@ -1,8 +1,8 @@
-#include "Platform/NotificationObservers.h"
+#include "Platform/Container/NotificationObservers.h"
 
-#include "Platform/Linux/Folders.h"
-#include "Platform/Linux/NotificationSocket.h"
-#include "Platform/Linux/ProcessFileName.h"
+#include "Platform/Container/NotificationSocket.h"
+#include "Platform/Container/ProcessFileName.h"
+#include "Platform/Folders.h"
 
 namespace corvane::Platform {
 

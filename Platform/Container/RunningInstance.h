@@ -5,7 +5,7 @@
 #include <optional>
 #include <string>
 
-#include "Platform/Posix/OwnedDescriptor.h"
+#include "Platform/OwnedDescriptor.h"
 
 namespace corvane::Platform {
 

@@ -12,8 +12,8 @@
 #include <thread>
 #include <vector>
 
-#include "Platform/Linux/Folders.h"
-#include "Platform/Linux/NotificationSocket.h"
+#include "Platform/Container/NotificationSocket.h"
+#include "Platform/Folders.h"
 #include "tests/Support/TemporaryFolder.h"
 #include "tests/Support/Turning.h"
 

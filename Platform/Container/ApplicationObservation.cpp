@@ -1,9 +1,9 @@
-#include "Platform/Linux/ApplicationObservation.h"
+#include "Platform/Container/ApplicationObservation.h"
 
 #include <utility>
 
-#include "Platform/Linux/ApplicationRegistry.h"
-#include "Platform/Linux/Folders.h"
+#include "Platform/Container/ApplicationRegistry.h"
+#include "Platform/Folders.h"
 #include "Platform/SystemLog.h"
 
 namespace corvane::Platform {

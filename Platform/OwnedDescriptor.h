@@ -1,7 +1,5 @@
 #pragma once
 
-#include <unistd.h>
-
 #include <utility>
 
 namespace corvane::Platform {
@@ -19,9 +17,7 @@ class OwnedDescriptor {
   }
   OwnedDescriptor(const OwnedDescriptor&) = delete;
   OwnedDescriptor& operator=(const OwnedDescriptor&) = delete;
-  ~OwnedDescriptor() {
-    if (number_ >= 0) ::close(number_);
-  }
+  ~OwnedDescriptor();
 
   explicit operator bool() const { return number_ >= 0; }
   [[nodiscard]] int number() const { return number_; }

@@ -1,4 +1,4 @@
-#include "Platform/Linux/DesktopEntry.h"
+#include "Platform/Container/DesktopEntry.h"
 
 #include <algorithm>
 

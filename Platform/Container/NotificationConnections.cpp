@@ -1,4 +1,4 @@
-#include "Platform/Linux/NotificationConnections.h"
+#include "Platform/Container/NotificationConnections.h"
 
 #include <poll.h>
 #include <sys/socket.h>
@@ -8,8 +8,9 @@
 #include <cerrno>
 #include <utility>
 
-#include "Platform/Linux/Folders.h"
-#include "Platform/Linux/NotificationSocket.h"
+#include "Platform/Container/NotificationSocket.h"
+#include "Platform/Folders.h"
+#include "Platform/SystemCalls.h"
 
 namespace corvane::Platform {
 namespace {
@@ -46,7 +47,8 @@ void NotificationConnections::send() {
 
 /// False, with errno set, when it can't be sent now.
 bool NotificationConnections::sendTo(Observer& observer) {
-  return ::send(observer.connection.number(), name_.data(), name_.size(), MSG_DONTWAIT) >= 0;
+  return systemCalls().send(observer.connection.number(), name_.data(), name_.size(),
+                            MSG_DONTWAIT) >= 0;
 }
 
 /// Notes that `observer` has one more to get, once there is room.
@@ -99,7 +101,7 @@ void NotificationConnections::finish(Clock::time_point end) {
     for (const auto& observer : observers_) {
       if (!observer->pending.empty()) full.push_back({observer->connection.number(), POLLOUT, 0});
     }
-    ::poll(full.data(), full.size(), static_cast<int>(retryPause.count()));
+    systemCalls().poll(full.data(), full.size(), static_cast<int>(retryPause.count()));
     for (const auto& observer : observers_) sendPending(*observer);
   }
 }
@@ -141,8 +143,8 @@ void NotificationConnections::listAnew() {
 /// Removes a socket that no process has open any more.
 void NotificationConnections::remove(const std::string& entry) {
   if (NotificationSocket::isDead(folder_, entry) &&
-      ::unlinkat(folder_.number(), entry.c_str(), 0) == 0) {
-    ::rmdir(path_.c_str());  // fails while others are in it
+      systemCalls().unlinkat(folder_.number(), entry.c_str(), 0) == 0) {
+    systemCalls().rmdir(path_.c_str());  // fails while others are in it
   }
 }
 

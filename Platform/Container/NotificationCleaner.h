@@ -4,9 +4,9 @@
 #include <string>
 #include <vector>
 
+#include "Platform/Container/NotificationFolders.h"
 #include "Platform/EventLoop.h"
-#include "Platform/Linux/Folders.h"
-#include "Platform/Linux/NotificationFolders.h"
+#include "Platform/Folders.h"
 
 namespace corvane::Platform {
 

@@ -10,11 +10,11 @@
 
 #include "Base/Bytes.h"
 #include "Base/TimeLimits.h"
+#include "Platform/Container/DesktopEntry.h"
+#include "Platform/Container/HomeFolder.h"
 #include "Platform/File.h"
-#include "Platform/Linux/DesktopEntry.h"
+#include "Platform/Folders.h"
 #include "Platform/Linux/DetachedProcess.h"
-#include "Platform/Linux/Folders.h"
-#include "Platform/Linux/HomeFolder.h"
 
 namespace corvane::Platform {
 namespace {

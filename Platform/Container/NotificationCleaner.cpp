@@ -1,4 +1,4 @@
-#include "Platform/Linux/NotificationCleaner.h"
+#include "Platform/Container/NotificationCleaner.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -7,9 +7,10 @@
 #include <chrono>
 #include <utility>
 
-#include "Platform/Linux/NotificationSocket.h"
-#include "Platform/Linux/ProcessFileName.h"
+#include "Platform/Container/NotificationSocket.h"
+#include "Platform/Container/ProcessFileName.h"
 #include "Platform/Posix/FileTimes.h"
+#include "Platform/SystemCalls.h"
 
 namespace corvane::Platform {
 namespace {
@@ -28,7 +29,7 @@ constexpr std::chrono::hours longestUnused{1};
 bool isOlderThan(const OwnedDescriptor& folder, const std::string& entry,
                  std::chrono::seconds age) {
   struct stat status = {};
-  return ::fstatat(folder.number(), entry.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 &&
+  return systemCalls().fstatat(folder.number(), entry.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 &&
          std::chrono::system_clock::now() - changeTime(status) > age;
 }
 
@@ -36,7 +37,7 @@ void cleanHidden(const OwnedDescriptor& folder, const std::string& entry) {
   const auto process = ProcessFileName::processOf(std::string_view(entry).substr(1));
   if (process && ProcessFileName::isGone(*process) && isOlderThan(folder, entry, longestBinding) &&
       NotificationSocket::isDead(folder, entry)) {
-    ::unlinkat(folder.number(), entry.c_str(), 0);
+    systemCalls().unlinkat(folder.number(), entry.c_str(), 0);
   }
 }
 
@@ -77,7 +78,7 @@ void NotificationCleaner::stepInName() {
     entries = Folders::nextEntries(current_->folder);
     if (entries.empty()) {
       if (current_->removedAny || current_->isForgotten)
-        ::unlinkat(folder_.number(), current_->name.c_str(), AT_REMOVEDIR);
+        systemCalls().unlinkat(folder_.number(), current_->name.c_str(), AT_REMOVEDIR);
       current_.reset();
     }
     return;
@@ -85,7 +86,7 @@ void NotificationCleaner::stepInName() {
   const std::string entry = std::move(entries.back());
   entries.pop_back();
   if (NotificationSocket::isDead(current_->folder, entry) &&
-      ::unlinkat(current_->folder.number(), entry.c_str(), 0) == 0) {
+      systemCalls().unlinkat(current_->folder.number(), entry.c_str(), 0) == 0) {
     current_->removedAny = true;
   }
 }

@@ -1,4 +1,4 @@
-#include "Platform/Linux/HomeFolder.h"
+#include "Platform/Container/HomeFolder.h"
 
 #include <pwd.h>
 

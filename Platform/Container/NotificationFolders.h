@@ -4,7 +4,7 @@
 #include <utility>
 
 #include "Base/Result.h"
-#include "Platform/Posix/OwnedDescriptor.h"
+#include "Platform/OwnedDescriptor.h"
 
 namespace corvane::Platform {
 

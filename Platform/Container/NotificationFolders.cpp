@@ -1,4 +1,4 @@
-#include "Platform/Linux/NotificationFolders.h"
+#include "Platform/Container/NotificationFolders.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -7,7 +7,8 @@
 #include <cerrno>
 
 #include "Platform/File.h"
-#include "Platform/Linux/Folders.h"
+#include "Platform/Folders.h"
+#include "Platform/SystemCalls.h"
 
 namespace corvane::Platform {
 namespace {
@@ -22,7 +23,7 @@ constexpr int linkAttempts = 1000;
 
 Result<NotificationFolders> NotificationFolders::open(const std::string& containerFolder) {
   const std::string path = containerFolder + "/Notifications";
-  if (::mkdir(path.c_str(), folderMode) != 0 && errno != EEXIST)
+  if (systemCalls().mkdir(path.c_str(), folderMode) != 0 && errno != EEXIST)
     return failureFromErrno("mkdir " + path);
   OwnedDescriptor folder = Folders::open(path);
   if (!folder) return failureFromErrno("open " + path);
@@ -33,27 +34,28 @@ Result<Done> NotificationFolders::link(const std::string& socketName,
                                        const std::string& name) const {
   for (int attempt = 0; attempt < linkAttempts; ++attempt) {
     const OwnedDescriptor target = Folders::open(folder_, name);
-    if (target && (::linkat(folder_.number(), hidden(socketName).c_str(), target.number(),
-                            socketName.c_str(), 0) == 0 ||
+    if (target && (systemCalls().linkat(folder_.number(), hidden(socketName).c_str(),
+                                        target.number(), socketName.c_str(), 0) == 0 ||
                    errno == EEXIST)) {
       return Done{};
     }
     if (errno != ENOENT) break;
-    if (::mkdirat(folder_.number(), name.c_str(), folderMode) != 0 && errno != EEXIST) break;
+    if (systemCalls().mkdirat(folder_.number(), name.c_str(), folderMode) != 0 && errno != EEXIST)
+      break;
   }
   return failureFromErrno("link into " + name);
 }
 
 void NotificationFolders::unlink(const std::string& socketName, const std::string& name) const {
-  ::unlinkat(folder_.number(), (name + "/" + socketName).c_str(), 0);
+  systemCalls().unlinkat(folder_.number(), (name + "/" + socketName).c_str(), 0);
 }
 
 void NotificationFolders::removeName(const std::string& name) const {
-  ::unlinkat(folder_.number(), name.c_str(), AT_REMOVEDIR);
+  systemCalls().unlinkat(folder_.number(), name.c_str(), AT_REMOVEDIR);
 }
 
 void NotificationFolders::removeSocket(const std::string& socketName) const {
-  ::unlinkat(folder_.number(), hidden(socketName).c_str(), 0);
+  systemCalls().unlinkat(folder_.number(), hidden(socketName).c_str(), 0);
 }
 
 }  // namespace corvane::Platform

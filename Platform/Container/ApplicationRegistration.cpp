@@ -1,4 +1,4 @@
-#include "Platform/ApplicationRegistration.h"
+#include "Platform/Container/ApplicationRegistration.h"
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -7,10 +7,11 @@
 #include <string_view>
 #include <utility>
 
+#include "Platform/Container/ApplicationRegistry.h"
+#include "Platform/Container/ProcessFileName.h"
 #include "Platform/File.h"
-#include "Platform/Linux/ApplicationRegistry.h"
-#include "Platform/Linux/Folders.h"
-#include "Platform/Linux/ProcessFileName.h"
+#include "Platform/Folders.h"
+#include "Platform/SystemCalls.h"
 
 namespace corvane::Platform {
 namespace {
@@ -26,22 +27,23 @@ void removeLeftovers(const OwnedDescriptor& folder) {
     if (!process || (isHidden && !ProcessFileName::isGone(*process))) continue;
     const OwnedDescriptor file = ApplicationRegistry::openFile(folder, entry);
     if (ApplicationRegistry::lockOf(file) == ApplicationRegistry::Lock::free)
-      ::unlinkat(folder.number(), entry.c_str(), 0);
+      systemCalls().unlinkat(folder.number(), entry.c_str(), 0);
   }
 }
 
 /// Makes the locked file `name` in `folder`; nobody ever sees it without its lock under that name.
 Result<OwnedDescriptor> makeLockedFile(const OwnedDescriptor& folder, const std::string& name) {
   const std::string hidden = "." + name;
-  OwnedDescriptor file(::openat(folder.number(), hidden.c_str(),
-                                O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, fileMode));
+  OwnedDescriptor file(systemCalls().openat(folder.number(), hidden.c_str(),
+                                            O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC,
+                                            fileMode));
   if (!file) return failureFromErrno("open " + hidden);
   if (ApplicationRegistry::lock(file) &&
-      ::renameat(folder.number(), hidden.c_str(), folder.number(), name.c_str()) == 0) {
+      systemCalls().renameat(folder.number(), hidden.c_str(), folder.number(), name.c_str()) == 0) {
     return file;
   }
   const Failure failure = failureFromErrno("lock and rename " + hidden);
-  ::unlinkat(folder.number(), hidden.c_str(), 0);
+  systemCalls().unlinkat(folder.number(), hidden.c_str(), 0);
   return failure;
 }
 
@@ -56,7 +58,7 @@ class ApplicationRegistration::Implementation {
   Implementation& operator=(const Implementation&) = delete;
   ~Implementation() {
     if (::getpid() != process_) return;  // a forked copy
-    ::unlinkat(folder_.number(), name_.c_str(), 0);
+    systemCalls().unlinkat(folder_.number(), name_.c_str(), 0);
     ApplicationRegistry::unlock(file_);  // else children that were forked would hold it on
   }
 

@@ -4,7 +4,7 @@
 #include <string>
 
 #include "Base/Result.h"
-#include "Platform/Posix/OwnedDescriptor.h"
+#include "Platform/OwnedDescriptor.h"
 
 /// The folder `Applications` of a group container. In it lies, for each application, a folder named
 /// by its bundle identifier, and there for each instance a file named by ProcessFileName, which the

@@ -4,8 +4,8 @@
 #include <map>
 #include <string>
 
+#include "Platform/Container/RunningInstance.h"
 #include "Platform/EventLoop.h"
-#include "Platform/Linux/RunningInstance.h"
 
 namespace corvane::Platform {
 

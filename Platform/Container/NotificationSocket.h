@@ -6,8 +6,8 @@
 #include <string_view>
 
 #include "Base/Result.h"
+#include "Platform/OwnedDescriptor.h"
 #include "Platform/Posix/NotificationName.h"
-#include "Platform/Posix/OwnedDescriptor.h"
 
 namespace corvane::Platform {
 
