@@ -12,6 +12,10 @@ VCLFileLocker::VCLFileLocker(std::string path, Platform::SystemCalls& calls)
 VCLFileLocker::VCLFileLocker(std::string path, File file)
     : path_(std::move(path)), calls_(Platform::SystemCalls::system()), file_(std::move(file)) {}
 
+VCLFileLocker::~VCLFileLocker() {
+  unlock();
+}
+
 bool VCLFileLocker::lock() {
   return take(&File::tryLock);
 }

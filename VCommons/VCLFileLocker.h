@@ -11,7 +11,8 @@ namespace corvane {
 
 /// An advisory, exclusive lock on a whole file (flock(2)) by which processes take turns. It
 /// excludes only those who lock the same file, not plain readers and writers. The file is made with
-/// mode 0600 when it is missing, never written to and never removed.
+/// mode 0600 when it is missing, never written to and never removed. A symbolic link in its place
+/// is refused: it can't be locked.
 ///
 /// Two lockers on one path exclude each other, in one process as in two. A lock that is held goes
 /// with its holder: with the object, or with the process, however that ends. Safe from any thread;
@@ -25,8 +26,9 @@ class VCLFileLocker {
   /// For the file `path` that is open already as `file`, to be locked and used with one descriptor.
   VCLFileLocker(std::string path, Platform::File file);
 
-  /// Gives back a lock that is held and closes the file.
-  ~VCLFileLocker() = default;
+  /// Unlocks the file if it is locked, then closes it. A copy of the descriptor, such as that of a
+  /// forked process, does not keep the lock.
+  ~VCLFileLocker();
   VCLFileLocker(const VCLFileLocker&) = delete;
   VCLFileLocker& operator=(const VCLFileLocker&) = delete;
 

@@ -1,6 +1,7 @@
 #include "VCommons/VCLFileLocker.h"
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include "tests/Support/TemporaryFolder.h"
 
@@ -28,6 +29,9 @@ TEST_F(VCLFileLockerTest, MakesTheFileOnceNeededAndLeavesItAsItIs) {
   EXPECT_FALSE(nowhere.lock());
   EXPECT_FALSE(nowhere.waitLock());
   fs::create_directory(folder_.path() / "missing");
+  fs::create_symlink(path_, nowhere.path());
+  EXPECT_FALSE(nowhere.lock()) << "a link";
+  fs::remove(nowhere.path());
   EXPECT_TRUE(nowhere.lock()) << "each attempt opens anew until one succeeds";
 }
 
@@ -35,14 +39,17 @@ TEST_F(VCLFileLockerTest, TwoInOneProcessExcludeEachOther) {
   VCLFileLocker first(path_);
   EXPECT_TRUE(first.lock());
   EXPECT_TRUE(first.waitLock()) << "held already";
+  int copy = -1;
   {
     VCLFileLocker second(path_);
     EXPECT_FALSE(second.lock());
     EXPECT_TRUE(first.unlock()) << "no count is kept";
     EXPECT_TRUE(second.lock());
     EXPECT_FALSE(first.lock());
+    copy = ::dup(second.lockedFile().descriptor());  // as a forked process has
   }
   EXPECT_TRUE(first.lock()) << "a lock goes with its object";
+  ::close(copy);
 }
 
 }  // namespace
