@@ -176,12 +176,7 @@ void BinaryPropertyListWriter::appendText(std::string_view text) {
     buffer_ += text;
     return;
   }
-  std::uint64_t units = 0;
-  for (const char c : text) {  // one for each character, two for those of four bytes
-    const unsigned byte = static_cast<unsigned char>(c);
-    units += (byte & 0xC0U) == 0x80 ? 0U : byte >= 0xF0 ? 2U : 1U;
-  }
-  appendMarker(0x60, units);
+  appendMarker(0x60, Unicode::utf16Length(text));
   for (std::size_t at = 0; at < text.size();) {
     char32_t codePoint = nextCodePoint(text, at);
     if (codePoint >= 0x10000) {

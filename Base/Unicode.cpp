@@ -86,6 +86,13 @@ bool isAscii(std::string_view text) {
   return (seen & highBits) == 0;
 }
 
+std::size_t utf16Length(std::string_view text) {
+  std::size_t units = 0;
+  for (std::size_t at = 0; at < text.size(); ++at)
+    units += isContinuation(text, at) ? 0U : byteAt(text, at) >= 0xF0 ? 2U : 1U;
+  return units;
+}
+
 std::size_t wellFormedLength(std::string_view text, Surrogates surrogates) {
   std::size_t at = 0;
   while (at < text.size()) {

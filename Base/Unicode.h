@@ -15,6 +15,10 @@ namespace corvane::Unicode {
 /// True when `text` has only bytes below 80.
 bool isAscii(std::string_view text);
 
+/// How many UTF-16 code units `text`, which is well formed, has: two for a character of four bytes,
+/// one for any other.
+std::size_t utf16Length(std::string_view text);
+
 enum class Surrogates { refused, allowed };
 
 /// The length of the longest well-formed beginning of `text`: UTF-8 as in RFC 3629,

@@ -2,6 +2,8 @@
 
 #include <array>
 
+#include "Base/Unicode.h"
+
 namespace corvane::VCSDate {
 namespace {
 
@@ -115,7 +117,7 @@ std::string iso8601String(Date date) {
 }
 
 std::optional<Date> dateWithISO8601String(std::optional<std::string_view> text) {
-  if (!text || text->size() <= 2) return distantPast;
+  if (!text || Unicode::utf16Length(*text) <= 2) return distantPast;
   const std::string joined =  // without the offset's colon
       std::string(text->substr(0, text->size() - 3)) + std::string(text->substr(text->size() - 2));
   if (joined.size() < isoPattern.size()) return std::nullopt;

@@ -24,8 +24,8 @@ std::string iso8601String(std::chrono::time_point<std::chrono::system_clock, Dur
   return iso8601String(Date(std::chrono::floor<std::chrono::milliseconds>(date)));
 }
 
-/// The date that iso8601String wrote so, with any offset: "+02:00" counts. No text, or one of at
-/// most two characters, is the distant past; a text of another form gives nothing.
+/// The date that iso8601String wrote so, with any offset: "+02:00" counts. No string, or one of at
+/// most two characters (UTF-16 code units), is the distant past; one of another form gives nothing.
 std::optional<Date> dateWithISO8601String(std::optional<std::string_view> text);
 
 /// `date` by `pattern`: runs of y, M, d, H, m, s and S stand for year, month, day, hour, minute,

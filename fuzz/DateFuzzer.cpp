@@ -1,6 +1,7 @@
 #include <ctime>
 #include <optional>
 
+#include "Base/Unicode.h"
 #include "VCommons/VCSDate.h"
 #include "fuzz/Fuzzing.h"
 
@@ -71,7 +72,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const corvane::fuzzing::MemoryBound bound(256 + 4 * size);
     return corvane::VCSDate::dateWithISO8601String(text);
   }();
-  if (size <= 2)
+  if (corvane::Unicode::utf16Length(text) <= 2)
     require(date == corvane::VCSDate::distantPast, "hardly a text is the distant past");
   else
     require(date == dateByTheSystem(text), "a date is read as the system's calendar has it");

@@ -19,10 +19,12 @@ TEST(VCSDate, WritesMomentsAndReadsThemAtAnyOffset) {
   for (const auto& [sinceEpoch, text] : table)
     EXPECT_EQ(VCSDate::iso8601String(Date{milliseconds(sinceEpoch)}), text);
   EXPECT_TRUE(VCSDate::dateWithISO8601String("1969-12-31T19:00:00.000-05:00") == Date());
-  EXPECT_TRUE(VCSDate::dateWithISO8601String("") == VCSDate::distantPast);
+  for (const char* const tooShort : {"", "\xC3\xA9\xE2\x82\xAC", "\xF0\x9F\x98\x80"})
+    EXPECT_TRUE(VCSDate::dateWithISO8601String(tooShort) == VCSDate::distantPast) << tooShort;
   EXPECT_TRUE(VCSDate::dateWithISO8601String(std::nullopt) == VCSDate::distantPast);
-  for (const char* const malformed : {"2024-03-05T14:07:09.123", "2024-02-30T00:00:00.000+00:00",
-                                      "2024-03-05T14:07:0x.123+00:00"})
+  for (const char* const malformed :
+       {"\xF0\x9F\x98\x80x", "2024-03-05T14:07:09.123", "2024-02-30T00:00:00.000+00:00",
+        "2024-03-05T14:07:0x.123+00:00"})
     EXPECT_TRUE(VCSDate::dateWithISO8601String(malformed) == std::nullopt) << malformed;
 }
 
