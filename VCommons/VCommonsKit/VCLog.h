@@ -146,11 +146,11 @@ class VCLog {
   /// lines.
   template <class... A>
   void VCLogInfo(const LogPoint& point, const char* format, const A&... arguments) const {
-    wrapped(DDLogFlag::info, point, format, {LogArgument(arguments)...});
+    gatedList(DDLogFlag::info, point, format, arguments...);
   }
   template <class... A>
   void VCLogWarn(const LogPoint& point, const char* format, const A&... arguments) const {
-    wrapped(DDLogFlag::warning, point, format, {LogArgument(arguments)...});
+    gatedList(DDLogFlag::warning, point, format, arguments...);
   }
 
   void VCLogVerboseTrace(const LogPoint& point) const {
@@ -167,10 +167,12 @@ class VCLog {
   ~VCLog() = default;
 
  private:
-  static void wrapped(DDLogFlag flag, const LogPoint& point, const char* format,
-                      std::initializer_list<LogArgument> arguments) {
-    const std::span<const LogArgument> list(arguments.begin(), arguments.size());
-    detail::gatedText(flag, point, nullptr, format, LogArgument(list));
+  template <class... A>
+  static void gatedList(DDLogFlag flag, const LogPoint& point, const char* format,
+                        const A&... arguments) {
+    if (!detail::passesGates(flag)) return;
+    const std::initializer_list<LogArgument> list = {LogArgument(arguments)...};
+    detail::logText(flag, point, nullptr, format, {LogArgument({list.begin(), list.size()})});
   }
 };
 

@@ -50,15 +50,23 @@ TEST_F(VCLogTest, WritesAllForms) {
                 "4 (main[0x7f00] listen()) Exception occured: x"}));
 }
 
+/// Counts when a list of arguments takes it, before anything is formatted.
+struct Counting {
+  operator std::string_view() const { return ++*count > 0 ? "asked" : ""; }  // NOLINT
+  int* count;
+};
+
 TEST_F(VCLogTest, SuppressedMessagesEvaluateNothing) {
   int asked = 0;
-  const auto text = [&asked] { return ++asked > 0 ? "asked" : ""; };
+  const Counting text{&asked};
   ddLogLevel = static_cast<std::uint64_t>(DDLogLevel::info);
   VCLogCDebug(point, "%@", text);
   VCLogCDebugTrace(point);
   VCLogCInfo(point, "%@", text);
   defaultDebugLevel = static_cast<std::uint64_t>(DDLogLevel::off);
   VCLogCError(point, "%@", text);
+  Receiver().VCLogInfo(point, "%@", text);
+  Receiver().VCLogWarn(point, "%@", text);
   VCLogLibrary(DDLogFlag::error, point, nullptr, "library %@", text);
   EXPECT_EQ(asked, 2);
   EXPECT_EQ(logRecords().size(), 2U);
