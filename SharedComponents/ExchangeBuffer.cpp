@@ -70,12 +70,17 @@ std::optional<Place> newestRecord(ExchangeFile& exchange) {
   return Place{size - lengthSize - length, length};
 }
 
-/// The bytes of the record at `place`; nothing when they are not all to be had, or are more than
-/// any file holds that keeps the limits.
+/// The bytes of the record at `place`. Nothing if they can't all be read, or if they are more than
+/// a file within its limits can hold; an error line says which.
 std::optional<std::vector<std::byte>> bytesAt(ExchangeFile& exchange, const Place& place) {
   constexpr std::uint64_t largest =
       ExchangeBuffer::maximumBufferLength + ExchangeBuffer::maximumObjectLength;
-  std::vector<std::byte> bytes(place.length <= largest ? place.length : 0);
+  if (place.length > largest) {
+    VCLogCError({file, getFunction}, "Can't read exchange object of %@bytes, above %@bytes",
+                place.length, largest);
+    return std::nullopt;
+  }
+  std::vector<std::byte> bytes(place.length);
   const auto count = exchange.file().readAt(bytes, place.start);
   const std::size_t received = count ? count.value() : 0;
   VCLogCDebug({file, getFunction}, "Data readed %@bytes length.", received);

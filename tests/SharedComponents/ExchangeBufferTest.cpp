@@ -237,8 +237,8 @@ TEST_F(ExchangeBufferTest, AnImpossibleLengthIsNotEvenAllocated) {
   EXPECT_EQ(takenName(std::nullopt), std::nullopt);
   EXPECT_EQ(fs::file_size(path_), 1U << 30);
   EXPECT_EQ(takeLogTexts().back(),
-            "1 (SharedResources: getExchange(key:with:)) Exchange object invalid. Must be "
-            "536870912bytes length, but received 0bytes.");
+            "1 (SharedResources: getExchange(key:with:)) Can't read exchange object of "
+            "536870912bytes, above 11264000bytes");
 }
 
 TEST_F(ExchangeBufferTest, OnlyRegisteredClassesAndErrorsAreRead) {
