@@ -11,9 +11,7 @@ Result<Value> KeyedUnarchiver::unarchive(ByteView bytes, const ArchivableClasses
   if (!objects) return objects.failure();
   auto root = ArchiveReading(objects.value()).value(objects->root(), {});
   if (!root) return root.failure();
-  if (!root.value())
-    return Failure{FailureCause::malformed, "the root object has keys that are no texts"};
-  return std::move(*root.value());
+  return std::move(root.value()).value_or(Value());
 }
 
 }  // namespace corvane

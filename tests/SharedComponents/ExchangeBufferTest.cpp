@@ -227,6 +227,11 @@ TEST_F(ExchangeBufferTest, WhatIsNoRecordIsThrownAwayOrLeftAlone) {
   EXPECT_EQ(after(noBytes), noBytes);
   EXPECT_TRUE(takeLogTexts().back().starts_with(
       "1 (SharedResources: getExchange(key:with:)) Can't convert exchange object to dictionary: "));
+  auto otherKey = contentOf(samples / "golden/macos-one.data");
+  otherKey.replace(otherKey.find("Rid"), 2, "\x10\x07");
+  EXPECT_EQ(after(otherKey), otherKey) << "a dictionary with an integer as a key";
+  EXPECT_TRUE(takeLogTexts().back().starts_with(
+      "8 (SharedResources: getExchange(key:with:)) Exchange object received "));
   writeFile(path_, contentOf(samples / "golden/macos-after-rubbish.data"));
   EXPECT_EQ(takenName(std::nullopt), "addRule");
 }
