@@ -34,6 +34,7 @@ inline constexpr std::string_view mutableDictionaryClass = "NSMutableDictionary"
 inline constexpr std::string_view stringClass = "NSString";
 inline constexpr std::string_view mutableStringClass = "NSMutableString";
 inline constexpr std::string_view nullClass = "NSNull";
+inline constexpr std::string_view numberClass = "NSNumber";
 inline constexpr std::string_view errorClass = "NSError";
 inline constexpr std::string_view objectBaseClass = "NSObject";
 

@@ -85,6 +85,7 @@ std::optional<ArchiveObjects::Class> ArchiveObjects::knownClass(const Object& na
   if (is(ArchiveNames::stringClass) || is(ArchiveNames::mutableStringClass))
     return Class{Class::Kind::text};
   if (is(ArchiveNames::nullClass)) return Class{Class::Kind::null};
+  if (is(ArchiveNames::numberClass)) return Class{Class::Kind::number};
   if ((errorsAllowed || classes_.errors) && is(ArchiveNames::errorClass))
     return Class{Class::Kind::error};
   for (const RecordClass* record : classes_.records) {

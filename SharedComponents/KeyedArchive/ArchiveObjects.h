@@ -20,7 +20,7 @@ class ArchiveObjects {
 
   /// What an object is read as.
   struct Class {
-    enum class Kind { dictionary, text, null, error, record, notAllowed };
+    enum class Kind { dictionary, text, null, number, error, record, notAllowed };
 
     Kind kind = Kind::notAllowed;
     const RecordClass* record = nullptr;  ///< of a record

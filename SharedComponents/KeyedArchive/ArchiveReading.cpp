@@ -72,6 +72,8 @@ Result<ArchiveReading::Expressed> ArchiveReading::object(const Object& object, P
   switch (objectClass->kind) {
     case Class::Kind::null:
       return Expressed(Value());
+    case Class::Kind::number:
+      return Expressed();  // plain numbers are no objects of their own
     case Class::Kind::text: {
       const auto content = objects_.field(object, ArchiveNames::string);
       if (!content) return content.failure();

@@ -28,9 +28,10 @@ class KeyedUnarchiver {
   /// Mutable dictionaries and texts, and other subclasses of Foundation's, are read as their base
   /// class; what claims to be a subclass of a record is not allowed. An error's user info may hold
   /// anything: entries that no `Value` can express are left out. Elsewhere a dictionary that has
-  /// other keys than texts is left out with its key; as the root it is null. A field of a record is
-  /// null when it is missing or when it should be a text and is something else. Of equal keys in a
-  /// dictionary the first one counts. Safe from any thread; nothing refers to `bytes` afterwards.
+  /// other keys than texts, or an object of NSNumber or a subclass (other numbers are no objects of
+  /// their own), is left out with its key; as the root it is null. A field of a record is null when
+  /// it is missing or when it should be a text and is something else. Of equal keys in a dictionary
+  /// the first one counts. Safe from any thread; nothing refers to `bytes` afterwards.
   static Result<Value> unarchive(ByteView bytes, const ArchivableClasses& classes);
 };
 

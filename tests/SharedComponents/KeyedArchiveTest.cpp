@@ -193,8 +193,14 @@ TEST(KeyedArchive, OneWrongPieceIsRefusedOrForgiven) {
   }
 }
 
-TEST(KeyedArchive, ABodyWithAnotherKeyThanATextIsNoBody) {
+TEST(KeyedArchive, AllowedObjectsThatNoValueExpressesAreLeftOut) {
   std::string bytes = sample("macos-reply-appState.archive");
+  const std::string original = bytes;
+  for (std::size_t at = 0; (at = bytes.find("EBAAppState", at)) != std::string::npos; ++at)
+    bytes[at] = 'X';
+  bytes.replace(bytes.find("NSObject"), 8, "NSNumber");
+  EXPECT_EQ(ExchangeRecord::fromValue(unarchived(bytes).value())->body, Dictionary());
+  bytes = original;
   bytes.replace(bytes.find("Vresult"), 2, "\x10\x07");
   EXPECT_EQ(ExchangeRecord::fromValue(unarchived(bytes).value())->body, std::nullopt);
   bytes.replace(bytes.find("Rid"), 2, "\x10\x07");
