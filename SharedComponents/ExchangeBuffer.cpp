@@ -145,44 +145,64 @@ ExchangeBuffer::ExchangeBuffer(Platform::EventLoop& loop, std::function<std::str
                                Platform::SystemCalls& calls)
     : loop_(loop), folder_(std::move(folder)), calls_(calls) {}
 
+/// What is to be done with the locked file, and how often it may still be opened.
+struct ExchangeBuffer::Operation {
+  std::string path;
+  Use use;
+  unsigned attemptsLeft = maximumAttempts;
+};
+
 /// Runs `use` with the file of `key`, locked unless that is impossible.
 void ExchangeBuffer::withFile(const std::string& key, Use use) {
-  std::string path = folder_() + "/" + key + ".data";
-  ExchangeFile exchange(path, calls_);
-  if (exchange.state() != ExchangeFile::State::contended) return use(exchange);
+  start({folder_() + "/" + key + ".data", std::move(use)});
+}
+
+void ExchangeBuffer::start(Operation operation) {
+  ExchangeFile exchange(operation.path, calls_);
+  if (exchange.state() != ExchangeFile::State::contended)
+    return run(exchange, std::move(operation));
   exchange.close();
-  waitForLock(std::move(path), std::move(use));
+  waitForLock(std::move(operation));
+}
+
+/// Uses the file, or starts over if it was removed. It is not contended.
+void ExchangeBuffer::run(ExchangeFile& exchange, Operation operation) {
+  if (exchange.state() != ExchangeFile::State::removed || --operation.attemptsLeft == 0)
+    return operation.use(exchange);
+  exchange.close();
+  start(std::move(operation));
 }
 
 /// An operation whose lock another process has.
 struct ExchangeBuffer::Waiting {
-  Waiting(std::string path, Platform::SystemCalls& calls, Use use)
-      : exchange(std::move(path), calls), use(std::move(use)) {}
+  Waiting(Operation pending, Platform::SystemCalls& calls)
+      : operation(std::move(pending)), exchange(operation.path, calls) {}
 
+  Operation operation;
   ExchangeFile exchange;
-  Use use;
 };
 
 /// Waits on a thread of its own; where the system starts none, tries again and again.
-void ExchangeBuffer::waitForLock(std::string path, Use use) {
-  const auto waiting = std::make_shared<Waiting>(path, calls_, std::move(use));
+void ExchangeBuffer::waitForLock(Operation operation) {
+  const auto waiting = std::make_shared<Waiting>(std::move(operation), calls_);
   if (waiting->exchange.state() != ExchangeFile::State::contended)
-    return waiting->use(waiting->exchange);
-  const auto started =
-      Platform::startThread("exchange lock", [&loop = loop_, waiting = waiting]() mutable {
-        waiting->exchange.waitForLock();
-        loop.post([waiting = std::move(waiting)] { waiting->use(waiting->exchange); });
-      });
+    return run(waiting->exchange, std::move(waiting->operation));
+  const auto started = Platform::startThread("exchange lock", [this, waiting = waiting]() mutable {
+    waiting->exchange.waitForLock();
+    loop_.post([this, waiting = std::move(waiting)] {
+      run(waiting->exchange, std::move(waiting->operation));
+    });
+  });
   if (started) return;
   waiting->exchange.close();
-  tryAgainLater(std::move(path), std::move(waiting->use));
+  tryAgainLater(std::move(waiting->operation));
 }
 
-void ExchangeBuffer::tryAgainLater(std::string path, Use use) {
+void ExchangeBuffer::tryAgainLater(Operation operation) {
   auto retry = std::make_shared<Platform::EventLoop::Registration>();
   *retry = loop_.at(Platform::EventLoop::now() + retryPause,
-                    [this, path = std::move(path), use = std::move(use), retry]() mutable {
-                      waitForLock(std::move(path), std::move(use));
+                    [this, operation = std::move(operation), retry]() mutable {
+                      waitForLock(std::move(operation));
                     });
 }
 
@@ -210,7 +230,7 @@ void ExchangeBuffer::getExchange(const std::string& key, const std::optional<std
 std::optional<ExchangeRecord> ExchangeBuffer::take(ExchangeFile& exchange, const std::string& key,
                                                    const std::optional<std::string>& id) {
   if (exchange.state() == ExchangeFile::State::notLocked) return std::nullopt;
-  if (exchange.state() == ExchangeFile::State::notOpened) {
+  if (exchange.state() != ExchangeFile::State::ready) {
     VCLogCError({file, getFunction}, "Can't get file handle for: %@", exchange.url());
     return std::nullopt;
   }

@@ -25,17 +25,21 @@ namespace corvane {
 /// once, and then the operation calls its continuation before it returns; one that another process
 /// has is waited for without limit, on a thread that does nothing else, and the continuation runs
 /// later on the loop. The lock is given back before the continuation runs. Files are never created
-/// here: one that is missing takes nothing and gives nothing. What an operation did not finish it
-/// undoes. On the loop's thread.
+/// here: one that is missing takes nothing and gives nothing. If a file was removed before its lock
+/// was had, the operation starts over with the file that has its name now, at most
+/// `maximumAttempts` times in all. What an operation did not finish it undoes. On the loop's
+/// thread.
 class ExchangeBuffer {
  public:
   /// A file longer than this many bytes takes no further record.
   static constexpr std::uint64_t maximumBufferLength = 10'240'000;
   /// The longest archive, in bytes, that is written.
   static constexpr std::size_t maximumObjectLength = 1'024'000;
+  /// How often an operation opens its file when each one is removed; then it counts as missing.
+  static constexpr unsigned maximumAttempts = 10;
 
-  /// The files lie in the directory that `folder` returns; each operation asks it. `loop` and
-  /// `calls` must outlive this object and every operation.
+  /// The files lie in the directory that `folder` returns; each operation asks it. `loop`, `calls`
+  /// and this object must outlive every operation.
   ExchangeBuffer(Platform::EventLoop& loop, std::function<std::string()> folder,
                  Platform::SystemCalls& calls = Platform::SystemCalls::system());
 
@@ -62,11 +66,14 @@ class ExchangeBuffer {
 
  private:
   using Use = UniqueFunction<void(ExchangeFile&)>;
+  struct Operation;
   struct Waiting;
 
   void withFile(const std::string& key, Use use);
-  void waitForLock(std::string path, Use use);
-  void tryAgainLater(std::string path, Use use);
+  void start(Operation operation);
+  void run(ExchangeFile& exchange, Operation operation);
+  void waitForLock(Operation operation);
+  void tryAgainLater(Operation operation);
   std::optional<ExchangeRecord> take(ExchangeFile& exchange, const std::string& key,
                                      const std::optional<std::string>& id);
   std::optional<ExchangeRecord> decoded(ByteView archive) const;

@@ -58,10 +58,9 @@ void ExchangeFile::waitForLock() {
   }
 }
 
-/// A file that has no name left was removed while it was opened or waited for.
 void ExchangeFile::look() {
   const auto status = file().status();
-  state_ = status && status->isLinked ? State::ready : State::notOpened;
+  state_ = !status ? State::notOpened : status->isLinked ? State::ready : State::removed;
   if (status) length_ = status->size;
 }
 

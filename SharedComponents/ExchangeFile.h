@@ -18,7 +18,8 @@ class ExchangeFile {
     ready,      ///< open and locked
     contended,  ///< open; another process has the lock
     notLocked,  ///< the lock can't be had; the file must not be touched
-    notOpened,  ///< there is no such file, or it can't be opened
+    notOpened,  ///< there is no such file, or its length can't be read
+    removed,    ///< the file was removed before its lock was had; the path may have another one
   };
 
   /// Opens the file `path` and takes its lock if that is free. Never blocks.

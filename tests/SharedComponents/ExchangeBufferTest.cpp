@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 #include <pthread.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 
 #include <atomic>
@@ -56,6 +57,11 @@ struct FailingCalls : Platform::SystemCalls {
     return fires() ? -1 : SystemCalls::fstat(descriptor, status);
   }
   int flock(int descriptor, int operation) override {
+    if (!removesLocked.empty() && operation != LOCK_UN) {
+      ++removals;
+      fs::remove(removesLocked);
+      writeFile(removesLocked, "");
+    }
     return fires() ? -1 : SystemCalls::flock(descriptor, operation);
   }
   int close(int descriptor) override {  // the descriptor is gone, whatever the system says
@@ -64,6 +70,8 @@ struct FailingCalls : Platform::SystemCalls {
   }
 
   bool hasFired = false;
+  fs::path removesLocked;  // a file that another one replaces before each lock
+  unsigned removals = 0;
 
  private:
   bool fires() {
@@ -285,17 +293,18 @@ TEST_F(ExchangeBufferTest, ALockThatAnotherProcessHasIsWaitedForOutsideTheLoop) 
   EXPECT_EQ(takenName("b"), "above");
 
   ASSERT_TRUE(other.lock());
-  bool isTaken = false;
-  buffer_.getExchange("k", "a", [&](const std::optional<ExchangeRecord>& record) {
-    EXPECT_FALSE(record);
-    isTaken = true;
-  });
-  const std::string below = contentOf(path_);
+  buffer_.setExchange("k", "c", "anew", std::nullopt, note('5'));
   fs::remove(path_);
-  writeFile(path_, below);
+  writeFile(path_, "");
   other.unlock();
-  EXPECT_TRUE(turnUntil(loop_, [&] { return isTaken; }));
-  EXPECT_EQ(contentOf(path_), below) << "another file than the one that was waited for";
+  EXPECT_TRUE(turnUntil(loop_, [&] { return done == "12345"; }));
+  EXPECT_EQ(takenName("c"), "anew") << "in another file than the one that was waited for";
+
+  calls_.removesLocked = path_;
+  set("d", "never");
+  EXPECT_FALSE(get("d"));
+  EXPECT_EQ(calls_.removals, 2 * ExchangeBuffer::maximumAttempts);
+  EXPECT_EQ(contentOf(path_), "");
 }
 
 #ifdef __linux__
