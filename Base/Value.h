@@ -19,6 +19,10 @@ struct DictionaryEntry;
 struct ErrorObject;
 struct Record;
 
+/// What a `Value` owns alone and may change; records and errors are shared by all its copies.
+template <class T>
+concept Unshared = !std::same_as<T, Record> && !std::same_as<T, ErrorObject>;
+
 /// Values under text keys, in the order in which they were put in. Looking a key up is linear: the
 /// dictionaries that travel between the host and the main application are small.
 class Dictionary {
@@ -41,8 +45,8 @@ class Dictionary {
   template <class T>
   [[nodiscard]] const T* find(std::string_view key) const;
 
-  /// Likewise, to change or to move away; no records or errors.
-  template <class T>
+  /// Likewise, to change or to move away.
+  template <Unshared T>
   [[nodiscard]] T* find(std::string_view key);
 
   /// Puts `value` under `key`, in the place of the one that is there.
@@ -111,9 +115,9 @@ class Value {
     }
   }
 
-  /// Likewise, to change or to move away. Records and errors are shared and can't be changed.
-  template <class T>
-  requires(!std::same_as<T, Record> && !std::same_as<T, ErrorObject>) [[nodiscard]] T* as() {
+  /// Likewise, to change or to move away.
+  template <Unshared T>
+  [[nodiscard]] T* as() {
     return std::get_if<T>(&content_);
   }
 
@@ -141,7 +145,7 @@ const T* Dictionary::find(std::string_view key) const {
   return value == nullptr ? nullptr : value->as<T>();
 }
 
-template <class T>
+template <Unshared T>
 T* Dictionary::find(std::string_view key) {
   return const_cast<T*>(std::as_const(*this).find<T>(key));
 }

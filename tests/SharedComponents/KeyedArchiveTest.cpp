@@ -207,6 +207,13 @@ TEST(KeyedArchive, AllowedObjectsThatNoValueExpressesAreLeftOut) {
   EXPECT_NE(refusal(bytes), "");
 }
 
+/// What stands in a dictionary may be changed, but no object that other values share.
+template <class T>
+using Found = decltype(std::declval<Dictionary&>().find<T>(""));
+static_assert(std::is_same_v<Found<std::string>, std::string*>);
+static_assert(std::is_same_v<Found<Record>, const Record*>);
+static_assert(std::is_same_v<Found<ErrorObject>, const ErrorObject*>);
+
 Value nested(unsigned levels) {
   Value value = "end";
   for (unsigned i = 0; i < levels; ++i) value = Dictionary{{"in", std::move(value)}};
