@@ -3,14 +3,20 @@
 #include <array>
 #include <cstdio>
 
+#include "SharedComponents/ExtensionBrowserApi/RecordTable.h"
+
 namespace corvane {
 namespace {
 
-constexpr std::array<RecordField, 2> fields = {{
-    {"isProtectionEnabled", RecordField::Kind::boolean},
-    {"locale", RecordField::Kind::text},
-}};
+using State = EBAAppStateResponse;
+
+constexpr RecordTable<State, 2> table = {{{
+    {"isProtectionEnabled", &State::isProtectionEnabled},
+    {"locale", &State::locale},
+}}};
+constexpr auto fields = table.fields();
 constexpr std::array<std::string_view, 3> storedOrder = {"locale", "$class", "isProtectionEnabled"};
+static_assert(table.isOrder(storedOrder));
 
 }  // namespace
 
@@ -18,13 +24,11 @@ constinit const RecordClass EBAAppStateResponse::recordClass = {"EBAAppStateResp
                                                                 storedOrder};
 
 Record EBAAppStateResponse::record() const {
-  return {&recordClass, {isProtectionEnabled, locale}};
+  return table.recordOf(*this);
 }
 
 std::optional<EBAAppStateResponse> EBAAppStateResponse::fromRecord(const Record& record) {
-  if (record.recordClass != &recordClass) return std::nullopt;
-  return EBAAppStateResponse{record.valueOr("isProtectionEnabled", false),
-                             record.valueOr("locale", std::string())};
+  return table.objectOf(record);
 }
 
 std::string EBAAppStateResponse::description() const {

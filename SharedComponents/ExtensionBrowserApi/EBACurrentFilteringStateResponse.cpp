@@ -2,25 +2,29 @@
 
 #include <array>
 
+#include "SharedComponents/ExtensionBrowserApi/RecordTable.h"
+
 namespace corvane {
 namespace {
 
-using Kind = RecordField::Kind;
+using State = EBACurrentFilteringStateResponse;
 
-constexpr std::array<RecordField, 7> fields = {{
-    {"isFilteringEnabled", Kind::boolean},
-    {"isHttpsFilteringEnabled", Kind::boolean},
-    {"isPageFilteredByUserFilter", Kind::boolean},
-    {"blockedAdsCount", Kind::integer},
-    {"totalBlockedCount", Kind::integer},
-    {"originalCertIssuer", Kind::text},
-    {"originalCertStatus", Kind::text},
-}};
+constexpr RecordTable<State, 7> table = {{{
+    {"isFilteringEnabled", &State::isFilteringEnabled},
+    {"isHttpsFilteringEnabled", &State::isHttpsFilteringEnabled},
+    {"isPageFilteredByUserFilter", &State::isPageFilteredByUserFilter},
+    {"blockedAdsCount", &State::blockedAdsCount},
+    {"totalBlockedCount", &State::totalBlockedCount},
+    {"originalCertIssuer", &State::originalCertIssuer},
+    {"originalCertStatus", &State::originalCertStatus},
+}}};
+constexpr auto fields = table.fields();
 constexpr std::array<std::string_view, 8> storedOrder = {
     "isHttpsFilteringEnabled",    "totalBlockedCount",  "$class",
     "originalCertStatus",         "blockedAdsCount",    "originalCertIssuer",
     "isPageFilteredByUserFilter", "isFilteringEnabled",
 };
+static_assert(table.isOrder(storedOrder));
 
 }  // namespace
 
@@ -28,23 +32,12 @@ constinit const RecordClass EBACurrentFilteringStateResponse::recordClass = {
     "EBACurrentFilteringStateResponse", fields, storedOrder};
 
 Record EBACurrentFilteringStateResponse::record() const {
-  return {&recordClass,
-          {isFilteringEnabled, isHttpsFilteringEnabled, isPageFilteredByUserFilter, blockedAdsCount,
-           totalBlockedCount, originalCertIssuer, originalCertStatus}};
+  return table.recordOf(*this);
 }
 
 std::optional<EBACurrentFilteringStateResponse> EBACurrentFilteringStateResponse::fromRecord(
     const Record& record) {
-  if (record.recordClass != &recordClass) return std::nullopt;
-  return EBACurrentFilteringStateResponse{
-      .isFilteringEnabled = record.valueOr("isFilteringEnabled", false),
-      .isHttpsFilteringEnabled = record.valueOr("isHttpsFilteringEnabled", false),
-      .isPageFilteredByUserFilter = record.valueOr("isPageFilteredByUserFilter", false),
-      .blockedAdsCount = record.valueOr("blockedAdsCount", std::int64_t{0}),
-      .totalBlockedCount = record.valueOr("totalBlockedCount", std::int64_t{0}),
-      .originalCertIssuer = record.valueOr("originalCertIssuer", std::string()),
-      .originalCertStatus = record.valueOr("originalCertStatus", std::string()),
-  };
+  return table.objectOf(record);
 }
 
 }  // namespace corvane
