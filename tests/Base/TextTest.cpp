@@ -1,14 +1,22 @@
 #include <gtest/gtest.h>
 
+#include <regex>
 #include <string>
 
 #include "Base/Json.h"
 #include "Base/Unicode.h"
+#include "Base/Uuid.h"
 
 namespace corvane {
 namespace {
 
 using namespace std::string_literals;
+
+TEST(Uuid, IsANewRandomOneInCapitals) {
+  const std::regex form("[0-9A-F]{8}-[0-9A-F]{4}-4[0-9A-F]{3}-[89AB][0-9A-F]{3}-[0-9A-F]{12}");
+  for (int i = 0; i < 20; ++i) EXPECT_TRUE(std::regex_match(makeUuid(), form));
+  EXPECT_NE(makeUuid(), makeUuid());
+}
 
 TEST(Unicode, TellsWellFormedTextApart) {
   using Unicode::Surrogates;
