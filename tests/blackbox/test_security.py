@@ -70,7 +70,7 @@ class Security(unittest.TestCase):
         victim = self.container.folder.parents[3] / "victim"
         folder = self.container.folder
         for name, kind in ((self.container.settings, "symlink"), (self.container.settings, "pipe"),
-                           (folder / "Logs", "symlink"),
+                           (folder / "Data", "symlink"), (folder / "Data", "pipe"), (folder / "Logs", "symlink"),
                            (folder / "Logs" / APPLICATION, "symlink"), (self.container.logs, "symlink"),
                            (folder / "Notifications", "symlink"), (folder / "Applications", "symlink")):
             Container()
@@ -81,10 +81,12 @@ class Security(unittest.TestCase):
             os.mkfifo(name) if kind == "pipe" else name.symlink_to(
                 victim / "kept" if name == self.container.settings else victim)
             with self.subTest(name.name, kind=kind), Host(stderr=subprocess.DEVNULL) as host:
+                is_data = name.name == "Data"
+                asked = request("addRule", "1", RULE) if is_data else request("getCurrentAppState", "1")
                 with contextlib.suppress(BrokenPipeError):  # it has stopped
-                    host.send(b"bad", request("getCurrentAppState", "1"))
+                    host.send(b"bad", asked)
                 reply = host.receive()
-                stops = name == self.container.settings or name.name in ("Logs", APPLICATION)
+                stops = is_data or name == self.container.settings or name.name in ("Logs", APPLICATION)
                 self.assertEqual(reply is None, stops)
             self.assertEqual([path.name for path in victim.iterdir()], ["kept"])
             shutil.rmtree(victim)
