@@ -41,6 +41,8 @@ class [[nodiscard]] Result {
   [[nodiscard]] T& value() & { return std::get<0>(content_); }
   [[nodiscard]] const T& value() const& { return std::get<0>(content_); }
   [[nodiscard]] T&& value() && { return std::get<0>(std::move(content_)); }
+  [[nodiscard]] T& operator*() { return value(); }
+  [[nodiscard]] const T& operator*() const { return value(); }
   T* operator->() { return &value(); }
   const T* operator->() const { return &value(); }
 

@@ -33,6 +33,10 @@ class EventLoop {
   using Task = UniqueFunction<void()>;
   using Handler = UniqueFunction<void()>;
 
+  /// How long to wait before something is tried again that the system refused for want of
+  /// descriptors, memory or the like: short for people, long for a processor.
+  static constexpr std::chrono::milliseconds retryPause{200};
+
   /// Cancels something of a loop when it is destroyed. Movable; an empty one does nothing.
   class Registration {
    public:
@@ -81,8 +85,8 @@ class EventLoop {
   /// error), again and again until the result is destroyed; `onWritable` likewise for writing. At
   /// most one of the two per descriptor at a time. Regular files are always ready. The descriptor
   /// stays the caller's and must stay open as long as the result. The handler may destroy the
-  /// result. When the system can't watch the descriptor, the result is empty, and a record in the
-  /// system log says why.
+  /// result. While the system lacks the memory to watch the descriptor, the loop tries again every
+  /// `retryPause`; a record in the system log says so.
   [[nodiscard]] Registration onReadable(int descriptor, Handler handler);
   [[nodiscard]] Registration onWritable(int descriptor, Handler handler);
 
@@ -99,6 +103,7 @@ class EventLoop {
  private:
   Registration watch(int descriptor, Poller::Event event, Handler handler);
   void cancel(const Key& key);
+  void watchAgain();
   void takePostedElsewhere();
   bool runTasks(Clock::time_point end);
   void runTimers();
@@ -111,6 +116,13 @@ class EventLoop {
   std::map<Key, Task> timers_;
   std::map<std::uint64_t, std::shared_ptr<Handler>> handlers_;  // by the id of the watch
   std::vector<std::uint64_t> ready_;                            // kept for its memory
+  struct Refused {
+    std::uint64_t id;
+    int descriptor;
+    Poller::Event event;
+  };
+  std::vector<Refused> refused_;  // watches that the system could not begin yet
+  Registration watchAgain_;
   bool turnEnds_ = false;
 
   std::mutex mutex_;  // guards what other threads posted

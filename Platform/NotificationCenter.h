@@ -4,6 +4,7 @@
 #include <memory>
 #include <string>
 
+#include "Base/Result.h"
 #include "Platform/EventLoop.h"
 
 namespace corvane::Platform {
@@ -33,10 +34,13 @@ class NotificationCenter {
   /// Calls `callback` for each notification `name` posted from now on. `name` has at most 200 bytes
   /// and no "/". Replaces an earlier callback. If `name` was observed before, pending notifications
   /// are taken from the queue first: those of other names are delivered inside this call, those of
-  /// `name` are dropped. Returns false, with an error in the system log, if the name cannot be
-  /// observed; false without one after `withdraw`.
-  bool observe(const std::string& name, Callback callback,
-               Audience audience = Audience::manyProcesses);
+  /// `name` are dropped.
+  ///
+  /// Fails if `name` is not valid, after `withdraw`, and if the system refuses for now, which an
+  /// error in the system log says. In the last case `name` is observed as soon as the system allows
+  /// it; with `manyProcesses` the callback is then called once, because posts may have been missed.
+  Result<Done> observe(const std::string& name, Callback callback,
+                       Audience audience = Audience::manyProcesses);
 
   /// Ends the observation of `name`; its callback is not called again. A no-op when it is not
   /// observed.
@@ -48,7 +52,8 @@ class NotificationCenter {
 
   /// Posts `name` to all observers, including this process; never blocks. If an observer's queue is
   /// full, delivery is tried again; an observer that takes nothing for 100 ms misses the
-  /// notification. A no-op without observers.
+  /// notification, and the system log says so when the observers could not even be listed. A no-op
+  /// without observers or if `name` is not valid.
   void post(const std::string& name);
 
   /// Removes this process's socket and links. Call it last. Blocks for at most 100 ms while

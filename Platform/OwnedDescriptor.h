@@ -1,6 +1,11 @@
 #pragma once
 
+#include <sys/types.h>
+
+#include <string>
 #include <utility>
+
+#include "Base/Result.h"
 
 namespace corvane::Platform {
 
@@ -25,5 +30,9 @@ class OwnedDescriptor {
  private:
   int number_ = -1;
 };
+
+/// Opens `path`, relative to the directory descriptor `folder` unless it is a full path, with the
+/// flags of open(2) and close-on-exec. Calls that a signal interrupts are repeated.
+Result<OwnedDescriptor> openAt(int folder, const std::string& path, int flags, mode_t mode = 0);
 
 }  // namespace corvane::Platform

@@ -63,7 +63,7 @@ void RequestSignalling::start(std::unique_ptr<Request> request) {
   request->turn = orders_.requests.hold();
   pending_ = std::move(request);
   if (!pending_->responseId.empty()) {
-    center_.observe(
+    (void)center_.observe(
         notificationName(pending_->name, pending_->responseId), [this] { replyCame(); },
         Platform::NotificationCenter::Audience::thisProcessOnly);
   }
@@ -131,7 +131,6 @@ std::string RequestSignalling::notificationName(RequestResponseName name,
   return notificationName(name) + "." + responseId;
 }
 
-/// An observation that failed, as on a disk that is full, is tried again with the next handler.
 void RequestSignalling::install(const std::string& name, Handler handler) {
   if (!handler) {
     handlers_.erase(name);
@@ -139,9 +138,10 @@ void RequestSignalling::install(const std::string& name, Handler handler) {
     return;
   }
   handlers_[name] = std::move(handler);
-  if (observed_.contains(name)) return;
-  const auto deliver = [this, name] { orders_.handlers.async([this, name] { delivered(name); }); };
-  if (center_.observe(name, deliver)) observed_.insert(name);
+  if (!observed_.insert(name).second) return;
+  // What fails now is tried again by the center.
+  (void)center_.observe(
+      name, [this, name] { orders_.handlers.async([this, name] { delivered(name); }); });
 }
 
 void RequestSignalling::delivered(const std::string& name) {

@@ -60,7 +60,7 @@ class Answering {
  public:
   Answering(Platform::EventLoop& loop, const Files& files) : loop_(loop), side_(loop, files) {
     const std::string name = side_.signalling.notificationName(RequestResponseName::exchange);
-    side_.center.observe(name, [this] {
+    (void)side_.center.observe(name, [this] {
       ++unfinished_;
       answerNext();
     });

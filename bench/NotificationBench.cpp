@@ -18,7 +18,7 @@ const std::string name = "com.example.application.DARWIN_NOTIFICATION.exchange";
 struct Receiver {
   Receiver(Platform::EventLoop& loop, const NewFolder& folder, Arrivals& arrivals)
       : center(loop, folder.path()) {
-    center.observe(name, [&arrivals] { arrivals.come(); });
+    (void)center.observe(name, [&arrivals] { arrivals.come(); });
   }
   Platform::NotificationCenter center;
 };

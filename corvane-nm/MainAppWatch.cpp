@@ -27,8 +27,13 @@ void MainAppWatch::registerHandlers() {
 }
 
 void MainAppWatch::takeFirstCount() {
-  mainAppWasRunning_ =
+  mainAppWasRunning_ = isMainAppRunning();
+}
+
+bool MainAppWatch::isMainAppRunning() {
+  const auto isRunning =
       shared_.runningApplications().isRunning(Configuration::MainAppBundleIdentifier);
+  return isRunning ? isRunning.value() : mainAppWasRunning_;
 }
 
 /// What has changed since the first count counts as a change.

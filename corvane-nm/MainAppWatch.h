@@ -26,6 +26,9 @@ class MainAppWatch {
   /// Notes whether the main application runs.
   void takeFirstCount();
 
+  /// Whether the main application runs; when that can't be known for now, whether it ran last.
+  bool isMainAppRunning();
+
   /// From now on raiseAppSate() is called once each time that the last instance has ended, counted
   /// from takeFirstCount().
   void observeMainApp();
@@ -43,7 +46,7 @@ class MainAppWatch {
   SharedResources& shared_;
   const BrowserChannel::Processor process_;
   const Send send_;
-  bool mainAppWasRunning_ = false;
+  bool mainAppWasRunning_ = false;  // when it was last known
 };
 
 }  // namespace corvane

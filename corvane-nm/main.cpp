@@ -33,10 +33,7 @@ struct Host {
   RequestProcessing::AppStateListener listener{loop, shared.signalling(), TimeLimits::appState};
   RequestProcessing::Processor processor{
       loop,
-      {shared.client(), shared.workOrder(), listener,
-       [this] {
-         return shared.runningApplications().isRunning(Configuration::MainAppBundleIdentifier);
-       },
+      {shared.client(), shared.workOrder(), listener, [this] { return watch.isMainAppRunning(); },
        [this](UniqueFunction<void(bool)> answer) {
          Platform::ApplicationLauncher::launch(loop, Configuration::MainAppBundleIdentifier,
                                                std::move(answer));

@@ -37,22 +37,40 @@ void ApplicationObservation::reportEnded() {
 }
 
 void ApplicationObservation::findStarted(const Changed& changed) {
-  const OwnedDescriptor folder = ApplicationRegistry::open(containerFolder_, bundleIdentifier_);
-  if (!folder) return;
-  for (const std::string& name : Folders::entries(folder)) {
-    if (instances_.contains(name)) continue;
-    auto instance = RunningInstance::find(folder, name);
-    if (!instance) continue;
-    Watched& watched = instances_.emplace(name, Watched{*std::move(instance)}).first->second;
-    const int process = watched.instance.processDescriptor();
-    if (process >= 0) watched.end = loop_.onReadable(process, [this] { look(); });
-    if (!watched.end) {
-      SystemLog::write(SystemLog::Severity::error,
-                       "the end of an application is noticed only when it starts again: its "
-                       "process can't be watched");
-    }
-    changed(static_cast<int>(instances_.size()));
+  const auto folder = ApplicationRegistry::open(containerFolder_, bundleIdentifier_);
+  const bool isAllKnown =
+      folder ? findIn(folder.value(), changed) : folder.failure().cause == FailureCause::notFound;
+  again_ = {};
+  if (!isAllKnown) again_ = loop_.at(EventLoop::now() + EventLoop::retryPause, [this] { look(); });
+}
+
+/// Returns false if something there could not be looked at.
+bool ApplicationObservation::findIn(const OwnedDescriptor& folder, const Changed& changed) {
+  const auto names = Folders::entries(folder);
+  if (!names) return false;
+  bool isAllKnown = true;
+  for (const std::string& name : names.value())
+    if (!instances_.contains(name)) isAllKnown = add(folder, name, changed) && isAllKnown;
+  return isAllKnown;
+}
+
+/// Adds the instance whose file is `name`, if it runs. Returns false if that can't be known.
+bool ApplicationObservation::add(const OwnedDescriptor& folder, const std::string& name,
+                                 const Changed& changed) {
+  auto found = RunningInstance::find(folder, name);
+  if (!found) return false;
+  if (!*found) return true;
+  Watched& watched = instances_.emplace(name, Watched{*std::move(found).value()}).first->second;
+  const int process = watched.instance.processDescriptor();
+  if (process >= 0) {
+    watched.end = loop_.onReadable(process, [this] { look(); });
+  } else {
+    SystemLog::write(SystemLog::Severity::error,
+                     "the end of an application is noticed only when it starts again: its "
+                     "process can't be watched");
   }
+  changed(static_cast<int>(instances_.size()));
+  return true;
 }
 
 }  // namespace corvane::Platform

@@ -12,7 +12,8 @@ namespace corvane::Platform {
 /// Tracks the running instances of one application and reports each change of their number. `look`
 /// compares them with the registry and reports ends before starts, so that an end and a start
 /// between two looks are two changes. The owner calls `look` when an instance announces its start;
-/// the loop calls it when a process descriptor becomes readable. On the loop's thread.
+/// the loop calls it when a process descriptor becomes readable, and soon after a look that left
+/// something unknown. On the loop's thread.
 class ApplicationObservation {
  public:
   using Changed = std::function<void(int instances)>;
@@ -39,12 +40,15 @@ class ApplicationObservation {
 
   void reportEnded();
   void findStarted(const Changed& changed);
+  bool findIn(const OwnedDescriptor& folder, const Changed& changed);
+  bool add(const OwnedDescriptor& folder, const std::string& name, const Changed& changed);
 
   EventLoop& loop_;
   const std::string containerFolder_;
   const std::string bundleIdentifier_;
   const Changed changed_;
   std::map<std::string, Watched> instances_;  // those that run, by the names of their files
+  EventLoop::Registration again_;             // the next look, while something is unknown
 };
 
 }  // namespace corvane::Platform

@@ -21,12 +21,16 @@ constexpr mode_t fileMode = 0600;
 /// Removes the files of instances that run no more. A hidden file may be one that is just being
 /// made and locked, unless its process is gone.
 void removeLeftovers(const OwnedDescriptor& folder) {
-  for (const std::string& entry : Folders::entries(folder)) {
+  const auto entries = Folders::entries(folder);
+  if (!entries) return;  // the next instance will
+  for (const std::string& entry : entries.value()) {
     const bool isHidden = entry.front() == '.';
     const auto process = ProcessFileName::processOf(std::string_view(entry).substr(isHidden));
     if (!process || (isHidden && !ProcessFileName::isGone(*process))) continue;
-    const OwnedDescriptor file = ApplicationRegistry::openFile(folder, entry);
-    if (ApplicationRegistry::lockOf(file) == ApplicationRegistry::Lock::free)
+    const auto file = ApplicationRegistry::openFile(folder, entry);
+    if (!file) continue;
+    const auto lock = ApplicationRegistry::lockOf(file.value());
+    if (lock && lock.value() == ApplicationRegistry::Lock::free)
       systemCalls().unlinkat(folder.number(), entry.c_str(), 0);
   }
 }
@@ -34,17 +38,15 @@ void removeLeftovers(const OwnedDescriptor& folder) {
 /// Makes the locked file `name` in `folder`; nobody ever sees it without its lock under that name.
 Result<OwnedDescriptor> makeLockedFile(const OwnedDescriptor& folder, const std::string& name) {
   const std::string hidden = "." + name;
-  OwnedDescriptor file(systemCalls().openat(folder.number(), hidden.c_str(),
-                                            O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC,
-                                            fileMode));
-  if (!file) return failureFromErrno("open " + hidden);
-  if (ApplicationRegistry::lock(file) &&
-      systemCalls().renameat(folder.number(), hidden.c_str(), folder.number(), name.c_str()) == 0) {
-    return file;
-  }
-  const Failure failure = failureFromErrno("lock and rename " + hidden);
+  auto file = openAt(folder.number(), hidden, O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW, fileMode);
+  if (!file) return file;
+  auto locked = ApplicationRegistry::lock(file.value());
+  if (locked &&
+      systemCalls().renameat(folder.number(), hidden.c_str(), folder.number(), name.c_str()) != 0)
+    locked = failureFromErrno("rename " + hidden);
+  if (locked) return file;
   systemCalls().unlinkat(folder.number(), hidden.c_str(), 0);
-  return failure;
+  return locked.failure();
 }
 
 }  // namespace

@@ -19,16 +19,16 @@ constexpr char registryName[] = "Applications";
 Result<OwnedDescriptor> makeFolder(const OwnedDescriptor& parent, const std::string& name) {
   if (systemCalls().mkdirat(parent.number(), name.c_str(), folderMode) != 0 && errno != EEXIST)
     return failureFromErrno("mkdir " + name);
-  OwnedDescriptor folder = Folders::open(parent, name);
-  if (!folder) return failureFromErrno("open " + name);
-  return folder;
+  return Folders::open(parent, name);
 }
 
-bool changeLock(const OwnedDescriptor& file, short type) {
+Result<Done> changeLock(const OwnedDescriptor& file, short type) {
   struct flock lock = {};
   lock.l_type = type;
   lock.l_whence = SEEK_SET;
-  return systemCalls().lockRecord(file.number(), F_OFD_SETLK, &lock) == 0;
+  while (systemCalls().lockRecord(file.number(), F_OFD_SETLK, &lock) != 0)
+    if (errno != EINTR) return failureFromErrno("lock");
+  return Done{};
 }
 
 }  // namespace
@@ -42,12 +42,14 @@ std::string launchedName(const std::string& bundleIdentifier) {
   return bundleIdentifier + ".LAUNCHED";
 }
 
-OwnedDescriptor open(const std::string& containerFolder) {
+Result<OwnedDescriptor> open(const std::string& containerFolder) {
   return Folders::open(containerFolder + "/" + registryName);
 }
 
-OwnedDescriptor open(const std::string& containerFolder, const std::string& bundleIdentifier) {
-  if (!Folders::isVisibleName(bundleIdentifier)) return {};
+Result<OwnedDescriptor> open(const std::string& containerFolder,
+                             const std::string& bundleIdentifier) {
+  if (!Folders::isVisibleName(bundleIdentifier))
+    return Failure{FailureCause::notFound, "no bundle identifier: " + bundleIdentifier};
   return Folders::open(containerFolder + "/" + registryName + "/" + bundleIdentifier);
 }
 
@@ -57,36 +59,43 @@ std::array<std::string, 2> pathOf(const std::string& bundleIdentifier) {
 
 Result<OwnedDescriptor> make(const std::string& containerFolder,
                              const std::string& bundleIdentifier) {
-  const OwnedDescriptor container = Folders::open(containerFolder);
-  if (!container) return failureFromErrno("open " + containerFolder);
-  const auto registry = makeFolder(container, registryName);
+  const auto container = Folders::open(containerFolder);
+  if (!container) return container.failure();
+  const auto registry = makeFolder(container.value(), registryName);
   if (!registry) return registry.failure();
   return makeFolder(registry.value(), bundleIdentifier);
 }
 
-OwnedDescriptor openFile(const OwnedDescriptor& folder, const std::string& name) {
-  return OwnedDescriptor(systemCalls().openat(folder.number(), name.c_str(),
-                                              O_RDONLY | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC));
+Result<OwnedDescriptor> openFile(const OwnedDescriptor& folder, const std::string& name) {
+  auto file = openAt(folder.number(), name, O_RDONLY | O_NONBLOCK | O_NOFOLLOW);
+  if (file || file.failure().cause == FailureCause::notFound) return file;
+  // A link or a socket can never be opened so; of a file, the failure says nothing.
+  struct stat status = {};
+  if (systemCalls().fstatat(folder.number(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 &&
+      !S_ISREG(status.st_mode))
+    return Failure{FailureCause::notFound, name + " is not a regular file"};
+  return file;
 }
 
-Lock lockOf(const OwnedDescriptor& file) {
+Result<Lock> lockOf(const OwnedDescriptor& file) {
   struct stat status = {};
-  if (systemCalls().fstat(file.number(), &status) != 0 || !S_ISREG(status.st_mode))
-    return Lock::unknown;
+  if (systemCalls().fstat(file.number(), &status) != 0) return failureFromErrno("fstat");
+  if (!S_ISREG(status.st_mode)) return Lock::noFile;
   if (status.st_nlink == 0) return Lock::free;
   struct flock lock = {};
   lock.l_type = F_RDLCK;
   lock.l_whence = SEEK_SET;
-  if (systemCalls().lockRecord(file.number(), F_OFD_GETLK, &lock) != 0) return Lock::unknown;
+  if (systemCalls().lockRecord(file.number(), F_OFD_GETLK, &lock) != 0)
+    return failureFromErrno("look at a lock");
   return lock.l_type == F_WRLCK ? Lock::held : Lock::free;
 }
 
-bool lock(const OwnedDescriptor& file) {
+Result<Done> lock(const OwnedDescriptor& file) {
   return changeLock(file, F_WRLCK);
 }
 
 void unlock(const OwnedDescriptor& file) {
-  changeLock(file, F_UNLCK);
+  (void)changeLock(file, F_UNLCK);
 }
 
 }  // namespace corvane::Platform::ApplicationRegistry

@@ -19,9 +19,11 @@ bool isIdentifier(const std::string& bundleIdentifier);
 /// The notification by which an instance tells that it runs now.
 std::string launchedName(const std::string& bundleIdentifier);
 
-/// The whole registry, and the folder of one application in it; none when it isn't there.
-OwnedDescriptor open(const std::string& containerFolder);
-OwnedDescriptor open(const std::string& containerFolder, const std::string& bundleIdentifier);
+/// Opens the whole registry, or the directory of one application in it. Fails with `notFound` when
+/// it does not exist.
+Result<OwnedDescriptor> open(const std::string& containerFolder);
+Result<OwnedDescriptor> open(const std::string& containerFolder,
+                             const std::string& bundleIdentifier);
 
 /// The names that lead from the container to the folder of one application, which need not be
 /// there.
@@ -33,20 +35,20 @@ Result<OwnedDescriptor> make(const std::string& containerFolder,
 
 enum class Lock {
   held,
-  free,     ///< also when the file has been removed
-  unknown,  ///< it is no regular file, or the system can't say
+  free,    ///< also when the file has been removed
+  noFile,  ///< not a regular file, so nobody's registration
 };
 
-/// Opens the file `name` in `folder` for looking at its lock; nothing, with errno set, when that
-/// can't be.
-OwnedDescriptor openFile(const OwnedDescriptor& folder, const std::string& name);
+/// Opens the file `name` in `folder` for looking at its lock. Fails with `notFound` when there is
+/// no regular file of that name.
+Result<OwnedDescriptor> openFile(const OwnedDescriptor& folder, const std::string& name);
 
-/// Looks at the exclusive lock of the open `file`; takes none.
-Lock lockOf(const OwnedDescriptor& file);
+/// Looks at the exclusive lock of the open `file`; takes none. Fails when the system can't say.
+Result<Lock> lockOf(const OwnedDescriptor& file);
 
 /// Takes, or gives back, the exclusive lock of the open `file`. Children that inherit the
 /// descriptor share it.
-[[nodiscard]] bool lock(const OwnedDescriptor& file);
+Result<Done> lock(const OwnedDescriptor& file);
 void unlock(const OwnedDescriptor& file);
 
 }  // namespace corvane::Platform::ApplicationRegistry

@@ -4,6 +4,7 @@
 #include <optional>
 #include <set>
 #include <utility>
+#include <vector>
 
 #include "Base/Result.h"
 #include "Platform/Container/NotificationCleaner.h"
@@ -29,26 +30,25 @@ class NotificationCenter::Implementation {
   Implementation(EventLoop& loop, std::string containerFolder)
       : loop_(loop), containerFolder_(std::move(containerFolder)) {}
 
-  bool observe(const std::string& name, Callback callback, Audience audience) {
-    if (isWithdrawn_) return false;
-    const auto linked =
-        isNotificationName(name) ? link(name) : Failure{FailureCause::other, "not a valid name"};
-    if (!linked) {
-      SystemLog::write(SystemLog::Severity::error,
-                       "cannot observe \"" + name + "\": " + linked.failure().description());
-      return false;
-    }
-    if (isWithdrawn_) return false;  // by a callback
+  Result<Done> observe(const std::string& name, Callback callback, Audience audience) {
+    if (!isNotificationName(name)) return Failure{FailureCause::malformed, "not a valid name"};
+    auto linked = link(name);
+    if (isWithdrawn_) return Failure{FailureCause::other, "the notification center is closed"};
     callbacks_[name] = std::make_shared<const Callback>(std::move(callback));
     if (audience == Audience::thisProcessOnly) own_.insert(name);
-    return true;
+    if (!linked) {
+      SystemLog::write(SystemLog::Severity::error,
+                       "cannot observe \"" + name + "\" yet: " + linked.failure().description());
+      linkAgain_ = loop_.at(EventLoop::now() + EventLoop::retryPause, [this] { linkMissing(); });
+    }
+    return linked;
   }
 
   void stopObserving(const std::string& name) { callbacks_.erase(name); }
 
   void deliverPending() {
-    for (std::optional<std::string_view> name = ""; socket_ && name;) {
-      name = socket_->receive();
+    while (socket_) {
+      const auto name = socket_->receive();
       if (!name || name->empty()) return;
       deliver(*name);
     }
@@ -68,6 +68,7 @@ class NotificationCenter::Implementation {
     const auto end = EventLoop::now() + NotificationConnections::longestStandstill;
     for (auto& [name, connections] : connections_) connections.finish(end);
     cleaner_.reset();
+    linkAgain_ = {};
     readable_ = {};
     if (folders_) {
       for (const std::string& name : linked_) folders_->unlink(socketName_, name);
@@ -83,6 +84,7 @@ class NotificationCenter::Implementation {
 
   /// Makes all that is missing for hearing `name`.
   Result<Done> link(const std::string& name) {
+    if (isWithdrawn_) return Done{};
     if (!socket_) {
       if (auto opened = open(); !opened) return opened;
     }
@@ -104,23 +106,38 @@ class NotificationCenter::Implementation {
     folders_ = std::move(folders).value();
     socketName_ = std::move(name);
     socket_ = std::move(socket).value();
-    readable_ = loop_.onReadable(socket_->descriptor(), [this] { receive(); });
-    if (!readable_) {
-      folders_->removeSocket(socketName_);
-      socket_.reset();
-      return Failure{FailureCause::other, "the socket cannot be watched"};
-    }
+    listen();
     cleaner_.emplace(loop_, *folders_);
     return Done{};
   }
 
-  /// Takes one notification, as the loop calls again while there are more.
+  /// Observes what could not be observed before.
+  void linkMissing() {
+    linkAgain_ = {};
+    std::vector<std::string> missing;
+    for (const auto& [name, callback] : callbacks_)
+      if (!linked_.contains(name)) missing.push_back(name);
+    for (const std::string& name : missing) {
+      if (!link(name)) {
+        linkAgain_ = loop_.at(EventLoop::now() + EventLoop::retryPause, [this] { linkMissing(); });
+      } else if (!own_.contains(name)) {
+        deliver(name);
+      }
+    }
+  }
+
+  void listen() {
+    readable_ = loop_.onReadable(socket_->descriptor(), [this] { receive(); });
+  }
+
+  /// Takes one notification, as the loop calls again while there are more. Pauses when the system
+  /// can't give one.
   void receive() {
     const auto name = socket_->receive();
     if (name) return deliver(*name);
-    readable_ = {};
     SystemLog::write(SystemLog::Severity::error,
-                     "notifications are no longer received: the socket failed");
+                     "notifications are received later: " + name.failure().description());
+    readable_ = loop_.at(EventLoop::now() + EventLoop::retryPause, [this] { listen(); });
   }
 
   /// The callback may replace or remove itself.
@@ -140,9 +157,10 @@ class NotificationCenter::Implementation {
   std::optional<NotificationFolders> folders_;
   std::string socketName_;
   std::optional<NotificationSocket> socket_;
-  std::set<std::string> linked_;  // names whose directory holds a link to the socket
-  std::set<std::string> own_;     // those of them that no other process observes
-  EventLoop::Registration readable_;
+  std::set<std::string> linked_;      // names whose directory holds a link to the socket
+  std::set<std::string> own_;         // those of them that no other process observes
+  EventLoop::Registration readable_;  // or the pause before it is watched again
+  EventLoop::Registration linkAgain_;
   std::optional<NotificationCleaner> cleaner_;
   bool isWithdrawn_ = false;
 };
@@ -154,7 +172,8 @@ NotificationCenter::~NotificationCenter() {
   implementation_->withdraw();
 }
 
-bool NotificationCenter::observe(const std::string& name, Callback callback, Audience audience) {
+Result<Done> NotificationCenter::observe(const std::string& name, Callback callback,
+                                         Audience audience) {
   return implementation_->observe(name, std::move(callback), audience);
 }
 

@@ -48,36 +48,50 @@ NotificationCleaner::NotificationCleaner(EventLoop& loop, const NotificationFold
       folders_(folders),
       next_(loop.at(EventLoop::now() + pauseBeforeStart, [this] { step(); })) {}
 
-/// Lists a piece of a directory, or looks at one entry.
+/// Lists a piece of a directory, or looks at one entry. What can't be read is left to the next
+/// process that observes.
 void NotificationCleaner::step() {
-  if (!folder_) folder_ = Folders::open(folders_.folder(), ".");
   if (current_) {
     stepInName();
   } else if (!names_.empty()) {
     stepIntoNext();
-  } else if (names_ = Folders::nextEntries(folder_); names_.empty()) {
+  } else if (!list()) {
     folder_ = {};
     return;
   }
   next_ = loop_.at(EventLoop::now(), [this] { step(); });
 }
 
+/// Lists the next names; false at their end.
+bool NotificationCleaner::list() {
+  if (!folder_) {
+    auto folder = Folders::open(folders_.folder(), ".");
+    if (!folder) return false;
+    folder_ = std::move(folder).value();
+  }
+  auto names = Folders::nextEntries(folder_);
+  if (!names) return false;
+  names_ = std::move(names).value();
+  return !names_.empty();
+}
+
 void NotificationCleaner::stepIntoNext() {
   const std::string entry = std::move(names_.back());
   names_.pop_back();
   if (entry.front() == '.') return cleanHidden(folder_, entry);
-  OwnedDescriptor folder = Folders::open(folder_, entry);
+  auto folder = Folders::open(folder_, entry);
   if (!folder) return;
   const bool isForgotten = isOlderThan(folder_, entry, longestUnused);
-  current_.emplace(Name{entry, std::move(folder), isForgotten});
+  current_.emplace(Name{entry, std::move(folder).value(), isForgotten});
 }
 
 void NotificationCleaner::stepInName() {
   auto& entries = current_->entries;
   if (entries.empty()) {
-    entries = Folders::nextEntries(current_->folder);
+    auto next = Folders::nextEntries(current_->folder);
+    if (next) entries = std::move(next).value();
     if (entries.empty()) {
-      if (current_->removedAny || current_->isForgotten)
+      if (current_->removedAny || current_->isForgotten)  // fails unless it is empty
         systemCalls().unlinkat(folder_.number(), current_->name.c_str(), AT_REMOVEDIR);
       current_.reset();
     }

@@ -30,6 +30,7 @@ class NotificationCleaner {
   };
 
   void step();
+  bool list();
   void stepIntoNext();
   void stepInName();
 

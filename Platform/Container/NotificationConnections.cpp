@@ -6,11 +6,14 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <set>
+#include <string_view>
 #include <utility>
 
 #include "Platform/Container/NotificationSocket.h"
 #include "Platform/Folders.h"
 #include "Platform/SystemCalls.h"
+#include "Platform/SystemLog.h"
 
 namespace corvane::Platform {
 namespace {
@@ -19,11 +22,6 @@ namespace {
 /// unread then), so it is also tried now and then.
 constexpr std::chrono::milliseconds retryPause{10};
 
-/// Whether errno says that the other end of a connection is gone for good.
-bool saysGone() {
-  return errno == ECONNREFUSED || errno == ENOTCONN || errno == ECONNRESET;
-}
-
 }  // namespace
 
 NotificationConnections::NotificationConnections(EventLoop& loop, const std::string& parent,
@@ -31,24 +29,51 @@ NotificationConnections::NotificationConnections(EventLoop& loop, const std::str
     : loop_(loop), name_(std::move(name)), path_(parent + name_) {}
 
 void NotificationConnections::send() {
-  if (!folder_ || !stamp_.holdsFor(folder_)) listAnew();
-  const auto isGone = [this](const std::unique_ptr<Observer>& observer) {
-    const bool isWaiting = !observer->pending.empty();
-    if (!isWaiting && sendTo(*observer)) return false;
-    if (isWaiting || !saysGone()) {
-      await(*observer);
-      return false;
-    }
-    remove(observer->entry);
-    return true;
-  };
-  if (std::erase_if(observers_, isGone) > 0) stamp_ = {};
+  if (!folder_ || !stamp_.holdsFor(folder_)) {
+    isAllKnown_ = listAnew();
+    listLimit_ = EventLoop::now() + longestStandstill;
+    if (!isAllKnown_) lookAgainSoon();
+  }
+  sendToAll(observers_);
 }
 
-/// False, with errno set, when it can't be sent now.
-bool NotificationConnections::sendTo(Observer& observer) {
-  return systemCalls().send(observer.connection.number(), name_.data(), name_.size(),
-                            MSG_DONTWAIT) >= 0;
+void NotificationConnections::sendToAll(std::span<const std::unique_ptr<Observer>> observers) {
+  for (const auto& observer : observers) {
+    const Sent sent = observer->pending.empty() ? sendTo(*observer) : Sent::full;
+    if (sent == Sent::full) await(*observer);
+    observer->isGone = sent == Sent::gone;
+  }
+  forgetGone();
+}
+
+void NotificationConnections::forgetGone() {
+  const auto forget = [this](const std::unique_ptr<Observer>& observer) {
+    if (observer->isGone) remove(observer->entry);
+    return observer->isGone;
+  };
+  if (std::erase_if(observers_, forget) > 0) stamp_ = {};
+}
+
+/// Those that could not be seen at a post get the name once they can be.
+void NotificationConnections::lookAgainSoon() {
+  again_ = loop_.at(EventLoop::now() + retryPause, [this] {
+    const std::size_t known = observers_.size();
+    isAllKnown_ = listAnew();
+    sendToAll(std::span(observers_).subspan(std::min(known, observers_.size())));
+    if (isAllKnown_) return;
+    if (EventLoop::now() < listLimit_) return lookAgainSoon();
+    SystemLog::write(SystemLog::Severity::error,
+                     "observers of \"" + name_ + "\" may have missed it: they can't be listed");
+  });
+}
+
+NotificationConnections::Sent NotificationConnections::sendTo(Observer& observer) {
+  while (systemCalls().send(observer.connection.number(), name_.data(), name_.size(),
+                            MSG_DONTWAIT) < 0) {
+    if (errno == ECONNREFUSED || errno == ENOTCONN || errno == ECONNRESET) return Sent::gone;
+    if (errno != EINTR) return Sent::full;  // or short of memory, which is tried again as well
+  }
+  return Sent::all;
 }
 
 /// Notes that `observer` has one more to get, once there is room.
@@ -63,14 +88,14 @@ void NotificationConnections::await(Observer& observer) {
 
 void NotificationConnections::sendPending(Observer& observer) {
   while (!observer.pending.empty()) {
-    if (sendTo(observer)) {
-      observer.lastTaken = EventLoop::now();
-      observer.pending.pop_front();
-    } else if (saysGone()) {
+    const Sent sent = sendTo(observer);
+    if (sent == Sent::full) return;
+    if (sent == Sent::gone) {
       observer.pending.clear();
-    } else {
-      return;
+      break;
     }
+    observer.lastTaken = EventLoop::now();
+    observer.pending.pop_front();
   }
   observer.retry = {};
   observer.writable = {};
@@ -106,38 +131,47 @@ void NotificationConnections::finish(Clock::time_point end) {
   }
 }
 
-/// Connects to the observers that are new and forgets those that have left. A directory that can't
-/// be looked into leaves those that are known.
-void NotificationConnections::listAnew() {
-  OwnedDescriptor folder = Folders::open(path_);
-  if (!folder && errno != ENOENT && errno != ENOTDIR) {
-    stamp_ = {};
-    return;
+/// Connects to the observers that are new, behind those that are known, and forgets those that have
+/// left. Returns false when that could not be found out for all of them; they are kept then.
+bool NotificationConnections::listAnew() {
+  stamp_ = {};
+  auto folder = Folders::open(path_);
+  if (!folder && folder.failure().cause == FailureCause::notFound) {
+    observers_.clear();
+    folder_ = {};
+    return true;
   }
-  std::vector<std::unique_ptr<Observer>> known = std::exchange(observers_, {});
-  folder_ = std::move(folder);
-  if (!folder_) return;
-  stamp_ = FolderStamp(folder_);
-  bool isComplete = true;  // otherwise the next post lists it again
-  for (std::string& entry : Folders::entries(folder_)) {
-    const auto found = std::find_if(known.begin(), known.end(), [&](const auto& observer) {
-      return observer && observer->entry == entry;
-    });
-    if (found != known.end()) {
-      observers_.push_back(std::move(*found));
-      continue;
-    }
-    OwnedDescriptor connection = NotificationSocket::connectedTo(folder_, entry);
+  if (!folder) return false;
+  const FolderStamp stamp(folder.value());
+  const auto entries = Folders::entries(folder.value());
+  if (!entries) return false;
+  folder_ = std::move(folder).value();
+  std::erase_if(observers_, [&](const auto& observer) {
+    return std::find(entries->begin(), entries->end(), observer->entry) == entries->end();
+  });
+  if (!connectToNew(entries.value())) return false;
+  stamp_ = stamp;
+  return true;
+}
+
+/// Returns false when some of `entries` could not be connected to, but may be observers.
+bool NotificationConnections::connectToNew(const std::vector<std::string>& entries) {
+  bool isComplete = true;
+  std::set<std::string_view> known;
+  for (const auto& observer : observers_) known.insert(observer->entry);
+  for (const std::string& entry : entries) {
+    if (known.contains(entry)) continue;
+    auto connection = NotificationSocket::connectedTo(folder_, entry);
     if (connection) {
       observers_.push_back(
-          std::make_unique<Observer>(Observer{std::move(entry), std::move(connection)}));
-    } else if (errno == ECONNREFUSED) {
+          std::make_unique<Observer>(Observer{entry, std::move(connection).value()}));
+    } else if (connection.failure().cause == FailureCause::disconnected) {
       remove(entry);
-    } else if (errno != ENOENT) {
+    } else if (connection.failure().cause != FailureCause::notFound) {
       isComplete = false;
     }
   }
-  if (!isComplete) stamp_ = {};
+  return isComplete;
 }
 
 /// Removes a socket that no process has open any more.

@@ -3,6 +3,7 @@
 #include <chrono>
 #include <deque>
 #include <memory>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -26,7 +27,9 @@ class NotificationConnections {
 
   /// Sends the name to all observers. Removes sockets of dead processes, and the directory if that
   /// leaves it empty; entries that are not sockets stay. An observer whose queue is full gets the
-  /// name when there is room; one that takes nothing for `longestStandstill` misses it.
+  /// name when there is room; one that takes nothing for `longestStandstill` misses it. When the
+  /// observers can't be listed, the known ones get it at once, and the others, once however often
+  /// it was posted, if they can be listed within the same time.
   void send();
 
   /// Whether no observer has anything to get.
@@ -45,10 +48,17 @@ class NotificationConnections {
     Clock::time_point lastTaken = Clock::time_point::min();
     EventLoop::Registration writable = {};
     EventLoop::Registration retry = {};
+    bool isGone = false;
   };
 
-  void listAnew();
-  bool sendTo(Observer& observer);
+  enum class Sent { all, full, gone };
+
+  bool listAnew();
+  bool connectToNew(const std::vector<std::string>& entries);
+  void lookAgainSoon();
+  void sendToAll(std::span<const std::unique_ptr<Observer>> observers);
+  void forgetGone();
+  Sent sendTo(Observer& observer);
   void await(Observer& observer);
   void sendPending(Observer& observer);
   void tryAgain(Observer& observer);
@@ -60,6 +70,9 @@ class NotificationConnections {
   OwnedDescriptor folder_;
   FolderStamp stamp_;
   std::vector<std::unique_ptr<Observer>> observers_;
+  bool isAllKnown_ = true;         // otherwise observers may be missing from `observers_`
+  Clock::time_point listLimit_;    // until when they are looked for
+  EventLoop::Registration again_;  // the next look for them
 };
 
 }  // namespace corvane::Platform

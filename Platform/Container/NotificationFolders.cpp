@@ -25,25 +25,29 @@ Result<NotificationFolders> NotificationFolders::open(const std::string& contain
   const std::string path = containerFolder + "/Notifications";
   if (systemCalls().mkdir(path.c_str(), folderMode) != 0 && errno != EEXIST)
     return failureFromErrno("mkdir " + path);
-  OwnedDescriptor folder = Folders::open(path);
-  if (!folder) return failureFromErrno("open " + path);
-  return NotificationFolders(std::move(folder));
+  auto folder = Folders::open(path);
+  if (!folder) return folder.failure();
+  return NotificationFolders(std::move(folder).value());
 }
 
 Result<Done> NotificationFolders::link(const std::string& socketName,
                                        const std::string& name) const {
   for (int attempt = 0; attempt < linkAttempts; ++attempt) {
-    const OwnedDescriptor target = Folders::open(folder_, name);
-    if (target && (systemCalls().linkat(folder_.number(), hidden(socketName).c_str(),
-                                        target.number(), socketName.c_str(), 0) == 0 ||
-                   errno == EEXIST)) {
-      return Done{};
+    const auto target = Folders::open(folder_, name);
+    if (target) {
+      if (systemCalls().linkat(folder_.number(), hidden(socketName).c_str(), target->number(),
+                               socketName.c_str(), 0) == 0 ||
+          errno == EEXIST)
+        return Done{};
+      if (errno != ENOENT) return failureFromErrno("link into " + name);
+    } else if (target.failure().cause != FailureCause::notFound) {
+      return target.failure();
+    } else if (systemCalls().mkdirat(folder_.number(), name.c_str(), folderMode) != 0 &&
+               errno != EEXIST) {
+      return failureFromErrno("mkdir " + name);
     }
-    if (errno != ENOENT) break;
-    if (systemCalls().mkdirat(folder_.number(), name.c_str(), folderMode) != 0 && errno != EEXIST)
-      break;
   }
-  return failureFromErrno("link into " + name);
+  return Failure{FailureCause::other, "link into " + name + ": its directory never stays"};
 }
 
 void NotificationFolders::unlink(const std::string& socketName, const std::string& name) const {

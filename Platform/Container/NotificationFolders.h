@@ -30,7 +30,7 @@ class NotificationFolders {
   /// is refused.
   [[nodiscard]] Result<Done> link(const std::string& socketName, const std::string& name) const;
 
-  /// Takes the link away again.
+  /// Removes the link.
   void unlink(const std::string& socketName, const std::string& name) const;
 
   /// Removes the folder of `name` if it is empty.

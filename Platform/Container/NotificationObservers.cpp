@@ -6,17 +6,23 @@
 
 namespace corvane::Platform {
 
-std::vector<NotificationObserver> notificationObservers(const std::string& containerFolder) {
+Result<std::vector<NotificationObserver>> notificationObservers(
+    const std::string& containerFolder) {
   std::vector<NotificationObserver> result;
-  const OwnedDescriptor all = Folders::open(containerFolder + "/Notifications");
-  if (!all) return result;
-  for (const std::string& name : Folders::entries(all)) {
+  const auto all = Folders::open(containerFolder + "/Notifications");
+  if (!all && all.failure().cause == FailureCause::notFound) return result;
+  if (!all) return all.failure();
+  const auto names = Folders::entries(all.value());
+  if (!names) return names.failure();
+  for (const std::string& name : names.value()) {
     if (!Folders::isVisibleName(name)) continue;
-    const OwnedDescriptor folder = Folders::open(all, name);
-    if (!folder) continue;
-    for (const std::string& entry : Folders::entries(folder))
+    const auto folder = Folders::open(all.value(), name);
+    if (!folder) continue;  // removed meanwhile, or a stray file
+    const auto entries = Folders::entries(folder.value());
+    if (!entries) return entries.failure();
+    for (const std::string& entry : entries.value())
       if (const auto process = ProcessFileName::processOf(entry))
-        result.push_back({name, *process, NotificationSocket::isDead(folder, entry)});
+        result.push_back({name, *process, NotificationSocket::isDead(folder.value(), entry)});
   }
   return result;
 }

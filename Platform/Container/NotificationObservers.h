@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "Base/Result.h"
+
 namespace corvane::Platform {
 
 /// One process that observes one notification.
@@ -14,9 +16,8 @@ struct NotificationObserver {
   bool isGone = false;  ///< what a process that was killed left; the next that observes removes it
 };
 
-/// Who observes what in the group container `containerFolder`, as it stands now, in no order. On
-/// Linux the links to their sockets say so; elsewhere nobody can tell, and it is empty. Changes
-/// nothing. Safe from any thread.
-std::vector<NotificationObserver> notificationObservers(const std::string& containerFolder);
+/// Who observes what in the group container `containerFolder`, as it stands now, in no order, by
+/// the links to their sockets. Fails when that can't be read. Changes nothing. Thread-safe.
+Result<std::vector<NotificationObserver>> notificationObservers(const std::string& containerFolder);
 
 }  // namespace corvane::Platform

@@ -6,6 +6,7 @@
 #include <sys/un.h>
 
 #include <cerrno>
+#include <optional>
 #include <utility>
 
 #include "Platform/File.h"
@@ -49,37 +50,39 @@ Result<NotificationSocket> NotificationSocket::bind(const OwnedDescriptor& folde
   return NotificationSocket(std::move(socket));
 }
 
-std::optional<std::string_view> NotificationSocket::receive() {
+Result<std::string_view> NotificationSocket::receive() {
   for (;;) {
     const ssize_t length =
         systemCalls().recv(socket_.number(), buffer_.data(), buffer_.size(), MSG_DONTWAIT);
     if (length < 0 && errno == EINTR) continue;
-    if (length < 0 && errno == EAGAIN) return "";
-    if (length < 0) return std::nullopt;
+    if (length < 0 && errno == EAGAIN) return std::string_view();
+    if (length < 0) return failureFromErrno("receive");
     const auto size = static_cast<std::size_t>(length);
     if (size > 0 && size <= longestNotificationName) return std::string_view(buffer_.data(), size);
   }
 }
 
-OwnedDescriptor NotificationSocket::connectedTo(const OwnedDescriptor& folder,
-                                                const std::string& name) {
+Result<OwnedDescriptor> NotificationSocket::connectedTo(const OwnedDescriptor& folder,
+                                                        const std::string& name) {
   // Through the entry itself, as connecting by its name would follow a symbolic link.
-  const OwnedDescriptor entry(
-      systemCalls().openat(folder.number(), name.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
-  if (!entry) return {};
+  auto entry = openAt(folder.number(), name, O_PATH | O_NOFOLLOW);
+  if (!entry) return entry;
   OwnedDescriptor socket = makeSocket();
-  const auto address = addressOf(pathOf(entry));
-  const bool isConnected =
-      socket && address &&
-      systemCalls().connect(socket.number(), plain(*address), sizeof *address) == 0;
-  return isConnected ? std::move(socket) : OwnedDescriptor();
+  if (!socket) return failureFromErrno("socket");
+  const auto address = addressOf(pathOf(entry.value()));
+  if (!address) return Failure{FailureCause::other, "the name of a socket is too long"};
+  while (systemCalls().connect(socket.number(), plain(*address), sizeof *address) != 0)
+    if (errno != EINTR) return failureFromErrno("connect");
+  return socket;
 }
 
 bool NotificationSocket::isDead(const OwnedDescriptor& folder, const std::string& name) {
   struct stat status = {};
   if (systemCalls().fstatat(folder.number(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0)
     return false;
-  return S_ISSOCK(status.st_mode) && !connectedTo(folder, name) && errno == ECONNREFUSED;
+  if (!S_ISSOCK(status.st_mode)) return false;
+  const auto connection = connectedTo(folder, name);
+  return !connection && connection.failure().cause == FailureCause::disconnected;
 }
 
 }  // namespace corvane::Platform

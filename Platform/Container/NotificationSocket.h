@@ -1,7 +1,6 @@
 #pragma once
 
 #include <array>
-#include <optional>
 #include <string>
 #include <string_view>
 
@@ -19,18 +18,18 @@ class NotificationSocket {
   /// Binds a new socket under `name` in `folder`, mode 0600.
   static Result<NotificationSocket> bind(const OwnedDescriptor& folder, const std::string& name);
 
-  /// A new socket that reaches only the socket `name` in `folder`; none, with errno set, when that
-  /// can't be reached: ECONNREFUSED if nobody has it open any more, or if it is no socket, be it a
-  /// symbolic link to one.
-  static OwnedDescriptor connectedTo(const OwnedDescriptor& folder, const std::string& name);
+  /// Makes a socket that reaches only the socket `name` in `folder`. Fails with `disconnected` if
+  /// no process has that open any more, or if it is not a socket, be it a symbolic link to one.
+  static Result<OwnedDescriptor> connectedTo(const OwnedDescriptor& folder,
+                                             const std::string& name);
 
-  /// Whether nobody has the socket `name` in `folder` open any more. False for all else, be it no
-  /// socket.
+  /// Whether it is certain that `name` in `folder` is a socket and that no process has it open any
+  /// more.
   static bool isDead(const OwnedDescriptor& folder, const std::string& name);
 
   /// Returns the text of the next datagram, valid until the next call, and drops those that can't
-  /// be a name. Never blocks: "" when there is none. Nothing when the system fails.
-  std::optional<std::string_view> receive();
+  /// be a name. Never blocks: "" when there is none.
+  Result<std::string_view> receive();
 
   /// By which to wait for datagrams.
   [[nodiscard]] int descriptor() const { return socket_.number(); }

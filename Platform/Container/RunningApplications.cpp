@@ -14,21 +14,6 @@
 namespace corvane::Platform {
 namespace {
 
-std::vector<RunningInstance> instancesIn(const OwnedDescriptor& folder) {
-  std::vector<RunningInstance> instances;
-  if (!folder) return instances;
-  for (const std::string& name : Folders::entries(folder)) {
-    if (auto instance = RunningInstance::find(folder, name))
-      instances.push_back(std::move(*instance));
-  }
-  return instances;
-}
-
-/// Whether `error` says that the system lacks something, and nothing of what was asked for.
-bool isShortOfSomething(int error) {
-  return error == EMFILE || error == ENFILE || error == ENOMEM || error == EINTR;
-}
-
 /// What `isRunning` has found, so that it need not look again: while the instance still runs, or
 /// while nothing has come into the folder in which there was none.
 struct Look {
@@ -37,25 +22,39 @@ struct Look {
   std::optional<RunningInstance> instance;
 };
 
-Look lookFor(const std::string& containerFolder, const std::string& bundleIdentifier) {
+/// Finds the first instance in `folder` that `isWanted`. Fails when there is none, but one may be
+/// among what can't be looked at.
+template <class IsWanted>
+Result<std::optional<RunningInstance>> findIn(const OwnedDescriptor& folder, IsWanted isWanted) {
+  const auto names = Folders::entries(folder);
+  if (!names) return names.failure();
+  Result<std::optional<RunningInstance>> result = std::optional<RunningInstance>();
+  for (const std::string& name : names.value()) {
+    if (!isWanted(name)) continue;
+    auto found = RunningInstance::find(folder, name);
+    if (found && *found) return found;
+    if (!found) result = std::move(found);
+  }
+  return result;
+}
+
+Result<Look> lookFor(const std::string& containerFolder, const std::string& bundleIdentifier) {
   Look look;
   if (!Folders::isVisibleName(bundleIdentifier)) return look;
-  look.folder = Folders::open(containerFolder);
+  auto folder = Folders::open(containerFolder);
+  if (!folder) return folder.failure();
+  look.folder = std::move(folder).value();
   for (const std::string& next : ApplicationRegistry::pathOf(bundleIdentifier)) {
     look.stamp = FolderStamp(look.folder);
-    OwnedDescriptor below = Folders::open(look.folder, next);
-    if (!below && errno != ENOENT) look.stamp = {};  // it may be there all the same
-    if (!below) return look;
-    look.folder = std::move(below);
+    auto below = Folders::open(look.folder, next);
+    if (!below && below.failure().cause == FailureCause::notFound) return look;
+    if (!below) return below.failure();
+    look.folder = std::move(below).value();
   }
   look.stamp = FolderStamp(look.folder);
-  const auto names = Folders::entries(look.folder);
-  for (const std::string& name : names) {
-    errno = 0;
-    look.instance = RunningInstance::find(look.folder, name);
-    if (look.instance) return look;
-    if (isShortOfSomething(errno)) look.stamp = {};  // it can't be known for now
-  }
+  auto found = findIn(look.folder, [](const std::string&) { return true; });
+  if (!found) return found.failure();
+  look.instance = std::move(found).value();
   return look;
 }
 
@@ -82,49 +81,66 @@ RunningApplications::~RunningApplications() {
     center_.stopObserving(ApplicationRegistry::launchedName(identifier));
 }
 
-int RunningApplications::instancesOf(const std::string& bundleIdentifier) const {
+Result<int> RunningApplications::instancesOf(const std::string& bundleIdentifier) const {
   const auto folder = ApplicationRegistry::open(containerFolder_, bundleIdentifier);
-  return static_cast<int>(instancesIn(folder).size());
+  if (!folder && folder.failure().cause == FailureCause::notFound) return 0;
+  if (!folder) return folder.failure();
+  const auto names = Folders::entries(folder.value());
+  if (!names) return names.failure();
+  int count = 0;
+  for (const std::string& name : names.value()) {
+    const auto instance = RunningInstance::find(folder.value(), name);
+    if (!instance) return instance.failure();
+    if (*instance) ++count;
+  }
+  return count;
 }
 
-bool RunningApplications::isRunning(const std::string& bundleIdentifier) const {
+Result<bool> RunningApplications::isRunning(const std::string& bundleIdentifier) const {
   Look& known = found_->byIdentifier[bundleIdentifier];
   const bool isKnown = known.instance ? !known.instance->hasEnded()
                                       : known.folder && known.stamp.holdsFor(known.folder);
-  if (!isKnown) known = lookFor(containerFolder_, bundleIdentifier);
+  if (!isKnown) {
+    known = {};
+    auto look = lookFor(containerFolder_, bundleIdentifier);
+    if (!look) return look.failure();
+    known = std::move(look).value();
+  }
   return known.instance.has_value();
 }
 
-std::optional<RunningApplication> RunningApplications::applicationOf(
+Result<std::optional<RunningApplication>> RunningApplications::applicationOf(
     pid_t processIdentifier) const {
-  const OwnedDescriptor registry = ApplicationRegistry::open(containerFolder_);
-  if (!registry) return std::nullopt;
-  for (const std::string& bundleIdentifier : Folders::entries(registry)) {
-    const OwnedDescriptor folder = Folders::open(registry, bundleIdentifier);
-    if (!folder) continue;
-    for (const std::string& name : Folders::entries(folder)) {
-      if (ProcessFileName::processOf(name) == processIdentifier &&
-          RunningInstance::find(folder, name)) {
-        return RunningApplication{bundleIdentifier, std::nullopt};
-      }
-    }
+  const std::optional<RunningApplication> none;
+  const auto registry = ApplicationRegistry::open(containerFolder_);
+  if (!registry && registry.failure().cause == FailureCause::notFound) return none;
+  if (!registry) return registry.failure();
+  const auto identifiers = Folders::entries(registry.value());
+  if (!identifiers) return identifiers.failure();
+  for (const std::string& bundleIdentifier : identifiers.value()) {
+    const auto folder = Folders::open(registry.value(), bundleIdentifier);
+    if (!folder && folder.failure().cause == FailureCause::notFound) continue;  // a stray file
+    if (!folder) return folder.failure();
+    const auto found = findIn(folder.value(), [&](const std::string& name) {
+      return ProcessFileName::processOf(name) == processIdentifier;
+    });
+    if (!found) return found.failure();
+    if (*found) return std::optional(RunningApplication{bundleIdentifier, std::nullopt});
   }
-  return std::nullopt;
+  return none;
 }
 
-std::optional<int> RunningApplications::observe(const std::string& bundleIdentifier,
-                                                std::function<void(int instances)> changed) {
-  if (!ApplicationRegistry::isIdentifier(bundleIdentifier)) return std::nullopt;
+Result<int> RunningApplications::observe(const std::string& bundleIdentifier,
+                                         std::function<void(int instances)> changed) {
+  if (!ApplicationRegistry::isIdentifier(bundleIdentifier))
+    return Failure{FailureCause::malformed, "no bundle identifier: " + bundleIdentifier};
   auto& observation = observations_->byIdentifier[bundleIdentifier];
   observation = std::make_unique<ApplicationObservation>(loop_, containerFolder_, bundleIdentifier,
                                                          std::move(changed));
-  // Listening comes before the first look: between the two nothing is missed.
-  const bool hears = center_.observe(ApplicationRegistry::launchedName(bundleIdentifier),
-                                     [watched = observation.get()] { watched->look(); });
-  if (!hears) {
-    observations_->byIdentifier.erase(bundleIdentifier);
-    return std::nullopt;
-  }
+  // Listening comes before the first look: between the two nothing is missed. When it fails, the
+  // center tries again, and calls when it has succeeded.
+  (void)center_.observe(ApplicationRegistry::launchedName(bundleIdentifier),
+                        [watched = observation.get()] { watched->look(); });
   return observation->begin();
 }
 

@@ -6,6 +6,7 @@
 
 #include "Platform/Container/ApplicationRegistry.h"
 #include "Platform/Container/ProcessFileName.h"
+#include "Platform/File.h"
 #include "Platform/Linux/LinuxCalls.h"
 #include "Platform/SystemCalls.h"
 
@@ -13,29 +14,52 @@ namespace corvane::Platform {
 
 using ApplicationRegistry::Lock;
 
-RunningInstance::RunningInstance(pid_t process)
-    : process_(linuxCalls().pidfdOpen(process)), wasGone_(!process_ && errno == ESRCH) {}
+namespace {
 
-std::optional<RunningInstance> RunningInstance::find(const OwnedDescriptor& folder,
-                                                     const std::string& name) {
-  const auto process = ProcessFileName::processOf(name);
-  if (!process) return std::nullopt;
+/// A descriptor of the process `identifier`; an empty one where the system refuses to tell of
+/// processes.
+Result<OwnedDescriptor> openProcess(pid_t identifier) {
+  OwnedDescriptor process(linuxCalls().pidfdOpen(identifier));
+  if (process) return process;
+  Failure failure = failureFromErrno("pidfd_open");
+  if (failure.cause == FailureCause::notPermitted) return process;
+  return failure;
+}
+
+/// No instance if `failure` says that something does not exist.
+Result<std::optional<RunningInstance>> unlessMissing(const Failure& failure) {
+  if (failure.cause == FailureCause::notFound) return std::optional<RunningInstance>();
+  return failure;
+}
+
+}  // namespace
+
+Result<std::optional<RunningInstance>> RunningInstance::find(const OwnedDescriptor& folder,
+                                                             const std::string& name) {
+  using Found = std::optional<RunningInstance>;
+  const auto identifier = ProcessFileName::processOf(name);
+  if (!identifier) return Found();
   // The process before the lock: if it ends from here on and another one gets its identifier, it is
   // still this one that is asked.
-  RunningInstance instance(*process);
-  instance.file_ = ApplicationRegistry::openFile(folder, name);
-  if (!instance.file_) return std::nullopt;  // errno says why
-  const bool isLocked = ApplicationRegistry::lockOf(instance.file_) == Lock::held;
-  if (!isLocked || instance.hasProcessEnded()) return std::nullopt;
-  return instance;
+  auto process = openProcess(*identifier);
+  if (!process) return unlessMissing(process.failure());
+  auto file = ApplicationRegistry::openFile(folder, name);
+  if (!file) return unlessMissing(file.failure());
+  const auto lock = ApplicationRegistry::lockOf(file.value());
+  if (!lock) return lock.failure();
+  RunningInstance instance(std::move(process).value(), std::move(file).value());
+  if (lock.value() != Lock::held || instance.hasProcessEnded()) return Found();
+  return Found(std::move(instance));
 }
 
 bool RunningInstance::hasEnded() const {
-  return hasProcessEnded() || ApplicationRegistry::lockOf(file_) == Lock::free;
+  if (hasProcessEnded()) return true;
+  const auto lock = ApplicationRegistry::lockOf(file_);
+  return lock && lock.value() == Lock::free;
 }
 
 bool RunningInstance::hasProcessEnded() const {
-  if (!process_) return wasGone_;
+  if (!process_) return false;
   pollfd ended = {process_.number(), POLLIN, 0};
   return systemCalls().poll(&ended, 1, 0) > 0;
 }

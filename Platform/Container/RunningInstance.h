@@ -4,7 +4,9 @@
 
 #include <optional>
 #include <string>
+#include <utility>
 
+#include "Base/Result.h"
 #include "Platform/OwnedDescriptor.h"
 
 namespace corvane::Platform {
@@ -14,23 +16,23 @@ namespace corvane::Platform {
 /// Where the system refuses to tell of processes, the lock alone decides. One thread at a time.
 class RunningInstance {
  public:
-  /// The instance whose file is `name` in `folder`, if it runs.
-  static std::optional<RunningInstance> find(const OwnedDescriptor& folder,
-                                             const std::string& name);
+  /// The instance whose file is `name` in `folder`, if it runs. Fails when that can't be known.
+  static Result<std::optional<RunningInstance>> find(const OwnedDescriptor& folder,
+                                                     const std::string& name);
 
   /// Whether it has ended since, or given its registration back: looks anew at each call, at its
-  /// process and at its file, which are kept open. What the system can't say counts as no.
+  /// process and at its file, which are kept open. True only if that is certain.
   [[nodiscard]] bool hasEnded() const;
 
-  /// From this something can be read once the process has ended; negative where it can't be had.
+  /// Becomes readable when the process has ended; negative where the system refuses to tell.
   [[nodiscard]] int processDescriptor() const { return process_.number(); }
 
  private:
-  explicit RunningInstance(pid_t process);
+  RunningInstance(OwnedDescriptor process, OwnedDescriptor file)
+      : process_(std::move(process)), file_(std::move(file)) {}
   [[nodiscard]] bool hasProcessEnded() const;
 
   OwnedDescriptor process_;
-  bool wasGone_;  // the process, when it was asked for
   OwnedDescriptor file_;
 };
 

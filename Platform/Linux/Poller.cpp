@@ -86,7 +86,7 @@ class Poller::Implementation {
 
   void wake() {
     const std::uint64_t one = 1;
-    systemCalls().write(wake_.number(), &one, sizeof one);
+    while (systemCalls().write(wake_.number(), &one, sizeof one) < 0 && errno == EINTR) continue;
   }
 
  private:

@@ -55,13 +55,21 @@ EventLoop::Registration EventLoop::onWritable(int descriptor, Handler handler) {
 
 EventLoop::Registration EventLoop::watch(int descriptor, Poller::Event event, Handler handler) {
   const std::uint64_t id = ++lastId_;
+  handlers_.emplace(id, std::make_shared<Handler>(std::move(handler)));
   if (const auto added = poller_.add(id, descriptor, event); !added) {
     SystemLog::write(SystemLog::Severity::error,
-                     "cannot watch a descriptor: " + added.failure().description());
-    return {};
+                     "cannot watch a descriptor yet: " + added.failure().description());
+    refused_.push_back({id, descriptor, event});
+    watchAgain_ = at(now() + retryPause, [this] { watchAgain(); });
   }
-  handlers_.emplace(id, std::make_shared<Handler>(std::move(handler)));
   return {*this, {Clock::time_point::max(), id}};
+}
+
+void EventLoop::watchAgain() {
+  std::erase_if(refused_, [this](const Refused& watch) {
+    return static_cast<bool>(poller_.add(watch.id, watch.descriptor, watch.event));
+  });
+  if (!refused_.empty()) watchAgain_ = at(now() + retryPause, [this] { watchAgain(); });
 }
 
 /// Ends a timer or a watch, if it still exists. Its closure is moved out first, because destroying
@@ -69,6 +77,7 @@ EventLoop::Registration EventLoop::watch(int descriptor, Poller::Event event, Ha
 void EventLoop::cancel(const Key& key) {
   if (const auto found = handlers_.find(key.second); found != handlers_.end()) {
     poller_.remove(key.second);
+    std::erase_if(refused_, [&](const Refused& watch) { return watch.id == key.second; });
     const auto handler = std::move(found->second);
     handlers_.erase(found);
   } else {

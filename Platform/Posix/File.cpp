@@ -19,6 +19,7 @@ FailureCause causeOf(int error) {
   switch (error) {
     case ENOENT:
     case ENOTDIR:
+    case ESRCH:
       return FailureCause::notFound;
     case EEXIST:
       return FailureCause::alreadyExists;
@@ -26,6 +27,7 @@ FailureCause causeOf(int error) {
     case EPERM:
     case EROFS:
     case ELOOP:
+    case ENOSYS:
       return FailureCause::notPermitted;
     case ENOSPC:
     case EDQUOT:

@@ -1,5 +1,10 @@
 #include "Platform/OwnedDescriptor.h"
 
+#include <fcntl.h>
+
+#include <cerrno>
+
+#include "Platform/File.h"
 #include "Platform/SystemCalls.h"
 
 namespace corvane::Platform {
@@ -7,6 +12,14 @@ namespace corvane::Platform {
 OwnedDescriptor::~OwnedDescriptor() {
   // Never repeated: after EINTR the number may be another thread's.
   if (number_ >= 0) systemCalls().close(number_);
+}
+
+Result<OwnedDescriptor> openAt(int folder, const std::string& path, int flags, mode_t mode) {
+  for (;;) {
+    const int opened = systemCalls().openat(folder, path.c_str(), flags | O_CLOEXEC, mode);
+    if (opened >= 0) return OwnedDescriptor(opened);
+    if (errno != EINTR) return failureFromErrno("open " + path);
+  }
 }
 
 }  // namespace corvane::Platform

@@ -12,6 +12,7 @@
 #include <map>
 #include <span>
 #include <utility>
+#include <vector>
 
 #include "Platform/Posix/NotificationName.h"
 #include "Platform/SystemLog.h"
@@ -24,21 +25,28 @@ class NotificationCenter::Implementation {
  public:
   explicit Implementation(EventLoop& loop) : loop_(loop) {}
 
-  bool observe(const std::string& name, Callback callback) {
+  Result<Done> observe(const std::string& name, Callback callback, Audience audience) {
     stopObserving(name);
     if (registrations_.contains(name)) deliverPending();
-    if (isWithdrawn_) return false;
+    if (isWithdrawn_) return Failure{FailureCause::other, "the notification center is closed"};
+    if (!isNotificationName(name)) return Failure{FailureCause::malformed, "not a valid name"};
+    auto shared = std::make_shared<const Callback>(std::move(callback));
     if (const std::uint32_t status = listen(name); status != NOTIFY_STATUS_OK) {
-      SystemLog::write(
-          SystemLog::Severity::error,
-          "cannot observe \"" + name + "\": notify(3) returned " + std::to_string(status));
-      return false;
+      Failure failure{
+          FailureCause::other,
+          "cannot observe \"" + name + "\" yet: notify(3) returned " + std::to_string(status)};
+      SystemLog::write(SystemLog::Severity::error, failure.text);
+      missing_[name] = {std::move(shared), audience};
+      listenAgain_ =
+          loop_.at(EventLoop::now() + EventLoop::retryPause, [this] { listenToMissing(); });
+      return failure;
     }
-    registrations_[name].callback = std::make_shared<const Callback>(std::move(callback));
-    return true;
+    registrations_[name].callback = std::move(shared);
+    return Done{};
   }
 
   void stopObserving(const std::string& name) {
+    missing_.erase(name);
     const auto found = registrations_.find(name);
     if (found == registrations_.end()) return;
     const SharedCallback removed = std::move(found->second.callback);
@@ -62,6 +70,7 @@ class NotificationCenter::Implementation {
   void withdraw() {
     isWithdrawn_ = true;
     readable_ = {};
+    listenAgain_ = {};
     pending_.clear();
     for (const auto& [name, registration] : std::exchange(registrations_, {}))
       notify_cancel(registration.token);
@@ -76,9 +85,32 @@ class NotificationCenter::Implementation {
     SharedCallback callback;  // null while the name is not observed
   };
 
+  /// A name that could not be registered yet.
+  struct Missing {
+    SharedCallback callback;
+    Audience audience = Audience::manyProcesses;
+  };
+
+  void listenToMissing() {
+    std::vector<SharedCallback> late;
+    for (auto at = missing_.begin(); at != missing_.end();) {
+      if (listen(at->first) != NOTIFY_STATUS_OK) {
+        ++at;
+        continue;
+      }
+      registrations_[at->first].callback = at->second.callback;
+      if (at->second.audience == Audience::manyProcesses) late.push_back(at->second.callback);
+      at = missing_.erase(at);
+    }
+    listenAgain_ = {};
+    if (!missing_.empty())
+      listenAgain_ =
+          loop_.at(EventLoop::now() + EventLoop::retryPause, [this] { listenToMissing(); });
+    for (const SharedCallback& callback : late) (*callback)();
+  }
+
   /// Registers `name` unless it is registered. Returns the status of notify(3).
   std::uint32_t listen(const std::string& name) {
-    if (!isNotificationName(name)) return NOTIFY_STATUS_INVALID_NAME;
     if (registrations_.contains(name)) return NOTIFY_STATUS_OK;
     // A call that fails may leave the number of a descriptor that it has closed.
     int descriptor = descriptor_;
@@ -90,7 +122,7 @@ class NotificationCenter::Implementation {
       descriptor_ = descriptor;
       ::fcntl(descriptor_, F_SETFL, O_NONBLOCK);
       ::fcntl(descriptor_, F_SETFD, FD_CLOEXEC);
-      readable_ = loop_.onReadable(descriptor_, [this] { deliverPending(); });
+      watch();
     }
     registrations_[name].token = token;
     return status;
@@ -106,15 +138,20 @@ class NotificationCenter::Implementation {
         pending_.push_back(static_cast<int>(ntohl(token)));
     }
     if (size < 0 && (errno == EAGAIN || errno == EINTR)) return;
-    readable_ = {};
-    SystemLog::write(SystemLog::Severity::error,
-                     "notifications are no longer received: the descriptor failed");
+    SystemLog::write(SystemLog::Severity::error, "notifications are received later");
+    readable_ = loop_.at(EventLoop::now() + EventLoop::retryPause, [this] { watch(); });
+  }
+
+  void watch() {
+    readable_ = loop_.onReadable(descriptor_, [this] { deliverPending(); });
   }
 
   EventLoop& loop_;
   std::map<std::string, Registration> registrations_;
-  int descriptor_ = -1;  // belongs to the registrations
-  EventLoop::Registration readable_;
+  int descriptor_ = -1;                     // belongs to the registrations
+  EventLoop::Registration readable_;        // or the pause before it is watched again
+  std::map<std::string, Missing> missing_;  // that the system refused so far
+  EventLoop::Registration listenAgain_;
   std::deque<int> pending_;  // tokens that were read
   bool isWithdrawn_ = false;
 };
@@ -126,9 +163,9 @@ NotificationCenter::~NotificationCenter() {
   implementation_->withdraw();
 }
 
-bool NotificationCenter::observe(const std::string& name, Callback callback,
-                                 Audience /*audience*/) {
-  return implementation_->observe(name, std::move(callback));
+Result<Done> NotificationCenter::observe(const std::string& name, Callback callback,
+                                         Audience audience) {
+  return implementation_->observe(name, std::move(callback), audience);
 }
 
 void NotificationCenter::stopObserving(const std::string& name) {

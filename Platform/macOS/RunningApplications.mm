@@ -133,7 +133,7 @@ RunningApplications::~RunningApplications() {
   }
 }
 
-int RunningApplications::instancesOf(const std::string& bundleIdentifier) const {
+Result<int> RunningApplications::instancesOf(const std::string& bundleIdentifier) const {
   @autoreleasepool {
     NSString* identifier = [NSString stringWithUTF8String:bundleIdentifier.c_str()];
     if (identifier == nil) return 0;
@@ -143,24 +143,25 @@ int RunningApplications::instancesOf(const std::string& bundleIdentifier) const 
   }
 }
 
-bool RunningApplications::isRunning(const std::string& bundleIdentifier) const {
-  return instancesOf(bundleIdentifier) > 0;
+Result<bool> RunningApplications::isRunning(const std::string& bundleIdentifier) const {
+  return instancesOf(bundleIdentifier).value() > 0;  // looking never fails here
 }
 
-std::optional<RunningApplication> RunningApplications::applicationOf(
+Result<std::optional<RunningApplication>> RunningApplications::applicationOf(
     pid_t processIdentifier) const {
   @autoreleasepool {
     NSRunningApplication* application =
         [NSRunningApplication runningApplicationWithProcessIdentifier:processIdentifier];
-    if (application == nil || application.terminated) return std::nullopt;
-    return RunningApplication{stringOf(application.bundleIdentifier.UTF8String),
-                              stringOf(application.executableURL.fileSystemRepresentation)};
+    if (application == nil || application.terminated) return std::optional<RunningApplication>();
+    return std::optional(
+        RunningApplication{stringOf(application.bundleIdentifier.UTF8String),
+                           stringOf(application.executableURL.fileSystemRepresentation)});
   }
 }
 
-std::optional<int> RunningApplications::observe(const std::string& bundleIdentifier,
-                                                std::function<void(int instances)> changed) {
-  if (bundleIdentifier.empty()) return std::nullopt;
+Result<int> RunningApplications::observe(const std::string& bundleIdentifier,
+                                         std::function<void(int instances)> changed) {
+  if (bundleIdentifier.empty()) return Failure{FailureCause::malformed, "no bundle identifier"};
   @autoreleasepool {
     if (observations_->observer == nil) {
       observations_->observer = [[CorvaneWorkspaceObserver alloc] initWithHandler:[this] {

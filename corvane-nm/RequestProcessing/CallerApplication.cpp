@@ -16,13 +16,17 @@ std::string lastComponent(const std::string& path) {
 CallerApplication::CallerApplication()
     : process_(Platform::ProcessInfo::parent()), path_(VCSSystemUtils::execPathForPid(process_)) {}
 
-const std::string& CallerApplication::name(const Platform::RunningApplications& applications) {
-  if (!name_) name_ = find(applications);
-  return *name_;
+std::string CallerApplication::name(const Platform::RunningApplications& applications) {
+  if (name_) return *name_;
+  const auto application = applications.applicationOf(process_);
+  std::string name = nameOf(application ? application.value() : std::nullopt);
+  if (application) name_ = name;  // otherwise it is looked up again
+  return name;
 }
 
-std::string CallerApplication::find(const Platform::RunningApplications& applications) const {
-  if (const auto application = applications.applicationOf(process_)) {
+std::string CallerApplication::nameOf(
+    const std::optional<Platform::RunningApplication>& application) const {
+  if (application) {
     if (application->bundleIdentifier) return *application->bundleIdentifier;
     if (application->executablePath) return lastComponent(*application->executablePath);
   }

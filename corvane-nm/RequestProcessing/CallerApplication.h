@@ -16,11 +16,12 @@ class CallerApplication {
   CallerApplication();
 
   /// The name by which the main application knows it: its bundle identifier, or else the file name
-  /// of its executable. Found once, on first use, and kept. The process stops when it has no name.
-  const std::string& name(const Platform::RunningApplications& applications);
+  /// of its executable. Kept once it is certain. The process stops when it has no name.
+  std::string name(const Platform::RunningApplications& applications);
 
  private:
-  [[nodiscard]] std::string find(const Platform::RunningApplications& applications) const;
+  [[nodiscard]] std::string nameOf(
+      const std::optional<Platform::RunningApplication>& application) const;
 
   const pid_t process_;
   const std::optional<std::string> path_;

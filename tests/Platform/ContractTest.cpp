@@ -90,10 +90,10 @@ TEST_F(ContractTest, ObservedAnewANameDropsWhatIsPendingForItAndNothingElse) {
 
 TEST_F(ContractTest, AnApplicationThatNobodyKnowsNeitherRunsNorStarts) {
   RunningApplications applications(loop_, folder_.path(), center_);
-  EXPECT_EQ(applications.instancesOf(nobody), 0);
-  EXPECT_FALSE(applications.isRunning(nobody));
-  EXPECT_FALSE(applications.applicationOf(::getpid())) << "a program for the command line";
-  EXPECT_EQ(applications.observe(nobody, [](int) {}), 0);
+  EXPECT_EQ(applications.instancesOf(nobody).value(), 0);
+  EXPECT_FALSE(applications.isRunning(nobody).value());
+  EXPECT_FALSE(applications.applicationOf(::getpid()).value()) << "a program for the command line";
+  EXPECT_EQ(applications.observe(nobody, [](int) {}).value(), 0);
   EXPECT_FALSE(applications.observe("", [](int) {}));
   int answers = 0;
   for (const std::string& identifier : {nobody, std::string()}) {

@@ -45,7 +45,7 @@ class ExtensionBrowserApiClientTest : public ::testing::Test {
 
   /// Lets the main application answer each request with what `answer` makes of it.
   void answerWith(std::function<ExchangeRecord(const ExchangeRecord&)> answer) {
-    application_.center.observe(requests, [this, answer = std::move(answer)] {
+    (void)application_.center.observe(requests, [this, answer = std::move(answer)] {
       takeRequest([&](const ExchangeRecord& request) { give(answer(request)); });
     });
   }
@@ -170,7 +170,7 @@ TEST_F(ExtensionBrowserApiClientTest, RequestsTakeTurnsAndCountOnlyRepliesThatCo
     turnThrough(loop_);
     EXPECT_EQ(std::exchange(events, ""), expected);
   };
-  application_.center.observe(requests, [&] { events += "post "; });
+  (void)application_.center.observe(requests, [&] { events += "post "; });
   send(patient_, "1", [&, text = std::string("begin ")](auto done) {
     done(false);
     events += text;  // what began the request may go on

@@ -43,7 +43,7 @@ void spoil(ExchangeRecord& reply, std::string& file, const std::vector<Fault>& m
 }  // namespace
 
 bool Exchange::listen() {
-  return surroundings_.center.observe(notificationName("exchange"), [this] {
+  const auto observed = surroundings_.center.observe(notificationName("exchange"), [this] {
     if (std::exchange(isTakingPosted_, true)) return;
     surroundings_.loop.post([this] {
       surroundings_.center.deliverPending();  // one look is enough for all that have come
@@ -51,6 +51,7 @@ bool Exchange::listen() {
       takeRequests();
     });
   });
+  return static_cast<bool>(observed);
 }
 
 void Exchange::takeRequests() {

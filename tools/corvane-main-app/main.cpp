@@ -105,7 +105,8 @@ Result<std::optional<OnlyInstance>> becomeInstance(const std::string& container,
   if (!claimed || claimed.value()) return claimed;
   if (haveStateAnnounced(loop, center)) {
     const Platform::RunningApplications applications(loop, container, center);
-    if (applications.instancesOf(Configuration::MainAppBundleIdentifier) > 0) return claimed;
+    const auto instances = applications.instancesOf(Configuration::MainAppBundleIdentifier);
+    if (instances && instances.value() > 0) return claimed;
     return OnlyInstance::await(container);
   }
   claimed = OnlyInstance::claim(container);  // it may have ended meanwhile

@@ -135,7 +135,7 @@ std::vector<ExchangeFileFacts> exchangeFilesIn(const std::string& container,
   return result;
 }
 
-int runningInstances(const std::string& container) {
+Result<int> runningInstances(const std::string& container) {
   Platform::EventLoop loop;  // only to be asked: it never turns
   Platform::NotificationCenter unused(loop, container);
   const Platform::RunningApplications applications(loop, container, unused);

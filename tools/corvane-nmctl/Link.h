@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "Base/Result.h"
 #include "Platform/Container/NotificationObservers.h"
 #include "tools/corvane-nmctl/Finding.h"
 
@@ -39,7 +40,7 @@ std::vector<ExchangeFileFacts> exchangeFilesIn(const std::string& container,
 extern const char* const requestFileName;
 
 /// How many instances of the main application run.
-int runningInstances(const std::string& container);
+Result<int> runningInstances(const std::string& container);
 
 /// The folder of the hosts' logs.
 std::string logFolderIn(const std::string& container);

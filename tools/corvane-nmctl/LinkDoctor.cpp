@@ -78,7 +78,7 @@ void examineExchangeFiles(const std::string& container, bool isRunning, Findings
 
 Finding examineApplication(const std::string& container, const std::string& hostPath) {
   const std::string subject = "main application";
-  if (runningInstances(container) == 0)
+  if (const auto instances = runningInstances(container); instances && *instances == 0)
     return Finding::wrong(subject, "it does not run", startApplication);
   if (const auto fault = programFault(hostPath, "install the package again"))
     return Finding::wrong(subject, "it runs, but can't be asked: " + fault->cause, fault->mend);
@@ -126,7 +126,8 @@ Findings examineFoundations(const Container& container) {
   isOpen(Way::notifications);
   isOpen(Way::logFolders);
   if (isOpen(Way::settings)) findings.push_back(examineSettings(container.path));
-  const bool isRunning = showsApplication && runningInstances(container.path) > 0;
+  const auto instances = showsApplication ? runningInstances(container.path) : 0;
+  const bool isRunning = instances && *instances > 0;
   if (isOpen(Way::data)) examineExchangeFiles(container.path, isRunning, findings);
   return findings;
 }

@@ -14,6 +14,8 @@
 
 #include "Platform/Container/NotificationSocket.h"
 #include "Platform/Folders.h"
+#include "Platform/Linux/LinuxCalls.h"
+#include "Platform/SystemCalls.h"
 #include "tests/Support/TemporaryFolder.h"
 #include "tests/Support/Turning.h"
 
@@ -28,12 +30,14 @@ using testing::turnUntil;
 /// Another process's socket; a dead one as soon as the result is gone.
 NotificationSocket boundSocket(const fs::path& folder, const std::string& name) {
   fs::create_directories(folder);
-  return NotificationSocket::bind(Folders::open(folder), name).value();
+  return NotificationSocket::bind(*Folders::open(folder), name).value();
 }
 
 Names entriesOf(const fs::path& folder) {
-  const auto names = Folders::entries(Folders::open(folder));
-  return {names.begin(), names.end()};
+  const auto opened = Folders::open(folder);
+  if (!opened) return {};
+  const auto names = Folders::entries(*opened);
+  return {names->begin(), names->end()};
 }
 
 class NotificationCenterTest : public ::testing::Test {
@@ -45,8 +49,9 @@ class NotificationCenterTest : public ::testing::Test {
     int sent = 0;
     for (const std::string& entry : entriesOf(notifications_ / name)) {
       const auto observer =
-          NotificationSocket::connectedTo(Folders::open(notifications_ / name), entry);
-      sent += ::send(observer.number(), datagram.data(), datagram.size(), 0) >= 0 ? 1 : 0;
+          NotificationSocket::connectedTo(*Folders::open(notifications_ / name), entry);
+      if (!observer) continue;
+      sent += ::send(observer->number(), datagram.data(), datagram.size(), 0) >= 0 ? 1 : 0;
     }
     return sent;
   }
@@ -123,7 +128,7 @@ TEST_F(NotificationCenterTest, FollowsNoSymbolicLinkAndLetsNobodyElseSend) {
   fs::create_directory_symlink(outside, one_);
   center_.post("two");
   center_.post("one");
-  EXPECT_EQ(stranger.receive(), "");
+  EXPECT_EQ(stranger.receive().value(), "");
   EXPECT_FALSE(center_.observe("one", [] {}));
   EXPECT_EQ(entriesOf(outside), Names{"socket"});
 
@@ -156,7 +161,7 @@ TEST_F(NotificationCenterTest, NobodyWhoStandsStillKeepsAnotherFromHearing) {
     others.push_back(boundSocket(one_, "1.11111111111111" + std::to_string(i)));
   const auto taken = [](NotificationSocket& socket) {
     int count = 0;
-    while (socket.receive() == "one") ++count;
+    while (socket.receive().value() == "one") ++count;
     return count;
   };
   int calls = 0;
@@ -177,7 +182,7 @@ TEST_F(NotificationCenterTest, NobodyWhoStandsStillKeepsAnotherFromHearing) {
   EXPECT_GT(takenTooLate, 0);
   EXPECT_LT(takenTooLate + taken(others.front()), posts);
   for (int i = 0; i < posts; ++i) center_.post("one");
-  EXPECT_EQ(others.front().receive(), "one") << "the next ones reach it again";
+  EXPECT_EQ(others.front().receive().value(), "one") << "the next ones reach it again";
   center_.withdraw();
   // Were they waited for one after another, then for 6.4 s at least.
   EXPECT_LT(EventLoop::now() - start, std::chrono::seconds(3));
@@ -195,6 +200,58 @@ TEST_F(NotificationCenterTest, PostingRemovesTheDeadAndTheirFolderButNoFile) {
   center_.post("one");
   center_.post("../Notifications");
   EXPECT_TRUE(fs::is_empty(one_.parent_path())) << "to post makes nothing";
+}
+
+/// Fails each kind of call once, when armed.
+struct FailingCalls : SystemCalls, LinuxCalls {
+  int linkat(int from, const char* path, int to, const char* name, int flags) override {
+    return take(link, ENOSPC) ? -1 : SystemCalls::linkat(from, path, to, name, flags);
+  }
+  ssize_t recv(int socket, void* bytes, std::size_t count, int flags) override {
+    return take(receive, ENOMEM) ? -1 : SystemCalls::recv(socket, bytes, count, flags);
+  }
+  ssize_t getdents(int folder, void* entries, std::size_t count) override {
+    return take(list, EIO) ? -1 : LinuxCalls::getdents(folder, entries, count);
+  }
+  int epollControl(int epoll, int operation, int descriptor, epoll_event* event) override {
+    return take(watch, ENOMEM) ? -1 : LinuxCalls::epollControl(epoll, operation, descriptor, event);
+  }
+  static bool take(bool& armed, int error) {
+    errno = error;
+    return std::exchange(armed, false);
+  }
+  bool link = false, receive = false, list = false, watch = false;
+};
+
+TEST_F(NotificationCenterTest, AFailureOfTheSystemCostsNoMoreThanAPause) {
+  FailingCalls calls;
+  const SystemCalls::Replacement general(calls);
+  const LinuxCalls::Replacement ofLinux(calls);
+  int changes = 0;
+  int replies = 0;
+  calls.link = calls.watch = true;
+  EXPECT_FALSE(center_.observe("one", [&] { ++changes; }));
+  EXPECT_TRUE(testing::turnUntil(loop_, [&] { return changes == 1; })) << "may have missed one";
+  calls.link = true;
+  EXPECT_FALSE(center_.observe(
+      "two", [&] { ++replies; }, NotificationCenter::Audience::thisProcessOnly));
+  const auto arrives = [&](const std::string& name, int& count) {
+    const int before = count;
+    return testing::turnUntil(loop_, [&] {
+      if (count == before) center_.post(name);
+      return count > before;
+    });
+  };
+  EXPECT_TRUE(arrives("two", replies));
+  calls.receive = true;
+  EXPECT_TRUE(arrives("one", changes));
+  NotificationCenter other(loop_, container_);
+  calls.list = true;
+  changes = 0;
+  other.post("one");
+  EXPECT_FALSE(calls.list);
+  EXPECT_TRUE(testing::turnUntil(loop_, [&] { return changes > 0; }));
+  center_.stopObserving("");
 }
 
 }  // namespace

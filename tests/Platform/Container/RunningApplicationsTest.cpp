@@ -12,7 +12,9 @@
 #include <utility>
 #include <vector>
 
+#include "Platform/Linux/LinuxCalls.h"
 #include "Platform/OwnedDescriptor.h"
+#include "Platform/SystemCalls.h"
 #include "tests/Support/TemporaryFolder.h"
 #include "tests/Support/Turning.h"
 
@@ -59,8 +61,9 @@ class RunningApplicationsTest : public ::testing::Test {
     ::waitpid(process, nullptr, 0);
     processes_.erase(process);
   }
-  std::optional<int> observe() {
-    return applications_.observe(app_, [&](int instances) { changes_.push_back(instances); });
+  int observe() {
+    return applications_.observe(app_, [&](int instances) { changes_.push_back(instances); })
+        .value();
   }
   /// The next number that is told; -1 when none comes.
   int nextChange() {
@@ -80,8 +83,8 @@ class RunningApplicationsTest : public ::testing::Test {
     center_.stopObserving("heard");
   }
   [[nodiscard]] int count(const std::string& identifier) const {
-    const int instances = applications_.instancesOf(identifier);
-    EXPECT_EQ(applications_.isRunning(identifier), instances > 0) << identifier;
+    const int instances = applications_.instancesOf(identifier).value();
+    EXPECT_EQ(applications_.isRunning(identifier).value(), instances > 0) << identifier;
     return instances;
   }
   const std::string digits_ = ".0123456789abcDEF";
@@ -105,8 +108,8 @@ TEST_F(RunningApplicationsTest, RunsWhileItIsAliveAndItsLockIsHeld) {
   EXPECT_EQ(count(app_), 2);
   kill(first);
   EXPECT_EQ(count(app_), 1) << "the other one goes on";
-  EXPECT_EQ(applications_.applicationOf(second).value().bundleIdentifier, app_);
-  EXPECT_FALSE(applications_.applicationOf(::getpid()));
+  EXPECT_EQ(applications_.applicationOf(second).value()->bundleIdentifier, app_);
+  EXPECT_FALSE(applications_.applicationOf(::getpid()).value());
   EXPECT_EQ(count("com.example.other") + count("../Applications/com.example.app"), 0);
   kill(second);
   EXPECT_EQ(count(app_), 0) << "a file left over; and a lock that the dead process had handed on";
@@ -126,7 +129,7 @@ TEST_F(RunningApplicationsTest, OnlyLockedFilesOfTheAgreedNameCount) {
   constexpr int many = 200;  // more than the system lists at once
   for (int i = 0; i < many; ++i) {
     lock(registry_ / (own_ + "." + std::to_string(1'000'000'000'000'000 + i)));
-    EXPECT_TRUE(applications_.isRunning(app_));
+    EXPECT_TRUE(applications_.isRunning(app_).value());
   }
   EXPECT_EQ(count(app_), many);
   fs::remove_all(registry_);
@@ -164,6 +167,44 @@ TEST_F(RunningApplicationsTest, EachEndAndEachStartIsToldAndNothingElse) {
   kill(start());
   EXPECT_EQ(changes_.size(), 0U);
   EXPECT_FALSE(observe());
+}
+
+/// Has no descriptor left, for processes or at all.
+struct NoDescriptors : SystemCalls, LinuxCalls {
+  int openat(int folder, const char* path, int flags, mode_t mode) override {
+    return isFiles ? fail() : SystemCalls::openat(folder, path, flags, mode);
+  }
+  int pidfdOpen(pid_t process) override {
+    return isProcesses ? fail() : LinuxCalls::pidfdOpen(process);
+  }
+  static int fail() {
+    errno = EMFILE;
+    return -1;
+  }
+  bool isFiles = false;
+  bool isProcesses = false;
+};
+
+TEST_F(RunningApplicationsTest, WhatCannotBeLookedAtIsUnknownAndLookedAtAgain) {
+  NoDescriptors calls;
+  const SystemCalls::Replacement files(calls);
+  const LinuxCalls::Replacement processes(calls);
+  ASSERT_EQ(observe(), 0);
+  EXPECT_FALSE(applications_.isRunning(app_).value());
+  for (bool* const shortage : {&calls.isFiles, &calls.isProcesses}) {
+    *shortage = true;
+    const pid_t process = start();
+    testing::turnThrough(loop_);
+    EXPECT_FALSE(applications_.isRunning(app_));
+    EXPECT_FALSE(applications_.instancesOf(app_));
+    EXPECT_FALSE(applications_.applicationOf(process));
+    EXPECT_TRUE(changes_.empty());
+    *shortage = false;
+    EXPECT_TRUE(applications_.isRunning(app_).value());
+    EXPECT_EQ(nextChange(), 1) << "nothing announces it again";
+    kill(process);
+    EXPECT_EQ(nextChange(), 0);
+  }
 }
 
 }  // namespace

@@ -27,7 +27,7 @@ TEST(SystemLogSocket, NeverWaitsAndFindsADaemonThatWasStartedAnew) {
     NotificationSocket daemon = startDaemon();
     for (int i = 0; i < 100; ++i)
       log.send(LOG_USER | LOG_ERR, "text");  // far more than there is room for
-    const std::string record(daemon.receive().value_or(""));
+    const std::string record(daemon.receive().value());
     EXPECT_TRUE(record.starts_with("<11>")) << record;
     EXPECT_TRUE(record.ends_with(" corvane-nm[" + std::to_string(::getpid()) + "]: text"))
         << record;

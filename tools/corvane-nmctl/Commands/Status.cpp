@@ -78,10 +78,16 @@ void run(Context& context) {
     problems.emplace_back(fault->cause);
     fail(context, fault->cause);
   }
-  const bool isKnown = !faultOf(Way::applications, container.path);
-  const bool isRunning = isKnown && runningInstances(container.path) > 0;
+  const auto instances = runningInstances(container.path);
+  const bool isKnown = instances && !faultOf(Way::applications, container.path);
+  const bool isRunning = isKnown && *instances > 0;
   const auto files = exchangeFilesIn(container.path, patience);
-  const auto observers = Platform::notificationObservers(container.path);
+  const auto listed = Platform::notificationObservers(container.path);
+  if (!listed) {
+    problems.emplace_back(listed.failure().text);
+    fail(context, listed.failure().text);
+  }
+  const auto observers = listed ? listed.value() : std::vector<Platform::NotificationObserver>();
   if (context.output.isJson()) {
     JsonObject object = jsonOf(files, observers);
     object["isApplicationRunning"] = isKnown ? JsonValue(isRunning) : JsonValue();

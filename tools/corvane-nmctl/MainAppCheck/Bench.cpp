@@ -8,6 +8,7 @@
 
 #include "Base/TimeLimits.h"
 #include "Platform/EventLoop.h"
+#include "Platform/Folders.h"
 #include "Platform/NotificationCenter.h"
 #include "SharedComponents/Configuration.h"
 #include "SharedComponents/ExchangeBuffer.h"
@@ -44,6 +45,13 @@ constexpr auto latestLateReply = 4s;  // after its request; for a later one nobo
 }
 
 }  // namespace
+
+std::vector<std::string> entriesOf(const Result<Platform::OwnedDescriptor>& folder) {
+  if (!folder) notShown(folder.failure().text);
+  auto names = Platform::Folders::entries(folder.value());
+  if (!names) notShown(names.failure().text);
+  return std::move(names).value();
+}
 
 bool holdsAnything(const std::string& path) {
   const auto status = Platform::statusOf(path);

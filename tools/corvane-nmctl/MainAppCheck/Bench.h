@@ -23,6 +23,9 @@ extern const std::chrono::milliseconds replyLimit;
 /// Whether anything lies in the file `path`.
 bool holdsAnything(const std::string& path);
 
+/// The names in `folder`. Ends the examination, as `notShown`, when they can't be read.
+std::vector<std::string> entriesOf(const Result<Platform::OwnedDescriptor>& folder);
+
 /// The container with a running application, in which hosts are played, and all that waits there.
 /// Whatever waits ends the examination, with `notShown`, when people want the program to end. One
 /// thread.

@@ -57,7 +57,8 @@ void Ear::fill() {
     const auto connection = NotificationSocket::connectedTo(
         folders_.folder(), NotificationFolders::hidden(socketName_));
     int sent = 0;
-    while (::send(connection.number(), nothing.data(), nothing.size(), MSG_DONTWAIT) > 0) ++sent;
+    if (!connection) notShown(connection.failure().text);
+    while (::send(connection->number(), nothing.data(), nothing.size(), MSG_DONTWAIT) > 0) ++sent;
     if (sent == 0) return;
   }
   notShown("a socket can't be filled up here");

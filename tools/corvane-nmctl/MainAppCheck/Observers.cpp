@@ -114,14 +114,15 @@ void postsUnlocked(Bench& bench) {
 
 void strangeDatagrams(Bench& bench) {
   const auto& all = bench.notifications().folder();
-  const auto folder = Platform::Folders::open(all, Bench::notificationName("exchange"));
+  const auto opened = Platform::Folders::open(all, Bench::notificationName("exchange"));
   bool isSent = false;
-  for (const std::string& entry : Platform::Folders::entries(folder)) {
+  for (const std::string& entry : entriesOf(opened)) {
     if (Platform::ProcessFileName::processOf(entry) != bench.instance().process) continue;
-    const auto connection = Platform::NotificationSocket::connectedTo(folder, entry);
+    const auto connection = Platform::NotificationSocket::connectedTo(*opened, entry);
+    if (!connection) continue;
     for (const std::string& text : {std::string(), std::string(201, 'a'), std::string(2000, '\0'),
                                     std::string("of.nobody"), std::string("\xff/\n")})
-      isSent = ::send(connection.number(), text.data(), text.size(), MSG_DONTWAIT) >= 0 || isSent;
+      isSent = ::send(connection->number(), text.data(), text.size(), MSG_DONTWAIT) >= 0 || isSent;
   }
   if (!isSent) notShown("its socket can't be reached");
   (void)PlayedHost(bench).ask("appState");

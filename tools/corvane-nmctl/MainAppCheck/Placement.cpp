@@ -46,7 +46,7 @@ void folders(Bench& bench) {
   for (const char* name : {"/Notifications", "/Applications"}) {
     const std::string path = bench.container() + name;
     requireOwn(path, S_IFDIR, 0700);
-    for (const std::string& entry : Platform::Folders::entries(Platform::Folders::open(path)))
+    for (const std::string& entry : entriesOf(Platform::Folders::open(path)))
       if (entry.front() != '.')  // one of a host may come and go meanwhile
         requireOwn(std::string(path).append("/").append(entry), S_IFDIR, 0700, true);
   }
@@ -69,9 +69,10 @@ void settings(Bench& bench) {
 void observes(Bench& bench, const std::string& word) {
   const std::string name = Bench::notificationName(word);
   const auto& all = bench.notifications().folder();
-  const auto folder = Platform::Folders::open(all, name);
-  if (!folder) broken("nobody observes " + name);
-  for (const std::string& entry : Platform::Folders::entries(folder)) {
+  const auto opened = Platform::Folders::open(all, name);
+  if (!opened) broken("nobody observes " + name);
+  const auto& folder = opened.value();
+  for (const std::string& entry : entriesOf(opened)) {
     if (Platform::ProcessFileName::processOf(entry) != bench.instance().process) continue;
     if (Platform::NotificationSocket::isDead(folder, entry)) continue;
     struct stat link = {};

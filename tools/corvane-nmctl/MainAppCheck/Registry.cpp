@@ -18,9 +18,10 @@ using Platform::OwnedDescriptor;
 
 /// Why the file `name`, which has a good name, does not stand for a running instance.
 std::string whyNone(const OwnedDescriptor& folder, const std::string& name, pid_t process) {
-  const OwnedDescriptor file = Files::openFile(folder, name);
-  if (!file) return name + " can't be opened for reading";
-  if (Files::lockOf(file) != Files::Lock::held)
+  const auto file = Files::openFile(folder, name);
+  const auto lock = file ? Files::lockOf(file.value()) : file.failure();
+  if (!lock) return name + " can't be looked at: " + lock.failure().text;
+  if (lock.value() != Files::Lock::held)
     return "nobody holds the lock (F_OFD_SETLK, F_WRLCK) of " + name +
            (Platform::ProcessFileName::isGone(process) ? ", whose process is gone" : "");
   return name + " is locked, but process " + std::to_string(process) + " has ended";
@@ -33,7 +34,8 @@ void look(const OwnedDescriptor& folder, const std::string& name, Registry& foun
       found.faults.push_back(name + " is no process identifier, \".\" and 16 hexadecimal digits");
     return;
   }
-  if (!Platform::RunningInstance::find(folder, name)) {
+  const auto instance = Platform::RunningInstance::find(folder, name);
+  if (!instance || !instance.value()) {
     found.faults.push_back(whyNone(folder, name, *process));
     return;
   }
@@ -49,12 +51,17 @@ void look(const OwnedDescriptor& folder, const std::string& name, Registry& foun
 Registry registryIn(const std::string& container) {
   Registry found;
   const std::string application = Configuration::MainAppBundleIdentifier;
-  const OwnedDescriptor folder = Files::open(container, application);
+  const auto folder = Files::open(container, application);
   if (!folder) {
     found.faults.push_back("there is no folder Applications/" + application);
     return found;
   }
-  for (const std::string& name : Platform::Folders::entries(folder)) look(folder, name, found);
+  const auto names = Platform::Folders::entries(folder.value());
+  if (!names) {
+    found.faults.push_back(names.failure().text);
+    return found;
+  }
+  for (const std::string& name : names.value()) look(folder.value(), name, found);
   if (found.running.size() > 1) found.faults.emplace_back("more than one instance is registered");
   if (found.running.empty() && found.faults.empty())
     found.faults.push_back("no file lies in Applications/" + application);
