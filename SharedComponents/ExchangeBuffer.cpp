@@ -141,9 +141,8 @@ constexpr std::chrono::milliseconds retryPause{10};
 
 }  // namespace
 
-ExchangeBuffer::ExchangeBuffer(Platform::EventLoop& loop, std::function<std::string()> folder,
-                               Platform::SystemCalls& calls)
-    : loop_(loop), folder_(std::move(folder)), calls_(calls) {}
+ExchangeBuffer::ExchangeBuffer(Platform::EventLoop& loop, std::function<std::string()> folder)
+    : loop_(loop), folder_(std::move(folder)) {}
 
 /// What is to be done with the locked file, and how often it may still be opened.
 struct ExchangeBuffer::Operation {
@@ -158,7 +157,7 @@ void ExchangeBuffer::withFile(const std::string& key, Use use) {
 }
 
 void ExchangeBuffer::start(Operation operation) {
-  ExchangeFile exchange(operation.path, calls_);
+  ExchangeFile exchange(operation.path);
   if (exchange.state() != ExchangeFile::State::contended)
     return run(exchange, std::move(operation));
   exchange.close();
@@ -175,8 +174,7 @@ void ExchangeBuffer::run(ExchangeFile& exchange, Operation operation) {
 
 /// An operation whose lock another process has.
 struct ExchangeBuffer::Waiting {
-  Waiting(Operation pending, Platform::SystemCalls& calls)
-      : operation(std::move(pending)), exchange(operation.path, calls) {}
+  explicit Waiting(Operation pending) : operation(std::move(pending)), exchange(operation.path) {}
 
   Operation operation;
   ExchangeFile exchange;
@@ -184,7 +182,7 @@ struct ExchangeBuffer::Waiting {
 
 /// Waits on a thread of its own; where the system starts none, tries again and again.
 void ExchangeBuffer::waitForLock(Operation operation) {
-  const auto waiting = std::make_shared<Waiting>(std::move(operation), calls_);
+  const auto waiting = std::make_shared<Waiting>(std::move(operation));
   if (waiting->exchange.state() != ExchangeFile::State::contended)
     return run(waiting->exchange, std::move(waiting->operation));
   const auto started = Platform::startThread("exchange lock", [this, waiting = waiting]() mutable {

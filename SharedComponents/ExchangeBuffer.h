@@ -10,7 +10,6 @@
 #include "Base/Record.h"
 #include "Base/UniqueFunction.h"
 #include "Platform/EventLoop.h"
-#include "Platform/SystemCalls.h"
 #include "SharedComponents/ExchangeFile.h"
 #include "SharedComponents/ExchangeRecord.h"
 
@@ -38,10 +37,9 @@ class ExchangeBuffer {
   /// How often an operation opens its file when each one is removed; then it counts as missing.
   static constexpr unsigned maximumAttempts = 10;
 
-  /// The files lie in the directory that `folder` returns; each operation asks it. `loop`, `calls`
-  /// and this object must outlive every operation.
-  ExchangeBuffer(Platform::EventLoop& loop, std::function<std::string()> folder,
-                 Platform::SystemCalls& calls = Platform::SystemCalls::system());
+  /// The files lie in the directory that `folder` returns; each operation asks it. `loop` and this
+  /// object must outlive every operation.
+  ExchangeBuffer(Platform::EventLoop& loop, std::function<std::string()> folder);
 
   /// Appends a record. `done` gets false when it is refused: the file is full, the archive too
   /// long, or the record can't be archived. True otherwise, also when nothing was written because
@@ -80,7 +78,6 @@ class ExchangeBuffer {
 
   Platform::EventLoop& loop_;
   const std::function<std::string()> folder_;
-  Platform::SystemCalls& calls_;
   std::vector<const RecordClass*> classes_;
 };
 

@@ -23,18 +23,17 @@ void record(const Failure* failure) {
 
 }  // namespace
 
-ExchangeFile::ExchangeFile(std::string path, Platform::SystemCalls& calls)
-    : path_(std::move(path)) {
-  open(calls);
+ExchangeFile::ExchangeFile(std::string path) : path_(std::move(path)) {
+  open();
 }
 
 ExchangeFile::~ExchangeFile() {
   close();
 }
 
-void ExchangeFile::open(Platform::SystemCalls& calls) {
+void ExchangeFile::open() {
   // Not by the locker, as that creates a missing file.
-  auto opened = File::open(path_, File::Access::update, calls);
+  auto opened = File::open(path_, File::Access::update);
   if (!opened) {
     const bool isMissing = opened.failure().cause == FailureCause::notFound;
     if (!isMissing) record(&opened.failure());

@@ -23,7 +23,7 @@ class ExchangeFile {
   };
 
   /// Opens the file `path` and takes its lock if that is free. Never blocks.
-  ExchangeFile(std::string path, Platform::SystemCalls& calls);
+  explicit ExchangeFile(std::string path);
 
   /// As `close`.
   ~ExchangeFile();
@@ -47,7 +47,7 @@ class ExchangeFile {
   [[nodiscard]] std::uint64_t length() const { return length_; }
 
  private:
-  void open(Platform::SystemCalls& calls);
+  void open();
   void look();
 
   const std::string path_;

@@ -6,11 +6,10 @@ namespace corvane {
 
 using Platform::File;
 
-VCLFileLocker::VCLFileLocker(std::string path, Platform::SystemCalls& calls)
-    : path_(std::move(path)), calls_(calls) {}
+VCLFileLocker::VCLFileLocker(std::string path) : path_(std::move(path)) {}
 
 VCLFileLocker::VCLFileLocker(std::string path, File file)
-    : path_(std::move(path)), calls_(Platform::SystemCalls::system()), file_(std::move(file)) {}
+    : path_(std::move(path)), file_(std::move(file)) {}
 
 VCLFileLocker::~VCLFileLocker() {
   unlock();
@@ -42,7 +41,7 @@ bool VCLFileLocker::unlock() {
 
 bool VCLFileLocker::open() {
   if (file_) return true;
-  auto opened = File::open(path_, File::Access::readWrite, calls_);
+  auto opened = File::open(path_, File::Access::readWrite);
   if (opened) file_ = std::move(opened).value();
   return file_.has_value();
 }

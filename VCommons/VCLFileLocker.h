@@ -5,7 +5,6 @@
 #include <string>
 
 #include "Platform/File.h"
-#include "Platform/SystemCalls.h"
 
 namespace corvane {
 
@@ -20,8 +19,7 @@ namespace corvane {
 class VCLFileLocker {
  public:
   /// Touches no file yet.
-  explicit VCLFileLocker(std::string path,
-                         Platform::SystemCalls& calls = Platform::SystemCalls::system());
+  explicit VCLFileLocker(std::string path);
 
   /// For the file `path` that is open already as `file`, to be locked and used with one descriptor.
   VCLFileLocker(std::string path, Platform::File file);
@@ -57,7 +55,6 @@ class VCLFileLocker {
   bool open();
 
   const std::string path_;
-  Platform::SystemCalls& calls_;
   std::mutex mutex_;  // guards the file and the flag, also while waiting for the lock
   std::optional<Platform::File> file_;  // opened by the first attempt, then kept
   bool locked_ = false;                 // only with an open file

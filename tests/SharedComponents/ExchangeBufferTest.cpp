@@ -123,8 +123,9 @@ class ExchangeBufferTest : public ::testing::Test {
   const fs::path path_ = folder_.path() / "k.data";
   const std::string url_ = "file://" + path_.string();
   FailingCalls calls_;
+  const Platform::SystemCalls::Replacement replacement_{calls_};
   Platform::EventLoop loop_;
-  ExchangeBuffer buffer_{loop_, [this] { return folder_.path().string(); }, calls_};
+  ExchangeBuffer buffer_{loop_, [this] { return folder_.path().string(); }};
 };
 
 TEST_F(ExchangeBufferTest, IsAStackOfWhichOnlyTheTopIsSeen) {
