@@ -76,7 +76,8 @@ int main() {
   Platform::shareOneHeap();
   const auto browser = Platform::claimStandardStreams();
   Platform::stopHardOnUncaughtExceptions();
-  if (!browser) Platform::hardStop("the standard streams cannot be set up");
+  if (!browser)
+    Platform::hardStop("the standard streams cannot be set up: " + browser.failure().text);
   Platform::ignoreSignalsOfWrites();
   static auto& host = *new Host(*browser);  // reachable to the end, as it is never destroyed
   run(host);

@@ -3,36 +3,44 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <csignal>
 
+#include "Platform/File.h"
 #include "Platform/SystemCalls.h"
 
 namespace corvane::Platform {
-
 namespace {
 
 bool isOpen(int descriptor) {
-  return systemCalls().fcntl(descriptor, F_GETFD, 0) >= 0;
+  return systemCalls().fcntl(descriptor, F_GETFD, 0) >= 0 || errno != EBADF;
+}
+
+/// Makes `number` refer to what `descriptor` does.
+Result<Done> redirect(int descriptor, int number) {
+  while (systemCalls().dup2(descriptor, number) < 0)
+    if (errno != EINTR) return failureFromErrno("dup2");
+  return Done{};
 }
 
 }  // namespace
 
-bool fillStandardStreams() {
-  if (isOpen(STDIN_FILENO) && isOpen(STDOUT_FILENO) && isOpen(STDERR_FILENO)) return true;
+Result<Done> fillStandardStreams() {
+  if (isOpen(STDIN_FILENO) && isOpen(STDOUT_FILENO) && isOpen(STDERR_FILENO)) return Done{};
   int filler = 0;
   do {  // each takes the lowest free descriptor
     filler = systemCalls().open("/dev/null", O_RDWR);
-    if (filler < 0) return false;
+    if (filler < 0 && errno != EINTR) return failureFromErrno("open /dev/null");
   } while (filler <= STDERR_FILENO);
   systemCalls().close(filler);
-  return true;
+  return Done{};
 }
 
-std::optional<BrowserDescriptors> claimStandardStreams() {
-  if (!fillStandardStreams()) return std::nullopt;
-
+Result<BrowserDescriptors> claimStandardStreams() {
+  if (const auto filled = fillStandardStreams(); !filled) return filled.failure();
   const int output = systemCalls().fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
-  if (output < 0 || systemCalls().dup2(STDERR_FILENO, STDOUT_FILENO) < 0) return std::nullopt;
+  if (output < 0) return failureFromErrno("dup");
+  if (const auto moved = redirect(STDERR_FILENO, STDOUT_FILENO); !moved) return moved.failure();
   return BrowserDescriptors{STDIN_FILENO, output};
 }
 
