@@ -25,22 +25,17 @@ const std::optional<std::string>& GroupContainer::dataUrl() {
   return made(data_, "Data", "dataUrl", "data");
 }
 
-void GroupContainer::pickUpLogLevel(VCLLogger& logger) const {
-  const std::int64_t level = storedLogLevel();
-  if (level == 0) return;
+Result<Done> GroupContainer::pickUpLogLevel(VCLLogger& logger) const {
+  const auto settings = Platform::GroupSettings::open(required(), groupIdentifier_);
+  if (!settings) return settings.failure();
+  const std::int64_t level = settings->integer(logLevelKey);
+  if (level == 0) return Done{};
   if (level < 0 || level > std::numeric_limits<std::uint32_t>::max()) {
     Platform::hardStop("the group setting DefaultsKeyLogLevel is out of range: " +
                        std::to_string(level));
   }
   logger.modifyLogLevel(static_cast<std::uint32_t>(level));
-}
-
-std::int64_t GroupContainer::storedLogLevel() const {
-  const auto settings = Platform::GroupSettings::open(required(), groupIdentifier_);
-  if (!settings) {
-    Platform::hardStop("the group settings cannot be opened: " + settings.failure().text);
-  }
-  return settings->integer(logLevelKey);
+  return Done{};
 }
 
 const std::optional<std::string>& GroupContainer::made(Folder& folder, const std::string& component,

@@ -1,9 +1,9 @@
 #pragma once
 
-#include <cstdint>
 #include <optional>
 #include <string>
 
+#include "Base/Result.h"
 #include "VCommons/VCLLogger.h"
 
 namespace corvane {
@@ -35,9 +35,10 @@ class GroupContainer {
   const std::optional<std::string>& dataUrl();
 
   /// Reads the log level that the main application has set and hands it to `logger`; 0 or none
-  /// leaves the level as it is. The settings are read anew at each call. The process stops when
-  /// they can't be read or when the level does not fit 32 unsigned bits.
-  void pickUpLogLevel(VCLLogger& logger) const;
+  /// leaves the level as it is. The settings are read anew at each call. Fails, with the level
+  /// unchanged, when they can't be read. The process stops when the level does not fit 32 unsigned
+  /// bits.
+  Result<Done> pickUpLogLevel(VCLLogger& logger) const;
 
  private:
   struct Folder {
@@ -48,7 +49,6 @@ class GroupContainer {
   const std::optional<std::string>& made(Folder& folder, const std::string& component,
                                          const char* property, const char* purpose);
   [[nodiscard]] const std::string& required() const;
-  [[nodiscard]] std::int64_t storedLogLevel() const;
 
   const std::optional<std::string> folder_;
   const std::string groupIdentifier_;

@@ -23,8 +23,8 @@ SharedResources::SharedResources(Platform::EventLoop& loop)
       client_(ExtensionBrowserApiClient::make(
           {loop, exchangeBuffer_, signalling_, workOrder_, makeUuid()})) {}
 
-void SharedResources::pickUpLogLevel() const {
-  container_.pickUpLogLevel(VCLLogger::singleton());
+Result<Done> SharedResources::pickUpLogLevel() const {
+  return container_.pickUpLogLevel(VCLLogger::singleton());
 }
 
 std::string SharedResources::dataFolder() {

@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 
+#include "Base/Result.h"
 #include "Platform/EventLoop.h"
 #include "Platform/NotificationCenter.h"
 #include "Platform/RunningApplications.h"
@@ -38,7 +39,7 @@ class SharedResources {
   [[nodiscard]] const std::string& logsFailure() const { return container_.logsFailure(); }
 
   /// Applies the log level that the main application has set.
-  void pickUpLogLevel() const;
+  Result<Done> pickUpLogLevel() const;
 
   RequestSignalling& signalling() { return signalling_; }
   Platform::RunningApplications& runningApplications() { return applications_; }

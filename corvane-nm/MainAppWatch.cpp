@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "Platform/SystemLog.h"
 #include "SharedComponents/Configuration.h"
 #include "VCommons/VCommonsKit/VCLog.h"
 
@@ -58,7 +59,11 @@ void MainAppWatch::raiseAppSate() {
 
 void MainAppWatch::prepare() {
   VCLogCVerboseTrace({"corvane-nm/main", "prepare()"});
-  shared_.pickUpLogLevel();
+  const auto outcome = shared_.pickUpLogLevel();
+  if (outcome) return;
+  Platform::SystemLog::write(
+      Platform::SystemLog::Severity::error,
+      "the log level stays: the group settings cannot be opened: " + outcome.failure().text);
 }
 
 }  // namespace corvane

@@ -37,7 +37,8 @@ class MainAppWatch {
   /// its own in place of a request's. Returns at once.
   void raiseAppSate();
 
-  /// Applies the log level that the main application has set.
+  /// Applies the log level that the main application has set. The level stays, with a line in the
+  /// system log, when the settings can't be read now: they are read again at the next announcement.
   void prepare();
 
  private:

@@ -57,11 +57,17 @@ void startLogging(SharedResources& shared) {
   logger.initLogger(*logs + "/corvane-nm");
 }
 
+void applyStoredLogLevel(const SharedResources& shared) {
+  const auto outcome = shared.pickUpLogLevel();
+  if (!outcome)
+    Platform::hardStop("the group settings cannot be opened: " + outcome.failure().text);
+}
+
 /// The start-up order, all of it before the first message is read.
 void run(Host& host) {
   startLogging(host.shared);
   host.watch.registerHandlers();
-  host.shared.pickUpLogLevel();
+  applyStoredLogLevel(host.shared);
   host.watch.takeFirstCount();
   host.watch.observeMainApp();
   host.channel.listen();

@@ -66,6 +66,10 @@ class Pushes(unittest.TestCase):
         self.reconfigure([host], 0)  # leaves it as it is
         self.assertGreater(len(self.container.log()), lines + 5)
         self.assertIn("(main: raiseAppSate()) Response sending (count: 4)", self.container.log())
+        self.container.settings.write_bytes(b"bplist00 and")  # half written
+        self.app_reconfig.post()
+        self.app_state.post()
+        self.assertEqual(host.receive()["requestId"], PUSH)  # at the level that it had
         self.container.write_settings({"DefaultsKeyLogLevel": -1})
         self.app_reconfig.post()
         self.assertEqual(host.wait(), -signal.SIGABRT)
