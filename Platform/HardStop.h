@@ -4,10 +4,11 @@
 
 namespace corvane::Platform {
 
-/// Ends the process at once, by a signal and without a core file, after one line that says why on
-/// standard error and in the system log. For the few states in which the host cannot do anything
-/// right: what a caller could answer or log is never a hard stop. Nothing reaches standard output.
-/// Safe from any thread.
+/// Ends the process at once, by a signal and, as far as a process can say so, without a core file
+/// or crash report, after one line that says why in the system log and on standard error. Never
+/// blocks: the line is dropped where it is not taken at once. For the few states in which the host
+/// cannot do anything right: what a caller could answer or log is never a hard stop. Nothing
+/// reaches standard output. Safe from any thread.
 [[noreturn]] void hardStop(std::string_view why);
 
 /// From now on an exception that nobody catches (no memory, no thread) is a hard stop that says so.

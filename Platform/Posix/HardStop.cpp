@@ -1,21 +1,40 @@
 #include "Platform/HardStop.h"
 
-#include <sys/resource.h>
-#include <sys/uio.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <array>
+#include <climits>
 #include <csignal>
-#include <cstdlib>
 #include <exception>
+#include <span>
 
-#include "Platform/SystemCalls.h"
+#include "Platform/NonBlockingOutput.h"
+#include "Platform/Posix/CrashReports.h"
 #include "Platform/SystemLog.h"
 
 namespace corvane::Platform {
 namespace {
 
-iovec piece(std::string_view text) {
-  return {const_cast<char*>(text.data()), text.size()};
+/// Writes "corvane-nm: stopped: `why`" to standard error unless that would block. The line is cut
+/// to what a pipe takes as a whole or not at all.
+void tellStandardError(std::string_view why) {
+  constexpr std::string_view start = "corvane-nm: stopped: ";
+  std::array<char, PIPE_BUF> line = {};
+  auto* end = std::copy(start.begin(), start.end(), line.begin());
+  end = std::copy_n(why.begin(), std::min(why.size(), line.size() - start.size() - 1), end);
+  *end++ = '\n';
+  // Standard error may be gone; there is nobody else to tell.
+  (void)NonBlockingOutput(STDERR_FILENO).write(std::as_bytes(std::span(line.begin(), end)));
+}
+
+/// Runs `step`, which may find that there is no memory.
+template <class Step>
+void whateverFails(Step step) {
+  try {
+    step();
+  } catch (...) {  // the other step may still succeed
+  }
 }
 
 /// What std::terminate does: an exception that nobody catches, or no memory for one.
@@ -36,16 +55,14 @@ iovec piece(std::string_view text) {
 
 void hardStop(std::string_view why) {
   // First of all, so that nothing below, should it fail, can leave a core file or come back here.
-  const rlimit noCore = {0, 0};
-  ::setrlimit(RLIMIT_CORE, &noCore);
-  std::set_terminate(std::abort);
-  ::signal(SIGABRT, SIG_DFL);
-
-  const iovec line[] = {piece("corvane-nm: stopped: "), piece(why), piece("\n")};
-  // Standard error may be gone; there is nobody else to tell.
-  [[maybe_unused]] const ssize_t written = systemCalls().writev(STDERR_FILENO, line, 3);
-  SystemLog::write(SystemLog::Severity::error, why);
-  std::abort();
+  suppressCrashReports();
+  std::set_terminate(dieWithoutReport);
+  // A reader that is gone and a terminal that belongs to others are no reason to end otherwise.
+  ::signal(SIGPIPE, SIG_IGN);
+  ::signal(SIGTTOU, SIG_IGN);
+  whateverFails([&] { SystemLog::write(SystemLog::Severity::error, why); });
+  whateverFails([&] { tellStandardError(why); });
+  dieWithoutReport();
 }
 
 void stopHardOnUncaughtExceptions() {

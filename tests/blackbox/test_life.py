@@ -90,6 +90,19 @@ class Starting(unittest.TestCase):
                 self.assertEqual(host.process.stdout.read(), b"")
                 self.assertRegex(host.errors(), r"\Acorvane-nm: .+\n")
 
+    def test_a_stop_does_not_wait_for_standard_error(self):
+        shutil.rmtree(Container().folder)
+        reader, writer = os.pipe()
+        self.addCleanup(os.close, reader)
+        os.set_blocking(writer, False)
+        with contextlib.suppress(BlockingIOError):
+            while True:
+                os.write(writer, bytes(4096))
+        os.set_blocking(writer, True)
+        with Host(stdin=subprocess.DEVNULL, stderr=writer) as host:
+            os.close(writer)
+            self.assertEqual(host.wait(), -signal.SIGABRT)
+
     def test_the_browser_may_end_before_the_first_page(self):
         browser = shutil.copy("/bin/bash", Container().folder.parents[3] / "browser")
         self.addCleanup(os.unlink, browser)
