@@ -1,21 +1,23 @@
 #pragma once
 
-#include <optional>
 #include <string>
+
+#include "Base/Result.h"
 
 namespace corvane::Platform::GroupContainers {
 
-/// The folder that the programs of application group `identifier` share, without a final slash, or
-/// nothing when this user has none. On Linux it must be a folder of the effective user that nobody
-/// else may write to; the user database, never the environment, says where it lies. Never makes it.
-/// Safe from any thread.
-std::optional<std::string> folderOf(const std::string& identifier);
+/// The folder that the programs of application group `identifier` share, without a final slash.
+/// Fails when this user has none or when it can't be looked at; the text says which. On Linux it
+/// must be a folder of the effective user that nobody else may write to; the user database, never
+/// the environment, says where it lies. Never makes it. Safe from any thread.
+Result<std::string> folderOf(const std::string& identifier);
 
-/// Where that folder lies or would lie, whether or not there is one and whatever it is; nothing
-/// when the user has no home folder or `identifier` is no name for a folder. Safe from any thread.
-std::optional<std::string> placeOf(const std::string& identifier);
+/// Where that folder lies or would lie, whether or not there is one and whatever it is. Fails
+/// when `homeFolder` does and when `identifier` is no name for a folder. Safe from any thread.
+Result<std::string> placeOf(const std::string& identifier);
 
-/// The home folder of the effective user, as the user database has it. Safe from any thread.
-std::optional<std::string> homeFolder();
+/// The home folder of the effective user, as the user database has it. Fails with `notFound` when
+/// it has none, with another cause when it can't be read. Safe from any thread.
+Result<std::string> homeFolder();
 
 }  // namespace corvane::Platform::GroupContainers

@@ -11,9 +11,10 @@
 
 namespace corvane {
 
-GroupContainer::GroupContainer(std::optional<std::string> folder, std::string groupIdentifier,
+GroupContainer::GroupContainer(Result<std::string> folder, std::string groupIdentifier,
                                std::string mainAppIdentifier)
-    : folder_(std::move(folder)),
+    : folder_(folder ? std::optional(folder.value()) : std::nullopt),
+      folderFailure_(folder ? "" : folder.failure().text),
       groupIdentifier_(std::move(groupIdentifier)),
       mainAppIdentifier_(std::move(mainAppIdentifier)) {}
 
@@ -53,7 +54,9 @@ const std::optional<std::string>& GroupContainer::made(Folder& folder, const std
 }
 
 const std::string& GroupContainer::required() const {
-  if (!folder_) Platform::hardStop("there is no shared container for " + groupIdentifier_);
+  if (!folder_)
+    Platform::hardStop("the shared container of " + groupIdentifier_ +
+                       " can't be used: " + folderFailure_);
   return *folder_;
 }
 

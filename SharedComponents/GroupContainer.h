@@ -16,9 +16,9 @@ class GroupContainer {
   /// The group setting that holds the log level.
   static constexpr char logLevelKey[] = "DefaultsKeyLogLevel";
 
-  /// `folder`: the container, or nothing when there is none. The identifiers name the group (and so
+  /// `folder`: the container, or why it can't be used. The identifiers name the group (and so
   /// its settings) and the main application (and so the logs folder).
-  GroupContainer(std::optional<std::string> folder, std::string groupIdentifier,
+  GroupContainer(Result<std::string> folder, std::string groupIdentifier,
                  std::string mainAppIdentifier);
 
   /// The container, or nothing when the system gives none.
@@ -51,6 +51,7 @@ class GroupContainer {
   [[nodiscard]] const std::string& required() const;
 
   const std::optional<std::string> folder_;
+  const std::string folderFailure_;  // why there is no folder
   const std::string groupIdentifier_;
   const std::string mainAppIdentifier_;
   Folder logs_;

@@ -41,9 +41,9 @@ OwnedDescriptor start(const std::string& bundleIdentifier) {
   const auto home = homeFolderOf(::geteuid());
   if (!home || !Folders::isVisibleName(bundleIdentifier)) return {};
   for (const std::string& folder :
-       {*home + "/.local/share/applications/", std::string("/usr/local/share/applications/"),
+       {home.value() + "/.local/share/applications/", std::string("/usr/local/share/applications/"),
         std::string("/usr/share/applications/")}) {
-    if (auto started = startEntry(folder + bundleIdentifier + ".desktop", *home))
+    if (auto started = startEntry(folder + bundleIdentifier + ".desktop", home.value()))
       return std::move(*started);
   }
   return {};

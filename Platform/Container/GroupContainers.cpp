@@ -3,46 +3,65 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
+
 #include "Platform/Container/GroupContainerFolder.h"
 #include "Platform/Container/HomeFolder.h"
+#include "Platform/File.h"
 #include "Platform/Folders.h"
 #include "Platform/SystemCalls.h"
 
 namespace corvane::Platform {
 namespace {
 
-std::string pathBelow(const std::string& home, const std::string& identifier) {
+Result<std::string> pathBelow(const std::string& home, const std::string& identifier) {
+  if (!Folders::isVisibleName(identifier))
+    return Failure{FailureCause::malformed, "not a name for a group: " + identifier};
   return home + "/.local/share/group-containers/" + identifier;
+}
+
+Result<struct stat> lookAt(const std::string& path) {
+  struct stat status = {};
+  int result = 0;
+  do {
+    result = systemCalls().stat(path.c_str(), &status);
+  } while (result != 0 && errno == EINTR);
+  if (result == 0) return status;
+  if (errno == ENOENT) return Failure{FailureCause::notFound, path + " is missing"};
+  return failureFromErrno("stat " + path);
 }
 
 }  // namespace
 
-std::optional<std::string> groupContainerBelow(const std::string& home,
-                                               const std::string& identifier, uid_t owner) {
-  if (!Folders::isVisibleName(identifier)) return std::nullopt;
-  std::string path = pathBelow(home, identifier);
-  struct stat status = {};
-  if (systemCalls().stat(path.c_str(), &status) != 0 || !S_ISDIR(status.st_mode) ||
-      status.st_uid != owner || (status.st_mode & (S_IWGRP | S_IWOTH)) != 0) {
-    return std::nullopt;
-  }
+Result<std::string> groupContainerBelow(const std::string& home, const std::string& identifier,
+                                        uid_t owner) {
+  auto path = pathBelow(home, identifier);
+  if (!path) return path;
+  const auto status = lookAt(path.value());
+  if (!status) return status.failure();
+  if (!S_ISDIR(status.value().st_mode))
+    return Failure{FailureCause::other, path.value() + " is not a directory"};
+  if (status.value().st_uid != owner)
+    return Failure{FailureCause::notPermitted, path.value() + " belongs to another user"};
+  if ((status.value().st_mode & (S_IWGRP | S_IWOTH)) != 0)
+    return Failure{FailureCause::notPermitted, "other users may write to " + path.value()};
   return path;
 }
 
-std::optional<std::string> GroupContainers::folderOf(const std::string& identifier) {
+Result<std::string> GroupContainers::folderOf(const std::string& identifier) {
   const uid_t user = ::geteuid();
-  const std::optional<std::string> home = homeFolderOf(user);
-  if (!home) return std::nullopt;
-  return groupContainerBelow(*home, identifier, user);
+  const auto home = homeFolderOf(user);
+  if (!home) return home.failure();
+  return groupContainerBelow(home.value(), identifier, user);
 }
 
-std::optional<std::string> GroupContainers::placeOf(const std::string& identifier) {
-  const std::optional<std::string> home = homeFolder();
-  if (!home || !Folders::isVisibleName(identifier)) return std::nullopt;
-  return pathBelow(*home, identifier);
+Result<std::string> GroupContainers::placeOf(const std::string& identifier) {
+  const auto home = homeFolder();
+  if (!home) return home.failure();
+  return pathBelow(home.value(), identifier);
 }
 
-std::optional<std::string> GroupContainers::homeFolder() {
+Result<std::string> GroupContainers::homeFolder() {
   return homeFolderOf(::geteuid());
 }
 

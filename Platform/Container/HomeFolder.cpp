@@ -7,8 +7,12 @@
 #include <cerrno>
 #include <cstdio>
 #include <memory>
+#include <optional>
 #include <string_view>
+#include <utility>
 #include <vector>
+
+#include "Platform/File.h"
 
 namespace corvane::Platform {
 namespace {
@@ -68,9 +72,9 @@ std::optional<std::string> homeInFile(uid_t user) {
 
 /// The C library's way to the database loads and asks more than the host's whole start otherwise
 /// does; where the file answers first, it is the same to read that.
-std::optional<std::string> homeFolderOf(uid_t user) {
+Result<std::string> homeFolderOf(uid_t user) {
   if (isFileAskedFirst()) {
-    if (auto home = homeInFile(user)) return home;
+    if (auto home = homeInFile(user)) return std::move(*home);
   }
   constexpr std::size_t longestRecord = std::size_t{1} << 20;
   std::vector<char> buffer(1024);
@@ -81,8 +85,15 @@ std::optional<std::string> homeFolderOf(uid_t user) {
     if (error == ERANGE) buffer.resize(2 * buffer.size());
     error = ::getpwuid_r(user, &record, buffer.data(), buffer.size(), &found);
   }
-  if (error != 0 || found == nullptr || !isUsable(record)) return std::nullopt;
-  return record.pw_dir;
+  if (found != nullptr && isUsable(record)) return std::string(record.pw_dir);
+  if (found == nullptr && error != 0 && error != ENOENT && error != ESRCH) {
+    errno = error;
+    return failureFromErrno("read the user database");
+  }
+  return Failure{FailureCause::notFound,
+                 "the user database has no " +
+                     std::string(found == nullptr ? "entry" : "home folder") + " for user " +
+                     std::to_string(user)};
 }
 
 }  // namespace corvane::Platform

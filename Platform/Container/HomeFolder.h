@@ -2,14 +2,16 @@
 
 #include <sys/types.h>
 
-#include <optional>
 #include <string>
+
+#include "Base/Result.h"
 
 namespace corvane::Platform {
 
-/// The home folder of `user` as the user database has it, or nothing. Never $HOME: sandboxes change
-/// the environment of what a browser starts, and the main application must be met all the same.
-/// Safe from any thread.
-std::optional<std::string> homeFolderOf(uid_t user);
+/// The home folder of `user` as the user database has it. Fails with `notFound` when it has no
+/// entry for the user or no home folder in it, with another cause when it can't be read. Never
+/// $HOME: sandboxes change the environment of what a browser starts, and the main application must
+/// be met all the same. Safe from any thread.
+Result<std::string> homeFolderOf(uid_t user);
 
 }  // namespace corvane::Platform

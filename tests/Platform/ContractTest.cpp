@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <filesystem>
 #include <semaphore>
 
@@ -12,6 +13,7 @@
 #include "Platform/NotificationCenter.h"
 #include "Platform/ProcessInfo.h"
 #include "Platform/RunningApplications.h"
+#include "Platform/SystemCalls.h"
 #include "Platform/SystemLog.h"
 #include "tests/Support/TemporaryFolder.h"
 #include "tests/Support/Turning.h"
@@ -108,7 +110,17 @@ TEST_F(ContractTest, AnApplicationThatNobodyKnowsNeitherRunsNorStarts) {
 
 TEST_F(ContractTest, AGroupThatNobodyHasIsNotMade) {
   EXPECT_FALSE(GroupContainers::folderOf(nobody));
-  EXPECT_FALSE(GroupContainers::folderOf(nobody));
+  EXPECT_EQ(GroupContainers::folderOf(nobody).failure().cause, FailureCause::notFound);
+  {
+    struct : SystemCalls {
+      int stat(const char* /*path*/, struct ::stat* /*status*/) override {
+        errno = EIO;
+        return -1;
+      }
+    } failing;
+    const SystemCalls::Replacement replacement(failing);
+    EXPECT_NE(GroupContainers::folderOf(nobody).failure().cause, FailureCause::notFound);
+  }
   EXPECT_FALSE(GroupContainers::folderOf(""));
   EXPECT_EQ(GroupSettings::open(folder_.path(), nobody)->integer("key"), 0);
 }

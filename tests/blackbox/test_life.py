@@ -37,6 +37,13 @@ DAMAGE = {
 }
 if os.geteuid() == 0:
     DAMAGE["somebody else's container"] = lambda c: c.give_away()
+REASONS = {
+    "no container": "is missing",
+    "a file in its place": "is not a directory",
+    "its group may write": "other users may write to",
+    "others may write": "other users may write to",
+    "somebody else's container": "belongs to another user",
+}
 
 
 class Leaving(unittest.TestCase):
@@ -88,7 +95,8 @@ class Starting(unittest.TestCase):
                 # Killed: nothing was dumped.
                 self.assertEqual((ended.si_code, ended.si_status), (os.CLD_KILLED, signal.SIGABRT))
                 self.assertEqual(host.process.stdout.read(), b"")
-                self.assertRegex(host.errors(), r"\Acorvane-nm: .+\n")
+                self.assertRegex(host.errors(),
+                                 rf"\Acorvane-nm: .*{REASONS.get(name, '')}.*\n\Z")
 
     def test_a_stop_does_not_wait_for_standard_error(self):
         shutil.rmtree(Container().folder)

@@ -21,8 +21,8 @@ Result<std::string> pathOf(const std::optional<std::string>& folder) {
     return path.string();
   }
   const auto home = Platform::homeFolderOf(::geteuid());
-  if (!home) return Failure{FailureCause::notFound, "the user database names no home folder"};
-  return *home + "/.local/share/group-containers/" + Configuration::AppGroupIdentifier;
+  if (!home) return home.failure();
+  return home.value() + "/.local/share/group-containers/" + Configuration::AppGroupIdentifier;
 }
 
 Result<Done> check(const std::string& path) {

@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
 #include <filesystem>
 #include <thread>
 
@@ -35,9 +34,13 @@ Fault absentContainer(const std::string& path) {
 std::optional<Fault> containerFault(const std::string& path) {
   struct stat status = {};
   if (::stat(path.c_str(), &status) != 0) {
-    if (errno == EACCES)
+    const Failure why = Platform::failureFromErrno("stat " + path);
+    if (why.cause == FailureCause::notPermitted)
       return Fault{"not permitted to look at the shared folder " + path,
                    "let this user enter the folders above it"};
+    if (why.cause != FailureCause::notFound)
+      return Fault{"the shared folder can't be looked at: " + why.text,
+                   "try again; the administrator may know why"};
     if (::lstat(path.c_str(), &status) == 0)
       return Fault{"the shared folder is a symbolic link that leads nowhere: " + path,
                    "remove the link and start the main application"};
@@ -114,10 +117,11 @@ ExchangeFileFacts factsOf(const fs::path& path, std::chrono::milliseconds patien
 
 Container findContainer() {
   const auto place = Platform::GroupContainers::placeOf(Configuration::AppGroupIdentifier);
-  if (!place)
-    return {"", Fault{"the user database has no home folder for this user",
-                      "have the administrator give this user a home folder"}};
-  return {*place, containerFault(*place)};
+  if (place) return {place.value(), containerFault(place.value())};
+  const Failure& why = place.failure();
+  if (why.cause == FailureCause::notFound)
+    return {"", Fault{why.text, "have the administrator give this user a home folder"}};
+  return {"", Fault{why.text, "try again; the administrator may know why"}};
 }
 
 std::vector<ExchangeFileFacts> exchangeFilesIn(const std::string& container,

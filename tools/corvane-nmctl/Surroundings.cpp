@@ -81,8 +81,10 @@ Surroundings Surroundings::ofThisProcess() {
   Surroundings result;
   result.user = ::geteuid();
   result.home = fromEnvironment("HOME");
-  if (!result.home.starts_with('/'))
-    result.home = Platform::GroupContainers::homeFolder().value_or("/");
+  if (!result.home.starts_with('/')) {
+    const auto home = Platform::GroupContainers::homeFolder();
+    result.home = home ? home.value() : "/";
+  }
   result.configFolder = result.home + "/.config";
   for (const char* name : {"XDG_CONFIG_HOME", "CHROME_CONFIG_HOME"})
     if (const std::string value = fromEnvironment(name); value.starts_with('/'))

@@ -71,9 +71,11 @@ std::string registrations(const Surroundings& surroundings, const Redaction& red
   return text;
 }
 
-std::string reportText(const Surroundings& surroundings) {
-  const Redaction redaction(
-      {surroundings.home, Platform::GroupContainers::homeFolder().value_or("")});
+/// Fails when it is unknown which name of a home folder must not be in it.
+Result<std::string> reportText(const Surroundings& surroundings) {
+  const auto home = Platform::GroupContainers::homeFolder();
+  if (!home && home.failure().cause != FailureCause::notFound) return home.failure();
+  const Redaction redaction({surroundings.home, home ? home.value() : ""});
   std::string text = "== Versions\n" + versions() + "\n== What the doctor found\n" +
                      findings(surroundings, redaction) + "\n== Registrations\n" +
                      registrations(surroundings, redaction) + "\n== The end of the logs\n";
@@ -86,7 +88,9 @@ std::string reportText(const Surroundings& surroundings) {
 
 void run(Context& context, const std::string& file) {
   Platform::ignoreSignalsOfWrites();
-  const std::string text = reportText(context.surroundings);
+  const auto report = reportText(context.surroundings);
+  if (!report) return fail(context, report.failure().text);
+  const std::string& text = report.value();
   if (file == "-" && context.output.isJson()) return context.output.json({{"report", text}});
   if (file == "-") return context.output.line(text.substr(0, text.size() - 1));
   if (const auto written = replaceFile(file, text, 0600); !written)
