@@ -27,7 +27,9 @@ enum class FileEvent {
 /// folder above it.
 ///
 /// Callbacks run one at a time, in the order of the events, on one thread that serves all watches
-/// of the process. It starts with the first watch and never ends. A callback may do everything with
+/// of the process. It starts with the first watch and ends only if the system's source of events
+/// fails: then nothing is watched any more, `descriptor` gives -1, the system log has a line, and
+/// `start` begins anew. A callback may do everything with
 /// this watch and others, and may take its time, at the expense of the others. Safe from any
 /// thread.
 class FileWatch {
@@ -43,9 +45,9 @@ class FileWatch {
   FileWatch& operator=(const FileWatch&) = delete;
 
   /// Begins to watch what `path` names now, following symbolic links as open(2) does, in place of
-  /// what was watched before. Fails when that can't be opened or the system watches no more files;
-  /// nothing is watched then. The first call may come before this returns, and where others watch
-  /// the same file, it may tell of a moment ago.
+  /// what was watched before. Fails when that can't be opened, when the system watches no more
+  /// files, and when it starts no thread; nothing is watched then. The first call may come before
+  /// this returns, and where others watch the same file, it may tell of a moment ago.
   Result<Done> start(const std::string& path);
 
   /// Ends watching; nothing when it did not. No callback of this watch runs or starts after the

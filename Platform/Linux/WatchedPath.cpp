@@ -4,15 +4,17 @@
 #include <sys/inotify.h>
 #include <sys/stat.h>
 
+#include <cerrno>
 #include <cstring>
 #include <span>
+#include <thread>
 #include <utility>
 
-#include "Platform/Descriptor.h"
 #include "Platform/File.h"
 #include "Platform/Linux/DescriptorPath.h"
 #include "Platform/Linux/LinuxCalls.h"
 #include "Platform/SystemCalls.h"
+#include "Platform/SystemLog.h"
 
 namespace corvane::Platform {
 namespace {
@@ -41,9 +43,12 @@ std::vector<SystemFileEvent> eventsIn(std::span<const std::byte> bytes) {
 }  // namespace
 
 Result<OwnedDescriptor> FileEventSource::open(const std::string& path) {
-  OwnedDescriptor file(systemCalls().open(path.c_str(), O_PATH | O_CLOEXEC));
-  if (!file) return failureFromErrno("open");
-  return file;
+  int file = 0;
+  do {
+    file = systemCalls().open(path.c_str(), O_PATH | O_CLOEXEC);
+  } while (file < 0 && errno == EINTR);
+  if (file < 0) return failureFromErrno("open " + path);
+  return OwnedDescriptor(file);
 }
 
 Result<std::unique_ptr<FileEventSource>> FileEventSource::make() {
@@ -58,16 +63,25 @@ Result<std::shared_ptr<WatchedFile>> Inotify::watch(OwnedDescriptor file) {
   return std::shared_ptr<WatchedFile>(std::move(path));
 }
 
-std::vector<SystemFileEvent> Inotify::receive() {
-  const auto count = Descriptor::readSome(instance_.number(), buffer_);
-  if (!count) return {};
-  return eventsIn(std::span(buffer_).first(count.value()));
+Result<std::vector<SystemFileEvent>> Inotify::receive() {
+  for (;;) {
+    const ssize_t count = systemCalls().read(instance_.number(), buffer_.data(), buffer_.size());
+    if (count > 0) return eventsIn(std::span(buffer_).first(static_cast<std::size_t>(count)));
+    if (count == 0) return Failure{FailureCause::other, "read: no events"};
+    if (errno == ENOMEM) {
+      std::this_thread::sleep_for(pauseWithoutMemory);
+    } else if (errno != EINTR) {
+      return failureFromErrno("read");
+    }
+  }
 }
 
-int Inotify::add(const OwnedDescriptor& file, std::uint32_t events) {
+Result<int> Inotify::add(const OwnedDescriptor& file, std::uint32_t events) {
+  const std::string path = pathOf(file);
   const int watch =
-      linuxCalls().inotifyAddWatch(instance_.number(), pathOf(file).c_str(), events | IN_MASK_ADD);
-  if (watch >= 0) ++users_[watch];
+      linuxCalls().inotifyAddWatch(instance_.number(), path.c_str(), events | IN_MASK_ADD);
+  if (watch < 0) return failureFromErrno("inotify_add_watch");
+  ++users_[watch];
   return watch;
 }
 
@@ -90,39 +104,64 @@ Result<Done> WatchedPath::begin() {
   struct stat status = {};
   if (systemCalls().fstat(file_.number(), &status) != 0) return failureFromErrno("fstat");
   isFolder_ = S_ISDIR(status.st_mode);
-  own_ = inotify_.add(file_, isFolder_ ? folderEvents : fileEvents);
-  if (own_ < 0) return failureFromErrno("inotify_add_watch");
-  watchParent();
-  if (isDeleted()) return Failure{FailureCause::notFound, "removed while it was opened"};
+  const auto own = inotify_.add(file_, isFolder_ ? folderEvents : fileEvents);
+  if (!own) return own.failure();
+  own_ = own.value();
+  auto parent = watchParent();
+  if (!parent && parent.failure().cause != FailureCause::notPermitted) return parent;
+  const auto deleted = isDeleted();
+  if (!deleted) return deleted.failure();
+  if (deleted.value()) return Failure{FailureCause::notFound, "removed while it was opened"};
   return Done{};
 }
 
-std::optional<FileEvent> WatchedPath::meaningOf(const SystemFileEvent& event) {
+std::vector<FileEvent> WatchedPath::meaningsOf(const SystemFileEvent& event) {
   const bool isOwn = event.watch == static_cast<std::uint64_t>(own_);
   const bool areEventsLost = (event.what & IN_Q_OVERFLOW) != 0;
-  if (!isOwn && event.watch != static_cast<std::uint64_t>(parent_) && !areEventsLost)
-    return std::nullopt;
-  if (isOwn && (event.what & writeEvents) != 0) return FileEvent::written;
-  if (areEventsLost || (event.what & IN_MOVE_SELF) != 0) watchParent();
-  if (!deletionIsTold_ && isDeleted()) {
+  if (!isOwn && event.watch != static_cast<std::uint64_t>(parent_) && !areEventsLost) return {};
+  if (isOwn && (event.what & writeEvents) != 0) return {FileEvent::written};
+  std::vector<FileEvent> meanings;
+  if (areEventsLost) meanings.push_back(FileEvent::written);
+  if (areEventsLost || (event.what & IN_MOVE_SELF) != 0) followParent();
+  if (deletionIsTold_) return meanings;
+  const auto deleted = isDeleted();
+  if (deleted && deleted.value()) {
     deletionIsTold_ = true;
-    return FileEvent::deleted;
+    meanings.push_back(FileEvent::deleted);
   }
-  if (areEventsLost) return FileEvent::written;
-  return std::nullopt;
+  return meanings;
+}
+
+/// As `watchParent` where no caller can be told of a failure.
+void WatchedPath::followParent() {
+  const auto parent = watchParent();
+  if (parent || parent.failure().cause == FailureCause::notPermitted ||
+      parent.failure().cause == FailureCause::notFound)
+    return;
+  SystemLog::write(SystemLog::Severity::error,
+                   "the deletion of a directory will not be seen: " + parent.failure().text);
 }
 
 /// For a folder: watches the one that it is in now.
-void WatchedPath::watchParent() {
-  if (!isFolder_) return;
-  const OwnedDescriptor parent(
-      systemCalls().openat(file_.number(), "..", O_PATH | O_DIRECTORY | O_CLOEXEC));
-  inotify_.release(std::exchange(parent_, parent ? inotify_.add(parent, parentEvents) : -1));
+Result<Done> WatchedPath::watchParent() {
+  if (!isFolder_) return Done{};
+  const auto parent = addParent();
+  inotify_.release(std::exchange(parent_, parent ? parent.value() : -1));
+  if (!parent) return parent.failure();
+  return Done{};
 }
 
-bool WatchedPath::isDeleted() const {
+Result<int> WatchedPath::addParent() {
+  const OwnedDescriptor folder(
+      systemCalls().openat(file_.number(), "..", O_PATH | O_DIRECTORY | O_CLOEXEC));
+  if (!folder) return failureFromErrno("open the directory above");
+  return inotify_.add(folder, parentEvents);
+}
+
+Result<bool> WatchedPath::isDeleted() const {
   struct stat status = {};
-  return systemCalls().fstat(file_.number(), &status) == 0 && status.st_nlink == 0;
+  if (systemCalls().fstat(file_.number(), &status) != 0) return failureFromErrno("fstat");
+  return status.st_nlink == 0;
 }
 
 }  // namespace corvane::Platform

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <map>
+#include <vector>
 
 #include "Platform/Posix/FileEventSource.h"
 
@@ -16,11 +17,11 @@ class Inotify final : public FileEventSource {
   explicit Inotify(OwnedDescriptor instance) : instance_(std::move(instance)) {}
 
   Result<std::shared_ptr<WatchedFile>> watch(OwnedDescriptor file) override;
-  std::vector<SystemFileEvent> receive() override;
+  Result<std::vector<SystemFileEvent>> receive() override;
 
   /// Reports `events` of `file` from now on, beside what other users of its watch asked for. Gives
-  /// the number of the watch; -1 with errno set when it fails.
-  int add(const OwnedDescriptor& file, std::uint32_t events);
+  /// the number of the watch.
+  Result<int> add(const OwnedDescriptor& file, std::uint32_t events);
 
   /// Gives back what `add` gave; -1 is nothing.
   void release(int watch);
@@ -43,12 +44,14 @@ class WatchedPath final : public WatchedFile {
   /// Once, before anything else.
   Result<Done> begin();
 
-  std::optional<FileEvent> meaningOf(const SystemFileEvent& event) override;
+  std::vector<FileEvent> meaningsOf(const SystemFileEvent& event) override;
   [[nodiscard]] int descriptor() const override { return file_.number(); }
 
  private:
-  void watchParent();
-  [[nodiscard]] bool isDeleted() const;
+  Result<Done> watchParent();
+  void followParent();
+  Result<int> addParent();
+  [[nodiscard]] Result<bool> isDeleted() const;
 
   Inotify& inotify_;
   const OwnedDescriptor file_;

@@ -1,8 +1,8 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <memory>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -12,6 +12,9 @@
 
 /// What FileWatch needs of the system: each has its own facility for this.
 namespace corvane::Platform {
+
+/// How long `receive` waits before it repeats a call that lacked memory.
+constexpr std::chrono::milliseconds pauseWithoutMemory{10};
 
 /// An event as the system tells it, in its own terms.
 struct SystemFileEvent {
@@ -27,8 +30,8 @@ class WatchedFile {
   WatchedFile(const WatchedFile&) = delete;
   WatchedFile& operator=(const WatchedFile&) = delete;
 
-  /// What `event`, received from the source, says of this file, if anything.
-  virtual std::optional<FileEvent> meaningOf(const SystemFileEvent& event) = 0;
+  /// What `event`, received from the source, says of this file, each meaning once.
+  virtual std::vector<FileEvent> meaningsOf(const SystemFileEvent& event) = 0;
 
   /// By which it was opened, for its events only; closed with this object.
   [[nodiscard]] virtual int descriptor() const = 0;
@@ -50,8 +53,9 @@ class FileEventSource {
   /// Watches what `open` gave, from now on. The source must outlive the result.
   virtual Result<std::shared_ptr<WatchedFile>> watch(OwnedDescriptor file) = 0;
 
-  /// Waits for events and gives them in their order; none when the source has failed for good.
-  virtual std::vector<SystemFileEvent> receive() = 0;
+  /// Blocks until the system has told something and gives the events in it, in their order; there
+  /// may be none. Repeats what was interrupted or lacked memory; any other failure is for good.
+  virtual Result<std::vector<SystemFileEvent>> receive() = 0;
 };
 
 }  // namespace corvane::Platform

@@ -2,7 +2,6 @@
 
 #include <condition_variable>
 #include <mutex>
-#include <system_error>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -22,7 +21,8 @@ struct FileWatch::State {
   bool isOver = false;                          // the object is going
 };
 
-/// One source and one thread serve all watches of the process.
+/// One source and one thread serve all watches of the process. Both go when the source fails, and
+/// with them all watches; the next one to start makes new ones.
 class FileWatch::Service {
  public:
   static Service& shared() {
@@ -44,13 +44,16 @@ class FileWatch::Service {
   Service() = default;
   Result<Done> begin();
   void stopWatching(const std::shared_ptr<State>& watch);
-  void receive();
+  void run();
+  FileEventSource& began();
+  void fail(const Failure& why);
   std::vector<Call> callsFor(const SystemFileEvent& event);
   void make(const Call& call);
 
   std::mutex mutex_;                         // guards all below and the states, but no callback
-  std::unique_ptr<FileEventSource> source_;  // once set, only what it watches changes
-  std::thread thread_;
+  std::unique_ptr<FileEventSource> source_;  // the thread uses it; only its end removes it
+  bool hasThread_ = false;
+  std::thread::id thread_;                       // which one it is, once it runs
   std::vector<std::shared_ptr<State>> watches_;  // those that watch something
   const State* running_ = nullptr;               // whose callback runs now
   std::condition_variable callbackEnded_;
@@ -78,20 +81,17 @@ Result<Done> FileWatch::Service::begin() {
     if (!source) return source.failure();
     source_ = std::move(source).value();
   }
-  if (thread_.joinable()) return Done{};
-  try {
-    thread_ = std::thread([this] { receive(); });
-  } catch (const std::system_error& error) {
-    return Failure{FailureCause::other, error.what()};
-  }
-  return Done{};
+  if (hasThread_) return Done{};
+  auto started = startThread("file events", [this] { run(); });
+  hasThread_ = static_cast<bool>(started);
+  return started;
 }
 
 void FileWatch::Service::end(const std::shared_ptr<State>& watch, bool isOver) {
   std::unique_lock lock(mutex_);
   if (isOver) watch->isOver = true;
   stopWatching(watch);
-  if (std::this_thread::get_id() == thread_.get_id()) return;
+  if (std::this_thread::get_id() == thread_) return;
   callbackEnded_.wait(lock, [&] { return running_ != watch.get(); });
 }
 
@@ -107,24 +107,40 @@ int FileWatch::Service::descriptorOf(const State& watch) {
 }
 
 /// What the thread does.
-void FileWatch::Service::receive() {
-  nameThisThread("file events");
+void FileWatch::Service::run() {
+  FileEventSource& source = began();
   for (;;) {
-    const std::vector<SystemFileEvent> events = source_->receive();
-    if (events.empty()) break;
-    for (const SystemFileEvent& event : events) {
+    const auto events = source.receive();
+    if (!events) return fail(events.failure());
+    for (const SystemFileEvent& event : events.value()) {
       for (const Call& call : callsFor(event)) make(call);
     }
   }
-  SystemLog::write(SystemLog::Severity::error, "file events are seen no more: their source failed");
+}
+
+/// The source that the thread that calls this is for.
+FileEventSource& FileWatch::Service::began() {
+  const std::lock_guard lock(mutex_);
+  thread_ = std::this_thread::get_id();
+  return *source_;
+}
+
+void FileWatch::Service::fail(const Failure& why) {
+  SystemLog::write(SystemLog::Severity::error, "no file is watched any more: " + why.text);
+  const std::lock_guard lock(mutex_);
+  for (const auto& watch : watches_) watch->file.reset();  // before their source
+  watches_.clear();
+  source_.reset();
+  thread_ = {};
+  hasThread_ = false;
 }
 
 std::vector<FileWatch::Service::Call> FileWatch::Service::callsFor(const SystemFileEvent& event) {
   std::vector<Call> calls;
   const std::lock_guard lock(mutex_);
   for (const auto& watch : watches_) {
-    if (const auto meaning = watch->file->meaningOf(event))
-      calls.push_back({watch, watch->file, *meaning});
+    for (const FileEvent meaning : watch->file->meaningsOf(event))
+      calls.push_back({watch, watch->file, meaning});
   }
   return calls;
 }

@@ -3,11 +3,12 @@
 #include <sys/stat.h>
 
 #include <cerrno>
-#include <initializer_list>
+#include <thread>
 #include <utility>
 
 #include "Platform/File.h"
 #include "Platform/Posix/FileEventSource.h"
+#include "Platform/SystemCalls.h"
 
 namespace corvane::Platform {
 namespace {
@@ -31,13 +32,16 @@ class WatchedVnode final : public WatchedFile {
     return Done{};
   }
 
-  std::optional<FileEvent> meaningOf(const SystemFileEvent& event) override {
-    if (event.watch != number_) return std::nullopt;
-    if (event.what == NOTE_WRITE) return FileEvent::written;
+  std::vector<FileEvent> meaningsOf(const SystemFileEvent& event) override {
+    std::vector<FileEvent> meanings;
+    if (event.watch != number_) return meanings;
+    if ((event.what & NOTE_WRITE) != 0) meanings.push_back(FileEvent::written);
     // A file may have lost one name of several; a folder never has more than one.
-    if (deletionIsTold_ || (!isFolder_ && hasName())) return std::nullopt;
-    deletionIsTold_ = true;
-    return FileEvent::deleted;
+    if ((event.what & NOTE_DELETE) != 0 && !deletionIsTold_ && (isFolder_ || !hasName())) {
+      deletionIsTold_ = true;
+      meanings.push_back(FileEvent::deleted);
+    }
+    return meanings;
   }
 
   [[nodiscard]] int descriptor() const override { return file_.number(); }
@@ -64,19 +68,19 @@ class KernelQueue final : public FileEventSource {
     return std::shared_ptr<WatchedFile>(std::move(watched));
   }
 
-  std::vector<SystemFileEvent> receive() override {
-    struct kevent event = {};
-    int count = 0;
-    do {
-      count = ::kevent(queue_.number(), nullptr, 0, &event, 1, nullptr);
-    } while (count < 0 && errno == EINTR);
-    std::vector<SystemFileEvent> events;
-    if (count != 1) return events;
-    for (const std::uint32_t what : std::initializer_list<std::uint32_t>{NOTE_WRITE, NOTE_DELETE}) {
-      if ((event.fflags & what) != 0)
-        events.push_back({reinterpret_cast<std::uintptr_t>(event.udata), what});
+  Result<std::vector<SystemFileEvent>> receive() override {
+    for (;;) {
+      struct kevent event = {};
+      // A file that was revoked gives an event that means nothing here: no flags but EV_EOF.
+      if (::kevent(queue_.number(), nullptr, 0, &event, 1, nullptr) >= 0)
+        return std::vector<SystemFileEvent>{
+            {reinterpret_cast<std::uintptr_t>(event.udata), event.fflags}};
+      if (errno == ENOMEM) {
+        std::this_thread::sleep_for(pauseWithoutMemory);
+      } else if (errno != EINTR) {
+        return failureFromErrno("kevent");
+      }
     }
-    return events;
   }
 
  private:
@@ -87,9 +91,12 @@ class KernelQueue final : public FileEventSource {
 }  // namespace
 
 Result<OwnedDescriptor> FileEventSource::open(const std::string& path) {
-  OwnedDescriptor file(::open(path.c_str(), O_EVTONLY | O_CLOEXEC));
-  if (!file) return failureFromErrno("open");
-  return file;
+  int file = 0;
+  do {
+    file = systemCalls().open(path.c_str(), O_EVTONLY | O_CLOEXEC);
+  } while (file < 0 && errno == EINTR);
+  if (file < 0) return failureFromErrno("open " + path);
+  return OwnedDescriptor(file);
 }
 
 Result<std::unique_ptr<FileEventSource>> FileEventSource::make() {
