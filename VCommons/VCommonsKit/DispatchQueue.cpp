@@ -1,9 +1,9 @@
 #include "VCommons/VCommonsKit/DispatchQueue.h"
 
-#include <system_error>
 #include <utility>
 
 #include "Platform/HardStop.h"
+#include "Platform/SystemLog.h"
 #include "Platform/Threads.h"
 
 namespace corvane {
@@ -11,33 +11,43 @@ namespace corvane {
 DispatchQueue::DispatchQueue(std::string label) : label_(std::move(label)) {}
 
 DispatchQueue::~DispatchQueue() {
-  {
-    const std::lock_guard lock(mutex_);
-    isEnding_ = true;
-  }
+  std::unique_lock lock(mutex_);
+  isEnding_ = true;
   changed_.notify_all();
-  if (worker_.joinable()) worker_.join();
+  changed_.wait(lock, [this] { return !hasWorker_; });
 }
 
 void DispatchQueue::async(Task task) {
-  if (!hasWorker()) return sync([&] { task(); });
-  {
-    const std::lock_guard lock(mutex_);
-    items_.push_back({added_++, std::move(task)});
+  if (enqueue(task)) {
+    changed_.notify_all();
+  } else {
+    sync([&] { task(); });
   }
-  changed_.notify_all();
 }
 
-/// Starts the queue's thread unless it runs. False when the system starts no more threads.
-bool DispatchQueue::hasWorker() {
+/// Adds `task` for the queue's thread, or for the end of the turn that calls this. False, with
+/// `task` untouched, when the caller must run it because there is neither.
+bool DispatchQueue::enqueue(Task& task) {
   const std::lock_guard lock(mutex_);
-  if (worker_.joinable()) return true;
-  try {
-    worker_ = std::thread([this] { work(); });
-  } catch (const std::system_error&) {
-    return false;
-  }
+  if (!startWorker() && runs_ != std::this_thread::get_id()) return false;
+  items_.push_back({added_++, std::move(task)});
   return true;
+}
+
+/// Starts the queue's thread unless it runs. False when the system starts no more threads, which
+/// the system log says once. The mutex is held.
+bool DispatchQueue::startWorker() {
+  if (hasWorker_) return true;
+  const auto started = Platform::startThread(label_, [this] { work(); });
+  hasWorker_ = static_cast<bool>(started);
+  if (!started && !isFailureLogged_) {
+    Platform::SystemLog::write(
+        Platform::SystemLog::Severity::error,
+        "the queue \"" + label_ +
+            "\" has no thread and blocks its callers: " + started.failure().text);
+  }
+  isFailureLogged_ = !started;
+  return hasWorker_;
 }
 
 bool DispatchQueue::drain(std::chrono::milliseconds limit) {
@@ -53,21 +63,31 @@ bool DispatchQueue::isCurrent() const {
 
 /// What the queue's thread does.
 void DispatchQueue::work() {
-  Platform::nameThisThread(label_);
   std::unique_lock lock(mutex_);
   for (;;) {
-    changed_.wait(
-        lock, [this] { return items_.empty() ? isEnding_ : items_.front().number == completed_; });
-    if (items_.empty()) return;
-    Task task = std::move(items_.front().task);
-    items_.pop_front();
-    runs_ = std::this_thread::get_id();
-    lock.unlock();
-    task();
-    task = {};  // what it owns goes while it is still the queue's turn
-    lock.lock();
-    finishTurn();
+    changed_.wait(lock, [this] { return items_.empty() ? isEnding_ : isItemNext(); });
+    if (items_.empty()) break;
+    runItem(lock);
   }
+  hasWorker_ = false;
+  changed_.notify_all();  // before the mutex is given back: the queue may be gone then
+}
+
+/// The mutex is held.
+bool DispatchQueue::isItemNext() const {
+  return !items_.empty() && items_.front().number == completed_;
+}
+
+/// Runs the first item without the mutex, which is held before and after.
+void DispatchQueue::runItem(std::unique_lock<std::mutex>& lock) {
+  Task task = std::move(items_.front().task);
+  items_.pop_front();
+  runs_ = std::this_thread::get_id();
+  lock.unlock();
+  task();
+  task = {};  // what it owns goes while it is still the queue's turn
+  lock.lock();
+  finishTurn();
 }
 
 /// The mutex is held.
@@ -87,8 +107,9 @@ DispatchQueue::Turn::Turn(DispatchQueue& queue) : queue_(queue) {
 }
 
 DispatchQueue::Turn::~Turn() {
-  const std::lock_guard lock(queue_.mutex_);
+  std::unique_lock lock(queue_.mutex_);
   queue_.finishTurn();
+  while (!queue_.hasWorker_ && queue_.isItemNext()) queue_.runItem(lock);
 }
 
 }  // namespace corvane

@@ -29,8 +29,9 @@ class DispatchQueue {
   DispatchQueue(const DispatchQueue&) = delete;
   DispatchQueue& operator=(const DispatchQueue&) = delete;
 
-  /// Adds `task` and returns at once. Where the system starts no thread for the queue, it runs
-  /// `task` like `sync` instead.
+  /// Adds `task` and returns at once. While the system starts no thread for the queue, which the
+  /// system log says, it runs `task` like `sync` instead; a task of this queue that calls it has it
+  /// run at the end of its turn.
   void async(Task task);
 
   /// Blocks until all that was added before has run, then runs `body` on the calling thread.
@@ -67,19 +68,22 @@ class DispatchQueue {
     Task task;
   };
 
-  bool hasWorker();
+  bool enqueue(Task& task);
+  bool startWorker();
   void work();
+  [[nodiscard]] bool isItemNext() const;
+  void runItem(std::unique_lock<std::mutex>& lock);
   void finishTurn();
 
   const std::string label_;
-  std::thread worker_;  // set once, under the mutex
-
   mutable std::mutex mutex_;  // guards all below
   std::condition_variable changed_;
   std::deque<Item> items_;       // of `async`, in order
   std::uint64_t added_ = 0;      // how many tasks were ever added, also by `sync`
   std::uint64_t completed_ = 0;  // how many of them have run
   std::thread::id runs_;         // the thread that runs a task now
+  bool hasWorker_ = false;       // the queue's thread uses this object
+  bool isFailureLogged_ = false;
   bool isEnding_ = false;
 };
 
