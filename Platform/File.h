@@ -18,11 +18,13 @@ namespace corvane::Platform {
 class File {
  public:
   enum class Access {
-    read,        ///< for reading; must exist
-    append,      ///< for writing at the end, whoever else writes too; must exist
-    makeAppend,  ///< as append, but the file must not exist and is made with mode 0600
-    update,      ///< for both, at any place; must exist
-    readWrite,   ///< as update, but made with mode 0600 when it is missing
+    read,              ///< for reading; must exist
+    readThroughLinks,  ///< as read, but follows symbolic links; for files that the system or the
+                       ///< user arranges
+    append,            ///< for writing at the end, whoever else writes too; must exist
+    makeAppend,        ///< as append, but the file must not exist and is made with mode 0600
+    update,            ///< for both, at any place; must exist
+    readWrite,         ///< as update, but made with mode 0600 when it is missing
   };
 
   struct Status {
@@ -33,7 +35,8 @@ class File {
     std::chrono::system_clock::time_point changed;  ///< last write to it, for a folder to its list
   };
 
-  /// Opens `path`; never follows a symbolic link in the last component, never waits.
+  /// Opens `path`; never follows a symbolic link in the last component unless `access` says so,
+  /// never waits.
   static Result<File> open(const std::string& path, Access access,
                            SystemCalls& calls = SystemCalls::system());
 

@@ -12,39 +12,46 @@
 #include <utility>
 #include <vector>
 
+#include "Base/Bytes.h"
 #include "Platform/File.h"
 
 namespace corvane::Platform {
 namespace {
 
-struct Closing {
-  void operator()(std::FILE* file) const { std::fclose(file); }
-};
-using OpenFile = std::unique_ptr<std::FILE, Closing>;
+constexpr std::size_t largestFile = std::size_t{16} << 20;
 
-OpenFile open(const char* path) {
-  return OpenFile(std::fopen(path, "re"));
+Result<std::vector<std::byte>> contentOf(const char* path) {
+  auto file = File::open(path, File::Access::readThroughLinks);
+  if (!file) return file.failure();
+  return file->readAll(largestFile);
+}
+
+std::string_view takeLine(std::string_view& text) {
+  const std::string_view line = text.substr(0, text.find('\n'));
+  text.remove_prefix(std::min(line.size() + 1, text.size()));
+  return line;
 }
 
 /// Takes the next word off the front of `line`.
 std::string_view takeWord(std::string_view& line) {
-  constexpr std::string_view blanks = " \t\n";
+  constexpr std::string_view blanks = " \t";
   line.remove_prefix(std::min(line.find_first_not_of(blanks), line.size()));
   const std::string_view word = line.substr(0, line.find_first_of(blanks));
   line.remove_prefix(word.size());
   return word;
 }
 
-/// Whether the user database is the file first of all, as it is nearly everywhere.
+/// Whether the user database is the file first of all, as it is nearly everywhere; false as well
+/// when that can't be known now.
 bool isFileAskedFirst() {
-  const OpenFile file = open("/etc/nsswitch.conf");
-  if (!file) return errno == ENOENT;
-  std::array<char, 1024> line = {};
-  while (std::fgets(line.data(), line.size(), file.get()) != nullptr) {
-    std::string_view rest = line.data();
-    if (takeWord(rest) != "passwd:") continue;
+  const auto content = contentOf("/etc/nsswitch.conf");
+  if (!content) return content.failure().cause == FailureCause::notFound;
+  std::string_view rest = textOf(content.value());
+  while (!rest.empty()) {
+    std::string_view line = takeLine(rest);
+    if (takeWord(line) != "passwd:") continue;
     // What may follow a source in brackets can also say that others are asked although it answers.
-    return takeWord(rest) == "files" && takeWord(rest).substr(0, 1) != "[";
+    return takeWord(line) == "files" && takeWord(line).substr(0, 1) != "[";
   }
   return true;
 }
@@ -53,9 +60,16 @@ bool isUsable(const passwd& record) {
   return record.pw_dir != nullptr && record.pw_dir[0] == '/';
 }
 
-/// The home of `user` by the file, if it says one.
+struct Closing {
+  void operator()(std::FILE* file) const { std::fclose(file); }
+};
+
+/// The home of `user` by the file, if that can be read and says one.
 std::optional<std::string> homeInFile(uid_t user) {
-  const OpenFile file = open("/etc/passwd");
+  auto content = contentOf("/etc/passwd");
+  if (!content || content.value().empty()) return std::nullopt;
+  const std::unique_ptr<std::FILE, Closing> file(
+      ::fmemopen(content.value().data(), content.value().size(), "r"));
   if (!file) return std::nullopt;
   std::array<char, 1024> buffer = {};
   passwd record = {};

@@ -55,17 +55,19 @@ auto retrying(Call call) {
 int flagsOf(File::Access access) {
   switch (access) {
     case File::Access::read:
+      return O_RDONLY | O_NOFOLLOW;
+    case File::Access::readThroughLinks:
       return O_RDONLY;
     case File::Access::append:
-      return O_WRONLY | O_APPEND;
+      return O_WRONLY | O_APPEND | O_NOFOLLOW;
     case File::Access::makeAppend:
-      return O_WRONLY | O_APPEND | O_CREAT | O_EXCL;
+      return O_WRONLY | O_APPEND | O_CREAT | O_EXCL | O_NOFOLLOW;
     case File::Access::update:
-      return O_RDWR;
+      return O_RDWR | O_NOFOLLOW;
     case File::Access::readWrite:
-      return O_RDWR | O_CREAT;
+      return O_RDWR | O_CREAT | O_NOFOLLOW;
   }
-  return O_RDONLY;
+  return O_RDONLY | O_NOFOLLOW;
 }
 
 iovec piece(ByteView bytes) {
@@ -98,7 +100,7 @@ Failure failureFromErrno(const std::string& operation) {
 
 Result<File> File::open(const std::string& path, Access access, SystemCalls& calls) {
   // Not to wait: what stands in a file's place may be a pipe that nobody writes to.
-  const int flags = flagsOf(access) | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK;
+  const int flags = flagsOf(access) | O_CLOEXEC | O_NONBLOCK;
   const int descriptor = retrying([&] { return calls.open(path.c_str(), flags, 0600); });
   if (descriptor < 0) return failureFromErrno("open " + path);
   return File(descriptor, calls);

@@ -113,12 +113,18 @@ TEST_F(ContractTest, AGroupThatNobodyHasIsNotMade) {
   EXPECT_EQ(GroupContainers::folderOf(nobody).failure().cause, FailureCause::notFound);
   {
     struct : SystemCalls {
+      int open(const char* /*path*/, int /*flags*/, mode_t /*mode*/) override {
+        errno = EMFILE;
+        return -1;
+      }
       int stat(const char* /*path*/, struct ::stat* /*status*/) override {
         errno = EIO;
         return -1;
       }
     } failing;
+    const auto home = GroupContainers::homeFolder();
     const SystemCalls::Replacement replacement(failing);
+    EXPECT_EQ(GroupContainers::homeFolder().value(), home.value()) << "by the C library";
     EXPECT_NE(GroupContainers::folderOf(nobody).failure().cause, FailureCause::notFound);
   }
   EXPECT_FALSE(GroupContainers::folderOf(""));
