@@ -2,10 +2,8 @@
 
 #include <unistd.h>
 
-#include <filesystem>
 #include <memory>
-#include <optional>
-#include <system_error>
+#include <string>
 #include <utility>
 
 #include "Base/Bytes.h"
@@ -15,6 +13,7 @@
 #include "Platform/File.h"
 #include "Platform/Folders.h"
 #include "Platform/Linux/DetachedProcess.h"
+#include "Platform/SystemLog.h"
 
 namespace corvane::Platform {
 namespace {
@@ -23,38 +22,51 @@ using Answer = UniqueFunction<void(bool isStarted)>;
 
 constexpr std::size_t largestEntry = std::size_t{1} << 20;
 
-/// Starts what the entry `path` describes, as `startDetached` does; nothing when there is no such
-/// entry.
-std::optional<OwnedDescriptor> startEntry(const std::string& path, const std::string& home) {
-  std::error_code error;  // an entry may be a link, for an application that lies elsewhere
-  const std::string target = std::filesystem::canonical(path, error).string();
-  if (error) return std::nullopt;
-  auto file = File::open(target, File::Access::read);
-  if (!file) return std::nullopt;
-  const auto bytes = file->readAll(largestEntry);
-  if (!bytes) return OwnedDescriptor();
-  const auto arguments = DesktopEntry::commandLine(textOf(bytes.value()), path);
-  return arguments ? startDetached(*arguments, home) : OwnedDescriptor();
+void logFailure(const std::string& what, const Failure& why) {
+  SystemLog::write(SystemLog::Severity::error, what + " was not started: " + why.text);
 }
 
-OwnedDescriptor start(const std::string& bundleIdentifier) {
+/// Starts what is described in `entry`, which was opened as `path`.
+Result<OwnedDescriptor> startEntry(File entry, const std::string& path, const std::string& home) {
+  const auto bytes = entry.readAll(largestEntry);
+  if (!bytes) return bytes.failure();
+  const auto arguments = DesktopEntry::commandLine(textOf(bytes.value()), path);
+  if (!arguments) return Failure{FailureCause::malformed, path + " names no program"};
+  return startDetached(*arguments, home);
+}
+
+/// Starts what the first entry describes that can be opened.
+Result<OwnedDescriptor> start(const std::string& bundleIdentifier) {
   const auto home = homeFolderOf(::geteuid());
-  if (!home || !Folders::isVisibleName(bundleIdentifier)) return {};
+  if (!home) return home.failure();
+  if (!Folders::isVisibleName(bundleIdentifier))
+    return Failure{FailureCause::malformed, "not a name for an application"};
+  Failure why = {FailureCause::notFound, "it has no desktop entry"};
   for (const std::string& folder :
        {home.value() + "/.local/share/applications/", std::string("/usr/local/share/applications/"),
         std::string("/usr/share/applications/")}) {
-    if (auto started = startEntry(folder + bundleIdentifier + ".desktop", home.value()))
-      return std::move(*started);
+    const std::string path = folder + bundleIdentifier + ".desktop";
+    // An entry may be a link, for an application that lies elsewhere.
+    auto entry = File::open(path, File::Access::readThroughLinks);
+    if (entry) return startEntry(std::move(entry).value(), path, home.value());
+    if (entry.failure().cause != FailureCause::notFound) why = entry.failure();
   }
-  return {};
+  return why;
 }
 
 /// A program that is being started. Owned by its watch and its limit until one of them ends both.
 struct Launch {
+  std::string application;
   OwnedDescriptor outcome;
   Answer answer;
   EventLoop::Registration readable = {};
   EventLoop::Registration limit = {};
+
+  void finish() {
+    const auto started = outcomeOf(outcome);
+    if (!started) logFailure(application, started.failure());
+    finish(static_cast<bool>(started));
+  }
 
   void finish(bool isStarted) {
     readable = {};
@@ -67,12 +79,15 @@ struct Launch {
 
 void ApplicationLauncher::launch(EventLoop& loop, const std::string& bundleIdentifier,
                                  Answer answer) {
-  OwnedDescriptor outcome = start(bundleIdentifier);
-  if (!outcome) return loop.post([answer = std::move(answer)]() mutable { answer(false); });
-  const int descriptor = outcome.number();
-  auto launch = std::make_shared<Launch>(Launch{std::move(outcome), std::move(answer)});
-  launch->readable =
-      loop.onReadable(descriptor, [launch] { launch->finish(hasStarted(launch->outcome)); });
+  auto outcome = start(bundleIdentifier);
+  if (!outcome) {
+    logFailure(bundleIdentifier, outcome.failure());
+    return loop.post([answer = std::move(answer)]() mutable { answer(false); });
+  }
+  const int descriptor = outcome->number();
+  auto launch = std::make_shared<Launch>(
+      Launch{bundleIdentifier, std::move(outcome).value(), std::move(answer)});
+  launch->readable = loop.onReadable(descriptor, [launch] { launch->finish(); });
   launch->limit =
       loop.at(EventLoop::now() + TimeLimits::appState, [launch] { launch->finish(false); });
 }

@@ -9,6 +9,7 @@
 #include <csignal>
 #include <utility>
 
+#include "Platform/File.h"
 #include "Platform/Linux/LinuxCalls.h"
 #include "Platform/SystemCalls.h"
 
@@ -18,13 +19,16 @@ namespace {
 /// Where programs are that an entry names without a folder.
 constexpr const char* programFolders[] = {"/usr/local/bin/", "/usr/bin/", "/bin/"};
 
-std::string pathOf(const std::string& program) {
+Result<std::string> pathOf(const std::string& program) {
   if (program.find('/') != std::string::npos) return program;
+  Failure why = {FailureCause::notFound, "there is no program " + program};
   for (const char* folder : programFolders) {
     std::string path = folder + program;
     if (systemCalls().access(path.c_str(), X_OK) == 0) return path;
+    Failure failure = failureFromErrno("access");
+    if (failure.cause != FailureCause::notFound) why = std::move(failure);
   }
-  return "";
+  return why;
 }
 
 // From here on: what runs between fork and exec, where other threads may have left any lock taken.
@@ -50,21 +54,25 @@ bool resetDescriptors(int kept) {
          ::close_range(apart + 1, UINT_MAX, 0) == 0;
 }
 
-[[noreturn]] void becomeProgram(const char* path, char* const* arguments, const char* folder,
-                                int report) {
-  resetSignals();
-  if (resetDescriptors(report) && ::chdir(folder) == 0) ::execv(path, arguments);
+[[noreturn]] void endWithErrno(int report) {
   const int error = errno;
   [[maybe_unused]] const ssize_t told = ::write(report, &error, sizeof error);
   ::_exit(127);
 }
 
+[[noreturn]] void becomeProgram(const char* path, char* const* arguments, const char* folder,
+                                int report) {
+  resetSignals();
+  if (resetDescriptors(report) && ::chdir(folder) == 0) ::execv(path, arguments);
+  endWithErrno(report);
+}
+
 }  // namespace
 
-OwnedDescriptor startDetached(const std::vector<std::string>& arguments,
-                              const std::string& folder) {
-  const std::string path = arguments.empty() ? "" : pathOf(arguments.front());
-  if (path.empty()) return {};
+Result<OwnedDescriptor> startDetached(const std::vector<std::string>& arguments,
+                                      const std::string& folder) {
+  const auto path = pathOf(arguments.empty() ? "" : arguments.front());
+  if (!path) return path.failure();
   std::vector<char*> pointers;
   pointers.reserve(arguments.size() + 1);
   for (const std::string& argument : arguments)
@@ -72,30 +80,33 @@ OwnedDescriptor startDetached(const std::vector<std::string>& arguments,
   pointers.push_back(nullptr);
 
   int ends[2] = {-1, -1};
-  if (linuxCalls().pipe2(ends, O_CLOEXEC) != 0) return {};
+  if (linuxCalls().pipe2(ends, O_CLOEXEC) != 0) return failureFromErrno("pipe");
   OwnedDescriptor outcome(ends[0]);
   const OwnedDescriptor report(ends[1]);
   const pid_t child = systemCalls().fork();
-  if (child < 0) return {};
+  if (child < 0) return failureFromErrno("fork");
   if (child == 0) {  // its own child has no parent left once it has ended
     ::setsid();
     const pid_t grandchild = systemCalls().fork();
+    if (grandchild < 0) endWithErrno(report.number());
     if (grandchild == 0)
-      becomeProgram(path.c_str(), pointers.data(), folder.c_str(), report.number());
-    ::_exit(grandchild < 0 ? 1 : 0);
+      becomeProgram(path.value().c_str(), pointers.data(), folder.c_str(), report.number());
+    ::_exit(0);
   }
-  int status = 0;
-  while (systemCalls().waitpid(child, &status, 0) < 0 && errno == EINTR) continue;
-  return status == 0 ? std::move(outcome) : OwnedDescriptor();
+  // Not asked for its status: where SIGCHLD is ignored the system keeps none.
+  while (systemCalls().waitpid(child, nullptr, 0) < 0 && errno == EINTR) continue;
+  return outcome;
 }
 
-bool hasStarted(const OwnedDescriptor& outcome) {
+Result<Done> outcomeOf(const OwnedDescriptor& start) {
   int error = 0;
   ssize_t count = 0;
   do {
-    count = systemCalls().read(outcome.number(), &error, sizeof error);
+    count = systemCalls().read(start.number(), &error, sizeof error);
   } while (count < 0 && errno == EINTR);
-  return count == 0;  // the pipe closed by itself: the program runs
+  if (count == 0) return Done{};  // the pipe closed by itself: the program runs
+  if (count > 0) errno = error;
+  return failureFromErrno(count > 0 ? "start the program" : "read the outcome");
 }
 
 }  // namespace corvane::Platform

@@ -3,6 +3,7 @@
 #include <string>
 #include <vector>
 
+#include "Base/Result.h"
 #include "Platform/OwnedDescriptor.h"
 
 namespace corvane::Platform {
@@ -12,11 +13,11 @@ namespace corvane::Platform {
 /// environment of this process. `arguments` begins with the program; one without a slash is looked
 /// for where the system keeps programs.
 ///
-/// Returns a descriptor that becomes readable when the outcome is known (pass it to `hasStarted`),
-/// or none if starting failed.
-OwnedDescriptor startDetached(const std::vector<std::string>& arguments, const std::string& folder);
+/// Returns a descriptor that becomes readable when the outcome is known; pass it to `outcomeOf`.
+Result<OwnedDescriptor> startDetached(const std::vector<std::string>& arguments,
+                                      const std::string& folder);
 
-/// Returns whether the program is running. Blocks until the outcome is known.
-bool hasStarted(const OwnedDescriptor& outcome);
+/// Succeeds if the program is running. Blocks until that is known.
+Result<Done> outcomeOf(const OwnedDescriptor& start);
 
 }  // namespace corvane::Platform

@@ -3,6 +3,7 @@
 #include <sys/stat.h>
 #include <sys/wait.h>
 
+#include <cerrno>
 #include <csignal>
 #include <fstream>
 #include <sstream>
@@ -10,6 +11,7 @@
 #include "Platform/Container/DesktopEntry.h"
 #include "Platform/File.h"
 #include "Platform/Linux/DetachedProcess.h"
+#include "Platform/SystemCalls.h"
 #include "tests/Support/TemporaryFolder.h"
 
 namespace corvane::Platform {
@@ -48,8 +50,8 @@ TEST(DesktopEntry, ReadsTheCommandLine) {
 class DetachedProcessTest : public ::testing::Test {
  protected:
   bool runs(const Arguments& command, const std::string& below = "") {
-    const OwnedDescriptor outcome = startDetached(command, folder_.path() / below);
-    return outcome && hasStarted(outcome);
+    const auto start = startDetached(command, folder_.path() / below);
+    return start && outcomeOf(start.value());
   }
   /// Runs a shell on `script` and gives what it wrote into the pipe "out" of the folder.
   std::string outputOf(const std::string& script) {
@@ -91,6 +93,24 @@ TEST_F(DetachedProcessTest, InheritsNothingAndBelongsToNobody) {
   // The tests' own session is 0 where its leader lives outside their namespace.
   EXPECT_NE(output.substr(session), std::to_string(::getsid(0)) + "\n");
   EXPECT_EQ(::waitpid(-1, nullptr, WNOHANG), -1) << "no child is left to wait for";
+}
+
+TEST_F(DetachedProcessTest, TellsWhenAProcessCannotBeMadeAlsoWithoutStatusesOfChildren) {
+  const auto ignored = ::signal(SIGCHLD, SIG_IGN);
+  for (const int allowed : {0, 1, 2}) {
+    struct Calls : SystemCalls {
+      explicit Calls(int count) : left(count) {}
+      pid_t fork() override {
+        if (left-- > 0) return SystemCalls::fork();
+        errno = EAGAIN;
+        return -1;
+      }
+      int left;
+    } calls(allowed);
+    const SystemCalls::Replacement replacement(calls);
+    EXPECT_EQ(runs({"true"}), allowed == 2) << allowed;
+  }
+  ::signal(SIGCHLD, ignored);
 }
 
 }  // namespace
