@@ -10,7 +10,8 @@ namespace corvane {
 class VCSSystemUtils {
  public:
   /// The full path of the executable file of process `pid`, or nothing: no such process, one that
-  /// has ended, not permitted, or a path above 4095 bytes. Asks the system at each call.
+  /// has ended, not permitted, a path above 4095 bytes, or not to be known
+  /// now. Asks the system at each call.
   static std::optional<std::string> execPathForPid(std::int32_t pid);
 };
 

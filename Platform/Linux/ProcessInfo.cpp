@@ -4,8 +4,10 @@
 #include <unistd.h>
 
 #include <array>
+#include <cerrno>
 #include <string_view>
 
+#include "Platform/File.h"
 #include "Platform/SystemCalls.h"
 
 namespace corvane::Platform::ProcessInfo {
@@ -14,6 +16,7 @@ namespace {
 /// What the system puts behind the path of an executable that was deleted or replaced.
 constexpr std::string_view deletedMark = " (deleted)";
 
+/// A look that fails counts as no: hardly any file has such a name of its own.
 bool exists(const std::string& path) {
   struct stat status = {};
   return systemCalls().lstat(path.c_str(), &status) == 0;
@@ -21,12 +24,17 @@ bool exists(const std::string& path) {
 
 }  // namespace
 
-std::optional<std::string> executablePath(pid_t processIdentifier) {
-  if (processIdentifier <= 0) return std::nullopt;
-  std::array<char, 4096> buffer = {};
+Result<std::string> executablePath(pid_t processIdentifier) {
   const std::string link = "/proc/" + std::to_string(processIdentifier) + "/exe";
-  const ssize_t length = systemCalls().readlink(link.c_str(), buffer.data(), buffer.size());
-  if (length <= 0 || static_cast<std::size_t>(length) == buffer.size()) return std::nullopt;
+  if (processIdentifier <= 0) return Failure{FailureCause::notFound, "no process: " + link};
+  std::array<char, 4096> buffer = {};
+  ssize_t length = 0;
+  do {
+    length = systemCalls().readlink(link.c_str(), buffer.data(), buffer.size());
+  } while (length < 0 && errno == EINTR);
+  if (length < 0 && errno != ENAMETOOLONG) return failureFromErrno("readlink " + link);
+  if (length < 0 || static_cast<std::size_t>(length) == buffer.size())
+    return Failure{FailureCause::malformed, "the path is too long: " + link};
   std::string path(buffer.data(), static_cast<std::size_t>(length));
   if (path.ends_with(deletedMark) && !exists(path)) path.resize(path.size() - deletedMark.size());
   return path;
@@ -38,7 +46,7 @@ pid_t parent() {
 
 std::string applicationName() {
   const auto path = executablePath(::getpid());
-  return path ? path->substr(path->find_last_of('/') + 1) : "";
+  return path ? path.value().substr(path.value().find_last_of('/') + 1) : "";
 }
 
 }  // namespace corvane::Platform::ProcessInfo

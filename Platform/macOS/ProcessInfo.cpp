@@ -5,6 +5,9 @@
 #include <unistd.h>
 
 #include <array>
+#include <cerrno>
+
+#include "Platform/File.h"
 
 namespace corvane::Platform::ProcessInfo {
 namespace {
@@ -22,11 +25,20 @@ std::string bundleIdentifier() {
 
 }  // namespace
 
-std::optional<std::string> executablePath(pid_t processIdentifier) {
-  if (processIdentifier <= 0) return std::nullopt;
+Result<std::string> executablePath(pid_t processIdentifier) {
+  const std::string operation = "proc_pidpath of " + std::to_string(processIdentifier);
+  if (processIdentifier <= 0) return Failure{FailureCause::notFound, operation + ": no process"};
   std::array<char, PROC_PIDPATHINFO_MAXSIZE> path = {};
-  const int length = ::proc_pidpath(processIdentifier, path.data(), path.size());
-  if (length <= 0) return std::nullopt;
+  int length = 0;
+  do {
+    errno = 0;  // an empty path is no error to the system
+    length = ::proc_pidpath(processIdentifier, path.data(), path.size());
+  } while (length <= 0 && errno == EINTR);
+  if (length <= 0 && errno == ESRCH)
+    return Failure{FailureCause::notFound, operation + ": no such process"};
+  if (length <= 0 && errno == ENAMETOOLONG)
+    return Failure{FailureCause::malformed, operation + ": the path is too long"};
+  if (length <= 0) return failureFromErrno(operation);
   return std::string(path.data(), static_cast<std::size_t>(length));
 }
 
@@ -38,7 +50,7 @@ std::string applicationName() {
   std::string name = bundleIdentifier();
   if (!name.empty()) return name;
   const auto path = executablePath(::getpid());
-  return path ? path->substr(path->find_last_of('/') + 1) : "";
+  return path ? path.value().substr(path.value().find_last_of('/') + 1) : "";
 }
 
 }  // namespace corvane::Platform::ProcessInfo

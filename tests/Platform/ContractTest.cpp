@@ -134,7 +134,8 @@ TEST_F(ContractTest, AGroupThatNobodyHasIsNotMade) {
 TEST_F(ContractTest, ProcessesAndFilesAreKnownByTheirNames) {
   const auto path = ProcessInfo::executablePath(::getpid());
   ASSERT_TRUE(path);
-  EXPECT_EQ(ProcessInfo::applicationName(), std::filesystem::path(*path).filename());
+  EXPECT_EQ(ProcessInfo::applicationName(), std::filesystem::path(path.value()).filename());
+  EXPECT_EQ(ProcessInfo::executablePath(-1).failure().cause, FailureCause::notFound);
   EXPECT_EQ(ProcessInfo::parent(), ::getppid());
   testing::writeFile(folder_.path() / "file", "");
   EXPECT_FALSE(FileAttributes::mark(folder_.path() / "missing", "corvane.test"));

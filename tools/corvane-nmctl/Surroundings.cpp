@@ -34,7 +34,7 @@ bool isProgram(const std::string& path) {
 std::string ownHost() {
   const auto own = Platform::ProcessInfo::executablePath(::getpid());
   if (!own) return Product::installedHost;
-  const std::string folder = own->substr(0, own->rfind('/') + 1);
+  const std::string folder = own.value().substr(0, own.value().rfind('/') + 1);
   for (const std::string& path : {folder + "corvane-nm", folder + Product::hostFromTool})
     if (isProgram(path)) return resolvedPath(path);
   return Product::installedHost;
