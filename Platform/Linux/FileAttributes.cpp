@@ -1,5 +1,8 @@
 #include "Platform/FileAttributes.h"
 
+#include <cerrno>
+
+#include "Platform/File.h"
 #include "Platform/Linux/LinuxCalls.h"
 
 namespace corvane::Platform::FileAttributes {
@@ -12,12 +15,18 @@ std::string attributeName(const std::string& name) {
 
 }  // namespace
 
-bool mark(const std::string& path, const std::string& name) {
-  return linuxCalls().setAttribute(path.c_str(), attributeName(name).c_str()) == 0;
+Result<Done> mark(const std::string& path, const std::string& name) {
+  const std::string attribute = attributeName(name);
+  if (linuxCalls().setAttribute(path.c_str(), attribute.c_str()) != 0)
+    return failureFromErrno("setxattr " + path);
+  return Done{};
 }
 
-bool isMarked(const std::string& path, const std::string& name) {
-  return linuxCalls().getAttribute(path.c_str(), attributeName(name).c_str()) >= 0;
+Result<bool> isMarked(const std::string& path, const std::string& name) {
+  const std::string attribute = attributeName(name);
+  if (linuxCalls().getAttribute(path.c_str(), attribute.c_str()) >= 0) return true;
+  if (errno == ENODATA || errno == ENOTSUP) return false;
+  return failureFromErrno("getxattr " + path);
 }
 
 }  // namespace corvane::Platform::FileAttributes

@@ -2,14 +2,22 @@
 
 #include <sys/xattr.h>
 
+#include <cerrno>
+
+#include "Platform/File.h"
+
 namespace corvane::Platform::FileAttributes {
 
-bool mark(const std::string& path, const std::string& name) {
-  return ::setxattr(path.c_str(), name.c_str(), "", 0, 0, XATTR_NOFOLLOW) == 0;
+Result<Done> mark(const std::string& path, const std::string& name) {
+  if (::setxattr(path.c_str(), name.c_str(), "", 0, 0, XATTR_NOFOLLOW) != 0)
+    return failureFromErrno("setxattr " + path);
+  return Done{};
 }
 
-bool isMarked(const std::string& path, const std::string& name) {
-  return ::getxattr(path.c_str(), name.c_str(), nullptr, 0, 0, XATTR_NOFOLLOW) >= 0;
+Result<bool> isMarked(const std::string& path, const std::string& name) {
+  if (::getxattr(path.c_str(), name.c_str(), nullptr, 0, 0, XATTR_NOFOLLOW) >= 0) return true;
+  if (errno == ENOATTR || errno == ENOTSUP) return false;
+  return failureFromErrno("getxattr " + path);
 }
 
 }  // namespace corvane::Platform::FileAttributes

@@ -93,11 +93,13 @@ Result<DDLogFileManager::Made> DDLogFileManager::create(VCSDate::Date now) const
 }
 
 void DDLogFileManager::markArchived(const DDLogFileInfo& info) const {
-  Platform::FileAttributes::mark(pathOf(info), archivedMark);
+  // A file system without marks costs the next start a look at the file's age and size.
+  static_cast<void>(Platform::FileAttributes::mark(pathOf(info), archivedMark));
 }
 
 bool DDLogFileManager::isArchived(const DDLogFileInfo& info) const {
-  return Platform::FileAttributes::isMarked(pathOf(info), archivedMark);
+  const auto marked = Platform::FileAttributes::isMarked(pathOf(info), archivedMark);
+  return marked && marked.value();
 }
 
 void DDLogFileManager::deleteOldLogFiles() const {

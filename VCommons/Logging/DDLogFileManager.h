@@ -61,6 +61,8 @@ class DDLogFileManager {
   /// Marks a file that gets no more lines. The mark saves a start from asking further; nothing
   /// depends on it.
   void markArchived(const DDLogFileInfo& info) const;
+  /// False as well when that can't be known: to continue a file that got no more lines harms
+  /// nothing, while a new file would push the oldest one out.
   [[nodiscard]] bool isArchived(const DDLogFileInfo& info) const;
 
   /// Removes all files but the newest `maximumNumberOfLogFiles`.

@@ -139,9 +139,10 @@ TEST_F(ContractTest, ProcessesAndFilesAreKnownByTheirNames) {
   EXPECT_EQ(ProcessInfo::parent(), ::getppid());
   testing::writeFile(folder_.path() / "file", "");
   EXPECT_FALSE(FileAttributes::mark(folder_.path() / "missing", "corvane.test"));
-  const bool isKept = FileAttributes::mark(folder_.path() / "file", "corvane.test");
-  EXPECT_EQ(FileAttributes::isMarked(folder_.path() / "file", "corvane.test"), isKept);
-  EXPECT_FALSE(FileAttributes::isMarked(folder_.path() / "file", "corvane.other"));
+  const bool isKept(FileAttributes::mark(folder_.path() / "file", "corvane.test"));
+  EXPECT_EQ(FileAttributes::isMarked(folder_.path() / "file", "corvane.test").value(), isKept);
+  EXPECT_FALSE(FileAttributes::isMarked(folder_.path() / "file", "corvane.other").value());
+  EXPECT_FALSE(FileAttributes::isMarked(folder_.path() / "missing", "corvane.test"));
 }
 
 TEST_F(ContractTest, AWatchGoesWithTheFileUntilItEnds) {
