@@ -47,7 +47,12 @@ void DDFileLogger::rollLogFile() {
 /// Goes to the newest file when there is no current one, or when others have made or removed files.
 void DDFileLogger::followOthers() {
   if (!manager_.mayHaveChanged() && current_) return;
-  const auto newest = manager_.newestLogFile();
+  const auto listed = manager_.newestLogFile();
+  if (!listed) {  // unknown: the current file, if any, stays
+    manager_.forgetLook();
+    return;
+  }
+  const auto& newest = listed.value();
   if (!newest) {
     current_.reset();
     return;
@@ -70,9 +75,11 @@ void DDFileLogger::take(const DDLogFileInfo& info) {
   current_->mustRoll = isTooLarge() || manager_.isArchived(info);
 }
 
-bool DDFileLogger::takeNewest() {
+/// True when there is a current file then. Fails when it is unknown which is the newest.
+Result<bool> DDFileLogger::takeNewest() {
   const auto newest = manager_.newestLogFile();
-  if (newest) take(*newest);
+  if (!newest) return newest.failure();
+  if (newest.value()) take(*newest.value());
   return current_.has_value();
 }
 
@@ -90,12 +97,12 @@ void DDFileLogger::roll(Time now) {
 void DDFileLogger::rollCurrent(Time now) {
   const auto locked = current_->file.tryLock();
   if (!locked && isHeldByOther(locked.failure())) return;
-  const auto newest = manager_.newestLogFile();
-  if (newest && newest->created > current_->info.created) {
-    take(*newest);
+  const auto listed = manager_.newestLogFile();
+  if (listed && listed.value() && listed.value()->created > current_->info.created) {
+    take(*listed.value());
     return;
   }
-  makeSuccessor(now);
+  if (listed) makeSuccessor(now);
   // Should that fail, the lock goes with the file.
   if (current_) static_cast<void>(current_->file.unlock());
 }
@@ -107,18 +114,20 @@ void DDFileLogger::makeFirst(Time now) {
   if (!manager_.makeFolder()) return;
   auto lock = manager_.lockFolder();
   for (int i = 0; i < tries && !lock && isHeldByOther(lock.failure()); ++i) {
-    if (takeNewest()) return;
+    const auto taken = takeNewest();
+    if (!taken || taken.value()) return;
     std::this_thread::yield();
     lock = manager_.lockFolder();
   }
-  if (!takeNewest()) makeSuccessor(now);
+  const auto taken = takeNewest();
+  if (taken && !taken.value()) makeSuccessor(now);
 }
 
 /// Makes a new file and makes it the current one; when that fails the old one is kept.
 void DDFileLogger::makeSuccessor(Time now) {
   auto made = manager_.create(now);
   if (!made) {
-    if (made.failure().cause == FailureCause::alreadyExists) takeNewest();
+    if (made.failure().cause == FailureCause::alreadyExists) static_cast<void>(takeNewest());
     return;
   }
   if (current_) manager_.markArchived(current_->info);

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <optional>
 
+#include "Base/Result.h"
 #include "Platform/File.h"
 #include "VCommons/Logging/DDLog.h"
 #include "VCommons/Logging/DDLogFileManager.h"
@@ -16,7 +17,8 @@ namespace corvane {
 /// file is the current one for all, each line is one append, and whoever rolls moves the others
 /// along. A disk that is full, read-only or gone costs lines, nothing else; a line that reached the
 /// disk in part only stays so, and the next one begins on a line of its own. Files and folder are
-/// made with the first line or roll.
+/// made with the first line or roll. While the folder can't be listed, no file is made or deleted:
+/// lines go to the current file or, without one, are lost.
 ///
 /// A file is rolled when asked, when it is old and when it is large: its successor is made, then
 /// the old one is marked as archived. A start continues the newest file unless that is archived,
@@ -57,7 +59,7 @@ class DDFileLogger : public DDLogger {
   [[nodiscard]] Time now() const;
   void followOthers();
   void take(const DDLogFileInfo& info);
-  bool takeNewest();
+  Result<bool> takeNewest();
   void roll(Time now);
   void rollCurrent(Time now);
   void makeFirst(Time now);

@@ -1,12 +1,11 @@
 #include "VCommons/Logging/DDLogFileManager.h"
 
 #include <algorithm>
-#include <filesystem>
 #include <string_view>
-#include <system_error>
 #include <utility>
 
 #include "Platform/FileAttributes.h"
+#include "Platform/Folders.h"
 
 namespace corvane {
 namespace {
@@ -18,6 +17,14 @@ constexpr const char* archivedMark = "lumberjack.log.archived";
 /// File systems stamp changes with the time of the last clock tick, which is up to this old.
 constexpr std::chrono::milliseconds stampGranularity(20);
 
+/// None in a folder that is missing or that a symbolic link stands for: those may be others' files.
+Result<std::vector<std::string>> namesIn(const std::string& path) {
+  const auto folder = Platform::Folders::open(path);
+  if (folder) return Platform::Folders::entries(folder.value());
+  if (folder.failure().cause == FailureCause::notFound) return std::vector<std::string>();
+  return folder.failure();
+}
+
 }  // namespace
 
 DDLogFileManager::DDLogFileManager(std::string folder, std::string applicationName,
@@ -28,13 +35,11 @@ DDLogFileManager::DDLogFileManager(std::string folder, std::string applicationNa
       maximumNumberOfLogFiles_(maximumNumberOfLogFiles),
       calls_(&calls) {}
 
-std::vector<DDLogFileInfo> DDLogFileManager::sortedLogFiles() const {
+Result<std::vector<DDLogFileInfo>> DDLogFileManager::sortedLogFiles() const {
   std::vector<DDLogFileInfo> files;
-  std::error_code error;
-  if (std::filesystem::is_symlink(folder_, error)) return files;  // others' files, perhaps
-  for (std::filesystem::directory_iterator entry(folder_, error), end; !error && entry != end;
-       entry.increment(error)) {
-    std::string name = entry->path().filename().string();
+  auto names = namesIn(folder_);
+  if (!names) return names.failure();
+  for (std::string& name : names.value()) {
     if (!name.starts_with(namePrefix_) || !name.ends_with(nameSuffix)) continue;
     std::string_view date = name;
     date.remove_prefix(namePrefix_.size());
@@ -47,10 +52,11 @@ std::vector<DDLogFileInfo> DDLogFileManager::sortedLogFiles() const {
   return files;
 }
 
-std::optional<DDLogFileInfo> DDLogFileManager::newestLogFile() const {
+Result<std::optional<DDLogFileInfo>> DDLogFileManager::newestLogFile() const {
   auto files = sortedLogFiles();
-  if (files.empty()) return std::nullopt;
-  return std::move(files.front());
+  if (!files) return files.failure();
+  if (files.value().empty()) return std::optional<DDLogFileInfo>();
+  return std::optional(std::move(files.value().front()));
 }
 
 bool DDLogFileManager::mayHaveChanged() {
@@ -83,7 +89,9 @@ Result<Platform::File> DDLogFileManager::open(const DDLogFileInfo& info) const {
 }
 
 Result<DDLogFileManager::Made> DDLogFileManager::create(VCSDate::Date now) const {
-  const auto newest = newestLogFile();
+  const auto listed = newestLogFile();
+  if (!listed) return listed.failure();
+  const auto& newest = listed.value();
   const auto created = newest ? std::max(now, newest->created + std::chrono::milliseconds(1)) : now;
   DDLogFileInfo info = {namePrefix_ + VCSDate::formatted(created, datePattern), created};
   info.name += nameSuffix;
@@ -105,9 +113,10 @@ bool DDLogFileManager::isArchived(const DDLogFileInfo& info) const {
 void DDLogFileManager::deleteOldLogFiles() const {
   if (maximumNumberOfLogFiles_ == 0) return;
   const auto files = sortedLogFiles();
-  for (std::size_t i = maximumNumberOfLogFiles_; i < files.size(); ++i) {
+  if (!files) return;
+  for (std::size_t i = maximumNumberOfLogFiles_; i < files.value().size(); ++i) {
     // Another host may have been quicker.
-    [[maybe_unused]] const auto removed = Platform::removeFile(pathOf(files[i]), *calls_);
+    [[maybe_unused]] const auto removed = Platform::removeFile(pathOf(files.value()[i]), *calls_);
   }
 }
 

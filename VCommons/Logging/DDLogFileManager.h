@@ -29,14 +29,18 @@ class DDLogFileManager {
                    std::size_t maximumNumberOfLogFiles,
                    Platform::SystemCalls& calls = Platform::SystemCalls::system());
 
-  /// All log files, the newest first; none when the folder can't be read.
-  [[nodiscard]] std::vector<DDLogFileInfo> sortedLogFiles() const;
-  [[nodiscard]] std::optional<DDLogFileInfo> newestLogFile() const;
+  /// All log files, the newest first; none when the folder is missing or a symbolic link. Fails
+  /// when it can't be listed.
+  [[nodiscard]] Result<std::vector<DDLogFileInfo>> sortedLogFiles() const;
+  [[nodiscard]] Result<std::optional<DDLogFileInfo>> newestLogFile() const;
 
   /// Whether log files may have come or gone since the last call; true at the first. Asks the
   /// folder for the time of its last change, which is far cheaper than its list. A change too
   /// recent to tell it from another one is reported again by the next call.
   bool mayHaveChanged();
+
+  /// Makes the next `mayHaveChanged` true.
+  void forgetLook() { lastLook_.reset(); }
 
   /// Makes the folder, mode 0700, unless it exists. The folder that it stands in belongs to others
   /// and is never made. False when it is not there then, or is a symbolic link.
@@ -55,7 +59,7 @@ class DDLogFileManager {
   };
   /// Makes a log file, mode 0600, dated `now`, or 1 ms after the newest one when the clock is
   /// behind: the file last made is always the newest. `alreadyExists` when another process was
-  /// quicker.
+  /// quicker; fails as well when the newest one is not known.
   [[nodiscard]] Result<Made> create(VCSDate::Date now) const;
 
   /// Marks a file that gets no more lines. The mark saves a start from asking further; nothing
@@ -65,7 +69,7 @@ class DDLogFileManager {
   /// nothing, while a new file would push the oldest one out.
   [[nodiscard]] bool isArchived(const DDLogFileInfo& info) const;
 
-  /// Removes all files but the newest `maximumNumberOfLogFiles`.
+  /// Removes all files but the newest `maximumNumberOfLogFiles`; none when they can't be listed.
   void deleteOldLogFiles() const;
 
  private:

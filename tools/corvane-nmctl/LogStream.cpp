@@ -71,14 +71,13 @@ void LogStream::readAll(Source& source, std::vector<LogRecord>& records) {
 }
 
 std::vector<LogRecord> LogStream::takeNew() {
-  const std::vector<DDLogFileInfo> infos = files_.sortedLogFiles();
-  openNew(infos);
+  const auto listed = files_.sortedLogFiles();
+  if (listed) openNew(listed.value());
   std::vector<LogRecord> records;
   for (auto source = sources_.begin(); source != sources_.end();) {
     readAll(source->second, records);
-    const bool isThere = std::any_of(infos.begin(), infos.end(), [&](const DDLogFileInfo& info) {
-      return info.name == source->first;
-    });
+    const auto isIt = [&](const DDLogFileInfo& info) { return info.name == source->first; };
+    const bool isThere = !listed || std::any_of(listed.value().begin(), listed.value().end(), isIt);
     source = isThere ? std::next(source) : sources_.erase(source);
   }
   sortByTime(records);

@@ -1,5 +1,6 @@
 #include "VCommons/Logging/DDFileLogger.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 
 #include <cerrno>
@@ -159,6 +160,28 @@ TEST_F(DDFileLoggerTest, ALineThatIsWrittenInPartStandsAlone) {
   disk_.mayOpen = true;
   log(*logger, "four");
   EXPECT_EQ(contents(first_), "four;");
+}
+
+TEST_F(DDFileLoggerTest, AFolderThatCannotBeListedIsNotEmpty) {
+  struct : Platform::SystemCalls {
+    int openat(int folder, const char* path, int flags, mode_t mode) override {
+      if ((flags & O_DIRECTORY) == 0) return SystemCalls::openat(folder, path, flags, mode);
+      errno = EMFILE;
+      return -1;
+    }
+  } unlisted;
+  const auto logger = host();
+  log(*logger, "one");
+  {
+    const Platform::SystemCalls::Replacement replacement(unlisted);
+    now_ += hours(24);
+    log(*logger, "two");
+    log(*host(), "lost");
+  }
+  EXPECT_EQ(contents(first_), "one;two;");
+  EXPECT_EQ(files().size(), 1U);
+  log(*logger, "three");
+  EXPECT_EQ(files().size(), 2U);
 }
 
 TEST_F(DDFileLoggerTest, OneHostAtATimeRollsAndTheOthersFollow) {
