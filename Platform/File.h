@@ -5,11 +5,13 @@
 #include <cstdint>
 #include <span>
 #include <string>
+#include <string_view>
+#include <utility>
 #include <vector>
 
 #include "Base/Bytes.h"
 #include "Base/Result.h"
-#include "Platform/SystemCalls.h"
+#include "Platform/OwnedDescriptor.h"
 
 namespace corvane::Platform {
 
@@ -37,14 +39,7 @@ class File {
 
   /// Opens `path`; never follows a symbolic link in the last component unless `access` says so,
   /// never waits.
-  static Result<File> open(const std::string& path, Access access,
-                           SystemCalls& calls = SystemCalls::system());
-
-  File(File&& other) noexcept;
-  File& operator=(File&& other) noexcept;
-  File(const File&) = delete;
-  File& operator=(const File&) = delete;
-  ~File();
+  static Result<File> open(const std::string& path, Access access);
 
   /// Writes `bytes` with one call and says how many the system took: fewer than all when the disk
   /// fills up.
@@ -75,23 +70,22 @@ class File {
   Result<Done> waitLock();
   Result<Done> unlock();
 
-  [[nodiscard]] int descriptor() const { return descriptor_; }
+  [[nodiscard]] int descriptor() const { return descriptor_.number(); }
 
  private:
   Result<Done> changeLock(int operation);
 
-  File(int descriptor, SystemCalls& calls) : descriptor_(descriptor), calls_(&calls) {}
+  explicit File(OwnedDescriptor descriptor) : descriptor_(std::move(descriptor)) {}
 
-  int descriptor_;  // -1 once moved from
-  SystemCalls* calls_;
+  OwnedDescriptor descriptor_;
 };
 
 /// The status of what `path` names (links followed), for example a folder's: `changed` moves when
 /// an entry comes or goes.
-Result<File::Status> statusOf(const std::string& path, SystemCalls& calls = SystemCalls::system());
+Result<File::Status> statusOf(const std::string& path);
 
 /// Removes the name `path`. A missing one is a failure with cause `notFound`.
-Result<Done> removeFile(const std::string& path, SystemCalls& calls = SystemCalls::system());
+Result<Done> removeFile(const std::string& path);
 
 /// Whether a symbolic link to a folder counts as a folder.
 enum class Links { refused, followed };
@@ -102,7 +96,9 @@ enum class Links { refused, followed };
 Result<Done> makeFolders(const std::string& base, const std::string& below,
                          Links links = Links::refused);
 
-/// The failure that errno tells of now, as "`operation`: text of the error".
-Failure failureFromErrno(const std::string& operation);
+/// The failure that `error`, a value of errno, stands for, or that errno holds now: its text is
+/// "`operation` `subject`: text of the error".
+Failure failureFrom(int error, std::string_view operation, std::string_view subject = {});
+Failure failureFromErrno(std::string_view operation, std::string_view subject = {});
 
 }  // namespace corvane::Platform

@@ -50,9 +50,9 @@ class RunningApplications {
   /// Observes the application `bundleIdentifier`, until the end of this object; a second call for
   /// it replaces the first. Returns how many instances run now; from then on calls `changed` on the
   /// loop with their number after each start and each end, in order: an instance that ends while
-  /// its successor has already started is 0, then 1. What can't be looked at now is looked at again
-  /// until it can be, and then reported. Fails only if `bundleIdentifier` is not one. `changed`
-  /// must not call `observe`.
+  /// its successor has already started is 0, then 1. Fails if `bundleIdentifier` is not one,
+  /// and if the number is not known for now: then it is looked for again, and `changed` is called
+  /// with it. `changed` must not call `observe`.
   ///
   /// An instance that starts and ends before the loop can look is no change. On Linux one that
   /// gives its registration back and lives on is not counted by instancesOf from then on; `changed`

@@ -68,8 +68,7 @@ class SystemCalls {
   virtual int startThread(void* (*body)(void*), void* argument);
 
   /// The calls in use: the system's, unless a `Replacement` exists.
-  static SystemCalls& inUse() { return *inUse_; }
-  static SystemCalls& system() { return inUse(); }
+  static SystemCalls& inUse();
 
   /// Replaces the calls in use for as long as it exists; for tests.
   class Replacement {
@@ -82,9 +81,6 @@ class SystemCalls {
    private:
     SystemCalls* const replaced_;
   };
-
- private:
-  static SystemCalls* inUse_;
 };
 
 /// The calls in use, for the sources of the platform layer.

@@ -32,8 +32,9 @@ Result<Done> GroupContainer::pickUpLogLevel(VCLLogger& logger) const {
   const std::int64_t level = settings->integer(logLevelKey);
   if (level == 0) return Done{};
   if (level < 0 || level > std::numeric_limits<std::uint32_t>::max()) {
-    Platform::hardStop("the group setting DefaultsKeyLogLevel is out of range: " +
-                       std::to_string(level));
+    return Failure{
+        FailureCause::malformed,
+        "the group setting DefaultsKeyLogLevel is out of range: " + std::to_string(level)};
   }
   logger.modifyLogLevel(static_cast<std::uint32_t>(level));
   return Done{};

@@ -27,7 +27,7 @@ VCLLogger& VCLLogger::singleton() {
 void VCLLogger::initLogger(const std::string& folder) {
   std::call_once(once_, [&] {
     DDLogFileManager manager(folder, pieces_.applicationName,
-                             pieces_.limits.maximumNumberOfLogFiles, pieces_.calls);
+                             pieces_.limits.maximumNumberOfLogFiles);
     fileLogger_ = std::make_shared<DDFileLogger>(std::move(manager), pieces_.limits, pieces_.clock);
     pieces_.dispatcher.addLogger(fileLogger_);
     if (pieces_.osLogger) pieces_.dispatcher.addLogger(pieces_.osLogger);

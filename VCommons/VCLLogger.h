@@ -9,7 +9,6 @@
 #include <string>
 #include <vector>
 
-#include "Platform/SystemCalls.h"
 #include "VCommons/Logging/DDFileLogger.h"
 #include "VCommons/Logging/DDLog.h"
 
@@ -27,7 +26,6 @@ class VCLLogger {
     std::shared_ptr<DDLogger> osLogger;  ///< the second sink; may be null
     DDFileLogger::Limits limits = {std::chrono::seconds(86400), 512000, 7};
     DDLog::Clock clock = std::chrono::system_clock::now;
-    Platform::SystemCalls& calls = Platform::SystemCalls::system();
   };
 
   /// Called on the logging queue, before and after each change of the property that is observed.

@@ -35,7 +35,6 @@ void BrowserChannel::listen() {
 
 void BrowserChannel::watchInput() {
   readable_ = loop_.onReadable(input_, [this] { read(); });
-  if (!readable_) Platform::hardStop("standard input cannot be watched");
 }
 
 void BrowserChannel::read() {

@@ -53,19 +53,25 @@ void FrameWriter::add(GrowingText body) {
   }
 }
 
-/// Writes until the descriptor takes no more, and comes again when it does.
+/// Writes until the descriptor takes no more, and comes again when it does. A descriptor that is
+/// writable and takes nothing is left alone for a while.
 void FrameWriter::writePending() {
+  const std::uint64_t before = writtenBytes_;
   while (!pending_.empty() && writeFirst()) pending_.pop_front();
-  if (pending_.empty() == !isWaiting_) return;
-  isWaiting_ = !pending_.empty();
-  if (isWaiting_) {
-    writable_ = loop_.onWritable(output_.descriptor(), [this] { writePending(); });
-    if (!writable_) Platform::hardStop("standard output cannot be watched");
-  } else {
+  const bool isStuck = isWaiting_ && !pending_.empty() && writtenBytes_ == before;
+  if (isStuck) {
+    writable_ = loop_.at(loop_.now() + loop_.retryPause, [this] { awaitRoom(); });
+  } else if (pending_.empty() == isWaiting_) {
+    isWaiting_ = !isWaiting_;
+    if (isWaiting_) return awaitRoom();
     writable_ = {};
     isReported_ = false;
     onIdle_();
   }
+}
+
+void FrameWriter::awaitRoom() {
+  writable_ = loop_.onWritable(output_.descriptor(), [this] { writePending(); });
 }
 
 /// True when the first frame has been written in full, or the browser is gone.

@@ -53,6 +53,7 @@ class FrameWriter {
   bool writeFirst();
   bool writePiece(Frame& frame, ByteView piece);
   void writePending();
+  void awaitRoom();
   void browserIsGone(const Failure& failure);
 
   Platform::EventLoop& loop_;

@@ -49,7 +49,10 @@ Result<OwnedDescriptor> start(const std::string& bundleIdentifier) {
     // An entry may be a link, for an application that lies elsewhere.
     auto entry = File::open(path, File::Access::readThroughLinks);
     if (entry) return startEntry(std::move(entry).value(), path, home.value());
-    if (entry.failure().cause != FailureCause::notFound) why = entry.failure();
+    const FailureCause cause = entry.failure().cause;
+    if (cause == FailureCause::notFound) continue;
+    why = entry.failure();
+    if (cause != FailureCause::notPermitted) return why;  // another may be somebody else's choice
   }
   return why;
 }

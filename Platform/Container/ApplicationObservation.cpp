@@ -15,14 +15,17 @@ ApplicationObservation::ApplicationObservation(EventLoop& loop, std::string cont
       bundleIdentifier_(std::move(bundleIdentifier)),
       changed_(std::move(changed)) {}
 
-int ApplicationObservation::begin() {
-  findStarted([](int) {});
+Result<int> ApplicationObservation::begin() {
+  isNumberKnown_ = findStarted([](int) {});
+  if (!isNumberKnown_) return Failure{FailureCause::other, "the registry can't be looked at"};
   return static_cast<int>(instances_.size());
 }
 
 void ApplicationObservation::look() {
   reportEnded();
-  findStarted(changed_);
+  const bool isKnownNow = findStarted(changed_);
+  if (isKnownNow && !std::exchange(isNumberKnown_, true))
+    changed_(static_cast<int>(instances_.size()));
 }
 
 void ApplicationObservation::reportEnded() {
@@ -36,12 +39,18 @@ void ApplicationObservation::reportEnded() {
   }
 }
 
-void ApplicationObservation::findStarted(const Changed& changed) {
+/// Returns false if some instances may run that can't be looked at now; looks again soon then.
+bool ApplicationObservation::findStarted(const Changed& changed) {
   const auto folder = ApplicationRegistry::open(containerFolder_, bundleIdentifier_);
   const bool isAllKnown =
       folder ? findIn(folder.value(), changed) : folder.failure().cause == FailureCause::notFound;
+  if (!isAllKnown && !again_) {
+    SystemLog::write(SystemLog::Severity::error,
+                     "it is not known for now which applications run: the registry can't be read");
+  }
   again_ = {};
   if (!isAllKnown) again_ = loop_.at(EventLoop::now() + EventLoop::retryPause, [this] { look(); });
+  return isAllKnown;
 }
 
 /// Returns false if something there could not be looked at.

@@ -4,6 +4,7 @@
 #include <map>
 #include <string>
 
+#include "Base/Result.h"
 #include "Platform/Container/RunningInstance.h"
 #include "Platform/EventLoop.h"
 
@@ -26,8 +27,9 @@ class ApplicationObservation {
   ApplicationObservation& operator=(const ApplicationObservation&) = delete;
   ~ApplicationObservation() = default;
 
-  /// The first look: returns how many run now and reports no change.
-  int begin();
+  /// The first look: returns how many run now and reports no change. Fails if that isn't known yet;
+  /// it is reported as a change as soon as it is.
+  Result<int> begin();
 
   /// Looks again and reports what has changed.
   void look();
@@ -39,7 +41,7 @@ class ApplicationObservation {
   };
 
   void reportEnded();
-  void findStarted(const Changed& changed);
+  bool findStarted(const Changed& changed);
   bool findIn(const OwnedDescriptor& folder, const Changed& changed);
   bool add(const OwnedDescriptor& folder, const std::string& name, const Changed& changed);
 
@@ -48,6 +50,7 @@ class ApplicationObservation {
   const std::string bundleIdentifier_;
   const Changed changed_;
   std::map<std::string, Watched> instances_;  // those that run, by the names of their files
+  bool isNumberKnown_ = false;                // since a look that left nothing unknown
   EventLoop::Registration again_;             // the next look, while something is unknown
 };
 

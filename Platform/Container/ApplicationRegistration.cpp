@@ -43,7 +43,7 @@ Result<OwnedDescriptor> makeLockedFile(const OwnedDescriptor& folder, const std:
   auto locked = ApplicationRegistry::lock(file.value());
   if (locked &&
       systemCalls().renameat(folder.number(), hidden.c_str(), folder.number(), name.c_str()) != 0)
-    locked = failureFromErrno("rename " + hidden);
+    locked = failureFromErrno("rename", hidden);
   if (locked) return file;
   systemCalls().unlinkat(folder.number(), hidden.c_str(), 0);
   return locked.failure();

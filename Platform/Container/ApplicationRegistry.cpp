@@ -18,7 +18,7 @@ constexpr char registryName[] = "Applications";
 
 Result<OwnedDescriptor> makeFolder(const OwnedDescriptor& parent, const std::string& name) {
   if (systemCalls().mkdirat(parent.number(), name.c_str(), folderMode) != 0 && errno != EEXIST)
-    return failureFromErrno("mkdir " + name);
+    return failureFromErrno("mkdir", name);
   return Folders::open(parent, name);
 }
 

@@ -28,7 +28,7 @@ Result<struct stat> lookAt(const std::string& path) {
   } while (result != 0 && errno == EINTR);
   if (result == 0) return status;
   if (errno == ENOENT) return Failure{FailureCause::notFound, path + " is missing"};
-  return failureFromErrno("stat " + path);
+  return failureFromErrno("stat", path);
 }
 
 }  // namespace

@@ -94,7 +94,17 @@ class NotificationCenter::Implementation {
     }
     auto linked = folders_->link(socketName_, name);
     if (linked) linked_.insert(name);
+    if (!linked && linked.failure().cause == FailureCause::notFound) close();
     return linked;
+  }
+
+  /// Somebody has removed the socket or the directory: all names are linked again, to a new one.
+  void close() {
+    readable_ = {};
+    cleaner_.reset();
+    socket_.reset();
+    folders_.reset();
+    linked_.clear();
   }
 
   Result<Done> open() {
@@ -118,6 +128,7 @@ class NotificationCenter::Implementation {
     for (const auto& [name, callback] : callbacks_)
       if (!linked_.contains(name)) missing.push_back(name);
     for (const std::string& name : missing) {
+      if (isWithdrawn_) return;
       if (!link(name)) {
         linkAgain_ = loop_.at(EventLoop::now() + EventLoop::retryPause, [this] { linkMissing(); });
       } else if (!own_.contains(name)) {

@@ -30,20 +30,19 @@ NotificationConnections::NotificationConnections(EventLoop& loop, const std::str
 
 void NotificationConnections::send() {
   if (!folder_ || !stamp_.holdsFor(folder_)) {
-    isAllKnown_ = listAnew();
-    listLimit_ = EventLoop::now() + longestStandstill;
-    if (!isAllKnown_) lookAgainSoon();
+    isLooking_ = !listAnew();
+    lookLimit_ = EventLoop::now() + longestStandstill;
+    if (isLooking_) lookAgainSoon();
   }
-  sendToAll(observers_);
+  for (const auto& observer : observers_) send(*observer);
+  forgetGone();
 }
 
-void NotificationConnections::sendToAll(std::span<const std::unique_ptr<Observer>> observers) {
-  for (const auto& observer : observers) {
-    const Sent sent = observer->pending.empty() ? sendTo(*observer) : Sent::full;
-    if (sent == Sent::full) await(*observer);
-    observer->isGone = sent == Sent::gone;
-  }
-  forgetGone();
+void NotificationConnections::send(Observer& observer) {
+  observer.isNew = false;
+  const Sent sent = observer.pending.empty() ? sendTo(observer) : Sent::full;
+  if (sent == Sent::full || sent == Sent::refused) await(observer, sent);
+  observer.isGone = sent == Sent::gone;
 }
 
 void NotificationConnections::forgetGone() {
@@ -54,34 +53,42 @@ void NotificationConnections::forgetGone() {
   if (std::erase_if(observers_, forget) > 0) stamp_ = {};
 }
 
-/// Those that could not be seen at a post get the name once they can be.
 void NotificationConnections::lookAgainSoon() {
-  again_ = loop_.at(EventLoop::now() + retryPause, [this] {
-    const std::size_t known = observers_.size();
-    isAllKnown_ = listAnew();
-    sendToAll(std::span(observers_).subspan(std::min(known, observers_.size())));
-    if (isAllKnown_) return;
-    if (EventLoop::now() < listLimit_) return lookAgainSoon();
-    SystemLog::write(SystemLog::Severity::error,
-                     "observers of \"" + name_ + "\" may have missed it: they can't be listed");
-  });
+  again_ = loop_.at(EventLoop::now() + retryPause, [this] { lookAgain(); });
+}
+
+/// Those that could not be seen at a post get the name now, if they can be seen.
+void NotificationConnections::lookAgain() {
+  isLooking_ = !listAnew();
+  for (const auto& observer : observers_)
+    if (observer->isNew) send(*observer);
+  forgetGone();
+  if (!isLooking_) return;
+  if (EventLoop::now() < lookLimit_) return lookAgainSoon();
+  isLooking_ = false;
+  SystemLog::write(SystemLog::Severity::error,
+                   "observers of \"" + name_ + "\" may have missed it: they can't be listed");
 }
 
 NotificationConnections::Sent NotificationConnections::sendTo(Observer& observer) {
   while (systemCalls().send(observer.connection.number(), name_.data(), name_.size(),
                             MSG_DONTWAIT) < 0) {
     if (errno == ECONNREFUSED || errno == ENOTCONN || errno == ECONNRESET) return Sent::gone;
-    if (errno != EINTR) return Sent::full;  // or short of memory, which is tried again as well
+    if (errno == EAGAIN) return Sent::full;
+    if (errno != EINTR) return Sent::refused;
   }
-  return Sent::all;
+  return Sent::taken;
 }
 
-/// Notes that `observer` has one more to get, once there is room.
-void NotificationConnections::await(Observer& observer) {
+/// Notes that `observer` has one more to get, once there is room. One that refused for another
+/// reason may be writable all the while, so only time is waited for.
+void NotificationConnections::await(Observer& observer, Sent why) {
   observer.pending.push_back(EventLoop::now());
   if (observer.pending.size() > 1) return;
-  observer.writable =
-      loop_.onWritable(observer.connection.number(), [this, &observer] { sendPending(observer); });
+  if (why == Sent::full) {
+    observer.writable = loop_.onWritable(observer.connection.number(),
+                                         [this, &observer] { sendPending(observer); });
+  }
   observer.retry =
       loop_.at(EventLoop::now() + retryPause, [this, &observer] { tryAgain(observer); });
 }
@@ -89,7 +96,8 @@ void NotificationConnections::await(Observer& observer) {
 void NotificationConnections::sendPending(Observer& observer) {
   while (!observer.pending.empty()) {
     const Sent sent = sendTo(observer);
-    if (sent == Sent::full) return;
+    if (sent == Sent::refused) observer.writable = {};
+    if (sent == Sent::full || sent == Sent::refused) return;
     if (sent == Sent::gone) {
       observer.pending.clear();
       break;
@@ -116,8 +124,8 @@ void NotificationConnections::tryAgain(Observer& observer) {
 }
 
 bool NotificationConnections::isIdle() const {
-  return std::all_of(observers_.begin(), observers_.end(),
-                     [](const auto& observer) { return observer->pending.empty(); });
+  return !isLooking_ && std::all_of(observers_.begin(), observers_.end(),
+                                    [](const auto& observer) { return observer->pending.empty(); });
 }
 
 void NotificationConnections::finish(Clock::time_point end) {
@@ -128,11 +136,12 @@ void NotificationConnections::finish(Clock::time_point end) {
     }
     systemCalls().poll(full.data(), full.size(), static_cast<int>(retryPause.count()));
     for (const auto& observer : observers_) sendPending(*observer);
+    if (isLooking_) lookAgain();
   }
 }
 
-/// Connects to the observers that are new, behind those that are known, and forgets those that have
-/// left. Returns false when that could not be found out for all of them; they are kept then.
+/// Connects to the observers that are new and forgets those that have left. Returns false when some
+/// may be missing; those that are known are kept then.
 bool NotificationConnections::listAnew() {
   stamp_ = {};
   auto folder = Folders::open(path_);
@@ -146,32 +155,34 @@ bool NotificationConnections::listAnew() {
   const auto entries = Folders::entries(folder.value());
   if (!entries) return false;
   folder_ = std::move(folder).value();
+  stamp_ = stamp;
   std::erase_if(observers_, [&](const auto& observer) {
     return std::find(entries->begin(), entries->end(), observer->entry) == entries->end();
   });
-  if (!connectToNew(entries.value())) return false;
-  stamp_ = stamp;
-  return true;
+  std::set<std::string> known;
+  for (const auto& observer : observers_) known.insert(observer->entry);
+  bool isComplete = true;
+  for (const std::string& entry : entries.value())
+    if (!known.contains(entry)) isComplete = connectTo(entry) && isComplete;
+  return isComplete;
 }
 
-/// Returns false when some of `entries` could not be connected to, but may be observers.
-bool NotificationConnections::connectToNew(const std::vector<std::string>& entries) {
-  bool isComplete = true;
-  std::set<std::string_view> known;
-  for (const auto& observer : observers_) known.insert(observer->entry);
-  for (const std::string& entry : entries) {
-    if (known.contains(entry)) continue;
-    auto connection = NotificationSocket::connectedTo(folder_, entry);
-    if (connection) {
-      observers_.push_back(
-          std::make_unique<Observer>(Observer{entry, std::move(connection).value()}));
-    } else if (connection.failure().cause == FailureCause::disconnected) {
-      remove(entry);
-    } else if (connection.failure().cause != FailureCause::notFound) {
-      isComplete = false;
-    }
+/// Adds the observer `entry`, if it is one. Returns false when that can't be known now.
+bool NotificationConnections::connectTo(const std::string& entry) {
+  auto connection = NotificationSocket::connectedTo(folder_, entry);
+  if (connection) {
+    observers_.push_back(
+        std::make_unique<Observer>(Observer{entry, std::move(connection).value()}));
+    return true;
   }
-  return isComplete;
+  const FailureCause cause = connection.failure().cause;
+  if (cause == FailureCause::notFound) return true;
+  if (cause == FailureCause::disconnected) {
+    remove(entry);
+    return true;
+  }
+  stamp_ = {};  // the next post looks again
+  return cause == FailureCause::notPermitted;
 }
 
 /// Removes a socket that no process has open any more.

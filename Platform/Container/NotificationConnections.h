@@ -3,7 +3,6 @@
 #include <chrono>
 #include <deque>
 #include <memory>
-#include <span>
 #include <string>
 #include <vector>
 
@@ -49,17 +48,19 @@ class NotificationConnections {
     EventLoop::Registration writable = {};
     EventLoop::Registration retry = {};
     bool isGone = false;
+    bool isNew = true;  // nothing was sent to it yet
   };
 
-  enum class Sent { all, full, gone };
+  enum class Sent { taken, full, refused, gone };
 
   bool listAnew();
-  bool connectToNew(const std::vector<std::string>& entries);
+  bool connectTo(const std::string& entry);
   void lookAgainSoon();
-  void sendToAll(std::span<const std::unique_ptr<Observer>> observers);
+  void lookAgain();
   void forgetGone();
+  void send(Observer& observer);
   Sent sendTo(Observer& observer);
-  void await(Observer& observer);
+  void await(Observer& observer, Sent why);
   void sendPending(Observer& observer);
   void tryAgain(Observer& observer);
   void remove(const std::string& entry);
@@ -70,8 +71,8 @@ class NotificationConnections {
   OwnedDescriptor folder_;
   FolderStamp stamp_;
   std::vector<std::unique_ptr<Observer>> observers_;
-  bool isAllKnown_ = true;         // otherwise observers may be missing from `observers_`
-  Clock::time_point listLimit_;    // until when they are looked for
+  bool isLooking_ = false;         // for observers that could not be listed
+  Clock::time_point lookLimit_;    // until when they are looked for
   EventLoop::Registration again_;  // the next look for them
 };
 

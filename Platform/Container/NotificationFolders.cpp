@@ -17,14 +17,14 @@ constexpr mode_t folderMode = 0700;
 
 /// How often a folder is made that others remove while it is empty. Each process that starts or
 /// ends removes it once at most; this many in a row means that the socket itself is gone.
-constexpr int linkAttempts = 1000;
+constexpr int linkAttempts = 100;
 
 }  // namespace
 
 Result<NotificationFolders> NotificationFolders::open(const std::string& containerFolder) {
   const std::string path = containerFolder + "/Notifications";
   if (systemCalls().mkdir(path.c_str(), folderMode) != 0 && errno != EEXIST)
-    return failureFromErrno("mkdir " + path);
+    return failureFromErrno("mkdir", path);
   auto folder = Folders::open(path);
   if (!folder) return folder.failure();
   return NotificationFolders(std::move(folder).value());
@@ -39,15 +39,15 @@ Result<Done> NotificationFolders::link(const std::string& socketName,
                                socketName.c_str(), 0) == 0 ||
           errno == EEXIST)
         return Done{};
-      if (errno != ENOENT) return failureFromErrno("link into " + name);
+      if (errno != ENOENT) return failureFromErrno("link into", name);
     } else if (target.failure().cause != FailureCause::notFound) {
       return target.failure();
     } else if (systemCalls().mkdirat(folder_.number(), name.c_str(), folderMode) != 0 &&
                errno != EEXIST) {
-      return failureFromErrno("mkdir " + name);
+      return failureFromErrno("mkdir", name);
     }
   }
-  return Failure{FailureCause::other, "link into " + name + ": its directory never stays"};
+  return Failure{FailureCause::notFound, "link into " + name + ": the socket is gone"};
 }
 
 void NotificationFolders::unlink(const std::string& socketName, const std::string& name) const {

@@ -17,7 +17,8 @@ Result<std::vector<NotificationObserver>> notificationObservers(
   for (const std::string& name : names.value()) {
     if (!Folders::isVisibleName(name)) continue;
     const auto folder = Folders::open(all.value(), name);
-    if (!folder) continue;  // removed meanwhile, or a stray file
+    if (!folder && folder.failure().cause == FailureCause::notFound) continue;  // or a stray file
+    if (!folder) return folder.failure();
     const auto entries = Folders::entries(folder.value());
     if (!entries) return entries.failure();
     for (const std::string& entry : entries.value())

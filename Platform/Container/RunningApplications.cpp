@@ -42,6 +42,7 @@ Result<Look> lookFor(const std::string& containerFolder, const std::string& bund
   Look look;
   if (!Folders::isVisibleName(bundleIdentifier)) return look;
   auto folder = Folders::open(containerFolder);
+  if (!folder && folder.failure().cause == FailureCause::notFound) return look;
   if (!folder) return folder.failure();
   look.folder = std::move(folder).value();
   for (const std::string& next : ApplicationRegistry::pathOf(bundleIdentifier)) {

@@ -48,20 +48,29 @@ Result<std::optional<RunningInstance>> RunningInstance::find(const OwnedDescript
   const auto lock = ApplicationRegistry::lockOf(file.value());
   if (!lock) return lock.failure();
   RunningInstance instance(std::move(process).value(), std::move(file).value());
-  if (lock.value() != Lock::held || instance.hasProcessEnded()) return Found();
+  if (lock.value() != Lock::held) return Found();
+  const auto hasEnded = instance.hasProcessEnded();
+  if (!hasEnded) return hasEnded.failure();
+  if (*hasEnded) return Found();
   return Found(std::move(instance));
 }
 
 bool RunningInstance::hasEnded() const {
-  if (hasProcessEnded()) return true;
+  const auto hasEnded = hasProcessEnded();
+  if (hasEnded && *hasEnded) return true;
   const auto lock = ApplicationRegistry::lockOf(file_);
   return lock && lock.value() == Lock::free;
 }
 
-bool RunningInstance::hasProcessEnded() const {
+Result<bool> RunningInstance::hasProcessEnded() const {
   if (!process_) return false;
   pollfd ended = {process_.number(), POLLIN, 0};
-  return systemCalls().poll(&ended, 1, 0) > 0;
+  int count = 0;
+  do {
+    count = systemCalls().poll(&ended, 1, 0);
+  } while (count < 0 && errno == EINTR);
+  if (count < 0) return failureFromErrno("poll");
+  return count > 0;
 }
 
 }  // namespace corvane::Platform

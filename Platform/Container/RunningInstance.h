@@ -30,7 +30,7 @@ class RunningInstance {
  private:
   RunningInstance(OwnedDescriptor process, OwnedDescriptor file)
       : process_(std::move(process)), file_(std::move(file)) {}
-  [[nodiscard]] bool hasProcessEnded() const;
+  [[nodiscard]] Result<bool> hasProcessEnded() const;
 
   OwnedDescriptor process_;
   OwnedDescriptor file_;

@@ -18,7 +18,7 @@ std::string attributeName(const std::string& name) {
 Result<Done> mark(const std::string& path, const std::string& name) {
   const std::string attribute = attributeName(name);
   if (linuxCalls().setAttribute(path.c_str(), attribute.c_str()) != 0)
-    return failureFromErrno("setxattr " + path);
+    return failureFromErrno("setxattr", path);
   return Done{};
 }
 
@@ -26,7 +26,7 @@ Result<bool> isMarked(const std::string& path, const std::string& name) {
   const std::string attribute = attributeName(name);
   if (linuxCalls().getAttribute(path.c_str(), attribute.c_str()) >= 0) return true;
   if (errno == ENODATA || errno == ENOTSUP) return false;
-  return failureFromErrno("getxattr " + path);
+  return failureFromErrno("getxattr", path);
 }
 
 }  // namespace corvane::Platform::FileAttributes

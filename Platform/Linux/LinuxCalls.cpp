@@ -12,6 +12,7 @@ namespace corvane::Platform {
 namespace {
 
 constinit LinuxCalls theSystem;
+constinit LinuxCalls* callsInUse = &theSystem;
 
 }  // namespace
 
@@ -52,13 +53,15 @@ ssize_t LinuxCalls::getAttribute(const char* path, const char* name) {
   return ::lgetxattr(path, name, nullptr, 0);
 }
 
-constinit LinuxCalls* LinuxCalls::inUse_ = &theSystem;
+LinuxCalls& LinuxCalls::inUse() {
+  return *callsInUse;
+}
 
-LinuxCalls::Replacement::Replacement(LinuxCalls& calls) : replaced_(inUse_) {
-  inUse_ = &calls;
+LinuxCalls::Replacement::Replacement(LinuxCalls& calls) : replaced_(callsInUse) {
+  callsInUse = &calls;
 }
 LinuxCalls::Replacement::~Replacement() {
-  inUse_ = replaced_;
+  callsInUse = replaced_;
 }
 
 }  // namespace corvane::Platform

@@ -30,7 +30,7 @@ class LinuxCalls {
   virtual int setAttribute(const char* path, const char* name);
   virtual ssize_t getAttribute(const char* path, const char* name);
 
-  static LinuxCalls& inUse() { return *inUse_; }
+  static LinuxCalls& inUse();
 
   /// Replaces the calls in use for as long as it exists; for tests.
   class Replacement {
@@ -43,9 +43,6 @@ class LinuxCalls {
    private:
     LinuxCalls* const replaced_;
   };
-
- private:
-  static LinuxCalls* inUse_;
 };
 
 inline LinuxCalls& linuxCalls() {

@@ -13,6 +13,7 @@
 #include "Platform/HardStop.h"
 #include "Platform/Linux/LinuxCalls.h"
 #include "Platform/OwnedDescriptor.h"
+#include "Platform/SystemCalls.h"
 
 namespace corvane::Platform {
 namespace {
@@ -65,12 +66,11 @@ class Poller::Implementation {
     descriptors_.erase(found);
   }
 
-  bool wait(Clock::time_point end, std::vector<std::uint64_t>& ready) {
+  void wait(Clock::time_point end, std::vector<std::uint64_t>& ready) {
     std::array<epoll_event, 16> events = {};
     const int limit = alwaysReady_.empty() ? timeLeft(end) : 0;
     const int count = linuxCalls().epollWait(events_.number(), events.data(),
                                              static_cast<int>(events.size()), limit);
-    bool isWoken = false;
     for (int i = 0; i < count; ++i) {
       const std::uint64_t id = events[static_cast<std::size_t>(i)].data.u64;
       if (id != wakeId) {
@@ -78,10 +78,9 @@ class Poller::Implementation {
         continue;
       }
       std::uint64_t calls = 0;
-      isWoken = systemCalls().read(wake_.number(), &calls, sizeof calls) == sizeof calls;
+      systemCalls().read(wake_.number(), &calls, sizeof calls);  // a failure wakes once more
     }
     ready.insert(ready.end(), alwaysReady_.begin(), alwaysReady_.end());
-    return isWoken;
   }
 
   void wake() {
@@ -110,8 +109,8 @@ void Poller::remove(std::uint64_t id) {
   implementation_->remove(id);
 }
 
-bool Poller::wait(Clock::time_point end, std::vector<std::uint64_t>& ready) {
-  return implementation_->wait(end, ready);
+void Poller::wait(Clock::time_point end, std::vector<std::uint64_t>& ready) {
+  implementation_->wait(end, ready);
 }
 
 void Poller::wake() {

@@ -32,7 +32,7 @@ Result<std::string> executablePath(pid_t processIdentifier) {
   do {
     length = systemCalls().readlink(link.c_str(), buffer.data(), buffer.size());
   } while (length < 0 && errno == EINTR);
-  if (length < 0 && errno != ENAMETOOLONG) return failureFromErrno("readlink " + link);
+  if (length < 0 && errno != ENAMETOOLONG) return failureFromErrno("readlink", link);
   if (length < 0 || static_cast<std::size_t>(length) == buffer.size())
     return Failure{FailureCause::malformed, "the path is too long: " + link};
   std::string path(buffer.data(), static_cast<std::size_t>(length));

@@ -47,7 +47,7 @@ Result<OwnedDescriptor> FileEventSource::open(const std::string& path) {
   do {
     file = systemCalls().open(path.c_str(), O_PATH | O_CLOEXEC);
   } while (file < 0 && errno == EINTR);
-  if (file < 0) return failureFromErrno("open " + path);
+  if (file < 0) return failureFromErrno("open", path);
   return OwnedDescriptor(file);
 }
 
@@ -146,16 +146,15 @@ void WatchedPath::followParent() {
 Result<Done> WatchedPath::watchParent() {
   if (!isFolder_) return Done{};
   const auto parent = addParent();
+  if (!parent && parent.failure().cause != FailureCause::notFound) return parent.failure();
   inotify_.release(std::exchange(parent_, parent ? parent.value() : -1));
-  if (!parent) return parent.failure();
   return Done{};
 }
 
 Result<int> WatchedPath::addParent() {
-  const OwnedDescriptor folder(
-      systemCalls().openat(file_.number(), "..", O_PATH | O_DIRECTORY | O_CLOEXEC));
-  if (!folder) return failureFromErrno("open the directory above");
-  return inotify_.add(folder, parentEvents);
+  const auto folder = openAt(file_.number(), "..", O_PATH | O_DIRECTORY);
+  if (!folder) return folder.failure();
+  return inotify_.add(folder.value(), parentEvents);
 }
 
 Result<bool> WatchedPath::isDeleted() const {

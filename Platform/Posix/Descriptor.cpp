@@ -11,13 +11,14 @@
 namespace corvane::Platform::Descriptor {
 namespace {
 
-/// After a failed call: true when it is worth repeating, if need be after `descriptor` has become
-/// ready.
-bool mayRepeat(int descriptor, short event) {
-  if (errno == EINTR) return true;
-  if (errno != EAGAIN && errno != EWOULDBLOCK) return false;
+/// After a call that failed with `error`: true when it is worth repeating, if need be after
+/// `descriptor` has become ready.
+bool mayRepeat(int error, int descriptor, short event) {
+  if (error == EINTR) return true;
+  if (error != EAGAIN && error != EWOULDBLOCK) return false;
   pollfd ready{descriptor, event, 0};
-  return systemCalls().poll(&ready, 1, -1) > 0 || errno == EINTR;
+  systemCalls().poll(&ready, 1, -1);
+  return true;
 }
 
 }  // namespace
@@ -35,7 +36,8 @@ Result<std::size_t> readSome(int descriptor, std::span<std::byte> bytes) {
   for (;;) {
     const ssize_t count = systemCalls().read(descriptor, bytes.data(), bytes.size());
     if (count >= 0) return static_cast<std::size_t>(count);
-    if (!mayRepeat(descriptor, POLLIN)) return failureFromErrno("read");
+    const int error = errno;
+    if (!mayRepeat(error, descriptor, POLLIN)) return failureFrom(error, "read");
   }
 }
 
@@ -44,9 +46,10 @@ Result<Done> writeAll(int descriptor, ByteView bytes) {
     const ssize_t count = systemCalls().write(descriptor, bytes.data(), bytes.size());
     if (count >= 0) {
       bytes = bytes.subspan(static_cast<std::size_t>(count));
-    } else if (!mayRepeat(descriptor, POLLOUT)) {
-      return failureFromErrno("write");
+      continue;
     }
+    const int error = errno;
+    if (!mayRepeat(error, descriptor, POLLOUT)) return failureFrom(error, "write");
   }
   return Done{};
 }

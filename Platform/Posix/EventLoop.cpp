@@ -90,8 +90,8 @@ void EventLoop::turnUntil(Clock::time_point end) {
   do {
     if (!runTasks(end)) return;
     const auto deadline = timers_.empty() ? end : std::min(end, timers_.begin()->first.first);
-    const bool isWoken = poller_.wait(tasks_.empty() ? deadline : Clock::time_point::min(), ready_);
-    if (isWoken) takePostedElsewhere();
+    poller_.wait(tasks_.empty() ? deadline : Clock::time_point::min(), ready_);
+    takePostedElsewhere();
     callHandlers();
     runTimers();
   } while (!tasks_.empty() || Clock::now() < end);

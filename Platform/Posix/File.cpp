@@ -28,6 +28,7 @@ FailureCause causeOf(int error) {
     case EROFS:
     case ELOOP:
     case ENOSYS:
+    case EPROTOTYPE:
       return FailureCause::notPermitted;
     case ENOSPC:
     case EDQUOT:
@@ -93,43 +94,33 @@ bool isFolder(const std::string& path, Links links) {
 
 }  // namespace
 
-Failure failureFromErrno(const std::string& operation) {
-  const int error = errno;
-  return {causeOf(error), operation + ": " + std::generic_category().message(error)};
+Failure failureFrom(int error, std::string_view operation, std::string_view subject) {
+  std::string text(operation);
+  if (!subject.empty()) text.append(" ").append(subject);
+  return {causeOf(error), text + ": " + std::generic_category().message(error)};
 }
 
-Result<File> File::open(const std::string& path, Access access, SystemCalls& calls) {
+Failure failureFromErrno(std::string_view operation, std::string_view subject) {
+  return failureFrom(errno, operation, subject);
+}
+
+Result<File> File::open(const std::string& path, Access access) {
   // Not to wait: what stands in a file's place may be a pipe that nobody writes to.
-  const int flags = flagsOf(access) | O_CLOEXEC | O_NONBLOCK;
-  const int descriptor = retrying([&] { return calls.open(path.c_str(), flags, 0600); });
-  if (descriptor < 0) return failureFromErrno("open " + path);
-  return File(descriptor, calls);
-}
-
-File::File(File&& other) noexcept
-    : descriptor_(std::exchange(other.descriptor_, -1)), calls_(other.calls_) {}
-
-File& File::operator=(File&& other) noexcept {
-  std::swap(descriptor_, other.descriptor_);
-  std::swap(calls_, other.calls_);
-  return *this;
-}
-
-File::~File() {
-  if (descriptor_ >= 0)
-    calls_->close(descriptor_);  // never repeated: after EINTR it may be another's
+  auto descriptor = openAt(AT_FDCWD, path, flagsOf(access) | O_NONBLOCK, 0600);
+  if (!descriptor) return descriptor.failure();
+  return File(std::move(descriptor).value());
 }
 
 Result<std::size_t> File::append(ByteView bytes) {
   const ssize_t written =
-      retrying([&] { return calls_->write(descriptor_, bytes.data(), bytes.size()); });
+      retrying([&] { return systemCalls().write(descriptor(), bytes.data(), bytes.size()); });
   if (written < 0) return failureFromErrno("write");
   return static_cast<std::size_t>(written);
 }
 
 Result<std::size_t> File::read(std::span<std::byte> bytes) {
   const ssize_t count =
-      retrying([&] { return calls_->read(descriptor_, bytes.data(), bytes.size()); });
+      retrying([&] { return systemCalls().read(descriptor(), bytes.data(), bytes.size()); });
   if (count < 0) return failureFromErrno("read");
   return static_cast<std::size_t>(count);
 }
@@ -154,8 +145,8 @@ Result<std::size_t> File::readAt(std::span<std::byte> bytes, std::uint64_t offse
   std::size_t filled = 0;
   while (filled < bytes.size()) {
     const ssize_t count = retrying([&] {
-      return calls_->pread(descriptor_, bytes.data() + filled, bytes.size() - filled,
-                           static_cast<off_t>(offset + filled));
+      return systemCalls().pread(descriptor(), bytes.data() + filled, bytes.size() - filled,
+                                 static_cast<off_t>(offset + filled));
     });
     if (count < 0) return failureFromErrno("read");
     if (count == 0) break;
@@ -166,14 +157,15 @@ Result<std::size_t> File::readAt(std::span<std::byte> bytes, std::uint64_t offse
 
 Result<std::size_t> File::writeAt(ByteView first, ByteView second, std::uint64_t offset) {
   const iovec pieces[] = {piece(first), piece(second)};
-  const ssize_t written =
-      retrying([&] { return calls_->pwritev(descriptor_, pieces, 2, static_cast<off_t>(offset)); });
+  const ssize_t written = retrying(
+      [&] { return systemCalls().pwritev(descriptor(), pieces, 2, static_cast<off_t>(offset)); });
   if (written < 0) return failureFromErrno("write");
   return static_cast<std::size_t>(written);
 }
 
 Result<Done> File::truncate(std::uint64_t size) {
-  if (retrying([&] { return calls_->ftruncate(descriptor_, static_cast<off_t>(size)); }) != 0) {
+  if (retrying([&] { return systemCalls().ftruncate(descriptor(), static_cast<off_t>(size)); }) !=
+      0) {
     return failureFromErrno("truncate");
   }
   return Done{};
@@ -181,7 +173,7 @@ Result<Done> File::truncate(std::uint64_t size) {
 
 Result<File::Status> File::status() const {
   struct stat status = {};
-  if (retrying([&] { return calls_->fstat(descriptor_, &status); }) != 0) {
+  if (retrying([&] { return systemCalls().fstat(descriptor(), &status); }) != 0) {
     return failureFromErrno("fstat");
   }
   return statusFrom(status);
@@ -200,20 +192,22 @@ Result<Done> File::unlock() {
 }
 
 Result<Done> File::changeLock(int operation) {
-  if (retrying([&] { return calls_->flock(descriptor_, operation); }) != 0) {
+  if (retrying([&] { return systemCalls().flock(descriptor(), operation); }) != 0) {
     return failureFromErrno("flock");
   }
   return Done{};
 }
 
-Result<File::Status> statusOf(const std::string& path, SystemCalls& calls) {
+Result<File::Status> statusOf(const std::string& path) {
   struct stat status = {};
-  if (calls.stat(path.c_str(), &status) != 0) return failureFromErrno("stat " + path);
+  if (retrying([&] { return systemCalls().stat(path.c_str(), &status); }) != 0)
+    return failureFromErrno("stat", path);
   return statusFrom(status);
 }
 
-Result<Done> removeFile(const std::string& path, SystemCalls& calls) {
-  if (calls.unlink(path.c_str()) != 0) return failureFromErrno("unlink " + path);
+Result<Done> removeFile(const std::string& path) {
+  if (retrying([&] { return systemCalls().unlink(path.c_str()); }) != 0)
+    return failureFromErrno("unlink", path);
   return Done{};
 }
 
@@ -222,11 +216,11 @@ Result<Done> makeFolders(const std::string& base, const std::string& below, Link
   while (end < below.size()) {
     end = std::min(below.find('/', end + 1), below.size());
     const std::string path = base + "/" + below.substr(0, end);
-    if (isFolder(path, links) || systemCalls().mkdir(path.c_str(), 0700) == 0) continue;
-    if (errno != EEXIST) return failureFromErrno("mkdir " + path);
-    if (isFolder(path, links)) continue;  // another process was quicker
-    errno = ENOTDIR;
-    return failureFromErrno("mkdir " + path);
+    if (isFolder(path, links)) continue;
+    if (retrying([&] { return systemCalls().mkdir(path.c_str(), 0700); }) == 0) continue;
+    const int error = errno;
+    if (error == EEXIST && isFolder(path, links)) continue;  // another process was quicker
+    return failureFrom(error == EEXIST ? ENOTDIR : error, "mkdir", path);
   }
   return Done{};
 }

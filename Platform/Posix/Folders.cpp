@@ -10,13 +10,27 @@
 #include "Platform/SystemCalls.h"
 
 namespace corvane::Platform::Folders {
+namespace {
+
+Result<OwnedDescriptor> openBelow(int folder, const std::string& name) {
+  auto opened = openAt(folder, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW);
+  if (opened || opened.failure().cause != FailureCause::notPermitted) return opened;
+  struct stat status =
+      {};  // macOS does not permit to open a link, Linux says that it is no directory
+  if (systemCalls().fstatat(folder, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 &&
+      S_ISLNK(status.st_mode))
+    return Failure{FailureCause::notFound, name + " is a symbolic link"};
+  return opened;
+}
+
+}  // namespace
 
 Result<OwnedDescriptor> open(const OwnedDescriptor& folder, const std::string& name) {
-  return openAt(folder.number(), name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW);
+  return openBelow(folder.number(), name);
 }
 
 Result<OwnedDescriptor> open(const std::string& path) {
-  return openAt(AT_FDCWD, path, O_RDONLY | O_DIRECTORY | O_NOFOLLOW);
+  return openBelow(AT_FDCWD, path);
 }
 
 Result<std::vector<std::string>> entries(const OwnedDescriptor& folder) {

@@ -53,7 +53,8 @@ Result<std::size_t> NonBlockingOutput::write(ByteView bytes) {
       count = writeWhatSurelyFits(given_, bytes);
     }
     if (count >= 0) return static_cast<std::size_t>(count);
-    if (errno == EAGAIN || errno == EWOULDBLOCK) return std::size_t{0};
+    if (errno == EAGAIN || errno == EWOULDBLOCK || errno == ENOMEM || errno == ENOBUFS)
+      return std::size_t{0};
     if (errno != EINTR) return failureFromErrno("write");
   }
 }

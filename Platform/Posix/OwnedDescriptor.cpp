@@ -18,7 +18,7 @@ Result<OwnedDescriptor> openAt(int folder, const std::string& path, int flags, m
   for (;;) {
     const int opened = systemCalls().openat(folder, path.c_str(), flags | O_CLOEXEC, mode);
     if (opened >= 0) return OwnedDescriptor(opened);
-    if (errno != EINTR) return failureFromErrno("open " + path);
+    if (errno != EINTR) return failureFromErrno("open", path);
   }
 }
 

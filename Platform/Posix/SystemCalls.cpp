@@ -14,6 +14,7 @@ namespace corvane::Platform {
 namespace {
 
 constinit SystemCalls theSystem;
+constinit SystemCalls* callsInUse = &theSystem;
 
 }  // namespace
 
@@ -138,13 +139,15 @@ int SystemCalls::startThread(void* (*body)(void*), void* argument) {
   return 0;
 }
 
-constinit SystemCalls* SystemCalls::inUse_ = &theSystem;
+SystemCalls& SystemCalls::inUse() {
+  return *callsInUse;
+}
 
-SystemCalls::Replacement::Replacement(SystemCalls& calls) : replaced_(inUse_) {
-  inUse_ = &calls;
+SystemCalls::Replacement::Replacement(SystemCalls& calls) : replaced_(callsInUse) {
+  callsInUse = &calls;
 }
 SystemCalls::Replacement::~Replacement() {
-  inUse_ = replaced_;
+  callsInUse = replaced_;
 }
 
 }  // namespace corvane::Platform

@@ -27,7 +27,7 @@ Result<std::string> GroupContainers::folderOf(const std::string& identifier) {
   } while (result != 0 && errno == EINTR);
   if (result != 0 && errno == ENOENT)
     return Failure{FailureCause::notFound, place.value() + " is missing"};
-  if (result != 0) return failureFromErrno("stat " + place.value());
+  if (result != 0) return failureFromErrno("stat", place.value());
   if (!S_ISDIR(status.st_mode))
     return Failure{FailureCause::other, place.value() + " is not a directory"};
   return place;

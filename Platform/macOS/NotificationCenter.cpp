@@ -92,21 +92,25 @@ class NotificationCenter::Implementation {
   };
 
   void listenToMissing() {
-    std::vector<SharedCallback> late;
+    std::vector<std::string> late;
     for (auto at = missing_.begin(); at != missing_.end();) {
       if (listen(at->first) != NOTIFY_STATUS_OK) {
         ++at;
         continue;
       }
       registrations_[at->first].callback = at->second.callback;
-      if (at->second.audience == Audience::manyProcesses) late.push_back(at->second.callback);
+      if (at->second.audience == Audience::manyProcesses) late.push_back(at->first);
       at = missing_.erase(at);
     }
     listenAgain_ = {};
     if (!missing_.empty())
       listenAgain_ =
           loop_.at(EventLoop::now() + EventLoop::retryPause, [this] { listenToMissing(); });
-    for (const SharedCallback& callback : late) (*callback)();
+    for (const std::string& name : late) {
+      const auto found = registrations_.find(name);
+      if (found == registrations_.end()) continue;
+      if (const SharedCallback callback = found->second.callback) (*callback)();
+    }
   }
 
   /// Registers `name` unless it is registered. Returns the status of notify(3).

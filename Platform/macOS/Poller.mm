@@ -70,7 +70,7 @@ class Poller::Implementation {
       change(removed.mapped().descriptor, removed.mapped().filter, EV_DELETE, 0, 0);
   }
 
-  bool wait(Clock::time_point end, std::vector<std::uint64_t>& ready) {
+  void wait(Clock::time_point end, std::vector<std::uint64_t>& ready) {
     const std::size_t before = ready.size();
     const bool isWoken = take(ready);
     const auto now = Clock::now();
@@ -80,7 +80,7 @@ class Poller::Implementation {
       if (blocks) CFFileDescriptorEnableCallBacks(queueReader_, kCFFileDescriptorReadCallBack);
       CFRunLoopRunInMode(kCFRunLoopDefaultMode, left.count(), true);
     }
-    return blocks ? take(ready) : isWoken;
+    if (blocks) take(ready);
   }
 
   void wake() { change(0, EVFILT_USER, 0, NOTE_TRIGGER, 0); }
@@ -136,8 +136,8 @@ void Poller::remove(std::uint64_t id) {
   implementation_->remove(id);
 }
 
-bool Poller::wait(Clock::time_point end, std::vector<std::uint64_t>& ready) {
-  return implementation_->wait(end, ready);
+void Poller::wait(Clock::time_point end, std::vector<std::uint64_t>& ready) {
+  implementation_->wait(end, ready);
 }
 
 void Poller::wake() {

@@ -95,7 +95,7 @@ Result<OwnedDescriptor> FileEventSource::open(const std::string& path) {
   do {
     file = systemCalls().open(path.c_str(), O_EVTONLY | O_CLOEXEC);
   } while (file < 0 && errno == EINTR);
-  if (file < 0) return failureFromErrno("open " + path);
+  if (file < 0) return failureFromErrno("open", path);
   return OwnedDescriptor(file);
 }
 

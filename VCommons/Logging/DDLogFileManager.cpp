@@ -28,12 +28,10 @@ Result<std::vector<std::string>> namesIn(const std::string& path) {
 }  // namespace
 
 DDLogFileManager::DDLogFileManager(std::string folder, std::string applicationName,
-                                   std::size_t maximumNumberOfLogFiles,
-                                   Platform::SystemCalls& calls)
+                                   std::size_t maximumNumberOfLogFiles)
     : folder_(std::move(folder)),
       namePrefix_(std::move(applicationName) + " "),
-      maximumNumberOfLogFiles_(maximumNumberOfLogFiles),
-      calls_(&calls) {}
+      maximumNumberOfLogFiles_(maximumNumberOfLogFiles) {}
 
 Result<std::vector<DDLogFileInfo>> DDLogFileManager::sortedLogFiles() const {
   std::vector<DDLogFileInfo> files;
@@ -62,7 +60,7 @@ Result<std::optional<DDLogFileInfo>> DDLogFileManager::newestLogFile() const {
 bool DDLogFileManager::mayHaveChanged() {
   const auto now = std::chrono::system_clock::now();
   const auto before = std::exchange(lastLook_, std::nullopt);
-  const auto status = Platform::statusOf(folder_, *calls_);
+  const auto status = Platform::statusOf(folder_);
   if (!status) return true;
   const Look look = {status->device, status->inode, status->changed};
   if (now - look.changed > stampGranularity) lastLook_ = look;
@@ -77,7 +75,7 @@ bool DDLogFileManager::makeFolder() {
 }
 
 Result<Platform::File> DDLogFileManager::lockFolder() const {
-  auto folder = Platform::File::open(folder_, Platform::File::Access::read, *calls_);
+  auto folder = Platform::File::open(folder_, Platform::File::Access::read);
   if (!folder) return folder;
   const auto locked = folder->tryLock();
   if (!locked) return locked.failure();
@@ -85,7 +83,7 @@ Result<Platform::File> DDLogFileManager::lockFolder() const {
 }
 
 Result<Platform::File> DDLogFileManager::open(const DDLogFileInfo& info) const {
-  return Platform::File::open(pathOf(info), Platform::File::Access::append, *calls_);
+  return Platform::File::open(pathOf(info), Platform::File::Access::append);
 }
 
 Result<DDLogFileManager::Made> DDLogFileManager::create(VCSDate::Date now) const {
@@ -95,7 +93,7 @@ Result<DDLogFileManager::Made> DDLogFileManager::create(VCSDate::Date now) const
   const auto created = newest ? std::max(now, newest->created + std::chrono::milliseconds(1)) : now;
   DDLogFileInfo info = {namePrefix_ + VCSDate::formatted(created, datePattern), created};
   info.name += nameSuffix;
-  auto file = Platform::File::open(pathOf(info), Platform::File::Access::makeAppend, *calls_);
+  auto file = Platform::File::open(pathOf(info), Platform::File::Access::makeAppend);
   if (!file) return file.failure();
   return Made{std::move(file).value(), std::move(info)};
 }
@@ -116,7 +114,7 @@ void DDLogFileManager::deleteOldLogFiles() const {
   if (!files) return;
   for (std::size_t i = maximumNumberOfLogFiles_; i < files.value().size(); ++i) {
     // Another host may have been quicker.
-    [[maybe_unused]] const auto removed = Platform::removeFile(pathOf(files.value()[i]), *calls_);
+    [[maybe_unused]] const auto removed = Platform::removeFile(pathOf(files.value()[i]));
   }
 }
 

@@ -8,7 +8,6 @@
 
 #include "Base/Result.h"
 #include "Platform/File.h"
-#include "Platform/SystemCalls.h"
 #include "VCommons/VCSDate.h"
 
 namespace corvane {
@@ -26,8 +25,7 @@ class DDLogFileManager {
  public:
   /// `folder` need not exist and is not touched yet. `maximumNumberOfLogFiles`: 0 means no limit.
   DDLogFileManager(std::string folder, std::string applicationName,
-                   std::size_t maximumNumberOfLogFiles,
-                   Platform::SystemCalls& calls = Platform::SystemCalls::system());
+                   std::size_t maximumNumberOfLogFiles);
 
   /// All log files, the newest first; none when the folder is missing or a symbolic link. Fails
   /// when it can't be listed.
@@ -88,7 +86,6 @@ class DDLogFileManager {
   std::string folder_;
   std::string namePrefix_;
   std::size_t maximumNumberOfLogFiles_;
-  Platform::SystemCalls* calls_;
   std::optional<Look> lastLook_;  // none: the next look counts as a change
 };
 

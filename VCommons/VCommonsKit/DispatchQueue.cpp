@@ -30,7 +30,8 @@ void DispatchQueue::async(Task task) {
 bool DispatchQueue::enqueue(Task& task) {
   const std::lock_guard lock(mutex_);
   if (!startWorker() && runs_ != std::this_thread::get_id()) return false;
-  items_.push_back({added_++, std::move(task)});
+  items_.push_back({added_, std::move(task)});
+  ++added_;  // not before: there may be no memory for the task
   return true;
 }
 

@@ -18,6 +18,7 @@ CallerApplication::CallerApplication()
 
 std::string CallerApplication::name(const Platform::RunningApplications& applications) {
   if (name_) return *name_;
+  if (!path_) path_ = VCSSystemUtils::execPathForPid(process_);  // that may have failed for once
   const auto application = applications.applicationOf(process_);
   std::string name = nameOf(application ? application.value() : std::nullopt);
   if (application) name_ = name;  // otherwise it is looked up again

@@ -24,7 +24,7 @@ class CallerApplication {
       const std::optional<Platform::RunningApplication>& application) const;
 
   const pid_t process_;
-  const std::optional<std::string> path_;
+  std::optional<std::string> path_;
   std::optional<std::string> name_;
 };
 

@@ -9,6 +9,7 @@
 #include <thread>
 
 #include "Base/ErrorObject.h"
+#include "Platform/SystemCalls.h"
 #include "SharedComponents/ExtensionBrowserApi/EBAAppStateResponse.h"
 #include "SharedComponents/ExtensionBrowserApi/EBACurrentFilteringStateResponse.h"
 #include "tests/Support/LogCollector.h"
@@ -35,8 +36,8 @@ struct FailingCalls : Platform::SystemCalls {
     error_ = error;
     hasFired = false;
   }
-  int open(const char* path, int flags, mode_t mode) override {
-    return fires() ? -1 : SystemCalls::open(path, flags, mode);
+  int openat(int folder, const char* path, int flags, mode_t mode) override {
+    return fires() ? -1 : SystemCalls::openat(folder, path, flags, mode);
   }
   ssize_t pread(int descriptor, void* bytes, std::size_t count, off_t offset) override {
     if (!fires()) return SystemCalls::pread(descriptor, bytes, count, offset);

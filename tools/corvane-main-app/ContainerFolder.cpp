@@ -27,7 +27,7 @@ Result<std::string> pathOf(const std::optional<std::string>& folder) {
 
 Result<Done> check(const std::string& path) {
   struct stat status = {};
-  if (::stat(path.c_str(), &status) != 0) return Platform::failureFromErrno("stat " + path);
+  if (::stat(path.c_str(), &status) != 0) return Platform::failureFromErrno("stat", path);
   if (status.st_uid != ::geteuid())
     return Failure{FailureCause::notPermitted, path + " belongs to somebody else"};
   if ((status.st_mode & (S_IWGRP | S_IWOTH)) != 0)

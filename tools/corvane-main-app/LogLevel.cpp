@@ -44,7 +44,7 @@ Result<Done> LogLevel::set(std::int64_t level) {
                            std::string(Configuration::AppGroupIdentifier) + ".plist";
   if (auto written = writeNew(path + ".new", settingsWith(level)); !written) return written;
   if (std::rename((path + ".new").c_str(), path.c_str()) != 0)
-    return Platform::failureFromErrno("rename " + path);
+    return Platform::failureFromErrno("rename", path);
   center_.post(notificationName("appReconfig"));
   return Done{};
 }

@@ -34,7 +34,7 @@ Fault absentContainer(const std::string& path) {
 std::optional<Fault> containerFault(const std::string& path) {
   struct stat status = {};
   if (::stat(path.c_str(), &status) != 0) {
-    const Failure why = Platform::failureFromErrno("stat " + path);
+    const Failure why = Platform::failureFromErrno("stat", path);
     if (why.cause == FailureCause::notPermitted)
       return Fault{"not permitted to look at the shared folder " + path,
                    "let this user enter the folders above it"};

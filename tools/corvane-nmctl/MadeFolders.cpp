@@ -35,7 +35,7 @@ bool exists(const std::string& path) {
 Result<Done> makeOne(const std::string& folder, mode_t mode) {
   if (::mkdir(folder.c_str(), mode) != 0) {
     if (errno == EEXIST) return Done{};  // somebody else has just made it
-    return Platform::failureFromErrno("mkdir " + folder);
+    return Platform::failureFromErrno("mkdir", folder);
   }
   auto noted = replaceFile(noteIn(folder), MadeFolders::noteText, 0600);
   if (!noted) ::rmdir(folder.c_str());

@@ -54,7 +54,7 @@ Result<std::vector<const Browser*>> selectedBrowsers(const Selection& selection)
 Result<Done> checkOwner(std::string path, uid_t user) {
   struct stat status = {};
   while (::stat(path.c_str(), &status) != 0) {
-    if (errno != ENOENT || path.rfind('/') == 0) return Platform::failureFromErrno("stat " + path);
+    if (errno != ENOENT || path.rfind('/') == 0) return Platform::failureFromErrno("stat", path);
     path.resize(path.rfind('/'));
   }
   if (status.st_uid == user) return Done{};

@@ -31,7 +31,7 @@ Result<Done> writeNew(const std::string& path, std::string_view text, mode_t mod
   if (auto written = Platform::Descriptor::writeAll(descriptor, bytesOf(text)); !written)
     return written;
   if (::fchmod(descriptor, mode) != 0 || ::fsync(descriptor) != 0)
-    return Platform::failureFromErrno("write " + path);
+    return Platform::failureFromErrno("write", path);
   return Done{};
 }
 
@@ -69,7 +69,7 @@ Result<Done> replaceFile(const std::string& path, std::string_view text, mode_t 
   const std::string part = path + "." + std::to_string(::getpid()) + std::string(partSuffix);
   auto outcome = writeNew(part, text, mode);
   if (outcome && std::rename(part.c_str(), path.c_str()) != 0)
-    outcome = Platform::failureFromErrno("rename to " + path);
+    outcome = Platform::failureFromErrno("rename to", path);
   if (!outcome && outcome.failure().cause != FailureCause::alreadyExists) ::unlink(part.c_str());
   return outcome;
 }

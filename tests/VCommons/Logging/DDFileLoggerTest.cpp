@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "Platform/FileAttributes.h"
+#include "Platform/SystemCalls.h"
 #include "VCommons/VCLLogger.h"
 #include "VCommons/VCommonsKit/VCLog.h"
 #include "tests/Support/TemporaryFolder.h"
@@ -27,8 +28,8 @@ class FullDisk : public Platform::SystemCalls {
   ssize_t write(int descriptor, const void* bytes, std::size_t count) override {
     return room == 0 ? full() : SystemCalls::write(descriptor, bytes, std::min(count, room));
   }
-  int open(const char* path, int flags, mode_t mode) override {
-    return mayOpen ? SystemCalls::open(path, flags, mode) : full();
+  int openat(int folder, const char* path, int flags, mode_t mode) override {
+    return mayOpen ? SystemCalls::openat(folder, path, flags, mode) : full();
   }
   int flock(int descriptor, int operation) override {
     if (beforeLock) std::exchange(beforeLock, nullptr)();
@@ -48,7 +49,7 @@ class FullDisk : public Platform::SystemCalls {
 class DDFileLoggerTest : public ::testing::Test {
  protected:
   std::unique_ptr<DDFileLogger> host() {
-    return std::make_unique<DDFileLogger>(DDLogFileManager(path_, "app", 7, disk_), limits_,
+    return std::make_unique<DDFileLogger>(DDLogFileManager(path_, "app", 7), limits_,
                                           [this] { return now_; });
   }
   void log(DDFileLogger& logger, const std::string& text) const {
@@ -80,6 +81,7 @@ class DDFileLoggerTest : public ::testing::Test {
   const testing::TemporaryFolder folder_;
   const std::string path_ = folder_.path().string() + "/corvane-nm";
   FullDisk disk_;
+  const Platform::SystemCalls::Replacement replacement_{disk_};
   std::chrono::system_clock::time_point now_{milliseconds(1709647629123)};
   const DDFileLogger::Limits limits_ = {hours(24), 512000, 7};
   const std::string first_ = "2024-03-05--14-07-09-123";
@@ -250,7 +252,7 @@ TEST_F(DDFileLoggerTest, FileAndFolderMayGoAtAnyTime) {
 
 TEST_F(DDFileLoggerTest, VCLLoggerChangesTheLevelAfterTheRoll) {
   DDLog dispatcher([this] { return now_; });
-  VCLLogger logger({dispatcher, "app", nullptr, limits_, [this] { return now_; }, disk_});
+  VCLLogger logger({dispatcher, "app", nullptr, limits_, [this] { return now_; }});
   logger.initLogger(path_);
   std::string events;
   const auto note = [&](const char* what) {
