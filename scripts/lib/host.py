@@ -13,6 +13,7 @@ import pwd
 import re
 import select
 import shutil
+import signal
 import socket
 import struct
 import subprocess
@@ -324,6 +325,19 @@ class MainApplication:
     def errors(self):
         self.error_file.seek(0)
         return self.error_file.read().decode(errors="replace")
+
+
+def kill_launched():
+    """Kills all main applications of this mount namespace, which is the test's own: those that
+    hosts have started, and second starts that are just ending."""
+    ours = (Path(MAIN_APPLICATION).resolve(), Path("/proc/self/ns/mnt").readlink())
+    for process in Path("/proc").glob("[0-9]*"):
+        with contextlib.suppress(OSError):  # it is gone, or somebody else's
+            if ((process / "exe").readlink(), (process / "ns/mnt").readlink()) == ours:
+                handle = os.pidfd_open(int(process.name))
+                signal.pidfd_send_signal(handle, signal.SIGKILL)
+                wait_for(handle, select.POLLIN, time.monotonic() + DEADLINE)
+                os.close(handle)
 
 
 def wait_for(descriptor, event, end):

@@ -1,17 +1,15 @@
 """The host and the stand-in for the main application together, as the browser sees them."""
 
 import concurrent.futures
-import contextlib
 import json
 import os
 import select
 import signal
 import time
 import unittest
-from pathlib import Path
 
-from host import (APPLICATION, DEADLINE, MAIN_APPLICATION, PUSH, Container, Host, MainApplication,
-                  request, wait_for)
+from host import (APPLICATION, MAIN_APPLICATION, PUSH, Container, Host, MainApplication,
+                  kill_launched, request)
 
 URL = "https://example.org/page"
 CALLER = os.path.basename(os.path.realpath("/proc/self/exe"))
@@ -161,18 +159,7 @@ class Announcements(unittest.TestCase):
     def setUp(self):
         self.container = Container()
         self.running = self.container.folder / "Applications" / APPLICATION
-        self.addCleanup(self.kill_launched)
-
-    def kill_launched(self):
-        """Kills all that launching has started here, a second start that is just ending, too."""
-        ours = (Path(MAIN_APPLICATION).resolve(), Path("/proc/self/ns/mnt").readlink())
-        for process in Path("/proc").glob("[0-9]*"):
-            with contextlib.suppress(OSError):  # it is gone, or somebody else's
-                if ((process / "exe").readlink(), (process / "ns/mnt").readlink()) == ours:
-                    handle = os.pidfd_open(int(process.name))
-                    signal.pidfd_send_signal(handle, signal.SIGKILL)
-                    wait_for(handle, select.POLLIN, time.monotonic() + DEADLINE)
-                    os.close(handle)
+        self.addCleanup(kill_launched)
 
     def install(self, command_line):
         entries = self.container.folder.parents[1] / "applications"
@@ -214,7 +201,7 @@ class Announcements(unittest.TestCase):
             self.assertEqual((reply["appState"]["isRunning"], reply["appState"]["locale"]),
                              (True, "%"))
         self.assertEqual(len(list(self.running.glob("[0-9]*"))), 1)
-        self.kill_launched()
+        kill_launched()
         push = host.receive()
         while push["appState"]["isRunning"]:  # what it had announced
             push = host.receive()
