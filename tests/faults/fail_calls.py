@@ -335,6 +335,8 @@ class Launch(Exchange):
 
     def end_application(self):
         ran = self.says_running()
+        if not ran:  # it may have been started all the same
+            select.select([], [], [], 0.1)
         kill_launched()
         if ran:
             expect(self.push(False, 1.5), "nothing")
