@@ -382,10 +382,8 @@ class AppReconfig(Exchange):
         super().prove()
 
 
-class Start(Exchange):
+class Start(AppReconfig):
     """A process each time, without logs, up to its first reply and the cleaning that follows."""
-
-    level = 7
 
     def ready(self):
         if not hasattr(self, "usual"):
@@ -416,8 +414,9 @@ class Start(Exchange):
             return
         self.host.send(b"bad")  # begins a log, if none was begun
         self.application.command("announce")
-        with contextlib.suppress(Missing):  # it may be about to look again
+        with contextlib.suppress(Missing):  # it may be about to listen again
             self.push(True, RETRY)
+        self.reconfigure(15, RETRY)
         super().prove()
         self.application.kill()
         expect(self.push(False, 1.5), "nothing")
