@@ -403,6 +403,8 @@ class Start(AppReconfig):
             select.select([], [], [], 0.05)
             return outcome
         except (Missing, BrokenPipeError):
+            with contextlib.suppress(AssertionError, ProcessLookupError):
+                self.host.wait(RETRY)
             if self.host.process.poll() != -signal.SIGABRT or self.host.process.stdout.read() \
                     or not re.fullmatch(STOPPED, self.host.errors()):
                 raise
