@@ -28,6 +28,10 @@ void ApplicationObservation::look() {
     changed_(static_cast<int>(instances_.size()));
 }
 
+void ApplicationObservation::lookAgainIfUnknown() {
+  if (again_) again_ = loop_.at(EventLoop::now(), [this] { look(); });
+}
+
 void ApplicationObservation::reportEnded() {
   for (auto at = instances_.begin(); at != instances_.end();) {
     if (!at->second.instance.hasEnded()) {

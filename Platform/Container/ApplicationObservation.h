@@ -34,6 +34,9 @@ class ApplicationObservation {
   /// Looks again and reports what has changed.
   void look();
 
+  /// Looks again in the loop's next turn, if the last look left something unknown.
+  void lookAgainIfUnknown();
+
  private:
   struct Watched {
     RunningInstance instance;

@@ -98,6 +98,8 @@ Result<int> RunningApplications::instancesOf(const std::string& bundleIdentifier
 }
 
 Result<bool> RunningApplications::isRunning(const std::string& bundleIdentifier) const {
+  const auto observation = observations_->byIdentifier.find(bundleIdentifier);
+  if (observation != observations_->byIdentifier.end()) observation->second->lookAgainIfUnknown();
   Look& known = found_->byIdentifier[bundleIdentifier];
   const bool isKnown = known.instance ? !known.instance->hasEnded()
                                       : known.folder && known.stamp.holdsFor(known.folder);
