@@ -28,7 +28,10 @@ const std::optional<std::string>& GroupContainer::dataUrl() {
 
 Result<Done> GroupContainer::pickUpLogLevel(VCLLogger& logger) const {
   const auto settings = Platform::GroupSettings::open(required(), groupIdentifier_);
-  if (!settings) return settings.failure();
+  if (!settings) {
+    return Failure{settings.failure().cause,
+                   "the group settings cannot be opened: " + settings.failure().text};
+  }
   const std::int64_t level = settings->integer(logLevelKey);
   if (level == 0) return Done{};
   if (level < 0 || level > std::numeric_limits<std::uint32_t>::max()) {

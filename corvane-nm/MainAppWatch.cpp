@@ -61,9 +61,8 @@ void MainAppWatch::prepare() {
   VCLogCVerboseTrace({"corvane-nm/main", "prepare()"});
   const auto outcome = shared_.pickUpLogLevel();
   if (outcome) return;
-  Platform::SystemLog::write(
-      Platform::SystemLog::Severity::error,
-      "the log level stays: the group settings cannot be opened: " + outcome.failure().text);
+  Platform::SystemLog::write(Platform::SystemLog::Severity::error,
+                             "the log level stays: " + outcome.failure().text);
 }
 
 }  // namespace corvane

@@ -59,8 +59,7 @@ void startLogging(SharedResources& shared) {
 
 void applyStoredLogLevel(const SharedResources& shared) {
   const auto outcome = shared.pickUpLogLevel();
-  if (!outcome)
-    Platform::hardStop("the group settings cannot be opened: " + outcome.failure().text);
+  if (!outcome) Platform::hardStop(outcome.failure().text);
 }
 
 /// The start-up order, all of it before the first message is read.
