@@ -18,9 +18,9 @@ class NonBlockingOutput {
   NonBlockingOutput& operator=(const NonBlockingOutput&) = delete;
 
   /// Writes as much of `bytes` as the system takes now, with one call where that is possible, and
-  /// returns how much that was; 0 when it takes nothing now: until the descriptor is writable, or
-  /// for want of memory, when it may be writable all the while. Fails when nothing can be written
-  /// any more, as to a pipe without a reader.
+  /// returns how much that was. Returns 0 if nothing can be written now: either the descriptor is
+  /// not writable, or the system lacks memory, in which case it may poll as writable. Fails if
+  /// nothing can ever be written again, for example to a pipe without a reader.
   Result<std::size_t> write(ByteView bytes);
 
   /// The descriptor to watch for writability.

@@ -34,10 +34,10 @@ class GroupContainer {
   /// "Data", the folder of the exchange files; the same rules.
   const std::optional<std::string>& dataUrl();
 
-  /// Reads the log level that the main application has set and hands it to `logger`; 0 or none
-  /// leaves the level as it is. The settings are read anew at each call. Fails, with the level
-  /// unchanged, when they can't be read. The process stops when the level does not fit 32 unsigned
-  /// bits.
+  /// Sets `logger` to the log level that the main application has stored; 0 or none leaves it
+  /// unchanged. Reads the settings at each call. Fails, with the level unchanged, if they can't be
+  /// read or if the level does not fit in 32 unsigned bits. Stops the process if there is no
+  /// container.
   Result<Done> pickUpLogLevel(VCLLogger& logger) const;
 
  private:

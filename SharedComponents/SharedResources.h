@@ -38,7 +38,8 @@ class SharedResources {
   /// Why there is no logs directory.
   [[nodiscard]] const std::string& logsFailure() const { return container_.logsFailure(); }
 
-  /// Applies the log level that the main application has set.
+  /// Applies the stored log level. Fails, with the level unchanged, as
+  /// GroupContainer::pickUpLogLevel does.
   Result<Done> pickUpLogLevel() const;
 
   RequestSignalling& signalling() { return signalling_; }

@@ -53,8 +53,8 @@ void FrameWriter::add(GrowingText body) {
   }
 }
 
-/// Writes until the descriptor takes no more, and comes again when it does. A descriptor that is
-/// writable and takes nothing is left alone for a while.
+/// Writes until the descriptor takes no more, then waits until it is writable. If it is writable
+/// but takes nothing (no memory), waits for `retryPause` instead, so that the loop does not spin.
 void FrameWriter::writePending() {
   const std::uint64_t before = writtenBytes_;
   while (!pending_.empty() && writeFirst()) pending_.pop_front();

@@ -37,8 +37,8 @@ class MainAppWatch {
   /// its own in place of a request's. Returns at once.
   void raiseAppSate();
 
-  /// Applies the log level that the main application has set. The level stays, with a line in the
-  /// system log, when the settings can't be read now: they are read again at the next announcement.
+  /// Applies the stored log level. If it can't be read or is out of range, keeps the present level
+  /// and writes an error to the system log; the next announcement reads it again.
   void prepare();
 
  private:

@@ -7,6 +7,11 @@
 #include "Platform/SystemLog.h"
 
 namespace corvane::Platform {
+namespace {
+
+const ApplicationObservation::Changed unreported = [](int) {};
+
+}  // namespace
 
 ApplicationObservation::ApplicationObservation(EventLoop& loop, std::string containerFolder,
                                                std::string bundleIdentifier, Changed changed)
@@ -16,30 +21,33 @@ ApplicationObservation::ApplicationObservation(EventLoop& loop, std::string cont
       changed_(std::move(changed)) {}
 
 Result<int> ApplicationObservation::begin() {
-  isNumberKnown_ = findStarted([](int) {});
+  isNumberKnown_ = findStarted(unreported);
   if (!isNumberKnown_) return Failure{FailureCause::other, "the registry can't be looked at"};
   return static_cast<int>(instances_.size());
 }
 
 void ApplicationObservation::look() {
-  reportEnded();
-  const bool isKnownNow = findStarted(changed_);
-  if (isKnownNow && !std::exchange(isNumberKnown_, true))
-    changed_(static_cast<int>(instances_.size()));
+  const bool wasKnown = isNumberKnown_;
+  const Changed& changed = wasKnown ? changed_ : unreported;
+  reportEnded(changed);
+  const bool isKnownNow = findStarted(changed);
+  if (wasKnown || !isKnownNow) return;
+  isNumberKnown_ = true;
+  changed_(static_cast<int>(instances_.size()));
 }
 
 void ApplicationObservation::lookAgainIfUnknown() {
   if (again_) again_ = loop_.at(EventLoop::now(), [this] { look(); });
 }
 
-void ApplicationObservation::reportEnded() {
+void ApplicationObservation::reportEnded(const Changed& changed) {
   for (auto at = instances_.begin(); at != instances_.end();) {
     if (!at->second.instance.hasEnded()) {
       ++at;
       continue;
     }
     at = instances_.erase(at);
-    changed_(static_cast<int>(instances_.size()));
+    changed(static_cast<int>(instances_.size()));
   }
 }
 

@@ -43,7 +43,7 @@ class ApplicationObservation {
     EventLoop::Registration end = {};
   };
 
-  void reportEnded();
+  void reportEnded(const Changed& changed);
   bool findStarted(const Changed& changed);
   bool findIn(const OwnedDescriptor& folder, const Changed& changed);
   bool add(const OwnedDescriptor& folder, const std::string& name, const Changed& changed);

@@ -67,16 +67,13 @@ class NotificationCenter::Implementation {
     if (std::exchange(isWithdrawn_, true)) return;
     const auto end = EventLoop::now() + NotificationConnections::longestStandstill;
     for (auto& [name, connections] : connections_) connections.finish(end);
-    cleaner_.reset();
     linkAgain_ = {};
-    readable_ = {};
-    if (folders_) {
-      for (const std::string& name : linked_) folders_->unlink(socketName_, name);
-      for (const std::string& name : own_) folders_->removeName(name);
-      folders_->removeSocket(socketName_);
+    for (const std::string& name : own_) {
+      if (linked_.erase(name) == 0) continue;
+      folders_->unlink(socketName_, name);
+      folders_->removeName(name);
     }
-    socket_.reset();
-    folders_.reset();
+    close();
   }
 
  private:
@@ -98,10 +95,14 @@ class NotificationCenter::Implementation {
     return linked;
   }
 
-  /// Somebody has removed the socket or the directory: all names are linked again, to a new one.
+  /// Removes this process's links and socket, as far as they still exist, and forgets them.
   void close() {
     readable_ = {};
     cleaner_.reset();
+    if (folders_) {
+      for (const std::string& name : linked_) folders_->unlink(socketName_, name);
+      folders_->removeSocket(socketName_);
+    }
     socket_.reset();
     folders_.reset();
     linked_.clear();
@@ -145,9 +146,13 @@ class NotificationCenter::Implementation {
   /// can't give one.
   void receive() {
     const auto name = socket_->receive();
-    if (name) return deliver(*name);
-    SystemLog::write(SystemLog::Severity::error,
-                     "notifications are received later: " + name.failure().description());
+    if (name) {
+      isFailing_ = false;
+      return deliver(*name);
+    }
+    if (!std::exchange(isFailing_, true))
+      SystemLog::write(SystemLog::Severity::error,
+                       "notifications are received later: " + name.failure().description());
     readable_ = loop_.at(EventLoop::now() + EventLoop::retryPause, [this] { listen(); });
   }
 
@@ -172,6 +177,7 @@ class NotificationCenter::Implementation {
   std::set<std::string> own_;         // those of them that no other process observes
   EventLoop::Registration readable_;  // or the pause before it is watched again
   EventLoop::Registration linkAgain_;
+  bool isFailing_ = false;  // the socket, which the system log says once
   std::optional<NotificationCleaner> cleaner_;
   bool isWithdrawn_ = false;
 };

@@ -57,7 +57,7 @@ void NotificationConnections::lookAgainSoon() {
   again_ = loop_.at(EventLoop::now() + retryPause, [this] { lookAgain(); });
 }
 
-/// Those that could not be seen at a post get the name now, if they can be seen.
+/// Sends the name to observers that could not be listed when it was posted.
 void NotificationConnections::lookAgain() {
   isLooking_ = !listAnew();
   for (const auto& observer : observers_)
@@ -80,8 +80,8 @@ NotificationConnections::Sent NotificationConnections::sendTo(Observer& observer
   return Sent::taken;
 }
 
-/// Notes that `observer` has one more to get, once there is room. One that refused for another
-/// reason may be writable all the while, so only time is waited for.
+/// Queues one more post for `observer`. If its queue was full, waits until it is writable; after
+/// any other failure only retries by time, because the socket may be writable all along.
 void NotificationConnections::await(Observer& observer, Sent why) {
   observer.pending.push_back(EventLoop::now());
   if (observer.pending.size() > 1) return;
@@ -132,7 +132,7 @@ void NotificationConnections::finish(Clock::time_point end) {
   while (!isIdle() && EventLoop::now() < end) {
     std::vector<pollfd> full;
     for (const auto& observer : observers_) {
-      if (!observer->pending.empty()) full.push_back({observer->connection.number(), POLLOUT, 0});
+      if (observer->writable) full.push_back({observer->connection.number(), POLLOUT, 0});
     }
     systemCalls().poll(full.data(), full.size(), static_cast<int>(retryPause.count()));
     for (const auto& observer : observers_) sendPending(*observer);

@@ -26,9 +26,9 @@ class NotificationConnections {
 
   /// Sends the name to all observers. Removes sockets of dead processes, and the directory if that
   /// leaves it empty; entries that are not sockets stay. An observer whose queue is full gets the
-  /// name when there is room; one that takes nothing for `longestStandstill` misses it. When the
-  /// observers can't be listed, the known ones get it at once, and the others, once however often
-  /// it was posted, if they can be listed within the same time.
+  /// name when there is room; one that takes nothing for `longestStandstill` misses it. If the
+  /// observers can't be listed, the known ones get the name at once; those found within
+  /// `longestStandstill` get it once, however often it was posted.
   void send();
 
   /// Whether no observer has anything to get.

@@ -42,9 +42,13 @@ Result<Done> NotificationFolders::link(const std::string& socketName,
       if (errno != ENOENT) return failureFromErrno("link into", name);
     } else if (target.failure().cause != FailureCause::notFound) {
       return target.failure();
-    } else if (systemCalls().mkdirat(folder_.number(), name.c_str(), folderMode) != 0 &&
-               errno != EEXIST) {
-      return failureFromErrno("mkdir", name);
+    } else if (systemCalls().mkdirat(folder_.number(), name.c_str(), folderMode) != 0) {
+      if (errno != EEXIST) return failureFromErrno("mkdir", name);
+      struct stat status = {};
+      if (systemCalls().fstatat(folder_.number(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) ==
+              0 &&
+          !S_ISDIR(status.st_mode))
+        return Failure{FailureCause::notPermitted, name + " is not a directory"};
     }
   }
   return Failure{FailureCause::notFound, "link into " + name + ": the socket is gone"};

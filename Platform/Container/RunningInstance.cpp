@@ -21,6 +21,8 @@ namespace {
 Result<OwnedDescriptor> openProcess(pid_t identifier) {
   OwnedDescriptor process(linuxCalls().pidfdOpen(identifier));
   if (process) return process;
+  if (errno == EINVAL)  // the number of a thread, or of a group whose leader has ended
+    return Failure{FailureCause::notFound, "pidfd_open: not a process"};
   Failure failure = failureFromErrno("pidfd_open");
   if (failure.cause == FailureCause::notPermitted) return process;
   return failure;

@@ -111,6 +111,7 @@ Result<File> File::open(const std::string& path, Access access) {
   return File(std::move(descriptor).value());
 }
 
+// NOLINTBEGIN(readability-make-member-function-const): they change the file, if not the object
 Result<std::size_t> File::append(ByteView bytes) {
   const ssize_t written =
       retrying([&] { return systemCalls().write(descriptor(), bytes.data(), bytes.size()); });
@@ -197,6 +198,7 @@ Result<Done> File::changeLock(int operation) {
   }
   return Done{};
 }
+// NOLINTEND(readability-make-member-function-const)
 
 Result<File::Status> statusOf(const std::string& path) {
   struct stat status = {};

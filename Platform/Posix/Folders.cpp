@@ -15,8 +15,8 @@ namespace {
 Result<OwnedDescriptor> openBelow(int folder, const std::string& name) {
   auto opened = openAt(folder, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW);
   if (opened || opened.failure().cause != FailureCause::notPermitted) return opened;
-  struct stat status =
-      {};  // macOS does not permit to open a link, Linux says that it is no directory
+  // macOS reports a symbolic link as ELOOP, Linux as ENOTDIR.
+  struct stat status = {};
   if (systemCalls().fstatat(folder, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 &&
       S_ISLNK(status.st_mode))
     return Failure{FailureCause::notFound, name + " is a symbolic link"};

@@ -146,7 +146,7 @@ struct FailingCalls final : SystemCalls {
              fcntl(file, command, argument));
   ABOUT_FILE(int, lockRecord, (int file, int command, struct flock* lock), 0,
              lockRecord(file, command, lock));
-  ON(int, poll, (pollfd * files, nfds_t count, int wait), files->fd, nullptr, 0,
+  ON(int, poll, (pollfd * files, nfds_t count, int wait), (count == 0 ? -1 : files->fd), nullptr, 0,
      Real::poll(files, count, wait));
   ON(int, socket, (int domain, int type, int protocol), -1, "", 0,
      Real::socket(domain, type, protocol));
