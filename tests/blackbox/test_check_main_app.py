@@ -203,7 +203,7 @@ class CheckMainApp(unittest.TestCase):
         self.assertIn("does not run", start_check().communicate(timeout=30)[0])
         entry = Path(os.environ["HOME"], f".local/share/applications/{APPLICATION}.desktop")
         entry.parent.mkdir(parents=True)
-        entry.write_text(f"[Desktop Entry]\nExec={MAIN_APPLICATION}\n")
+        entry.write_text(f"[Desktop Entry]\nExec=\"{MAIN_APPLICATION}\"\n")
         with MainApplication() as application:
             application.command("protection off")
             before, said = sorted(self.container.folder.rglob("*")), application.state()
