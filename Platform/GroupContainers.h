@@ -8,7 +8,7 @@ namespace corvane::Platform::GroupContainers {
 
 /// The folder that the programs of application group `identifier` share, without a final slash.
 /// Fails when this user has none or when it can't be looked at; the text says which. On Linux it
-/// must be a folder of the effective user that nobody else may write to; the user database, never
+/// must be a folder of the effective user that no other user may write to; the user database, never
 /// the environment, says where it lies. Never makes it. Safe from any thread.
 Result<std::string> folderOf(const std::string& identifier);
 

@@ -36,7 +36,7 @@ Result<OwnedDescriptor> make(const std::string& containerFolder,
 enum class Lock {
   held,
   free,    ///< also when the file has been removed
-  noFile,  ///< not a regular file, so nobody's registration
+  noFile,  ///< not a regular file, so not a registration
 };
 
 /// Opens the file `name` in `folder` for looking at its lock. Fails with `notFound` when there is

@@ -105,7 +105,7 @@ Failure failureFromErrno(std::string_view operation, std::string_view subject) {
 }
 
 Result<File> File::open(const std::string& path, Access access) {
-  // Not to wait: what stands in a file's place may be a pipe that nobody writes to.
+  // Never blocks: there may be a pipe without a writer in the place of the file.
   auto descriptor = openAt(AT_FDCWD, path, flagsOf(access) | O_NONBLOCK, 0600);
   if (!descriptor) return descriptor.failure();
   return File(std::move(descriptor).value());

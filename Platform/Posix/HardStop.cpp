@@ -24,7 +24,7 @@ void tellStandardError(std::string_view why) {
   auto* end = std::copy(start.begin(), start.end(), line.begin());
   end = std::copy_n(why.begin(), std::min(why.size(), line.size() - start.size() - 1), end);
   *end++ = '\n';
-  // Standard error may be gone; there is nobody else to tell.
+  // Best effort: standard error may be closed.
   (void)NonBlockingOutput(STDERR_FILENO).write(std::as_bytes(std::span(line.begin(), end)));
 }
 
