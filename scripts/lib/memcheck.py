@@ -20,7 +20,6 @@ LEFT_OUT = {
         "valgrind does not start without the folder that TMPDIR names",
     "test_link.Announcements.test_it_is_started_and_started_again_and_its_death_is_pushed":
         PROCESS_ENDS,
-    "test_main_app.MainApp.test_announcements_each_of_which_a_host_pushes": PROCESS_ENDS,
     "test_nmctl.Tool.test_a_mend_of_a_manifest_mends_it":
         "the tool writes the path of the host, where the test looks for that of the script",
 }

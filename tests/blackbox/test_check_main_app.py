@@ -17,8 +17,8 @@ import unittest
 from concurrent.futures import ThreadPoolExecutor
 from pathlib import Path
 
+from archives import archive, framed, unarchived
 from host import APPLICATION, DEADLINE, GROUP, MAIN_APPLICATION, Container, MainApplication
-from test_main_app import archive, framed, unarchived
 from tool import TOOL
 
 PREFIX = f"{APPLICATION}.DARWIN_NOTIFICATION."
@@ -221,6 +221,20 @@ class CheckMainApp(unittest.TestCase):
             self.assertEqual(sorted(self.container.folder.rglob("*")), before)
             kept = ("protection", "rules", "level")
             self.assertEqual([application.state()[key] for key in kept], [said[key] for key in kept])
+
+    def test_the_stand_in_ends_and_leaves_nothing(self):
+        with MainApplication("--print") as app:
+            for end in (lambda: app.command("quit"), lambda: app.process.stdin.close(),
+                        lambda: app.process.send_signal(signal.SIGTERM),
+                        lambda: app.process.send_signal(signal.SIGINT)):
+                end()
+                self.assertEqual((app.wait(), app.errors()), (0, ""))
+                self.assertEqual([*self.container.folder.glob(f"*/*/{app.pid}.*")], [])
+                app.restart()
+        self.container.folder.chmod(0o770)
+        with MainApplication(expects=None) as refused:
+            self.assertEqual(refused.wait(), 1)
+            self.assertRegex(refused.errors(), r"\Acorvane-main-app: container: .+\n\Z")
 
     def test_faults_of_the_stand_in_are_named(self):
         points = ["reply-time", "reply-file", "reply-notification", "reply-record", "command-appState",

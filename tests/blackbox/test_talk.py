@@ -18,10 +18,13 @@ SCRIPT = r"""
 init apiVersion=1
 addRule ruleText="example.org##.ad[title=\"a \\b\"] > i"
 addRule ruleText=443
+addRule ruleText=||a.example^
 wait
 removeRule ruleText='||never.added^'
 setFilteringStatus url=https://a.example/?a=b isEnabled=true isHttpsEnabled:=false
 getCurrentFilteringState url=https://a.example/?a=b port=443 forceStartApp=false
+wait
+removeCustomRules url=https://a.example/
 {"type":"getCurrentAppState","id":"its own"}"""
 
 
@@ -45,15 +48,15 @@ class Talk(unittest.TestCase):
     def test_a_script_is_answered_line_by_line(self):
         with MainApplication() as application:
             said = talk("--json", script=SCRIPT)
-            self.assertLessEqual({RULE, "443"}, set(application.state()["rules"]))
+            self.assertEqual(application.state()["rules"], [RULE, "443"])
         events = [json.loads(line) for line in said.stdout.splitlines()]
-        self.assertEqual([one["event"] for one in events], ["start"] + ["reply"] * 7, said.stderr)
+        self.assertEqual([one["event"] for one in events], ["start"] + ["reply"] * 9, said.stderr)
         replies = {one["type"]: one["message"] for one in events[1:]}
         refused = {kind for kind, reply in replies.items() if reply["result"] == "error"}
         self.assertEqual((said.returncode, refused), (1, {"removeRule"}))
         self.assertTrue(replies["init"]["parameters"]["isValidatedOnHost"])
         page = replies["getCurrentFilteringState"]["parameters"]
-        self.assertTrue(page["isFilteringEnabled"])
+        self.assertTrue(page["isFilteringEnabled"] and page["isPageFilteredByUserFilter"])
         self.assertFalse(page["isHttpsFilteringEnabled"])
         self.assertEqual(replies["getCurrentAppState"]["requestId"], "its own")
         self.assertTrue(all(one["milliseconds"] > 0 for one in events[1:]))
