@@ -4,7 +4,6 @@
 #include <sys/file.h>
 #include <sys/stat.h>
 
-#include <atomic>
 #include <cerrno>
 #include <thread>
 
@@ -27,21 +26,14 @@ using testing::turnThrough;
 using testing::turnUntil;
 using testing::writeFile;
 
-/// The real calls, of which one fails.
+/// The real calls, of which one that changes a file fails.
 struct FailingCalls : Platform::SystemCalls {
-  /// Lets the call number `number` from now on, counted from 1, fail with `error`; with 0 it
-  /// transfers only a part of the bytes.
+  /// Lets the change number `number` from now on, counted from 1, fail with `error`; with 0 it
+  /// writes only a part of the bytes.
   void failAt(int number, int error) {
     left_ = number;
     error_ = error;
     hasFired = false;
-  }
-  int openat(int folder, const char* path, int flags, mode_t mode) override {
-    return fires() ? -1 : SystemCalls::openat(folder, path, flags, mode);
-  }
-  ssize_t pread(int descriptor, void* bytes, std::size_t count, off_t offset) override {
-    if (!fires()) return SystemCalls::pread(descriptor, bytes, count, offset);
-    return error_ != 0 ? -1 : 0;  // as if the file ended here
   }
   ssize_t pwritev(int descriptor, const iovec* pieces, int count, off_t offset) override {
     if (!fires()) return SystemCalls::pwritev(descriptor, pieces, count, offset);
@@ -52,20 +44,13 @@ struct FailingCalls : Platform::SystemCalls {
   int ftruncate(int descriptor, off_t size) override {
     return fires() ? -1 : SystemCalls::ftruncate(descriptor, size);
   }
-  int fstat(int descriptor, struct stat* status) override {
-    return fires() ? -1 : SystemCalls::fstat(descriptor, status);
-  }
   int flock(int descriptor, int operation) override {
     if (!removesLocked.empty() && operation != LOCK_UN) {
       ++removals;
       fs::remove(removesLocked);
       writeFile(removesLocked, "");
     }
-    return fires() ? -1 : SystemCalls::flock(descriptor, operation);
-  }
-  int close(int descriptor) override {  // the descriptor is gone, whatever the system says
-    const int result = SystemCalls::close(descriptor);
-    return fires() ? -1 : result;
+    return SystemCalls::flock(descriptor, operation);
   }
   int startThread(void* (*body)(void*), void* argument) override {
     if (startsThreads) return SystemCalls::startThread(body, argument);
@@ -86,7 +71,7 @@ struct FailingCalls : Platform::SystemCalls {
     return true;
   }
 
-  std::atomic<int> left_ = 0;  // also from a thread that waits for a lock
+  int left_ = 0;
   int error_ = 0;
 };
 
@@ -147,9 +132,6 @@ TEST_F(ExchangeBufferTest, IsAStackOfWhichOnlyTheTopIsSeen) {
   EXPECT_EQ(get(std::nullopt), (ExchangeRecord{"a", "first", body}));
   EXPECT_EQ(contentOf(path_), "");
   EXPECT_EQ(takenName(std::nullopt), std::nullopt);
-  set("a", "first", body);
-  clear();
-  EXPECT_EQ(contentOf(path_), "");
 }
 
 TEST_F(ExchangeBufferTest, SaysWhatItDoes) {
@@ -325,58 +307,41 @@ TEST_F(ExchangeBufferTest, WhereNoThreadStartsALockThatAnotherProcessHasIsTriedA
   EXPECT_EQ(takenName("a"), "n");
 }
 
-/// Lets one system call after the other fail, in each way, until none is left to fail; while the
-/// lock is free, and while another process has it.
-TEST_F(ExchangeBufferTest, AFailingCallLeavesTheOldOrTheNewAndNoLock) {
+/// Lets one change after the other fail, in each way, while another process has the lock at first.
+TEST_F(ExchangeBufferTest, AFailingChangeLeavesTheOldOrTheNewAndNoLock) {
   set("a", "below");
   const std::string below = contentOf(path_);
-  const auto setAbove = [&] {
-    return set("b", "above", Dictionary{{"t", std::string(3000, 'x')}});
-  };
+  const auto setAbove = [&] { set("b", "above", Dictionary{{"t", std::string(3000, 'x')}}); };
   setAbove();
   const std::string both = contentOf(path_);
   struct Operation {
-    const char* name;
-    std::function<bool()> run;
-    bool saysWhetherItChanged;  // the others always say yes
+    std::function<void()> run;
     std::string before, after;
   };
-  const Operation operations[] = {
-      {"set", setAbove, false, below, both},
-      {"get", [&] { return takenName("b").has_value(); }, true, both, below},
-      {"clear",
-       [&] {
-         clear();
-         return true;
-       },
-       false, both, ""}};
   int injected = 0;
-  std::optional<VCLFileLocker> other;
-  const auto failEachCall = [&](const Operation& operation, int error, bool isContended) {
-    for (int call = 1;; ++call) {
-      writeFile(path_, operation.before);
-      if (isContended) other.emplace(path_).lock();
-      loop_.post([&] { other.reset(); });
-      calls_.failAt(call, error);
-      const bool success = operation.run();
-      turnThrough(loop_);
-      if (!calls_.hasFired) return;
-      ++injected;
-      const std::string where = operation.name + std::string(", call ") + std::to_string(call) +
-                                ", error " + std::to_string(error);
-      const std::string found = contentOf(path_);
-      EXPECT_TRUE(found == operation.before || found == operation.after) << where;
-      EXPECT_TRUE(VCLFileLocker(path_).lock()) << where;
-      EXPECT_EQ(success, !operation.saysWhetherItChanged || found == operation.after) << where;
-      EXPECT_TRUE(error != EINTR || found == operation.after) << where;
-    }
-  };
-  for (const Operation& operation : operations) {
-    for (const int error : {0, EINTR, ENOSPC, EACCES, EIO}) {
-      for (const bool isContended : {false, true}) failEachCall(operation, error, isContended);
+  std::optional<std::string> taken;
+  for (const auto& [run, before, after] : {Operation{setAbove, below, both},
+                                           {[&] { taken = takenName("b"); }, both, below},
+                                           {[&] { clear(); }, both, ""}}) {
+    for (const int error : {0, EINTR, ENOSPC, EIO}) {
+      for (int call = 1;; ++call) {
+        writeFile(path_, before);
+        std::optional<VCLFileLocker> other(path_);
+        other->lock();
+        loop_.post([&] { other.reset(); });
+        calls_.failAt(call, error);
+        run();
+        turnThrough(loop_);
+        if (!calls_.hasFired) break;
+        ++injected;
+        const std::string found = contentOf(path_);
+        EXPECT_TRUE(found == after || (found == before && error != EINTR)) << call << " " << error;
+        EXPECT_TRUE(after != below || taken.has_value() == (found == after)) << "what it says";
+        EXPECT_TRUE(VCLFileLocker(path_).lock());
+      }
     }
   }
-  EXPECT_GT(injected, 90);
+  EXPECT_GE(injected, 12);
 }
 
 }  // namespace
