@@ -3,25 +3,22 @@
 
 #include <cerrno>
 #include <filesystem>
-#include <semaphore>
 
 #include "Platform/ApplicationLauncher.h"
 #include "Platform/FileAttributes.h"
-#include "Platform/FileEvents.h"
 #include "Platform/GroupContainers.h"
 #include "Platform/GroupSettings.h"
 #include "Platform/NotificationCenter.h"
 #include "Platform/ProcessInfo.h"
 #include "Platform/RunningApplications.h"
 #include "Platform/SystemCalls.h"
-#include "Platform/SystemLog.h"
 #include "tests/Support/TemporaryFolder.h"
 #include "tests/Support/Turning.h"
 
 /// What the headers promise on every system; how a system keeps it is tested in a folder of its
 /// own. The event loop and non-blocking output have files of their own; files and locks have their
-/// contract tests beside VCLFileLocker and ExchangeBuffer, standard streams and hard stops in the
-/// black-box tests.
+/// contract tests beside VCLFileLocker and ExchangeBuffer, watches of files beside
+/// DirectoryMonitor, standard streams, the system log and hard stops in the black-box tests.
 namespace corvane::Platform {
 namespace {
 
@@ -29,9 +26,6 @@ const std::string nobody = "com.corvane.tests.nobody." + std::to_string(::getpid
 
 class ContractTest : public ::testing::Test {
  protected:
-  static bool comes(std::counting_semaphore<>& call) {
-    return call.try_acquire_for(testing::patience);
-  }
   bool turnUntil(int& calls, int count) {
     return testing::turnUntil(loop_, [&] { return calls >= count; });
   }
@@ -143,37 +137,6 @@ TEST_F(ContractTest, ProcessesAndFilesAreKnownByTheirNames) {
   EXPECT_EQ(FileAttributes::isMarked(folder_.path() / "file", "corvane.test").value(), isKept);
   EXPECT_FALSE(FileAttributes::isMarked(folder_.path() / "file", "corvane.other").value());
   EXPECT_FALSE(FileAttributes::isMarked(folder_.path() / "missing", "corvane.test"));
-}
-
-TEST_F(ContractTest, AWatchGoesWithTheFileUntilItEnds) {
-  const std::filesystem::path path = folder_.path() / "file";
-  std::counting_semaphore<> writes(0);
-  std::counting_semaphore<> deletions(0);
-  FileWatch watch(
-      [&](FileEvent event) { (event == FileEvent::written ? writes : deletions).release(); });
-  EXPECT_FALSE(watch.start(path));
-  EXPECT_EQ(watch.descriptor(), -1);
-  testing::writeFile(path, "");
-  ASSERT_TRUE(watch.start(path));
-  EXPECT_GE(watch.descriptor(), 0);
-  std::filesystem::rename(path, path.string() + ".renamed");
-  testing::writeFile(path, "another file");
-  testing::writeFile(path.string() + ".renamed", "text");
-  EXPECT_TRUE(comes(writes));
-  std::filesystem::remove(path.string() + ".renamed");
-  EXPECT_TRUE(comes(deletions));
-  watch.end();
-  EXPECT_EQ(watch.descriptor(), -1);
-  EXPECT_FALSE(deletions.try_acquire()) << "told once";
-}
-
-TEST_F(ContractTest, TheSystemLogLeavesTheStandardStreamsAlone) {
-  ::testing::internal::CaptureStdout();
-  ::testing::internal::CaptureStderr();
-  using enum SystemLog::Severity;
-  for (const auto severity : {error, warning, info, debug}) SystemLog::write(severity, "%s\n");
-  EXPECT_EQ(::testing::internal::GetCapturedStdout(), "");
-  EXPECT_EQ(::testing::internal::GetCapturedStderr(), "");
 }
 
 }  // namespace

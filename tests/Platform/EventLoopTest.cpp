@@ -1,6 +1,5 @@
 #include "Platform/EventLoop.h"
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
 
 #include <array>
@@ -13,7 +12,6 @@
 #include <vector>
 
 #include "tests/Support/Ends.h"
-#include "tests/Support/TemporaryFolder.h"
 #include "tests/Support/Turning.h"
 
 namespace corvane::Platform {
@@ -144,15 +142,6 @@ TEST_F(EventLoopTest, AWatchCallsAsLongAsTheDescriptorIsReady) {
   EXPECT_EQ(order_, "abc") << "nothing more to read, and the other end is not watched any more";
   pipe.writer = {};
   EXPECT_TRUE(turnUntil(loop_, [&] { return order_.ends_with(".."); })) << "the end of input";
-}
-
-TEST_F(EventLoopTest, ARegularFileIsAlwaysReady) {
-  const testing::TemporaryFolder folder;
-  const OwnedDescriptor file(::open((folder.path() / "file").c_str(), O_RDWR | O_CREAT, 0600));
-  Registration watch = loop_.onReadable(file.number(), note('r'));
-  ASSERT_TRUE(turnUntil(loop_, [&] { return order_.ends_with("rr"); }));
-  watch = loop_.onWritable(file.number(), note('w'));
-  EXPECT_TRUE(turnUntil(loop_, [&] { return order_.ends_with("ww"); }));
 }
 
 TEST_F(EventLoopTest, TasksThatKeepPostingTasksStarveNothing) {
