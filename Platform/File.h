@@ -23,7 +23,7 @@ class File {
     read,              ///< for reading; must exist
     readThroughLinks,  ///< as read, but follows symbolic links; for files that the system or the
                        ///< user arranges
-    append,            ///< for writing at the end, whoever else writes too; must exist
+    append,            ///< for writing at the end, also beside other writers; must exist
     makeAppend,        ///< as append, but the file must not exist and is made with mode 0600
     update,            ///< for both, at any place; must exist
     readWrite,         ///< as update, but made with mode 0600 when it is missing

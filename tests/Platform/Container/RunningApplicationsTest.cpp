@@ -49,7 +49,7 @@ class RunningApplicationsTest : public ::testing::Test {
     fs::rename(registry_ / ".new", registry_ / (std::to_string(process) + digits_));
     return process;
   }
-  /// An application in full, which nobody else keeps running.
+  /// Starts an application whose lock no other process holds on to.
   pid_t start() {
     const pid_t process = startHandingOn();
     locks_.pop_back();
