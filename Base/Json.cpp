@@ -6,7 +6,6 @@
 #include <boost/json/serializer.hpp>
 #include <cmath>
 #include <cstring>
-#include <optional>
 
 #include "Base/Unicode.h"
 
@@ -29,32 +28,19 @@ bool mayHoldSurrogateEscape(std::string_view text) {
   return text.find("\\ud") != std::string_view::npos || text.find("\\uD") != std::string_view::npos;
 }
 
-/// The code unit of an escape such as "\ud800" at `at`, or nothing when none stands there.
-std::optional<char32_t> unitEscape(std::string_view text, std::size_t at) {
-  if (text.size() < at + 6 || text[at] != '\\' || text[at + 1] != 'u') return std::nullopt;
-  char32_t unit = 0;
-  for (const char digit : text.substr(at + 2, 4)) {
-    const std::size_t value =
-        std::string_view("0123456789abcdef").find(static_cast<char>(digit | 0x20));
-    if (value == std::string_view::npos) return std::nullopt;
-    unit = unit << 4 | static_cast<char32_t>(value);
-  }
-  return unit;
-}
-
 /// Writes the escapes of unpaired surrogates as the bytes that stand for them inside the host.
 std::string withSurrogatesInPlace(std::string_view text) {
   std::string result;
   result.reserve(text.size());
   for (std::size_t at = 0; at < text.size();) {
-    const std::optional<char32_t> unit = unitEscape(text, at);
+    const std::optional<char32_t> unit = jsonUnitEscape(text, at);
     if (!unit || !Unicode::isSurrogate(*unit)) {
       const std::size_t length = text[at] == '\\' ? 2 : 1;  // an escaped backslash begins no escape
       result.append(text, at, length);
       at += length;
       continue;
     }
-    const std::optional<char32_t> next = unitEscape(text, at + 6);
+    const std::optional<char32_t> next = jsonUnitEscape(text, at + 6);
     if (Unicode::isLeadingSurrogate(*unit) && next && Unicode::isTrailingSurrogate(*next)) {
       result.append(text, at, 12);
       at += 12;
@@ -104,6 +90,18 @@ const JsonValue* find(const JsonObject& object, std::string_view key) {
 }
 
 }  // namespace
+
+std::optional<char32_t> jsonUnitEscape(std::string_view text, std::size_t at) {
+  if (text.size() < at + 6 || text[at] != '\\' || text[at + 1] != 'u') return std::nullopt;
+  char32_t unit = 0;
+  for (const char digit : text.substr(at + 2, 4)) {
+    const std::size_t value =
+        std::string_view("0123456789abcdef").find(static_cast<char>(digit | 0x20));
+    if (value == std::string_view::npos) return std::nullopt;
+    unit = unit << 4 | static_cast<char32_t>(value);
+  }
+  return unit;
+}
 
 Result<JsonValue> parseJson(std::string_view text) {
   json::error_code error;

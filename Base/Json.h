@@ -5,6 +5,7 @@
 #include <boost/json/string.hpp>
 #include <boost/json/value.hpp>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -29,6 +30,10 @@ inline constexpr std::size_t maximumJsonDepth = 512;
 /// top level. A real beyond what a double holds becomes infinite, a zero with such an exponent
 /// (0e400) not a number, as the library multiplies it by infinity.
 Result<JsonValue> parseJson(std::string_view text);
+
+/// The UTF-16 code unit of an escape such as "\ud800" at `at` in JSON text, or nothing when none
+/// stands there.
+std::optional<char32_t> jsonUnitEscape(std::string_view text, std::size_t at);
 
 /// False when something in `object` has no JSON text: a number that is infinite or not a number.
 bool isValidJsonObject(const JsonObject& object);

@@ -19,6 +19,10 @@ Result<std::size_t> read(int descriptor, std::span<std::byte> bytes);
 /// it; 0 at the end of input.
 Result<std::size_t> readSome(int descriptor, std::span<std::byte> bytes);
 
+/// Whether it is certain that the other end of a pipe was closed. What was written before can still
+/// be read.
+bool isHungUp(int descriptor);
+
 /// Writes all of `bytes` with one call, or with more where the system takes less at a time. Blocks
 /// until they are written, even if `descriptor` is set not to block.
 Result<Done> writeAll(int descriptor, ByteView bytes);

@@ -3,28 +3,42 @@
 #include <algorithm>
 #include <array>
 #include <boost/json/monotonic_resource.hpp>
-#include <cstddef>
+#include <utility>
 
-#include "Platform/HardStop.h"
+#include "Base/AtEnd.h"
+#include "Platform/Descriptor.h"
+#include "Platform/Heap.h"
 #include "VCommons/VCommonsKit/VCLog.h"
 
 namespace corvane {
 
 using Platform::EventLoop;
 
+namespace {
+
+/// How soon after a message free memory is given back: late enough that a conversation is not
+/// slowed down, soon enough that a long message is not felt for long.
+constexpr std::chrono::milliseconds tidyingPause{500};
+
+}  // namespace
+
 BrowserChannel::BrowserChannel(EventLoop& loop, int input, int output, Processor processor,
                                Limits limits)
     : loop_(loop),
       input_(input),
-      reader_(input, [this](JsonObject message) { processor_(std::move(message), makeReply()); }),
-      writer_(loop, output, [this] { endIfDone(); }),
+      reader_(input, [this](RequestProcessing::Request request) { take(std::move(request)); }),
+      writer_(loop, output, [this] { written(); }),
       processor_(std::move(processor)),
       limits_(limits) {}
 
 void BrowserChannel::listen() {
   readerIsInstalled_ = true;
-  if (!isPaused_) watchInput();
-  while (readerIsInstalled_) loop_.turnUntil(EventLoop::now() + limits_.slice);
+  watchInput();
+  while (readerIsInstalled_) {
+    loop_.turnUntil(EventLoop::now() + limits_.slice);
+    inputIsEnding_ = inputIsEnding_ || (isPaused_ && Platform::Descriptor::isHungUp(input_));
+    if (isPaused_ && inputIsEnding_) resume();
+  }
   const auto end = EventLoop::now() + limits_.lastSlice;
   while (!isDone() && EventLoop::now() < end) {
     const std::uint64_t before = writer_.writtenBytes();
@@ -46,15 +60,36 @@ void BrowserChannel::read() {
   });
 }
 
-void BrowserChannel::pauseReading() {
-  if (std::exchange(isPaused_, true)) return;
+void BrowserChannel::take(RequestProcessing::Request request) {
+  const std::size_t bytes = request.bytes();
+  ++pendingRequests_;
+  pendingBytes_ += bytes;
+  processor_(std::move(request), [this, end = AtEnd([this, bytes] { requestDone(bytes); })](
+                                     Response response) { send(std::move(response), "listen()"); });
+  pauseIfFull();
+  tidyLater();
+}
+
+void BrowserChannel::pauseIfFull() {
+  const bool isTooMuch = pendingBytes_ > mostPendingBytes;
+  if (isPaused_ || inputIsEnding_ || !(isTooMuch || isFull())) return;
+  if (isTooMuch) {
+    VCLogCWarn({"corvane-nm/main", "listen()"},
+               "The browser is not read from for now: %@ bytes of requests are pending",
+               pendingBytes_);
+  }
+  isPaused_ = true;
   reader_.pause();
   readable_ = {};
 }
 
-/// Later, as a message is what may have resumed it.
-void BrowserChannel::resumeReading() {
-  if (!std::exchange(isPaused_, false)) return;
+void BrowserChannel::resumeIfRoom() {
+  if (isPaused_ && pendingBytes_ <= mostPendingBytes / 2 && !isFull()) resume();
+}
+
+/// Later, as a request is what may have made room.
+void BrowserChannel::resume() {
+  isPaused_ = false;
   loop_.post([this] {
     if (isPaused_ || readable_) return;  // paused again, or resumed twice
     reader_.resume();
@@ -62,10 +97,13 @@ void BrowserChannel::resumeReading() {
   });
 }
 
-BrowserChannel::Reply BrowserChannel::makeReply() {
-  return [this, pending = Pending(*this)](Response response) {
-    send(std::move(response), "listen()");
-  };
+/// Half a second after the first message since the last time.
+void BrowserChannel::tidyLater() {
+  if (tidying_) return;
+  tidying_ = loop_.at(EventLoop::now() + tidyingPause, [this] {
+    tidying_ = {};
+    Platform::giveBackFreeMemory();
+  });
 }
 
 /// Replies leave together, once the requests that were read together have been handled: a burst so
@@ -87,21 +125,32 @@ void BrowserChannel::sendOutgoing() {
     writer_.send(reply);
     outgoing_.pop_front();
   }
+  pauseIfFull();
+  tidyLater();
   endIfDone();
 }
 
-void BrowserChannel::messageDone() {
-  --pendingMessages_;
+/// All that the browser was slow to read.
+void BrowserChannel::written() {
+  resumeIfRoom();
+  if (onRoom_) onRoom_();
   endIfDone();
 }
 
-/// The last message or frame to be done after the end of input ends the last slice.
+void BrowserChannel::requestDone(std::size_t bytes) {
+  --pendingRequests_;
+  pendingBytes_ -= bytes;
+  resumeIfRoom();
+  endIfDone();
+}
+
+/// The last request or frame to be done after the end of input ends the last slice.
 void BrowserChannel::endIfDone() {
   if (!readerIsInstalled_ && isDone()) loop_.endTurn();
 }
 
 bool BrowserChannel::isAnswered() const {
-  return pendingMessages_ == 0 && outgoing_.empty();
+  return pendingRequests_ == 0 && outgoing_.empty();
 }
 
 bool BrowserChannel::isDone() const {

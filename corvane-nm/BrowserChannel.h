@@ -1,9 +1,9 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
 #include <deque>
 #include <functional>
-#include <utility>
 
 #include "Platform/EventLoop.h"
 #include "corvane-nm/FrameReader.h"
@@ -18,7 +18,12 @@ class BrowserChannel {
  public:
   using Response = RequestProcessing::Response;
   using Reply = RequestProcessing::ReplyCallback;
-  using Processor = std::function<void(JsonObject message, Reply reply)>;
+  using Processor = std::function<void(RequestProcessing::Request request, Reply reply)>;
+
+  /// When requests of so many bytes wait for their replies, nothing more is read until no more than
+  /// half of them do: sixteen times the longest request that an exchange with the main application
+  /// carries.
+  static constexpr std::size_t mostPendingBytes = std::size_t{16} << 20;
 
   struct Limits {
     std::chrono::milliseconds slice;      ///< one turn of the main loop
@@ -27,7 +32,7 @@ class BrowserChannel {
   };
 
   /// `loop` must outlive this object. The descriptors stay the caller's and must stay open.
-  /// `processor` is called for one message after the other.
+  /// `processor` is called for one request after the other.
   BrowserChannel(Platform::EventLoop& loop, int input, int output, Processor processor,
                  Limits limits);
 
@@ -36,35 +41,24 @@ class BrowserChannel {
   /// has closed its end, or that reads nothing of them for `lastRead`, are not waited for. At its
   /// limit it ends in any case. Frames are whole, unless the browser has not read one to its end by
   /// then.
+  ///
+  /// A browser that asks faster than it is answered, or that does not read the replies, is not read
+  /// from for a while: its requests then wait in the pipe, and finally with itself. A line in the
+  /// log says so. That the browser has closed its end is noticed all the same, once in a slice, and
+  /// what the pipe still holds is read then.
   void listen();
 
   /// Sends `response` as a frame once the tasks posted so far have run, after those handed over
   /// before; `function` is what the log calls the operation that asked for it, and lives for ever.
   void send(Response response, const char* function);
 
-  /// Stops reading from the browser, which then meets back pressure, and hands on no message;
-  /// `resumeReading` goes on where it was. Both are no-ops when that is the state already. While
-  /// reading is paused, the end of input is not noticed either.
-  void pauseReading();
-  void resumeReading();
+  /// Whether the browser leaves so many replies unread that nothing should be sent unasked.
+  [[nodiscard]] bool isFull() const { return writer_.isFull(); }
+
+  /// `callback` is called each time that the browser has taken all of what it was slow to read.
+  void onRoom(std::function<void()> callback) { onRoom_ = std::move(callback); }
 
  private:
-  /// Exists as long as one message of the browser is pending: in its reply callback.
-  class Pending {
-   public:
-    explicit Pending(BrowserChannel& channel) : channel_(&channel) { ++channel.pendingMessages_; }
-    Pending(Pending&& other) noexcept : channel_(std::exchange(other.channel_, nullptr)) {}
-    Pending(const Pending&) = delete;
-    Pending& operator=(const Pending&) = delete;
-    Pending& operator=(Pending&&) = delete;
-    ~Pending() {
-      if (channel_ != nullptr) channel_->messageDone();
-    }
-
-   private:
-    BrowserChannel* channel_;
-  };
-
   /// A reply that waits for the end of the present row of tasks.
   struct Outgoing {
     Response response;
@@ -73,9 +67,14 @@ class BrowserChannel {
 
   void watchInput();
   void read();
-  Reply makeReply();
+  void take(RequestProcessing::Request request);
+  void pauseIfFull();
+  void resumeIfRoom();
+  void resume();
+  void written();
   void sendOutgoing();
-  void messageDone();
+  void requestDone(std::size_t bytes);
+  void tidyLater();
   void endIfDone();
   [[nodiscard]] bool isAnswered() const;
   [[nodiscard]] bool isDone() const;
@@ -88,10 +87,14 @@ class BrowserChannel {
   const Limits limits_;
 
   Platform::EventLoop::Registration readable_;
-  bool isPaused_ = false;
+  bool isPaused_ = false;       // as too much is pending
+  bool inputIsEnding_ = false;  // what is left of it is in the pipe
   bool readerIsInstalled_ = false;
-  int pendingMessages_ = 0;
+  int pendingRequests_ = 0;
+  std::size_t pendingBytes_ = 0;  // of these
   std::deque<Outgoing> outgoing_;
+  std::function<void()> onRoom_;
+  Platform::EventLoop::Registration tidying_;
 };
 
 }  // namespace corvane

@@ -2,10 +2,10 @@
 
 #include <algorithm>
 #include <cstring>
+#include <span>
 #include <utility>
 
 #include "Platform/Descriptor.h"
-#include "Platform/HardStop.h"
 #include "VCommons/VCommonsKit/VCLog.h"
 
 namespace corvane {
@@ -15,13 +15,12 @@ constexpr LogPoint listenPoint(std::uint32_t line = __builtin_LINE()) {
   return {"corvane-nm/main", "listen()", line};
 }
 
-/// A body's first piece of memory, and how much a reader keeps between frames.
-constexpr std::size_t firstCapacity = std::size_t{64} * 1024;
-
 }  // namespace
 
-FrameReader::FrameReader(int descriptor, OnMessage onMessage)
-    : descriptor_(descriptor), onMessage_(std::move(onMessage)) {}
+// What is read ahead is never looked at before it has been read.
+// NOLINTNEXTLINE(cppcoreguidelines-pro-type-member-init)
+FrameReader::FrameReader(int descriptor, OnRequest onRequest)
+    : descriptor_(descriptor), onRequest_(std::move(onRequest)) {}
 
 bool FrameReader::read() {
   const auto count = fill();
@@ -43,23 +42,22 @@ void FrameReader::resume() {
   handleFrames();
 }
 
-/// Reads once: straight into the body when that lacks much, else ahead.
+/// Reads once. What is left from before are the first bytes of a length at the most.
 Result<std::size_t> FrameReader::fill() {
-  const std::size_t missing = hasLength_ ? length_ - received_ : 0;
-  if (missing >= ahead_.size()) {
-    if (received_ == bodyCapacity_)
-      growBody(std::max(firstCapacity, std::min<std::size_t>(2 * bodyCapacity_, length_)));
-    const std::size_t room = std::min<std::size_t>(length_, bodyCapacity_) - received_;
-    auto count = Platform::Descriptor::read(descriptor_, {body_.get() + received_, room});
-    if (count) received_ += count.value();
-    return count;
-  }
   std::memmove(ahead_.data(), ahead_.data() + aheadStart_, available());
   aheadEnd_ = available();
   aheadStart_ = 0;
-  auto count = Platform::Descriptor::read(descriptor_, std::span(ahead_).subspan(aheadEnd_));
+  auto count = Platform::Descriptor::read(
+      descriptor_, std::as_writable_bytes(std::span(ahead_).subspan(aheadEnd_)));
   if (count) aheadEnd_ += count.value();
   return count;
+}
+
+/// The next bytes that have been read; `count` of them are there.
+std::string_view FrameReader::take(std::size_t count) {
+  const std::string_view bytes{ahead_.data() + aheadStart_, count};
+  aheadStart_ += count;
+  return bytes;
 }
 
 void FrameReader::handleFrames() {
@@ -75,8 +73,7 @@ bool FrameReader::readLength() {
   if (hasLength_) return true;
   if (available() > 0) beginFrame();
   if (available() < sizeof length_) return false;
-  std::memcpy(&length_, ahead_.data() + aheadStart_, sizeof length_);
-  aheadStart_ += sizeof length_;
+  std::memcpy(&length_, take(sizeof length_).data(), sizeof length_);
   hasLength_ = true;
   received_ = 0;
   VCLogCDebug(listenPoint(), "Message lenData: %@bytes", sizeof length_);
@@ -86,42 +83,26 @@ bool FrameReader::readLength() {
 
 /// True when the body of the present frame was complete, and has been handled.
 bool FrameReader::readBody() {
-  const std::size_t count = std::min<std::size_t>(length_ - received_, available());
-  const std::byte* const bytes = ahead_.data() + aheadStart_;
-  if (count == length_) {
-    aheadStart_ += count;
-    deliver(frameEnded({reinterpret_cast<const char*>(bytes), count}));
-    return true;
-  }
-  if (count > 0) {
-    if (received_ + count > bodyCapacity_) growBody(std::max(firstCapacity, received_ + count));
-    std::memcpy(body_.get() + received_, bytes, count);
-    aheadStart_ += count;
-    received_ += count;
-  }
+  const auto count =
+      static_cast<std::uint32_t>(std::min<std::size_t>(length_ - received_, available()));
+  received_ += count;
+  parser_.write(take(count), received_ == length_);
   if (received_ < length_) return false;
-  auto message = frameEnded({reinterpret_cast<const char*>(body_.get()), received_});
-  if (bodyCapacity_ > firstCapacity) growBody(0);  // before the message, as large, is handled
-  deliver(std::move(message));
+  frameEnded();
   return true;
 }
 
-/// The message in `body`, if it is one.
-std::optional<JsonObject> FrameReader::frameEnded(std::string_view body) {
+void FrameReader::frameEnded() {
   hasBegun_ = hasLength_ = false;
-  VCLogCDebug(listenPoint(), "Data readed %@bytes length.", body.size());
-  VCLogCDebug(listenPoint(), "Message received %@bytes length.", body.size());
-  auto value = parseJson(body);
-  if (!value) {
-    VCLogCError(listenPoint(), "Can't convert browser message to dictionary: %@", value.failure());
-    return std::nullopt;
+  VCLogCDebug(listenPoint(), "Data readed %@bytes length.", received_);
+  VCLogCDebug(listenPoint(), "Message received %@bytes length.", received_);
+  auto request = parser_.finish();
+  if (!request) {
+    VCLogCError(listenPoint(), "Can't convert browser message to dictionary: %@",
+                request.failure());
+  } else if (*request) {
+    onRequest_(std::move(**request));
   }
-  if (!value->is_object()) return std::nullopt;
-  return std::move(value->get_object());
-}
-
-void FrameReader::deliver(std::optional<JsonObject> message) {
-  if (message) onMessage_(std::move(*message));
 }
 
 /// A frame that is cut short is dropped; then the end is seen where the next one would begin.
@@ -138,19 +119,6 @@ void FrameReader::inputEnded() {
   }
   beginFrame();
   VCLogCDebug(listenPoint(), "Message lenData: %@bytes", 0);
-}
-
-/// Makes the body's memory `capacity` bytes large, 0 to give it back; what it holds stays.
-void FrameReader::growBody(std::size_t capacity) {
-  if (capacity == 0) {
-    body_.reset();
-  } else {
-    auto* const grown = static_cast<std::byte*>(std::realloc(body_.get(), capacity));
-    if (grown == nullptr) Platform::hardStop("no memory for a message");
-    static_cast<void>(body_.release());
-    body_.reset(grown);
-  }
-  bodyCapacity_ = capacity;
 }
 
 }  // namespace corvane

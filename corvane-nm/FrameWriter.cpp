@@ -47,7 +47,7 @@ void FrameWriter::add(GrowingText body) {
   pending_.push_back({static_cast<std::uint32_t>(size), std::move(body)});
   pendingBytes_ += sizeof(std::uint32_t) + size;
   if (wasIdle) writePending();
-  if (pendingBytes_ > pendingBytesToReport && !std::exchange(isReported_, true)) {
+  if (pendingBytes_ > mostPendingBytes && !std::exchange(isFull_, true)) {
     VCLogCWarn(sendPoint(), "The browser does not read: %@ bytes of replies are pending",
                pendingBytes_);
   }
@@ -65,7 +65,7 @@ void FrameWriter::writePending() {
     isWaiting_ = !isWaiting_;
     if (isWaiting_) return awaitRoom();
     writable_ = {};
-    isReported_ = false;
+    isFull_ = false;
     onIdle_();
   }
 }

@@ -18,9 +18,9 @@ namespace corvane {
 /// loop's thread.
 class FrameWriter {
  public:
-  /// So many bytes of frames may be pending before a line in the log says that the browser does not
-  /// read. Browsers refuse replies above 1 MiB, so this is far from anything that works.
-  static constexpr std::size_t pendingBytesToReport = std::size_t{64} << 20;
+  /// With more bytes of frames than this pending, the writer is full, and a line in the log says
+  /// that the browser does not read: sixteen of the longest replies that browsers take.
+  static constexpr std::size_t mostPendingBytes = std::size_t{16} << 20;
 
   /// `descriptor` stays the caller's and must stay open. `loop` must outlive this object.
   /// `onIdle` is called when frames that had to be kept have all been written, or dropped because
@@ -36,6 +36,10 @@ class FrameWriter {
 
   /// Whether everything sent has been written, or never will be.
   [[nodiscard]] bool isIdle() const { return pending_.empty(); }
+
+  /// Whether too much is pending, from when it was until all has been written. `send` takes more
+  /// all the same: it is up to the caller to ask for no more.
+  [[nodiscard]] bool isFull() const { return isFull_; }
 
   /// How many bytes are still to be written, and how many the browser's pipe has taken so far.
   [[nodiscard]] std::size_t pendingBytes() const { return pendingBytes_; }
@@ -62,8 +66,8 @@ class FrameWriter {
   std::deque<Frame> pending_;
   std::size_t pendingBytes_ = 0;
   std::uint64_t writtenBytes_ = 0;
-  bool isReported_ = false;  // that too much is pending; until it has been written
-  bool isWaiting_ = false;   // for the descriptor to take more
+  bool isFull_ = false;
+  bool isWaiting_ = false;  // for the descriptor to take more
   bool isGone_ = false;
   Platform::EventLoop::Registration writable_;
 };

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "Base/AtEnd.h"
 #include "Platform/SystemLog.h"
 #include "SharedComponents/Configuration.h"
 #include "VCommons/VCommonsKit/VCLog.h"
@@ -17,8 +18,11 @@ const char* statePushIdentifier() {
 
 }  // namespace
 
-MainAppWatch::MainAppWatch(SharedResources& shared, BrowserChannel::Processor process, Send send)
-    : shared_(shared), process_(std::move(process)), send_(std::move(send)) {}
+MainAppWatch::MainAppWatch(SharedResources& shared, BrowserChannel& channel,
+                           BrowserChannel::Processor process)
+    : shared_(shared), channel_(channel), process_(std::move(process)) {
+  channel_.onRoom([this] { pushIfOwed(); });
+}
 
 void MainAppWatch::registerHandlers() {
   RequestSignalling& signalling = shared_.signalling();
@@ -50,11 +54,39 @@ void MainAppWatch::checkRunning(int instances) {
 }
 
 void MainAppWatch::raiseAppSate() {
-  process_({{"type", "getCurrentAppState"}, {"id", statePushIdentifier()}},
-           [this](RequestProcessing::Response response) {
+  if (mayPush()) return push();
+  isPushOwed_ = true;
+  if (std::exchange(isReported_, true)) return;
+  VCLogCWarn({"corvane-nm/main", "raiseAppSate()"},
+             "The state is announced faster than it can be pushed: %@ pushes are pending, "
+             "announcements count as one for now",
+             pendingPushes_);
+}
+
+bool MainAppWatch::mayPush() const {
+  return pendingPushes_ <= mostPendingPushes && !channel_.isFull();
+}
+
+void MainAppWatch::push() {
+  ++pendingPushes_;
+  auto end = AtEnd([this] {
+    --pendingPushes_;
+    pushIfOwed();
+  });
+  process_({"getCurrentAppState", statePushIdentifier()},
+           [this, end = std::move(end)](RequestProcessing::Response response) {
              response.requestId = statePushIdentifier();
-             send_(std::move(response), "raiseAppSate()");
+             channel_.send(std::move(response), "raiseAppSate()");
            });
+}
+
+void MainAppWatch::pushIfOwed() {
+  if (isPushOwed_ && mayPush()) {
+    isPushOwed_ = false;
+    push();
+  } else if (pendingPushes_ == 0 && !channel_.isFull()) {
+    isReported_ = false;
+  }
 }
 
 void MainAppWatch::prepare() {

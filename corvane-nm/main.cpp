@@ -39,15 +39,12 @@ struct Host {
                                                std::move(answer));
        },
        [this] { return caller.name(shared.runningApplications()); }}};
-  const BrowserChannel::Processor process = [this](JsonObject message,
+  const BrowserChannel::Processor process = [this](RequestProcessing::Request request,
                                                    BrowserChannel::Reply reply) {
-    processor.process(std::move(message), std::move(reply));
+    processor.process(std::move(request), std::move(reply));
   };
   BrowserChannel channel;
-  MainAppWatch watch{shared, process,
-                     [this](RequestProcessing::Response response, const char* function) {
-                       channel.send(std::move(response), function);
-                     }};
+  MainAppWatch watch{shared, channel, process};
 };
 
 void startLogging(SharedResources& shared) {

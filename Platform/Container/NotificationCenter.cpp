@@ -21,6 +21,10 @@ namespace {
 /// Each name that is posted keeps descriptors open, so at most this many names are kept.
 constexpr std::size_t mostNamesKept = 100;
 
+/// So many notifications are delivered in a row, as many as a socket ever holds by far; who posts
+/// without end so does not keep the loop from its other events.
+constexpr std::size_t mostAtOnce = 1000;
+
 }  // namespace
 
 /// One socket receives all names. Its links stay until `withdraw`, because dropping an unobserved
@@ -47,7 +51,7 @@ class NotificationCenter::Implementation {
   void stopObserving(const std::string& name) { callbacks_.erase(name); }
 
   void deliverPending() {
-    while (socket_) {
+    for (std::size_t count = 0; socket_ && count < mostAtOnce; ++count) {
       const auto name = socket_->receive();
       if (!name || name->empty()) return;
       deliver(*name);

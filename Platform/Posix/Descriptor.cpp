@@ -41,6 +41,11 @@ Result<std::size_t> readSome(int descriptor, std::span<std::byte> bytes) {
   }
 }
 
+bool isHungUp(int descriptor) {
+  pollfd pipe{descriptor, 0, 0};
+  return systemCalls().poll(&pipe, 1, 0) == 1 && (pipe.revents & POLLHUP) != 0;
+}
+
 Result<Done> writeAll(int descriptor, ByteView bytes) {
   while (!bytes.empty()) {
     const ssize_t count = systemCalls().write(descriptor, bytes.data(), bytes.size());

@@ -1,8 +1,14 @@
 #include "Platform/Heap.h"
 
+#include <malloc/malloc.h>
+
 namespace corvane::Platform {
 
 /// Here no thread has a heap of its own anyway.
 void shareOneHeap() {}
+
+void giveBackFreeMemory() {
+  ::malloc_zone_pressure_relief(nullptr, 0);
+}
 
 }  // namespace corvane::Platform

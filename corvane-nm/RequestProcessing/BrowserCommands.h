@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <span>
@@ -71,6 +72,28 @@ inline constexpr std::array<BrowserCommand, 13> browserCommands = {{
     {CommandId::openSettings, "openSettings", {}, false},
     {CommandId::updateApp, "updateApp", {}, false},
 }};
+
+/// All names that commands read in "parameters".
+inline constexpr std::array<std::string_view, 10> parameterNames = {
+    "apiVersion",     "forceStartApp", "url",    "port",     "isEnabled",
+    "isHttpsEnabled", "ruleText",      "domain", "referrer", "userAgent"};
+
+/// The place of `name` among them; their number when it is none of them.
+constexpr std::size_t indexOfParameter(std::string_view name) {
+  std::size_t index = 0;
+  while (index < parameterNames.size() && parameterNames[index] != name) ++index;
+  return index;
+}
+
+static_assert(std::all_of(browserCommands.begin(), browserCommands.end(),
+                          [](const BrowserCommand& command) {
+                            return std::all_of(command.parameters.begin(), command.parameters.end(),
+                                               [](const RequiredParameter& parameter) {
+                                                 return indexOfParameter(parameter.name) <
+                                                        parameterNames.size();
+                                               });
+                          }),
+              "each parameter of a command is among the names");
 
 /// The command whose type is exactly `type`; nullptr when there is none.
 constexpr const BrowserCommand* findBrowserCommand(std::string_view type) {

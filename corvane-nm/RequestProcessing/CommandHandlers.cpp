@@ -184,8 +184,9 @@ void CommandHandlers::getCurrentAppState(Work work) {
 }
 
 void CommandHandlers::init(Work work) {
-  const auto apiVersion = work->parameters().text("apiVersion");
-  const bool isValidated = apiVersion && numericallyEqual(*apiVersion, supportedApiVersion);
+  const auto* const apiVersion = work->parameters().text("apiVersion");
+  const bool isValidated =
+      apiVersion != nullptr && numericallyEqual(*apiVersion, supportedApiVersion);
   work->response.status =
       isValidated ? ResponseStatus::ok() : ResponseStatus::error(ErrorText::versionMismatch);
   work->response.parameters = JsonObject{{"version", Configuration::hostVersion},
@@ -196,8 +197,8 @@ void CommandHandlers::init(Work work) {
 }
 
 void CommandHandlers::getCurrentFilteringState(Work work) {
-  const auto forceStartApp = work->parameters().flag("forceStartApp");
-  if (!forceStartApp) {
+  const bool* const forceStartApp = work->parameters().flag("forceStartApp");
+  if (forceStartApp == nullptr) {
     preset(*work);
     return WorkingReply::send(std::move(work));
   }
@@ -211,7 +212,7 @@ void CommandHandlers::getCurrentFilteringState(Work work) {
 
 void CommandHandlers::askForFilteringState(Work work) {
   if (!work->isComplete()) return WorkingReply::send(std::move(work));
-  const Parameters parameters = work->parameters();
+  const Parameters& parameters = work->parameters();
   environment_.client.getCurrentFilteringState(
       *parameters.text("url"), *parameters.integer("port"), environment_.callerApplicationName(),
       [work = std::move(work)](const std::optional<EBACurrentFilteringStateResponse>& record,
@@ -232,7 +233,7 @@ void CommandHandlers::setProtectionStatus(Work work) {
 void CommandHandlers::setFilteringStatus(Work work) {
   preset(*work);
   if (!work->isComplete()) return WorkingReply::send(std::move(work));
-  const Parameters parameters = work->parameters();
+  const Parameters& parameters = work->parameters();
   const std::string url = *parameters.text("url");
   const bool isHttpsEnabled = *parameters.flag("isHttpsEnabled");
   environment_.client.setHttpFilteringStatus(
@@ -266,7 +267,7 @@ void CommandHandlers::changeRule(Work work, void (Protocol::*operation)(const st
 void CommandHandlers::openOriginalCert(Work work) {
   withMainAppState(std::move(work), [this](Work stated) {
     if (!stated->isComplete()) return WorkingReply::send(std::move(stated));
-    const Parameters parameters = stated->parameters();
+    const Parameters& parameters = stated->parameters();
     environment_.client.openOriginalCert(*parameters.text("domain"), *parameters.integer("port"),
                                          environment_.callerApplicationName(),
                                          finalReply(std::move(stated)));
@@ -276,7 +277,7 @@ void CommandHandlers::openOriginalCert(Work work) {
 void CommandHandlers::reportSite(Work work) {
   withMainAppState(std::move(work), [this](Work stated) {
     if (!stated->isComplete()) return WorkingReply::send(std::move(stated));
-    const Parameters parameters = stated->parameters();
+    const Parameters& parameters = stated->parameters();
     environment_.client.reportSite(
         *parameters.text("url"), *parameters.text("referrer"), *parameters.text("userAgent"),
         [work = std::move(stated)](const std::optional<std::string>& reportUrl,

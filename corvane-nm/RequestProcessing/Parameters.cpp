@@ -4,38 +4,32 @@
 
 namespace corvane::RequestProcessing {
 
+Parameters::Value* Parameters::slot(std::string_view name) {
+  const std::size_t index = indexOfParameter(name);
+  return index < values_.size() ? &values_[index] : nullptr;
+}
+
 bool Parameters::haveAll(std::span<const RequiredParameter> required) const {
   using Kind = RequiredParameter::Kind;
   return std::all_of(required.begin(), required.end(), [this](const RequiredParameter& one) {
-    if (object_ == nullptr) return false;
     switch (one.kind) {
       case Kind::text:
-        return findString(*object_, one.name) != nullptr;
+        return text(one.name) != nullptr;
       case Kind::integer:
-        return findInteger(*object_, one.name) != nullptr;
+        return integer(one.name) != nullptr;
       case Kind::flag:
-        return findBool(*object_, one.name) != nullptr;
+        return flag(one.name) != nullptr;
     }
     return false;
   });
 }
 
-std::optional<std::string> Parameters::text(std::string_view key) const {
-  const auto* found = object_ == nullptr ? nullptr : findString(*object_, key);
-  if (found == nullptr) return std::nullopt;
-  return std::string(found->data(), found->size());
-}
-
-std::optional<bool> Parameters::flag(std::string_view key) const {
-  const bool* found = object_ == nullptr ? nullptr : findBool(*object_, key);
-  if (found == nullptr) return std::nullopt;
-  return *found;
-}
-
-std::optional<std::int64_t> Parameters::integer(std::string_view key) const {
-  const std::int64_t* found = object_ == nullptr ? nullptr : findInteger(*object_, key);
-  if (found == nullptr) return std::nullopt;
-  return *found;
+std::size_t Parameters::bytes() const {
+  std::size_t bytes = 0;
+  for (const Value& value : values_) {
+    if (const auto* text = std::get_if<std::string>(&value)) bytes += text->size();
+  }
+  return bytes;
 }
 
 }  // namespace corvane::RequestProcessing

@@ -1,31 +1,52 @@
 #pragma once
 
+#include <array>
+#include <cstddef>
 #include <cstdint>
-#include <optional>
 #include <span>
 #include <string>
+#include <string_view>
+#include <variant>
 
 #include "corvane-nm/RequestProcessing/BrowserCommands.h"
-#include "corvane-nm/RequestProcessing/Request.h"
 
 namespace corvane::RequestProcessing {
 
-/// Reads a request's parameters by kind: nothing when the request has none, when the key is
-/// missing, or when its value is of another kind.
+/// A request's parameters: for each name that some command reads, the value, if it is a text, a
+/// boolean or an integer. What else a message holds is not kept.
 class Parameters {
  public:
-  explicit Parameters(const Request& request)
-      : object_(request.parameters ? &*request.parameters : nullptr) {}
+  using Value = std::variant<std::monostate, std::string, bool, std::int64_t>;
+
+  /// The value of `name`, to be set; nullptr for a name that no command reads.
+  Value* slot(std::string_view name);
 
   /// Whether all of `required` are there, each with a value of its kind.
   [[nodiscard]] bool haveAll(std::span<const RequiredParameter> required) const;
 
-  [[nodiscard]] std::optional<std::string> text(std::string_view key) const;
-  [[nodiscard]] std::optional<bool> flag(std::string_view key) const;
-  [[nodiscard]] std::optional<std::int64_t> integer(std::string_view key) const;
+  /// nullptr when `name` is missing or its value is of another kind. Kinds never mix: true is no
+  /// integer, 1 no boolean, 443.0 no integer.
+  [[nodiscard]] const std::string* text(std::string_view name) const {
+    return find<std::string>(name);
+  }
+  [[nodiscard]] const bool* flag(std::string_view name) const { return find<bool>(name); }
+  [[nodiscard]] const std::int64_t* integer(std::string_view name) const {
+    return find<std::int64_t>(name);
+  }
+
+  bool operator==(const Parameters&) const = default;
+
+  /// The length of all texts.
+  [[nodiscard]] std::size_t bytes() const;
 
  private:
-  const JsonObject* object_;
+  template <class T>
+  [[nodiscard]] const T* find(std::string_view name) const {
+    const std::size_t index = indexOfParameter(name);
+    return index < values_.size() ? std::get_if<T>(&values_[index]) : nullptr;
+  }
+
+  std::array<Value, parameterNames.size()> values_;  // in the order of the names
 };
 
 }  // namespace corvane::RequestProcessing

@@ -1,7 +1,6 @@
 #include "corvane-nm/RequestProcessing/RequestProcessing.h"
 
 #include <memory>
-#include <optional>
 #include <utility>
 
 namespace corvane::RequestProcessing {
@@ -9,12 +8,10 @@ namespace corvane::RequestProcessing {
 Processor::Processor(Platform::EventLoop& loop, Environment environment)
     : order_(loop, "RequestProcessingQueue"), handlers_(std::move(environment), order_) {}
 
-void Processor::process(JsonObject message, ReplyCallback reply) {
-  std::optional<Request> request = Request::fromDictionary(std::move(message));
-  if (!request) return;
-  const BrowserCommand* const command = findBrowserCommand(request->type);
+void Processor::process(Request request, ReplyCallback reply) {
+  const BrowserCommand* const command = findBrowserCommand(request.type);
   if (command == nullptr) return;
-  order_.async([this, work = std::make_unique<WorkingReply>(*command, std::move(*request),
+  order_.async([this, work = std::make_unique<WorkingReply>(*command, std::move(request),
                                                             std::move(reply))]() mutable {
     handlers_.start(std::move(work));
   });

@@ -13,11 +13,11 @@ class Processor {
   /// its handlers have started.
   Processor(Platform::EventLoop& loop, Environment environment);
 
-  /// Takes one decoded message and returns at once. `reply` gets the one reply, later, or is
-  /// destroyed uncalled: at once for a message without string "type" and "id" and for an unknown
-  /// command, later when the main application's interface could not take the request. Handlers
+  /// Takes one request and returns at once. `reply` gets the one reply, later, or is destroyed
+  /// uncalled: at once for an unknown command, later when the main application's interface could
+  /// not take the request. Handlers
   /// start one at a time in the order of these calls; replies may come in another order.
-  void process(JsonObject message, ReplyCallback reply);
+  void process(Request request, ReplyCallback reply);
 
  private:
   SerialOrder order_;

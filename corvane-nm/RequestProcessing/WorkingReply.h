@@ -4,7 +4,6 @@
 #include <utility>
 
 #include "corvane-nm/RequestProcessing/BrowserCommands.h"
-#include "corvane-nm/RequestProcessing/Parameters.h"
 #include "corvane-nm/RequestProcessing/Request.h"
 #include "corvane-nm/RequestProcessing/Response.h"
 
@@ -26,7 +25,7 @@ class WorkingReply {
     work->callback_(std::move(work->response));
   }
 
-  [[nodiscard]] Parameters parameters() const { return Parameters(request); }
+  [[nodiscard]] const Parameters& parameters() const { return request.parameters; }
 
   /// Whether the request has all parameters that its command needs.
   [[nodiscard]] bool isComplete() const { return parameters().haveAll(command.parameters); }

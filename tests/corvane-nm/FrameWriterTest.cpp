@@ -82,14 +82,23 @@ TEST_F(FrameWriterTest, AFrameTakesTwoWrites) {
 
 TEST_F(FrameWriterTest, ABrowserThatDoesNotReadCostsALine) {
   constexpr std::size_t length = 1'000'000;
-  while (writer_.pendingBytes() + length + 4 <= FrameWriter::pendingBytesToReport) send(length);
+  while (writer_.pendingBytes() + length + 4 <= FrameWriter::mostPendingBytes) send(length);
   EXPECT_TRUE(takeLogTexts().empty());
+  EXPECT_FALSE(writer_.isFull());
   send(length);
   const std::string pending = std::to_string(writer_.pendingBytes());
   send(length);
   EXPECT_EQ(takeLogTexts(),
             std::vector<std::string>{"2 (main: send(_:)) The browser does not read: " + pending +
                                      " bytes of replies are pending"});
+  testing::taken(ends_.reader, 2 * length);
+  testing::turnThrough(loop_);
+  EXPECT_TRUE(writer_.isFull()) << "until all has been written";
+  EXPECT_TRUE(turnUntil(loop_, [&] {
+    testing::taken(ends_.reader, length);
+    return !writer_.isFull();
+  }));
+  EXPECT_TRUE(writer_.isIdle());
 }
 
 }  // namespace

@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "Base/Json.h"
+#include "corvane-nm/RequestProcessing/RequestParser.h"
 #include "tests/Support/TemporaryFolder.h"
 #include "tests/Support/Turning.h"
 
@@ -73,16 +73,17 @@ class RequestProcessingTest : public ::testing::Test {
     auto end = std::shared_ptr<void>(nullptr, [this, isReplied](void*) {
       if (!*isReplied) replies_ += "- ";
     });
-    processor.process({{"type", type}, {"id", "r"}, {"parameters", parseJson(parameters).value()}},
-                      [this, isReplied, end](const Response& response) {
-                        *isReplied = true;
-                        reply_.clear();
-                        response.addTo(reply_);
-                        const auto* data = findString(reply_, "data");
-                        replies_ += std::string(*findString(reply_, "result")) + "/" +
-                                    std::string(data == nullptr ? "" : *data) + "/" +
-                                    std::string(*findString(reply_, "id")) + " ";
-                      });
+    RequestParser parser;
+    parser.write(R"({"type":")" + type + R"(","id":"r","parameters":)" + parameters + "}", true);
+    processor.process(parser.finish()->value(), [this, isReplied, end](const Response& response) {
+      *isReplied = true;
+      reply_.clear();
+      response.addTo(reply_);
+      const auto* data = findString(reply_, "data");
+      replies_ += std::string(*findString(reply_, "result")) + "/" +
+                  std::string(data == nullptr ? "" : *data) + "/" +
+                  std::string(*findString(reply_, "id")) + " ";
+    });
   }
   /// Sends one message and gives its reply as "result/data/serial", or "-" when there is none.
   std::string answerOf(Processor& processor, const std::string& type,

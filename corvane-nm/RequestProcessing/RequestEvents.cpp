@@ -1,0 +1,92 @@
+#include "corvane-nm/RequestProcessing/RequestEvents.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "Base/Unicode.h"
+
+namespace corvane::RequestProcessing {
+
+Result<std::optional<Request>> RequestEvents::takeRequest() {
+  RequestEvents all = std::exchange(*this, {});
+  if (all.top_ == Top::scalar) {
+    return Failure{FailureCause::malformed,
+                   "JSON text did not start with array or object (no fragments)"};
+  }
+  auto* const type = std::get_if<std::string>(&all.type_);
+  auto* const id = std::get_if<std::string>(&all.id_);
+  if (type == nullptr || id == nullptr) return std::optional<Request>();
+  Request request{std::move(*type), std::move(*id), std::move(all.parameters_)};
+  if (auto* const data = std::get_if<std::string>(&all.data_)) request.data = std::move(*data);
+  return std::optional(std::move(request));
+}
+
+bool RequestEvents::on_object_begin(Error& /*error*/) {
+  enter(Top::object);
+  isInParameters_ = isInParameters_ || (depth_ == 2 && parametersFollow_);
+  return true;
+}
+
+bool RequestEvents::on_array_begin(Error& /*error*/) {
+  enter(Top::array);
+  return true;
+}
+
+void RequestEvents::enter(Top kind) {
+  if (depth_++ == 0) top_ = kind;
+  target_ = nullptr;
+}
+
+bool RequestEvents::leave() {
+  if (--depth_ == 1) isInParameters_ = false;
+  return true;
+}
+
+bool RequestEvents::on_key_part(Text part, std::size_t /*length*/, Error& /*error*/) {
+  addToKey(part);
+  return true;
+}
+
+bool RequestEvents::on_key(Text part, std::size_t /*length*/, Error& /*error*/) {
+  addToKey(part);
+  const std::size_t length = std::exchange(keyLength_, 0);
+  target_ = memberNamed({key_.data(), length <= longestName ? length : 0});
+  if (target_ != nullptr) *target_ = std::monostate();  // an equal key before does not count
+  return true;
+}
+
+void RequestEvents::addToKey(Text part) {
+  if (keyLength_ < longestName)
+    std::copy_n(part.data(), std::min(part.size(), longestName - keyLength_), &key_[keyLength_]);
+  keyLength_ += part.size();
+}
+
+/// The place of the value that follows the key `name`, if it is kept.
+RequestEvents::Value* RequestEvents::memberNamed(std::string_view name) {
+  if (depth_ == 2 && isInParameters_) return parameters_.slot(name);
+  if (depth_ != 1) return nullptr;
+  parametersFollow_ = name == "parameters";
+  if (parametersFollow_) parameters_ = {};
+  if (name == "type") return &type_;
+  if (name == "id") return &id_;
+  return name == "data" ? &data_ : nullptr;
+}
+
+bool RequestEvents::on_string_part(Text part, std::size_t /*length*/, Error& /*error*/) {
+  if (target_ == nullptr) return true;
+  if (!std::holds_alternative<std::string>(*target_)) target_->emplace<std::string>();
+  auto& text = std::get<std::string>(*target_);
+  if (surrogate_) {
+    Unicode::append(text, *surrogate_);
+  } else {
+    text.append(part.data(), part.size());
+  }
+  return true;
+}
+
+bool RequestEvents::on_string(Text part, std::size_t length, Error& error) {
+  on_string_part(part, length, error);
+  return keepNothing();
+}
+
+}  // namespace corvane::RequestProcessing

@@ -1,0 +1,40 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string_view>
+
+#include "Base/Result.h"
+#include "corvane-nm/RequestProcessing/Request.h"
+
+namespace corvane::RequestProcessing {
+
+/// Parses messages of the browser, as strictly as parseJson (Base/Json.h) and with the same
+/// failures, but as their bytes arrive and without building what nobody reads: a message takes the
+/// memory of the texts that its request keeps, whatever else it holds, and time in proportion to
+/// its length. So neither a long message nor one that is made to be slow holds up the loop.
+///
+/// One message after the other: `write` for each piece, then `finish`. One thread.
+class RequestParser {
+ public:
+  RequestParser();
+  ~RequestParser();
+  RequestParser(const RequestParser&) = delete;
+  RequestParser& operator=(const RequestParser&) = delete;
+
+  /// Takes the next piece of a message; a text may be cut anywhere. `isLast` says that it is the
+  /// end. After a piece that is malformed, the others are not looked at.
+  void write(std::string_view piece, bool isLast);
+
+  /// After the last piece: the request that the message is, or nothing when it is JSON but no
+  /// object, or an object whose "type" or "id" is missing or no text. Fails, with the reason, when
+  /// the text is not JSON. Of equal keys the last one counts. The next message may follow.
+  Result<std::optional<Request>> finish();
+
+ private:
+  struct State;
+
+  const std::unique_ptr<State> state_;
+};
+
+}  // namespace corvane::RequestProcessing
