@@ -106,7 +106,8 @@ void encodeFloor(benchmark::State& state) {
 void read(benchmark::State& state) {
   Sample& sample = sampleOf(state);
   bool hasMessage = false;
-  FrameReader reader(sample.file(), [&](const JsonObject& /*message*/) { hasMessage = true; });
+  FrameReader reader(sample.file(),
+                     [&](const RequestProcessing::Request& /*request*/) { hasMessage = true; });
   while (state.KeepRunning()) {
     sample.file();
     hasMessage = false;

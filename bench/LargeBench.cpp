@@ -57,7 +57,8 @@ void require(bool isFine, const char* what) {
 
 void decodeOurs(int file) {
   bool hasMessage = false;
-  FrameReader reader(file, [&](const JsonObject& /*message*/) { hasMessage = true; });
+  FrameReader reader(file,
+                     [&](const RequestProcessing::Request& /*request*/) { hasMessage = true; });
   while (!hasMessage && reader.read()) continue;
   require(hasMessage, "can't decode");
 }

@@ -5,6 +5,7 @@
 
 #include "corvane-nm/RequestProcessing/RequestProcessing.h"
 #include "fuzz/Fuzzing.h"
+#include "fuzz/Requests.h"
 #include "tests/Support/TemporaryFolder.h"
 
 namespace {
@@ -73,15 +74,14 @@ class Host {
  public:
   /// The reply to `message`, if there is one. Turns the loop until the callback is destroyed,
   /// called or not.
-  std::optional<JsonObject> replyTo(JsonObject message, Mood mood) {
+  std::optional<JsonObject> replyTo(const Request& request, Mood mood) {
     client_.mood = mood;
     client_.given = std::nullopt;
     std::optional<JsonObject> reply;
-    processor_.process(std::move(message),
-                       [&reply, end = EndOfTurn(loop_)](const Response& response) {
-                         require(!reply, "a message gets one reply at most");
-                         response.addTo(reply.emplace());
-                       });
+    processor_.process(request, [&reply, end = EndOfTurn(loop_)](const Response& response) {
+      require(!reply, "a message gets one reply at most");
+      response.addTo(reply.emplace());
+    });
     loop_.turnUntil(Platform::EventLoop::Clock::time_point::max());
     return reply;
   }
@@ -127,11 +127,9 @@ class Host {
        [] { return std::string("Browser"); }}};
 };
 
-bool isCommand(const JsonObject& message) {
-  const auto* type = findString(message, "type");
-  return type != nullptr && findString(message, "id") != nullptr &&
-         std::any_of(browserCommands.begin(), browserCommands.end(),
-                     [&](const BrowserCommand& command) { return command.type == *type; });
+bool isCommand(const Request& request) {
+  return std::any_of(browserCommands.begin(), browserCommands.end(),
+                     [&](const BrowserCommand& command) { return command.type == request.type; });
 }
 
 /// The main application was given the text that was sent, and what it says comes back.
@@ -168,18 +166,20 @@ void requireForm(const JsonObject& message, const JsonObject& reply) {
 
 }  // namespace
 
-/// A command with an id gets one reply, whatever else the message holds and the main application
-/// does; everything else gets none.
+/// A command gets one reply, whatever else the message holds and the main application does; what is
+/// no command gets none.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   static auto& host = *new Host;
   static long long lastSerial = 0;
   const auto message = parseJson(fuzzing::textOf(data, size));
-  if (!message || !message->is_object()) return 0;
+  const auto request = message ? fuzzing::requestIn(message.value()) : std::nullopt;
+  if (!request) return 0;
   const JsonObject& object = message->get_object();
   for (const Mood mood : {Mood::isNotRunning, Mood::answers, Mood::fails, Mood::isLate}) {
     const fuzzing::MemoryBound bound((std::size_t{256} << 10) + 128 * size);
-    const auto reply = host.replyTo(object, mood);
-    require(reply.has_value() == isCommand(object), "commands get a reply, and nothing else does");
+    const auto reply = host.replyTo(*request, mood);
+    require(reply.has_value() == isCommand(*request),
+            "commands get a reply, and nothing else does");
     if (!reply) return 0;
     requireForm(object, *reply);
     if (host.given()) requireEcho(object, *reply, *host.given(), mood);

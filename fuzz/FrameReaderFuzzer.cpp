@@ -15,13 +15,14 @@
 #include "corvane-nm/FrameReader.h"
 #include "corvane-nm/FrameWriter.h"
 #include "fuzz/Fuzzing.h"
-#include "fuzz/JsonComparison.h"
+#include "fuzz/Requests.h"
 
 namespace {
 
 using namespace corvane;  // NOLINT(google-build-using-namespace)
 using fuzzing::require;
-using Messages = std::vector<JsonObject>;
+using RequestProcessing::Request;
+using Requests = std::vector<Request>;
 
 class OpenDescriptor {
  public:
@@ -59,9 +60,11 @@ class Lines final : public DDLogger {
   std::size_t digest_ = 0;
 };
 
-/// What a stream holds, worked out anew: its messages, and where the frame of each ends.
+/// What a stream holds, worked out anew: its objects, its requests, and where the frame of each
+/// request ends.
 struct Expected {
-  Messages messages;
+  std::vector<JsonObject> objects;
+  Requests requests;
   std::vector<std::size_t> ends;
 
   explicit Expected(std::string_view stream) {
@@ -74,25 +77,28 @@ struct Expected {
       auto value = parseJson(stream.substr(0, length));
       stream.remove_prefix(length);
       if (!value || !value->is_object()) continue;
-      messages.push_back(std::move(value->get_object()));
+      auto request = fuzzing::requestIn(value.value());
+      objects.push_back(std::move(value->get_object()));
+      if (!request) continue;
+      requests.push_back(std::move(*request));
       ends.push_back(size - stream.size());
     }
   }
 
-  /// How many messages are complete when so many bytes have arrived.
+  /// How many requests are complete when so many bytes have arrived.
   [[nodiscard]] std::size_t countOf(std::size_t bytes) const {
     return static_cast<std::size_t>(std::upper_bound(ends.begin(), ends.end(), bytes) -
                                     ends.begin());
   }
 };
 
-/// A reader that is paused by some of its messages: bit i % 5 of `pauses` says whether by message
+/// A reader that is paused by some of its requests: bit i % 5 of `pauses` says whether by request
 /// i.
 class Reading {
  public:
   Reading(int descriptor, unsigned pauses)
       : pauses_(pauses),
-        reader_(descriptor, [this](JsonObject message) { take(std::move(message)); }) {}
+        reader_(descriptor, [this](Request request) { take(std::move(request)); }) {}
 
   /// Reads once, and resumes as often as it is paused. False at the end.
   bool read() {
@@ -101,34 +107,34 @@ class Reading {
     return hasMore;
   }
 
-  [[nodiscard]] std::size_t count() const { return messages_.size(); }
-  Messages takeMessages() { return std::move(messages_); }
+  [[nodiscard]] std::size_t count() const { return requests_.size(); }
+  Requests takeRequests() { return std::move(requests_); }
 
  private:
-  void take(JsonObject message) {
+  void take(Request request) {
     require(!isPaused_, "nothing is delivered while reading is paused");
-    isPaused_ = (pauses_ >> messages_.size() % 5 & 1) != 0;
-    messages_.push_back(std::move(message));
+    isPaused_ = (pauses_ >> requests_.size() % 5 & 1) != 0;
+    requests_.push_back(std::move(request));
     if (isPaused_) reader_.pause();
   }
 
   const unsigned pauses_;
-  Messages messages_;
+  Requests requests_;
   bool isPaused_ = false;
   FrameReader reader_;
 };
 
 void requireAllUpTo(std::size_t bytes, const Reading& reading, const Expected& expected) {
   require(reading.count() == expected.countOf(bytes),
-          "a message is delivered when its last byte has arrived, and not before");
+          "a request is delivered when its last byte has arrived, and not before");
 }
 
-/// Three times what has arrived at most while a body grows, and what Json takes for it.
+/// A request takes some hundred bytes, and its frame 22 at the least; lists grow by doubling.
 std::size_t mostMemoryFor(std::size_t size) {
   return (std::size_t{256} << 10) + 136 * size;
 }
 
-Messages messagesAtOnce(std::string_view stream, unsigned pauses, const Expected& expected) {
+Requests requestsAtOnce(std::string_view stream, unsigned pauses, const Expected& expected) {
   const OpenDescriptor file(::memfd_create("stream", MFD_CLOEXEC));
   require(::pwrite(file.number(), stream.data(), stream.size(), 0) ==
               static_cast<ssize_t>(stream.size()),
@@ -139,7 +145,7 @@ Messages messagesAtOnce(std::string_view stream, unsigned pauses, const Expected
     const auto position = ::lseek(file.number(), 0, SEEK_CUR);
     requireAllUpTo(static_cast<std::size_t>(position), reading, expected);
   }
-  return reading.takeMessages();
+  return reading.takeRequests();
 }
 
 bool isReadable(int descriptor) {
@@ -148,7 +154,7 @@ bool isReadable(int descriptor) {
 }
 
 /// The stream arrives in up to 64 pieces.
-Messages messagesInPieces(std::string_view stream, unsigned pauses, const Expected& expected) {
+Requests requestsInPieces(std::string_view stream, unsigned pauses, const Expected& expected) {
   std::array<int, 2> ends{};
   require(::pipe(ends.data()) == 0, "it opens");
   const OpenDescriptor input(ends[0]);
@@ -166,25 +172,19 @@ Messages messagesInPieces(std::string_view stream, unsigned pauses, const Expect
   }
   output.reset();
   require(!reading.read(), "the end of input is seen");
-  return reading.takeMessages();
-}
-
-/// Not by ==: a zero with a huge exponent reads as what is equal to nothing (Base/Json.h).
-bool areSame(const Messages& ones, const Messages& others) {
-  return std::equal(ones.begin(), ones.end(), others.begin(), others.end(),
-                    [](const auto& one, const auto& other) { return fuzzing::isSame(one, other); });
+  return reading.takeRequests();
 }
 
 /// What can be written is read back as it was.
-void writeAndReadBack(const Messages& messages) {
+void writeAndReadBack(const std::vector<JsonObject>& objects) {
   static Platform::EventLoop loop;  // never turns: a file takes everything at once
   const OpenDescriptor file(::memfd_create("frames", MFD_CLOEXEC));
   FrameWriter writer(loop, file.number(), [] {});
-  Messages written;
-  for (const JsonObject& message : messages) {
-    if (!isValidJsonObject(message)) continue;
-    require(writer.send(message), "what was read can be written");
-    written.push_back(message);
+  Requests written;
+  for (const JsonObject& object : objects) {
+    if (!isValidJsonObject(object)) continue;
+    require(writer.send(object), "what was read can be written");
+    if (auto request = fuzzing::requestIn(object)) written.push_back(std::move(*request));
   }
   require(writer.isIdle(), "what was sent has been written");
   const auto size = static_cast<std::size_t>(::lseek(file.number(), 0, SEEK_END));
@@ -192,14 +192,14 @@ void writeAndReadBack(const Messages& messages) {
   const fuzzing::MemoryBound bound(mostMemoryFor(size));
   Reading reading(file.number(), 0);
   while (reading.read()) continue;
-  require(areSame(written, reading.takeMessages()), "what was written reads back as the same");
+  require(reading.takeRequests() == written, "what was written reads back as the same");
 }
 
 }  // namespace
 
 /// The input is what the browser writes until it closes its end; of its first byte, the upper three
-/// bits say how many times 16 KiB of spaces follow it, for bodies beyond the reader's first memory,
-/// and the others which messages pause the reader; in pieces, it is those that do not.
+/// bits say how many times 16 KiB of spaces follow it, for bodies that it reads in pieces,
+/// and the others which requests pause the reader; in pieces, it is those that do not.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   if (size == 0) return 0;
   Lines& lines = Lines::ofTheProcess();
@@ -207,12 +207,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   stream.append(std::size_t{data[0]} / 32 * 16384, ' ');
   const Expected expected(stream);
   lines.digest();
-  require(areSame(messagesAtOnce(stream, data[0], expected), expected.messages),
-          "the messages are those of the stream");
+  require(requestsAtOnce(stream, data[0], expected) == expected.requests,
+          "the requests are those of the stream");
   const std::size_t logged = lines.digest();
-  require(areSame(messagesInPieces(stream, ~unsigned{data[0]}, expected), expected.messages),
+  require(requestsInPieces(stream, ~unsigned{data[0]}, expected) == expected.requests,
           "they are the same however the bytes arrive");
   require(lines.digest() == logged, "so are the log lines");
-  writeAndReadBack(expected.messages);
+  writeAndReadBack(expected.objects);
   return 0;
 }
