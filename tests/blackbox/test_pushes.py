@@ -7,6 +7,7 @@ import unittest
 
 from host import (DEADLINE, PUSH, SLOWER, Container, Host, MainApplication, Observers, frame,
                   request)
+from standstill import stopped_holder
 
 STATE = request("getCurrentAppState", "s")
 PATIENCE = 100  # requests answered in a row without a push: none is under way any more
@@ -102,6 +103,25 @@ class Pushes(unittest.TestCase):
             self.assertEqual(pushes(host, 1000, posting), 1000)
             posting.result()
             self.assertEqual(host.finish(), (0, b""))
+
+    def test_announcements_beyond_a_hundred_count_as_one(self):
+        self.container.write_settings({"DefaultsKeyLogLevel": 7})
+        (host,) = self.start(1)
+        with MainApplication():
+            self.assertEqual(host.receive()["requestId"], PUSH)
+            with stopped_holder(self.container.folder / "Data/ExchangeRequestContainer.data"):
+                for _ in range(300):
+                    self.app_state.post()
+                for _ in range(2):  # by then they have all been heard
+                    host.ask("setProtectionStatus", "alone")
+                host.send(STATE)
+            self.assertEqual(len(host.receive_until("s")) - 1, 101)  # the first is being asked for
+            self.assertEqual(host.receive()["requestId"], PUSH)
+            self.assertEqual(host.finish(), (0, b""))
+        said = [line for line in self.container.log() if "raiseAppSate" in line]
+        self.assertEqual(said, ["(main: raiseAppSate()) The state is announced faster than it can "
+                                "be pushed: 101 pushes are pending, announcements count as one for "
+                                "now"])
 
     def test_a_change_that_is_refused_leaves_the_pushes_on(self):
         requests = self.container.folder / "Data/ExchangeRequestContainer.data"
