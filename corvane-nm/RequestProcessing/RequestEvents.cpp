@@ -7,18 +7,18 @@
 
 namespace corvane::RequestProcessing {
 
-Result<std::optional<Request>> RequestEvents::takeRequest() {
-  RequestEvents all = std::exchange(*this, {});
-  if (all.top_ == Top::scalar) {
+Result<std::optional<Request>> RequestEvents::request() {
+  if (top_ == Top::scalar) {
     return Failure{FailureCause::malformed,
                    "JSON text did not start with array or object (no fragments)"};
   }
-  auto* const type = std::get_if<std::string>(&all.type_);
-  auto* const id = std::get_if<std::string>(&all.id_);
+  auto* const type = std::get_if<std::string>(&type_);
+  auto* const id = std::get_if<std::string>(&id_);
   if (type == nullptr || id == nullptr) return std::optional<Request>();
-  Request request{std::move(*type), std::move(*id), std::move(all.parameters_)};
-  if (auto* const data = std::get_if<std::string>(&all.data_)) request.data = std::move(*data);
-  return std::optional(std::move(request));
+  std::optional<Request> request =
+      Request{std::move(*type), std::move(*id), std::move(parameters_)};
+  if (auto* const data = std::get_if<std::string>(&data_)) request->data = std::move(*data);
+  return request;
 }
 
 bool RequestEvents::on_object_begin(Error& /*error*/) {

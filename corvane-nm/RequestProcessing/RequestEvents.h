@@ -33,8 +33,8 @@ class RequestEvents {
   /// nothing ends that.
   void standInFor(std::optional<char32_t> surrogate) { surrogate_ = surrogate; }
 
-  /// What the whole text was: see RequestParser::finish. It is taken out.
-  Result<std::optional<Request>> takeRequest();
+  /// What the whole text was: see RequestParser::finish. Only once, as the request is moved out.
+  Result<std::optional<Request>> request();
 
   bool on_document_begin(Error& /*error*/) { return true; }
   bool on_document_end(Error& /*error*/) { return true; }

@@ -67,11 +67,12 @@ void RequestParser::write(std::string_view piece, bool isLast) {
 }
 
 Result<std::optional<Request>> RequestParser::finish() {
-  auto request = state_->parser.handler().takeRequest();
   const json::error_code error = std::exchange(state_->error, {});
+  auto request = error ? Failure{FailureCause::malformed, error.message()}
+                       : state_->parser.handler().request();
+  state_->parser.handler() = {};
   state_->parser.reset();
   state_->cutEscape.clear();
-  if (error) return Failure{FailureCause::malformed, error.message()};
   return request;
 }
 
