@@ -52,6 +52,7 @@ void BrowserChannel::watchInput() {
 }
 
 void BrowserChannel::read() {
+  tidyLater();
   if (reader_.read()) return;
   readable_ = {};
   loop_.post([this] {
@@ -67,7 +68,6 @@ void BrowserChannel::take(RequestProcessing::Request request) {
   processor_(std::move(request), [this, end = AtEnd([this, bytes] { requestDone(bytes); })](
                                      Response response) { send(std::move(response), "listen()"); });
   pauseIfFull();
-  tidyLater();
 }
 
 void BrowserChannel::pauseIfFull() {
@@ -97,7 +97,7 @@ void BrowserChannel::resume() {
   });
 }
 
-/// Half a second after the first message since the last time.
+/// Half a second after the first bytes since the last time, in either direction.
 void BrowserChannel::tidyLater() {
   if (tidying_) return;
   tidying_ = loop_.at(EventLoop::now() + tidyingPause, [this] {
