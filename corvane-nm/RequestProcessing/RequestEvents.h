@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <boost/json/array.hpp>
 #include <boost/json/error.hpp>
@@ -23,18 +24,19 @@ class RequestEvents {
   using Text = boost::json::string_view;
   using Error = boost::json::error_code;
 
-  // Those of the library's own values, so that it refuses what it refuses when it builds them.
-  static constexpr std::size_t max_object_size = boost::json::object::max_size();
-  static constexpr std::size_t max_array_size = boost::json::array::max_size();
-  static constexpr std::size_t max_key_size = boost::json::string::max_size();
-  static constexpr std::size_t max_string_size = boost::json::string::max_size();
-
   /// The parser is about to be given one escape that stands for `surrogate`, which it would refuse;
   /// nothing ends that.
   void standInFor(std::optional<char32_t> surrogate) { surrogate_ = surrogate; }
 
   /// What the whole text was: see RequestParser::finish. Only once, as the request is moved out.
   Result<std::optional<Request>> request();
+
+  // NOLINTBEGIN(readability-identifier-naming): the names of the library
+  // Those of the library's own values, so that it refuses what it refuses when it builds them.
+  static constexpr std::size_t max_object_size = boost::json::object::max_size();
+  static constexpr std::size_t max_array_size = boost::json::array::max_size();
+  static constexpr std::size_t max_key_size = boost::json::string::max_size();
+  static constexpr std::size_t max_string_size = boost::json::string::max_size();
 
   bool on_document_begin(Error& /*error*/) { return true; }
   bool on_document_end(Error& /*error*/) { return true; }
@@ -54,11 +56,14 @@ class RequestEvents {
   bool on_null(Error& /*error*/) { return keepNothing(); }
   bool on_comment_part(Text /*part*/, Error& /*error*/) { return true; }
   bool on_comment(Text /*part*/, Error& /*error*/) { return true; }
+  // NOLINTEND(readability-identifier-naming)
 
  private:
   using Value = Parameters::Value;
   enum class Top { scalar, array, object };
-  static constexpr std::size_t longestName = 16;  // bytes; of all names that mean something
+  static constexpr std::size_t longestName = 16;  // bytes; of all keys that mean something
+  static_assert(std::all_of(parameterNames.begin(), parameterNames.end(),
+                            [](std::string_view name) { return name.size() <= longestName; }));
 
   template <class T>
   bool keep(T value) {
