@@ -3,10 +3,31 @@
 #include <algorithm>
 
 namespace corvane::RequestProcessing {
+namespace {
+
+constexpr std::size_t mostOfACommand = 3;
+
+}  // namespace
 
 Parameters::Value* Parameters::slot(std::string_view name) {
+  for (Entry& entry : entries_)
+    if (entry.name == name) return &entry.value;
   const std::size_t index = indexOfParameter(name);
-  return index < values_.size() ? &values_[index] : nullptr;
+  if (index == parameterNames.size()) return nullptr;
+  if (entries_.empty()) entries_.reserve(mostOfACommand);
+  return &entries_.emplace_back(Entry{parameterNames[index], {}}).value;
+}
+
+const Parameters::Value& Parameters::value(std::string_view name) const {
+  static const Value none;
+  for (const Entry& entry : entries_)
+    if (entry.name == name) return entry.value;
+  return none;
+}
+
+bool Parameters::operator==(const Parameters& other) const {
+  return std::all_of(parameterNames.begin(), parameterNames.end(),
+                     [&](std::string_view name) { return value(name) == other.value(name); });
 }
 
 bool Parameters::haveAll(std::span<const RequiredParameter> required) const {
@@ -26,8 +47,8 @@ bool Parameters::haveAll(std::span<const RequiredParameter> required) const {
 
 std::size_t Parameters::bytes() const {
   std::size_t bytes = 0;
-  for (const Value& value : values_) {
-    if (const auto* text = std::get_if<std::string>(&value)) bytes += text->size();
+  for (const Entry& entry : entries_) {
+    if (const auto* text = std::get_if<std::string>(&entry.value)) bytes += text->size();
   }
   return bytes;
 }

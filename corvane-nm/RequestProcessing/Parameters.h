@@ -1,12 +1,12 @@
 #pragma once
 
-#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <span>
 #include <string>
 #include <string_view>
 #include <variant>
+#include <vector>
 
 #include "corvane-nm/RequestProcessing/BrowserCommands.h"
 
@@ -18,7 +18,7 @@ class Parameters {
  public:
   using Value = std::variant<std::monostate, std::string, bool, std::int64_t>;
 
-  /// The value of `name`, to be set; nullptr for a name that no command reads.
+  /// The value of `name`, to be set, until the next call; nullptr for a name that no command reads.
   Value* slot(std::string_view name);
 
   /// Whether all of `required` are there, each with a value of its kind.
@@ -34,19 +34,25 @@ class Parameters {
     return find<std::int64_t>(name);
   }
 
-  bool operator==(const Parameters&) const = default;
+  /// Whether all values are equal.
+  bool operator==(const Parameters& other) const;
 
   /// The length of all texts.
   [[nodiscard]] std::size_t bytes() const;
 
  private:
+  struct Entry {
+    std::string_view name;  // one of `parameterNames`
+    Value value;
+  };
+
   template <class T>
   [[nodiscard]] const T* find(std::string_view name) const {
-    const std::size_t index = indexOfParameter(name);
-    return index < values_.size() ? std::get_if<T>(&values_[index]) : nullptr;
+    return std::get_if<T>(&value(name));
   }
+  [[nodiscard]] const Value& value(std::string_view name) const;
 
-  std::array<Value, parameterNames.size()> values_;  // in the order of the names
+  std::vector<Entry> entries_;  // a few, in the order in which they came
 };
 
 }  // namespace corvane::RequestProcessing
