@@ -56,7 +56,12 @@ std::string BinaryPropertyList::Object::text() const {
 
 bool BinaryPropertyList::Object::textEquals(std::string_view other) const {
   if (payload.size() == count) return textOf(payload) == other;
-  return count <= other.size() && text() == other;  // no code unit makes less than a byte
+  if (!Unicode::isAscii(other)) return text() == other;
+  if (count != other.size()) return false;
+  for (std::size_t i = 0; i < count; ++i) {
+    if (unitAt(payload, i) != static_cast<unsigned char>(other[i])) return false;
+  }
+  return true;
 }
 
 }  // namespace corvane

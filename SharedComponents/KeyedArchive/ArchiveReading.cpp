@@ -1,7 +1,7 @@
 #include "SharedComponents/KeyedArchive/ArchiveReading.h"
 
+#include <set>
 #include <string>
-#include <unordered_set>
 #include <utility>
 
 #include "SharedComponents/KeyedArchive/ArchiveNames.h"
@@ -35,7 +35,9 @@ class Filling {
 
   const bool isLarge_;
   Dictionary dictionary_;
-  std::unordered_set<std::string_view> keys_;  // of a large dictionary
+  // Of a large dictionary. No hash table: keys that are chosen for it can make each look-up a walk
+  // through all of them.
+  std::set<std::string_view> keys_;
 };
 
 }  // namespace
