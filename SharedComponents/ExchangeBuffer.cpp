@@ -208,6 +208,7 @@ void ExchangeBuffer::setExchange(const std::string& key, const std::string& id,
                                  const std::string& name, std::optional<Dictionary> body,
                                  UniqueFunction<void(bool)> done) {
   VCLogCDebug({file, setFunction}, "key: %@, id: %@, name: %@", key, id, name);
+  undecodable_.reset();
   withFile(key, [key, record = ExchangeRecord{id, name, std::move(body)},
                  done = std::move(done)](ExchangeFile& exchange) mutable {
     const bool isTaken = appendRecord(exchange, key, std::move(record));
@@ -227,6 +228,7 @@ void ExchangeBuffer::getExchange(const std::string& key, const std::optional<std
 
 std::optional<ExchangeRecord> ExchangeBuffer::take(ExchangeFile& exchange, const std::string& key,
                                                    const std::optional<std::string>& id) {
+  const auto undecodable = std::exchange(undecodable_, std::nullopt);
   if (exchange.state() == ExchangeFile::State::notLocked) return std::nullopt;
   if (exchange.state() != ExchangeFile::State::ready) {
     VCLogCError({file, getFunction}, "Can't get file handle for: %@", exchange.url());
@@ -234,10 +236,17 @@ std::optional<ExchangeRecord> ExchangeBuffer::take(ExchangeFile& exchange, const
   }
   const auto place = newestRecord(exchange);
   if (!place) return std::nullopt;
-  const auto bytes = bytesAt(exchange, *place);
-  if (!bytes) return std::nullopt;
-  auto record = decoded(*bytes);
-  if (!record) return std::nullopt;
+  const Newest newest{key, place->start, place->length};
+  std::optional<ExchangeRecord> record;
+  if (newest != undecodable) {
+    const auto bytes = bytesAt(exchange, *place);
+    if (!bytes) return std::nullopt;
+    record = decoded(*bytes);
+  }
+  if (!record) {
+    undecodable_ = newest;
+    return std::nullopt;
+  }
   const bool isMatch = !id || *id == record->id;
   VCLogCDebug({file, getFunction}, "key: %@, id: %@, name: %@, goToNext: %@", key, record->id,
               record->name, isMatch ? "true" : "false");
@@ -258,6 +267,7 @@ std::optional<ExchangeRecord> ExchangeBuffer::decoded(ByteView archive) const {
 
 void ExchangeBuffer::clearExchange(const std::string& key, UniqueFunction<void()> done) {
   VCLogCDebugTrace({file, clearFunction});
+  undecodable_.reset();
   withFile(key, [done = std::move(done)](ExchangeFile& exchange) mutable {
     if (exchange.state() == ExchangeFile::State::ready && truncate(exchange, 0, clearFunction))
       VCLogCInfo({file, clearFunction}, "Cleared file on '%@'", exchange.url());

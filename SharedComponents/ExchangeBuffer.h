@@ -51,6 +51,10 @@ class ExchangeBuffer {
   /// Removes the newest record from the file and passes it to `done`, if `id` is nothing or its id.
   /// Nothing else is looked at: a newest record that does not match, or can't be read, stays and
   /// hides the others. A file whose last length can't be true is emptied.
+  ///
+  /// A newest record that can't be decoded is decoded once, with one error line, however often it
+  /// is looked for: as long as one of the same length lies in the same place, it is not read again.
+  /// Anything else that is found and every other operation end that.
   void getExchange(const std::string& key, const std::optional<std::string>& id,
                    UniqueFunction<void(std::optional<ExchangeRecord>)> done);
 
@@ -60,12 +64,22 @@ class ExchangeBuffer {
   /// The classes of records that may be read, in place of those set before.
   void setRegisteredClasses(std::vector<const RecordClass*> classes) {
     classes_ = std::move(classes);
+    undecodable_.reset();
   }
 
  private:
   using Use = UniqueFunction<void(ExchangeFile&)>;
   struct Operation;
   struct Waiting;
+
+  /// The newest record of a key, by where it lies in its file.
+  struct Newest {
+    std::string key;
+    std::uint64_t start = 0;
+    std::uint32_t length = 0;
+
+    bool operator==(const Newest&) const = default;
+  };
 
   void withFile(const std::string& key, Use use);
   void start(Operation operation);
@@ -79,6 +93,7 @@ class ExchangeBuffer {
   Platform::EventLoop& loop_;
   const std::function<std::string()> folder_;
   std::vector<const RecordClass*> classes_;
+  std::optional<Newest> undecodable_;  // what was found last, if it was no record
 };
 
 }  // namespace corvane

@@ -79,8 +79,9 @@ void RequestSignalling::post() {
   VCLogCDebugTrace({file, sendFunction});
   center_.post(notificationName(pending_->name));
   pending_->isPosted = true;
+  replyDeadline_ = Platform::EventLoop::now() + replyLimit_;
   if (pending_->isAnswered || pending_->responseId.empty()) return finish(Outcome::answered);
-  pending_->limit = loop_.at(Platform::EventLoop::now() + replyLimit_, [this] { limitPassed(); });
+  pending_->limit = loop_.at(replyDeadline_, [this] { limitPassed(); });
 }
 
 /// A reply that came in time while the loop was busy still counts.

@@ -62,6 +62,12 @@ class RequestSignalling {
   void sendRequest(RequestResponseName name, const std::string& responseId, Begin begin,
                    UniqueFunction<void(Outcome)> done);
 
+  /// When the wait for a reply to the request posted last ends or would have ended. While a `done`
+  /// runs, that is its own request.
+  [[nodiscard]] Platform::EventLoop::Clock::time_point replyDeadline() const {
+    return replyDeadline_;
+  }
+
   /// Installs, replaces or (with an empty one) removes the handler of `name`, later, in the order
   /// of the handlers.
   void setHandler(RequestResponseName name, Handler handler);
@@ -97,6 +103,7 @@ class RequestSignalling {
   const Orders orders_;
   const std::string prefix_;
   const std::chrono::milliseconds replyLimit_;
+  Platform::EventLoop::Clock::time_point replyDeadline_;
   std::map<std::string, Handler> handlers_;  // by notification name
   std::set<std::string> observed_;           // names
   std::unique_ptr<Request> pending_;         // the one that waits

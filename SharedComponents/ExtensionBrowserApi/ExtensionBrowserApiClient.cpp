@@ -51,7 +51,8 @@ struct ExtensionBrowserApiClient::Exchange {
   Command action;
   BodyReply reply;
   SerialOrder::Hold turn;
-  int attempts = 0;  // at reading the response
+  int attempts = 0;                                   // at reading the response
+  Platform::EventLoop::Clock::time_point deadline{};  // of the attempts
 };
 
 ExtensionBrowserApiClient::ExtensionBrowserApiClient(Link link) : link_(std::move(link)) {
@@ -189,6 +190,7 @@ void ExtensionBrowserApiClient::sendRequest(const ExchangePointer& exchange, Bod
                                std::move(append),
                                [this, exchange](RequestSignalling::Outcome outcome) {
                                  using enum RequestSignalling::Outcome;
+                                 exchange->deadline = link_.signalling.replyDeadline();
                                  if (outcome == answered) takeResponse(exchange);
                                  if (outcome == timedOut) giveUp(exchange);
                                });
@@ -196,9 +198,11 @@ void ExtensionBrowserApiClient::sendRequest(const ExchangePointer& exchange, Bod
 
 /// Reads the newest response until it answers the request, each time in a turn of the loop of its
 /// own. Those to other requests of this client that lie on top of it are removed with it: nothing
-/// waits for them any more.
+/// waits for them any more. The attempts end where the wait for the notification would have ended:
+/// an exchange takes no longer than its limit and one look, whatever it finds.
 void ExtensionBrowserApiClient::takeResponse(const ExchangePointer& exchange) {
-  if (exchange->attempts++ == readAttempts) return giveUp(exchange);
+  const bool isLate = exchange->attempts > 0 && Platform::EventLoop::now() >= exchange->deadline;
+  if (isLate || exchange->attempts++ == readAttempts) return giveUp(exchange);
   link_.exchange.getExchange(responseName(), link_.clientIdentifier,
                              [this, exchange](const std::optional<ExchangeRecord>& record) {
                                if (record && record->name == rawValue(exchange->action))

@@ -220,9 +220,18 @@ TEST_F(ExchangeBufferTest, WhatIsNoRecordIsThrownAwayOrLeftAlone) {
   EXPECT_EQ(takeLogTexts().back(),
             "2 (SharedResources: getExchange(key:with:)) buffer is corrupted");
   const auto noBytes = malformed("length-zero.data");
+  const auto decodes = [&] {
+    return takeLogTexts().back().starts_with(
+        "1 (SharedResources: getExchange(key:with:)) Can't convert exchange object to dictionary");
+  };
   EXPECT_EQ(after(noBytes), noBytes);
-  EXPECT_TRUE(takeLogTexts().back().starts_with(
-      "1 (SharedResources: getExchange(key:with:)) Can't convert exchange object to dictionary: "));
+  EXPECT_TRUE(decodes());
+  EXPECT_EQ(after(noBytes), noBytes);
+  EXPECT_FALSE(decodes()) << "again";
+  writeFile(path_, noBytes + contentOf(samples / "golden/macos-one.data"));
+  EXPECT_TRUE(takenName(std::nullopt)) << "which somebody has put on top";
+  EXPECT_EQ(after(noBytes), noBytes);
+  EXPECT_TRUE(decodes());
   auto otherKey = contentOf(samples / "golden/macos-one.data");
   otherKey.replace(otherKey.find("Rid"), 2, "\x10\x07");
   EXPECT_EQ(after(otherKey), otherKey) << "a dictionary with an integer as a key";
