@@ -119,14 +119,15 @@ bool appendRecord(ExchangeFile& exchange, const std::string& key, ExchangeRecord
   }
   const std::string id = record.id;
   const std::string name = record.name;
-  const auto archive = ExchangeRecord::archive(std::move(record));
+  const auto archive =
+      ExchangeRecord::archive(std::move(record), ExchangeBuffer::maximumObjectLength);
+  if (!archive && archive.failure().cause == FailureCause::noSpace) {
+    VCLogCWarn({file, setFunction}, "Exchange object for \"%@\" reacged maximum length", key);
+    return false;
+  }
   if (!archive) {
     VCLogCError({file, setFunction}, "Can't open file \"%@\" for writing: %@", exchange.url(),
                 archive.failure());
-    return false;
-  }
-  if (archive->size() > ExchangeBuffer::maximumObjectLength) {
-    VCLogCWarn({file, setFunction}, "Exchange object for \"%@\" reacged maximum length", key);
     return false;
   }
   if (append(exchange, archive.value())) {

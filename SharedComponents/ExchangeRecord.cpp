@@ -6,13 +6,13 @@
 
 namespace corvane {
 
-Result<std::string> ExchangeRecord::archive(ExchangeRecord record) {
+Result<std::string> ExchangeRecord::archive(ExchangeRecord record, std::size_t limit) {
   Dictionary root;
   root.reserve(3);
   root.append("id", std::move(record.id));
   root.append("name", std::move(record.name));
   root.append("body", record.body ? Value(std::move(*record.body)) : Value());
-  return KeyedArchiver::archive(std::move(root));
+  return KeyedArchiver::archive(std::move(root), limit);
 }
 
 std::optional<ExchangeRecord> ExchangeRecord::fromValue(Value root) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <string>
 
@@ -16,7 +17,7 @@ struct ExchangeRecord {
 
   /// The keyed archive of `record`: a dictionary of "id", "name" and "body", where the null object
   /// stands for no body. Fails as `KeyedArchiver::archive` does.
-  static Result<std::string> archive(ExchangeRecord record);
+  static Result<std::string> archive(ExchangeRecord record, std::size_t limit = SIZE_MAX);
 
   /// The record that a decoded archive holds. Nothing when `root` is no dictionary or its "id" or
   /// "name" no text. What is no dictionary under "body" is no body; other keys are ignored.

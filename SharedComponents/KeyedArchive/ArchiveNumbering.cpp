@@ -91,6 +91,7 @@ Result<ArchiveNumbering::Uid> ArchiveNumbering::numberText(std::string_view text
   } else {
     uid = add({text});
     sizeEstimate_ += text.size();
+    textBytes_ += text.size();
   }
   known_.insert(hash, uid);
   return uid;

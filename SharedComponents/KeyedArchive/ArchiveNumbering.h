@@ -58,6 +58,9 @@ class ArchiveNumbering {
   /// About how many bytes the archive will have.
   [[nodiscard]] std::size_t sizeEstimate() const { return sizeEstimate_; }
 
+  /// How many bytes the texts take at least: three bytes of UTF-8 may be a code unit of two.
+  [[nodiscard]] std::size_t leastTextBytes() const { return textBytes_ / 3 * 2; }
+
  private:
   Uid add(Entry entry);
   Uid beginObject(Entry entry, std::size_t references);
@@ -77,6 +80,7 @@ class ArchiveNumbering {
   HashIndex known_;           // the entries that are texts, booleans or numbers
   std::optional<Uid> null_;
   std::size_t sizeEstimate_ = 0;
+  std::size_t textBytes_ = 0;  // of all texts, each counted once
 };
 
 }  // namespace corvane

@@ -163,11 +163,16 @@ Index Writing::operator()(const ArchiveNumbering::ClassEntry& objectClass) {
   return object.index;
 }
 
+Failure tooLong() {
+  return {FailureCause::noSpace, "the archive is too long"};
+}
+
 }  // namespace
 
-Result<std::string> KeyedArchiver::archive(const Value& root) {
+Result<std::string> KeyedArchiver::archive(const Value& root, std::size_t limit) {
   ArchiveNumbering numbering;
   if (const auto numbered = numbering.number(root); !numbered) return numbered.failure();
+  if (numbering.leastTextBytes() > limit) return tooLong();
   // The width of references follows from the number of property list objects, which is known in the
   // end. There are at least as many as archived ones; only an archive a little below a border is
   // written twice.
@@ -175,7 +180,11 @@ Result<std::string> KeyedArchiver::archive(const Value& root) {
   for (;;) {
     Writing writing(numbering, width);
     writing.writeAll();
-    if (writing.list().referenceWidthSuffices()) return writing.list().finish();
+    if (writing.list().referenceWidthSuffices()) {
+      std::string archive = writing.list().finish();
+      if (archive.size() > limit) return tooLong();
+      return archive;
+    }
     width = BinaryPropertyListWriter::referenceWidthFor(writing.list().objectCount());
   }
 }

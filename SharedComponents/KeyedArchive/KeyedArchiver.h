@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
 
 #include "Base/Result.h"
@@ -16,8 +17,10 @@ class KeyedArchiver {
   /// that is returned. Fails with a reason, and no bytes, when a text is not well formed
   /// (Base/Unicode.h, unpaired surrogates allowed), when objects nest deeper than
   /// `ArchiveLimits::maximumDepth`, or when a record has a field that is neither a boolean nor a
-  /// signed integer nor a text. Safe from any thread.
-  static Result<std::string> archive(const Value& root);
+  /// signed integer nor a text; with the cause `noSpace` when nothing of that is wrong and the
+  /// archive has more than `limit` bytes. One whose texts alone have more is not made at all. Safe
+  /// from any thread.
+  static Result<std::string> archive(const Value& root, std::size_t limit = SIZE_MAX);
 };
 
 }  // namespace corvane

@@ -184,7 +184,11 @@ TEST_F(ExchangeBufferTest, RefusesAtItsBordersAndChangesNothingThen) {
             ExchangeBuffer::maximumBufferLength + ExchangeBuffer::maximumObjectLength + 4);
   EXPECT_EQ(takenName("a"), "n");
   EXPECT_EQ(fs::file_size(path_), ExchangeBuffer::maximumBufferLength);
-  EXPECT_FALSE(set("a", "n", Dictionary{{"t", "no \xff text"}}));
+  std::string wide;
+  for (int i = 0; i < 511'000; ++i) wide += "\xE2\x82\xAC";  // two bytes in the archive
+  EXPECT_TRUE(set("a", "n", Dictionary{{"t", wide}}));
+  EXPECT_EQ(takenName("a"), "n");
+  EXPECT_FALSE(set("a", "n", Dictionary{{"t", wide + wide + "no \xff text"}}));
   EXPECT_TRUE(
       refusal().starts_with("1 (SharedResources: setExchange(key:id:name:body:)) Can't "
                             "open file \"" +
