@@ -2,7 +2,9 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <utility>
 
+#include "Base/CutText.h"
 #include "Base/Record.h"
 
 namespace corvane {
@@ -18,40 +20,73 @@ std::string textOf(double real) {
   return text;
 }
 
-std::string textOf(const Value& value);
+void append(CutText& text, const Value& value);
 
-std::string textOf(const Dictionary& dictionary) {
-  std::string text = "{";
-  const char* separator = "";
+void append(CutText& text, const Dictionary& dictionary) {
+  text += "{";
+  std::string_view separator;
   for (const auto& [key, value] : dictionary) {
-    text += separator + key + "=" + textOf(value);
+    text += separator;
+    text += key;
+    text += "=";
+    append(text, value);
     separator = ", ";
   }
-  return text + "}";
+  text += "}";
 }
 
+void append(CutText& text, const ErrorObject& error) {
+  text += "{";
+  error.appendDescription(text);
+  text += "}";
+}
+
+/// What is neither a text nor has any inside.
 std::string textOf(const Value& value) {
-  if (const auto* text = value.as<std::string>()) return *text;
   if (const auto* boolean = value.as<bool>()) return *boolean ? "1" : "0";
   if (const auto* integer = value.as<std::int64_t>()) return std::to_string(*integer);
   if (const auto* integer = value.as<std::uint64_t>()) return std::to_string(*integer);
   if (const auto* real = value.as<double>()) return textOf(*real);
-  if (const auto* dictionary = value.as<Dictionary>()) return textOf(*dictionary);
-  if (const auto* error = value.as<ErrorObject>()) return "{" + error->description() + "}";
   if (const auto* record = value.as<Record>())
     return "<" + std::string(record->recordClass->name) + ">";
   return "<null>";
 }
 
+void append(CutText& text, const Value& value) {
+  if (const auto* string = value.as<std::string>()) {
+    text += *string;
+  } else if (const auto* dictionary = value.as<Dictionary>()) {
+    append(text, *dictionary);
+  } else if (const auto* error = value.as<ErrorObject>()) {
+    append(text, *error);
+  } else {
+    text += textOf(value);
+  }
+}
+
+/// How many bytes of a description are kept. More than anybody reads; and if each becomes six in a
+/// reply ("\u001B"), they are 393,216 of the 1,048,576 bytes that browsers take.
+constexpr std::size_t longestDescription = std::size_t{64} << 10;
+
 }  // namespace
 
 std::string ErrorObject::description() const {
+  CutText text(longestDescription);
+  appendDescription(text);
+  return std::move(text).take();
+}
+
+void ErrorObject::appendDescription(CutText& text) const {
   const auto* localized =
       userInfo ? userInfo->find<std::string>("NSLocalizedDescription") : nullptr;
-  std::string text = "Error Domain=" + domain + " Code=" + std::to_string(code) + " \"" +
-                     (localized == nullptr ? "(null)" : *localized) + "\"";
-  if (userInfo && userInfo->size() != 0) text += " UserInfo=" + textOf(*userInfo);
-  return text;
+  text += "Error Domain=";
+  text += domain;
+  text += " Code=" + std::to_string(code) + " \"";
+  text += localized == nullptr ? "(null)" : std::string_view(*localized);
+  text += "\"";
+  if (!userInfo || userInfo->size() == 0) return;
+  text += " UserInfo=";
+  append(text, *userInfo);
 }
 
 }  // namespace corvane

@@ -4,6 +4,7 @@
 #include <array>
 #include <cstdio>
 #include <cstdlib>
+#include <utility>
 
 #include "Base/Unicode.h"
 
@@ -13,6 +14,11 @@ namespace {
 using Kind = LogArgument::Kind;
 
 constexpr std::size_t widestField = 200;
+
+/// How many bytes of a value a line gets. Enough for any address; a value that is longer was made
+/// to be, and would soon push everything else out of the log files, which are kept up to a size.
+constexpr std::size_t longestValue = std::size_t{16} << 10;
+
 constexpr std::string_view nothing = "(null)";
 
 /// What stands between "%" and the conversion's letter, and the letter.
@@ -43,12 +49,9 @@ std::string realText(double value) {
   return text.data();
 }
 
-/// The text form of any argument: what "%@" prints.
-std::string naturalText(const LogArgument& argument) {
-  std::string text;
+/// The text form of what has no text of its own.
+std::string plainText(const LogArgument& argument) {
   switch (argument.kind()) {
-    case Kind::absent:
-      return std::string(nothing);
     case Kind::signedInteger:
       return std::to_string(static_cast<std::int64_t>(argument.bits()));
     case Kind::unsignedInteger:
@@ -57,23 +60,48 @@ std::string naturalText(const LogArgument& argument) {
       return realText(argument.real());
     case Kind::boolean:
       return argument.bits() != 0 ? "true" : "false";
-    case Kind::text:
-      Unicode::appendVisible(text, argument.text());
-      return text;
-    case Kind::object:
-      Unicode::appendVisible(text, argument.describe());
-      return text;
     case Kind::pointer:
-      if (argument.pointer() == nullptr) return std::string(nothing);
+      if (argument.pointer() == nullptr) break;
       return pointerText(reinterpret_cast<std::uintptr_t>(argument.pointer()));
-    case Kind::list:
-      for (const auto& element : argument.list()) {
-        text += text.empty() ? "(" : ", ";
-        text += naturalText(element);
-      }
-      return text.empty() ? "()" : text + ")";
+    default:
+      break;
   }
-  return text;
+  return std::string(nothing);
+}
+
+void append(CutText& text, const LogArgument& argument) {
+  switch (argument.kind()) {
+    case Kind::text:
+      text += argument.text();
+      break;
+    case Kind::object:
+      argument.describe(text);
+      break;
+    case Kind::list: {
+      std::string_view before = "(";
+      for (const auto& element : argument.list()) {
+        text += std::exchange(before, ", ");
+        append(text, element);
+      }
+      text += argument.list().empty() ? "()" : ")";
+      break;
+    }
+    default:
+      text += plainText(argument);
+  }
+}
+
+std::string visible(CutText text) {
+  std::string result;
+  Unicode::appendVisible(result, std::move(text).take());
+  return result;
+}
+
+/// The text form of any argument: what "%@" prints.
+std::string naturalText(const LogArgument& argument) {
+  CutText text(longestValue);
+  append(text, argument);
+  return visible(std::move(text));
 }
 
 bool isWhole(Kind kind) {
@@ -119,9 +147,9 @@ std::string integerText(const Conversion& conversion, const LogArgument& argumen
 
 std::string textText(const Conversion& conversion, const LogArgument& argument) {
   if (argument.kind() != Kind::text || !conversion.precision) return naturalText(argument);
-  std::string text;
-  Unicode::appendVisible(text, argument.text().substr(0, *conversion.precision));
-  return text;
+  CutText text(longestValue);
+  text += argument.text().substr(0, *conversion.precision);
+  return visible(std::move(text));
 }
 
 std::string characterText(std::uint64_t codePoint) {

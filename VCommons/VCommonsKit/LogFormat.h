@@ -10,6 +10,8 @@
 #include <string_view>
 #include <type_traits>
 
+#include "Base/CutText.h"
+
 namespace corvane {
 
 /// One value for a log format. Small and borrowed: it lives no longer than what it was made from,
@@ -51,8 +53,8 @@ class LogArgument {
   [[nodiscard]] std::span<const LogArgument> list() const {
     return {static_cast<const LogArgument*>(address_), size_};
   }
-  /// Kind object: asks it for its text.
-  [[nodiscard]] std::string describe() const { return describe_(address_); }
+  /// Kind object: appends its text.
+  void describe(CutText& text) const { describe_(address_, text); }
 
  private:
   template <class T>
@@ -67,7 +69,7 @@ class LogArgument {
   std::size_t size_ = 0;
   const void* address_ = nullptr;
   std::uint64_t bits_ = 0;  // of a real, too
-  std::string (*describe_)(const void*) = nullptr;
+  void (*describe_)(const void*, CutText&) = nullptr;
 };
 
 namespace detail {
@@ -76,6 +78,11 @@ inline constexpr bool isOptional = false;
 template <class T>
 inline constexpr bool isOptional<std::optional<T>> = true;
 
+/// Of what may be long.
+template <class T>
+concept DescribableInPart = requires(const T& value, CutText& text) {
+  value.appendDescription(text);
+};
 template <class T>
 concept Describable = requires(const T& value) {
   { value.description() } -> std::convertible_to<std::string_view>;
@@ -118,15 +125,18 @@ void LogArgument::set(const T& value) {
     kind_ = Kind::pointer;
     address_ = value;
   } else {
-    static_assert(detail::Describable<T> || detail::TextCallable<T>, "no text form for the log");
+    static_assert(detail::DescribableInPart<T> || detail::Describable<T> || detail::TextCallable<T>,
+                  "no text form for the log");
     kind_ = Kind::object;
     address_ = &value;
-    describe_ = [](const void* object) {
+    describe_ = [](const void* object, CutText& text) {
       const T& described = *static_cast<const T*>(object);
-      if constexpr (detail::Describable<T>) {
-        return std::string(std::string_view(described.description()));
+      if constexpr (detail::DescribableInPart<T>) {
+        described.appendDescription(text);
+      } else if constexpr (detail::Describable<T>) {
+        text += described.description();
       } else {
-        return std::string(std::string_view(described()));
+        text += described();
       }
     };
   }
@@ -142,6 +152,7 @@ void LogArgument::set(const T& value) {
 /// - a missing argument and an empty optional print "(null)";
 /// - "%n" and unknown conversions stand as they are;
 /// - widths and precisions of numbers end at 200;
+/// - the text of an argument, a list included, ends after 16 KiB and says how much is missing;
 /// - control characters in the text of an argument are made visible (Unicode::appendVisible);
 /// - those of the format stay.
 ///

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <optional>
 
+#include "Base/ErrorObject.h"
 #include "Base/Result.h"
 
 namespace corvane {
@@ -42,6 +43,27 @@ TEST(LogFormat, PrintsTheTextFormOfAnything) {
 
 TEST(LogFormat, EscapesArgumentsButNotFormats) {
   EXPECT_EQ(formatted("a\n%@\t%s%c", "x\ny\x1B[0m", "\xFF", 7), "a\nx\\ny\\x1B[0m\t\\xFF\\x07");
+}
+
+TEST(LogFormat, CutsLongValues) {
+  const std::string most((16 << 10) - 1, 'a');
+  const LogArgument list[] = {LogArgument(std::string_view(most).substr(3)), LogArgument("€")};
+  EXPECT_EQ(formatted("%@", most + "\n"), most + "\\n");
+  EXPECT_EQ(formatted("%s!", most + "€\n"), most + "… (4 bytes more)!");
+  EXPECT_EQ(formatted("%.20000s", most + "\xFF\x80"), most + "… (2 bytes more)");
+  EXPECT_EQ(formatted("%@", LogArgument(std::span<const LogArgument>(list))),
+            "(" + most.substr(3) + ", … (4 bytes more)");
+  const std::string text(70'000, 'b');
+  const ErrorObject error{"D", 1, Dictionary{{"E", ErrorObject{"E", 2, Dictionary{{"b", text}}}}}};
+  const std::string whole =
+      "Error Domain=D Code=1 \"(null)\" UserInfo={E={Error Domain=E "
+      "Code=2 \"(null)\" UserInfo={b=" +
+      text + "}}}";
+  const auto cut = [&](std::size_t length) {
+    return whole.substr(0, length) + "… (" + std::to_string(whole.size() - length) + " bytes more)";
+  };
+  EXPECT_EQ(error.description(), cut(64 << 10));
+  EXPECT_EQ(formatted("%@", error), cut(16 << 10));
 }
 
 TEST(LogFormat, MakesSomethingOfEveryMismatch) {
