@@ -4,8 +4,8 @@
 #include <cstdlib>
 #include <utility>
 
-#include "Base/CutText.h"
 #include "Base/Record.h"
+#include "Base/TruncatedText.h"
 
 namespace corvane {
 namespace {
@@ -20,9 +20,9 @@ std::string textOf(double real) {
   return text;
 }
 
-void append(CutText& text, const Value& value);
+void append(TruncatedText& text, const Value& value);
 
-void append(CutText& text, const Dictionary& dictionary) {
+void append(TruncatedText& text, const Dictionary& dictionary) {
   text += "{";
   std::string_view separator;
   for (const auto& [key, value] : dictionary) {
@@ -35,7 +35,7 @@ void append(CutText& text, const Dictionary& dictionary) {
   text += "}";
 }
 
-void append(CutText& text, const ErrorObject& error) {
+void append(TruncatedText& text, const ErrorObject& error) {
   text += "{";
   error.appendDescription(text);
   text += "}";
@@ -52,7 +52,7 @@ std::string textOf(const Value& value) {
   return "<null>";
 }
 
-void append(CutText& text, const Value& value) {
+void append(TruncatedText& text, const Value& value) {
   if (const auto* string = value.as<std::string>()) {
     text += *string;
   } else if (const auto* dictionary = value.as<Dictionary>()) {
@@ -71,12 +71,12 @@ constexpr std::size_t longestDescription = std::size_t{64} << 10;
 }  // namespace
 
 std::string ErrorObject::description() const {
-  CutText text(longestDescription);
+  TruncatedText text(longestDescription);
   appendDescription(text);
   return std::move(text).take();
 }
 
-void ErrorObject::appendDescription(CutText& text) const {
+void ErrorObject::appendDescription(TruncatedText& text) const {
   const auto* localized =
       userInfo ? userInfo->find<std::string>("NSLocalizedDescription") : nullptr;
   text += "Error Domain=";

@@ -8,7 +8,7 @@
 
 namespace corvane {
 
-class CutText;
+class TruncatedText;
 
 /// An error as the main application's platform describes one (NSError).
 struct ErrorObject {
@@ -20,11 +20,11 @@ struct ErrorObject {
   ///   Error Domain=D Code=17 "No window" UserInfo={NSLocalizedDescription=No window}
   /// with "(null)" where the user info has no text "NSLocalizedDescription", and without the last
   /// part where there is no user info or an empty one. Objects inside are written without their
-  /// addresses. Of a longer one the first 64 KiB, and how many bytes are missing.
+  /// addresses. Truncated to 64 KiB (TruncatedText).
   [[nodiscard]] std::string description() const;
 
-  /// The same, as far as `text` takes it.
-  void appendDescription(CutText& text) const;
+  /// Appends the description to `text`.
+  void appendDescription(TruncatedText& text) const;
 
   bool operator==(const ErrorObject&) const = default;
 };

@@ -7,8 +7,8 @@ namespace corvane::Platform {
 /// memory and a longer start. Before the first thread is started.
 void shareOneHeap();
 
-/// Gives memory that is free back to the system, if it is much: what a long message has left. Cheap
-/// when it is little. Any thread.
-void giveBackFreeMemory();
+/// Returns free heap memory to the system; on Linux only if more than 2 MiB is free, so that it
+/// costs ordinary messages nothing. Any thread.
+void returnFreeMemory();
 
 }  // namespace corvane::Platform

@@ -237,7 +237,7 @@ std::optional<ExchangeRecord> ExchangeBuffer::take(ExchangeFile& exchange, const
   }
   const auto place = newestRecord(exchange);
   if (!place) return std::nullopt;
-  const Newest newest{key, place->start, place->length};
+  const RecordPosition newest{key, place->start, place->length};
   std::optional<ExchangeRecord> record;
   if (newest != undecodable) {
     const auto bytes = bytesAt(exchange, *place);

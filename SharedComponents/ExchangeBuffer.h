@@ -52,9 +52,9 @@ class ExchangeBuffer {
   /// Nothing else is looked at: a newest record that does not match, or can't be read, stays and
   /// hides the others. A file whose last length can't be true is emptied.
   ///
-  /// A newest record that can't be decoded is decoded once, with one error line, however often it
-  /// is looked for: as long as one of the same length lies in the same place, it is not read again.
-  /// Anything else that is found and every other operation end that.
+  /// A newest record that can't be decoded is decoded and logged once. Further calls return nothing
+  /// without reading it while a record of the same length is at the same offset. Any other newest
+  /// record, a failed access and any other operation reset this.
   void getExchange(const std::string& key, const std::optional<std::string>& id,
                    UniqueFunction<void(std::optional<ExchangeRecord>)> done);
 
@@ -72,13 +72,13 @@ class ExchangeBuffer {
   struct Operation;
   struct Waiting;
 
-  /// The newest record of a key, by where it lies in its file.
-  struct Newest {
+  /// The position of the newest record of a key.
+  struct RecordPosition {
     std::string key;
     std::uint64_t start = 0;
     std::uint32_t length = 0;
 
-    bool operator==(const Newest&) const = default;
+    bool operator==(const RecordPosition&) const = default;
   };
 
   void withFile(const std::string& key, Use use);
@@ -93,7 +93,7 @@ class ExchangeBuffer {
   Platform::EventLoop& loop_;
   const std::function<std::string()> folder_;
   std::vector<const RecordClass*> classes_;
-  std::optional<Newest> undecodable_;  // what was found last, if it was no record
+  std::optional<RecordPosition> undecodable_;  // of the last call, if it found such a record
 };
 
 }  // namespace corvane

@@ -16,7 +16,8 @@ struct ExchangeRecord {
   std::optional<Dictionary> body;
 
   /// The keyed archive of `record`: a dictionary of "id", "name" and "body", where the null object
-  /// stands for no body. Fails as `KeyedArchiver::archive` does.
+  /// stands for no body. Fails as `KeyedArchiver::archive` does; `limit` is that of the archive, in
+  /// bytes.
   static Result<std::string> archive(ExchangeRecord record, std::size_t limit = SIZE_MAX);
 
   /// The record that a decoded archive holds. Nothing when `root` is no dictionary or its "id" or

@@ -62,8 +62,8 @@ class RequestSignalling {
   void sendRequest(RequestResponseName name, const std::string& responseId, Begin begin,
                    UniqueFunction<void(Outcome)> done);
 
-  /// When the wait for a reply to the request posted last ends or would have ended. While a `done`
-  /// runs, that is its own request.
+  /// The reply deadline of the request posted last. In a `done` with `answered` or `timedOut`, that
+  /// is the request that it belongs to.
   [[nodiscard]] Platform::EventLoop::Clock::time_point replyDeadline() const {
     return replyDeadline_;
   }

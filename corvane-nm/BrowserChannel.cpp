@@ -5,7 +5,7 @@
 #include <boost/json/monotonic_resource.hpp>
 #include <utility>
 
-#include "Base/AtEnd.h"
+#include "Base/ScopeExit.h"
 #include "Platform/Descriptor.h"
 #include "Platform/Heap.h"
 #include "VCommons/VCommonsKit/VCLog.h"
@@ -16,12 +16,12 @@ using Platform::EventLoop;
 
 namespace {
 
-/// How soon after a message free memory is given back: late enough that a conversation is not
-/// slowed down, soon enough that a long message is not felt for long.
-constexpr std::chrono::milliseconds tidyingPause{500};
+/// How soon free heap memory is returned to the system: late enough that a conversation is not
+/// slowed down, and well within the second after which memory is as it was at rest.
+constexpr std::chrono::milliseconds heapTrimDelay{500};
 
-/// What is kept for a request that waits, beside itself: its handler and what goes on with it, in
-/// bytes. Measured.
+/// What the host keeps for a pending request beside the request itself, in bytes: the handler and
+/// its continuations. Measured.
 constexpr std::size_t costOfWaiting = 640;
 
 }  // namespace
@@ -31,7 +31,7 @@ BrowserChannel::BrowserChannel(EventLoop& loop, int input, int output, Processor
     : loop_(loop),
       input_(input),
       reader_(input, [this](RequestProcessing::Request request) { take(std::move(request)); }),
-      writer_(loop, output, [this] { written(); }),
+      writer_(loop, output, [this] { outputDrained(); }),
       processor_(std::move(processor)),
       limits_(limits) {}
 
@@ -56,7 +56,7 @@ void BrowserChannel::watchInput() {
 }
 
 void BrowserChannel::read() {
-  tidyLater();
+  scheduleHeapTrim();
   if (reader_.read()) return;
   readable_ = {};
   loop_.post([this] {
@@ -69,17 +69,17 @@ void BrowserChannel::take(RequestProcessing::Request request) {
   const std::size_t bytes = request.bytes() + costOfWaiting;
   ++pendingRequests_;
   pendingBytes_ += bytes;
-  processor_(std::move(request), [this, end = AtEnd([this, bytes] { requestDone(bytes); })](
+  processor_(std::move(request), [this, end = ScopeExit([this, bytes] { requestDone(bytes); })](
                                      Response response) { send(std::move(response), "listen()"); });
   pauseIfFull();
 }
 
 void BrowserChannel::pauseIfFull() {
-  const bool isTooMuch = pendingBytes_ > mostPendingBytes;
-  if (isPaused_ || inputIsEnding_ || !(isTooMuch || isFull())) return;
+  const bool isTooMuch = pendingBytes_ > maximumPendingRequestBytes;
+  if (isPaused_ || inputIsEnding_ || !(isTooMuch || isOutputFull())) return;
   if (isTooMuch) {
     VCLogCWarn({"corvane-nm/main", "listen()"},
-               "The browser is not read from for now: %@ bytes of requests are pending",
+               "Reading from the browser is paused: %@ bytes of requests are pending",
                pendingBytes_);
   }
   isPaused_ = true;
@@ -88,10 +88,10 @@ void BrowserChannel::pauseIfFull() {
 }
 
 void BrowserChannel::resumeIfRoom() {
-  if (isPaused_ && pendingBytes_ <= mostPendingBytes / 2 && !isFull()) resume();
+  if (isPaused_ && pendingBytes_ <= maximumPendingRequestBytes / 2 && !isOutputFull()) resume();
 }
 
-/// Later, as a request is what may have made room.
+/// Posted, because this may run inside the callback of a request.
 void BrowserChannel::resume() {
   isPaused_ = false;
   loop_.post([this] {
@@ -101,12 +101,12 @@ void BrowserChannel::resume() {
   });
 }
 
-/// Half a second after the first bytes since the last time, in either direction.
-void BrowserChannel::tidyLater() {
-  if (tidying_) return;
-  tidying_ = loop_.at(EventLoop::now() + tidyingPause, [this] {
-    tidying_ = {};
-    Platform::giveBackFreeMemory();
+/// Returns free memory in half a second. A no-op if that is already scheduled.
+void BrowserChannel::scheduleHeapTrim() {
+  if (heapTrim_) return;
+  heapTrim_ = loop_.at(EventLoop::now() + heapTrimDelay, [this] {
+    heapTrim_ = {};
+    Platform::returnFreeMemory();
   });
 }
 
@@ -130,20 +130,21 @@ void BrowserChannel::sendOutgoing() {
     outgoing_.pop_front();
   }
   pauseIfFull();
-  tidyLater();
+  scheduleHeapTrim();
   endIfDone();
 }
 
-/// All that the browser was slow to read.
-void BrowserChannel::written() {
+void BrowserChannel::outputDrained() {
+  scheduleHeapTrim();
   resumeIfRoom();
-  if (onRoom_) onRoom_();
+  if (onDrained_) onDrained_();
   endIfDone();
 }
 
 void BrowserChannel::requestDone(std::size_t bytes) {
   --pendingRequests_;
   pendingBytes_ -= bytes;
+  scheduleHeapTrim();
   resumeIfRoom();
   endIfDone();
 }

@@ -12,7 +12,7 @@
 
 namespace corvane {
 
-/// The conversation with the browser: reads frames as they arrive and hands the messages on, writes
+/// The conversation with the browser: reads frames as they arrive and hands the requests on, writes
 /// the replies, and notices the end. On the loop's thread.
 class BrowserChannel {
  public:
@@ -20,10 +20,9 @@ class BrowserChannel {
   using Reply = RequestProcessing::ReplyCallback;
   using Processor = std::function<void(RequestProcessing::Request request, Reply reply)>;
 
-  /// When requests of so many bytes wait for their replies, nothing more is read until no more than
-  /// half of them do: sixteen times the longest request that an exchange with the main application
-  /// carries.
-  static constexpr std::size_t mostPendingBytes = std::size_t{16} << 20;
+  /// Reading pauses while pending requests take more than this many bytes, and resumes at half of
+  /// it. Room for about sixteen requests of the maximum length that an exchange carries.
+  static constexpr std::size_t maximumPendingRequestBytes = std::size_t{16} << 20;
 
   struct Limits {
     std::chrono::milliseconds slice;      ///< one turn of the main loop
@@ -42,21 +41,23 @@ class BrowserChannel {
   /// limit it ends in any case. Frames are whole, unless the browser has not read one to its end by
   /// then.
   ///
-  /// A browser that asks faster than it is answered, or that does not read the replies, is not read
-  /// from for a while: its requests then wait in the pipe, and finally with itself. A line in the
-  /// log says so. That the browser has closed its end is noticed all the same, once in a slice, and
-  /// what the pipe still holds is read then.
+  /// Reading pauses while too many requests are pending or too many replies are unread; the browser
+  /// then meets back pressure. A log line says so. While it is paused, the end of input is checked
+  /// for once per slice; what is left in the pipe is then read.
   void listen();
 
   /// Sends `response` as a frame once the tasks posted so far have run, after those handed over
   /// before; `function` is what the log calls the operation that asked for it, and lives for ever.
   void send(Response response, const char* function);
 
-  /// Whether the browser leaves so many replies unread that nothing should be sent unasked.
-  [[nodiscard]] bool isFull() const { return writer_.isFull(); }
+  /// Whether so many replies are unread that nothing should be sent unasked, and how many bytes.
+  [[nodiscard]] bool isOutputFull() const { return writer_.isFull(); }
 
-  /// `callback` is called each time that the browser has taken all of what it was slow to read.
-  void onRoom(std::function<void()> callback) { onRoom_ = std::move(callback); }
+  [[nodiscard]] std::size_t unreadBytes() const { return writer_.pendingBytes(); }
+
+  /// Sets the callback that runs each time that all pending output has been written or dropped. It
+  /// replaces the one before.
+  void onDrained(std::function<void()> callback) { onDrained_ = std::move(callback); }
 
  private:
   /// A reply that waits for the end of the present row of tasks.
@@ -71,10 +72,10 @@ class BrowserChannel {
   void pauseIfFull();
   void resumeIfRoom();
   void resume();
-  void written();
+  void outputDrained();
   void sendOutgoing();
   void requestDone(std::size_t bytes);
-  void tidyLater();
+  void scheduleHeapTrim();
   void endIfDone();
   [[nodiscard]] bool isAnswered() const;
   [[nodiscard]] bool isDone() const;
@@ -93,8 +94,8 @@ class BrowserChannel {
   int pendingRequests_ = 0;
   std::size_t pendingBytes_ = 0;  // of these
   std::deque<Outgoing> outgoing_;
-  std::function<void()> onRoom_;
-  Platform::EventLoop::Registration tidying_;
+  std::function<void()> onDrained_;
+  Platform::EventLoop::Registration heapTrim_;
 };
 
 }  // namespace corvane

@@ -32,10 +32,10 @@ class FrameReader {
   /// input, after which it must not be called again; a read error is logged and counts as that.
   bool read();
 
-  /// No request is delivered from now on, not even one that has been read, until `resume`, which
-  /// delivers those. `read` must not be called in between. `resume` must not be called by
-  /// `onRequest`.
+  /// Delivers no request from now on, not even one that has been read, until `resume`. `read` must
+  /// not be called in between.
   void pause() { isPaused_ = true; }
+  /// Delivers what was read before, unless that pauses the reader again. Not from `onRequest`.
   void resume();
 
  private:

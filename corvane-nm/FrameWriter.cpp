@@ -47,7 +47,7 @@ void FrameWriter::add(GrowingText body) {
   pending_.push_back({static_cast<std::uint32_t>(size), std::move(body)});
   pendingBytes_ += sizeof(std::uint32_t) + size;
   if (wasIdle) writePending();
-  if (pendingBytes_ > mostPendingBytes && !std::exchange(isFull_, true)) {
+  if (pendingBytes_ > maximumPendingBytes && !std::exchange(isFull_, true)) {
     VCLogCWarn(sendPoint(), "The browser does not read: %@ bytes of replies are pending",
                pendingBytes_);
   }

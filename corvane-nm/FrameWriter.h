@@ -18,9 +18,9 @@ namespace corvane {
 /// loop's thread.
 class FrameWriter {
  public:
-  /// With more bytes of frames than this pending, the writer is full, and a line in the log says
-  /// that the browser does not read: sixteen of the longest replies that browsers take.
-  static constexpr std::size_t mostPendingBytes = std::size_t{16} << 20;
+  /// The writer is full while more bytes of frames than this are pending, which a log line says.
+  /// Room for sixteen of the longest replies that browsers accept.
+  static constexpr std::size_t maximumPendingBytes = std::size_t{16} << 20;
 
   /// `descriptor` stays the caller's and must stay open. `loop` must outlive this object.
   /// `onIdle` is called when frames that had to be kept have all been written, or dropped because
@@ -37,8 +37,8 @@ class FrameWriter {
   /// Whether everything sent has been written, or never will be.
   [[nodiscard]] bool isIdle() const { return pending_.empty(); }
 
-  /// Whether too much is pending, from when it was until all has been written. `send` takes more
-  /// all the same: it is up to the caller to ask for no more.
+  /// True from when too much is pending until all of it has been written. `send` accepts more all
+  /// the same: it is up to the caller to make no more.
   [[nodiscard]] bool isFull() const { return isFull_; }
 
   /// How many bytes are still to be written, and how many the browser's pipe has taken so far.

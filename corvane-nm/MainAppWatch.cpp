@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "Base/AtEnd.h"
+#include "Base/ScopeExit.h"
 #include "Platform/SystemLog.h"
 #include "SharedComponents/Configuration.h"
 #include "VCommons/VCommonsKit/VCLog.h"
@@ -21,7 +21,7 @@ const char* statePushIdentifier() {
 MainAppWatch::MainAppWatch(SharedResources& shared, BrowserChannel& channel,
                            BrowserChannel::Processor process)
     : shared_(shared), channel_(channel), process_(std::move(process)) {
-  channel_.onRoom([this] { pushIfOwed(); });
+  channel_.onDrained([this] { pushDeferred(); });
 }
 
 void MainAppWatch::registerHandlers() {
@@ -55,23 +55,23 @@ void MainAppWatch::checkRunning(int instances) {
 
 void MainAppWatch::raiseAppSate() {
   if (mayPush()) return push();
-  isPushOwed_ = true;
-  if (std::exchange(isReported_, true)) return;
-  VCLogCWarn({"corvane-nm/main", "raiseAppSate()"},
-             "The state is announced faster than it can be pushed: %@ pushes are pending, "
-             "announcements count as one for now",
-             pendingPushes_);
+  hasDeferredPush_ = true;
+  if (std::exchange(isDeferralLogged_, true)) return;
+  VCLogCWarn(
+      {"corvane-nm/main", "raiseAppSate()"},
+      "Announcements are merged into one push: %@ pushes and %@ bytes of replies are pending",
+      pendingPushes_, channel_.unreadBytes());
 }
 
 bool MainAppWatch::mayPush() const {
-  return pendingPushes_ <= mostPendingPushes && !channel_.isFull();
+  return pendingPushes_ <= maximumWaitingPushes && !channel_.isOutputFull();
 }
 
 void MainAppWatch::push() {
   ++pendingPushes_;
-  auto end = AtEnd([this] {
+  auto end = ScopeExit([this] {
     --pendingPushes_;
-    pushIfOwed();
+    pushDeferred();
   });
   process_({"getCurrentAppState", statePushIdentifier()},
            [this, end = std::move(end)](RequestProcessing::Response response) {
@@ -80,12 +80,12 @@ void MainAppWatch::push() {
            });
 }
 
-void MainAppWatch::pushIfOwed() {
-  if (isPushOwed_ && mayPush()) {
-    isPushOwed_ = false;
+void MainAppWatch::pushDeferred() {
+  if (hasDeferredPush_ && mayPush()) {
+    hasDeferredPush_ = false;
     push();
-  } else if (pendingPushes_ == 0 && !channel_.isFull()) {
-    isReported_ = false;
+  } else if (pendingPushes_ == 0 && !channel_.isOutputFull()) {
+    isDeferralLogged_ = false;
   }
 }
 

@@ -12,9 +12,9 @@ namespace corvane {
 /// when it has quit. On the loop's thread.
 class MainAppWatch {
  public:
-  /// So many pushes may be pending besides the one whose exchange runs. What is announced beyond
-  /// that counts as one: the state is asked for after it, so nothing is lost.
-  static constexpr int mostPendingPushes = 100;
+  /// At most this many pushes wait behind the one whose exchange runs. Further announcements are
+  /// merged into one push after them; it asks for the state after all of them, so none is lost.
+  static constexpr int maximumWaitingPushes = 100;
 
   /// `process` takes a request like one of the browser's; the replies leave by `channel`. Both, and
   /// `shared`, must outlive this object, and this object the loop's last turn.
@@ -35,9 +35,9 @@ class MainAppWatch {
   void observeMainApp();
 
   /// Asks for the application state and pushes the answer to the browser, under an identifier of
-  /// its own in place of a request's. Returns at once. When too many pushes are pending, or the
-  /// browser leaves too much unread, it is done once for all such calls, as soon as that is over; a
-  /// line in the log says so.
+  /// its own in place of a request's. Returns at once. While too many pushes are pending or too
+  /// many replies are unread, the push is deferred: one push then stands for all calls, and a log
+  /// line says so.
   void raiseAppSate();
 
   /// Applies the stored log level. If it can't be read or is out of range, keeps the present level
@@ -47,15 +47,15 @@ class MainAppWatch {
  private:
   void checkRunning(int instances);
   void push();
-  void pushIfOwed();
+  void pushDeferred();
   [[nodiscard]] bool mayPush() const;
 
   SharedResources& shared_;
   BrowserChannel& channel_;
   const BrowserChannel::Processor process_;
   int pendingPushes_ = 0;
-  bool isPushOwed_ = false;         // for what was announced while there was no room
-  bool isReported_ = false;         // that there is none; until no push is pending
+  bool hasDeferredPush_ = false;
+  bool isDeferralLogged_ = false;   // reset when no push is pending
   bool mainAppWasRunning_ = false;  // when it was last known
 };
 

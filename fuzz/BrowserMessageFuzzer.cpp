@@ -3,6 +3,7 @@
 #include <string>
 #include <utility>
 
+#include "Base/ScopeExit.h"
 #include "corvane-nm/RequestProcessing/RequestProcessing.h"
 #include "fuzz/Fuzzing.h"
 #include "fuzz/Requests.h"
@@ -78,10 +79,11 @@ class Host {
     client_.mood = mood;
     client_.given = std::nullopt;
     std::optional<JsonObject> reply;
-    processor_.process(request, [&reply, end = EndOfTurn(loop_)](const Response& response) {
-      require(!reply, "a message gets one reply at most");
-      response.addTo(reply.emplace());
-    });
+    processor_.process(
+        request, [&reply, end = ScopeExit([this] { loop_.endTurn(); })](const Response& response) {
+          require(!reply, "a message gets one reply at most");
+          response.addTo(reply.emplace());
+        });
     loop_.turnUntil(Platform::EventLoop::Clock::time_point::max());
     return reply;
   }
@@ -90,22 +92,6 @@ class Host {
   [[nodiscard]] const std::optional<std::string>& given() const { return client_.given; }
 
  private:
-  /// Ends the turn of the loop when it is destroyed.
-  class EndOfTurn {
-   public:
-    explicit EndOfTurn(Platform::EventLoop& loop) : loop_(&loop) {}
-    EndOfTurn(EndOfTurn&& other) noexcept : loop_(std::exchange(other.loop_, nullptr)) {}
-    EndOfTurn(const EndOfTurn&) = delete;
-    EndOfTurn& operator=(const EndOfTurn&) = delete;
-    EndOfTurn& operator=(EndOfTurn&&) = delete;
-    ~EndOfTurn() {
-      if (loop_ != nullptr) loop_->endTurn();
-    }
-
-   private:
-    Platform::EventLoop* loop_;
-  };
-
   EchoingClient client_;
   const testing::TemporaryFolder folder_;
   Platform::EventLoop loop_;

@@ -21,8 +21,8 @@ namespace {
 /// Each name that is posted keeps descriptors open, so at most this many names are kept.
 constexpr std::size_t mostNamesKept = 100;
 
-/// So many notifications are delivered in a row, as many as a socket ever holds by far; who posts
-/// without end so does not keep the loop from its other events.
+/// At most this many notifications are delivered per iteration of the loop, so that a flood of
+/// posts does not starve other events. A socket holds fewer.
 constexpr std::size_t mostAtOnce = 1000;
 
 }  // namespace

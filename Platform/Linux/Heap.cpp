@@ -7,8 +7,11 @@
 namespace corvane::Platform {
 namespace {
 
-/// More than the host ever needs for ordinary messages, in bytes.
-constexpr std::size_t much = std::size_t{2} << 20;
+/// In bytes: more than ordinary messages ever leave free.
+constexpr std::size_t trimThreshold = std::size_t{2} << 20;
+
+/// What stays free, so that the next messages need not ask the system again.
+constexpr std::size_t kept = std::size_t{512} << 10;
 
 }  // namespace
 
@@ -17,8 +20,8 @@ void shareOneHeap() {
   ::mallopt(M_ARENA_MAX, 1);
 }
 
-void giveBackFreeMemory() {
-  if (::mallinfo2().fordblks > much) ::malloc_trim(much / 4);
+void returnFreeMemory() {
+  if (::mallinfo2().fordblks > trimThreshold) ::malloc_trim(kept);
 }
 
 }  // namespace corvane::Platform

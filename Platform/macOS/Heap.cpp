@@ -7,7 +7,7 @@ namespace corvane::Platform {
 /// Here no thread has a heap of its own anyway.
 void shareOneHeap() {}
 
-void giveBackFreeMemory() {
+void returnFreeMemory() {
   ::malloc_zone_pressure_relief(nullptr, 0);
 }
 

@@ -15,8 +15,8 @@ namespace corvane {
 /// The main application's interface as this process reaches it: each operation is one exchange, a
 /// record to "ExchangeRequestContainer", a notification, and the record that answers it from
 /// "ExchangeResponseContainer." and the client's identifier. Exchanges run one after another in the
-/// order of the calls. The response is read up to 100 times, but not beyond the time that the
-/// request has to be answered; the first attempt is made in any case. The order is held while
+/// order of the calls. The response is read up to 100 times, at least once, and not after the reply
+/// deadline (3 s after the post). The order is held while
 /// `reply` runs; a caller that must keep the next exchange from starting for longer takes a hold of
 /// its own in there. An exchange that fails is answered with `linkTimeout`; when the request is
 /// refused or the client is gone, `reply` is destroyed uncalled. On the loop's thread.

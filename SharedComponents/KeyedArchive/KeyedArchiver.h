@@ -18,8 +18,8 @@ class KeyedArchiver {
   /// (Base/Unicode.h, unpaired surrogates allowed), when objects nest deeper than
   /// `ArchiveLimits::maximumDepth`, or when a record has a field that is neither a boolean nor a
   /// signed integer nor a text; with the cause `noSpace` when nothing of that is wrong and the
-  /// archive has more than `limit` bytes. One whose texts alone have more is not made at all. Safe
-  /// from any thread.
+  /// archive has more than `limit` bytes. If its strings alone must take more (at least two thirds
+  /// of their UTF-8 length), nothing is written. Safe from any thread.
   static Result<std::string> archive(const Value& root, std::size_t limit = SIZE_MAX);
 };
 

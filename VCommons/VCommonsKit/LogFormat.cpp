@@ -15,8 +15,8 @@ using Kind = LogArgument::Kind;
 
 constexpr std::size_t widestField = 200;
 
-/// How many bytes of a value a line gets. Enough for any address; a value that is longer was made
-/// to be, and would soon push everything else out of the log files, which are kept up to a size.
+/// How many bytes of a value are logged, counted before control characters are made visible. Longer
+/// than any real address; longer values would push other lines out of the size-limited log files.
 constexpr std::size_t longestValue = std::size_t{16} << 10;
 
 constexpr std::string_view nothing = "(null)";
@@ -69,7 +69,7 @@ std::string plainText(const LogArgument& argument) {
   return std::string(nothing);
 }
 
-void append(CutText& text, const LogArgument& argument) {
+void append(TruncatedText& text, const LogArgument& argument) {
   switch (argument.kind()) {
     case Kind::text:
       text += argument.text();
@@ -91,7 +91,7 @@ void append(CutText& text, const LogArgument& argument) {
   }
 }
 
-std::string visible(CutText text) {
+std::string visible(TruncatedText text) {
   std::string result;
   Unicode::appendVisible(result, std::move(text).take());
   return result;
@@ -99,7 +99,7 @@ std::string visible(CutText text) {
 
 /// The text form of any argument: what "%@" prints.
 std::string naturalText(const LogArgument& argument) {
-  CutText text(longestValue);
+  TruncatedText text(longestValue);
   append(text, argument);
   return visible(std::move(text));
 }
@@ -147,7 +147,7 @@ std::string integerText(const Conversion& conversion, const LogArgument& argumen
 
 std::string textText(const Conversion& conversion, const LogArgument& argument) {
   if (argument.kind() != Kind::text || !conversion.precision) return naturalText(argument);
-  CutText text(longestValue);
+  TruncatedText text(longestValue);
   text += argument.text().substr(0, *conversion.precision);
   return visible(std::move(text));
 }

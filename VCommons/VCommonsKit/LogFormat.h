@@ -10,7 +10,7 @@
 #include <string_view>
 #include <type_traits>
 
-#include "Base/CutText.h"
+#include "Base/TruncatedText.h"
 
 namespace corvane {
 
@@ -54,7 +54,7 @@ class LogArgument {
     return {static_cast<const LogArgument*>(address_), size_};
   }
   /// Kind object: appends its text.
-  void describe(CutText& text) const { describe_(address_, text); }
+  void describe(TruncatedText& text) const { describe_(address_, text); }
 
  private:
   template <class T>
@@ -69,7 +69,7 @@ class LogArgument {
   std::size_t size_ = 0;
   const void* address_ = nullptr;
   std::uint64_t bits_ = 0;  // of a real, too
-  void (*describe_)(const void*, CutText&) = nullptr;
+  void (*describe_)(const void*, TruncatedText&) = nullptr;
 };
 
 namespace detail {
@@ -78,9 +78,9 @@ inline constexpr bool isOptional = false;
 template <class T>
 inline constexpr bool isOptional<std::optional<T>> = true;
 
-/// Of what may be long.
+/// An object whose description may be long, and is appended to a truncated text.
 template <class T>
-concept DescribableInPart = requires(const T& value, CutText& text) {
+concept AppendsDescription = requires(const T& value, TruncatedText& text) {
   value.appendDescription(text);
 };
 template <class T>
@@ -125,13 +125,14 @@ void LogArgument::set(const T& value) {
     kind_ = Kind::pointer;
     address_ = value;
   } else {
-    static_assert(detail::DescribableInPart<T> || detail::Describable<T> || detail::TextCallable<T>,
-                  "no text form for the log");
+    static_assert(
+        detail::AppendsDescription<T> || detail::Describable<T> || detail::TextCallable<T>,
+        "no text form for the log");
     kind_ = Kind::object;
     address_ = &value;
-    describe_ = [](const void* object, CutText& text) {
+    describe_ = [](const void* object, TruncatedText& text) {
       const T& described = *static_cast<const T*>(object);
-      if constexpr (detail::DescribableInPart<T>) {
+      if constexpr (detail::AppendsDescription<T>) {
         described.appendDescription(text);
       } else if constexpr (detail::Describable<T>) {
         text += described.description();
@@ -152,7 +153,8 @@ void LogArgument::set(const T& value) {
 /// - a missing argument and an empty optional print "(null)";
 /// - "%n" and unknown conversions stand as they are;
 /// - widths and precisions of numbers end at 200;
-/// - the text of an argument, a list included, ends after 16 KiB and says how much is missing;
+/// - the text of an argument, a list included, is truncated to 16 KiB (TruncatedText), counted
+///   before control characters are made visible;
 /// - control characters in the text of an argument are made visible (Unicode::appendVisible);
 /// - those of the format stay.
 ///

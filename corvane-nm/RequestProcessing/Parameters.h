@@ -18,7 +18,8 @@ class Parameters {
  public:
   using Value = std::variant<std::monostate, std::string, bool, std::int64_t>;
 
-  /// The value of `name`, to be set, until the next call; nullptr for a name that no command reads.
+  /// The value of `name`, added empty if it is absent; nullptr if no command reads `name`. Valid
+  /// until the next call.
   Value* slot(std::string_view name);
 
   /// Whether all of `required` are there, each with a value of its kind.

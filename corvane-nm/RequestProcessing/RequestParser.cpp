@@ -6,7 +6,7 @@
 
 #include "Base/Json.h"
 #include "Base/Unicode.h"
-#include "corvane-nm/RequestProcessing/RequestEvents.h"
+#include "corvane-nm/RequestProcessing/RequestBuilder.h"
 
 namespace corvane::RequestProcessing {
 namespace {
@@ -47,7 +47,7 @@ Escape escapeAt(std::string_view text, std::size_t at, bool goesOn) {
 }  // namespace
 
 struct RequestParser::State {
-  json::basic_parser<RequestEvents> parser{strictly()};
+  json::basic_parser<RequestBuilder> parser{strictly()};
   json::error_code error = {};
   std::string cutEscape = {};  // the end of the last piece, if it can't be told yet
 
@@ -104,9 +104,9 @@ void RequestParser::State::give(std::string_view text, bool isLast) {
 
 /// In its place the parser gets the escape of U+FFFD, alone, so that its handler knows it.
 void RequestParser::State::giveSurrogate(char32_t unit) {
-  parser.handler().standInFor(unit);
+  parser.handler().replaceNextEscape(unit);
   give("\\ufffd", false);
-  parser.handler().standInFor(std::nullopt);
+  parser.handler().replaceNextEscape(std::nullopt);
 }
 
 }  // namespace corvane::RequestProcessing

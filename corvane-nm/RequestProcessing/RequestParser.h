@@ -9,10 +9,11 @@
 
 namespace corvane::RequestProcessing {
 
-/// Parses messages of the browser, as strictly as parseJson (Base/Json.h) and with the same
-/// failures, but as their bytes arrive and without building what nobody reads: a message takes the
-/// memory of the texts that its request keeps, whatever else it holds, and time in proportion to
-/// its length. So neither a long message nor one that is made to be slow holds up the loop.
+/// Parses messages of the browser as their bytes arrive. Accepts the same texts as parseJson
+/// (Base/Json.h) and refuses the others for the same reason, except that a text with both invalid
+/// UTF-8 and escaped surrogates may be refused for either. No tree is built: a message takes the
+/// memory of the strings that its request keeps, whatever else it holds, and time in proportion to
+/// its length.
 ///
 /// One message after the other: `write` for each piece, then `finish`. One thread.
 class RequestParser {

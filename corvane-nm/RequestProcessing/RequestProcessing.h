@@ -15,8 +15,8 @@ class Processor {
 
   /// Takes one request and returns at once. `reply` gets the one reply, later, or is destroyed
   /// uncalled: at once for an unknown command, later when the main application's interface could
-  /// not take the request. Handlers
-  /// start one at a time in the order of these calls; replies may come in another order.
+  /// not take the request. Handlers start one at a time in the order of these calls; replies may
+  /// come in another order.
   void process(Request request, ReplyCallback reply);
 
  private:

@@ -104,7 +104,7 @@ class Pushes(unittest.TestCase):
             posting.result()
             self.assertEqual(host.finish(), (0, b""))
 
-    def test_announcements_beyond_a_hundred_count_as_one(self):
+    def test_announcements_beyond_a_hundred_are_merged(self):
         self.container.write_settings({"DefaultsKeyLogLevel": 7})
         (host,) = self.start(1)
         with MainApplication():
@@ -119,9 +119,8 @@ class Pushes(unittest.TestCase):
             self.assertEqual(host.receive()["requestId"], PUSH)
             self.assertEqual(host.finish(), (0, b""))
         said = [line for line in self.container.log() if "raiseAppSate" in line]
-        self.assertEqual(said, ["(main: raiseAppSate()) The state is announced faster than it can "
-                                "be pushed: 101 pushes are pending, announcements count as one for "
-                                "now"])
+        self.assertEqual(said, ["(main: raiseAppSate()) Announcements are merged into one push: "
+                                "101 pushes and 0 bytes of replies are pending"])
 
     def test_a_change_that_is_refused_leaves_the_pushes_on(self):
         requests = self.container.folder / "Data/ExchangeRequestContainer.data"

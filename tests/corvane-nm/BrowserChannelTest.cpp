@@ -108,7 +108,7 @@ TEST_F(BrowserChannelTest, ABrowserThatReadsSlowlyGetsEverythingAfterTheEndOfInp
 
 /// The browser asks as fast as it can. Nothing is answered until the pipe stays full; the third
 /// time the browser leaves instead, which is noticed, and what the pipe holds is read.
-TEST_F(BrowserChannelTest, WhoAsksTooMuchIsReadFromWhenThereIsRoomAndLosesNothing) {
+TEST_F(BrowserChannelTest, PausesReadingWhileTooMuchIsPendingAndLosesNothing) {
   constexpr std::size_t filling = 4000;  // what a pipe takes without blocking when it has room
   int leavingRound = 3;
   std::size_t asked = 0;
@@ -130,7 +130,7 @@ TEST_F(BrowserChannelTest, WhoAsksTooMuchIsReadFromWhenThereIsRoomAndLosesNothin
       asking = {};
       in_.writer = {};
     } else if (in_.writer || pending.size() == asked) {
-      EXPECT_LE(pending.size() * filling, BrowserChannel::mostPendingBytes + (1 << 18));
+      EXPECT_LE(pending.size() * filling, BrowserChannel::maximumPendingRequestBytes + (1 << 18));
       asked -= pending.size();
       answered_ += pending.size();
       answerAll();
@@ -143,6 +143,36 @@ TEST_F(BrowserChannelTest, WhoAsksTooMuchIsReadFromWhenThereIsRoomAndLosesNothin
   EXPECT_EQ(leavingRound, 0);
   EXPECT_EQ(asked, 0U);
   EXPECT_EQ(ids(), std::string(answered_, 'a'));
+}
+
+/// The browser asks as fast as it can and reads nothing until its own pipe stays full. Then it
+/// leaves and reads: all requests are answered.
+TEST_F(BrowserChannelTest, PausesReadingWhileRepliesAreUnread) {
+  constexpr std::size_t replyLength = 400'000;
+  std::size_t asked = 0;
+  std::size_t handled = 0;
+  auto asking = loop_.onWritable(in_.writer.number(), [&] {
+    ++asked;
+    write("a", 4000);
+  });
+  std::function<void()> look = [&] {
+    timers_.clear();
+    timers_.push_back(loop_.at(EventLoop::now() + 3ms, look));
+    if (!in_.writer) {
+      read_ += testing::taken(out_.reader, 1 << 20);
+    } else if (!testing::isReady(in_.writer.number(), POLLOUT)) {
+      EXPECT_LT(handled * replyLength, 2 * FrameWriter::maximumPendingBytes);
+      EXPECT_LT(handled, asked);
+      asking = {};
+      in_.writer = {};
+    }
+  };
+  look();
+  listen({1ms, 60s, 60s}, [&](const Request& request, BrowserChannel::Reply reply) {
+    ++handled;
+    reply(answerTo(request, replyLength));
+  });
+  EXPECT_EQ(ids(), std::string(asked, 'a'));
 }
 
 }  // namespace

@@ -63,7 +63,7 @@ void comesToTheSame(const std::string& stream, const std::vector<std::size_t>& p
   }
 }
 
-TEST(FrameReader, GivesTheSameMessagesAndLinesHoweverTheBytesArrive) {
+TEST(FrameReader, GivesTheSameRequestsAndLinesHoweverTheBytesArrive) {
   std::string stream;
   for (const char* body :
        {R"({"type":"a","id":""})", "[]", R"({"b":2})", "no JSON", "", R"({"type":"b","id":"c"})"})

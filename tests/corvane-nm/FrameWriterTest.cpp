@@ -82,7 +82,7 @@ TEST_F(FrameWriterTest, AFrameTakesTwoWrites) {
 
 TEST_F(FrameWriterTest, ABrowserThatDoesNotReadCostsALine) {
   constexpr std::size_t length = 1'000'000;
-  while (writer_.pendingBytes() + length + 4 <= FrameWriter::mostPendingBytes) send(length);
+  while (writer_.pendingBytes() + length + 4 <= FrameWriter::maximumPendingBytes) send(length);
   EXPECT_TRUE(takeLogTexts().empty());
   EXPECT_FALSE(writer_.isFull());
   send(length);

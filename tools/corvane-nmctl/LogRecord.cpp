@@ -29,8 +29,8 @@ constexpr Beginning messages[] = {
     {"buffer is corrupted", DDLogFlag::warning},
     {"A reply has ", DDLogFlag::warning},
     {"The browser does not read", DDLogFlag::warning},
-    {"The browser is not read from", DDLogFlag::warning},
-    {"The state is announced faster", DDLogFlag::warning},
+    {"Reading from the browser is paused", DDLogFlag::warning},
+    {"Announcements are merged", DDLogFlag::warning},
     {"Cleared file on ", DDLogFlag::info},
 };
 

@@ -1,4 +1,4 @@
-#include "corvane-nm/RequestProcessing/RequestEvents.h"
+#include "corvane-nm/RequestProcessing/RequestBuilder.h"
 
 #include <algorithm>
 #include <utility>
@@ -7,7 +7,7 @@
 
 namespace corvane::RequestProcessing {
 
-Result<std::optional<Request>> RequestEvents::request() {
+Result<std::optional<Request>> RequestBuilder::request() {
   if (top_ == Top::scalar) {
     return Failure{FailureCause::malformed,
                    "JSON text did not start with array or object (no fragments)"};
@@ -21,33 +21,33 @@ Result<std::optional<Request>> RequestEvents::request() {
   return request;
 }
 
-bool RequestEvents::on_object_begin(Error& /*error*/) {
+bool RequestBuilder::on_object_begin(Error& /*error*/) {
   enter(Top::object);
   isInParameters_ = isInParameters_ || (depth_ == 2 && parametersFollow_);
   return true;
 }
 
-bool RequestEvents::on_array_begin(Error& /*error*/) {
+bool RequestBuilder::on_array_begin(Error& /*error*/) {
   enter(Top::array);
   return true;
 }
 
-void RequestEvents::enter(Top kind) {
+void RequestBuilder::enter(Top kind) {
   if (depth_++ == 0) top_ = kind;
   target_ = nullptr;
 }
 
-bool RequestEvents::leave() {
+bool RequestBuilder::leave() {
   if (--depth_ == 1) isInParameters_ = false;
   return true;
 }
 
-bool RequestEvents::on_key_part(Text part, std::size_t /*length*/, Error& /*error*/) {
+bool RequestBuilder::on_key_part(Text part, std::size_t /*length*/, Error& /*error*/) {
   addToKey(part);
   return true;
 }
 
-bool RequestEvents::on_key(Text part, std::size_t /*length*/, Error& /*error*/) {
+bool RequestBuilder::on_key(Text part, std::size_t /*length*/, Error& /*error*/) {
   addToKey(part);
   const std::size_t length = std::exchange(keyLength_, 0);
   target_ = memberNamed({key_.data(), length <= longestName ? length : 0});
@@ -55,14 +55,14 @@ bool RequestEvents::on_key(Text part, std::size_t /*length*/, Error& /*error*/) 
   return true;
 }
 
-void RequestEvents::addToKey(Text part) {
+void RequestBuilder::addToKey(Text part) {
   if (keyLength_ < longestName)
     std::copy_n(part.data(), std::min(part.size(), longestName - keyLength_), &key_[keyLength_]);
   keyLength_ += part.size();
 }
 
 /// The place of the value that follows the key `name`, if it is kept.
-RequestEvents::Value* RequestEvents::memberNamed(std::string_view name) {
+RequestBuilder::Value* RequestBuilder::memberNamed(std::string_view name) {
   if (depth_ == 2 && isInParameters_) return parameters_.slot(name);
   if (depth_ != 1) return nullptr;
   parametersFollow_ = name == "parameters";
@@ -72,7 +72,7 @@ RequestEvents::Value* RequestEvents::memberNamed(std::string_view name) {
   return name == "data" ? &data_ : nullptr;
 }
 
-bool RequestEvents::on_string_part(Text part, std::size_t /*length*/, Error& /*error*/) {
+bool RequestBuilder::on_string_part(Text part, std::size_t /*length*/, Error& /*error*/) {
   if (target_ == nullptr) return true;
   if (!std::holds_alternative<std::string>(*target_)) target_->emplace<std::string>();
   auto& text = std::get<std::string>(*target_);
@@ -84,7 +84,7 @@ bool RequestEvents::on_string_part(Text part, std::size_t /*length*/, Error& /*e
   return true;
 }
 
-bool RequestEvents::on_string(Text part, std::size_t length, Error& error) {
+bool RequestBuilder::on_string(Text part, std::size_t length, Error& error) {
   on_string_part(part, length, error);
   return keepNothing();
 }

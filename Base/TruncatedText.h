@@ -8,15 +8,15 @@
 
 namespace corvane {
 
-/// A text that keeps its first bytes only, whatever is appended to it. The others are counted and
-/// not stored, so a description of any length costs no more memory than what is kept of it:
-/// "What is kept… (1048570 bytes more)". Nothing is said of a text within its limit.
-class CutText {
+/// Accumulates a string up to a limit. Bytes beyond it are counted and not stored, so a description
+/// of any length takes no more memory than what is kept. `take` appends "… (1048570 bytes more)" if
+/// there were any. Splits no UTF-8 character; invalid bytes may be split anywhere.
+class TruncatedText {
  public:
-  /// Keeps at most `limit` bytes, and no part of a character (Base/Unicode.h).
-  explicit CutText(std::size_t limit) : room_(limit) {}
+  /// Keeps at most `limit` bytes; what `take` appends comes on top.
+  explicit TruncatedText(std::size_t limit) : room_(limit) {}
 
-  CutText& operator+=(std::string_view piece) {
+  TruncatedText& operator+=(std::string_view piece) {
     const std::size_t kept = piece.size() > room_ ? characterEnd(piece, room_) : piece.size();
     text_ += piece.substr(0, kept);
     room_ = kept == piece.size() ? room_ - kept : 0;
@@ -31,8 +31,7 @@ class CutText {
   }
 
  private:
-  /// Where the last character ends that has no byte at `end` or behind. What is no character is cut
-  /// anywhere.
+  /// The end of the last character that lies before `end` with all of its bytes.
   static std::size_t characterEnd(std::string_view text, std::size_t end) {
     constexpr std::size_t longestCharacter = 4;
     for (std::size_t back = 0; back < std::min(longestCharacter, end + 1); ++back)

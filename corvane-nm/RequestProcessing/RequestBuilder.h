@@ -16,23 +16,24 @@
 
 namespace corvane::RequestProcessing {
 
-/// Takes what the JSON library's event parser finds in one text
+/// The handler of the JSON library's event parser
 /// (https://www.boost.org/doc/libs/1_81_0/libs/json/doc/html/json/ref/boost__json__basic_parser.html)
-/// and keeps what a request needs. Never fails. The names of the functions are the library's.
-class RequestEvents {
+/// for one text; keeps what a request needs. No callback reports an error. The library gives the
+/// functions their names.
+class RequestBuilder {
  public:
   using Text = boost::json::string_view;
   using Error = boost::json::error_code;
 
-  /// The parser is about to be given one escape that stands for `surrogate`, which it would refuse;
-  /// nothing ends that.
-  void standInFor(std::optional<char32_t> surrogate) { surrogate_ = surrogate; }
+  /// While set, the next part of a string stands for this unpaired surrogate, which the parser
+  /// would refuse. `nullopt` clears it.
+  void replaceNextEscape(std::optional<char32_t> surrogate) { surrogate_ = surrogate; }
 
   /// What the whole text was: see RequestParser::finish. Only once, as the request is moved out.
   Result<std::optional<Request>> request();
 
   // NOLINTBEGIN(readability-identifier-naming): the names of the library
-  // Those of the library's own values, so that it refuses what it refuses when it builds them.
+  // The limits of the library's own types, so that what a tree can't hold is refused here, too.
   static constexpr std::size_t max_object_size = boost::json::object::max_size();
   static constexpr std::size_t max_array_size = boost::json::array::max_size();
   static constexpr std::size_t max_key_size = boost::json::string::max_size();
