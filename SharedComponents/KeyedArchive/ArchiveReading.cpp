@@ -1,6 +1,7 @@
 #include "SharedComponents/KeyedArchive/ArchiveReading.h"
 
-#include <set>
+#include <algorithm>
+#include <numeric>
 #include <string>
 #include <utility>
 
@@ -15,29 +16,54 @@ Failure malformed(const char* reason) {
   return {FailureCause::malformed, reason};
 }
 
-/// Puts entries into a dictionary unless their key is there already.
+/// Makes a dictionary of entries; of those with equal keys the first one counts.
 class Filling {
  public:
   explicit Filling(std::size_t count) : isLarge_(count > fewEntries) {
-    dictionary_.reserve(count);  // so that no entry moves, and views of the keys stay good
+    isLarge_ ? entries_.reserve(count) : dictionary_.reserve(count);
   }
 
   void append(std::string key, Value value) {
-    if (isLarge_ ? keys_.contains(key) : dictionary_.find(key) != nullptr) return;
-    dictionary_.append(std::move(key), std::move(value));
-    if (isLarge_) keys_.insert((dictionary_.end() - 1)->key);
+    if (isLarge_) {
+      entries_.push_back({std::move(key), std::move(value)});
+    } else if (dictionary_.find(key) == nullptr) {
+      dictionary_.append(std::move(key), std::move(value));
+    }
   }
 
-  Dictionary take() { return std::move(dictionary_); }
+  Dictionary take() {
+    if (isLarge_) addEntries();
+    return std::move(dictionary_);
+  }
 
  private:
   static constexpr std::size_t fewEntries = 16;
 
+  /// Equal keys are found by sorting: keys that are chosen for a hash table can make each look-up a
+  /// walk through all of them.
+  void addEntries() {
+    std::vector<std::size_t> order(entries_.size());
+    std::iota(order.begin(), order.end(), std::size_t{0});
+    const auto key = [this](std::size_t index) -> const std::string& {
+      return entries_[index].key;
+    };
+    std::sort(order.begin(), order.end(), [&](std::size_t left, std::size_t right) {
+      const int difference = key(left).compare(key(right));
+      return difference != 0 ? difference < 0 : left < right;
+    });
+    std::vector<bool> isRepeated(entries_.size());
+    for (std::size_t i = 1; i < order.size(); ++i)
+      isRepeated[order[i]] = key(order[i]) == key(order[i - 1]);
+    dictionary_.reserve(entries_.size());
+    for (std::size_t i = 0; i < entries_.size(); ++i) {
+      auto& [name, value] = entries_[i];
+      if (!isRepeated[i]) dictionary_.append(std::move(name), std::move(value));
+    }
+  }
+
   const bool isLarge_;
   Dictionary dictionary_;
-  // Of a large dictionary. No hash table: keys that are chosen for it can make each look-up a walk
-  // through all of them.
-  std::set<std::string_view> keys_;
+  std::vector<DictionaryEntry> entries_;  // of a large dictionary
 };
 
 }  // namespace
