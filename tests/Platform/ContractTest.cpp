@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <filesystem>
 
 #include "Platform/ApplicationLauncher.h"
@@ -11,7 +10,6 @@
 #include "Platform/NotificationCenter.h"
 #include "Platform/ProcessInfo.h"
 #include "Platform/RunningApplications.h"
-#include "Platform/SystemCalls.h"
 #include "tests/Support/TemporaryFolder.h"
 #include "tests/Support/Turning.h"
 
@@ -105,22 +103,6 @@ TEST_F(ContractTest, AnApplicationThatNobodyKnowsNeitherRunsNorStarts) {
 TEST_F(ContractTest, AGroupThatNobodyHasIsNotMade) {
   EXPECT_FALSE(GroupContainers::folderOf(nobody));
   EXPECT_EQ(GroupContainers::folderOf(nobody).failure().cause, FailureCause::notFound);
-  {
-    struct : SystemCalls {
-      int open(const char* /*path*/, int /*flags*/, mode_t /*mode*/) override {
-        errno = EMFILE;
-        return -1;
-      }
-      int stat(const char* /*path*/, struct ::stat* /*status*/) override {
-        errno = EIO;
-        return -1;
-      }
-    } failing;
-    const auto home = GroupContainers::homeFolder();
-    const SystemCalls::Replacement replacement(failing);
-    EXPECT_EQ(GroupContainers::homeFolder().value(), home.value()) << "by the C library";
-    EXPECT_NE(GroupContainers::folderOf(nobody).failure().cause, FailureCause::notFound);
-  }
   EXPECT_FALSE(GroupContainers::folderOf(""));
   EXPECT_EQ(GroupSettings::open(folder_.path(), nobody)->integer("key"), 0);
 }

@@ -10,12 +10,9 @@
 #include <atomic>
 #include <set>
 #include <thread>
-#include <vector>
 
 #include "Platform/Container/NotificationSocket.h"
 #include "Platform/Folders.h"
-#include "Platform/Linux/LinuxCalls.h"
-#include "Platform/SystemCalls.h"
 #include "tests/Support/TemporaryFolder.h"
 #include "tests/Support/Turning.h"
 
@@ -65,11 +62,9 @@ class NotificationCenterTest : public ::testing::Test {
 };
 
 TEST_F(NotificationCenterTest, CallsOncePerPostOfAnObservedName) {
-  int replaced = 0;
   int one = 0;
   int last = 0;
   const std::string longest(200, 'n');
-  ASSERT_TRUE(center_.observe("one", [&] { ++replaced; }));
   ASSERT_TRUE(center_.observe("one", [&] { ++one; }));
   ASSERT_TRUE(center_.observe(longest, [&] { ++last; }));
   EXPECT_EQ(fs::status(one_).permissions(), fs::perms::owner_all);
@@ -80,7 +75,6 @@ TEST_F(NotificationCenterTest, CallsOncePerPostOfAnObservedName) {
   EXPECT_EQ(post(longest, longest), 1);
   ASSERT_TRUE(turnUntil(loop_, [&] { return last == 1; }));
   EXPECT_EQ(one, 3) << "one queue, so all before the last have come";
-  EXPECT_EQ(replaced, 0);
   center_.stopObserving("one");
   EXPECT_EQ(post(longest, "one") + post(longest, longest), 2);
   ASSERT_TRUE(turnUntil(loop_, [&] { return last == 2; }));
@@ -163,36 +157,27 @@ TEST_F(NotificationCenterTest, LinksWhileOthersRemoveEmptyFolders) {
 }
 
 TEST_F(NotificationCenterTest, NobodyWhoStandsStillKeepsAnotherFromHearing) {
-  std::vector<NotificationSocket> others;
-  for (int i = 10; i < 42; ++i)
-    others.push_back(boundSocket(one_, "1.11111111111111" + std::to_string(i)));
+  auto standing = boundSocket(one_, "1.1111111111111111");
+  auto slow = boundSocket(one_, "1.2222222222222222");
   const auto taken = [](NotificationSocket& socket) {
     int count = 0;
     while (socket.receive().value() == "one") ++count;
     return count;
   };
-  int calls = 0;
-  int takenLater = 0;
-  ASSERT_TRUE(center_.observe("one", [&] { ++calls; }));
   constexpr int posts = 30;  // more than a queue of the system holds
-  const auto start = EventLoop::now();
   for (int i = 0; i < posts; ++i) center_.post("one");
-  ASSERT_TRUE(turnUntil(loop_, [&] {
-    takenLater += taken(others.back());
-    return calls == posts && takenLater == posts;
-  }));
-  const auto missed =
-      loop_.at(EventLoop::now() + std::chrono::milliseconds(150), [&] { calls = 0; });
-  ASSERT_TRUE(turnUntil(loop_, [&] { return calls == 0; }));
-  const int takenTooLate = taken(others.front());
+  int takenLater = 0;
+  ASSERT_TRUE(turnUntil(loop_, [&] { return (takenLater += taken(slow)) == posts; }));
+  bool isMissed = false;
+  const auto limit =
+      loop_.at(EventLoop::now() + std::chrono::milliseconds(150), [&] { isMissed = true; });
+  ASSERT_TRUE(turnUntil(loop_, [&] { return isMissed; }));
+  const int takenTooLate = taken(standing);
   testing::turnThrough(loop_);
   EXPECT_GT(takenTooLate, 0);
-  EXPECT_LT(takenTooLate + taken(others.front()), posts);
-  for (int i = 0; i < posts; ++i) center_.post("one");
-  EXPECT_EQ(others.front().receive().value(), "one") << "the next ones reach it again";
-  center_.withdraw();
-  // Were they waited for one after another, then for 6.4 s at least.
-  EXPECT_LT(EventLoop::now() - start, std::chrono::seconds(3));
+  EXPECT_LT(takenTooLate + taken(standing), posts);
+  center_.post("one");
+  EXPECT_EQ(taken(standing), 1) << "the next one reaches it again";
 }
 
 TEST_F(NotificationCenterTest, PostingRemovesTheDeadAndTheirFolderButNoFile) {
@@ -207,58 +192,6 @@ TEST_F(NotificationCenterTest, PostingRemovesTheDeadAndTheirFolderButNoFile) {
   center_.post("one");
   center_.post("../Notifications");
   EXPECT_TRUE(fs::is_empty(one_.parent_path())) << "to post makes nothing";
-}
-
-/// Fails each kind of call once, when armed.
-struct FailingCalls : SystemCalls, LinuxCalls {
-  int linkat(int from, const char* path, int to, const char* name, int flags) override {
-    return take(link, ENOSPC) ? -1 : SystemCalls::linkat(from, path, to, name, flags);
-  }
-  ssize_t recv(int socket, void* bytes, std::size_t count, int flags) override {
-    return take(receive, ENOMEM) ? -1 : SystemCalls::recv(socket, bytes, count, flags);
-  }
-  ssize_t getdents(int folder, void* entries, std::size_t count) override {
-    return take(list, EIO) ? -1 : LinuxCalls::getdents(folder, entries, count);
-  }
-  int epollControl(int epoll, int operation, int descriptor, epoll_event* event) override {
-    return take(watch, ENOMEM) ? -1 : LinuxCalls::epollControl(epoll, operation, descriptor, event);
-  }
-  static bool take(bool& armed, int error) {
-    errno = error;
-    return std::exchange(armed, false);
-  }
-  bool link = false, receive = false, list = false, watch = false;
-};
-
-TEST_F(NotificationCenterTest, AFailureOfTheSystemCostsNoMoreThanAPause) {
-  FailingCalls calls;
-  const SystemCalls::Replacement general(calls);
-  const LinuxCalls::Replacement ofLinux(calls);
-  int changes = 0;
-  int replies = 0;
-  calls.link = calls.watch = true;
-  EXPECT_FALSE(center_.observe("one", [&] { ++changes; }));
-  EXPECT_TRUE(testing::turnUntil(loop_, [&] { return changes == 1; })) << "may have missed one";
-  calls.link = true;
-  EXPECT_FALSE(center_.observe(
-      "two", [&] { ++replies; }, NotificationCenter::Audience::thisProcessOnly));
-  const auto arrives = [&](const std::string& name, int& count) {
-    const int before = count;
-    return testing::turnUntil(loop_, [&] {
-      if (count == before) center_.post(name);
-      return count > before;
-    });
-  };
-  EXPECT_TRUE(arrives("two", replies));
-  calls.receive = true;
-  EXPECT_TRUE(arrives("one", changes));
-  NotificationCenter other(loop_, container_);
-  calls.list = true;
-  changes = 0;
-  other.post("one");
-  EXPECT_FALSE(calls.list);
-  EXPECT_TRUE(testing::turnUntil(loop_, [&] { return changes > 0; }));
-  center_.stopObserving("");
 }
 
 }  // namespace

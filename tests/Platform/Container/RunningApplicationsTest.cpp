@@ -12,9 +12,7 @@
 #include <utility>
 #include <vector>
 
-#include "Platform/Linux/LinuxCalls.h"
 #include "Platform/OwnedDescriptor.h"
-#include "Platform/SystemCalls.h"
 #include "tests/Support/TemporaryFolder.h"
 #include "tests/Support/Turning.h"
 
@@ -167,44 +165,6 @@ TEST_F(RunningApplicationsTest, EachEndAndEachStartIsToldAndNothingElse) {
   kill(start());
   EXPECT_EQ(changes_.size(), 0U);
   EXPECT_FALSE(observe());
-}
-
-/// Has no descriptor left, for processes or at all.
-struct NoDescriptors : SystemCalls, LinuxCalls {
-  int openat(int folder, const char* path, int flags, mode_t mode) override {
-    return isFiles ? fail() : SystemCalls::openat(folder, path, flags, mode);
-  }
-  int pidfdOpen(pid_t process) override {
-    return isProcesses ? fail() : LinuxCalls::pidfdOpen(process);
-  }
-  static int fail() {
-    errno = EMFILE;
-    return -1;
-  }
-  bool isFiles = false;
-  bool isProcesses = false;
-};
-
-TEST_F(RunningApplicationsTest, WhatCannotBeLookedAtIsUnknownAndLookedAtAgain) {
-  NoDescriptors calls;
-  const SystemCalls::Replacement files(calls);
-  const LinuxCalls::Replacement processes(calls);
-  ASSERT_EQ(observe(), 0);
-  EXPECT_FALSE(applications_.isRunning(app_).value());
-  for (bool* const shortage : {&calls.isFiles, &calls.isProcesses}) {
-    *shortage = true;
-    const pid_t process = start();
-    testing::turnThrough(loop_);
-    EXPECT_FALSE(applications_.isRunning(app_));
-    EXPECT_FALSE(applications_.instancesOf(app_));
-    EXPECT_FALSE(applications_.applicationOf(process));
-    EXPECT_TRUE(changes_.empty());
-    *shortage = false;
-    EXPECT_TRUE(applications_.isRunning(app_).value());
-    EXPECT_EQ(nextChange(), 1) << "nothing announces it again";
-    kill(process);
-    EXPECT_EQ(nextChange(), 0);
-  }
 }
 
 }  // namespace

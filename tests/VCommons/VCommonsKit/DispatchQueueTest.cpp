@@ -3,12 +3,9 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <cerrno>
 #include <future>
 #include <thread>
 #include <vector>
-
-#include "Platform/SystemCalls.h"
 
 namespace corvane {
 namespace {
@@ -50,32 +47,6 @@ TEST(DispatchQueue, NeverRunsTwoAtOnceAndLosesNone) {
   for (std::thread& thread : threads) thread.join();
   ASSERT_TRUE(queue.drain(deadline));
   EXPECT_EQ(total, 20000);
-}
-
-TEST(DispatchQueue, RunsTasksOnTheirCallersWhileNoThreadCanBeStarted) {
-  struct : Platform::SystemCalls {
-    int startThread(void* (* /*body*/)(void*), void* /*argument*/) override {
-      errno = EAGAIN;
-      return -1;
-    }
-  } noThreads;
-  std::vector<int> order;
-  std::thread::id last;
-  {
-    DispatchQueue queue("alone");
-    {
-      const Platform::SystemCalls::Replacement replacement(noThreads);
-      queue.sync([&] {
-        queue.async([&] { order.push_back(2); });
-        order.push_back(1);
-      });
-      queue.async([&] { order.push_back(3); });
-      EXPECT_EQ(order, (std::vector<int>{1, 2, 3}));
-    }
-    queue.async([&] { last = std::this_thread::get_id(); });
-  }
-  EXPECT_NE(last, std::thread::id());
-  EXPECT_NE(last, std::this_thread::get_id());
 }
 
 TEST(DispatchQueueDeathTest, SyncOnItselfEndsTheProcessWithItsName) {
