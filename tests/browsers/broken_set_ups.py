@@ -17,6 +17,7 @@ from host import EXECUTABLE, Container, MainApplication
 
 HOME = Path(os.environ["HOME"])
 PROGRAMS = Path(EXECUTABLE).parent
+MOVED = HOME / "moved"  # the shared folder, where a set-up wants it there
 OTHER = HOME / "other/corvane-nm"  # a host of another kind, where a set-up wants one
 NAME = f"{browser.HOST}.json"
 USERS = {"chromium": HOME / ".config/chromium/NativeMessagingHosts" / NAME,
@@ -49,6 +50,11 @@ def edit(change):
         manifest = json.loads(path.read_text())
         change(manifest, name)
         path.write_text(json.dumps(manifest))
+
+
+def allow(change):
+    """Changes the one extension that is allowed: change(extension, browser's name)."""
+    edit(lambda one, name: one.update({LIST[name]: change(one[LIST[name]][0], name)}))
 
 
 def rewrite(change):
@@ -90,14 +96,12 @@ broken("an empty description (Chromium)")(lambda _: edit(lambda one, _: one.upda
 broken("another type")(lambda _: edit(lambda one, _: one.update(type="pipe")))
 broken("a relative path")(lambda _: edit(lambda one, _: one.update(path="corvane-nm")))
 broken("the identifier alone, without scheme and slash")(
-    lambda _: edit(lambda one, name: one.update({LIST[name]: [one[LIST[name]][0].split("/")[-2 if name == "chromium" else 0].split("@")[0]]})))
-broken("no final slash (Chromium)")(
-    lambda _: edit(lambda one, name: one.update({LIST[name]: [one[LIST[name]][0].rstrip("/")]})))
-broken("a wildcard")(lambda _: edit(
-    lambda one, name: one.update({LIST[name]: ["chrome-extension://*/" if name == "chromium" else "*"]})))
-broken("only another extension is allowed")(
-    lambda _: edit(lambda one, name: one.update({LIST[name]: [STRANGER[name]]})))
-broken("nobody is allowed")(lambda _: edit(lambda one, name: one.update({LIST[name]: []})))
+    lambda _: allow(lambda one, _: [one.strip("/").rpartition("/")[2].partition("@")[0]]))
+broken("no final slash (Chromium)")(lambda _: allow(lambda one, _: [one.rstrip("/")]))
+broken("a wildcard")(
+    lambda _: allow(lambda _, name: ["chrome-extension://*/" if name == "chromium" else "*"]))
+broken("only another extension is allowed")(lambda _: allow(lambda _, name: [STRANGER[name]]))
+broken("nobody is allowed")(lambda _: allow(lambda *_: []))
 broken("the other browser's manifest")(
     lambda _: edit(lambda one, name: one.update(
         {LIST[{"chromium": "firefox", "firefox": "chromium"}[name]]: one.pop(LIST[name])})))
@@ -112,8 +116,6 @@ broken("the host's interpreter is missing")(lambda _: other_host("#!/nowhere/sh\
 broken("the host exits at once")(lambda _: other_host("#!/bin/sh\nexit 3\n"))
 broken("the host writes stray text")(lambda _: other_host("#!/bin/sh\necho started\ncat >/dev/null\n"))
 broken("the host is mute")(lambda _: other_host("#!/bin/sh\ncat >/dev/null\n"))
-
-
 broken("a folder in the place of the host")(lambda _: (other_host(None), OTHER.mkdir()))
 broken("a policy forbids the host (Chromium)")(lambda _: policy(NativeMessagingBlocklist=["*"]))
 broken("a policy forbids all but the host (harmless)")(
@@ -125,33 +127,30 @@ broken("a bad manifest of the user hides a good one for all (Chromium)")(
     lambda _: (as_systems(), [path.write_text("{") for path in USERS.values()]))
 broken("a folder that may not be entered, registered for all (harmless)")(
     lambda _: (as_systems(), [path.parent.chmod(0) for path in USERS.values()]))
-broken("no shared folder", "shared folder")(lambda setting: setting.without_application(shutil.rmtree))
+broken("no shared folder", "shared folder")(lambda link: shutil.rmtree(link.left_folder()))
 broken("the shared folder is open to others", "shared folder")(
-    lambda setting: setting.container.folder.chmod(0o777))
+    lambda link: link.container.folder.chmod(0o777))
 broken("the shared folder may not be written", "shared folder")(
-    lambda setting: setting.without_application(lambda folder: folder.chmod(0o500)))
+    lambda link: link.left_folder().chmod(0o500))
 broken("the shared folder is a link to one", "shared folder")(
-    lambda setting: setting.without_application(
-        lambda folder: (folder.rename(HOME / "moved"), folder.symlink_to(HOME / "moved"))))
+    lambda link: link.left_folder().rename(MOVED) and link.container.folder.symlink_to(MOVED))
 broken("the shared folder is a link to nowhere", "shared folder")(
-    lambda setting: setting.without_application(
-        lambda folder: (shutil.rmtree(folder), folder.symlink_to(HOME / "moved"))))
+    lambda link: (shutil.rmtree(link.left_folder()), link.container.folder.symlink_to(MOVED)))
 broken("the settings are no property list", "settings")(
-    lambda setting: setting.container.write_settings(b"bplist00 and no more"))
+    lambda link: link.container.write_settings(b"bplist00 and no more"))
 broken("the settings may not be read", "settings")(
-    lambda setting: (setting.container.write_settings({}), setting.container.settings.chmod(0)))
+    lambda link: (link.container.write_settings({}), link.container.settings.chmod(0)))
 broken("the log level is out of range", "settings")(
-    lambda setting: setting.container.write_settings({"DefaultsKeyLogLevel": -1}))
+    lambda link: link.container.write_settings({"DefaultsKeyLogLevel": -1}))
 broken("the log may not be written", "logs")(
-    lambda setting: (setting.container.logs.mkdir(parents=True, exist_ok=True),
-                     setting.container.logs.chmod(0o500)))
-broken("somebody holds a lock", "exchange files")(lambda setting: setting.hold(setting.requests()))
+    lambda link: (link.container.logs.mkdir(parents=True, exist_ok=True),
+                  link.container.logs.chmod(0o500)))
+broken("somebody holds a lock", "exchange files")(lambda link: link.hold_requests())
 broken("the file of requests is missing (the application makes it anew)")(
-    lambda setting: setting.requests().unlink())
-broken("the main application does not run", "main application")(
-    lambda setting: setting.end_application())
+    lambda link: link.requests().unlink())
+broken("the main application does not run", "main application")(lambda link: link.left_folder())
 broken("the main application does not answer", "main application")(
-    lambda setting: setting.application.command("fault silent"))
+    lambda link: link.application.command("fault silent"))
 
 
 class Setting:
@@ -161,42 +160,33 @@ class Setting:
         self.stack = contextlib.ExitStack()
         self.container = Container()
         self.application = MainApplication()
-        self.ask("register", "--host", EXECUTABLE)
+        answer = nmctl("register", "--host", EXECUTABLE)
+        if answer.returncode:
+            raise RuntimeError(answer.stdout)
         return self
 
     def __exit__(self, *_):
-        self.end_application()
+        self.application.kill()
         self.stack.close()
-        for folder in (*(path.parent for path in USERS.values()), OTHER.parent, HOME / "moved",
+        for folder in (*(path.parent for path in USERS.values()), OTHER.parent, MOVED,
                        self.container.folder, self.container.logs):
             if folder.is_dir() and not folder.is_symlink():
                 folder.chmod(0o700)
         for path in (*USERS.values(), *SYSTEMS.values(), POLICY):
             path.unlink(missing_ok=True)
-        for folder in (OTHER.parent, HOME / "moved", HOME / ".local"):
+        for folder in (OTHER.parent, MOVED, HOME / ".local"):
             shutil.rmtree(folder, ignore_errors=True)
 
-    @staticmethod
-    def ask(*arguments):
-        answer = nmctl(*arguments)
-        if answer.returncode:
-            raise RuntimeError(f"{arguments}: {answer.stdout}")
-
-    def end_application(self):
-        if self.application:
-            self.application.kill()
-        self.application = None
-
-    def without_application(self, change):
-        self.end_application()
-        change(self.container.folder)
+    def left_folder(self):
+        """The container's folder, once the main application has ended."""
+        self.application.kill()
+        return self.container.folder
 
     def requests(self):
         return self.container.folder / "Data/ExchangeRequestContainer.data"
 
-    def hold(self, path):
-        file = self.stack.enter_context(open(path, "r+b"))
-        fcntl.flock(file, fcntl.LOCK_EX)
+    def hold_requests(self):
+        fcntl.flock(self.stack.enter_context(open(self.requests(), "r+b")), fcntl.LOCK_EX)
 
 
 class Browsers:
@@ -223,14 +213,9 @@ class Browsers:
         return started.open("blank.html")
 
 
-def doctor():
-    answer = json.loads(nmctl("doctor", "--json").stdout)
-    return answer["isAllWell"], answer["findings"]
-
-
-def row(what, link, said, well, findings):
+def row(what, link, said, doctor):
     """The row of the table, and why it is not as it should be."""
-    wrong = {one["subject"]: one for one in findings if one["state"] == "wrong"}
+    wrong = {one["subject"]: one for one in doctor["findings"] if one["state"] == "wrong"}
     faults = []
     for name, text in said.items():
         if (name.title() in wrong) != (text is not None):
@@ -238,18 +223,18 @@ def row(what, link, said, well, findings):
     missed = (set(wrong) - {"Chromium", "Firefox"}) ^ link
     if missed:
         faults.append(f"of the link: {missed}")
-    if well != (not wrong):
+    if doctor["isAllWell"] != (not wrong):
         faults.append("findings and verdict differ")
     speech = "; ".join(dict.fromkeys(shortened(one["cause"]) for one in wrong.values()))
     return [what, *(text or "(works)" for text in said.values()), speech or "all is well"], faults
 
 
 def shortened(text):
-    for long, short in ((str(USERS["chromium"]), "MANIFEST"), (str(USERS["firefox"]), "MANIFEST"),
-                        (str(OTHER.parent), "/usr/libexec/corvane-nm"), (str(PROGRAMS), "/usr/libexec/corvane-nm"),
-                        (str(HOME), "~")):
-        text = text.replace(long, short)
-    return text
+    for path in USERS.values():
+        text = text.replace(str(path), "MANIFEST")
+    for folder in (OTHER.parent, PROGRAMS):
+        text = text.replace(str(folder), "/usr/libexec/corvane-nm")
+    return text.replace(str(HOME), "~")
 
 
 def main(pattern=""):
@@ -261,7 +246,8 @@ def main(pattern=""):
             with Setting() as setting:
                 break_it(setting)
                 said = browsers.say()
-                cells, faults = row(what, link, said, *doctor())
+                doctor = json.loads(nmctl("doctor", "--json").stdout)
+            cells, faults = row(what, link, said, doctor)
             rows.append(cells)
             print(" | ".join(cells), *(f"\n    FALSE: {fault}" for fault in faults), sep="", flush=True)
             failed += bool(faults)

@@ -79,8 +79,8 @@ class Home:
             shutil.rmtree(self.home / folder, ignore_errors=True)
         self.container = Container()
 
-    def application(self):
-        return self.enterContext(MainApplication())
+    def application(self, *options):
+        return self.enterContext(MainApplication(*options))
 
     def start(self, name, profile=None, extension=browser.EXTENSION):
         started = self.enterContext(browser.start(name, self.home, profile))
@@ -113,8 +113,7 @@ class Scenarios(Home):
         for command, parameters, expected in COMMANDS:
             answer = self.send(page, command, parameters)
             self.assertEqual(answer.get("reply", answer).get("result"), "ok", command)
-            state = application.state()
-            self.assertEqual({key: state[key] for key in expected}, expected, command)
+            self.assertLessEqual(expected.items(), application.state().items(), command)
         refused = self.send(page, "removeRule", {"ruleText": RULE})["error"]
         self.assertEqual(refused["reason"], "refused")
         self.assertIn("The rule does not exist.", refused["message"])
@@ -195,23 +194,18 @@ class Scenarios(Home):
     def test_two_hundred_ports(self):
         started, page = self.probe()
         begin = time.monotonic()
-        sizes = page.evaluate("""(async (askOnce) => {
-          const sizes = new Set();
-          for (let i = 0; i < 200; ++i) sizes.add((await askOnce("1")).size);
-          return [...sizes];
+        page.evaluate("""(async (askOnce) => {
+          for (let i = 0; i < 200; ++i)
+            if (!(await askOnce("1")).size) throw new Error(`nothing came to port ${i}`);
         })(%s)""" % ASK_ONCE)
-        self.assertEqual(len(sizes), 1, sizes)
         self.assertEqual(browser.wait_for_end(started.hosts(HOST)), set())
         print(f"{self.name}: 200 ports in {time.monotonic() - begin:.1f} s")
 
     def test_largest_reply(self):
         _, page = self.probe()
         size = page.evaluate(f'({ASK_ONCE})("")')["size"]
-        answers = [page.evaluate(f'({ASK_ONCE})("x".repeat({length - size}))')
-                   for length in (LARGEST, LARGEST + 1)]
-        self.assertEqual(answers[0], {"size": LARGEST})
-        print(f"{self.name}: one byte more: {answers[1]}")
-        self.assertIn("error", answers[1])
+        reply = page.evaluate(f'({ASK_ONCE})("x".repeat({LARGEST - size}))')
+        self.assertEqual(reply, {"size": LARGEST})
 
     def test_too_large_reply_to_the_client(self):
         application = self.application()
@@ -230,7 +224,7 @@ class InFirefox(Scenarios, unittest.TestCase):
     name = "firefox"
 
     def test_button_opens_the_popup_for_the_page(self):
-        application = self.enterContext(MainApplication("--print"))
+        application = self.application("--print")
         server = self.enterContext(http.server.HTTPServer(("127.0.0.1", 0), QuietHandler))
         threading.Thread(target=server.handle_request).start()
         url = f"http://127.0.0.1:{server.server_port}/"
