@@ -75,6 +75,13 @@ class Container:
         new.write_bytes(content)
         new.replace(self.settings)
 
+    def install(self, command_line):
+        """Has the desktop start the main application with `command_line`."""
+        entries = self.folder.parents[1] / "applications"
+        entries.mkdir(exist_ok=True)
+        (entries / f"{APPLICATION}.desktop").write_text(
+            f"[Desktop Entry]\nType=Application\nName=The Application\nExec={command_line}\n")
+
     def give_away(self, owner=NOBODY):
         for path in [self.folder, *self.folder.rglob("*")]:
             os.chown(path, owner, owner)

@@ -8,12 +8,12 @@ import signal
 import time
 import unittest
 
+from asking import TIMEOUT, receive
 from host import (APPLICATION, MAIN_APPLICATION, PUSH, Container, Host, MainApplication,
                   kill_launched, request)
 
 URL = "https://example.org/page"
 CALLER = os.path.basename(os.path.realpath("/proc/self/exe"))
-TIMEOUT = "Can't connect to main app, timeout reached."
 STATE = ("appState", None)
 RULE = {"ruleText": "||a.example^"}
 CERTIFICATE = {"domain": "example.org", "port": 443}
@@ -57,15 +57,6 @@ CHANGES = {"setProtectionStatus", "setFilteringStatus", "removeCustomRules"}
 def ask(host, kind, parameters=None, identifier="r"):
     host.send(request(kind, identifier, parameters))
     return receive(host, identifier)
-
-
-def receive(host, identifier):
-    """The next reply, without the pushes that come before it."""
-    reply = host.receive()
-    while reply["requestId"] == PUSH:
-        reply = host.receive()
-    assert reply["requestId"] == identifier, reply
-    return reply
 
 
 def text(value):
@@ -161,12 +152,6 @@ class Announcements(unittest.TestCase):
         self.running = self.container.folder / "Applications" / APPLICATION
         self.addCleanup(kill_launched)
 
-    def install(self, command_line):
-        entries = self.container.folder.parents[1] / "applications"
-        entries.mkdir(exist_ok=True)
-        (entries / f"{APPLICATION}.desktop").write_text(
-            f"[Desktop Entry]\nType=Application\nName=The Application\nExec={command_line}\n")
-
     def test_ones_own_change_is_answered_and_that_of_others_is_pushed(self):
         self.enterContext(MainApplication())
         mine, other = (self.enterContext(Host()) for _ in range(2))
@@ -185,9 +170,9 @@ class Announcements(unittest.TestCase):
         host = self.enterContext(Host())
         self.assertEqual(outcome(ask(host, "getCurrentFilteringState", self.LAUNCH)),
                          text(["error", "Can't start main app.", None]))
-        self.install("no-such-program")
+        self.container.install("no-such-program")
         self.assertEqual(ask(host, "getCurrentFilteringState", self.LAUNCH)["result"], "error")
-        self.install(f'"{MAIN_APPLICATION}" --locale %% --daemon %U')
+        self.container.install(f'"{MAIN_APPLICATION}" --locale %% --daemon %U')
         for blocked in (3, 6):  # the second time it runs already
             reply = ask(host, "getCurrentFilteringState", self.LAUNCH)
             self.assertEqual((reply["result"], reply["parameters"]["blockedAdsCount"]),

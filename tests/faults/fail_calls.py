@@ -10,6 +10,7 @@ import contextlib
 import ctypes
 import errno
 import fcntl
+import itertools
 import json
 import mmap
 import os
@@ -49,18 +50,19 @@ EPOLL_CTL_ADD = 1
 LOOKING, MAKING, RESOURCES = "EACCES EIO ENOMEM", "EACCES EIO ENOMEM ENOSPC", "EMFILE ENFILE ENOMEM"
 OPENING, READING = "EINTR EMFILE ENFILE ENOMEM EACCES EIO", "EINTR EIO SHORT"
 WRITING = "EINTR ENOSPC EIO SHORT"
-FAILURES = {  # how each call may fail, whatever its arguments
+FAILURES = {  # how each call may fail, whatever its flags
     "open": OPENING, "openat": OPENING, "close": "EINTR EIO", "pread": READING, "pwritev": WRITING,
     "ftruncate": "EINTR EIO", "fstat": "EIO ENOMEM", "stat": LOOKING, "lstat": LOOKING,
     "fstatat": LOOKING, "fchmod": LOOKING, "mkdir": MAKING, "mkdirat": MAKING, "rmdir": LOOKING,
-    "unlink": LOOKING, "unlinkat": LOOKING, "linkat": MAKING, "renameat": MAKING,
-    "readlink": LOOKING, "access": LOOKING, "dup2": "EINTR EBUSY", "flock": "ENOLCK",
-    "lockRecord": "EINTR ENOLCK", "poll": "EINTR ENOMEM", "socket": RESOURCES + " ENOBUFS",
-    "bind": MAKING, "connect": "EINTR EACCES ENOMEM", "send": "EINTR ENOMEM", "kill": "EPERM",
+    "unlink": LOOKING, "unlinkat": LOOKING, "linkat": MAKING, "readlink": LOOKING,
+    "access": LOOKING, "dup2": "EINTR EBUSY", "flock": "ENOLCK", "lockRecord": "EINTR ENOLCK",
+    "poll": "EINTR ENOMEM", "socket": RESOURCES + " ENOBUFS", "bind": MAKING,
+    "connect": "EINTR EACCES ENOMEM", "send": "EINTR ENOMEM", "kill": "EPERM",
     "recv": "EINTR ENOMEM", "fork": "EAGAIN ENOMEM", "waitpid": "EINTR", "startThread": "EAGAIN",
     "epollCreate": RESOURCES, "epollWait": "EINTR", "eventfd": RESOURCES, "getdents": "EIO ENOMEM",
-    "pidfdOpen": RESOURCES, "pipe2": RESOURCES, "inotifyInit": RESOURCES,
-    "inotifyAddWatch": MAKING, "setAttribute": MAKING, "getAttribute": LOOKING}
+    "pidfdOpen": RESOURCES, "pipe2": RESOURCES, "setAttribute": MAKING, "getAttribute": LOOKING,
+    ("read", stat.S_IFREG): READING, ("write", stat.S_IFREG): WRITING,  # an eventfd does not
+    ("read", stat.S_IFIFO): READING, ("write", stat.S_IFIFO): "EINTR EPIPE SHORT"}
 
 
 class Entry(ctypes.Structure):
@@ -70,7 +72,7 @@ class Entry(ctypes.Structure):
                 ("flags", ctypes.c_int), ("mode", ctypes.c_uint)]
 
     def failures(self):
-        """How it may fail. Reading and writing an eventfd does not."""
+        """How it may fail."""
         call, flags, kind = self.call.decode(), self.flags, stat.S_IFMT(self.mode)
         conditional = {
             "ENOSPC": call in ("open", "openat") and flags & os.O_CREAT,
@@ -80,11 +82,7 @@ class Entry(ctypes.Structure):
             "EINTR": call == "flock" and not flags & fcntl.LOCK_UN,
             "EMFILE": call == "fcntl" and flags == fcntl.F_DUPFD_CLOEXEC,
             "ENOMEM": call == "epollControl" and flags == EPOLL_CTL_ADD}
-        names = FAILURES.get(call, "")
-        if call in ("read", "write"):
-            names = {("read", stat.S_IFREG): READING, ("write", stat.S_IFREG): WRITING,
-                     ("read", stat.S_IFIFO): READING,
-                     ("write", stat.S_IFIFO): "EINTR EPIPE SHORT"}.get((call, kind), "")
+        names = FAILURES.get(call) or FAILURES.get((call, kind), "")
         return names.split() + [name for name, is_one in conditional.items() if is_one]
 
 
@@ -129,7 +127,7 @@ class Exchange:
         self.app_state = Observers(self.container, "appState")
         self.app_reconfig = Observers(self.container, "appReconfig")
         self.application, self.host = MainApplication(), None
-        self.number, self.log_ends, self.pushed = 0, {}, []
+        self.number, self.log_ends, self.pushed = 0, Counter(), []
         self.restart()
 
     def restart(self):
@@ -245,22 +243,18 @@ class Exchange:
 
     def new_lines(self):
         """What was logged since the last call. Fails if a line is not whole."""
-        messages = []
+        new = b""
         for path in sorted(self.container.logs.glob("*")):
             with contextlib.suppress(FileNotFoundError), open(path, "rb") as file:
-                file.seek(self.log_ends.get(path, 0))
-                for line in file:
-                    if not line.endswith(b"\n"):
-                        break
-                    self.log_ends[path] = self.log_ends.get(path, 0) + len(line)
-                    match = LOG_LINE.fullmatch(line.decode())
-                    # A log that takes a part of a line gets the next one on a new line.
-                    if not match and (self.control.call, self.control.failure) == (b"write", SHORT):
-                        continue
-                    if not match:
-                        raise AssertionError(f"a broken line in the log: {line!r}")
-                    messages.append(match[1])
-        return messages
+                file.seek(self.log_ends[path])
+                whole, end, _ = file.read().rpartition(b"\n")
+                self.log_ends[path] += len(whole + end)
+                new += whole + end
+        lines = new.decode().splitlines(keepends=True)
+        # A log that takes a part of a line gets the next one on a new line.
+        if (self.control.call, self.control.failure) != (b"write", SHORT):
+            expect([line for line in lines if not LOG_LINE.fullmatch(line)], [])
+        return lines
 
     def failed(self):
         """The call that failed, if any."""
@@ -337,13 +331,10 @@ class Launch(Exchange):
 
     def __init__(self, executable):
         super().__init__(executable)
-        entries = self.container.folder.parents[1] / "applications"
-        entries.mkdir()
-        script = entries / "start"
+        script = self.container.folder.parent / "start"
         script.write_text(f"#!/bin/sh\nulimit -Sn 1024\nexec '{MAIN_APPLICATION}' --daemon\n")
         script.chmod(0o755)
-        (entries / f"{APPLICATION}.desktop").write_text(
-            f"[Desktop Entry]\nType=Application\nName=The Application\nExec={script}\n")
+        self.container.install(script)
 
     def step(self):
         return self.page(force=True)
@@ -366,15 +357,12 @@ class Launch(Exchange):
 class AppReconfig(Exchange):
     level = 7
 
-    def log_files(self):
-        return {*self.container.logs.glob("*")}
-
     def reconfigure(self, level, limit):
         """Sets the level; an error unless requests leave lines by it within `limit`."""
         self.container.write_settings({"DefaultsKeyLogLevel": level})
-        files, end = self.log_files(), time.monotonic() + 0.2
+        files, end = [*self.container.logs.glob("*")], time.monotonic() + 0.2
         self.app_reconfig.post()
-        while self.log_files() == files and time.monotonic() < end:
+        while [*self.container.logs.glob("*")] == files and time.monotonic() < end:
             select.select([], [], [], 0.005)
         self.says_running()
         self.control.armed = 0  # what follows is no part of the step
@@ -480,10 +468,9 @@ def failing(scenario, call="", ordinal=0, failure=0):
 @contextlib.contextmanager
 def short_of_descriptors(scenario, count):
     """Leaves the host `count` free descriptors."""
-    taken, limit, process = scenario.descriptors(), 0, scenario.host.process
-    while limit in taken or count > 0:
-        count -= limit not in taken
-        limit += 1
+    taken, process = scenario.descriptors(), scenario.host.process
+    free = (number for number in itertools.count() if number not in taken)
+    limit = next(itertools.islice(free, count, None))
     usual = resource.prlimit(process.pid, resource.RLIMIT_NOFILE)
     resource.prlimit(process.pid, resource.RLIMIT_NOFILE, (limit, usual[1]))
     try:
@@ -544,44 +531,43 @@ def one_case(scenario, disturbance, is_strict):
     return outcome, None
 
 
-def report(**case):
-    print(json.dumps(case), flush=True)
+def fail(scenario, call, ordinal, failure):
+    number = SHORT if failure == "SHORT" else getattr(errno, failure)
+    outcome, wrong = one_case(
+        scenario, lambda one: failing(one, call, ordinal, number), is_strict=True)
+    entry = scenario.failed()
+    if entry and failure not in entry.failures():  # threads took turns: it cannot fail so
+        entry = wrong = None
+    if entry and not wrong and is_soft(call, failure) and outcome != "nothing":
+        wrong = "a soft failure was noticed"
+    return {"call": call, "ordinal": ordinal, "failure": failure, "wrong": wrong,
+            "where": entry.where.decode() if entry else "",
+            "outcome": outcome if entry or wrong else "not reached"}
 
 
-def fail(scenario, name, chosen):
-    for call, ordinal, failure in chosen:
-        number = SHORT if failure == "SHORT" else getattr(errno, failure)
-        outcome, wrong = one_case(
-            scenario, lambda one: failing(one, call, ordinal, number), is_strict=True)
-        entry = scenario.failed()
-        if entry and failure not in entry.failures():  # threads took turns: it cannot fail so
-            entry = wrong = None
-        if entry and not wrong and is_soft(call, failure) and outcome != "nothing":
-            wrong = "a soft failure was noticed"
-        report(scenario=name, call=call, ordinal=ordinal, failure=failure, wrong=wrong,
-               where=entry.where.decode() if entry else "",
-               outcome=outcome if entry or wrong else "not reached")
+def run_short(scenario, count):
+    outcome, wrong = one_case(
+        scenario, lambda one: short_of_descriptors(one, count), is_strict=False)
+    return {"descriptors": count, "outcome": outcome, "wrong": wrong}
 
 
 def main(name, part, parts, what):
     harness.DEADLINE = ANSWER
-    if what == "descriptors" or what.isdigit():
-        scenario = SCENARIOS[name](harness.EXECUTABLE)
-        for count in range(9) if what == "descriptors" else [int(what)]:
-            outcome, wrong = one_case(
-                scenario, lambda one: short_of_descriptors(one, count), is_strict=False)
-            report(scenario=name, descriptors=count, outcome=outcome, wrong=wrong)
-        return scenario.restart()
-    scenario = SCENARIOS[name](FAILING)
-    if ":" in what:
+    is_short = what == "descriptors" or what.isdigit()
+    scenario = SCENARIOS[name](harness.EXECUTABLE if is_short else FAILING)
+    if is_short:
+        cases = (run_short(scenario, count)
+                 for count in (range(9) if what == "descriptors" else [int(what)]))
+    elif ":" in what:
         call, ordinal, failure = what.split(":")
-        fail(scenario, name, [(call, int(ordinal), failure)])
+        cases = [fail(scenario, call, int(ordinal), failure)]
     else:
-        fail(scenario, name, [
-            (call, ordinal, failure) for (call, ordinal), names in calls_in(scenario).items()
-            for failure in names
-            if zlib.crc32(f"{call}{ordinal}{failure}".encode()) % int(parts) == int(part)
-            and (what == "all" or is_chosen(call, ordinal, names, failure))])
+        cases = (fail(scenario, call, ordinal, failure)
+                 for (call, ordinal), names in calls_in(scenario).items() for failure in names
+                 if zlib.crc32(f"{call}{ordinal}{failure}".encode()) % int(parts) == int(part)
+                 and (what == "all" or is_chosen(call, ordinal, names, failure)))
+    for case in cases:
+        print(json.dumps({"scenario": name} | case), flush=True)
     scenario.restart()
 
 
