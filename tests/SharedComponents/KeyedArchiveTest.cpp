@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <limits>
 #include <set>
 
@@ -99,9 +100,7 @@ std::string sample(const std::string& name) {
   std::string bytes = contentOf(samples / "golden" / name);
   if (!name.ends_with(".data")) return bytes;
   std::uint32_t length = 0;
-  for (int i = 4; i-- > 0;)
-    length = length << 8 |
-             static_cast<unsigned char>(bytes[bytes.size() - 4 + static_cast<unsigned>(i)]);
+  std::memcpy(&length, bytes.data() + bytes.size() - sizeof length, sizeof length);
   return bytes.substr(bytes.size() - 4 - length, length);
 }
 
@@ -206,13 +205,6 @@ TEST(KeyedArchive, AllowedObjectsThatNoValueExpressesAreLeftOut) {
   bytes.replace(bytes.find("Rid"), 2, "\x10\x07");
   EXPECT_NE(refusal(bytes), "");
 }
-
-/// What stands in a dictionary may be changed, but no object that other values share.
-template <class T>
-using Found = decltype(std::declval<Dictionary&>().find<T>(""));
-static_assert(std::is_same_v<Found<std::string>, std::string*>);
-static_assert(std::is_same_v<Found<Record>, const Record*>);
-static_assert(std::is_same_v<Found<ErrorObject>, const ErrorObject*>);
 
 Value nested(unsigned levels) {
   Value value = "end";

@@ -75,10 +75,6 @@ TEST_F(NotificationCenterTest, CallsOncePerPostOfAnObservedName) {
   EXPECT_EQ(post(longest, longest), 1);
   ASSERT_TRUE(turnUntil(loop_, [&] { return last == 1; }));
   EXPECT_EQ(one, 3) << "one queue, so all before the last have come";
-  center_.stopObserving("one");
-  EXPECT_EQ(post(longest, "one") + post(longest, longest), 2);
-  ASSERT_TRUE(turnUntil(loop_, [&] { return last == 2; }));
-  EXPECT_EQ(one, 3);
 }
 
 TEST_F(NotificationCenterTest, RemovesWhatDeadProcessesLeftAndNothingElse) {
@@ -114,7 +110,7 @@ TEST_F(NotificationCenterTest, RemovesWhatDeadProcessesLeftAndNothingElse) {
   EXPECT_EQ(entriesOf(notifications_ / "kept"), Names{"plain"});
 }
 
-TEST_F(NotificationCenterTest, FollowsNoSymbolicLinkAndLetsNobodyElseSend) {
+TEST_F(NotificationCenterTest, FollowsNoSymbolicLink) {
   const fs::path outside = folder_.path() / "outside";
   auto stranger = boundSocket(outside, "socket");
   fs::create_directories(notifications_ / "two");
@@ -132,12 +128,6 @@ TEST_F(NotificationCenterTest, FollowsNoSymbolicLinkAndLetsNobodyElseSend) {
   EXPECT_EQ(calls, 0);
   EXPECT_EQ(entriesOf(notifications_).size(), 4U) << "one, two, good, and one hidden socket";
   EXPECT_EQ(entriesOf(outside), Names{"socket"});
-
-  const mode_t before = ::umask(0);
-  const auto open = boundSocket(notifications_, "open");
-  ::umask(before);
-  EXPECT_EQ(fs::status(notifications_ / "open").permissions(),
-            fs::perms::owner_read | fs::perms::owner_write);
 }
 
 TEST_F(NotificationCenterTest, LinksWhileOthersRemoveEmptyFolders) {

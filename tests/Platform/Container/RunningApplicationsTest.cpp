@@ -148,13 +148,8 @@ TEST_F(RunningApplicationsTest, EachEndAndEachStartIsToldAndNothingElse) {
   EXPECT_EQ(quick.size() % 2, 0U);
   for (std::size_t i = 0; i < quick.size(); ++i) EXPECT_EQ(quick[i], i % 2 == 0 ? 1 : 0) << i;
 
-  pid_t running = start();
+  const pid_t running = start();
   ASSERT_EQ(nextChange(), 1);
-  for (int i = 0; i < 50; ++i) {
-    kill(running);
-    running = start();
-    for (const int instances : {0, 1}) ASSERT_EQ(nextChange(), instances) << i;
-  }
   const pid_t second = startHandingOn();
   awaitLook();
   kill(running);

@@ -83,8 +83,6 @@ TEST_F(Registration, WritesByRenamingAndOnlyOverItsOwn) {
   const std::vector<std::string> foreign = {
       "",
       "{",
-      "[]",
-      "null",
       R"({"name":"com.corvane.nm"})",
       R"({"name":"com.corvane.nm","path":"/usr/bin/wrapper"})",
       R"({"name":"com.corvane.other","path":"/usr/libexec/corvane-nm/corvane-nm"})",
