@@ -1,7 +1,6 @@
 """How the host starts, what it logs, and how it ends."""
 
 import contextlib
-import fcntl
 import itertools
 import os
 import re
@@ -11,7 +10,6 @@ import signal
 import subprocess
 import time
 import unittest
-from pathlib import Path
 
 from host import (ALONE, EXECUTABLE, NOBODY, PUSH, Container, Host, MainApplication, Observers,
                   frame, request)
@@ -20,30 +18,25 @@ SLICE = 5.0  # seconds; the host ends no later than this after the end of its in
 STATE = request("getCurrentAppState", "s")
 FAILURE = "Can't convert browser message to dictionary: "
 
-# What makes a start impossible; each is done to a container that is well.
+# What makes a start impossible, and the reason that is given; each is done to a container that is
+# well.
 DAMAGE = {
-    "no container": lambda c: shutil.rmtree(c.folder),
-    "a file in its place": lambda c: (shutil.rmtree(c.folder), c.folder.write_bytes(b"")),
-    "its group may write": lambda c: c.folder.chmod(0o770),
-    "others may write": lambda c: c.folder.chmod(0o707),
-    "no folder for logs": lambda c: (c.folder / "Logs").write_bytes(b""),
-    "settings that are no list": lambda c: c.write_settings(b"bplist00 and nothing after it"),
-    "settings that are empty": lambda c: c.write_settings(b""),
-    "a folder in their place": lambda c: c.settings.mkdir(parents=True),
-    "settings of more than 16 MiB": lambda c: c.write_settings({"ballast": bytes(16 << 20)}),
-    "settings of another kind": lambda c: c.write_settings(["x"]),
-    "level below the range": lambda c: c.write_settings({"DefaultsKeyLogLevel": -1}),
-    "level above the range": lambda c: c.write_settings({"DefaultsKeyLogLevel": 2**32}),
+    "no container": (lambda c: shutil.rmtree(c.folder), "is missing"),
+    "a file in its place": (lambda c: (shutil.rmtree(c.folder), c.folder.write_bytes(b"")),
+                            "is not a directory"),
+    "its group may write": (lambda c: c.folder.chmod(0o770), "other users may write to"),
+    "others may write": (lambda c: c.folder.chmod(0o707), "other users may write to"),
+    "no folder for logs": (lambda c: (c.folder / "Logs").write_bytes(b""), ""),
+    "settings that are no list": (lambda c: c.write_settings(b"bplist00 and nothing after it"), ""),
+    "settings that are empty": (lambda c: c.write_settings(b""), ""),
+    "a folder in their place": (lambda c: c.settings.mkdir(parents=True), ""),
+    "settings of more than 16 MiB": (lambda c: c.write_settings({"x": bytes(16 << 20)}), ""),
+    "settings of another kind": (lambda c: c.write_settings(["x"]), ""),
+    "level below the range": (lambda c: c.write_settings({"DefaultsKeyLogLevel": -1}), ""),
+    "level above the range": (lambda c: c.write_settings({"DefaultsKeyLogLevel": 2**32}), ""),
 }
 if os.geteuid() == 0:
-    DAMAGE["somebody else's container"] = lambda c: c.give_away()
-REASONS = {
-    "no container": "is missing",
-    "a file in its place": "is not a directory",
-    "its group may write": "other users may write to",
-    "others may write": "other users may write to",
-    "somebody else's container": "belongs to another user",
-}
+    DAMAGE["somebody else's container"] = (lambda c: c.give_away(), "belongs to another user")
 
 
 class Leaving(unittest.TestCase):
@@ -88,15 +81,14 @@ class Starting(unittest.TestCase):
 
     def test_what_stops_the_start(self):
         resource.setrlimit(resource.RLIMIT_CORE, (resource.getrlimit(resource.RLIMIT_CORE)[1],) * 2)
-        for name, damage in DAMAGE.items():
+        for name, (damage, reason) in DAMAGE.items():
             damage(Container())
             with self.subTest(name), Host(stdin=subprocess.DEVNULL) as host:
                 ended = os.waitid(os.P_PID, host.pid, os.WEXITED | os.WNOWAIT)
                 # Killed: nothing was dumped.
                 self.assertEqual((ended.si_code, ended.si_status), (os.CLD_KILLED, signal.SIGABRT))
                 self.assertEqual(host.process.stdout.read(), b"")
-                self.assertRegex(host.errors(),
-                                 rf"\Acorvane-nm: .*{REASONS.get(name, '')}.*\n\Z")
+                self.assertRegex(host.errors(), rf"\Acorvane-nm: .*{reason}.*\n\Z")
 
     def test_a_stop_does_not_wait_for_standard_error(self):
         shutil.rmtree(Container().folder)
@@ -130,41 +122,6 @@ class Starting(unittest.TestCase):
             host.process.stdin.close()
             host.read(1 << 30)  # to the end: it has ended
             self.assertEqual(host.errors(), "")
-
-
-@unittest.skipIf(b"__tsan_init" in Path(EXECUTABLE).read_bytes(), "its run time adds a thread")
-class Threads(unittest.TestCase):
-    def assert_threads(self, host, wanted):
-        """Asks what needs no main application until there are as many at 20 replies in a row."""
-        count = in_a_row = rounds = 0
-        while in_a_row < 20 and rounds < 500:
-            host.send(ALONE)
-            host.receive_until("alone")
-            count = len(os.listdir(f"/proc/{host.pid}/task"))
-            in_a_row = in_a_row + 1 if count == wanted else 0
-            rounds += 1
-        self.assertEqual((count, in_a_row), (wanted, 20))
-
-    def test_there_is_one_another_that_logs_and_one_that_waits_for_a_lock(self):
-        for level, usual in ((None, 1), (15, 2)):
-            with self.subTest(level=level), contextlib.ExitStack() as stack:
-                container = Container(level)
-                application = stack.enter_context(MainApplication("--print"))
-                host = stack.enter_context(Host())
-                host.send(STATE)
-                host.receive_until("s")
-                self.assert_threads(host, usual)
-                with open(container.folder / "Data/ExchangeRequestContainer.data", "r+b") as file:
-                    fcntl.flock(file, fcntl.LOCK_EX)
-                    host.send(STATE)
-                    self.assert_threads(host, usual + 1)
-                host.receive_until("s")
-                self.assert_threads(host, usual)
-                application.command("fault silent")
-                application.exchanges.clear()
-                host.send(STATE)
-                self.assertEqual(application.exchanged()[0], "request")  # which it does not answer
-                self.assert_threads(host, usual)
 
 
 class Logging(unittest.TestCase):
@@ -210,9 +167,6 @@ class Logging(unittest.TestCase):
             host.send_bytes(frame(STATE)[:2])  # the input ends within a length
             host.finish()
         lines = ["".join(line.partition(FAILURE)[:2]) for line in container.log()]
-        sending = [line for line in lines if "Response" in line]
-        self.assertEqual(sending[:2], ["(main: listen()) Response sending (count: 4)",
-                                       "(main: listen()) Response sending (count: 5)"])
         expected = read(38) + read(56) + read(2) + read(0, FAILURE) + read(3, FAILURE)
         received = [line for line in lines if "listen()" in line and "Response" not in line]
         first = next(i for i, line in enumerate(received) if FAILURE in line) + 1

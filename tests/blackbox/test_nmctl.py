@@ -3,7 +3,6 @@
 import json
 import os
 import shutil
-import signal
 import subprocess
 import time
 import unittest
@@ -11,8 +10,9 @@ from pathlib import Path
 
 from host import (DEADLINE, EXECUTABLE, MAIN_APPLICATION, NOBODY, Container, Host, MainApplication,
                   request)
+from standstill import stopped
+from tool import TOOL
 
-TOOL = Path(EXECUTABLE).with_name("corvane-nmctl")
 SECRETS = ("ads.example", "secret", "q=1", "somebody")
 PAGE = "https://secret.example.org/somebody?q=1"
 RULE = "||ads.example^$third-party"
@@ -22,13 +22,6 @@ EVERYTHING = 31  # the log level
 def nmctl(*arguments, tool=TOOL, **options):
     return subprocess.run([tool, *arguments], capture_output=True, text=True, timeout=60, check=False,
                           **options)
-
-
-def wrong(*arguments, **options):
-    """What doctor finds wrong: (subject, cause, mend) each."""
-    said = json.loads(nmctl("doctor", "--json", *arguments, **options).stdout)
-    return [(one["subject"], one["cause"], one["mend"]) for one in said["findings"]
-            if one["state"] == "wrong"]
 
 
 def outside_the_container():
@@ -47,15 +40,14 @@ class Tool(unittest.TestCase):
         with MainApplication() as application, Host() as host:
             host.ask("getCurrentAppState", "1")
             requests = self.container.folder / "Data/ExchangeRequestContainer.data"
-            application.process.send_signal(signal.SIGSTOP)  # it stops: what is asked waits
-            os.waitid(os.P_PID, application.pid, os.WSTOPPED | os.WNOWAIT)
-            host.send(request("addRule", "2", {"ruleText": RULE}))
-            end = time.monotonic() + DEADLINE
-            while not requests.stat().st_size:
-                self.assertLess(time.monotonic(), end)
-                os.sched_yield()
-            said = json.loads(nmctl("status", "--json").stdout)
-            application.process.send_signal(signal.SIGCONT)
+            with stopped(application.pid):  # what is asked waits
+                os.waitid(os.P_PID, application.pid, os.WSTOPPED | os.WNOWAIT)
+                host.send(request("addRule", "2", {"ruleText": RULE}))
+                end = time.monotonic() + DEADLINE
+                while not requests.stat().st_size:
+                    self.assertLess(time.monotonic(), end)
+                    os.sched_yield()
+                said = json.loads(nmctl("status", "--json").stdout)
             host.receive()
         self.assertTrue(said["isApplicationRunning"])
         self.assertEqual(said["exchangeFiles"][0]["waiting"], 1)
@@ -83,22 +75,6 @@ class Tool(unittest.TestCase):
         self.assertGreater(report.count("\n"), len(log.splitlines()))
         self.assertIn("main application: it runs and answers", report)
 
-    def test_register_writes_just_what_it_planned(self):
-        names = ("register", "--browser", "brave", "--browser", "firefox", "--json")
-        planned = json.loads(nmctl(*names, "--plan").stdout)["plan"]
-        self.assertEqual(nmctl(*names).returncode, 0)
-        made = {path: path for path in outside_the_container() - self.before}
-        for one in planned:
-            for folder in one["folders"]:
-                path = made.pop(Path(folder["path"]))
-                self.assertEqual(f"{path.stat().st_mode & 0o7777:04o}", folder["mode"])
-            for file in one["files"]:
-                path = made.pop(Path(file["path"]))
-                self.assertEqual(path.read_text(), file["text"])
-                self.assertEqual(f"{path.stat().st_mode & 0o7777:04o}", file["mode"])
-        self.assertEqual(made, {})
-        self.assertEqual(nmctl("unregister").returncode, 0)
-
     def test_doctor_gives_one_cause_and_one_mend(self):
         (self.container.folder / "Data").mkdir(mode=0o700)
         answer = nmctl("doctor", "--json", "--browser", "chromium", "--browser", "firefox")
@@ -116,45 +92,32 @@ class Tool(unittest.TestCase):
         self.assertEqual(outside_the_container(), self.before)
 
     def test_what_refuses_is_named_and_told_apart(self):
-        folder, options = self.container.folder, {}
+        options = {}
         if os.geteuid() == 0:  # whom no folder refuses
-            tools = [shutil.copy(path, folder.parents[3]) for path in (EXECUTABLE, TOOL, MAIN_APPLICATION)]
+            tools = [shutil.copy(path, os.environ["HOME"])
+                     for path in (EXECUTABLE, TOOL, MAIN_APPLICATION)]
             options = {"tool": tools[1], "user": NOBODY, "group": NOBODY, "extra_groups": []}
-        with MainApplication():
-            pass  # it has made what is in the container
-        self.container.give_away()
-        kept = folder.with_name("kept")
-
-        def turn_into(make):
-            def change(path):
-                path.rename(kept)
-                make(path)
-            return change
-
-        request_file = "Data/ExchangeRequestContainer.data"
         for name, change, what in (
-                ("Data", lambda path: path.chmod(0), "not permitted to look into {}"),
                 ("Applications", lambda path: path.chmod(0), "not permitted to look into {}"),
                 ("Notifications", lambda path: path.chmod(0o500), "not permitted to write to {}"),
                 ("Library", lambda path: path.chmod(0), "not permitted to look into {}"),
-                ("Logs", turn_into(Path.touch), "{} is no folder"),
-                ("Data", turn_into(lambda path: path.symlink_to(kept)),
+                ("Logs", Path.touch, "{} is no folder"),
+                ("Data", lambda path: (path.rename(f"{path}.kept"), path.symlink_to("Data.kept")),
                  "{} is a symbolic link, which is not followed"),
-                (request_file, turn_into(Path.mkdir), "{} is no file"),
+                ("Data/ExchangeRequestContainer.data", lambda path: (path.unlink(), path.mkdir()),
+                 "{} is no file"),
+                ("Data", lambda path: path.chmod(0), "not permitted to look into {}"),
         ):
-            path = folder / name
-            path.parent.mkdir(exist_ok=True)
+            container = Container(EVERYTHING)
+            path = container.folder / name
             with self.subTest(what.format(name)):
-                if not path.exists():
-                    path.mkdir(mode=0o700)
-                    os.chown(path, NOBODY, NOBODY)
-                mode = path.stat().st_mode
+                with MainApplication():
+                    pass  # it has made what is in the container
                 change(path)
-                said = wrong("--browser", "chromium", **options)[1:]  # the browser is not registered
-                self.assertEqual([one[1] for one in said], [what.format(path)])
-                if name == "Data" and "look" in what:
-                    self.assertIn(what.format(path), nmctl("status", **options).stderr)
-                if kept.exists():
-                    path.rmdir() if path.is_dir() and not path.is_symlink() else path.unlink()
-                    kept.rename(path)
-                path.chmod(mode)
+                if options:
+                    container.give_away()
+                said = nmctl("doctor", "--json", "--browser", "chromium", **options).stdout
+                causes = [one["cause"] for one in json.loads(said)["findings"]
+                          if one["state"] == "wrong"]
+                self.assertEqual(causes[1:], [what.format(path)])  # the browser is not registered
+        self.assertIn(what.format(path), nmctl("status", **options).stderr)

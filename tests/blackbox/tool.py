@@ -1,14 +1,11 @@
 """Runs corvane-nmctl where its output is read as it comes."""
 
 import json
-import os
-import select
 import signal
 import subprocess
-import time
 from pathlib import Path
 
-from host import DEADLINE, EXECUTABLE, wait_for
+from host import DEADLINE, EXECUTABLE
 
 TOOL = Path(EXECUTABLE).with_name("corvane-nmctl")
 
@@ -18,8 +15,8 @@ class Tool:
 
     def __init__(self, *arguments):
         self.process = subprocess.Popen([TOOL, *arguments], stdin=subprocess.DEVNULL,
-                                        stdout=subprocess.PIPE, bufsize=0)
-        self.lines, self.text = [], b""
+                                        stdout=subprocess.PIPE)
+        self.lines = []
 
     def __enter__(self):
         return self
@@ -32,14 +29,9 @@ class Tool:
 
     def next(self):
         """The next line of JSON."""
-        end = time.monotonic() + DEADLINE
-        while b"\n" not in self.text:
-            wait_for(self.process.stdout.fileno(), select.POLLIN, end)
-            piece = os.read(self.process.stdout.fileno(), 1 << 16)
-            if not piece:
-                raise AssertionError("it has ended")
-            self.text += piece
-        line, _, self.text = self.text.partition(b"\n")
+        line = self.process.stdout.readline()
+        if not line:
+            raise AssertionError("it has ended")
         self.lines.append(json.loads(line))
         return self.lines[-1]
 
