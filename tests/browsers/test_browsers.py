@@ -17,7 +17,6 @@ HOST = Path(EXECUTABLE)
 PICTURES = Path(os.environ["CORVANE_PICTURES"])
 LARGEST = 1 << 20  # bytes; browsers take no more from a host
 PAGE = "https://news.example.org/"
-LOOKS = 50  # at a page, from each browser at once; three more are blocked at each
 RULE = "||banner.example.org^"
 
 # One command each, with what it changes or counts in the stand-in.
@@ -70,8 +69,8 @@ def says(identifier, text):
     return f'document.getElementById("{identifier}").textContent === "{text}"'
 
 
-class Home:
-    """A home of its own for each test, and what is started in it."""
+class Scenarios:
+    """What holds in each browser, in a home of its own for each test; `name` says in which."""
 
     def setUp(self):
         self.home = Path(os.environ["HOME"])
@@ -82,8 +81,8 @@ class Home:
     def application(self, *options):
         return self.enterContext(MainApplication(*options))
 
-    def start(self, name, profile=None, extension=browser.EXTENSION):
-        started = self.enterContext(browser.start(name, self.home, profile))
+    def start(self, extension=browser.EXTENSION):
+        started = self.enterContext(browser.start(self.name, self.home))
         self.manifest = started.register(HOST)
         started.install(extension)
         return started
@@ -92,14 +91,11 @@ class Home:
         return page.evaluate(f"send({json.dumps(command)}, {json.dumps(parameters)})")
 
 
-class Scenarios(Home):
-    """What holds in each browser; `name` says in which."""
-
     def probe(self):
         """A page of an extension of which nothing else runs."""
         folder = Path(self.enterContext(tempfile.TemporaryDirectory()))
         browser.write_probe(browser.EXTENSION, folder)
-        started = self.start(self.name, extension=folder)
+        started = self.start(folder)
         return started, started.open("blank.html")
 
     def picture(self, page, what):
@@ -109,7 +105,7 @@ class Scenarios(Home):
 
     def test_every_command(self):
         application = self.application()
-        page = self.start(self.name).open("commands.html")
+        page = self.start().open("commands.html")
         for command, parameters, expected in COMMANDS:
             answer = self.send(page, command, parameters)
             self.assertEqual(answer.get("reply", answer).get("result"), "ok", command)
@@ -120,7 +116,7 @@ class Scenarios(Home):
 
     def test_popup_follows_and_switches(self):
         application = self.application()
-        started = self.start(self.name)
+        started = self.start()
         page = started.open(f"popup.html?url={PAGE}")
         page.until(shows("certificate", "Example Authority"))
         self.picture(page, "live")
@@ -139,7 +135,7 @@ class Scenarios(Home):
 
     def test_host_killed_under_the_browser(self):
         self.application()
-        started = self.start(self.name)
+        started = self.start()
         page = started.open("popup.html")
         page.until(says("chip", "connected"))
         hosts = started.hosts(HOST)
@@ -153,7 +149,7 @@ class Scenarios(Home):
     def test_browser_killed(self):
         self.application()
         before = self.left_behind()
-        started = self.start(self.name)
+        started = self.start()
         started.open("popup.html").until(says("chip", "connected"))
         hosts = started.hosts(HOST)
         self.assertNotEqual(self.left_behind(), before)
@@ -167,7 +163,7 @@ class Scenarios(Home):
                       if not path.is_dir())
 
     def test_reasons(self):
-        started = self.start(self.name)
+        started = self.start()
         page = started.open("commands.html")
         good = json.loads(self.manifest.read_text())
         is_chromium = self.name == "chromium"
@@ -209,7 +205,7 @@ class Scenarios(Home):
 
     def test_too_large_reply_to_the_client(self):
         application = self.application()
-        page = self.start(self.name).open("commands.html")
+        page = self.start().open("commands.html")
         application.command("fault error times=1 command=openSettings " + "x" * (LARGEST // 2))  # said twice
         error = self.send(page, "openSettings")["error"]
         self.assertEqual(error["reason"], "too large", error)
@@ -228,24 +224,9 @@ class InFirefox(Scenarios, unittest.TestCase):
         server = self.enterContext(http.server.HTTPServer(("127.0.0.1", 0), QuietHandler))
         threading.Thread(target=server.handle_request).start()
         url = f"http://127.0.0.1:{server.server_port}/"
-        started = self.start(self.name)
+        started = self.start()
         started.call("WebDriver:Navigate", url=url)
         started.click_button()
         while (request := application.exchanged())[1]["name"] != "getCurrentFilteringState":
             pass
         self.assertEqual(request[1]["body"]["url"], url)
-
-
-class Together(Home, unittest.TestCase):
-    def test_two_browsers_with_two_profiles_each(self):
-        application = self.application()
-        pages = [self.start(name, profile).open("commands.html")
-                 for name in ("chromium", "firefox") for profile in (None, f"{name}-2")]
-        look = json.dumps({"url": PAGE, "port": 443, "forceStartApp": False})
-        for page in pages:
-            page.evaluate(f"""void (async () => {{
-              for (let i = 0; i < {LOOKS}; ++i) await send("getCurrentFilteringState", {look});
-            }})()""")
-        for page in pages:
-            page.until(f"document.querySelectorAll('article').length === {LOOKS}")
-        self.assertEqual(application.state()["totalBlocked"], len(pages) * LOOKS * 3)

@@ -52,8 +52,7 @@ class FakePort {
 }
 
 const settle = () => new Promise((resolve) => setImmediate(resolve));
-const state = (second, isProtectionEnabled = true) =>
-  ({isProtectionEnabled, lastCheckTime: `2026-01-01T00:00:0${second}.000+00:00`});
+const state = (second) => ({lastCheckTime: `2026-01-01T00:00:0${second}.000+00:00`});
 const hasReason = (reason) => (error) => error.name === "CorvaneError" && error.reason === reason;
 
 let clock, ports, client, link;
@@ -146,33 +145,31 @@ test("replies find their requests; limits and refusals end none but their own", 
   assert.ok(timeLimitOf("addRule") < 60_000);
 });
 
-test("the newest state counts, pushed or asked for", async () => {
+test("the newest state counts, also by a clock that is set back", async () => {
   const told = [];
-  client.onAppState((now, isPushed) => told.push([now.isProtectionEnabled, isPushed]));
+  client.onAppState(({lastCheckTime}, isPushed) => told.push([lastCheckTime, isPushed]));
   const port = await becomeLive();
-  const asked = client.request("getCurrentAppState");
-  await settle();
-  port.receive({requestId: PUSH_ID, result: "ok", appState: state(3, false)});
-  port.receive({requestId: PUSH_ID, result: "error", appState: state(4)}); // it does not know
-  await port.answer({appState: state(2)}); // looked at before the push
-  await asked;
-  assert.deepEqual(told, [[true, false], [false, true]]);
-});
-
-test("a clock that is set back makes no news old", async () => {
-  const port = await becomeLive();
-  const seen = [];
-  client.onAppState(({lastCheckTime}) => seen.push(lastCheckTime));
-  port.receive({requestId: PUSH_ID, result: "ok", appState: state(9)});
-  port.receive({requestId: PUSH_ID, result: "ok", appState: state(5)});
-  const asked = client.request("getCurrentAppState");
-  await settle();
-  await port.answer({appState: state(3)});
-  await asked;
+  const ask = async (during, appState) => {
+    const asked = client.request("getCurrentAppState");
+    await settle();
+    during();
+    await port.answer({appState});
+    await asked;
+  };
+  const push = (second, result = "ok") =>
+    port.receive({requestId: PUSH_ID, result, appState: state(second)});
+  await ask(() => {
+    push(3);
+    push(4, "error"); // it does not know
+  }, state(2)); // looked at before the push
+  push(9);
+  push(5);
+  await ask(() => {}, state(3));
   await port.end(null);
   void client.connect();
   await ports.at(-1).answer({parameters: HOST, appState: state(2)});
-  assert.deepEqual(seen, [9, 5, 3, 2].map((second) => state(second).lastCheckTime));
+  assert.deepEqual(told, [[1, false], [3, true], [9, true], [5, true], [3, false], [2, false]]
+    .map(([second, isPushed]) => [state(second).lastCheckTime, isPushed]));
 });
 
 test("close ends the host and all attempts; a request begins anew", async () => {
