@@ -234,15 +234,13 @@ void CommandHandlers::setFilteringStatus(Work work) {
   preset(*work);
   if (!work->isComplete()) return WorkingReply::send(std::move(work));
   const Parameters& parameters = work->parameters();
-  const std::string url = *parameters.text("url");
-  const bool isHttpsEnabled = *parameters.flag("isHttpsEnabled");
   environment_.client.setHttpFilteringStatus(
-      url, *parameters.flag("isEnabled"),
-      [this, work = std::move(work), url, isHttpsEnabled](const Error& error) mutable {
+      *parameters.text("url"), *parameters.flag("isEnabled"),
+      [this, &parameters, work = std::move(work)](const Error& error) mutable {
         work->response.status = ResponseStatus::fromClientError(error);
         if (!work->response.status.isOk()) return WorkingReply::send(std::move(work));
         environment_.client.setHttpsFilteringStatus(
-            url, isHttpsEnabled,
+            *parameters.text("url"), *parameters.flag("isHttpsEnabled"),
             [answer = finalReply(std::move(work))](
                 bool /*result*/, const Error& httpsError) mutable { answer(httpsError); });
       });
@@ -251,7 +249,7 @@ void CommandHandlers::setFilteringStatus(Work work) {
 void CommandHandlers::removeCustomRules(Work work) {
   preset(*work);
   if (!work->isComplete()) return WorkingReply::send(std::move(work));
-  const std::string url = *work->parameters().text("url");
+  const std::string& url = *work->parameters().text("url");
   environment_.client.removeCustomRules(url, finalReply(std::move(work)));
 }
 
@@ -259,7 +257,7 @@ void CommandHandlers::changeRule(Work work, void (Protocol::*operation)(const st
                                                                         Protocol::ErrorReply)) {
   withMainAppState(std::move(work), [this, operation](Work stated) {
     if (!stated->isComplete()) return WorkingReply::send(std::move(stated));
-    const std::string ruleText = *stated->parameters().text("ruleText");
+    const std::string& ruleText = *stated->parameters().text("ruleText");
     (environment_.client.*operation)(ruleText, finalReply(std::move(stated)));
   });
 }
