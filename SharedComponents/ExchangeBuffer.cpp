@@ -70,14 +70,16 @@ std::optional<Place> newestRecord(ExchangeFile& exchange) {
   return Place{size - lengthSize - length, length};
 }
 
+/// The longest record, in bytes, that a file within its limits can hold.
+constexpr std::uint64_t longestRecord =
+    ExchangeBuffer::maximumBufferLength + ExchangeBuffer::maximumObjectLength;
+
 /// The bytes of the record at `place`. Nothing if they can't all be read, or if they are more than
 /// a file within its limits can hold; an error line says which.
 std::optional<std::vector<std::byte>> bytesAt(ExchangeFile& exchange, const Place& place) {
-  constexpr std::uint64_t largest =
-      ExchangeBuffer::maximumBufferLength + ExchangeBuffer::maximumObjectLength;
-  if (place.length > largest) {
+  if (place.length > longestRecord) {
     VCLogCError({file, getFunction}, "Can't read exchange object of %@bytes, above %@bytes",
-                place.length, largest);
+                place.length, longestRecord);
     return std::nullopt;
   }
   std::vector<std::byte> bytes(place.length);
@@ -241,8 +243,8 @@ std::optional<ExchangeRecord> ExchangeBuffer::take(ExchangeFile& exchange, const
   std::optional<ExchangeRecord> record;
   if (newest != undecodable) {
     const auto bytes = bytesAt(exchange, *place);
-    if (!bytes) return std::nullopt;
-    record = decoded(*bytes);
+    if (!bytes && place->length <= longestRecord) return std::nullopt;  // it may be readable yet
+    if (bytes) record = decoded(*bytes);
   }
   if (!record) {
     undecodable_ = newest;

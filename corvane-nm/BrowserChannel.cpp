@@ -20,9 +20,9 @@ namespace {
 /// slowed down, and well within the second after which memory is as it was at rest.
 constexpr std::chrono::milliseconds heapTrimDelay{500};
 
-/// What the host keeps for a pending request beside the request itself, in bytes: the handler and
-/// its continuations. Measured.
-constexpr std::size_t costOfWaiting = 640;
+/// What the host keeps for a pending request beside the request and a copy of its strings, in
+/// bytes: the handler and its continuations. Measured.
+constexpr std::size_t costOfWaiting = 500;
 
 }  // namespace
 
@@ -58,6 +58,7 @@ void BrowserChannel::watchInput() {
 void BrowserChannel::read() {
   scheduleHeapTrim();
   if (reader_.read()) return;
+  inputHasEnded_ = true;
   readable_ = {};
   loop_.post([this] {
     readerIsInstalled_ = false;
@@ -66,7 +67,7 @@ void BrowserChannel::read() {
 }
 
 void BrowserChannel::take(RequestProcessing::Request request) {
-  const std::size_t bytes = request.bytes() + costOfWaiting;
+  const std::size_t bytes = 2 * request.bytes() + costOfWaiting;
   ++pendingRequests_;
   pendingBytes_ += bytes;
   processor_(std::move(request), [this, end = ScopeExit([this, bytes] { requestDone(bytes); })](
@@ -97,7 +98,7 @@ void BrowserChannel::resume() {
   loop_.post([this] {
     if (isPaused_ || readable_) return;  // paused again, or resumed twice
     reader_.resume();
-    if (!isPaused_ && readerIsInstalled_) watchInput();
+    if (!isPaused_ && !inputHasEnded_) watchInput();
   });
 }
 

@@ -90,6 +90,7 @@ class BrowserChannel {
   Platform::EventLoop::Registration readable_;
   bool isPaused_ = false;       // as too much is pending
   bool inputIsEnding_ = false;  // what is left of it is in the pipe
+  bool inputHasEnded_ = false;
   bool readerIsInstalled_ = false;
   int pendingRequests_ = 0;
   std::size_t pendingBytes_ = 0;  // of these

@@ -42,7 +42,7 @@ Result<std::size_t> readSome(int descriptor, std::span<std::byte> bytes) {
 }
 
 bool isHungUp(int descriptor) {
-  pollfd pipe{descriptor, 0, 0};
+  pollfd pipe{descriptor, POLLIN | POLLHUP, 0};  // macOS tells only what it is asked for
   return systemCalls().poll(&pipe, 1, 0) == 1 && (pipe.revents & POLLHUP) != 0;
 }
 

@@ -18,6 +18,13 @@
 #include "Platform/SystemLog.h"
 
 namespace corvane::Platform {
+namespace {
+
+/// At most this many reads, each of up to 64 notifications, per iteration of the loop, so that a
+/// flood of posts does not starve other events.
+constexpr int mostReads = 16;
+
+}  // namespace
 
 /// One descriptor, read by the loop, reports all names. Registrations stay until `withdraw`: names
 /// are few, and the system closes the descriptor with its last registration.
@@ -132,16 +139,19 @@ class NotificationCenter::Implementation {
     return status;
   }
 
-  /// Reads all tokens. notify(3) writes each as an integer in network byte order.
+  /// Reads what there is, but not without end: the loop asks again. notify(3) writes each token as
+  /// an integer in network byte order.
   void receive() {
     std::array<std::uint32_t, 64> tokens = {};
-    ssize_t size = 0;
-    while ((size = ::read(descriptor_, tokens.data(), sizeof tokens)) > 0) {
+    ssize_t size = 1;
+    for (int reads = 0; reads < mostReads && size > 0; ++reads) {
+      size = ::read(descriptor_, tokens.data(), sizeof tokens);
+      if (size <= 0) break;
       for (const std::uint32_t token :
            std::span(tokens).first(static_cast<std::size_t>(size) / sizeof tokens[0]))
         pending_.push_back(static_cast<int>(ntohl(token)));
     }
-    if (size < 0 && (errno == EAGAIN || errno == EINTR)) return;
+    if (size > 0 || (size < 0 && (errno == EAGAIN || errno == EINTR))) return;
     SystemLog::write(SystemLog::Severity::error, "notifications are received later");
     readable_ = loop_.at(EventLoop::now() + EventLoop::retryPause, [this] { watch(); });
   }

@@ -50,7 +50,9 @@ bool RequestBuilder::on_key_part(Text part, std::size_t /*length*/, Error& /*err
 bool RequestBuilder::on_key(Text part, std::size_t /*length*/, Error& /*error*/) {
   addToKey(part);
   const std::size_t length = std::exchange(keyLength_, 0);
-  target_ = memberNamed({key_.data(), length <= longestName ? length : 0});
+  const std::string_view name{key_.data(), length <= longestName ? length : 0};
+  target_ = memberNamed(name);
+  isKeptWhole_ = name == "id" || name == "apiVersion";
   if (target_ != nullptr) *target_ = std::monostate();  // an equal key before does not count
   return true;
 }
@@ -76,12 +78,11 @@ bool RequestBuilder::on_string_part(Text part, std::size_t /*length*/, Error& /*
   if (target_ == nullptr) return true;
   if (!std::holds_alternative<std::string>(*target_)) target_->emplace<std::string>();
   auto& text = std::get<std::string>(*target_);
-  if (surrogate_) {
-    Unicode::append(text, *surrogate_);
-  } else {
-    text.append(part.data(), part.size());
-  }
-  return true;
+  const std::size_t room = isKeptWhole_ ? part.size() : longestKept - text.size();
+  text.append(part.data(), std::min(part.size(), room));
+  if (part.size() <= room) return true;
+  text.resize(Unicode::wellFormedLength(text, Unicode::Surrogates::allowed));
+  return keepNothing();  // the rest of it
 }
 
 bool RequestBuilder::on_string(Text part, std::size_t length, Error& error) {

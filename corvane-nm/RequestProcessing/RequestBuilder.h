@@ -9,6 +9,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <optional>
+#include <optional>
 #include <string_view>
 
 #include "Base/Result.h"
@@ -17,17 +18,17 @@
 namespace corvane::RequestProcessing {
 
 /// The handler of the JSON library's event parser
-/// (https://www.boost.org/doc/libs/1_81_0/libs/json/doc/html/json/ref/boost__json__basic_parser.html)
-/// for one text; keeps what a request needs. No callback reports an error. The library gives the
-/// functions their names.
+/// (https://www.boost.org/doc/libs/1_81_0/libs/json/, basic_parser)
+/// for one text; keeps what a request needs. Unpaired surrogates come in place, as Base/Unicode.h
+/// says. No callback reports an error. The library gives the functions their names.
 class RequestBuilder {
  public:
   using Text = boost::json::string_view;
   using Error = boost::json::error_code;
 
-  /// While set, the next part of a string stands for this unpaired surrogate, which the parser
-  /// would refuse. `nullopt` clears it.
-  void replaceNextEscape(std::optional<char32_t> surrogate) { surrogate_ = surrogate; }
+  /// How many bytes of a string are kept, of `id` and "apiVersion" all. An exchange refuses a
+  /// string of 1,536,003 bytes already, so no request comes out otherwise for it.
+  static constexpr std::size_t longestKept = std::size_t{2} << 20;
 
   /// What the whole text was: see RequestParser::finish. Only once, as the request is moved out.
   Result<std::optional<Request>> request();
@@ -86,8 +87,8 @@ class RequestBuilder {
   std::size_t keyLength_ = 0;  // may be more than was kept
   bool parametersFollow_ = false;
   bool isInParameters_ = false;
-  Value* target_ = nullptr;  // where the next value goes, if it is of use
-  std::optional<char32_t> surrogate_;
+  Value* target_ = nullptr;   // where the next value goes, if it is of use
+  bool isKeptWhole_ = false;  // however long its string is
   Value type_;
   Value id_;
   Value data_;

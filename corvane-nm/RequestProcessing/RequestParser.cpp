@@ -15,10 +15,18 @@ namespace json = boost::json;
 
 constexpr std::size_t escapeLength = 6;  // of "\ud800"
 
-json::parse_options strictly() {
+json::parse_options options() {
   json::parse_options options;
   options.max_depth = maximumJsonDepth;
+  options.allow_invalid_utf8 = true;  // it is checked before surrogates are put in place
   return options;
+}
+
+/// How many bytes the character has that begins with `first`; 0 when none does.
+std::size_t characterLength(char first) {
+  const auto byte = static_cast<unsigned char>(first);
+  if (byte < 0xC2 || byte > 0xF4) return 0;
+  return byte < 0xE0 ? 2 : byte < 0xF0 ? 3 : 4;
 }
 
 /// What stands at a backslash, as far as unpaired surrogates are concerned.
@@ -47,13 +55,13 @@ Escape escapeAt(std::string_view text, std::size_t at, bool goesOn) {
 }  // namespace
 
 struct RequestParser::State {
-  json::basic_parser<RequestBuilder> parser{strictly()};
+  json::basic_parser<RequestBuilder> parser{options()};
   json::error_code error = {};
-  std::string cutEscape = {};  // the end of the last piece, if it can't be told yet
+  std::string cutOff = {};  // the end of the last piece: of a character or an escape that goes on
 
   void write(std::string_view text, bool isLast);
+  void parse(std::string_view text, bool isDecided, bool isLast);
   void give(std::string_view text, bool isLast);
-  void giveSurrogate(char32_t unit);
 };
 
 RequestParser::RequestParser() : state_(std::make_unique<State>()) {}
@@ -61,8 +69,8 @@ RequestParser::RequestParser() : state_(std::make_unique<State>()) {}
 RequestParser::~RequestParser() = default;
 
 void RequestParser::write(std::string_view piece, bool isLast) {
-  if (state_->cutEscape.empty()) return state_->write(piece, isLast);
-  const std::string text = std::exchange(state_->cutEscape, {}).append(piece);
+  if (state_->cutOff.empty()) return state_->write(piece, isLast);
+  const std::string text = std::exchange(state_->cutOff, {}).append(piece);
   state_->write(text, isLast);
 }
 
@@ -72,41 +80,55 @@ Result<std::optional<Request>> RequestParser::finish() {
                        : state_->parser.handler().request();
   state_->parser.handler() = {};
   state_->parser.reset();
-  state_->cutEscape.clear();
+  state_->cutOff.clear();
   return request;
 }
 
-/// Gives the parser all of it, but for unpaired surrogates, which it refuses.
+/// Takes it up to the first byte that is not UTF-8, which the parser gets, too: it may have found
+/// another reason to refuse the text there.
 void RequestParser::State::write(std::string_view text, bool isLast) {
-  std::size_t at = 0;
-  while (!error && (at = text.find('\\', at)) != std::string_view::npos) {
-    const Escape escape = escapeAt(text, at, !isLast);
+  const std::size_t length = Unicode::wellFormedLength(text, Unicode::Surrogates::refused);
+  const std::string_view rest = text.substr(length);
+  if (rest.empty()) return parse(text, isLast, isLast);
+  const bool isCutOff = rest.size() < characterLength(rest.front());
+  if (isCutOff && !isLast) {
+    parse(text.substr(0, length), false, false);
+    cutOff += rest;
+    return;
+  }
+  parse(isCutOff ? text : text.substr(0, length + 1), true, false);
+  if (!error)
+    error = json::make_error_code(isCutOff ? json::error::incomplete : json::error::syntax);
+}
+
+/// Gives the parser `text`, unpaired surrogates in place, as it refuses their escapes. Unless
+/// `isDecided`, an escape at the end may go on.
+void RequestParser::State::parse(std::string_view text, bool isDecided, bool isLast) {
+  std::string replaced;
+  std::size_t given = 0;  // of `text`, put into `replaced`
+  for (std::size_t at = 0; (at = text.find('\\', at)) != std::string_view::npos;) {
+    const Escape escape = escapeAt(text, at, !isDecided);
     if (escape.kind == Escape::Kind::undecided) {
-      cutEscape = text.substr(at);
-      return give(text.substr(0, at), false);
+      cutOff = text.substr(at);
+      text = text.substr(0, at);
+      break;
+    }
+    if (escape.kind == Escape::Kind::unpairedSurrogate) {
+      replaced += text.substr(given, at - given);
+      Unicode::append(replaced, escape.unit);
+      given = at + escape.length;
     }
     at += escape.length;
-    if (escape.kind == Escape::Kind::unpairedSurrogate) {
-      give(text.substr(0, at - escape.length), false);
-      giveSurrogate(escape.unit);
-      text.remove_prefix(at);
-      at = 0;
-    }
   }
-  give(text, isLast);
+  if (given == 0) return give(text, isLast);
+  replaced += text.substr(given);
+  give(replaced, isLast);
 }
 
 void RequestParser::State::give(std::string_view text, bool isLast) {
   if (error) return;
   const std::size_t count = parser.write_some(!isLast, text.data(), text.size(), error);
   if (!error && count < text.size()) error = json::make_error_code(json::error::extra_data);
-}
-
-/// In its place the parser gets the escape of U+FFFD, alone, so that its handler knows it.
-void RequestParser::State::giveSurrogate(char32_t unit) {
-  parser.handler().replaceNextEscape(unit);
-  give("\\ufffd", false);
-  parser.handler().replaceNextEscape(std::nullopt);
 }
 
 }  // namespace corvane::RequestProcessing
