@@ -96,7 +96,7 @@ void RequestParser::State::write(std::string_view text, bool isLast) {
     cutOff += rest;
     return;
   }
-  parse(isCutOff ? text : text.substr(0, length + 1), true, false);
+  parse(text.substr(0, length + 1), true, false);
   if (!error)
     error = json::make_error_code(isCutOff ? json::error::incomplete : json::error::syntax);
 }

@@ -202,7 +202,13 @@ for title, item in {
         trial.browser.talk(with_data(repeated(item, 32 * MB)))
 
 
-@case("strings", "string of 32 MB that is ignored", application=False)
+@case("values", "32 MB of escaped surrogates without a partner, 500 deep", application=False)
+def _(trial):
+    text = rb"\ud800" * (32 * MB // 6)
+    trial.browser.talk(with_data(b"[" * DEPTH + b'"%b"' % text + b"]" * DEPTH))
+
+
+@case("strings", "string of 32 MB in `data`", application=False)
 def _(trial):
     trial.browser.talk(with_data(b'"%b"' % (b"x" * 32 * MB)))
 

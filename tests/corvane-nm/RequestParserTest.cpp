@@ -63,6 +63,7 @@ TEST(RequestParser, KeepsWhatRequestsNeedWhereverTheTextIsCut) {
       {R"({"type":"a","id":"\ud8zz"})", ""},
       {R"({"type":"a","id":"\ud800)", ""},
       {"{\"type\":\"a\",\"id\":\"\xE2\x82\"}", ""},
+      {"\"\xF4\"d", ""},
       {"{\"type\":\"a\",\"id\":\"\xED\xA0\x80\"}", ""},
   };
   RequestParser parser;
