@@ -9,7 +9,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <optional>
-#include <optional>
 #include <string_view>
 
 #include "Base/Result.h"
