@@ -47,6 +47,11 @@ class Pushes(unittest.TestCase):
             observers.wait_for(count)
         return hosts
 
+    def wait_for_log(self, text):
+        end = time.monotonic() + DEADLINE
+        while text not in "".join(self.container.log()):
+            self.assertLess(time.monotonic(), end, f"not logged: {text}")
+
     def reconfigure(self, hosts, level):
         """Sets the level and returns when it is in force in all `hosts`."""
         self.container.write_settings({"DefaultsKeyLogLevel": level})
@@ -121,6 +126,20 @@ class Pushes(unittest.TestCase):
         said = [line for line in self.container.log() if "raiseAppSate" in line]
         self.assertEqual(said, ["(main: raiseAppSate()) Announcements are merged into one push: "
                                 "101 pushes and 0 bytes of replies are pending"])
+
+    def test_announcements_while_replies_are_unread_are_merged(self):
+        self.container.write_settings({"DefaultsKeyLogLevel": 7})
+        (host,) = self.start(1)
+        identifiers = [str(number).zfill(1_000_000) for number in range(17)]  # above 16 MiB
+        host.send(*(STATE | {"id": identifier} for identifier in identifiers))
+        self.wait_for_log("The browser does not read")
+        for _ in range(3):
+            self.app_state.post()
+        self.wait_for_log("Announcements are merged into one push: 0 pushes and")
+        for identifier in identifiers:
+            self.assertEqual(host.receive()["requestId"], identifier)
+        self.assertEqual(pushes(host, 2), 1)
+        self.assertEqual(host.finish(), (0, b""))
 
     def test_a_change_that_is_refused_leaves_the_pushes_on(self):
         requests = self.container.folder / "Data/ExchangeRequestContainer.data"
