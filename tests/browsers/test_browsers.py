@@ -204,10 +204,10 @@ class Scenarios:
         self.assertEqual(reply, {"size": LARGEST})
 
     def test_too_large_reply_to_the_client(self):
-        application = self.application()
+        self.application()
         page = self.start().open("commands.html")
-        application.command("fault error times=1 command=openSettings " + "x" * (LARGEST // 2))  # said twice
-        error = self.send(page, "openSettings")["error"]
+        site = {"url": "http://" + '"' * (LARGEST // 2), "referrer": "", "userAgent": ""}
+        error = self.send(page, "reportSite", site)["error"]  # said in the reply, with backslashes
         self.assertEqual(error["reason"], "too large", error)
         self.assertEqual(self.send(page, "openSettings")["reply"]["result"], "ok")
 
