@@ -95,10 +95,9 @@ std::optional<char32_t> jsonUnitEscape(std::string_view text, std::size_t at) {
   if (text.size() < at + 6 || text[at] != '\\' || text[at + 1] != 'u') return std::nullopt;
   char32_t unit = 0;
   for (const char digit : text.substr(at + 2, 4)) {
-    const std::size_t value =
-        std::string_view("0123456789abcdef").find(static_cast<char>(digit | 0x20));
+    const std::size_t value = std::string_view("0123456789abcdef0123456789ABCDEF").find(digit);
     if (value == std::string_view::npos) return std::nullopt;
-    unit = unit << 4 | static_cast<char32_t>(value);
+    unit = unit << 4 | static_cast<char32_t>(value & 0xF);
   }
   return unit;
 }

@@ -47,7 +47,7 @@ class NotificationCenter {
   void stopObserving(const std::string& name);
 
   /// Delivers now what is pending, where the loop would do so soon: for a caller that is about to
-  /// decide that something has not come.
+  /// decide that something has not come. At most about a thousand notifications at a time.
   void deliverPending();
 
   /// Posts `name` to all observers, including this process; never blocks. If an observer's queue is

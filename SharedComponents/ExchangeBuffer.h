@@ -52,7 +52,7 @@ class ExchangeBuffer {
   /// Nothing else is looked at: a newest record that does not match, or can't be read, stays and
   /// hides the others. A file whose last length can't be true is emptied.
   ///
-  /// A newest record that can't be decoded, or is too long for that, is read and logged once.
+  /// A newest record that can't be decoded, or is too long for that, is tried and logged once.
   /// Further calls return nothing without reading it while a record of the same length is at the
   /// same offset. Any other newest record, a failed access and any other operation reset this.
   void getExchange(const std::string& key, const std::optional<std::string>& id,

@@ -80,8 +80,7 @@ void BrowserChannel::pauseIfFull() {
   if (isPaused_ || inputIsEnding_ || !(isTooMuch || isOutputFull())) return;
   if (isTooMuch) {
     VCLogCWarn({"corvane-nm/main", "listen()"},
-               "Reading from the browser is paused: %@ bytes of requests are pending",
-               pendingBytes_);
+               "Reading from the browser is paused: pending requests take %@ bytes", pendingBytes_);
   }
   isPaused_ = true;
   reader_.pause();

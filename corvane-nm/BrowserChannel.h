@@ -20,8 +20,9 @@ class BrowserChannel {
   using Reply = RequestProcessing::ReplyCallback;
   using Processor = std::function<void(RequestProcessing::Request request, Reply reply)>;
 
-  /// Reading pauses while pending requests take more than this many bytes, and resumes at half of
-  /// it. Room for about sixteen requests of the maximum length that an exchange carries.
+  /// Reading pauses while pending requests, their strings counted twice, take more than this many
+  /// bytes, and resumes at half of it. Room for about eight requests of the maximum length that an
+  /// exchange carries.
   static constexpr std::size_t maximumPendingRequestBytes = std::size_t{16} << 20;
 
   struct Limits {

@@ -4,8 +4,12 @@
 #include <utility>
 
 #include "Base/Unicode.h"
+#include "SharedComponents/ExchangeBuffer.h"
 
 namespace corvane::RequestProcessing {
+
+// Less a character that is cut off.
+static_assert(2 * (RequestBuilder::longestKept - 3) > 3 * ExchangeBuffer::maximumObjectLength);
 
 Result<std::optional<Request>> RequestBuilder::request() {
   if (top_ == Top::scalar) {

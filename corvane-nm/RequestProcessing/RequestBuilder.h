@@ -25,8 +25,9 @@ class RequestBuilder {
   using Text = boost::json::string_view;
   using Error = boost::json::error_code;
 
-  /// How many bytes of a string are kept, of `id` and "apiVersion" all. An exchange refuses a
-  /// string of 1,536,003 bytes already, so no request comes out otherwise for it.
+  /// How many bytes of a string are kept; of `id` and "apiVersion" all. No command has so long a
+  /// `type`, none reads `data`, and an exchange refuses a string of 1,536,003 bytes already, as its
+  /// archive takes two thirds of that at the least: no reply changes.
   static constexpr std::size_t longestKept = std::size_t{2} << 20;
 
   /// What the whole text was: see RequestParser::finish. Only once, as the request is moved out.

@@ -69,6 +69,7 @@ RequestParser::RequestParser() : state_(std::make_unique<State>()) {}
 RequestParser::~RequestParser() = default;
 
 void RequestParser::write(std::string_view piece, bool isLast) {
+  if (state_->error) return;
   if (state_->cutOff.empty()) return state_->write(piece, isLast);
   const std::string text = std::exchange(state_->cutOff, {}).append(piece);
   state_->write(text, isLast);
@@ -84,8 +85,8 @@ Result<std::optional<Request>> RequestParser::finish() {
   return request;
 }
 
-/// Takes it up to the first byte that is not UTF-8, which the parser gets, too: it may have found
-/// another reason to refuse the text there.
+/// Takes it up to the first byte that is not UTF-8. The parser gets that byte, too, so that a
+/// reason of its own to refuse the text there comes first.
 void RequestParser::State::write(std::string_view text, bool isLast) {
   const std::size_t length = Unicode::wellFormedLength(text, Unicode::Surrogates::refused);
   const std::string_view rest = text.substr(length);
@@ -101,8 +102,8 @@ void RequestParser::State::write(std::string_view text, bool isLast) {
     error = json::make_error_code(isCutOff ? json::error::incomplete : json::error::syntax);
 }
 
-/// Gives the parser `text`, unpaired surrogates in place, as it refuses their escapes. Unless
-/// `isDecided`, an escape at the end may go on.
+/// Gives the parser `text`, unpaired surrogates in place, as it refuses their escapes. `isDecided`:
+/// nothing that follows can change an escape at the end.
 void RequestParser::State::parse(std::string_view text, bool isDecided, bool isLast) {
   std::string replaced;
   std::size_t given = 0;  // of `text`, put into `replaced`

@@ -13,7 +13,8 @@ namespace corvane::RequestProcessing {
 /// (Base/Json.h) and refuses the others for the same reason, except that a text with both invalid
 /// UTF-8 and escaped surrogates may be refused for either. No tree is built: a message takes the
 /// memory of the strings that its request keeps, whatever else it holds, and time in proportion to
-/// its length.
+/// its length. Strings that no command
+/// could make use of are kept in part (RequestBuilder::longestKept).
 ///
 /// One message after the other: `write` for each piece, then `finish`. One thread.
 class RequestParser {

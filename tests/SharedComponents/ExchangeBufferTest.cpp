@@ -253,6 +253,8 @@ TEST_F(ExchangeBufferTest, AnImpossibleLengthIsNotEvenAllocated) {
   EXPECT_EQ(takeLogTexts().back(),
             "1 (SharedResources: getExchange(key:with:)) Can't read exchange object of "
             "536870912bytes, above 11264000bytes");
+  EXPECT_EQ(takenName(std::nullopt), std::nullopt);
+  EXPECT_EQ(takeLogTexts().back().substr(0, 1), "8") << "the error once";
 }
 
 TEST_F(ExchangeBufferTest, OnlyRegisteredClassesAndErrorsAreRead) {

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "Base/Json.h"
+#include "corvane-nm/RequestProcessing/RequestBuilder.h"
 
 namespace corvane::RequestProcessing {
 namespace {
@@ -62,6 +63,7 @@ TEST(RequestParser, KeepsWhatRequestsNeedWhereverTheTextIsCut) {
       {R"({"type":"a","id":"1",})", ""},
       {R"({"type":"a","id":"\ud8zz"})", ""},
       {R"({"type":"a","id":"\ud800)", ""},
+      {"{\"type\":\"a\",\"id\":\"\\ud8\x10\x10\"}", "expected hex digit"},
       {"{\"type\":\"a\",\"id\":\"\xE2\x82\"}", ""},
       {"\"\xF4\"d", ""},
       {"{\"type\":\"a\",\"id\":\"\xED\xA0\x80\"}", ""},
@@ -73,6 +75,19 @@ TEST(RequestParser, KeepsWhatRequestsNeedWhereverTheTextIsCut) {
     for (std::size_t cut = 0; cut <= one.text.size(); ++cut)
       EXPECT_EQ(outcomeOf(parser, one.text, cut), expected) << one.text << " cut at " << cut;
   }
+}
+
+TEST(RequestParser, KeepsLongStringsInPartUnlessTheyCount) {
+  const std::string text = std::string(RequestBuilder::longestKept - 1, 'x') + "\xE2\x82\xAC";
+  RequestParser parser;
+  parser.write(R"({"type":"a","id":")" + text + R"(","parameters":{"apiVersion":")" + text +
+                   R"(","url":")" + text + R"(","port":1}})",
+               true);
+  const auto request = parser.finish();
+  EXPECT_EQ((*request)->id, text);
+  EXPECT_EQ(*(*request)->parameters.text("apiVersion"), text);
+  EXPECT_EQ(*(*request)->parameters.text("url"), text.substr(0, RequestBuilder::longestKept - 1));
+  EXPECT_NE((*request)->parameters.integer("port"), nullptr);
 }
 
 }  // namespace
