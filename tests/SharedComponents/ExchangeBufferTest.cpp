@@ -233,7 +233,7 @@ TEST_F(ExchangeBufferTest, WhatIsNoRecordIsThrownAwayOrLeftAlone) {
   EXPECT_EQ(after(noBytes), noBytes);
   EXPECT_FALSE(decodes()) << "again";
   writeFile(path_, noBytes + contentOf(samples / "golden/macos-one.data"));
-  EXPECT_TRUE(takenName(std::nullopt)) << "which somebody has put on top";
+  EXPECT_TRUE(takenName(std::nullopt)) << "a good record on top of it";
   EXPECT_EQ(after(noBytes), noBytes);
   EXPECT_TRUE(decodes());
   auto otherKey = contentOf(samples / "golden/macos-one.data");

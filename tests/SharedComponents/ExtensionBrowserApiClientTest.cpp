@@ -71,7 +71,7 @@ class ExtensionBrowserApiClientTest : public ::testing::Test {
   bool isAnswered(
       Side& side, const std::function<void()>& meanwhile = [] {}) {
     std::optional<bool> answer;
-    const auto held = client(side);  // as long as somebody holds it
+    const auto held = client(side);  // as long as it is held
     held->openSettings([&](const Error& error) { answer = !error; });
     EXPECT_FALSE(answer) << "later, on the loop";
     turnThrough(loop_);
@@ -105,7 +105,8 @@ TEST_F(ExtensionBrowserApiClientTest, OnlyTheAnswerToItsOwnRequestCounts) {
     EXPECT_EQ(reads, std::count_if(lines.begin(), lines.end(), [](const std::string& line) {
                 return line.find("Exchange object lenData") != std::string::npos;
               }));
-    EXPECT_EQ(left("ExchangeResponseContainer.ME"), "") << "what nobody waits for is thrown away";
+    EXPECT_EQ(left("ExchangeResponseContainer.ME"), "")
+        << "a reply without a waiting request is dropped";
   }
   answerWith([this](const ExchangeRecord& request) {
     give({request.id, request.name, std::nullopt});

@@ -36,7 +36,7 @@ DAMAGE = {
     "level above the range": (lambda c: c.write_settings({"DefaultsKeyLogLevel": 2**32}), ""),
 }
 if os.geteuid() == 0:
-    DAMAGE["somebody else's container"] = (lambda c: c.give_away(), "belongs to another user")
+    DAMAGE["a container of another user"] = (lambda c: c.give_away(), "belongs to another user")
 
 
 class Leaving(unittest.TestCase):
