@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "Base/UniqueFunction.h"
+#include "Platform/Clocks.h"
 #include "Platform/Poller.h"
 
 namespace corvane::Platform {
@@ -98,7 +99,7 @@ class EventLoop {
   void endTurn();
 
   /// The time by which deadlines are judged.
-  [[nodiscard]] static Clock::time_point now() { return Clock::now(); }
+  [[nodiscard]] static Clock::time_point now() { return steadyNow(); }
 
  private:
   Registration watch(int descriptor, Poller::Event event, Handler handler);
@@ -109,7 +110,7 @@ class EventLoop {
   void runTimers();
   void callHandlers();
 
-  const std::thread::id thread_ = std::this_thread::get_id();
+  const std::thread::id thread_;
   Poller poller_;
   std::uint64_t lastId_ = 0;
   std::deque<Task> tasks_;

@@ -6,16 +6,19 @@
 #include <sys/types.h>
 #include <sys/uio.h>
 
+#include <chrono>
 #include <cstddef>
+#include <thread>
 
 struct flock;
 
 namespace corvane::Platform {
 
-/// The system calls that may fail, as the system has them: same arguments, same results, errno set.
-/// Everything the host asks of the system goes through the object in use, so that a test can make
-/// any call fail; what only Linux has is in LinuxCalls. Not here: calls that cannot fail (getpid),
-/// the clocks, and what runs between fork and exec.
+/// The system calls, as the system has them: same arguments, same results, errno set; and what a
+/// process is told without fail: the time, and which process and thread it is. Everything the host
+/// asks of the system goes through the object in use, so that a test can make any call fail and set
+/// the clocks; what only Linux has is in LinuxCalls. Not here: what runs between fork and exec or in
+/// a signal handler, and the clocks and threads of the log.
 ///
 /// The object in use belongs to the process, like its descriptors. Thread-safe, except that no
 /// other thread may make calls while the object is replaced.
@@ -66,6 +69,14 @@ class SystemCalls {
   virtual pid_t waitpid(pid_t process, int* status, int options);
   /// Starts a detached thread; returns -1 with errno set when the system starts no more.
   virtual int startThread(void* (*body)(void*), void* argument);
+  /// getentropy(3): at most 256 bytes a call.
+  virtual int getentropy(void* bytes, std::size_t count);
+  virtual pid_t getpid();
+  virtual pid_t getppid();
+  /// The calling thread.
+  virtual std::thread::id thisThread();
+  virtual std::chrono::steady_clock::time_point steadyNow();
+  virtual std::chrono::system_clock::time_point wallNow();
 
   /// The calls in use: the system's, unless a `Replacement` exists.
   static SystemCalls& inUse();

@@ -1,7 +1,6 @@
 #include "Platform/Container/ApplicationRegistration.h"
 
 #include <fcntl.h>
-#include <unistd.h>
 
 #include <cstdio>
 #include <string_view>
@@ -59,13 +58,13 @@ class ApplicationRegistration::Implementation {
   Implementation(const Implementation&) = delete;
   Implementation& operator=(const Implementation&) = delete;
   ~Implementation() {
-    if (::getpid() != process_) return;  // a forked copy
+    if (systemCalls().getpid() != process_) return;  // a forked copy
     systemCalls().unlinkat(folder_.number(), name_.c_str(), 0);
     ApplicationRegistry::unlock(file_);  // else children that were forked would hold it on
   }
 
  private:
-  const pid_t process_ = ::getpid();
+  const pid_t process_ = systemCalls().getpid();
   const OwnedDescriptor folder_;
   const OwnedDescriptor file_;
   const std::string name_;

@@ -7,6 +7,7 @@
 #include <chrono>
 #include <utility>
 
+#include "Platform/Clocks.h"
 #include "Platform/Container/NotificationSocket.h"
 #include "Platform/Container/ProcessFileName.h"
 #include "Platform/Posix/FileTimes.h"
@@ -30,7 +31,7 @@ bool isOlderThan(const OwnedDescriptor& folder, const std::string& entry,
                  std::chrono::seconds age) {
   struct stat status = {};
   return systemCalls().fstatat(folder.number(), entry.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 &&
-         std::chrono::system_clock::now() - changeTime(status) > age;
+         wallNow() - changeTime(status) > age;
 }
 
 void cleanHidden(const OwnedDescriptor& folder, const std::string& entry) {

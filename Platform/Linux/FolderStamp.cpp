@@ -4,6 +4,7 @@
 
 #include <chrono>
 
+#include "Platform/Linux/LinuxCalls.h"
 #include "Platform/SystemCalls.h"
 
 namespace corvane::Platform {
@@ -25,7 +26,7 @@ FolderStamp::FolderStamp(const OwnedDescriptor& folder) {
   struct stat status = {};
   std::timespec now = {};
   if (systemCalls().fstat(folder.number(), &status) != 0 ||
-      ::clock_gettime(CLOCK_REALTIME_COARSE, &now) != 0)
+      linuxCalls().clockGettime(CLOCK_REALTIME_COARSE, &now) != 0)
     return;
   modified_ = status.st_mtim;
   isSettled_ = sinceEpoch(now) - sinceEpoch(modified_) >=

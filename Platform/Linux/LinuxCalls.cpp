@@ -52,6 +52,9 @@ int LinuxCalls::setAttribute(const char* path, const char* name) {
 ssize_t LinuxCalls::getAttribute(const char* path, const char* name) {
   return ::lgetxattr(path, name, nullptr, 0);
 }
+int LinuxCalls::clockGettime(clockid_t clock, struct timespec* time) {
+  return ::clock_gettime(clock, time);
+}
 
 LinuxCalls& LinuxCalls::inUse() {
   return *callsInUse;

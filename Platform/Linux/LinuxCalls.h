@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <ctime>
 
 namespace corvane::Platform {
 
@@ -29,6 +30,7 @@ class LinuxCalls {
   /// Sets, without a value, or looks for an extended attribute; follows no symbolic link.
   virtual int setAttribute(const char* path, const char* name);
   virtual ssize_t getAttribute(const char* path, const char* name);
+  virtual int clockGettime(clockid_t clock, struct timespec* time);
 
   static LinuxCalls& inUse();
 

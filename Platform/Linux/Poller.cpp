@@ -9,6 +9,7 @@
 #include <map>
 #include <set>
 
+#include "Platform/Clocks.h"
 #include "Platform/File.h"
 #include "Platform/HardStop.h"
 #include "Platform/Linux/LinuxCalls.h"
@@ -26,7 +27,7 @@ int timeLeft(Clock::time_point end) {
   using std::chrono::milliseconds;
   constexpr std::chrono::hours longest(24);
   if (end == Clock::time_point::min()) return 0;
-  const auto now = Clock::now();
+  const auto now = steadyNow();
   if (end <= now) return 0;
   const auto left = std::min<Clock::duration>(end - now, longest);
   return static_cast<int>(std::chrono::ceil<milliseconds>(left).count());

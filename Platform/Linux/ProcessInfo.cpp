@@ -1,7 +1,6 @@
 #include "Platform/ProcessInfo.h"
 
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <array>
 #include <cerrno>
@@ -41,11 +40,11 @@ Result<std::string> executablePath(pid_t processIdentifier) {
 }
 
 pid_t parent() {
-  return ::getppid();
+  return systemCalls().getppid();
 }
 
 std::string applicationName() {
-  const auto path = executablePath(::getpid());
+  const auto path = executablePath(systemCalls().getpid());
   return path ? path.value().substr(path.value().find_last_of('/') + 1) : "";
 }
 

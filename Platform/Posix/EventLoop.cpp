@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "Platform/SystemCalls.h"
 #include "Platform/SystemLog.h"
 
 namespace corvane::Platform {
@@ -14,7 +15,7 @@ constexpr int mostTasksInARow = 1024;
 
 }  // namespace
 
-EventLoop::EventLoop() = default;
+EventLoop::EventLoop() : thread_(systemCalls().thisThread()) {}
 
 EventLoop::~EventLoop() {
   // Tasks may own registrations, which cancel themselves here: nothing is destroyed while the
@@ -28,7 +29,7 @@ EventLoop::~EventLoop() {
 }
 
 void EventLoop::post(Task task) {
-  if (std::this_thread::get_id() == thread_) {
+  if (systemCalls().thisThread() == thread_) {
     tasks_.push_back(std::move(task));
     return;
   }
@@ -94,7 +95,7 @@ void EventLoop::turnUntil(Clock::time_point end) {
     takePostedElsewhere();
     callHandlers();
     runTimers();
-  } while (!tasks_.empty() || Clock::now() < end);
+  } while (!tasks_.empty() || now() < end);
 }
 
 void EventLoop::endTurn() {
@@ -115,14 +116,14 @@ bool EventLoop::runTasks(Clock::time_point end) {
     task();
     if (turnEnds_) return false;
   }
-  return tasks_.empty() || Clock::now() < end;
+  return tasks_.empty() || now() < end;
 }
 
 /// One by one, as each may cancel others that are due.
 void EventLoop::runTimers() {
   if (timers_.empty()) return;
-  const auto now = Clock::now();
-  while (!timers_.empty() && timers_.begin()->first.first <= now) {
+  const auto start = now();
+  while (!timers_.empty() && timers_.begin()->first.first <= start) {
     auto timer = timers_.extract(timers_.begin());
     timer.mapped()();
   }

@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <pthread.h>
 #include <sys/file.h>
+#include <sys/random.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -137,6 +138,25 @@ int SystemCalls::startThread(void* (*body)(void*), void* argument) {
   if (errno != 0) return -1;
   ::pthread_detach(thread);
   return 0;
+}
+
+int SystemCalls::getentropy(void* bytes, std::size_t count) {
+  return ::getentropy(bytes, count);
+}
+pid_t SystemCalls::getpid() {
+  return ::getpid();
+}
+pid_t SystemCalls::getppid() {
+  return ::getppid();
+}
+std::thread::id SystemCalls::thisThread() {
+  return std::this_thread::get_id();
+}
+std::chrono::steady_clock::time_point SystemCalls::steadyNow() {
+  return std::chrono::steady_clock::now();
+}
+std::chrono::system_clock::time_point SystemCalls::wallNow() {
+  return std::chrono::system_clock::now();
 }
 
 SystemCalls& SystemCalls::inUse() {

@@ -9,6 +9,7 @@
 #include <map>
 #include <span>
 
+#include "Platform/Clocks.h"
 #include "Platform/File.h"
 #include "Platform/HardStop.h"
 #include "Platform/OwnedDescriptor.h"
@@ -73,7 +74,7 @@ class Poller::Implementation {
   void wait(Clock::time_point end, std::vector<std::uint64_t>& ready) {
     const std::size_t before = ready.size();
     const bool isWoken = take(ready);
-    const auto now = Clock::now();
+    const auto now = steadyNow();
     const bool blocks = !isWoken && ready.size() == before && now < end;
     const std::chrono::duration<double> left = blocks ? end - now : Clock::duration::zero();
     @autoreleasepool {

@@ -2,12 +2,12 @@
 
 #include <CoreFoundation/CoreFoundation.h>
 #include <libproc.h>
-#include <unistd.h>
 
 #include <array>
 #include <cerrno>
 
 #include "Platform/File.h"
+#include "Platform/SystemCalls.h"
 
 namespace corvane::Platform::ProcessInfo {
 namespace {
@@ -43,13 +43,13 @@ Result<std::string> executablePath(pid_t processIdentifier) {
 }
 
 pid_t parent() {
-  return ::getppid();
+  return systemCalls().getppid();
 }
 
 std::string applicationName() {
   std::string name = bundleIdentifier();
   if (!name.empty()) return name;
-  const auto path = executablePath(::getpid());
+  const auto path = executablePath(systemCalls().getpid());
   return path ? path.value().substr(path.value().find_last_of('/') + 1) : "";
 }
 

@@ -1,9 +1,9 @@
 #include "corvane-nm/RequestProcessing/CommandHandlers.h"
 
-#include <chrono>
 #include <utility>
 
 #include "Base/NumericText.h"
+#include "Platform/Clocks.h"
 #include "SharedComponents/Configuration.h"
 #include "VCommons/VCSDate.h"
 #include "VCommons/VCommonsKit/VCLog.h"
@@ -45,7 +45,7 @@ JsonObject dictionary(const EBACurrentFilteringStateResponse& state) {
 AppState CommandHandlers::defaultState() const {
   AppState state;
   state.isRunning = environment_.isMainAppRunning();
-  state.lastCheckTime = VCSDate::iso8601String(std::chrono::system_clock::now());
+  state.lastCheckTime = VCSDate::iso8601String(Platform::wallNow());
   return state;
 }
 

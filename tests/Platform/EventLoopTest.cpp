@@ -11,6 +11,7 @@
 #include <utility>
 #include <vector>
 
+#include "Platform/SystemCalls.h"
 #include "tests/Support/Ends.h"
 #include "tests/Support/Turning.h"
 
@@ -92,6 +93,14 @@ TEST_F(EventLoopTest, TimersRunOnceInTheOrderOfTheirDeadlinesAndNotBefore) {
   }
   turnToItsEnd();
   EXPECT_EQ(order_, "12345");
+
+  struct : SystemCalls {
+    EventLoop::Clock::time_point steadyNow() override { return SystemCalls::steadyNow() + 1h; }
+  } ahead;
+  const SystemCalls::Replacement replacement(ahead);
+  timers.push_back(loop_.at(start + 1h, note('6')));
+  loop_.turnUntil(start);
+  EXPECT_EQ(order_, "123456") << "judged by the clock in use";
 }
 
 /// All of them are due when the first one runs, or are cancelled by a task or a handler that comes
