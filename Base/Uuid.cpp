@@ -1,27 +1,19 @@
 #include "Base/Uuid.h"
 
-#include <sys/random.h>
-
-#include <array>
-#include <cstddef>
-#include <stdexcept>
 #include <string_view>
 
 namespace corvane {
 
-std::string makeUuid() {
-  // Not std::random_device, which may ask the processor instead of the system.
-  std::array<unsigned char, 16> bytes{};
-  if (::getentropy(bytes.data(), bytes.size()) != 0)
-    throw std::runtime_error("the system gives no random bytes");
-  bytes[6] = static_cast<unsigned char>(0x40 | (bytes[6] & 0x0F));  // version
-  bytes[8] = static_cast<unsigned char>(0x80 | (bytes[8] & 0x3F));  // variant
+std::string uuidFrom(std::array<std::byte, 16> random) {
+  random[6] = std::byte{0x40} | (random[6] & std::byte{0x0F});  // version
+  random[8] = std::byte{0x80} | (random[8] & std::byte{0x3F});  // variant
   constexpr std::string_view digits = "0123456789ABCDEF";
   std::string text;
-  for (std::size_t i = 0; i < bytes.size(); ++i) {
+  for (std::size_t i = 0; i < random.size(); ++i) {
     if (i == 4 || i == 6 || i == 8 || i == 10) text += '-';
-    text += digits[bytes[i] >> 4];
-    text += digits[bytes[i] & 0xF];
+    const auto byte = std::to_integer<unsigned>(random[i]);
+    text += digits[byte >> 4];
+    text += digits[byte & 0xF];
   }
   return text;
 }

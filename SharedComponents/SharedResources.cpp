@@ -4,6 +4,7 @@
 #include "Base/Uuid.h"
 #include "Platform/GroupContainers.h"
 #include "Platform/HardStop.h"
+#include "Platform/Random.h"
 #include "SharedComponents/Configuration.h"
 #include "VCommons/VCLLogger.h"
 
@@ -20,8 +21,8 @@ SharedResources::SharedResources(Platform::EventLoop& loop)
       signalling_(loop, center_, {handlersOrder_, requestsOrder_},
                   Configuration::MainAppBundleIdentifier, TimeLimits::reply),
       exchangeBuffer_(loop, [this] { return dataFolder(); }),
-      client_(ExtensionBrowserApiClient::make(
-          {loop, exchangeBuffer_, signalling_, workOrder_, makeUuid()})) {}
+      client_(ExtensionBrowserApiClient::make({loop, exchangeBuffer_, signalling_, workOrder_,
+                                               uuidFrom(Platform::randomBytes<16>())})) {}
 
 Result<Done> SharedResources::pickUpLogLevel() const {
   return container_.pickUpLogLevel(VCLLogger::singleton());

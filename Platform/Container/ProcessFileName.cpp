@@ -1,12 +1,10 @@
 #include "Platform/Container/ProcessFileName.h"
 
-#include <unistd.h>
-
 #include <cerrno>
 #include <charconv>
 #include <csignal>
-#include <random>
 
+#include "Platform/Random.h"
 #include "Platform/SystemCalls.h"
 
 namespace corvane::Platform::ProcessFileName {
@@ -14,13 +12,17 @@ namespace {
 
 constexpr std::string_view hexadecimalDigits = "0123456789abcdef";
 constexpr std::size_t digitCount = 16;
+constexpr std::size_t byteCount = digitCount / 2;
 
 }  // namespace
 
 std::string make() {
-  std::random_device random;
-  std::string name = std::to_string(::getpid()) + '.';
-  for (std::size_t i = 0; i < digitCount; ++i) name += hexadecimalDigits[random() & 0xF];
+  std::string name = std::to_string(systemCalls().getpid()) + '.';
+  for (const std::byte random : randomBytes<byteCount>()) {
+    const auto byte = std::to_integer<unsigned>(random);
+    name += hexadecimalDigits[byte >> 4];
+    name += hexadecimalDigits[byte & 0xF];
+  }
   return name;
 }
 

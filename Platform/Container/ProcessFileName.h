@@ -11,7 +11,7 @@
 /// thread.
 namespace corvane::Platform::ProcessFileName {
 
-/// A new name for this process.
+/// A new name for this process. Throws like randomBytes.
 std::string make();
 
 /// The process that `name` belongs to, or nothing when `name` is no such name.

@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include <regex>
+#include <array>
 #include <string>
 
 #include "Base/Json.h"
@@ -12,10 +12,13 @@ namespace {
 
 using namespace std::string_literals;
 
-TEST(Uuid, IsANewRandomOneInCapitals) {
-  const std::regex form("[0-9A-F]{8}-[0-9A-F]{4}-4[0-9A-F]{3}-[89AB][0-9A-F]{3}-[0-9A-F]{12}");
-  for (int i = 0; i < 20; ++i) EXPECT_TRUE(std::regex_match(makeUuid(), form));
-  EXPECT_NE(makeUuid(), makeUuid());
+TEST(Uuid, KeepsAllRandomBitsButVersionAndVariant) {
+  std::array<std::byte, 16> random = {};
+  EXPECT_EQ(uuidFrom(random), "00000000-0000-4000-8000-000000000000");
+  random.fill(std::byte{0xFF});
+  EXPECT_EQ(uuidFrom(random), "FFFFFFFF-FFFF-4FFF-BFFF-FFFFFFFFFFFF");
+  random = {std::byte{0x1A}};
+  EXPECT_EQ(uuidFrom(random), "1A000000-0000-4000-8000-000000000000");
 }
 
 TEST(Unicode, TellsWellFormedTextApart) {

@@ -2,6 +2,7 @@
 #include <unistd.h>
 
 #include <filesystem>
+#include <stdexcept>
 
 #include "Platform/ApplicationLauncher.h"
 #include "Platform/FileAttributes.h"
@@ -9,7 +10,9 @@
 #include "Platform/GroupSettings.h"
 #include "Platform/NotificationCenter.h"
 #include "Platform/ProcessInfo.h"
+#include "Platform/Random.h"
 #include "Platform/RunningApplications.h"
+#include "Platform/SystemCalls.h"
 #include "tests/Support/TemporaryFolder.h"
 #include "tests/Support/Turning.h"
 
@@ -105,6 +108,15 @@ TEST_F(ContractTest, AGroupThatNobodyHasIsNotMade) {
   EXPECT_EQ(GroupContainers::folderOf(nobody).failure().cause, FailureCause::notFound);
   EXPECT_FALSE(GroupContainers::folderOf(""));
   EXPECT_EQ(GroupSettings::open(folder_.path(), nobody)->integer("key"), 0);
+}
+
+TEST_F(ContractTest, RandomBytesAreTheSystemsOrNone) {
+  struct : SystemCalls {
+    int getentropy(void* /*bytes*/, std::size_t /*count*/) override { return -1; }
+  } none;
+  EXPECT_NE(randomBytes<16>(), randomBytes<16>());
+  const SystemCalls::Replacement replacement(none);
+  EXPECT_THROW(randomBytes<16>(), std::runtime_error);
 }
 
 TEST_F(ContractTest, ProcessesAndFilesAreKnownByTheirNames) {

@@ -7,6 +7,7 @@
 
 #include "Base/Bytes.h"
 #include "Base/Uuid.h"
+#include "Platform/Random.h"
 #include "SharedComponents/ExchangeBuffer.h"
 #include "SharedComponents/ExtensionBrowserApi/EBAAppStateResponse.h"
 #include "SharedComponents/ExtensionBrowserApi/EBACurrentFilteringStateResponse.h"
@@ -81,7 +82,10 @@ ExchangeRecord theReply(const std::vector<TakenRecord>& taken, const std::string
 }
 
 PlayedHost::PlayedHost(Bench& bench)
-    : bench_(bench), id_(makeUuid()), ear_(bench.notifications()), sent_(Clock::now()) {
+    : bench_(bench),
+      id_(uuidFrom(Platform::randomBytes<16>())),
+      ear_(bench.notifications()),
+      sent_(Clock::now()) {
   ear_.observe(replyNotification());
 }
 

@@ -1,11 +1,13 @@
 #include "tools/corvane-nmctl/MainAppCheck/Subject.h"
 
 #include "Base/Uuid.h"
+#include "Platform/Random.h"
 
 namespace corvane::Nmctl::MainAppCheck::Subject {
 
 const std::string& domain() {
-  static const auto& domain = *new std::string("corvane-" + makeUuid().substr(0, 8) + ".invalid");
+  static const auto& domain = *new std::string(
+      "corvane-" + uuidFrom(Platform::randomBytes<16>()).substr(0, 8) + ".invalid");
   return domain;
 }
 
