@@ -1,8 +1,9 @@
 #include "tools/corvane-main-app/Announcer.h"
 
 #include <algorithm>
-#include <thread>
 
+#include "Platform/Clocks.h"
+#include "Platform/SystemCalls.h"
 #include "tools/corvane-main-app/Vocabulary.h"
 
 namespace corvane::MainApp {
@@ -18,6 +19,13 @@ constexpr milliseconds pauseBeforeRepeat{2000};
 /// announcements, each of which all hosts would ask back for.
 constexpr milliseconds grid{10};
 
+void sleepUntil(Clock::time_point end) {
+  for (auto now = Platform::steadyNow(); now < end; now = Platform::steadyNow()) {
+    const auto left = std::chrono::ceil<milliseconds>(end - now);
+    Platform::systemCalls().poll(nullptr, 0, static_cast<int>(left.count()));
+  }
+}
+
 }  // namespace
 
 void Announcer::started(Clock::time_point start) {
@@ -29,14 +37,14 @@ void Announcer::changedHere() {
 }
 
 void Announcer::changedByRequest() {
-  const auto first = Clock::now() + pauseAfterReply;
+  const auto first = Platform::steadyNow() + pauseAfterReply;
   plan(first);
   plan(first + pauseBeforeRepeat);
 }
 
 void Announcer::finish() {
   if (planned_.empty()) return;
-  std::this_thread::sleep_until(std::min(planned_.begin()->first, Clock::now() + pauseAfterStart));
+  sleepUntil(std::min(planned_.begin()->first, Platform::steadyNow() + pauseAfterStart));
   planned_.clear();
   announce();
 }

@@ -8,6 +8,7 @@
 
 #include "Platform/Container/HomeFolder.h"
 #include "Platform/File.h"
+#include "Platform/SystemCalls.h"
 #include "SharedComponents/Configuration.h"
 
 namespace corvane::MainApp {
@@ -27,7 +28,8 @@ Result<std::string> pathOf(const std::optional<std::string>& folder) {
 
 Result<Done> check(const std::string& path) {
   struct stat status = {};
-  if (::stat(path.c_str(), &status) != 0) return Platform::failureFromErrno("stat", path);
+  if (Platform::systemCalls().stat(path.c_str(), &status) != 0)
+    return Platform::failureFromErrno("stat", path);
   if (status.st_uid != ::geteuid())
     return Failure{FailureCause::notPermitted, path + " belongs to somebody else"};
   if ((status.st_mode & (S_IWGRP | S_IWOTH)) != 0)

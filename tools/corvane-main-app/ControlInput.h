@@ -7,23 +7,21 @@
 
 namespace corvane::MainApp {
 
-/// What is asked of the application from outside the link: lines on standard input, and the signals
-/// that end it. At most one at a time. On the loop's thread.
+/// What is asked of the application from outside the link: lines on standard input. On the loop's
+/// thread.
 class ControlInput {
  public:
   struct Handlers {
     UniqueFunction<void(std::string)> line;  ///< a line has come, without its end
     UniqueFunction<void()> end;              ///< no more lines will come
-    UniqueFunction<void()> signal;           ///< SIGTERM or SIGINT has come
   };
 
   /// `loop` must outlive this object; it calls the handlers, from `start` on.
   ControlInput(Platform::EventLoop& loop, Handlers handlers)
       : loop_(loop), handlers_(std::move(handlers)) {}
 
-  /// Reads `descriptor` to its end and takes the signals over. The descriptor stays the caller's
-  /// and must stay open. False when the system provides no pipe for the signals. Once per process.
-  bool start(int descriptor);
+  /// Reads `descriptor` to its end. The descriptor stays the caller's and must stay open. Once.
+  void start(int descriptor);
 
  private:
   void readLines(int descriptor);
@@ -32,7 +30,6 @@ class ControlInput {
   Handlers handlers_;
   std::string text_;  // read, and not yet a whole line
   Platform::EventLoop::Registration lines_;
-  Platform::EventLoop::Registration signals_;
 };
 
 /// Whether `descriptor` has another end that can be closed: it is a pipe, a socket or a terminal.

@@ -5,6 +5,7 @@
 #include <optional>
 #include <utility>
 
+#include "Platform/Clocks.h"
 #include "SharedComponents/ExtensionBrowserApi/ExtensionBrowserApiConstants.h"
 #include "tools/corvane-main-app/Answers.h"
 #include "tools/corvane-main-app/Vocabulary.h"
@@ -75,7 +76,7 @@ void Exchange::receive(ExchangeRecord request) {
   const Fault* late = find(misdeeds, Kind::late);
   if (late == nullptr) return answer(request, misdeeds);
   late_[takenCount_] =
-      surroundings_.loop.at(Clock::now() + std::chrono::milliseconds(late->number),
+      surroundings_.loop.at(Platform::steadyNow() + std::chrono::milliseconds(late->number),
                             [this, number = takenCount_, request = std::move(request), misdeeds] {
                               answer(request, misdeeds);
                               late_.erase(number);

@@ -1,11 +1,12 @@
 #include "tools/corvane-main-app/LogLevel.h"
 
-#include <cstdio>
+#include <fcntl.h>
 
 #include "Base/BinaryPropertyListWriter.h"
 #include "Base/Bytes.h"
 #include "Platform/File.h"
 #include "Platform/GroupSettings.h"
+#include "Platform/SystemCalls.h"
 #include "SharedComponents/Configuration.h"
 #include "tools/corvane-main-app/Vocabulary.h"
 
@@ -43,7 +44,8 @@ Result<Done> LogLevel::set(std::int64_t level) {
   const std::string path = containerFolder_ + "/" + folder + "/" +
                            std::string(Configuration::AppGroupIdentifier) + ".plist";
   if (auto written = writeNew(path + ".new", settingsWith(level)); !written) return written;
-  if (std::rename((path + ".new").c_str(), path.c_str()) != 0)
+  if (Platform::systemCalls().renameat(AT_FDCWD, (path + ".new").c_str(), AT_FDCWD, path.c_str()) !=
+      0)
     return Platform::failureFromErrno("rename", path);
   center_.post(notificationName("appReconfig"));
   return Done{};

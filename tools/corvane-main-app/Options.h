@@ -15,6 +15,7 @@ struct Options {
   bool prints = false;
   bool isDaemon = false;
   bool asksForHelp = false;
+  bool heedsSignals = true;  ///< whether SIGTERM and SIGINT end it; not asked for by an argument
   std::vector<std::string> faults;
 };
 

@@ -1,10 +1,9 @@
 #include "tools/corvane-main-app/ResponseFiles.h"
 
-#include <filesystem>
 #include <string_view>
-#include <system_error>
 #include <utility>
 
+#include "Platform/Folders.h"
 #include "tools/corvane-main-app/RecordLayout.h"
 
 namespace corvane::MainApp {
@@ -62,12 +61,13 @@ Result<Done> ResponseFiles::write(LockedFile& locked, const std::string& command
 }
 
 void ResponseFiles::removeOld(std::chrono::system_clock::time_point now) const {
-  std::error_code error;
-  std::filesystem::directory_iterator at(dataFolder_, error);
-  for (; !error && at != std::filesystem::directory_iterator(); at.increment(error)) {
-    const std::string name = at->path().filename().string();
+  const auto folder = Platform::Folders::open(dataFolder_);
+  if (!folder) return;  // the next instance will
+  const auto names = Platform::Folders::entries(folder.value());
+  if (!names) return;
+  for (const std::string& name : names.value()) {
     if (name.starts_with(nameBegins) && name.ends_with(nameEnds))
-      removeIfOld(at->path().string(), now);
+      removeIfOld(dataFolder_ + "/" + name, now);
   }
 }
 

@@ -1,0 +1,22 @@
+#pragma once
+
+#include <iostream>
+#include <string>
+
+#include "Base/Result.h"
+
+/// Why the program ends at once, as a line on standard error.
+namespace corvane::MainApp {
+
+/// Writes `what` and returns the exit status.
+inline int refuse(const std::string& what) {
+  std::cerr << "corvane-main-app: " << what << '\n';
+  return 1;
+}
+
+/// Writes `what` failed and why, and returns the exit status.
+inline int fail(const std::string& what, const Failure& failure) {
+  return refuse(what + ": " + failure.description());
+}
+
+}  // namespace corvane::MainApp
