@@ -17,8 +17,8 @@ quietly() {
   fi
 }
 
-# Builds the preset $1 below build/.
+# Builds the preset $1 below build/: all of it, or the targets that follow.
 build_preset() {
   if [[ -t 2 ]]; then printf 'Building %s below build/%s …\n' "$1" "$1" >&2; fi
-  (cd -- "$root" && quietly cmake --preset "$1" && quietly cmake --build --preset "$1")
+  (cd -- "$root" && quietly cmake --preset "$1" && quietly cmake --build --preset "$1" ${2:+--target "${@:2}"})
 }

@@ -1,0 +1,252 @@
+#include <algorithm>
+#include <utility>
+
+#include "SharedComponents/Configuration.h"
+#include "simulation/Container.h"
+#include "simulation/World.h"
+
+// What may happen in a run, beside what comes of itself.
+
+namespace corvane::Simulation {
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::seconds;
+
+/// How many calls from now on something happens to a process.
+constexpr std::uint64_t mostCallsAhead = 300;
+
+/// So many bytes in a file, and no request fits any more.
+std::string fullFile() {
+  std::string record = "bplist00" + std::string(1'000'000 - 8, '\0');
+  for (std::size_t i = 0; i < 4; ++i) record += static_cast<char>(1'000'000U >> (8 * i) & 0xFFU);
+  std::string bytes;
+  while (bytes.size() <= 10'240'000) bytes += record;
+  return bytes;
+}
+
+}  // namespace
+
+const std::vector<World::Action> World::actions = {
+    {"a browser starts a host", &World::startHost, 20},
+    {"a browser asks", &World::ask, 100},
+    {"all browsers ask", &World::askAll, 20},
+    {"a browser writes some bytes", &World::writePart, 20},
+    {"a browser ends the input", &World::closeInput, 4},
+    {"a browser quits", &World::closeBrowser, 4},
+    {"a host is killed", &World::killHost, 10},
+    {"a host will be killed at a call", &World::killHostLater, 10},
+    {"a host's call will fail", &World::failHost, 10},
+    {"a host is stopped", &World::stopHost, 4},
+    {"a browser reads slowly, or fast again", &World::slowDown, 4},
+    {"somebody starts the application", &World::startApplication, 20},
+    {"somebody quits the application", &World::quitApplication, 4},
+    {"the application is killed", &World::killApplication, 4},
+    {"the application will be killed at a call", &World::killApplicationLater, 4},
+    {"a call of the application will fail", &World::failApplication, 4},
+    {"the application is stopped", &World::stopApplication, 4},
+    {"somebody changes the state", &World::changeState, 20},
+    {"the application announces its state", &World::announceAgain, 10},
+    {"the log level changes", &World::changeLogLevel, 4},
+    {"the request file is full", &World::fillRequests, 1},
+    {"a reply comes twice", &World::repeatReply, 4},
+    {"a notification comes twice", &World::repeatNotification, 10},
+    {"an exchange file is cut", &World::cutFile, 2},
+    {"the wall clock is set", &World::moveWallClock, 4},
+    {"the machine sleeps", &World::leap, 4},
+    {"time passes", &World::letTimePass, 60},
+};
+
+std::vector<std::string> World::actionNames() {
+  std::vector<std::string> names;
+  for (const Action& action : actions) names.emplace_back(action.name);
+  return names;
+}
+
+Browser* World::browserWithHost() {
+  Browser& browser = *choices_.of(browsers_);
+  return browser.hasHost() && browser.isOpen() ? &browser : nullptr;
+}
+
+void World::startHost() {
+  Browser& browser = *choices_.of(browsers_);
+  if (!browser.hasHost()) browser.start();
+}
+
+void World::ask() {
+  if (Browser* const browser = browserWithHost()) return browser->ask();
+  startHost();
+}
+
+void World::askAll() {
+  for (const auto& browser : browsers_) {
+    if (!browser->hasHost() || !browser->isOpen()) continue;
+    for (auto left = choices_.between(1, 4); left > 0; --left) browser->ask();
+  }
+}
+
+void World::writePart() {
+  if (Browser* const browser = browserWithHost()) browser->write(false);
+}
+
+void World::closeInput() {
+  if (Browser* const browser = browserWithHost()) browser->close(false);
+}
+
+void World::closeBrowser() {
+  if (Browser* const browser = browserWithHost()) browser->close(true);
+}
+
+void World::killHost() {
+  if (Browser* const browser = browserWithHost()) kernel_.kill(*browser->life()->process);
+}
+
+void World::killHostLater() {
+  Browser* const browser = browserWithHost();
+  if (browser == nullptr) return;
+  Process& process = *browser->life()->process;
+  process.diesAt = process.calls + 1 + choices_.below(mostCallsAhead);
+}
+
+void World::failHost() {
+  Browser* const browser = browserWithHost();
+  if (browser == nullptr) return;
+  Process& process = *browser->life()->process;
+  process.failsFrom = process.calls + 1 + choices_.below(mostCallsAhead);
+}
+
+void World::stopHost() {
+  if (Browser* const browser = browserWithHost()) stop(*browser->life()->process);
+}
+
+/// SIGSTOP, and after a while SIGCONT.
+void World::stop(Process& process) {
+  if (process.isStopped) return;
+  situation_.disturb("stops");
+  process.isStopped = true;
+  HostLife* const life = lifeOf(process);
+  if (life != nullptr) life->hasStopped();
+  const auto found = kernel_.find(process.id);
+  const auto pause = milliseconds(choices_.between(1, 1 + choices_.between(0, 8000)));
+  plans_.emplace(kernel_.now() + pause, [this, found] {
+    found->isStopped = false;
+    if (HostLife* const stopped = lifeOf(*found)) stopped->continues();
+    situation_.disturb("continues");
+  });
+}
+
+void World::slowDown() {
+  Browser& browser = *choices_.of(browsers_);
+  browser.setSlow(!browser.isSlow());
+}
+
+void World::startApplication() {
+  if (application_.processes().size() < 3) application_.start();
+}
+
+void World::quitApplication() {
+  application_.quit();
+}
+
+void World::killApplication() {
+  if (const auto process = application_.process()) kernel_.kill(*process);
+}
+
+void World::killApplicationLater() {
+  if (const auto process = application_.process())
+    process->diesAt = process->calls + 1 + choices_.below(mostCallsAhead);
+}
+
+void World::failApplication() {
+  if (const auto process = application_.process())
+    process->failsFrom = process->calls + 1 + choices_.below(mostCallsAhead);
+}
+
+void World::stopApplication() {
+  if (const auto process = application_.process()) stop(*process);
+}
+
+void World::changeState() {
+  application_.command(choices_.oneIn(2) ? "protection on" : "protection off");
+}
+
+void World::announceAgain() {
+  application_.command("announce");
+}
+
+void World::changeLogLevel() {
+  application_.command("level " + std::to_string(1 + choices_.below(15)));
+}
+
+void World::fillRequests() {
+  const Node file = kernel_.files().at(Container::requests());
+  if (!file || file->lock != nullptr || application_.process()) return;
+  situation_.disturb("full files");
+  file->bytes = fullFile();
+  situation_.lastFull = kernel_.now();
+}
+
+void World::repeatReply() {
+  const Node file = kernel_.files().at(Container::path() + "/Data/" + lastReplyFile_);
+  if (!file || file->lock != nullptr || lastReply_.empty()) return;
+  for (const auto& browser : browsers_) {
+    if (!browser->hasHost() || browser->life()->responses() != lastReplyFile_) continue;
+    situation_.disturb("replies repeated");
+    browser->life()->isStrict = false;
+    file->bytes += choices_.oneIn(2) ? lastReply_ : otherReply_;
+  }
+}
+
+void World::repeatNotification() {
+  Browser* const browser = browserWithHost();
+  if (browser == nullptr) return;
+  Socket* const socket = kernel_.socketOf(browser->life()->process->id);
+  if (socket == nullptr || socket->unread.size() >= Socket::mostUnread) return;
+  std::string name = std::string(Configuration::MainAppBundleIdentifier) + ".DARWIN_NOTIFICATION.";
+  constexpr std::string_view responses = "ExchangeResponseContainer.";
+  const std::string& file = browser->life()->responses();
+  if (choices_.oneIn(2) || file.empty()) {
+    name += "appState";
+  } else {
+    situation_.disturb("notifications of no reply");
+    browser->life()->isStrict = false;
+    name += "exchange." + file.substr(responses.size(), file.rfind('.') - responses.size());
+  }
+  situation_.report.count("notifications repeated");
+  socket->unread.push_back(name);
+}
+
+/// As a process leaves it that dies in the midst of writing.
+void World::cutFile() {
+  const bool isRequest = lastReplyFile_.empty() || choices_.oneIn(2);
+  const Node file = kernel_.files().at(isRequest ? Container::requests()
+                                                 : Container::path() + "/Data/" + lastReplyFile_);
+  if (!file || file->lock != nullptr || file->bytes.empty()) return;
+  situation_.disturb("files cut");
+  spoiled_.insert(file->number);
+  file->bytes.resize(choices_.below(file->bytes.size()));
+  for (const auto& browser : browsers_)
+    if (browser->hasHost()) browser->life()->isStrict = false;
+}
+
+void World::moveWallClock() {
+  const auto by = seconds(choices_.between(-100'000, 100'000));
+  hasClockGoneBack_ = hasClockGoneBack_ || by.count() < 0;
+  situation_.report.count("clock settings");
+  kernel_.moveWallClock(by);
+}
+
+void World::leap() {
+  const auto by = milliseconds(choices_.between(1, 10'000));
+  situation_.disturb("sleeps of the machine");
+  for (const auto& browser : browsers_)
+    if (browser->hasHost()) browser->life()->leapt(by);
+  kernel_.advanceTo(kernel_.now() + by);
+}
+
+void World::letTimePass() {
+  const auto pause = milliseconds(choices_.between(1, 1 + choices_.between(0, 20'000)));
+  runFor(pause);
+}
+
+}  // namespace corvane::Simulation

@@ -1,0 +1,42 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+namespace corvane::Simulation {
+
+/// All that is random in a run: the same seed gives the same run. SplitMix64
+/// (https://prng.di.unimi.it/splitmix64.c), which any seed suits.
+class Choices {
+ public:
+  explicit Choices(std::uint64_t seed) : state_(seed) {}
+
+  std::uint64_t next() {
+    std::uint64_t z = (state_ += 0x9E3779B97F4A7C15U);
+    z = (z ^ z >> 30) * 0xBF58476D1CE4E5B9U;
+    z = (z ^ z >> 27) * 0x94D049BB133111EBU;
+    return z ^ z >> 31;
+  }
+
+  /// 0 to `count` - 1; `count` is above 0.
+  std::uint64_t below(std::uint64_t count) { return next() % count; }
+
+  /// `least` to `most`, both included.
+  std::int64_t between(std::int64_t least, std::int64_t most) {
+    return least + static_cast<std::int64_t>(below(static_cast<std::uint64_t>(most - least) + 1));
+  }
+
+  /// True once in `count` times; never for 0.
+  bool oneIn(std::uint64_t count) { return count != 0 && below(count) == 0; }
+
+  /// One of the elements of `list`, which is not empty.
+  template <class List>
+  auto& of(List& list) {
+    return list[static_cast<std::size_t>(below(list.size()))];
+  }
+
+ private:
+  std::uint64_t state_;
+};
+
+}  // namespace corvane::Simulation

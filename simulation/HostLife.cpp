@@ -1,0 +1,97 @@
+#include "simulation/HostLife.h"
+
+#include <utility>
+
+#include "Base/TimeLimits.h"
+
+namespace corvane::Simulation {
+namespace {
+
+using std::chrono::milliseconds;
+
+/// What limits may be exceeded by: other processes run, too, and calls take time.
+constexpr milliseconds tolerance{100};
+
+constexpr std::string_view responseBegins = "ExchangeResponseContainer.";
+
+/// More descriptors than a host ever needs.
+constexpr std::size_t mostDescriptors = 24;
+
+}  // namespace
+
+HostLife::HostLife(Situation& situation, std::shared_ptr<Process> process)
+    : process(std::move(process)), situation_(situation), lastProgress_(mark()) {}
+
+void HostLife::opens(const std::string& name) {
+  if (!name.starts_with(responseBegins)) return;
+  if (responses_.empty()) responses_ = name;
+  if (name != responses_) situation_.violate(process->name + " opens another host's " + name);
+  if (exchange_ != Exchange::waits) return;
+  exchange_ = Exchange::takes;
+  const auto waited = elapsed(began_);
+  if (waited > TimeLimits::reply + tolerance)
+    situation_.violate(process->name + " waits for a reply beyond the limit");
+  if (!isReplyHeard_ && situation_.kernel.now() - began_.at < TimeLimits::reply)
+    situation_.violate(process->name + " gives a request up before the limit");
+  if (isReplyHeard_ && changesState_) mustHearSince_ = situation_.kernel.now();
+  if (!std::exchange(isReplyHeard_, false)) {
+    if (isStrict && situation_.isCalmSince(began_.at))
+      situation_.violate(process->name + " hears of no reply");
+    isStrict = false;  // it may take what comes too late for the answer to another request
+  }
+  progresses();
+}
+
+void HostLife::reads(const Inode& file) {
+  if (file.name.starts_with("Exchange") && file.name != responses_)
+    situation_.violate(process->name + " reads " + file.name);
+}
+
+void HostLife::appended(std::string_view record) {
+  situation_.report.count("exchanges");
+  if (mustHearSince_ && isStrict &&
+      situation_.kernel.now() - *mustHearSince_ < TimeLimits::appState)
+    situation_.violate(process->name + " asks before the state is announced");
+  mustHearSince_.reset();
+  const auto holds = [record](const char* name) {
+    return record.find(name) != std::string_view::npos;
+  };
+  changesState_ = holds("setProtectionStatus") || holds("setHttpsFilteringStatus") ||
+                  holds("removeCustomRules");
+  if (exchange_ == Exchange::waits)
+    situation_.violate(process->name + " appends a request while another one waits");
+  exchange_ = Exchange::waits;
+  progresses();
+  began_ = mark();
+}
+
+void HostLife::receives(std::string_view text) {
+  if (text.find(".exchange.") != std::string_view::npos) isReplyHeard_ = true;
+  if (!text.ends_with(".appState")) return;
+  ++announced;
+  mustHearSince_.reset();
+  if (!isCommandPending && !wasOverlapped && !inputEnded_) ++mustPush;
+  progresses();
+}
+
+void HostLife::ended() {
+  if (process->leftOpen > mostDescriptors)
+    situation_.violate(process->name + " leaves descriptors open");
+  if (inputEnded_ && !process->wasKilled &&
+      elapsed(*inputEnded_) > TimeLimits::runLoopSlice + 3 * tolerance)
+    situation_.violate(process->name + " leaves too late");
+}
+
+void HostLife::continues() {
+  excused_ += situation_.kernel.now() - *std::exchange(stoppedSince_, std::nullopt);
+}
+
+void HostLife::check(bool isWaiting) {
+  if (process->hasEnded || process->isStopped) return;
+  if (inputEnded_ && elapsed(*inputEnded_) > TimeLimits::runLoopSlice + 3 * tolerance)
+    situation_.violate(process->name + " does not leave");
+  if (isWaiting && !inputEnded_ && elapsed(lastProgress_) > TimeLimits::appState + tolerance)
+    situation_.violate(process->name + " waits beyond all limits");
+}
+
+}  // namespace corvane::Simulation

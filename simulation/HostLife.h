@@ -1,0 +1,85 @@
+#pragma once
+
+#include <chrono>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "simulation/Situation.h"
+#include "simulation/System/Kernel.h"
+
+namespace corvane::Simulation {
+
+/// One host from its start to its end, and whether it keeps its promises about files, notifications
+/// and time.
+class HostLife {
+ public:
+  HostLife(Situation& situation, std::shared_ptr<Process> process);
+
+  const std::shared_ptr<Process> process;
+
+  // What the process does, from a Watcher.
+  void opens(const std::string& name);
+  void reads(const Inode& file);
+  void appended(std::string_view record);
+  void receives(std::string_view text);
+  void ended();
+
+  void hasStopped() { stoppedSince_ = situation_.kernel.now(); }
+  void continues();
+  /// The clock was moved on by so much while nothing ran.
+  void leapt(std::chrono::nanoseconds by) { excused_ += by; }
+
+  /// Something that the host was waiting for has come about.
+  void progresses() { lastProgress_ = mark(); }
+  /// Complains if the host has waited for longer than any limit allows; `isWaiting`: it has a
+  /// request to answer.
+  void check(bool isWaiting);
+
+  /// Input has ended.
+  void inputEnds() { inputEnded_ = mark(); }
+
+  /// Whether replies are exactly as they should be: nothing has come too late, and nothing was done
+  /// to this host in particular.
+  bool isStrict = true;
+  bool hasFailed = false;  // one of its calls has
+
+  // Announcements of the state.
+  std::uint64_t announced = 0;    // received
+  std::uint64_t expected = 0;     // made in calm, while this host listened
+  std::uint64_t mustPush = 0;     // of those received, the ones that no command waits for
+  bool isCommandPending = false;  // one that changes the state, or may start the application
+  bool wasOverlapped = false;     // two of those at a time: pushes may have ended for good
+  bool isListening = false;       // when the application went on last
+
+  /// The name of the file with its replies; empty until it has looked for one.
+  [[nodiscard]] const std::string& responses() const { return responses_; }
+
+ private:
+  enum class Exchange { none, waits, takes };
+
+  /// A point in time, and for how long the host had been kept from running by then.
+  struct Mark {
+    Time at;
+    std::chrono::nanoseconds excused;
+  };
+  [[nodiscard]] Mark mark() const { return {situation_.kernel.now(), excused_}; }
+  /// How long the host had to act since `since`.
+  [[nodiscard]] std::chrono::nanoseconds elapsed(const Mark& since) const {
+    return situation_.kernel.now() - since.at - (excused_ - since.excused);
+  }
+
+  Situation& situation_;
+  std::string responses_;
+  Exchange exchange_ = Exchange::none;
+  bool isReplyHeard_ = false;
+  bool changesState_ = false;          // the request under way
+  std::optional<Time> mustHearSince_;  // nothing is asked before the state is announced
+  std::chrono::nanoseconds excused_{0};
+  std::optional<Time> stoppedSince_;
+  Mark began_{};
+  Mark lastProgress_{};
+  std::optional<Mark> inputEnded_;
+};
+
+}  // namespace corvane::Simulation

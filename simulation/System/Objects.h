@@ -1,0 +1,99 @@
+#pragma once
+
+#include <sys/stat.h>
+
+#include <cstdint>
+#include <ctime>
+#include <deque>
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+/// What the simulated system is made of. Files and directories are here until nobody has them open
+/// and no directory names them, as everywhere.
+namespace corvane::Simulation {
+
+struct OpenFile;
+
+/// A datagram socket of which others may send to.
+struct Socket {
+  /// unix_dgram_qlen: Linux refuses more when so many are unread (unix(7)).
+  static constexpr std::size_t mostUnread = 11;
+
+  std::deque<std::string> unread;
+  pid_t owner = 0;
+  bool isClosed = false;
+};
+
+/// What one end writes the other reads (pipe(7)).
+struct Pipe {
+  std::size_t capacity = 65536;
+
+  std::string bytes;
+  int readers = 0;
+  int writers = 0;
+  std::function<void(std::string_view)> written;  // who listens in
+};
+
+struct Inode {
+  enum class Kind { file, folder, socket };
+
+  Kind kind = Kind::file;
+  ino_t number = 0;
+  mode_t mode = 0;
+  nlink_t links = 0;
+  std::timespec modified = {};
+  std::timespec changed = {};
+  std::string name;                                       // the one it was made under
+  std::string bytes;                                      // of a file
+  std::map<std::string, std::shared_ptr<Inode>> entries;  // of a directory
+  std::shared_ptr<Socket> socket;
+
+  // Who has them locked.
+  const OpenFile* lock = nullptr;        // flock(2), exclusive
+  const OpenFile* recordLock = nullptr;  // fcntl(2), F_OFD_SETLK, exclusive
+};
+
+using Node = std::shared_ptr<Inode>;
+
+/// An open file description: what descriptors refer to. Its end gives back its locks.
+struct OpenFile {
+  enum class Kind { node, place, reader, writer, socket, epoll, event, process, null };
+
+  explicit OpenFile(Kind kind, int flags = 0) : kind(kind), flags(flags) {}
+  OpenFile(const OpenFile&) = delete;
+  OpenFile& operator=(const OpenFile&) = delete;
+  ~OpenFile() {
+    if (node && node->lock == this) node->lock = nullptr;
+    if (node && node->recordLock == this) node->recordLock = nullptr;
+    if (kind == Kind::reader) --pipe->readers;
+    if (kind == Kind::writer) --pipe->writers;
+    if (kind == Kind::socket) {
+      socket->isClosed = true;
+      socket->unread.clear();
+    }
+  }
+
+  struct Watch {
+    std::uint32_t events;
+    std::uint64_t data;
+    std::weak_ptr<OpenFile> file;
+  };
+
+  const Kind kind;
+  int flags;
+  Node node;                         // a file, a directory, or what an O_PATH descriptor names
+  off_t offset = 0;                  // in a file, or in `listing`
+  std::vector<std::string> listing;  // the directory when it was listed
+  std::shared_ptr<Pipe> pipe;
+  std::shared_ptr<Socket> socket;
+  std::shared_ptr<Socket> peer;  // of a socket that is connected
+  std::map<int, Watch> watches;  // epoll, by descriptor
+  std::uint64_t eventCount = 0;  // eventfd
+  pid_t process = 0;             // pidfd
+};
+
+}  // namespace corvane::Simulation

@@ -1,0 +1,139 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <set>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "simulation/ApplicationActor.h"
+#include "simulation/Browser.h"
+#include "simulation/Report.h"
+#include "simulation/Situation.h"
+#include "simulation/System/Calls.h"
+#include "simulation/System/Kernel.h"
+
+namespace corvane::Simulation {
+
+/// What one run is to be.
+struct Plan {
+  std::uint64_t seed = 0;
+  std::uint64_t mostActions = UINT64_MAX;      // then everything comes to rest
+  std::set<std::string> without;               // actions that are left out
+  std::function<void(std::string_view)> tell;  // each step as a line, if set
+};
+
+struct Outcome {
+  Report report;
+  std::string violation;  // empty if all promises were kept
+  std::uint64_t actions = 0;
+  std::uint64_t digest = 0;  // equal for equal runs
+};
+
+/// One run: some browsers, their hosts, the main application and a container, from the first start
+/// until everything has come to rest and left.
+class World final : Watcher {
+ public:
+  explicit World(const Plan& plan);
+  ~World() override;
+  World(const World&) = delete;
+  World& operator=(const World&) = delete;
+
+  Outcome run();
+
+  /// What may happen in a run.
+  static std::vector<std::string> actionNames();
+
+ private:
+  /// Something that people, the system or bad luck do.
+  struct Action {
+    const char* name;
+    void (World::*perform)();
+    std::uint64_t mostWeight;
+  };
+  static const std::vector<Action> actions;
+
+  void act();
+  void advance(Time limit);
+  void runFor(std::chrono::nanoseconds time);
+  bool runUntil(const std::function<bool()>& isReached, std::chrono::nanoseconds limit);
+  void lookAround();
+  void settle();
+  void comeToRest();
+  void leave();
+  void checkThatEndIsNoticed();
+  void quitApplications();
+  void cleanUp();
+
+  void startHost();
+  void ask();
+  void askAll();
+  void writePart();
+  void closeInput();
+  void closeBrowser();
+  void killHost();
+  void killHostLater();
+  void failHost();
+  void stopHost();
+  void slowDown();
+  void startApplication();
+  void quitApplication();
+  void killApplication();
+  void killApplicationLater();
+  void failApplication();
+  void stopApplication();
+  void changeState();
+  void announceAgain();
+  void changeLogLevel();
+  void fillRequests();
+  void repeatReply();
+  void repeatNotification();
+  void cutFile();
+  void moveWallClock();
+  void leap();
+  void letTimePass();
+
+  Browser* browserWithHost();
+  void stop(Process& process);
+  void tell(const std::string& line) const;
+  [[nodiscard]] HostLife* lifeOf(const Process& process) const;
+  [[nodiscard]] bool isTroubled() const;
+
+  void resumes(Process& process) override;
+  void opens(Process& process, const std::string& name) override;
+  void reads(Process& process, const Inode& file) override;
+  void writes(Process& process, const Inode& file, std::string_view bytes, bool isCut) override;
+  void unlocks(Process& process, const Inode& file) override;
+  void sends(Process& process, const Socket& to, std::string_view text) override;
+  void receives(Process& process, std::string_view text) override;
+  void launches(Process& process, std::shared_ptr<OpenFile> report) override;
+  void fails(Process& process, std::string_view call) override;
+  void ends(Process& process) override;
+
+  const Plan plan_;
+  Choices choices_;
+  Outcome outcome_;
+  Kernel kernel_;
+  Situation situation_;
+  Calls calls_{kernel_};
+  LinuxOnlyCalls linuxCalls_{kernel_};
+  const Platform::SystemCalls::Replacement callsInUse_{calls_};
+  const Platform::LinuxCalls::Replacement linuxCallsInUse_{linuxCalls_};
+  ApplicationActor application_;
+  std::vector<std::unique_ptr<Browser>> browsers_;
+  std::multimap<Time, std::function<void()>> plans_;  // what happens at its time
+  std::vector<std::uint64_t> weights_;                // of the actions
+  std::uint64_t allWeights_ = 0;
+  std::set<ino_t> spoiled_;  // exchange files with half a record
+  std::string lastReply_;    // the bytes of a reply, and in which file they lay
+  std::string lastReplyFile_;
+  std::string otherReply_;  // one from another file
+  bool hasClockGoneBack_ = false;
+  bool isAtRest_ = false;  // nothing is done any more but what comes of itself
+};
+
+}  // namespace corvane::Simulation

@@ -1,0 +1,123 @@
+#include <CLI/CLI.hpp>
+#include <chrono>
+#include <cstdint>
+#include <cstdio>
+#include <fstream>
+#include <iostream>
+#include <memory>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "VCommons/Logging/DDLog.h"
+#include "VCommons/VCLLogger.h"
+#include "VCommons/VCommonsKit/VCLog.h"
+#include "simulation/Runs.h"
+#include "simulation/System/Replaced.h"
+
+namespace corvane::Simulation {
+namespace {
+
+/// Puts what hosts log between the steps.
+class StepLogger final : public DDLogger {
+ public:
+  void log(const DDLogMessage& message) override {
+    if (runningKernel != nullptr && runningKernel->trace)
+      runningKernel->trace("log: " + message.message);
+  }
+};
+
+/// How the same run can be made again.
+std::string commandFor(const Plan& plan) {
+  std::string command = "scripts/simulate --seed " + std::to_string(plan.seed);
+  if (plan.mostActions != UINT64_MAX) command += " --actions " + std::to_string(plan.mostActions);
+  for (const std::string& action : plan.without) command += " --without '" + action + "'";
+  return command;
+}
+
+/// Makes the run again and prints each step, with the hosts' log at debug level.
+int runAloud(Plan plan, bool onlyActions) {
+  if (!onlyActions) {
+    (void)VCLLogger::singleton();  // sets the level
+    ddLogLevel = static_cast<std::uint64_t>(DDLogLevel::debug);
+    asyncLoggingEnabled = false;
+    DDLog::shared().addLogger(std::make_shared<StepLogger>());
+  }
+  plan.tell = [onlyActions](std::string_view line) {
+    if (!onlyActions || line.find(" : ") != std::string_view::npos) std::cout << line << '\n';
+  };
+  const Outcome outcome = runHere(plan);
+  std::cout << outcome.actions << " actions, digest " << outcome.digest << '\n'
+            << (outcome.violation.empty() ? "no violation" : "violation: " + outcome.violation)
+            << '\n';
+  return outcome.violation.empty() ? 0 : 1;
+}
+
+void print(const Report& report, double seconds) {
+  std::printf("%llu runs in %.1f s, %.0f a second; %.1f simulated hours, %llu calls\n",
+              static_cast<unsigned long long>(report.runs), seconds,
+              static_cast<double>(report.runs) / seconds,
+              std::chrono::duration<double, std::ratio<3600>>(report.simulated).count(),
+              static_cast<unsigned long long>(report.calls));
+  for (const auto& [what, times] : report.counts)
+    std::printf("%12llu %s\n", static_cast<unsigned long long>(times), what.c_str());
+}
+
+bool explain(const Plan& plan, const Outcome& outcome) {
+  std::cout << "seed " << plan.seed << ": " << outcome.violation << std::endl;
+  const Plan fewer = shortened(plan);
+  std::cout << "again: " << commandFor(fewer) << std::endl;
+  return false;
+}
+
+int run(int count, char** arguments) {
+  CLI::App app(
+      "Runs hosts, browsers and the main application on virtual time, in an order that a "
+      "seed decides, and checks that they keep their promises.");
+  double seconds = 10;
+  std::uint64_t first = std::random_device()();
+  std::uint64_t runs = 0;
+  std::string seeds;
+  Plan plan;
+  std::vector<std::string> without;
+  bool onlyActions = false;
+  bool goesOn = false;
+  app.add_option("SECONDS", seconds, "How long to try new seeds");
+  auto* const seed = app.add_option("--seed", plan.seed, "Make the run of this seed, aloud");
+  app.add_option("--actions", plan.mostActions, "With --seed: only the first so many actions");
+  app.add_option("--without", without, "With --seed: leave out actions of this name");
+  app.add_flag("--brief", onlyActions, "With --seed: print the actions only");
+  app.add_option("--from", first, "The first seed; random otherwise");
+  app.add_option("--runs", runs, "At most so many runs");
+  app.add_option("--seeds", seeds, "A file with seeds to run first, one a line");
+  app.add_flag("--all", goesOn, "Go on after a violation, and print only the seeds");
+  CLI11_PARSE(app, count, arguments);
+  plan.without = {without.begin(), without.end()};
+  if (seed->count() > 0) return runAloud(plan, onlyActions);
+
+  int violations = 0;
+  const auto failed = [&](const Plan& broken, const Outcome& outcome) {
+    ++violations;
+    if (!goesOn) return explain(broken, outcome);
+    std::cout << "seed " << broken.seed << ": " << outcome.violation << std::endl;
+    return true;
+  };
+  std::ifstream list(seeds);
+  for (std::string line; std::getline(list, line);) {
+    plan.seed = std::stoull(line);
+    const Outcome outcome = runApart(plan);
+    if (!outcome.violation.empty()) failed(plan, outcome);
+  }
+  const auto start = std::chrono::steady_clock::now();
+  std::cout << "seeds from " << first << " on" << std::endl;
+  const Report report = runMany(first, seconds, runs, failed);
+  print(report, std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
+  return violations == 0 ? 0 : 1;
+}
+
+}  // namespace
+}  // namespace corvane::Simulation
+
+int main(int count, char** arguments) {
+  return corvane::Simulation::run(count, arguments);
+}
