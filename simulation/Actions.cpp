@@ -36,7 +36,7 @@ const std::vector<World::Action> World::actions = {
     {"a browser quits", &World::closeBrowser, 4},
     {"a host is killed", &World::killHost, 10},
     {"a host will be killed at a call", &World::killHostLater, 10},
-    {"a host's call will fail", &World::failHost, 10},
+    {"a call of a host will fail", &World::failHost, 10},
     {"a host is stopped", &World::stopHost, 4},
     {"a browser reads slowly, or fast again", &World::slowDown, 4},
     {"somebody starts the application", &World::startApplication, 20},

@@ -49,7 +49,7 @@ void HostLife::reads(const Inode& file) {
 
 void HostLife::appended(std::string_view record) {
   situation_.report.count("exchanges");
-  if (mustHearSince_ && isStrict &&
+  if (mustHearSince_ && lastAnnounced_ < replyHeard_ && isStrict &&
       situation_.kernel.now() - *mustHearSince_ < TimeLimits::appState)
     situation_.violate(process->name + " asks before the state is announced");
   mustHearSince_.reset();
@@ -66,10 +66,13 @@ void HostLife::appended(std::string_view record) {
 }
 
 void HostLife::receives(std::string_view text) {
-  if (text.find(".exchange.") != std::string_view::npos) isReplyHeard_ = true;
+  if (text.find(".exchange.") != std::string_view::npos) {
+    isReplyHeard_ = true;
+    replyHeard_ = situation_.kernel.now();
+  }
   if (!text.ends_with(".appState")) return;
   ++announced;
-  mustHearSince_.reset();
+  lastAnnounced_ = situation_.kernel.now();
   if (!isCommandPending && !wasOverlapped && !inputEnded_) ++mustPush;
   progresses();
 }

@@ -73,6 +73,8 @@ class HostLife {
   std::string responses_;
   Exchange exchange_ = Exchange::none;
   bool isReplyHeard_ = false;
+  Time replyHeard_;                    // when it was
+  Time lastAnnounced_;                 // when an announcement was last received
   bool changesState_ = false;          // the request under way
   std::optional<Time> mustHearSince_;  // nothing is asked before the state is announced
   std::chrono::nanoseconds excused_{0};

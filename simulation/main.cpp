@@ -12,6 +12,7 @@
 #include "VCommons/Logging/DDLog.h"
 #include "VCommons/VCLLogger.h"
 #include "VCommons/VCommonsKit/VCLog.h"
+#include "simulation/Comparison.h"
 #include "simulation/Runs.h"
 #include "simulation/System/Replaced.h"
 
@@ -92,6 +93,9 @@ int run(int count, char** arguments) {
   app.add_option("--seeds", seeds, "A file with seeds to run first, one a line");
   app.add_flag("--all", goesOn, "Go on after a violation, and print only the seeds");
   CLI11_PARSE(app, count, arguments);
+  const auto differing = differences();
+  for (const std::string& line : differing) std::cout << line << '\n';
+  if (!differing.empty()) return 1;
   plan.without = {without.begin(), without.end()};
   if (seed->count() > 0) return runAloud(plan, onlyActions);
 

@@ -60,20 +60,21 @@ class Watcher {
  public:
   virtual ~Watcher() = default;
   /// A process is about to go on.
-  virtual void resumes(Process& process) = 0;
+  virtual void resumes(Process& /*process*/) {}
   /// `name` is the last part of a path that was to be opened, there or not.
-  virtual void opens(Process& process, const std::string& name) = 0;
-  virtual void reads(Process& process, const Inode& file) = 0;
+  virtual void opens(Process& /*process*/, const std::string& /*name*/) {}
+  virtual void reads(Process& /*process*/, const Inode& /*file*/) {}
   /// Before `bytes` are written into a file. `isCut`: the process dies before all are written.
-  virtual void writes(Process& process, const Inode& file, std::string_view bytes, bool isCut) = 0;
-  virtual void unlocks(Process& process, const Inode& file) = 0;
-  virtual void sends(Process& process, const Socket& to, std::string_view text) = 0;
-  virtual void receives(Process& process, std::string_view text) = 0;
+  virtual void writes(Process& /*process*/, const Inode& /*file*/, std::string_view /*bytes*/,
+                      bool /*isCut*/) {}
+  virtual void unlocks(Process& /*process*/, const Inode& /*file*/) {}
+  virtual void sends(Process& /*process*/, const Socket& /*to*/, std::string_view /*text*/) {}
+  virtual void receives(Process& /*process*/, std::string_view /*text*/) {}
   /// A process that has forked to start a program; what is written to `report` is the errno of a
   /// start that failed, and that it is closed says that the program runs.
-  virtual void launches(Process& process, std::shared_ptr<OpenFile> report) = 0;
-  virtual void fails(Process& process, std::string_view call) = 0;
-  virtual void ends(Process& process) = 0;
+  virtual void launches(Process& /*process*/, std::shared_ptr<OpenFile> /*report*/) {}
+  virtual void fails(Process& /*process*/, std::string_view /*call*/) {}
+  virtual void ends(Process& /*process*/) {}
 };
 
 /// The simulated system: processes, their threads, time. What processes ask of it comes through

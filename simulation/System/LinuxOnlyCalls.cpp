@@ -83,6 +83,7 @@ ssize_t LinuxOnlyCalls::getdents(int folder, void* entries, std::size_t count) {
   if (const int error = kernel_.enter("getdents", "", {EIO, ENOMEM})) return failed(error);
   OpenFile* const file = fileOf(folder).get();
   if (file == nullptr || !file->node) return failed(EBADF);
+  if (file->node->links == 0) return failed(ENOENT);
   if (file->offset == 0)
     for (const auto& [name, node] : file->node->entries) file->listing.push_back(name);
   std::size_t filled = 0;
