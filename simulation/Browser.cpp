@@ -349,6 +349,8 @@ void Browser::checkAtRest(bool mustKnow) {
   if (pushes_ < life_->mustPush && situation_.lastFull == Time::min())
     complain("pushes " + std::to_string(pushes_) + " times after " +
              std::to_string(life_->mustPush) + " announcements");
+  if (pushes_ > life_->announced + life_->applicationEnds)
+    complain("pushes more than there is to tell");
   const Node responses =
       situation_.kernel.files().at(Container::path() + "/Data/" + life_->responses());
   if (responses && responses->kind == Inode::Kind::file && !responses->bytes.empty())

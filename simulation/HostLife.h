@@ -45,7 +45,8 @@ class HostLife {
   bool hasFailed = false;  // one of its calls has
 
   // Announcements of the state.
-  std::uint64_t announced = 0;    // received
+  std::uint64_t announced = 0;  // received
+  std::uint64_t applicationEnds = 0;
   std::uint64_t expected = 0;     // made in calm, while this host listened
   std::uint64_t mustPush = 0;     // of those received, the ones that no command waits for
   bool isCommandPending = false;  // one that changes the state, or may start the application

@@ -28,6 +28,7 @@ World::World(const Plan& plan)
   runningKernel = &kernel_;
   situation_.isTroubled = [this] { return isTroubled(); };
   if (plan_.tell) kernel_.trace = [this](std::string_view line) { tell(std::string(line)); };
+  kernel_.reorders = choices_.oneIn(4);
   Container::install(kernel_.files());
   const auto count = 1 + choices_.below(1 + choices_.below(8));
   for (std::uint64_t i = 1; i <= count; ++i)
@@ -270,6 +271,10 @@ void World::sends(Process& /*process*/, const Socket& /*to*/, std::string_view /
   outcome_.report.count("notifications");
 }
 
+void World::refuses(Process& /*process*/) {
+  outcome_.report.count("notifications refused by a full queue");
+}
+
 void World::receives(Process& process, std::string_view text) {
   if (HostLife* const life = lifeOf(process)) life->receives(text);
 }
@@ -297,7 +302,11 @@ void World::fails(Process& process, std::string_view call) {
 
 void World::ends(Process& process) {
   HostLife* const life = lifeOf(process);
-  if (life == nullptr) return application_.ended(process);
+  if (life == nullptr) {
+    for (const auto& browser : browsers_)
+      if (browser->hasHost()) ++browser->life()->applicationEnds;
+    return application_.ended(process);
+  }
   if (process.wasKilled) outcome_.report.count("deaths of hosts");
   if (!process.stopReason.empty()) outcome_.report.count("hard stops");
   const bool isClean = process.wasKilled || !process.stopReason.empty() || life->hasFailed;

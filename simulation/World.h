@@ -109,6 +109,7 @@ class World final : Watcher {
   void writes(Process& process, const Inode& file, std::string_view bytes, bool isCut) override;
   void unlocks(Process& process, const Inode& file) override;
   void sends(Process& process, const Socket& to, std::string_view text) override;
+  void refuses(Process& process) override;
   void receives(Process& process, std::string_view text) override;
   void launches(Process& process, std::shared_ptr<OpenFile> report) override;
   void fails(Process& process, std::string_view call) override;

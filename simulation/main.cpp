@@ -1,4 +1,8 @@
+#include <sys/wait.h>
+#include <unistd.h>
+
 #include <CLI/CLI.hpp>
+
 #include <chrono>
 #include <cstdint>
 #include <cstdio>
@@ -68,6 +72,9 @@ bool explain(const Plan& plan, const Outcome& outcome) {
   std::cout << "seed " << plan.seed << ": " << outcome.violation << std::endl;
   const Plan fewer = shortened(plan);
   std::cout << "again: " << commandFor(fewer) << std::endl;
+  const pid_t child = ::fork();  // it may crash
+  if (child == 0) std::exit(runAloud(fewer, true));
+  ::waitpid(child, nullptr, 0);
   return false;
 }
 

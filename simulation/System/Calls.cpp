@@ -507,7 +507,10 @@ ssize_t Calls::send(int socket, const void* bytes, std::size_t count, int /*flag
     file->peer.reset();
     return failed(ECONNREFUSED);
   }
-  if (file->peer->unread.size() >= Socket::mostUnread) return failed(EAGAIN);
+  if (file->peer->unread.size() >= Socket::mostUnread) {
+    kernel_.watcher().refuses(kernel_.current());
+    return failed(EAGAIN);
+  }
   file->peer->unread.emplace_back(text);
   kernel_.watcher().sends(kernel_.current(), *file->peer, text);
   return static_cast<ssize_t>(count);
@@ -519,8 +522,13 @@ ssize_t Calls::recv(int socket, void* bytes, std::size_t count, int /*flags*/) {
   if (!file || file->kind != Kind::socket) return failed(EBADF);
   auto& unread = file->socket->unread;
   if (unread.empty()) return failed(EAGAIN);
-  const std::string text = std::move(unread.front());
-  unread.pop_front();
+  auto next = unread.begin();
+  if (kernel_.reorders) {  // the first one of any name
+    const std::string& name = unread[kernel_.choices().below(unread.size())];
+    next = std::find(unread.begin(), unread.end(), name);
+  }
+  const std::string text = std::move(*next);
+  unread.erase(next);
   kernel_.watcher().receives(kernel_.current(), text);
   return static_cast<ssize_t>(text.copy(static_cast<char*>(bytes), count));
 }

@@ -69,6 +69,8 @@ class Watcher {
                       bool /*isCut*/) {}
   virtual void unlocks(Process& /*process*/, const Inode& /*file*/) {}
   virtual void sends(Process& /*process*/, const Socket& /*to*/, std::string_view /*text*/) {}
+  /// A notification that a full queue refuses for now.
+  virtual void refuses(Process& /*process*/) {}
   virtual void receives(Process& /*process*/, std::string_view /*text*/) {}
   /// A process that has forked to start a program; what is written to `report` is the errno of a
   /// start that failed, and that it is closed says that the program runs.
@@ -128,6 +130,10 @@ class Kernel {
   int addDescriptor(std::shared_ptr<OpenFile> file, int least = 0);
   void closeDescriptor(int descriptor);
   [[noreturn]] void die(std::string reason);
+
+  /// Whether notifications of different names may overtake one another, as they may where the
+  /// system has notifications of its own.
+  bool reorders = false;
 
   /// Called for each call, as text, if set.
   std::function<void(std::string_view)> trace;
