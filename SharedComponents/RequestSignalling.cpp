@@ -87,12 +87,15 @@ void RequestSignalling::post() {
 /// A reply that came in time while the loop was busy still counts.
 void RequestSignalling::limitPassed() {
   center_.deliverPending();
-  if (pending_) finish(Outcome::timedOut);
+  if (!pending_->isAnswered) finish(Outcome::timedOut);
 }
 
+/// Goes on in a task of its own: what came before the reply is handled first, even if all of it was
+/// received together.
 void RequestSignalling::replyCame() {
-  pending_->isAnswered = true;
-  if (pending_->isPosted) finish(Outcome::answered);
+  if (std::exchange(pending_->isAnswered, true) || !pending_->isPosted) return;
+  pending_->limit = {};
+  loop_.post([this] { finish(Outcome::answered); });
 }
 
 void RequestSignalling::finish(Outcome outcome) {
