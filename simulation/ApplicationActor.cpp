@@ -19,10 +19,11 @@ void ApplicationActor::start() {
   options.heedsSignals = false;
   const auto body = [this, options] {
     Kernel& system = situation_.kernel;
-    MainApp::run(options, {0, 1}, system.now(), [this, &system](MainApp::Application& instance) {
+    MainApp::run(options, {0, 1}, system.now(), [this, &system](MainApp::Application* instance) {
+      application_ = instance;
+      if (instance == nullptr) return;
       for (const auto& process : processes_)
         if (process.get() == &system.current()) instance_ = process;
-      application_ = &instance;
       announcements_ = 0;
       isEnding_ = false;
     });

@@ -15,7 +15,7 @@ constexpr milliseconds tolerance{100};
 constexpr std::string_view responseBegins = "ExchangeResponseContainer.";
 
 /// More descriptors than a host ever needs.
-constexpr std::size_t mostDescriptors = 24;
+constexpr std::size_t mostDescriptors = 20;
 
 }  // namespace
 

@@ -1,5 +1,9 @@
 #include "simulation/System/Fiber.h"
 
+#ifdef __SANITIZE_ADDRESS__
+#include <sanitizer/common_interface_defs.h>
+#endif
+
 #include <boost/context/protected_fixedsize_stack.hpp>
 #include <utility>
 #include <vector>
@@ -18,13 +22,18 @@ std::vector<stack_context>& freeStacks() {
   return stacks;
 }
 
+stack_context lastAllocated;
+
 struct Stacks {
   stack_context allocate() {
     auto& stacks = freeStacks();
-    if (stacks.empty()) return boost::context::protected_fixedsize_stack(stackSize).allocate();
-    const stack_context stack = stacks.back();
-    stacks.pop_back();
-    return stack;
+    if (stacks.empty()) {
+      lastAllocated = boost::context::protected_fixedsize_stack(stackSize).allocate();
+    } else {
+      lastAllocated = stacks.back();
+      stacks.pop_back();
+    }
+    return lastAllocated;
   }
   void deallocate(stack_context& stack) { freeStacks().push_back(stack); }
 };
@@ -32,28 +41,62 @@ struct Stacks {
 /// Whom the running fiber goes back to.
 boost::context::fiber* resumer = nullptr;
 
+#ifdef __SANITIZE_ADDRESS__
+/// Tells the address sanitizer of the stack that is switched to, from `begin` to `end` of the call
+/// that switches (sanitizer/common_interface_defs.h).
+class StackSwitch {
+ public:
+  StackSwitch(const void* bottom, std::size_t size) {
+    __sanitizer_start_switch_fiber(&saved_, bottom, size);
+  }
+  void end() { __sanitizer_finish_switch_fiber(saved_, &resumerBottom, &resumerSize); }
+  static void begin() { __sanitizer_finish_switch_fiber(nullptr, &resumerBottom, &resumerSize); }
+
+  static inline const void* resumerBottom = nullptr;
+  static inline std::size_t resumerSize = 0;
+
+ private:
+  void* saved_ = nullptr;
+};
+#else
+struct StackSwitch {
+  StackSwitch(const void* /*bottom*/, std::size_t /*size*/) {}
+  void end() {}
+  static void begin() {}
+  static inline const void* resumerBottom = nullptr;
+  static inline std::size_t resumerSize = 0;
+};
+#endif
+
 }  // namespace
 
 Fiber::Fiber(std::function<void()> body)
     : context_(std::allocator_arg, Stacks(),
                [body = std::move(body)](boost::context::fiber&& back) {
+                 StackSwitch::begin();
                  boost::context::fiber here = std::move(back);
                  resumer = &here;
                  body();
+                 const StackSwitch toResumer(StackSwitch::resumerBottom, StackSwitch::resumerSize);
                  return here;
-               }) {}
+               }),
+      stackBottom_(static_cast<const char*>(lastAllocated.sp) - lastAllocated.size) {}
 
 Fiber::~Fiber() {
   if (context_) (void)new boost::context::fiber(std::move(context_));
 }
 
 void Fiber::resume() {
+  StackSwitch toFiber(stackBottom_, stackSize);
   context_ = std::move(context_).resume();
+  toFiber.end();
 }
 
 void Fiber::suspend() {
   boost::context::fiber* const here = resumer;
+  StackSwitch toResumer(StackSwitch::resumerBottom, StackSwitch::resumerSize);
   *here = std::move(*here).resume();
+  toResumer.end();
   resumer = here;
 }
 

@@ -27,6 +27,7 @@ class Fiber {
 
  private:
   boost::context::fiber context_;
+  const void* stackBottom_;
 };
 
 }  // namespace corvane::Simulation

@@ -28,7 +28,7 @@ bool listen(Application& application) {
 /// Runs as the one instance in `container` until it is told to end.
 int runInstance(Application& application, const std::string& container, const Options& options,
                 int input, Clock::time_point start,
-                const std::function<void(Application&)>& started) {
+                const std::function<void(Application*)>& changed) {
   for (const std::string& fault : options.faults) {
     if (auto added = application.faults.add(fault); !added) return fail("--fault", added.failure());
   }
@@ -44,8 +44,9 @@ int runInstance(Application& application, const std::string& container, const Op
   application.controls.start(input);
   application.output.line("ready");
   application.announcer.started(start);
-  if (started) started(application);
+  if (changed) changed(&application);
   application.loop.turnUntil(Clock::time_point::max());
+  if (changed) changed(nullptr);
   return 0;
 }
 
@@ -85,7 +86,7 @@ Application::Application(const Options& options, const std::string& container, E
       signals(loop, [this] { loop.endTurn(); }) {}
 
 int run(const Options& options, Platform::BrowserDescriptors streams, Clock::time_point start,
-        const std::function<void(Application&)>& started) {
+        const std::function<void(Application*)>& changed) {
   const auto container = makeContainer(options.container);
   if (!container) return fail("container", container.failure());
   EventLoop loop;
@@ -96,7 +97,7 @@ int run(const Options& options, Platform::BrowserDescriptors streams, Clock::tim
     status = fail("start", instance.failure());
   } else if (instance.value()) {
     Application application(options, container.value(), loop, center, streams);
-    status = runInstance(application, container.value(), options, streams.input, start, started);
+    status = runInstance(application, container.value(), options, streams.input, start, changed);
     application.announcer.finish();  // not registered any more: whoever asks learns that it ends
   }
   center.withdraw();

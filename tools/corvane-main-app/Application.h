@@ -47,10 +47,10 @@ struct Application {
 
 /// Runs the application that was started at `start`, with a loop of its own, until it is told to
 /// end: reads commands from `streams` and answers there. Where another instance runs already, has
-/// that one announce its state and returns. Calls `started` when the instance is ready; what that
-/// is given lives until this function returns. Returns the exit status: 0, or 1 after a line on
-/// standard error.
+/// that one announce its state and returns. Calls `changed` with the instance when that is ready,
+/// and with nullptr when it has ended its last turn. Returns the exit status: 0, or 1 after a line
+/// on standard error.
 int run(const Options& options, Platform::BrowserDescriptors streams, Clock::time_point start,
-        const std::function<void(Application&)>& started = {});
+        const std::function<void(Application*)>& changed = {});
 
 }  // namespace corvane::MainApp
