@@ -4,8 +4,6 @@ import concurrent.futures
 import json
 import os
 import select
-import signal
-import time
 import unittest
 
 from asking import TIMEOUT, receive
@@ -201,55 +199,22 @@ class Announcements(unittest.TestCase):
 
 
 class Link(unittest.TestCase):
-    EXCHANGES = int(os.environ.get("CORVANE_EXCHANGES", "1000"))
-
-    def setUp(self):
-        self.container = Container()
-
     def test_two_hosts_lose_and_cross_nothing(self):
         """Each page has a certificate that names it, so a reply tells whose it is."""
         def browse(host, name):
-            answered = 0
-            for number in range(self.EXCHANGES // 2):  # the state first: two exchanges each
+            for number in range(100):  # the state first: two exchanges each
                 page = f"{number}.{name}.invalid"
                 reply = ask(host, "getCurrentFilteringState", {
                     "forceStartApp": False, "url": f"https://{page}/", "port": 443}, str(number))
-                answered += reply["parameters"]["originalCertIssuer"] == page
+                self.assertEqual(reply["parameters"]["originalCertIssuer"], page)
                 self.assertTrue(reply["appState"]["isRunning"])
-            return answered
 
+        Container()
         self.enterContext(MainApplication())
         hosts = {name: self.enterContext(Host()) for name in ("left", "right")}
         with concurrent.futures.ThreadPoolExecutor(2) as pool:
-            answers = [pool.submit(browse, host, name) for name, host in hosts.items()]
-        print(f"\nanswered: {[2 * answer.result() for answer in answers]} of {self.EXCHANGES} each")
-        for answer in answers:
-            self.assertEqual(answer.result(), self.EXCHANGES // 2)
+            for browsing in [pool.submit(browse, host, name) for name, host in hosts.items()]:
+                browsing.result()
         for host in hosts.values():
             status, rest = host.finish()  # a push may have come last
             self.assertEqual((status, rest.count(b"originalCertIssuer")), (0, 0))
-
-    def test_a_main_application_that_dies_at_any_step(self):
-        steps = ["after-lock", "after-read", "after-truncate", "after-unlock", "reply-opened",
-                 "reply-locked", "reply-half", "reply-written", "reply-unlocked", "reply-posted"]
-        hosts = {step: self.enterContext(Host()) for step in steps}
-        for step, host in hosts.items():
-            # Of a reply one can say whose: hosts ask for the state by themselves, too.
-            kind, whose = (("openSettings", "command=openSettings ") if step.startswith("reply")
-                           else ("getCurrentAppState", ""))
-            with MainApplication("--fault", f"die {whose}{step}") as application:
-                host.send(request(kind, step))
-                self.assertEqual(application.wait(), -signal.SIGKILL)
-        replies = {step: receive(host, step) for step, host in hosts.items()}
-        lost = [step for step in steps if replies[step]["result"] == "error"
-                or not replies[step]["appState"]["isRunning"]]
-        self.assertLessEqual({replies[step].get("data") for step in lost}, {None, TIMEOUT})
-        with MainApplication():
-            for step, host in hosts.items():
-                with self.subTest(step, then="the next one"):
-                    reply = ask(host, "getCurrentAppState", {}, step + "!")
-                    self.assertTrue(reply["appState"]["isRunning"])
-        print(f"\nreplies lost to a death: {len(lost)} of {len(steps)}: {', '.join(lost)}")
-        self.assertNotIn("reply-posted", lost)
-        self.assertEqual([path.name for path in (self.container.folder / "Data").iterdir()
-                          if path.name.startswith("ExchangeRes") and path.stat().st_size], [])
