@@ -29,12 +29,11 @@ import zlib
 from collections import Counter
 
 import host as harness
-from asking import TIMEOUT, page_in, send
+from asking import PAGE, TIMEOUT, page_in, send
 from exchange_file import records_in
 from host import (ALONE, APPLICATION, LOG_LINE, MAIN_APPLICATION, PUSH, Container, Host,
                   MainApplication, Observers, kill_launched, request)
 
-PAGE = "getCurrentFilteringState"
 FAILING = MAIN_APPLICATION.with_name("corvane-nm-failing")
 REPLY, RETRY = 3.0, 0.5  # seconds; how long the host waits for a reply, and until it looks again
 ANSWER = 3 * REPLY + 2  # seconds; a push and two exchanges that time out, on a busy machine
@@ -210,7 +209,7 @@ class Exchange:
         send(self.host, PAGE, page, forceStartApp=force)
         reply = self.receive(page)
         if reply["result"] == "ok":
-            expect(page_in(PAGE, reply), page)
+            expect(page_in(reply), page)
             return "nothing" if reply["appState"]["isRunning"] else "error"
         if reply["data"] not in KNOWN_ERRORS:
             raise AssertionError(f"an unknown error: {reply['data']}")

@@ -15,11 +15,10 @@ import time
 import unittest
 from pathlib import Path
 
-from asking import TIMEOUT, receive, send
+from asking import PAGE, TIMEOUT, receive, send
 from host import ALONE, DEADLINE, PUSH, Container, Host, MainApplication, Observers
 from standstill import stopped, stopped_holder
 
-PAGE = "getCurrentFilteringState"
 REPLY, LAST_SLICE = 3.0, 5.0  # seconds
 TOLERANCE = 10.0  # seconds; a busy machine comes late, a host that has no limit much later
 
