@@ -77,8 +77,8 @@ Application::Application(const Options& options, const std::string& container, E
       output(streams.output, options.prints),
       state(options.locale),
       level(container, center),
-      responses(container + "/Data", faults),
-      requests(container + "/Data", faults),
+      responses(container + "/Data"),
+      requests(container + "/Data"),
       controls(loop, {[this](const std::string& line) { commands.run(line); },
                       [this] {
                         if (endsWithInput) loop.endTurn();

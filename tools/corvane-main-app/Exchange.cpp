@@ -98,14 +98,13 @@ void Exchange::answer(const ExchangeRecord& request, const Misdeeds& misdeeds) {
 bool Exchange::give(const std::string& file, const ExchangeRecord& reply,
                     const ExchangeRecord& request) {
   const auto archive = ExchangeRecord::archive(reply);
-  const Result<Done> appended = archive ? responses_.append(file, request.name, archive.value())
-                                        : Result<Done>(archive.failure());
+  const Result<Done> appended =
+      archive ? responses_.append(file, archive.value()) : Result<Done>(archive.failure());
   if (!appended) {
     std::cerr << "corvane-main-app: reply: " << appended.failure().description() << '\n';
     return false;
   }
   surroundings_.center.post(replyNotificationName(request.id));
-  surroundings_.faults.reach(Step::replyPosted, request.name);
   ++givenCount_;
   surroundings_.output.exchanged("reply", reply);
   return true;

@@ -1,9 +1,6 @@
 #include "tools/corvane-main-app/Faults.h"
 
-#include <algorithm>
 #include <array>
-#include <csignal>
-#include <cstdlib>
 #include <utility>
 
 #include "SharedComponents/ExtensionBrowserApi/ExtensionBrowserApiConstants.h"
@@ -15,7 +12,7 @@ namespace {
 
 using Kind = Fault::Kind;
 
-constexpr std::array<std::pair<std::string_view, Kind>, 10> kinds = {{
+constexpr std::array<std::pair<std::string_view, Kind>, 9> kinds = {{
     {"silent", Kind::silent},
     {"late", Kind::late},
     {"name", Kind::name},
@@ -25,27 +22,12 @@ constexpr std::array<std::pair<std::string_view, Kind>, 10> kinds = {{
     {"string-error", Kind::stringError},
     {"wrong-type", Kind::wrongType},
     {"no-result", Kind::noResult},
-    {"die", Kind::die},
 }};
 
-constexpr std::array<std::pair<std::string_view, Step>, 10> steps = {{
-    {"after-lock", Step::afterLock},
-    {"after-read", Step::afterRead},
-    {"after-truncate", Step::afterTruncate},
-    {"after-unlock", Step::afterUnlock},
-    {"reply-opened", Step::replyOpened},
-    {"reply-locked", Step::replyLocked},
-    {"reply-half", Step::replyHalf},
-    {"reply-written", Step::replyWritten},
-    {"reply-unlocked", Step::replyUnlocked},
-    {"reply-posted", Step::replyPosted},
-}};
-
-template <class Table>
-auto lookUp(const Table& table, std::string_view word) -> decltype(&table.front().second) {
-  const auto found = std::find_if(table.begin(), table.end(),
-                                  [word](const auto& row) { return row.first == word; });
-  return found == table.end() ? nullptr : &found->second;
+std::optional<Kind> kindOf(std::string_view word) {
+  for (const auto& [name, kind] : kinds)
+    if (name == word) return kind;
+  return std::nullopt;
 }
 
 Failure malformed(std::string text) {
@@ -71,13 +53,6 @@ Result<Done> takeConditions(std::string_view& text, Fault& fault) {
   }
 }
 
-Result<Done> checkDeath(const Fault& fault) {
-  if (fault.left) return malformed("times= makes no sense for a death");
-  if (fault.step < Step::replyOpened && !fault.command.empty())
-    return malformed("at that step the command is not known yet");
-  return Done{};
-}
-
 /// Reads `argument` as what the kind of `fault` asks for.
 Result<Done> readArgument(std::string_view argument, Fault& fault) {
   switch (fault.kind) {
@@ -86,12 +61,6 @@ Result<Done> readArgument(std::string_view argument, Fault& fault) {
       if (milliseconds.value_or(-1) < 0) return malformed("late needs a number of milliseconds");
       fault.number = *milliseconds;
       return Done{};
-    }
-    case Kind::die: {
-      const Step* step = lookUp(steps, argument);
-      if (step == nullptr) return malformed("no such step: " + std::string(argument));
-      fault.step = *step;
-      return checkDeath(fault);
     }
     case Kind::file:
       if (!isUsableIdentifier(std::string(argument))) return malformed("no identifier of a host");
@@ -119,8 +88,8 @@ Result<Done> Faults::add(std::string_view text) {
     return Done{};
   }
   const std::string_view word = takeWord(text);
-  const Kind* kind = lookUp(kinds, word);
-  if (kind == nullptr) return malformed("no such fault: " + std::string(word));
+  const std::optional<Kind> kind = kindOf(word);
+  if (!kind) return malformed("no such fault: " + std::string(word));
   Fault fault;
   fault.kind = *kind;
   if (auto read = takeConditions(text, fault); !read) return read;
@@ -132,28 +101,12 @@ Result<Done> Faults::add(std::string_view text) {
 std::vector<Fault> Faults::takeFor(const std::string& command) {
   std::vector<Fault> taken;
   for (Fault& fault : faults_) {
-    if (fault.kind == Kind::die || (!fault.command.empty() && fault.command != command)) continue;
+    if (!fault.command.empty() && fault.command != command) continue;
     taken.push_back(fault);
     if (fault.left) --*fault.left;
   }
   std::erase_if(faults_, [](const Fault& fault) { return fault.left == 0; });
   return taken;
-}
-
-bool Faults::diesAt(Step step, const std::string& command) const {
-  return std::any_of(faults_.begin(), faults_.end(), [&](const Fault& fault) {
-    return fault.kind == Kind::die && fault.step == step &&
-           (fault.command.empty() || fault.command == command);
-  });
-}
-
-void Faults::reach(Step step, const std::string& command) const {
-  if (diesAt(step, command)) die();
-}
-
-void die() {
-  std::raise(SIGKILL);
-  std::abort();  // never reached
 }
 
 }  // namespace corvane::MainApp

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <chrono>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -10,20 +9,6 @@
 #include "Base/Result.h"
 
 namespace corvane::MainApp {
-
-/// The steps of an exchange after which the application can be made to die.
-enum class Step {
-  afterLock,
-  afterRead,
-  afterTruncate,
-  afterUnlock,
-  replyOpened,
-  replyLocked,
-  replyHalf,  ///< the record is written without its length
-  replyWritten,
-  replyUnlocked,
-  replyPosted,
-};
 
 /// One thing that the application is to do wrong.
 struct Fault {
@@ -37,13 +22,11 @@ struct Fault {
     stringError,  ///< refuse with a text in place of an error object
     wrongType,    ///< give a result that is an integer
     noResult,     ///< give no result
-    die,          ///< die at `step`
   };
 
   Kind kind = Kind::silent;
   std::string text;
   std::int64_t number = 0;
-  Step step = Step::afterLock;
   std::string command;               ///< only for this one; "" for all
   std::optional<std::int64_t> left;  ///< for how many requests yet; nothing for all
 };
@@ -55,21 +38,11 @@ class Faults {
   /// away again: "none". Fails with the reason.
   Result<Done> add(std::string_view text);
 
-  /// The faults for the next request of `command`, each counted as used once; none that die.
+  /// The faults for the next request of `command`, each counted as used once.
   std::vector<Fault> takeFor(const std::string& command);
-
-  /// Whether the application is to die at `step`. `command` is that of the reply; the steps before
-  /// it know none.
-  [[nodiscard]] bool diesAt(Step step, const std::string& command = "") const;
-
-  /// Dies, as by a crash, if it is to die at `step`.
-  void reach(Step step, const std::string& command = "") const;
 
  private:
   std::vector<Fault> faults_;
 };
-
-/// Ends the process at once, by SIGKILL.
-[[noreturn]] void die();
 
 }  // namespace corvane::MainApp

@@ -4,11 +4,10 @@ namespace corvane::MainApp {
 
 using Platform::File;
 
-Result<LockedFile> LockedFile::open(const std::string& path, const std::function<void()>& opened) {
+Result<LockedFile> LockedFile::open(const std::string& path) {
   for (;;) {
     auto file = File::open(path, File::Access::readWrite);
     if (!file) return file.failure();
-    opened();
     if (auto locked = file->waitLock(); !locked) return locked.failure();
     const auto status = file->status();
     if (!status) return status.failure();

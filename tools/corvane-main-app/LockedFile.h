@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstdint>
-#include <functional>
 #include <string>
 #include <utility>
 
@@ -16,9 +15,9 @@ namespace corvane::MainApp {
 /// closed it.
 class LockedFile {
  public:
-  /// Opens the file `path`, made with mode 0600 if it is missing, calls `opened`, and takes the
-  /// lock, waiting as long as that takes. If somebody removes it meanwhile, begins anew.
-  static Result<LockedFile> open(const std::string& path, const std::function<void()>& opened);
+  /// Opens the file `path`, made with mode 0600 if it is missing, and takes the lock, waiting as
+  /// long as that takes. If somebody removes it meanwhile, begins anew.
+  static Result<LockedFile> open(const std::string& path);
 
   [[nodiscard]] Platform::File& file() { return file_; }
 

@@ -38,10 +38,6 @@ Commands, a line each on standard input; each is answered by a line "ok" or "err
         string-error [TEXT]  refuse with a text where an error object should be
         wrong-type        give a result that is an integer
         no-result         give no result
-        die STEP          be killed right behind the next step of this name: after-lock, after-read,
-                          after-truncate, after-unlock, reply-opened, reply-locked, reply-half
-                          (the record without its length), reply-written, reply-unlocked,
-                          reply-posted; command= from reply-opened on
 )";
 
 Result<Options> readOptions(const std::vector<std::string>& arguments) {

@@ -30,7 +30,7 @@ std::optional<ByteView> lastArchive(ByteView bytes) {
 }  // namespace
 
 Result<Done> RequestFile::clear() {
-  auto locked = LockedFile::open(path_, [] {});
+  auto locked = LockedFile::open(path_);
   if (!locked) return locked.failure();
   return locked->file().truncate(0);
 }
@@ -38,17 +38,15 @@ Result<Done> RequestFile::clear() {
 Result<std::vector<ExchangeRecord>> RequestFile::takeAll() {
   bytes_.clear();
   {
-    auto locked = LockedFile::open(path_, [] {});
+    auto locked = LockedFile::open(path_);
     if (!locked) return locked.failure();
     if (locked->size() == 0) return std::vector<ExchangeRecord>();
     if (auto taken = readAndTruncate(locked.value()); !taken) return taken.failure();
   }
-  faults_.reach(Step::afterUnlock);
   return decodeBytes();
 }
 
 Result<Done> RequestFile::readAndTruncate(LockedFile& locked) {
-  faults_.reach(Step::afterLock);
   if (locked.size() <= RecordLayout::largestFile) {
     bytes_.resize(locked.size());
     const auto count = locked.file().readAt(bytes_, 0);
@@ -57,10 +55,7 @@ Result<Done> RequestFile::readAndTruncate(LockedFile& locked) {
   } else {
     bytesThrownAway_ += locked.size();  // nobody who keeps to the limits leaves so much
   }
-  faults_.reach(Step::afterRead);
-  if (auto truncated = locked.file().truncate(0); !truncated) return truncated;
-  faults_.reach(Step::afterTruncate);
-  return Done{};
+  return locked.file().truncate(0);
 }
 
 /// The records in what was taken, oldest first.

@@ -7,7 +7,6 @@
 
 #include "Base/Result.h"
 #include "SharedComponents/ExchangeRecord.h"
-#include "tools/corvane-main-app/Faults.h"
 #include "tools/corvane-main-app/LockedFile.h"
 
 namespace corvane::MainApp {
@@ -15,9 +14,8 @@ namespace corvane::MainApp {
 /// The file into which all hosts put their requests. Main thread only.
 class RequestFile {
  public:
-  /// `faults` must outlive it.
-  RequestFile(const std::string& dataFolder, const Faults& faults)
-      : path_(dataFolder + "/ExchangeRequestContainer.data"), faults_(faults) {}
+  explicit RequestFile(const std::string& dataFolder)
+      : path_(dataFolder + "/ExchangeRequestContainer.data") {}
 
   /// Makes the file when it is missing, and throws away what it holds.
   Result<Done> clear();
@@ -34,7 +32,6 @@ class RequestFile {
   std::vector<ExchangeRecord> decodeBytes();
 
   const std::string path_;
-  const Faults& faults_;
   std::vector<std::byte> bytes_;  // what was taken last
   std::uint64_t bytesThrownAway_ = 0;
 };

@@ -1,9 +1,11 @@
 #include "tools/corvane-main-app/ResponseFiles.h"
 
 #include <string_view>
-#include <utility>
 
+#include "Base/Bytes.h"
+#include "Platform/File.h"
 #include "Platform/Folders.h"
+#include "tools/corvane-main-app/LockedFile.h"
 #include "tools/corvane-main-app/RecordLayout.h"
 
 namespace corvane::MainApp {
@@ -29,34 +31,17 @@ void removeIfOld(const std::string& path, std::chrono::system_clock::time_point 
 
 }  // namespace
 
-Result<Done> ResponseFiles::append(const std::string& id, const std::string& command,
-                                   const std::string& archive) {
+Result<Done> ResponseFiles::append(const std::string& id, const std::string& archive) {
   const std::string path = dataFolder_ + "/" + std::string(nameBegins) + id + std::string(nameEnds);
-  {
-    auto locked = LockedFile::open(path, [&] { faults_.reach(Step::replyOpened, command); });
-    if (!locked) return locked.failure();
-    faults_.reach(Step::replyLocked, command);
-    if (auto written = write(locked.value(), command, bytesOf(archive)); !written) return written;
-    faults_.reach(Step::replyWritten, command);
-  }
-  faults_.reach(Step::replyUnlocked, command);
-  return Done{};
-}
-
-/// One call writes archive and length, so that a death can't come between the two.
-Result<Done> ResponseFiles::write(LockedFile& locked, const std::string& command,
-                                  ByteView archive) {
-  if (locked.size() > RecordLayout::fullFile || archive.size() > RecordLayout::largestArchive)
+  auto locked = LockedFile::open(path);
+  if (!locked) return locked.failure();
+  if (locked->size() > RecordLayout::fullFile || archive.size() > RecordLayout::largestArchive)
     return Failure{FailureCause::noSpace, "the reply or its file is too long"};
-  File& file = locked.file();
-  if (faults_.diesAt(Step::replyHalf, command)) {
-    (void)file.writeAt(archive, {}, locked.size());
-    die();
-  }
+  // One call writes archive and length, so that a death can't come between the two.
   const auto length = RecordLayout::lengthBytes(archive.size());
-  const auto written = file.writeAt(archive, length, locked.size());
+  const auto written = locked->file().writeAt(bytesOf(archive), length, locked->size());
   if (written && written.value() == archive.size() + length.size()) return Done{};
-  (void)file.truncate(locked.size());
+  (void)locked->file().truncate(locked->size());
   return written ? Failure{FailureCause::noSpace, "the disk is full"} : written.failure();
 }
 
