@@ -5,8 +5,7 @@ import os
 import time
 import unittest
 
-from host import (DEADLINE, PUSH, SLOWER, Container, Host, MainApplication, Observers, frame,
-                  request)
+from host import DEADLINE, PUSH, Container, Host, MainApplication, Observers, frame, request
 from standstill import stopped_holder
 
 STATE = request("getCurrentAppState", "s")
@@ -87,15 +86,6 @@ class Pushes(unittest.TestCase):
         files = len(list(self.container.logs.iterdir()))
         self.reconfigure(hosts, 7)
         self.assertEqual((files, len(list(self.container.logs.iterdir()))), (1, 2))
-
-    def test_an_announcement_right_after_the_first_reply(self):
-        starts, pushed = int(200 / SLOWER), 0
-        for _ in range(starts):
-            with started_with_a_request() as host:
-                self.app_state.post()
-                pushed += pushes(host, 1)
-                self.assertEqual(host.finish(), (0, b""))  # and not twice
-        self.assertEqual(pushed, starts)
 
     def test_a_burst_of_announcements_right_after_the_first_reply(self):
         def post(count):
