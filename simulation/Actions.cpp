@@ -59,6 +59,7 @@ const std::vector<World::Action> World::actions = {
 
 std::vector<std::string> World::actionNames() {
   std::vector<std::string> names;
+  names.reserve(actions.size());
   for (const Action& action : actions) names.emplace_back(action.name);
   return names;
 }

@@ -55,8 +55,8 @@ std::shared_ptr<OpenFile> endOf(const std::shared_ptr<Pipe>& pipe, OpenFile::Kin
 }
 
 struct Kind {
-  const char* type;
-  const char* parameters;  // TOKEN and FLAG stand for what varies
+  const char* type = nullptr;
+  const char* parameters = nullptr;  // TOKEN and FLAG stand for what varies
   bool changesState = false;
 };
 

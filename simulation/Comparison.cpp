@@ -277,7 +277,8 @@ std::vector<std::string> differences() {
   for (std::size_t i = 0; i < std::max(real.size(), simulated.size()); ++i) {
     const std::string here = i < real.size() ? real[i] : "nothing";
     const std::string there = i < simulated.size() ? simulated[i] : "nothing";
-    if (here != there) lines.push_back("this system: " + here + "; the simulated one: " + there);
+    if (here == there) continue;
+    lines.emplace_back("this system: ").append(here).append("; the simulated one: ").append(there);
   }
   return lines;
 }

@@ -163,6 +163,7 @@ Report runMany(std::uint64_t first, double seconds, std::uint64_t mostRuns,
     }
     if (workers.empty()) return report;
     std::vector<pollfd> outputs;
+    outputs.reserve(workers.size());
     for (const auto& worker : workers) outputs.push_back({worker->output(), POLLIN, 0});
     ::poll(outputs.data(), outputs.size(), -1);
     for (std::size_t i = workers.size(); i-- > 0;) {

@@ -54,9 +54,9 @@ class Situation {
   }
   /// Whether the switch had this position at some time since `since`.
   [[nodiscard]] bool couldBe(std::optional<bool> isEnabled, Time since) const {
-    for (auto at = protection_.rbegin(); at != protection_.rend(); ++at) {
-      if (at->second == isEnabled) return true;
-      if (at->first < since) return false;
+    for (std::size_t i = protection_.size(); i-- > 0;) {
+      if (protection_[i].second == isEnabled) return true;
+      if (protection_[i].first < since) return false;
     }
     return !isEnabled;
   }

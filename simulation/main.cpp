@@ -6,6 +6,7 @@
 #include <chrono>
 #include <cstdint>
 #include <cstdio>
+#include <exception>
 #include <fstream>
 #include <iostream>
 #include <memory>
@@ -73,7 +74,11 @@ bool explain(const Plan& plan, const Outcome& outcome) {
   const Plan fewer = shortened(plan);
   std::cout << "again: " << commandFor(fewer) << std::endl;
   const pid_t child = ::fork();  // it may crash
-  if (child == 0) std::exit(runAloud(fewer, true));
+  if (child == 0) {
+    runAloud(fewer, true);
+    std::cout.flush();
+    ::_exit(0);
+  }
   ::waitpid(child, nullptr, 0);
   return false;
 }
@@ -130,5 +135,10 @@ int run(int count, char** arguments) {
 }  // namespace corvane::Simulation
 
 int main(int count, char** arguments) {
-  return corvane::Simulation::run(count, arguments);
+  try {
+    return corvane::Simulation::run(count, arguments);
+  } catch (const std::exception& exception) {
+    std::fprintf(stderr, "corvane-simulation: %s\n", exception.what());
+    return 1;
+  }
 }

@@ -71,24 +71,25 @@ struct StackSwitch {
 }  // namespace
 
 Fiber::Fiber(std::function<void()> body)
-    : context_(std::allocator_arg, Stacks(),
-               [body = std::move(body)](boost::context::fiber&& back) {
-                 StackSwitch::begin();
-                 boost::context::fiber here = std::move(back);
-                 resumer = &here;
-                 body();
-                 const StackSwitch toResumer(StackSwitch::resumerBottom, StackSwitch::resumerSize);
-                 return here;
-               }),
+    : context_(std::make_unique<boost::context::fiber>(
+          std::allocator_arg, Stacks(),
+          [body = std::move(body)](boost::context::fiber&& back) {
+            StackSwitch::begin();
+            boost::context::fiber here = std::move(back);
+            resumer = &here;
+            body();
+            const StackSwitch toResumer(StackSwitch::resumerBottom, StackSwitch::resumerSize);
+            return here;
+          })),
       stackBottom_(static_cast<const char*>(lastAllocated.sp) - lastAllocated.size) {}
 
 Fiber::~Fiber() {
-  if (context_) (void)new boost::context::fiber(std::move(context_));
+  if (!hasEnded()) (void)context_.release();
 }
 
 void Fiber::resume() {
   StackSwitch toFiber(stackBottom_, stackSize);
-  context_ = std::move(context_).resume();
+  *context_ = std::move(*context_).resume();
   toFiber.end();
 }
 

@@ -20,13 +20,13 @@ class Fiber {
   /// Runs the body, from its start or from where it suspended, until it suspends or ends.
   void resume();
 
-  [[nodiscard]] bool hasEnded() const { return !context_; }
+  [[nodiscard]] bool hasEnded() const { return !*context_; }
 
   /// From within a fiber: back to who resumed it.
   static void suspend();
 
  private:
-  boost::context::fiber context_;
+  std::unique_ptr<boost::context::fiber> context_;
   const void* stackBottom_;
 };
 

@@ -94,7 +94,7 @@ void FileSystem::stampFolder(const Place& place) const {
 
 Node FileSystem::write(const std::string& path, std::string content) {
   makeFolders(path.substr(0, path.rfind('/')));
-  const Node node = make(find(root_, path), Inode::Kind::file, S_IFREG | 0600);
+  Node node = make(find(root_, path), Inode::Kind::file, S_IFREG | 0600);
   node->bytes = std::move(content);
   return node;
 }

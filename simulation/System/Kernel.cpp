@@ -156,7 +156,7 @@ void Kernel::block(std::function<bool()> isReady, Time deadline) {
   Fiber::suspend();
 }
 
-int Kernel::addDescriptor(std::shared_ptr<OpenFile> file, int least) {
+int Kernel::addDescriptor(std::shared_ptr<OpenFile> file, int least) const {
   auto& descriptors = current().descriptors;
   int number = least;
   while (descriptors.contains(number)) ++number;

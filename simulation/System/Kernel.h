@@ -87,6 +87,7 @@ class Kernel {
   Kernel(Choices& choices, Watcher& watcher, std::uint64_t interruptions);
   Kernel(const Kernel&) = delete;
   Kernel& operator=(const Kernel&) = delete;
+  ~Kernel() = default;
 
   std::shared_ptr<Process> start(const std::string& name, const std::string& executable,
                                  pid_t parent, std::map<int, std::shared_ptr<OpenFile>> streams,
@@ -124,10 +125,10 @@ class Kernel {
   int enter(std::string_view call, std::string_view subject = {},
             std::initializer_list<int> errors = {});
   /// True when the process is to die at this call, after half of it.
-  [[nodiscard]] bool diesHere() { return current().diesAt == current().calls; }
+  [[nodiscard]] bool diesHere() const { return current().diesAt == current().calls; }
   /// Waits until `isReady` or until `deadline`.
   void block(std::function<bool()> isReady, Time deadline);
-  int addDescriptor(std::shared_ptr<OpenFile> file, int least = 0);
+  int addDescriptor(std::shared_ptr<OpenFile> file, int least = 0) const;
   void closeDescriptor(int descriptor);
   [[noreturn]] void die(std::string reason);
 

@@ -78,8 +78,8 @@ struct OpenFile {
   }
 
   struct Watch {
-    std::uint32_t events;
-    std::uint64_t data;
+    std::uint32_t events = 0;
+    std::uint64_t data = 0;
     std::weak_ptr<OpenFile> file;
   };
 
