@@ -117,7 +117,7 @@ def main():
     for key, words in WORDS.items():
         print(f"{link.counts[key]:8,}  {words}")
     print(f"{link.slowest:8.1f}  seconds until the slowest reply")
-    print(f"{wrong or 'nothing'} was wrong, in {time.monotonic() - begin:.0f} s")
+    print(f"wrong: {wrong or 'nothing'}; in {time.monotonic() - begin:.0f} s")
     sys.exit(bool(wrong))
 
 
