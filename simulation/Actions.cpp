@@ -37,6 +37,7 @@ const std::vector<World::Action> World::actions = {
     {"a host is killed", &World::killHost, 10},
     {"a host will be killed at a call", &World::killHostLater, 10},
     {"a call of a host will fail", &World::failHost, 10},
+    {"a call at the start of a host will fail", &World::startHostThatFails, 4},
     {"a host is stopped", &World::stopHost, 4},
     {"a browser reads slowly, or fast again", &World::slowDown, 4},
     {"somebody starts the application", &World::startApplication, 20},
@@ -44,9 +45,11 @@ const std::vector<World::Action> World::actions = {
     {"the application is killed", &World::killApplication, 4},
     {"the application will be killed at a call", &World::killApplicationLater, 4},
     {"a call of the application will fail", &World::failApplication, 4},
+    {"a call at the start of the application will fail", &World::startApplicationThatFails, 4},
     {"the application is stopped", &World::stopApplication, 4},
     {"somebody changes the state", &World::changeState, 20},
     {"the application announces its state", &World::announceAgain, 10},
+    {"the application announces its state often", &World::announceOften, 4},
     {"the log level changes", &World::changeLogLevel, 4},
     {"the request file is full", &World::fillRequests, 1},
     {"a reply comes twice", &World::repeatReply, 4},
@@ -110,9 +113,17 @@ void World::killHostLater() {
 }
 
 void World::failHost() {
-  Browser* const browser = browserWithHost();
-  if (browser == nullptr) return;
-  Process& process = *browser->life()->process;
+  if (Browser* const browser = browserWithHost()) failLater(*browser->life()->process);
+}
+
+void World::startHostThatFails() {
+  Browser& browser = *choices_.of(browsers_);
+  if (browser.hasHost()) return;
+  browser.start();
+  failLater(*browser.life()->process);
+}
+
+void World::failLater(Process& process) {
   process.failsFrom = process.calls + 1 + choices_.below(mostCallsAhead);
 }
 
@@ -159,8 +170,13 @@ void World::killApplicationLater() {
 }
 
 void World::failApplication() {
-  if (const auto process = application_.process())
-    process->failsFrom = process->calls + 1 + choices_.below(mostCallsAhead);
+  if (const auto process = application_.process()) failLater(*process);
+}
+
+void World::startApplicationThatFails() {
+  if (application_.processes().size() >= 3) return;
+  application_.start();
+  failLater(*application_.process());
 }
 
 void World::stopApplication() {
@@ -173,6 +189,25 @@ void World::changeState() {
 
 void World::announceAgain() {
   application_.command("announce");
+}
+
+/// More often than the queue of an observer is long: a host that runs misses none all the same.
+void World::announceOften() {
+  if (!situation_.isCalm() || isAnythingDue()) return;
+  for (std::size_t i = 0; i < Socket::mostUnread + 3; ++i) application_.command("announce");
+  runFor(milliseconds(500));
+}
+
+/// Whether something was done from which a process will suffer.
+bool World::isAnythingDue() const {
+  const auto isDoomed = [](const auto& process) {
+    return process->diesAt != 0 || process->failsFrom != 0;
+  };
+  return !plans_.empty() ||
+         std::any_of(application_.processes().begin(), application_.processes().end(), isDoomed) ||
+         std::any_of(browsers_.begin(), browsers_.end(), [&](const auto& browser) {
+           return browser->hasHost() && isDoomed(browser->life()->process);
+         });
 }
 
 void World::changeLogLevel() {
@@ -195,26 +230,31 @@ void World::repeatReply() {
     situation_.disturb("replies repeated");
     browser->life()->isStrict = false;
     file->bytes += choices_.oneIn(2) ? lastReply_ : otherReply_;
+    if (choices_.oneIn(2)) notifyOfReply(*browser->life());
   }
 }
 
 void World::repeatNotification() {
   Browser* const browser = browserWithHost();
   if (browser == nullptr) return;
-  Socket* const socket = kernel_.socketOf(browser->life()->process->id);
+  HostLife& life = *browser->life();
+  if (choices_.oneIn(2) || life.responses().empty()) return notify(life, "appState");
+  notifyOfReply(life);
+}
+
+void World::notifyOfReply(HostLife& life) {
+  situation_.disturb("notifications of no reply");
+  life.isStrict = false;
+  notify(life, "exchange." + life.identifier());
+}
+
+/// As the application does, unless the host can take no more.
+void World::notify(const HostLife& life, const std::string& name) {
+  Socket* const socket = kernel_.socketOf(life.process->id);
   if (socket == nullptr || socket->unread.size() >= Socket::mostUnread) return;
-  std::string name = std::string(Configuration::MainAppBundleIdentifier) + ".DARWIN_NOTIFICATION.";
-  constexpr std::string_view responses = "ExchangeResponseContainer.";
-  const std::string& file = browser->life()->responses();
-  if (choices_.oneIn(2) || file.empty()) {
-    name += "appState";
-  } else {
-    situation_.disturb("notifications of no reply");
-    browser->life()->isStrict = false;
-    name += "exchange." + file.substr(responses.size(), file.rfind('.') - responses.size());
-  }
   situation_.report.count("notifications repeated");
-  socket->unread.push_back(name);
+  socket->unread.push_back(std::string(Configuration::MainAppBundleIdentifier) +
+                           ".DARWIN_NOTIFICATION." + name);
 }
 
 /// As a process leaves it that dies in the midst of writing.

@@ -79,9 +79,7 @@ void ApplicationActor::noteState() {
 void ApplicationActor::look(const std::function<void()>& announces) {
   noteState();
   if (!isReady()) return;
-  if (std::exchange(announcements_, application_->announcer.count()) !=
-      application_->announcer.count())
-    announces();
+  for (; announcements_ < application_->announcer.count(); ++announcements_) announces();
 }
 
 }  // namespace corvane::Simulation

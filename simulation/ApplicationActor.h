@@ -34,7 +34,7 @@ class ApplicationActor {
 
   /// Notes the instance's state; for each time that it may have changed.
   void noteState();
-  /// Calls `announces` if the instance has announced its state since the last call.
+  /// Calls `announces` as often as the instance has announced its state since the last call.
   void look(const std::function<void()>& announces);
 
  private:

@@ -172,6 +172,7 @@ void Browser::close(bool leaves) {
 
 void Browser::setSlow(bool isSlow) {
   isSlow_ = isSlow;
+  if (!isSlow) fastSince_ = situation_.kernel.now();
   if (life_) life_->progresses();
 }
 
@@ -264,6 +265,10 @@ void Browser::checkReply(const JsonObject& reply, Asked& asked) {
     checkError(data, asked);
   } else {
     checkContent(reply, asked);
+    const auto waited = situation_.kernel.now() - std::max(asked.at, fastSince_);
+    if (asked.changesState && waited >= TimeLimits::appState && life_->isStrict &&
+        situation_.isCalmSince(asked.at))
+      complain("waits in vain for an announcement after " + asked.type);
   }
   checkState(reply, asked);
 }
@@ -305,8 +310,7 @@ void Browser::checkContent(const JsonObject& reply, const Asked& asked) {
     return;
   }
   if (found == asked.token) return;
-  const bool isOlder = tokens_.contains(found) || found.empty();
-  if (life_->isStrict || !isOlder)
+  if (life_->isStrict || !tokens_.contains(found))
     return complain("answers " + asked.type + " about " + asked.token + " with " + found);
   situation_.report.count("late replies taken for others");
 }
@@ -335,6 +339,9 @@ void Browser::noteState(const JsonObject& reply) {
 
 void Browser::checkAtRest(bool mustKnow) {
   if (!hasHost() || !isOpen()) return;
+  for (const char* name : {"appState", "appReconfig"})
+    if (Container::observer(situation_.kernel.files(), *life_->process, name) == nullptr)
+      complain(std::string("does not listen for ") + name);
   bool mayBeSilent = !heard_.empty();
   if (!heard_.empty()) complain("has sent half a frame");
   for (const auto& [id, asked] : asked_) {
@@ -349,7 +356,7 @@ void Browser::checkAtRest(bool mustKnow) {
   if (pushes_ < life_->mustPush && situation_.lastFull == Time::min())
     complain("pushes " + std::to_string(pushes_) + " times after " +
              std::to_string(life_->mustPush) + " announcements");
-  if (pushes_ > life_->announced + life_->applicationEnds)
+  if (pushes_ > life_->announced + life_->applicationEnds && !life_->hasFailed)
     complain("pushes more than there is to tell");
   const Node responses =
       situation_.kernel.files().at(Container::path() + "/Data/" + life_->responses());

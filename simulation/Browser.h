@@ -80,6 +80,7 @@ class Browser {
   std::shared_ptr<OpenFile> input_;   // writes to the host
   std::shared_ptr<OpenFile> output_;  // reads from it
   bool isSlow_ = false;
+  Time fastSince_;
   std::string outbox_;
   std::string heard_;
 

@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "Base/TimeLimits.h"
+#include "simulation/Container.h"
 
 namespace corvane::Simulation {
 namespace {
@@ -14,8 +15,8 @@ constexpr milliseconds tolerance{100};
 
 constexpr std::string_view responseBegins = "ExchangeResponseContainer.";
 
-/// More descriptors than a host ever needs.
-constexpr std::size_t mostDescriptors = 20;
+/// More descriptors than a host ever needs, also while it removes what dead ones have left.
+constexpr std::size_t mostDescriptors = 24;
 
 }  // namespace
 
@@ -26,6 +27,7 @@ void HostLife::opens(const std::string& name) {
   if (!name.starts_with(responseBegins)) return;
   if (responses_.empty()) responses_ = name;
   if (name != responses_) situation_.violate(process->name + " opens another host's " + name);
+  hasRead_ = false;
   if (exchange_ != Exchange::waits) return;
   exchange_ = Exchange::takes;
   const auto waited = elapsed(began_);
@@ -33,7 +35,8 @@ void HostLife::opens(const std::string& name) {
     situation_.violate(process->name + " waits for a reply beyond the limit");
   if (!isReplyHeard_ && situation_.kernel.now() - began_.at < TimeLimits::reply)
     situation_.violate(process->name + " gives a request up before the limit");
-  if (isReplyHeard_ && changesState_) mustHearSince_ = situation_.kernel.now();
+  // A host that can listen only after a failure takes it that it has missed an announcement.
+  if (isReplyHeard_ && changesState_ && !hasFailed) mustHearSince_ = situation_.kernel.now();
   if (!std::exchange(isReplyHeard_, false)) {
     if (isStrict && situation_.isCalmSince(began_.at))
       situation_.violate(process->name + " hears of no reply");
@@ -45,6 +48,19 @@ void HostLife::opens(const std::string& name) {
 void HostLife::reads(const Inode& file) {
   if (file.name.starts_with("Exchange") && file.name != responses_)
     situation_.violate(process->name + " reads " + file.name);
+  hasRead_ = hasRead_ || file.name == responses_;
+}
+
+/// A reply that the host takes has its identifier. The host empties the file unread when it gives
+/// up.
+void HostLife::cuts(const Inode& file, std::size_t size) {
+  if (!hasRead_ || file.name != responses_ || !Container::isWellFormed(file.bytes)) return;
+  if (file.bytes.find(identifier(), size) == std::string::npos)
+    situation_.violate(process->name + " takes a reply to another host");
+}
+
+std::string HostLife::identifier() const {
+  return responses_.substr(responseBegins.size(), responses_.rfind('.') - responseBegins.size());
 }
 
 void HostLife::appended(std::string_view record) {

@@ -21,6 +21,7 @@ class HostLife {
   // What the process does, from a Watcher.
   void opens(const std::string& name);
   void reads(const Inode& file);
+  void cuts(const Inode& file, std::size_t size);
   void appended(std::string_view record);
   void receives(std::string_view text);
   void ended();
@@ -55,6 +56,8 @@ class HostLife {
 
   /// The name of the file with its replies; empty until it has looked for one.
   [[nodiscard]] const std::string& responses() const { return responses_; }
+  /// Its identifier, which is in that name and in its replies.
+  [[nodiscard]] std::string identifier() const;
 
  private:
   enum class Exchange { none, waits, takes };
@@ -76,6 +79,7 @@ class HostLife {
   bool isReplyHeard_ = false;
   Time replyHeard_;                    // when it was
   Time lastAnnounced_;                 // when an announcement was last received
+  bool hasRead_ = false;               // its file, since it has opened it
   bool changesState_ = false;          // the request under way
   std::optional<Time> mustHearSince_;  // nothing is asked before the state is announced
   std::chrono::nanoseconds excused_{0};

@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <utility>
 
+#include "Base/TimeLimits.h"
 #include "SharedComponents/Configuration.h"
 #include "simulation/Container.h"
 #include "simulation/System/Replaced.h"
@@ -138,7 +139,8 @@ void World::comeToRest() {
   tell("everything comes to rest");
   settle();
   if (!application_.isReady()) {
-    runFor(seconds(3));
+    // Now and then for longer than any host waits for an announcement.
+    runFor(choices_.oneIn(4) ? TimeLimits::appState + seconds(10) : seconds(3));
     if (!application_.process()) application_.start();
   }
   const auto isAnswered = [this] {
@@ -148,9 +150,10 @@ void World::comeToRest() {
   };
   runUntil(isAnswered, std::chrono::hours(24));  // each wait has a limit of its own
   runFor(seconds(15));
-  application_.command("protection off");
+  const bool isOnAtLast = choices_.oneIn(2);
+  application_.command(isOnAtLast ? "protection off" : "protection on");
   runFor(seconds(1));
-  application_.command("protection on");
+  application_.command(isOnAtLast ? "protection on" : "protection off");
   runFor(seconds(15));
   for (const auto& browser : browsers_) browser->checkAtRest(situation_.isCalm());
 }
@@ -246,6 +249,10 @@ void World::writes(Process& process, const Inode& file, std::string_view bytes, 
   // A host only ever adds to the requests.
   if (life != nullptr && Container::isExchangeFile(file) && file.name != life->responses())
     life->appended(bytes);
+}
+
+void World::cuts(Process& process, const Inode& file, std::size_t size) {
+  if (HostLife* const life = lifeOf(process)) life->cuts(file, size);
 }
 
 void World::unlocks(Process& process, const Inode& file) {

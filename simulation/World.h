@@ -78,6 +78,7 @@ class World final : Watcher {
   void killHost();
   void killHostLater();
   void failHost();
+  void startHostThatFails();
   void stopHost();
   void slowDown();
   void startApplication();
@@ -85,9 +86,11 @@ class World final : Watcher {
   void killApplication();
   void killApplicationLater();
   void failApplication();
+  void startApplicationThatFails();
   void stopApplication();
   void changeState();
   void announceAgain();
+  void announceOften();
   void changeLogLevel();
   void fillRequests();
   void repeatReply();
@@ -98,6 +101,10 @@ class World final : Watcher {
   void letTimePass();
 
   Browser* browserWithHost();
+  [[nodiscard]] bool isAnythingDue() const;
+  void failLater(Process& process);
+  void notifyOfReply(HostLife& life);
+  void notify(const HostLife& life, const std::string& name);
   void stop(Process& process);
   void tell(const std::string& line) const;
   [[nodiscard]] HostLife* lifeOf(const Process& process) const;
@@ -107,6 +114,7 @@ class World final : Watcher {
   void opens(Process& process, const std::string& name) override;
   void reads(Process& process, const Inode& file) override;
   void writes(Process& process, const Inode& file, std::string_view bytes, bool isCut) override;
+  void cuts(Process& process, const Inode& file, std::size_t size) override;
   void unlocks(Process& process, const Inode& file) override;
   void sends(Process& process, const Socket& to, std::string_view text) override;
   void refuses(Process& process) override;

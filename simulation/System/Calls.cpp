@@ -293,6 +293,7 @@ int Calls::ftruncate(int descriptor, off_t size) {
   if (const int error = kernel_.enter("ftruncate", "", {EINTR, EIO})) return failed(error);
   const File file = fileOf(descriptor);
   if (!isFile(file)) return failed(EBADF);
+  kernel_.watcher().cuts(kernel_.current(), *file->node, static_cast<std::size_t>(size));
   file->node->bytes.resize(static_cast<std::size_t>(size));
   kernel_.files().modify(*file->node);
   return 0;

@@ -67,6 +67,8 @@ class Watcher {
   /// Before `bytes` are written into a file. `isCut`: the process dies before all are written.
   virtual void writes(Process& /*process*/, const Inode& /*file*/, std::string_view /*bytes*/,
                       bool /*isCut*/) {}
+  /// Before a file is cut off at `size`.
+  virtual void cuts(Process& /*process*/, const Inode& /*file*/, std::size_t /*size*/) {}
   virtual void unlocks(Process& /*process*/, const Inode& /*file*/) {}
   virtual void sends(Process& /*process*/, const Socket& /*to*/, std::string_view /*text*/) {}
   /// A notification that a full queue refuses for now.
