@@ -69,8 +69,7 @@ void print(const Report& report, double seconds) {
     std::printf("%12llu %s\n", static_cast<unsigned long long>(times), what.c_str());
 }
 
-bool explain(const Plan& plan, const Outcome& outcome) {
-  std::cout << "seed " << plan.seed << ": " << outcome.violation << std::endl;
+void explain(const Plan& plan) {
   const Plan fewer = shortened(plan);
   std::cout << "again: " << commandFor(fewer) << std::endl;
   const pid_t child = ::fork();  // it may crash
@@ -80,7 +79,6 @@ bool explain(const Plan& plan, const Outcome& outcome) {
     ::_exit(0);
   }
   ::waitpid(child, nullptr, 0);
-  return false;
 }
 
 int run(int count, char** arguments) {
@@ -95,6 +93,7 @@ int run(int count, char** arguments) {
   std::vector<std::string> without;
   bool onlyActions = false;
   bool goesOn = false;
+  bool staysLong = false;
   app.add_option("SECONDS", seconds, "How long to try new seeds");
   auto* const seed = app.add_option("--seed", plan.seed, "Make the run of this seed, aloud");
   app.add_option("--actions", plan.mostActions, "With --seed: only the first so many actions");
@@ -104,6 +103,7 @@ int run(int count, char** arguments) {
   app.add_option("--runs", runs, "At most so many runs");
   app.add_option("--seeds", seeds, "A file with seeds to run first, one a line");
   app.add_flag("--all", goesOn, "Go on after a violation, and print only the seeds");
+  app.add_flag("--unshortened", staysLong, "Do not look for a shorter run with the violation");
   CLI11_PARSE(app, count, arguments);
   const auto differing = differences();
   for (const std::string& line : differing) std::cout << line << '\n';
@@ -114,9 +114,9 @@ int run(int count, char** arguments) {
   int violations = 0;
   const auto failed = [&](const Plan& broken, const Outcome& outcome) {
     ++violations;
-    if (!goesOn) return explain(broken, outcome);
     std::cout << "seed " << broken.seed << ": " << outcome.violation << std::endl;
-    return true;
+    if (!goesOn && !staysLong) explain(broken);
+    return goesOn;
   };
   std::ifstream list(seeds);
   for (std::string line; std::getline(list, line);) {
