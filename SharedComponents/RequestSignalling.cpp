@@ -87,13 +87,14 @@ void RequestSignalling::post() {
 /// A reply that came in time while the loop was busy still counts.
 void RequestSignalling::limitPassed() {
   center_.deliverPending();
-  if (!pending_->isAnswered) finish(Outcome::timedOut);
+  if (pending_ && !pending_->isAnswered) finish(Outcome::timedOut);
 }
 
-/// Goes on in a task of its own: what came before the reply is handled first, even if all of it was
-/// received together.
+/// Finishes the request, but not before the handlers of notifications that were received earlier.
+/// Those are still queued if several were received together.
 void RequestSignalling::replyCame() {
   if (std::exchange(pending_->isAnswered, true) || !pending_->isPosted) return;
+  if (!orders_.handlers.hasTasks()) return finish(Outcome::answered);
   pending_->limit = {};
   loop_.post([this] { finish(Outcome::answered); });
 }

@@ -1,4 +1,6 @@
 #include <algorithm>
+#include <array>
+#include <string_view>
 #include <utility>
 
 #include "SharedComponents/Configuration.h"
@@ -15,6 +17,10 @@ using std::chrono::seconds;
 
 /// How many calls from now on something happens to a process.
 constexpr std::uint64_t mostCallsAhead = 300;
+
+constexpr std::array<std::string_view, 14> rareCalls = {
+    "bind", "connect", "epoll_ctl", "fork", "ftruncate",  "link",        "mkdir",
+    "pipe", "pwritev", "recv",      "send", "pidfd_open", "startThread", "socket"};
 
 /// So many bytes in a file, and no request fits any more.
 std::string fullFile() {
@@ -125,6 +131,8 @@ void World::startHostThatFails() {
 
 void World::failLater(Process& process) {
   process.failsFrom = process.calls + 1 + choices_.below(mostCallsAhead);
+  // Some calls are so rare that they would hardly ever be the one.
+  process.failsOnly = choices_.oneIn(2) ? choices_.of(rareCalls) : "";
 }
 
 void World::stopHost() {

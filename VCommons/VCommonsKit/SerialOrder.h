@@ -60,6 +60,9 @@ class SerialOrder {
     body();
   }
 
+  /// Whether tasks have been added that have not started.
+  [[nodiscard]] bool hasTasks() const { return !tasks_.empty(); }
+
   /// Keeps tasks from starting until the result is destroyed.
   Hold hold();
 

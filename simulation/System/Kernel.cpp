@@ -142,6 +142,7 @@ int Kernel::enter(std::string_view call, std::string_view subject,
   if (diesHere() && call != "pwritev") die("");
   if (choices_.oneIn(interruptions_)) Fiber::suspend();
   if (process.failsFrom == 0 || process.calls < process.failsFrom || errors.size() == 0) return 0;
+  if (!process.failsOnly.empty() && call != process.failsOnly) return 0;
   process.failsFrom = 0;
   watcher_.fails(process, call);
   return *(errors.begin() + choices_.below(errors.size()));

@@ -48,6 +48,7 @@ struct Process {
   std::uint64_t calls = 0;
   std::uint64_t diesAt = 0;     // the call at which it is killed
   std::uint64_t failsFrom = 0;  // the first call that may fail; one does
+  std::string_view failsOnly;   // its name; empty: any
   bool isStopped = false;
   bool hasEnded = false;
   bool wasKilled = false;

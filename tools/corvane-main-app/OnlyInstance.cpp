@@ -45,7 +45,10 @@ bool haveStateAnnounced(Platform::EventLoop& loop, Platform::NotificationCenter&
     wasAnnounced = true;
     loop.endTurn();
   };
-  if (!center.observe(name, announced)) return false;
+  if (!center.observe(name, announced)) {
+    center.stopObserving(name);  // else it is tried again when the callback's variables are gone
+    return false;
+  }
   center.post(notificationName("ready"));
   loop.turnUntil(Platform::EventLoop::now() + longestWait);
   center.stopObserving(name);
