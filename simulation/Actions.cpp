@@ -16,7 +16,7 @@ using std::chrono::milliseconds;
 using std::chrono::seconds;
 
 /// How many calls from now on something happens to a process.
-constexpr std::uint64_t mostCallsAhead = 300;
+constexpr std::uint64_t maximumCallsAhead = 300;
 
 constexpr std::array<std::string_view, 14> rareCalls = {
     "bind", "connect", "epoll_ctl", "fork", "ftruncate",  "link",        "mkdir",
@@ -74,12 +74,12 @@ std::vector<std::string> World::actionNames() {
 }
 
 Browser* World::browserWithHost() {
-  Browser& browser = *choices_.of(browsers_);
+  Browser& browser = *random_.of(browsers_);
   return browser.hasHost() && browser.isOpen() ? &browser : nullptr;
 }
 
 void World::startHost() {
-  Browser& browser = *choices_.of(browsers_);
+  Browser& browser = *random_.of(browsers_);
   if (!browser.hasHost()) browser.start();
 }
 
@@ -91,7 +91,7 @@ void World::ask() {
 void World::askAll() {
   for (const auto& browser : browsers_) {
     if (!browser->hasHost() || !browser->isOpen()) continue;
-    for (auto left = choices_.between(1, 4); left > 0; --left) browser->ask();
+    for (auto left = random_.between(1, 4); left > 0; --left) browser->ask();
   }
 }
 
@@ -108,55 +108,55 @@ void World::closeBrowser() {
 }
 
 void World::killHost() {
-  if (Browser* const browser = browserWithHost()) kernel_.kill(*browser->life()->process);
+  if (Browser* const browser = browserWithHost()) kernel_.kill(*browser->monitor()->process);
 }
 
 void World::killHostLater() {
   Browser* const browser = browserWithHost();
   if (browser == nullptr) return;
-  Process& process = *browser->life()->process;
-  process.diesAt = process.calls + 1 + choices_.below(mostCallsAhead);
+  Process& process = *browser->monitor()->process;
+  process.diesAt = process.calls + 1 + random_.below(maximumCallsAhead);
 }
 
 void World::failHost() {
-  if (Browser* const browser = browserWithHost()) failLater(*browser->life()->process);
+  if (Browser* const browser = browserWithHost()) failLater(*browser->monitor()->process);
 }
 
 void World::startHostThatFails() {
-  Browser& browser = *choices_.of(browsers_);
+  Browser& browser = *random_.of(browsers_);
   if (browser.hasHost()) return;
   browser.start();
-  failLater(*browser.life()->process);
+  failLater(*browser.monitor()->process);
 }
 
 void World::failLater(Process& process) {
-  process.failsFrom = process.calls + 1 + choices_.below(mostCallsAhead);
+  process.failsFrom = process.calls + 1 + random_.below(maximumCallsAhead);
   // Some calls are so rare that they would hardly ever be the one.
-  process.failsOnly = choices_.oneIn(2) ? choices_.of(rareCalls) : "";
+  process.failsOnly = random_.oneIn(2) ? random_.of(rareCalls) : "";
 }
 
 void World::stopHost() {
-  if (Browser* const browser = browserWithHost()) stop(*browser->life()->process);
+  if (Browser* const browser = browserWithHost()) stop(*browser->monitor()->process);
 }
 
 /// SIGSTOP, and after a while SIGCONT.
 void World::stop(Process& process) {
   if (process.isStopped) return;
-  situation_.disturb("stops");
+  context_.disturb("stops");
   process.isStopped = true;
-  HostLife* const life = lifeOf(process);
-  if (life != nullptr) life->hasStopped();
+  HostMonitor* const monitor = monitorOf(process);
+  if (monitor != nullptr) monitor->hasStopped();
   const auto found = kernel_.find(process.id);
-  const auto pause = milliseconds(choices_.between(1, 1 + choices_.between(0, 8000)));
-  plans_.emplace(kernel_.now() + pause, [this, found] {
+  const auto pause = milliseconds(random_.between(1, 1 + random_.between(0, 8000)));
+  scheduled_.emplace(kernel_.now() + pause, [this, found] {
     found->isStopped = false;
-    if (HostLife* const stopped = lifeOf(*found)) stopped->continues();
-    situation_.disturb("continues");
+    if (HostMonitor* const stopped = monitorOf(*found)) stopped->continues();
+    context_.disturb("continues");
   });
 }
 
 void World::slowDown() {
-  Browser& browser = *choices_.of(browsers_);
+  Browser& browser = *random_.of(browsers_);
   browser.setSlow(!browser.isSlow());
 }
 
@@ -174,7 +174,7 @@ void World::killApplication() {
 
 void World::killApplicationLater() {
   if (const auto process = application_.process())
-    process->diesAt = process->calls + 1 + choices_.below(mostCallsAhead);
+    process->diesAt = process->calls + 1 + random_.below(maximumCallsAhead);
 }
 
 void World::failApplication() {
@@ -192,7 +192,7 @@ void World::stopApplication() {
 }
 
 void World::changeState() {
-  application_.command(choices_.oneIn(2) ? "protection on" : "protection off");
+  application_.command(random_.oneIn(2) ? "protection on" : "protection off");
 }
 
 void World::announceAgain() {
@@ -201,8 +201,8 @@ void World::announceAgain() {
 
 /// More often than the queue of an observer is long: a host that runs misses none all the same.
 void World::announceOften() {
-  if (!situation_.isCalm() || isAnythingDue()) return;
-  for (std::size_t i = 0; i < Socket::mostUnread + 3; ++i) application_.command("announce");
+  if (!context_.isCalm() || isAnythingDue()) return;
+  for (std::size_t i = 0; i < Socket::maximumUnread + 3; ++i) application_.command("announce");
   runFor(milliseconds(500));
 }
 
@@ -211,90 +211,90 @@ bool World::isAnythingDue() const {
   const auto isDoomed = [](const auto& process) {
     return process->diesAt != 0 || process->failsFrom != 0;
   };
-  return !plans_.empty() ||
+  return !scheduled_.empty() ||
          std::any_of(application_.processes().begin(), application_.processes().end(), isDoomed) ||
          std::any_of(browsers_.begin(), browsers_.end(), [&](const auto& browser) {
-           return browser->hasHost() && isDoomed(browser->life()->process);
+           return browser->hasHost() && isDoomed(browser->monitor()->process);
          });
 }
 
 void World::changeLogLevel() {
-  application_.command("level " + std::to_string(1 + choices_.below(15)));
+  application_.command("level " + std::to_string(1 + random_.below(15)));
 }
 
 void World::fillRequests() {
   const Node file = kernel_.files().at(Container::requests());
   if (!file || file->lock != nullptr || application_.process()) return;
-  situation_.disturb("full files");
+  context_.disturb("full files");
   file->bytes = fullFile();
-  situation_.lastFull = kernel_.now();
+  context_.lastFull = kernel_.now();
 }
 
 void World::repeatReply() {
   const Node file = kernel_.files().at(Container::path() + "/Data/" + lastReplyFile_);
   if (!file || file->lock != nullptr || lastReply_.empty()) return;
   for (const auto& browser : browsers_) {
-    if (!browser->hasHost() || browser->life()->responses() != lastReplyFile_) continue;
-    situation_.disturb("replies repeated");
-    browser->life()->isStrict = false;
-    file->bytes += choices_.oneIn(2) ? lastReply_ : otherReply_;
-    if (choices_.oneIn(2)) notifyOfReply(*browser->life());
+    if (!browser->hasHost() || browser->monitor()->responses() != lastReplyFile_) continue;
+    context_.disturb("replies repeated");
+    browser->monitor()->isStrict = false;
+    file->bytes += random_.oneIn(2) ? lastReply_ : otherReply_;
+    if (random_.oneIn(2)) notifyOfReply(*browser->monitor());
   }
 }
 
 void World::repeatNotification() {
   Browser* const browser = browserWithHost();
   if (browser == nullptr) return;
-  HostLife& life = *browser->life();
-  if (choices_.oneIn(2) || life.responses().empty()) return notify(life, "appState");
-  notifyOfReply(life);
+  HostMonitor& monitor = *browser->monitor();
+  if (random_.oneIn(2) || monitor.responses().empty()) return notify(monitor, "appState");
+  notifyOfReply(monitor);
 }
 
-void World::notifyOfReply(HostLife& life) {
-  situation_.disturb("notifications of no reply");
-  life.isStrict = false;
-  notify(life, "exchange." + life.identifier());
+void World::notifyOfReply(HostMonitor& monitor) {
+  context_.disturb("notifications of no reply");
+  monitor.isStrict = false;
+  notify(monitor, "exchange." + monitor.identifier());
 }
 
 /// As the application does, unless the host can take no more.
-void World::notify(const HostLife& life, const std::string& name) {
-  Socket* const socket = kernel_.socketOf(life.process->id);
-  if (socket == nullptr || socket->unread.size() >= Socket::mostUnread) return;
-  situation_.report.count("notifications repeated");
+void World::notify(const HostMonitor& monitor, const std::string& name) {
+  Socket* const socket = kernel_.socketOf(monitor.process->id);
+  if (socket == nullptr || socket->unread.size() >= Socket::maximumUnread) return;
+  context_.report.count("notifications repeated");
   socket->unread.push_back(std::string(Configuration::MainAppBundleIdentifier) +
                            ".DARWIN_NOTIFICATION." + name);
 }
 
 /// As a process leaves it that dies in the midst of writing.
 void World::cutFile() {
-  const bool isRequest = lastReplyFile_.empty() || choices_.oneIn(2);
+  const bool isRequest = lastReplyFile_.empty() || random_.oneIn(2);
   const Node file = kernel_.files().at(isRequest ? Container::requests()
                                                  : Container::path() + "/Data/" + lastReplyFile_);
   if (!file || file->lock != nullptr || file->bytes.empty()) return;
-  situation_.disturb("files cut");
-  spoiled_.insert(file->number);
-  file->bytes.resize(choices_.below(file->bytes.size()));
+  context_.disturb("files cut");
+  malformed_.insert(file->number);
+  file->bytes.resize(random_.below(file->bytes.size()));
   for (const auto& browser : browsers_)
-    if (browser->hasHost()) browser->life()->isStrict = false;
+    if (browser->hasHost()) browser->monitor()->isStrict = false;
 }
 
 void World::moveWallClock() {
-  const auto by = seconds(choices_.between(-100'000, 100'000));
+  const auto by = seconds(random_.between(-100'000, 100'000));
   hasClockGoneBack_ = hasClockGoneBack_ || by.count() < 0;
-  situation_.report.count("clock settings");
+  context_.report.count("clock settings");
   kernel_.moveWallClock(by);
 }
 
 void World::leap() {
-  const auto by = milliseconds(choices_.between(1, 10'000));
-  situation_.disturb("sleeps of the machine");
+  const auto by = milliseconds(random_.between(1, 10'000));
+  context_.disturb("sleeps of the machine");
   for (const auto& browser : browsers_)
-    if (browser->hasHost()) browser->life()->leapt(by);
+    if (browser->hasHost()) browser->monitor()->leapt(by);
   kernel_.advanceTo(kernel_.now() + by);
 }
 
 void World::letTimePass() {
-  const auto pause = milliseconds(choices_.between(1, 1 + choices_.between(0, 20'000)));
+  const auto pause = milliseconds(random_.between(1, 1 + random_.between(0, 20'000)));
   runFor(pause);
 }
 

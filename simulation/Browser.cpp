@@ -21,6 +21,9 @@ constexpr std::string_view pushIdentifier =
 constexpr std::string_view linkTimeout = "Can't connect to main app, timeout reached.";
 constexpr std::string_view invalidParameters = "Invalid request paramaters.";
 
+/// How long a request may take when nothing is in its way: far longer than any needs.
+constexpr std::chrono::milliseconds longestInCalm{1000};
+
 /// What a host's process runs.
 void runHost() {
   const auto streams = Platform::claimStandardStreams();
@@ -56,7 +59,7 @@ std::shared_ptr<OpenFile> endOf(const std::shared_ptr<Pipe>& pipe, OpenFile::Kin
 
 struct Kind {
   const char* type = nullptr;
-  const char* parameters = nullptr;  // TOKEN and FLAG stand for what varies
+  const char* parameters = nullptr;  // TOKEN, FIRST and SECOND stand for what varies
   bool changesState = false;
 };
 
@@ -65,8 +68,8 @@ constexpr std::array<Kind, 14> kinds = {{
     {"init", R"("apiVersion":"1")"},
     {"getCurrentFilteringState", R"("forceStartApp":false,"url":"https://TOKEN/","port":443)"},
     {"getCurrentFilteringState", R"("forceStartApp":true,"url":"https://TOKEN/","port":443)", true},
-    {"setProtectionStatus", R"("isEnabled":FLAG)", true},
-    {"setFilteringStatus", R"("url":"https://TOKEN/","isEnabled":FLAG,"isHttpsEnabled":FLAG)",
+    {"setProtectionStatus", R"("isEnabled":FIRST)", true},
+    {"setFilteringStatus", R"("url":"https://TOKEN/","isEnabled":FIRST,"isHttpsEnabled":SECOND)",
      true},
     {"addRule", R"("ruleText":"||TOKEN^")"},
     {"removeRule", R"("ruleText":"||TOKEN^")"},
@@ -86,21 +89,22 @@ void replaceAll(std::string& text, std::string_view what, std::string_view by) {
 }  // namespace
 
 void Browser::start() {
-  Kernel& kernel = situation_.kernel;
+  Kernel& kernel = context_.kernel;
   const auto input = std::make_shared<Pipe>();
   const auto output = std::make_shared<Pipe>();
-  output->capacity = kernel.choices().oneIn(4) ? 4096 : 65536;
+  output->capacity = kernel.random().oneIn(4) ? 4096 : 65536;
   output->written = [this](std::string_view bytes) { hear(bytes); };
   const std::string name = "host " + std::to_string(number_) + "." + std::to_string(++lives_);
-  life_ = std::make_shared<HostLife>(
-      situation_, kernel.start(name, "/usr/bin/corvane-nm", 2,
-                               {{0, endOf(input, OpenFile::Kind::reader)},
-                                {1, endOf(output, OpenFile::Kind::writer)},
-                                {2, std::make_shared<OpenFile>(OpenFile::Kind::null)}},
-                               runHost));
+  monitor_ = std::make_shared<HostMonitor>(
+      context_, kernel.start(name, "/usr/bin/corvane-nm", 2,
+                             {{0, endOf(input, OpenFile::Kind::reader)},
+                              {1, endOf(output, OpenFile::Kind::writer)},
+                              {2, std::make_shared<OpenFile>(OpenFile::Kind::null)}},
+                             runHost));
   input_ = endOf(input, OpenFile::Kind::writer);
   output_ = endOf(output, OpenFile::Kind::reader);
-  isSlow_ = false;
+  isSlow_ = wasSlow_ = false;
+  closed_.reset();
   outbox_.clear();
   heard_.clear();
   asked_.clear();
@@ -108,31 +112,32 @@ void Browser::start() {
   serials_.clear();
   pushes_ = 0;
   knownRunning_.reset();
-  situation_.report.count("hosts");
+  context_.report.count("hosts");
 }
 
 void Browser::ask() {
-  Choices& choices = situation_.kernel.choices();
+  Generator& random = context_.kernel.random();
   const std::string id = std::to_string(++lastId_);
   Asked asked;
-  asked.at = situation_.kernel.now();
-  situation_.report.count("requests");
-  if (choices.oneIn(40)) {  // nobody answers these
+  asked.at = context_.kernel.now();
+  context_.report.count("requests");
+  if (random.oneIn(40)) {  // nobody answers these
     asked.getsNoReply = true;
     asked_[id] = asked;
     const std::array<std::string, 4> texts = {R"({"type":"unknown","id":")" + id + "\"}",
                                               R"({"type":"init"})", "{\"type\":", "[]"};
-    outbox_ += frame(choices.of(texts));
+    outbox_ += frame(random.of(texts));
     return;
   }
-  const Kind& kind = choices.of(kinds);
+  const Kind& kind = random.of(kinds);
   asked.type = kind.type;
   asked.changesState = kind.changesState;
   asked.token = "b" + std::to_string(number_) + "r" + id + ".invalid";
   std::string parameters = kind.parameters;
   replaceAll(parameters, "TOKEN", asked.token);
-  replaceAll(parameters, "FLAG", choices.oneIn(2) ? "true" : "false");
-  asked.isValid = parameters.empty() || !choices.oneIn(12);
+  replaceAll(parameters, "FIRST", random.oneIn(2) ? "true" : "false");
+  replaceAll(parameters, "SECOND", random.oneIn(2) ? "true" : "false");
+  asked.isValid = parameters.empty() || !random.oneIn(12);
   if (!asked.isValid) {
     asked.changesState = false;
     parameters = "\"other\":0";
@@ -141,9 +146,12 @@ void Browser::ask() {
                            (parameters.empty() ? "" : R"(,"parameters":{)" + parameters + "}") +
                            "}";
   if (asked.changesState) {
-    life_->wasOverlapped = life_->wasOverlapped || life_->isCommandPending;
-    life_->isCommandPending = true;
+    monitor_->wasOverlapped = monitor_->wasOverlapped || monitor_->isCommandPending;
+    monitor_->isCommandPending = true;
   }
+  asked.isAlone = std::none_of(asked_.begin(), asked_.end(), [](const auto& entry) {
+    return !entry.second.isAnswered && !entry.second.getsNoReply;
+  });
   tokens_.insert(asked.token);
   asked_[id] = std::move(asked);
   outbox_ += frame(text);
@@ -153,10 +161,11 @@ void Browser::write(bool all) {
   if (!input_ || outbox_.empty()) return;
   std::string& pipe = input_->pipe->bytes;
   std::size_t count = std::min(outbox_.size(), input_->pipe->capacity - pipe.size());
-  if (!all) count = situation_.kernel.choices().below(count + 1);
+  if (!all) count = context_.kernel.random().below(count + 1);
   pipe += outbox_.substr(0, count);
   outbox_.erase(0, count);
-  life_->progresses();
+  if (outbox_.empty()) written_ = context_.kernel.now();
+  monitor_->progresses();
 }
 
 void Browser::read() {
@@ -166,38 +175,54 @@ void Browser::read() {
 void Browser::close(bool leaves) {
   write(true);
   input_.reset();
+  closed_ = context_.kernel.now();
   if (leaves) output_.reset();
-  life_->inputEnds();
+  monitor_->inputEnds();
+}
+
+/// Who has ended by itself has answered all that needs no announcement.
+void Browser::checkLastReplies() {
+  const Process& process = *monitor_->process;
+  if (process.wasKilled || !process.stopReason.empty() || !output_ || wasSlow_ || !closed_) return;
+  if (!heard_.empty()) violate("ends in the midst of a frame");
+  if (!monitor_->isStrict || monitor_->isCommandPending || !outbox_.empty() ||
+      !context_.isCalmSince(*closed_))
+    return;
+  for (const auto& [id, asked] : asked_)
+    if (!asked.isAnswered && !asked.getsNoReply && context_.isCalmSince(asked.at))
+      violate("ends before it has answered " + asked.type);
 }
 
 void Browser::setSlow(bool isSlow) {
   isSlow_ = isSlow;
-  if (!isSlow) fastSince_ = situation_.kernel.now();
-  if (life_) life_->progresses();
+  wasSlow_ = wasSlow_ || isSlow;
+  if (!isSlow) fastSince_ = context_.kernel.now();
+  if (monitor_) monitor_->progresses();
 }
 
 bool Browser::isWaiting() const {
   return hasHost() && isOpen() && outbox_.empty() && !isSlow_ &&
          std::any_of(asked_.begin(), asked_.end(), [this](const auto& entry) {
            return !entry.second.isAnswered && !entry.second.getsNoReply &&
-                  entry.second.at > situation_.lastFull;  // before, it may have been refused
+                  entry.second.at > context_.lastFull;  // before, it may have been refused
          });
 }
 
 void Browser::hostEnded() {
-  const Process& process = *life_->process;
-  if (!process.stopReason.empty() && !life_->hasFailed)
-    complain("has stopped hard: " + process.stopReason);
+  const Process& process = *monitor_->process;
+  if (!process.stopReason.empty() && !(monitor_->hasFailed && serials_.empty()))
+    violate("has stopped hard: " + process.stopReason);
   if (!process.wasKilled && process.stopReason.empty() && isOpen())
-    complain("has left before the end of input");
-  life_->ended();
+    violate("has left before the end of input");
+  monitor_->ended();
+  checkLastReplies();
   input_.reset();
   output_.reset();
 }
 
 void Browser::hear(std::string_view bytes) {
   heard_ += bytes;
-  life_->progresses();
+  monitor_->progresses();
   for (;;) {
     std::uint32_t length = 0;
     if (heard_.size() < sizeof length) return;
@@ -209,11 +234,11 @@ void Browser::hear(std::string_view bytes) {
 }
 
 void Browser::takeFrame(std::string_view text) {
-  if (serials_.empty() && !life_->hasFailed &&
-      Container::observer(situation_.kernel.files(), *life_->process, "appState") == nullptr)
-    complain("replies before it listens for the state");
+  if (serials_.empty() && !monitor_->hasFailed &&
+      Container::observer(context_.kernel.files(), *monitor_->process, "appState") == nullptr)
+    violate("replies before it listens for the state");
   const auto reply = parseJson(text);
-  if (!reply || !reply->is_object()) return complain("sends no JSON");
+  if (!reply || !reply->is_object()) return violate("sends no JSON");
   const JsonObject& object = reply->get_object();
   takeSerial(object);
   if (textOf(object, "requestId") == pushIdentifier) {
@@ -229,25 +254,25 @@ void Browser::takeSerial(const JsonObject& reply) {
   std::uint64_t serial = 0;
   std::from_chars(text.data(), text.data() + text.size(), serial);
   if (serial == 0 || !serials_.insert(serial).second)
-    complain("sends the serial number \"" + text + "\" again");
+    violate("sends the serial number \"" + text + "\" again");
 }
 
 void Browser::takePush(const JsonObject& push) {
-  situation_.report.count("pushes");
+  context_.report.count("pushes");
   ++pushes_;
-  if (textOf(push, "result") != "ok" && life_->isStrict) complain("pushes an error");
+  if (textOf(push, "result") != "ok" && monitor_->isStrict) violate("pushes an error");
 }
 
 void Browser::takeReply(const JsonObject& reply) {
   const auto found = asked_.find(textOf(reply, "requestId"));
-  if (found == asked_.end()) return complain("answers what nobody asked");
+  if (found == asked_.end()) return violate("answers what nobody asked");
   Asked& asked = found->second;
   if (asked.isAnswered || asked.getsNoReply)
-    return complain("answers request " + found->first + " once too often");
+    return violate("answers request " + found->first + " once too often");
   asked.isAnswered = true;
-  situation_.report.count("replies");
+  context_.report.count("replies");
   checkReply(reply, asked);
-  life_->isCommandPending = std::any_of(asked_.begin(), asked_.end(), [](const auto& entry) {
+  monitor_->isCommandPending = std::any_of(asked_.begin(), asked_.end(), [](const auto& entry) {
     return entry.second.changesState && !entry.second.isAnswered;
   });
 }
@@ -258,38 +283,43 @@ void Browser::checkReply(const JsonObject& reply, Asked& asked) {
   if (!asked.isValid) {
     const std::string_view wanted =
         asked.type == "init" ? "Supported api version mismatch" : invalidParameters;
-    if (!isError || data != wanted) complain("takes wrong parameters of " + asked.type);
+    if (!isError || data != wanted) violate("takes wrong parameters of " + asked.type);
     return;
   }
+  const Time begun = std::max(asked.at, written_);
+  if (asked.isAlone && !asked.changesState && monitor_->isStrict && !wasSlow_ &&
+      context_.isCalmSince(asked.at) && context_.kernel.now() - begun > longestInCalm)
+    violate("takes its time for " + asked.type);
   if (isError) {
     checkError(data, asked);
   } else {
     checkContent(reply, asked);
-    const auto waited = situation_.kernel.now() - std::max(asked.at, fastSince_);
-    if (asked.changesState && waited >= TimeLimits::appState && life_->isStrict &&
-        situation_.isCalmSince(asked.at))
-      complain("waits in vain for an announcement after " + asked.type);
+    const auto waited = context_.kernel.now() - std::max(asked.at, fastSince_);
+    if (asked.changesState && waited >= TimeLimits::appState && monitor_->isStrict &&
+        context_.isCalmSince(asked.at))
+      violate("waits in vain for an announcement after " + asked.type);
   }
   checkState(reply, asked);
 }
 
 void Browser::checkError(const std::string& text, Asked& asked) {
-  const bool isCalm = situation_.isCalmSince(asked.at) && life_->isStrict;
+  const bool isCalm = context_.isCalmSince(asked.at) && monitor_->isStrict;
   if (text == linkTimeout) {
-    situation_.report.count("timeouts");
-    if (isCalm) complain("finds no application for " + asked.type);
+    context_.report.count("timeouts");
+    if (isCalm) violate("finds no application for " + asked.type);
   } else if (text == "AppState timeout occured") {
-    situation_.report.count("announcements missed");
-    if (!asked.changesState) complain("waits for an announcement after " + asked.type);
-    if (isCalm) complain("misses the announcement after " + asked.type);
-    if (situation_.kernel.now() - asked.at < TimeLimits::appState)
-      complain("gives up an announcement too early");
+    context_.report.count("announcements missed");
+    if (!asked.changesState) violate("waits for an announcement after " + asked.type);
+    if (isCalm) violate("misses the announcement after " + asked.type);
+    if (context_.kernel.now() - asked.at < TimeLimits::appState)
+      violate("gives up an announcement too early");
   } else if (text == "Can't start main app.") {
-    situation_.report.count("starts refused");
-    if (!asked.changesState) complain("starts the application for " + asked.type);
+    context_.report.count("starts refused");
+    if (!asked.changesState || asked.type != "getCurrentFilteringState")
+      violate("starts the application for " + asked.type);
   } else {
     const bool mayBeRefused = asked.type == "removeRule" || asked.type == "openOriginalCert";
-    if (!mayBeRefused && life_->isStrict) complain("fails with \"" + text + "\"");
+    if (!mayBeRefused && monitor_->isStrict) violate("fails with \"" + text + "\"");
   }
 }
 
@@ -298,7 +328,9 @@ void Browser::checkContent(const JsonObject& reply, const Asked& asked) {
   std::string found;
   const auto* parameters = findObject(reply, "parameters");
   if (parameters == nullptr) {
-    if (asked.type == "init" || asked.type == "reportSite") complain("leaves the parameters out");
+    if (asked.type == "init" || asked.type == "reportSite" ||
+        asked.type == "getCurrentFilteringState")
+      violate("leaves the parameters out");
     return;
   }
   if (asked.type == "reportSite") {
@@ -310,9 +342,9 @@ void Browser::checkContent(const JsonObject& reply, const Asked& asked) {
     return;
   }
   if (found == asked.token) return;
-  if (life_->isStrict || !tokens_.contains(found))
-    return complain("answers " + asked.type + " about " + asked.token + " with " + found);
-  situation_.report.count("late replies taken for others");
+  if (monitor_->isStrict || !tokens_.contains(found))
+    return violate("answers " + asked.type + " about " + asked.token + " with " + found);
+  context_.report.count("late replies taken for others");
 }
 
 void Browser::checkState(const JsonObject& reply, const Asked& asked) {
@@ -320,13 +352,13 @@ void Browser::checkState(const JsonObject& reply, const Asked& asked) {
   const bool* const isRunning = state == nullptr ? nullptr : findBool(*state, "isRunning");
   const bool* const isEnabled =
       state == nullptr ? nullptr : findBool(*state, "isProtectionEnabled");
-  if (isRunning == nullptr || isEnabled == nullptr) return complain("leaves the state out");
+  if (isRunning == nullptr || isEnabled == nullptr) return violate("leaves the state out");
   // Changing commands that fail report the state that they began with: none.
-  if (!life_->isStrict || (asked.changesState && textOf(reply, "result") != "ok")) return;
-  if (*isRunning && asked.type != "setFilteringStatus" && !situation_.couldBe(*isEnabled, asked.at))
-    complain("reports a state that never was, after " + asked.type);
-  if (!*isRunning && situation_.isCalmSince(asked.at))
-    complain("does not see the application, after " + asked.type);
+  if (!monitor_->isStrict || (asked.changesState && textOf(reply, "result") != "ok")) return;
+  if (*isRunning && asked.type != "setFilteringStatus" && !context_.couldBe(*isEnabled, asked.at))
+    violate("reports a state that never was, after " + asked.type);
+  if (!*isRunning && context_.isCalmSince(asked.at))
+    violate("does not see the application, after " + asked.type);
 }
 
 void Browser::noteState(const JsonObject& reply) {
@@ -337,46 +369,48 @@ void Browser::noteState(const JsonObject& reply) {
                      *findBool(*state, "isProtectionEnabled");
 }
 
-void Browser::checkAtRest(bool mustKnow) {
+void Browser::checkQuiescent(bool mustKnow) {
   if (!hasHost() || !isOpen()) return;
   for (const char* name : {"appState", "appReconfig"})
-    if (Container::observer(situation_.kernel.files(), *life_->process, name) == nullptr)
-      complain(std::string("does not listen for ") + name);
+    if (Container::observer(context_.kernel.files(), *monitor_->process, name) == nullptr)
+      violate(std::string("does not listen for ") + name);
   bool mayBeSilent = !heard_.empty();
-  if (!heard_.empty()) complain("has sent half a frame");
+  if (!heard_.empty()) violate("has sent half a frame");
   for (const auto& [id, asked] : asked_) {
     if (asked.isAnswered || asked.getsNoReply) continue;
     mayBeSilent = true;
-    if (asked.at > situation_.lastFull) complain("never answers " + asked.type);
+    if (asked.at > context_.lastFull) violate("never answers " + asked.type);
   }
   if (!mayBeSilent && !serials_.empty() && *serials_.rbegin() != serials_.size() &&
-      situation_.lastFull == Time::min())
-    complain("leaves serial numbers out");
-  if (!life_->isStrict) return;
-  if (pushes_ < life_->mustPush && situation_.lastFull == Time::min())
-    complain("pushes " + std::to_string(pushes_) + " times after " +
-             std::to_string(life_->mustPush) + " announcements");
-  if (pushes_ > life_->announced + life_->applicationEnds && !life_->hasFailed)
-    complain("pushes more than there is to tell");
+      context_.lastFull == Time::min())
+    violate("leaves serial numbers out");
+  if (!monitor_->isStrict) return;
+  if (pushes_ < monitor_->mustPush && context_.lastFull == Time::min())
+    violate("pushes " + std::to_string(pushes_) + " times after " +
+            std::to_string(monitor_->mustPush) + " announcements");
+  if (pushes_ > monitor_->announced + monitor_->applicationEnds && !monitor_->hasFailed)
+    violate("pushes more than there is to tell");
   const Node responses =
-      situation_.kernel.files().at(Container::path() + "/Data/" + life_->responses());
+      context_.kernel.files().at(Container::path() + "/Data/" + monitor_->responses());
   if (responses && responses->kind == Inode::Kind::file && !responses->bytes.empty())
-    complain("has left a reply in its file");
-  if (life_->announced < life_->expected)
-    complain("has heard " + std::to_string(life_->announced) + " of " +
-             std::to_string(life_->expected) + " announcements");
-  if (mustKnow && knownRunning_ && !life_->wasOverlapped &&
-      (!*knownRunning_ || knownProtection_ != situation_.protection()))
-    complain("has left the browser with an old state");
+    violate("has left a reply in its file");
+  if (monitor_->announced < monitor_->expected)
+    violate("has heard " + std::to_string(monitor_->announced) + " of " +
+            std::to_string(monitor_->expected) + " announcements");
+  if (mustKnow && knownRunning_ && !monitor_->wasOverlapped &&
+      (!*knownRunning_ || knownProtection_ != context_.protection()))
+    violate("has left the browser with an old state");
 }
 
 void Browser::checkAtEndOfApplication() {
-  if (hasHost() && isOpen() && life_->isStrict && knownRunning_ && *knownRunning_)
-    complain("has not told the browser that the application has ended");
+  // A reply that was under way when the application ended still says that it runs.
+  if (hasHost() && isOpen() && monitor_->isStrict && knownRunning_ && *knownRunning_ &&
+      !monitor_->wasExchangingAtEnd)
+    violate("has not told the browser that the application has ended");
 }
 
-void Browser::complain(const std::string& what) {
-  situation_.violate(life_->process->name + " " + what);
+void Browser::violate(const std::string& what) {
+  context_.violate(monitor_->process->name + " " + what);
 }
 
 }  // namespace corvane::Simulation

@@ -23,6 +23,9 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
+/// In seconds: a run that takes longer hangs, and its process is killed. Most take milliseconds.
+constexpr unsigned longestRun = 60;
+
 /// So many runs in one process: what they leave in memory goes with it.
 constexpr std::uint64_t runsOfAProcess = 25;
 
@@ -50,7 +53,8 @@ std::vector<std::pair<std::uint64_t, Outcome>> outcomesOf(const std::string& tex
     words >> word;
     if (word == "seed") {
       outcomes.emplace_back();
-      outcomes.back().second.violation = "the process that made the run has crashed";
+      outcomes.back().second.violation =
+          "the process that made the run has crashed, or the run did not end";
       outcomes.back().second.report.runs = 1;
       words >> outcomes.back().first;
       continue;
@@ -116,6 +120,7 @@ class Worker {
  private:
   [[noreturn]] static void work(Plan plan, std::uint64_t count, int output) {
     for (; count > 0; --count, ++plan.seed) {
+      ::alarm(longestRun);
       writeAll(output, "seed " + std::to_string(plan.seed) + "\n");
       writeAll(output, textOf(runHere(plan)));
     }
@@ -145,7 +150,7 @@ Outcome runApart(const Plan& plan) {
   return outcomesOf(worker.text()).at(0).second;
 }
 
-Report runMany(std::uint64_t first, double seconds, std::uint64_t mostRuns,
+Report runMany(std::uint64_t first, double seconds, std::uint64_t maximumRuns,
                const std::function<bool(const Plan&, const Outcome&)>& failed) {
   Report report;
   const auto end = Clock::now() + std::chrono::duration<double>(seconds);
@@ -155,9 +160,9 @@ Report runMany(std::uint64_t first, double seconds, std::uint64_t mostRuns,
   Plan plan;
   for (;;) {
     while (goesOn && workers.size() < std::max(1U, std::thread::hardware_concurrency()) &&
-           Clock::now() < end && (mostRuns == 0 || begun < mostRuns)) {
+           Clock::now() < end && (maximumRuns == 0 || begun < maximumRuns)) {
       plan.seed = first + begun;
-      const std::uint64_t left = mostRuns == 0 ? runsOfAProcess : mostRuns - begun;
+      const std::uint64_t left = maximumRuns == 0 ? runsOfAProcess : maximumRuns - begun;
       workers.push_back(std::make_unique<Worker>(plan, std::min(left, runsOfAProcess)));
       begun += std::min(left, runsOfAProcess);
     }
@@ -183,18 +188,18 @@ Plan shortened(Plan plan) {
   const auto fails = [](const Plan& tried) { return !runApart(tried).violation.empty(); };
   const auto fewestActions = [&] {
     std::uint64_t least = 0;
-    std::uint64_t most = std::min(plan.mostActions, outcome.actions);
+    std::uint64_t most = std::min(plan.maximumActions, outcome.actions);
     while (least < most) {
       Plan tried = plan;
-      tried.mostActions = least + (most - least) / 2;
+      tried.maximumActions = least + (most - least) / 2;
       if (fails(tried)) {
-        most = tried.mostActions;
+        most = tried.maximumActions;
       } else {
-        least = tried.mostActions + 1;
+        least = tried.maximumActions + 1;
       }
     }
     Plan tried = plan;
-    tried.mostActions = most;
+    tried.maximumActions = most;
     if (fails(tried)) plan = tried;
   };
   fewestActions();

@@ -17,9 +17,9 @@ Outcome runApart(const Plan& plan);
 Outcome runHere(const Plan& plan);
 
 /// Makes runs with the seeds from `first` on, side by side, until `seconds` have passed or, unless
-/// it is 0, `mostRuns` were made; calls `failed` for each that breaks a promise. Returns what
+/// it is 0, `maximumRuns` were made; calls `failed` for each that breaks a promise. Returns what
 /// happened in all of them.
-Report runMany(std::uint64_t first, double seconds, std::uint64_t mostRuns,
+Report runMany(std::uint64_t first, double seconds, std::uint64_t maximumRuns,
                const std::function<bool(const Plan&, const Outcome&)>& failed);
 
 /// A plan that breaks a promise as `plan` does, in fewer steps if there is such a one.

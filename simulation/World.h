@@ -10,10 +10,10 @@
 #include <string_view>
 #include <vector>
 
-#include "simulation/ApplicationActor.h"
 #include "simulation/Browser.h"
 #include "simulation/Report.h"
-#include "simulation/Situation.h"
+#include "simulation/RunContext.h"
+#include "simulation/SimulatedApplication.h"
 #include "simulation/System/Calls.h"
 #include "simulation/System/Kernel.h"
 
@@ -22,7 +22,7 @@ namespace corvane::Simulation {
 /// What one run is to be.
 struct Plan {
   std::uint64_t seed = 0;
-  std::uint64_t mostActions = UINT64_MAX;      // then everything comes to rest
+  std::uint64_t maximumActions = UINT64_MAX;   // then everything comes to rest
   std::set<std::string> without;               // actions that are left out
   std::function<void(std::string_view)> tell;  // each step as a line, if set
 };
@@ -53,7 +53,7 @@ class World final : Watcher {
   struct Action {
     const char* name;
     void (World::*perform)();
-    std::uint64_t mostWeight;
+    std::uint64_t maximumWeight;
   };
   static const std::vector<Action> actions;
 
@@ -61,10 +61,11 @@ class World final : Watcher {
   void advance(Time limit);
   void runFor(std::chrono::nanoseconds time);
   bool runUntil(const std::function<bool()>& isReached, std::chrono::nanoseconds limit);
-  void lookAround();
-  void settle();
-  void comeToRest();
+  void afterStep();
+  void stopDisturbing();
+  void quiesce();
   void leave();
+  void checkThatNothingSpins();
   void checkThatEndIsNoticed();
   void quitApplications();
   void cleanUp();
@@ -103,15 +104,16 @@ class World final : Watcher {
   Browser* browserWithHost();
   [[nodiscard]] bool isAnythingDue() const;
   void failLater(Process& process);
-  void notifyOfReply(HostLife& life);
-  void notify(const HostLife& life, const std::string& name);
+  void notifyOfReply(HostMonitor& monitor);
+  void notify(const HostMonitor& monitor, const std::string& name);
   void stop(Process& process);
   void tell(const std::string& line) const;
-  [[nodiscard]] HostLife* lifeOf(const Process& process) const;
+  [[nodiscard]] HostMonitor* monitorOf(const Process& process) const;
   [[nodiscard]] bool isTroubled() const;
 
   void resumes(Process& process) override;
   void opens(Process& process, const std::string& name) override;
+  void blocks(Process& process, std::string_view call) override;
   void reads(Process& process, const Inode& file) override;
   void writes(Process& process, const Inode& file, std::string_view bytes, bool isCut) override;
   void cuts(Process& process, const Inode& file, std::size_t size) override;
@@ -124,25 +126,25 @@ class World final : Watcher {
   void ends(Process& process) override;
 
   const Plan plan_;
-  Choices choices_;
+  Generator random_;
   Outcome outcome_;
   Kernel kernel_;
-  Situation situation_;
+  RunContext context_;
   Calls calls_{kernel_};
   LinuxOnlyCalls linuxCalls_{kernel_};
   const Platform::SystemCalls::Replacement callsInUse_{calls_};
   const Platform::LinuxCalls::Replacement linuxCallsInUse_{linuxCalls_};
-  ApplicationActor application_;
+  SimulatedApplication application_;
   std::vector<std::unique_ptr<Browser>> browsers_;
-  std::multimap<Time, std::function<void()>> plans_;  // what happens at its time
-  std::vector<std::uint64_t> weights_;                // of the actions
+  std::multimap<Time, std::function<void()>> scheduled_;  // what happens at its time
+  std::vector<std::uint64_t> weights_;                    // of the actions
   std::uint64_t allWeights_ = 0;
-  std::set<ino_t> spoiled_;  // exchange files with half a record
-  std::string lastReply_;    // the bytes of a reply, and in which file they lay
+  std::set<ino_t> malformed_;  // exchange files with half a record
+  std::string lastReply_;      // the bytes of a reply, and in which file they lay
   std::string lastReplyFile_;
   std::string otherReply_;  // one from another file
   bool hasClockGoneBack_ = false;
-  bool isAtRest_ = false;  // nothing is done any more but what comes of itself
+  bool isQuiescing_ = false;  // nothing is done any more but what comes of itself
 };
 
 }  // namespace corvane::Simulation

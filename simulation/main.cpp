@@ -19,7 +19,7 @@
 #include "VCommons/VCommonsKit/VCLog.h"
 #include "simulation/Comparison.h"
 #include "simulation/Runs.h"
-#include "simulation/System/Replaced.h"
+#include "simulation/System/Substitutes.h"
 
 namespace corvane::Simulation {
 namespace {
@@ -36,7 +36,8 @@ class StepLogger final : public DDLogger {
 /// How the same run can be made again.
 std::string commandFor(const Plan& plan) {
   std::string command = "scripts/simulate --seed " + std::to_string(plan.seed);
-  if (plan.mostActions != UINT64_MAX) command += " --actions " + std::to_string(plan.mostActions);
+  if (plan.maximumActions != UINT64_MAX)
+    command += " --actions " + std::to_string(plan.maximumActions);
   for (const std::string& action : plan.without) command += " --without '" + action + "'";
   return command;
 }
@@ -74,6 +75,7 @@ void explain(const Plan& plan) {
   std::cout << "again: " << commandFor(fewer) << std::endl;
   const pid_t child = ::fork();  // it may crash
   if (child == 0) {
+    ::alarm(60);
     runAloud(fewer, true);
     std::cout.flush();
     ::_exit(0);
@@ -96,7 +98,7 @@ int run(int count, char** arguments) {
   bool staysLong = false;
   app.add_option("SECONDS", seconds, "How long to try new seeds");
   auto* const seed = app.add_option("--seed", plan.seed, "Make the run of this seed, aloud");
-  app.add_option("--actions", plan.mostActions, "With --seed: only the first so many actions");
+  app.add_option("--actions", plan.maximumActions, "With --seed: only the first so many actions");
   app.add_option("--without", without, "With --seed: leave out actions of this name");
   app.add_flag("--brief", onlyActions, "With --seed: print the actions only");
   app.add_option("--from", first, "The first seed; random otherwise");
@@ -120,6 +122,7 @@ int run(int count, char** arguments) {
   };
   std::ifstream list(seeds);
   for (std::string line; std::getline(list, line);) {
+    if (line.empty()) continue;
     plan.seed = std::stoull(line);
     const Outcome outcome = runApart(plan);
     if (!outcome.violation.empty()) failed(plan, outcome);

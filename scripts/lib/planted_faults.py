@@ -100,6 +100,8 @@ void RequestSignalling::post() {
     Fault("lock-ignored", SHARED + "ExchangeFile.cpp", "if (locker_->lock()) {",
           "if (locker_->lock() || locker_->isContended()) {",
           "a host uses an exchange file that another process has locked"),
+    Fault("lock-waited-for", SHARED + "ExchangeFile.cpp", "if (locker_->lock()) {",
+          "if (locker_->waitLock()) {", "a host's event loop waits for the lock of an exchange file"),
     Fault("descriptor-leaks", SHARED + "ExchangeFile.cpp", "  record(nullptr);\n",
           "  record(nullptr);\n  (void)new auto(File::open(path_, File::Access::update));\n",
           "a host leaves a descriptor open at each exchange"),
@@ -137,6 +139,17 @@ void RequestSignalling::post() {
           "  aheadEnd_ = 0;\n", "a host forgets the first bytes of a length that comes in pieces"),
     Fault("end-unnoticed", HOST + "FrameReader.cpp", "if (!count || count.value() == 0) {",
           "if (!count) {", "a host does not notice the end of its input"),
+    Fault("writes-blocking", "Platform/Linux/PipeOpening.cpp", "O_WRONLY | O_NONBLOCK | O_CLOEXEC",
+          "O_WRONLY | O_CLOEXEC", "writing to a browser that does not read blocks"),
+    Fault("answers-late", HOST + "BrowserChannel.cpp",
+          "if (outgoing_.size() == 1) loop_.post([this] { sendOutgoing(); });", """\
+if (outgoing_.size() == 1)
+    (void)new auto(loop_.at(EventLoop::now() + std::chrono::seconds(2), [this] { sendOutgoing(); }));
+""", "a host sends each reply two seconds late"),
+    Fault("leaves-at-once", HOST + "BrowserChannel.cpp",
+          "const auto end = EventLoop::now() + limits_.lastSlice;",
+          "const auto end = EventLoop::now();",
+          "a host leaves at the end of input without answering what is pending"),
     # Which applications run.
     Fault("application-end-unnoticed", CONTAINER + "ApplicationObservation.cpp",
           "    watched.end = loop_.onReadable(process, [this] { look(); });\n", "",
@@ -176,6 +189,15 @@ linked.failure().description());
 """, """\
 linked.failure().description());
 """, "a name that could not be observed is not tried again"),
+    Fault("watches-no-more", "Platform/Posix/EventLoop.cpp", """\
+    refused_.push_back({id, descriptor, event});
+    watchAgain_ = at(now() + retryPause, [this] { watchAgain(); });
+""", """\
+    refused_.push_back({id, descriptor, event});
+""", "a descriptor that could not be watched is not tried again"),
+    Fault("receives-blocking", CONTAINER + "NotificationSocket.cpp",
+          "buffer_.data(), buffer_.size(), MSG_DONTWAIT)", "buffer_.data(), buffer_.size(), 0)",
+          "receiving a notification blocks when there is none"),
     Fault("links-stay", CONTAINER + "NotificationCenter.cpp", """\
       for (const std::string& name : linked_) folders_->unlink(socketName_, name);
       folders_->removeSocket(socketName_);

@@ -92,7 +92,7 @@ unsigned CallsBase::readiness(const OpenFile& file) const {
       break;
     case Kind::socket:
       if (!file.socket->unread.empty()) ready |= POLLIN;
-      if (!file.peer || file.peer->isClosed || file.peer->unread.size() < Socket::mostUnread)
+      if (!file.peer || file.peer->isClosed || file.peer->unread.size() < Socket::maximumUnread)
         ready |= POLLOUT;
       break;
     case Kind::event:
@@ -183,8 +183,9 @@ ssize_t Calls::read(int descriptor, void* bytes, std::size_t count) {
   }
   if (file->kind == Kind::null) return 0;
   if (file->kind == Kind::reader) {
-    kernel_.block([file] { return !file->pipe->bytes.empty() || file->pipe->writers == 0; },
-                  Time::max());
+    const auto isReady = [file] { return !file->pipe->bytes.empty() || file->pipe->writers == 0; };
+    if ((file->flags & O_NONBLOCK) != 0 && !isReady()) return failed(EAGAIN);
+    kernel_.block("read", isReady, Time::max());
     source = &file->pipe->bytes;
   } else {
     source = &file->node->bytes;
@@ -212,11 +213,13 @@ ssize_t Calls::pread(int descriptor, void* bytes, std::size_t count, off_t offse
 
 ssize_t Calls::writeToPipe(OpenFile& file, std::string_view bytes) {
   Pipe& pipe = *file.pipe;
+  const auto room = [&pipe] { return pipe.capacity - std::min(pipe.capacity, pipe.bytes.size()); };
+  const std::size_t needed = bytes.size() <= PIPE_BUF ? bytes.size() : 1;
+  const auto isReady = [&] { return room() >= needed || pipe.readers == 0; };
+  if ((file.flags & O_NONBLOCK) == 0) kernel_.block("write", isReady, Time::max());
   if (pipe.readers == 0) return failed(EPIPE);
-  const std::size_t room = pipe.capacity - pipe.bytes.size();
-  const bool isWhole = bytes.size() <= PIPE_BUF;
-  if (room == 0 || (isWhole && room < bytes.size())) return failed(EAGAIN);
-  bytes = bytes.substr(0, room);
+  if (room() < needed) return failed(EAGAIN);
+  bytes = bytes.substr(0, room());
   pipe.bytes += bytes;
   if (pipe.written) pipe.written(bytes);
   return static_cast<ssize_t>(bytes.size());
@@ -270,8 +273,8 @@ ssize_t Calls::pwritev(int descriptor, const struct iovec* pieces, int count, of
   if (!isFile(file)) return failed(EBADF);
   std::string bytes = joined(pieces, count);
   const bool isCut = kernel_.diesHere();
-  if (isCut) bytes.resize(kernel_.choices().below(bytes.size() + 1));
-  if (error == shortTransfer) bytes.resize(kernel_.choices().below(bytes.size()));
+  if (isCut) bytes.resize(kernel_.random().below(bytes.size() + 1));
+  if (error == shortTransfer) bytes.resize(kernel_.random().below(bytes.size()));
   kernel_.watcher().writes(kernel_.current(), *file->node, bytes, isCut);
   const ssize_t written = put(*file, bytes, static_cast<std::size_t>(offset));
   if (isCut) {
@@ -344,7 +347,7 @@ int Calls::flock(int descriptor, int operation) {
   }
   const auto isFree = [node, file] { return node->lock == nullptr || node->lock == file; };
   if ((operation & LOCK_NB) != 0 && !isFree()) return failed(EWOULDBLOCK);
-  while (!isFree()) kernel_.block(isFree, Time::max());
+  while (!isFree()) kernel_.block("flock", isFree, Time::max());
   node->lock = file;
   return 0;
 }
@@ -464,7 +467,7 @@ int Calls::poll(struct pollfd* descriptors, nfds_t count, int milliseconds) {
     }
     return false;
   };
-  kernel_.block(isReady, deadlineOf(kernel_, milliseconds));
+  kernel_.block("poll", isReady, deadlineOf(kernel_, milliseconds));
   return look();
 }
 
@@ -498,7 +501,7 @@ int Calls::connect(int socket, const struct sockaddr* address, socklen_t /*lengt
   return 0;
 }
 
-ssize_t Calls::send(int socket, const void* bytes, std::size_t count, int /*flags*/) {
+ssize_t Calls::send(int socket, const void* bytes, std::size_t count, int flags) {
   const std::string_view text(static_cast<const char*>(bytes), count);
   if (const int error = kernel_.enter("send", text, {EINTR, ENOBUFS, ENOMEM})) return failed(error);
   const File file = fileOf(socket);
@@ -508,7 +511,14 @@ ssize_t Calls::send(int socket, const void* bytes, std::size_t count, int /*flag
     file->peer.reset();
     return failed(ECONNREFUSED);
   }
-  if (file->peer->unread.size() >= Socket::mostUnread) {
+  if ((flags & MSG_DONTWAIT) == 0) {
+    Socket* const peer = file->peer.get();
+    const auto hasRoom = [peer] {
+      return peer->isClosed || peer->unread.size() < Socket::maximumUnread;
+    };
+    kernel_.block("send", hasRoom, Time::max());
+  }
+  if (file->peer->unread.size() >= Socket::maximumUnread) {
     kernel_.watcher().refuses(kernel_.current());
     return failed(EAGAIN);
   }
@@ -517,15 +527,18 @@ ssize_t Calls::send(int socket, const void* bytes, std::size_t count, int /*flag
   return static_cast<ssize_t>(count);
 }
 
-ssize_t Calls::recv(int socket, void* bytes, std::size_t count, int /*flags*/) {
+ssize_t Calls::recv(int socket, void* bytes, std::size_t count, int flags) {
   if (const int error = kernel_.enter("recv", "", {EINTR, ENOMEM})) return failed(error);
   const File file = fileOf(socket);
   if (!file || file->kind != Kind::socket) return failed(EBADF);
   auto& unread = file->socket->unread;
+  if ((flags & MSG_DONTWAIT) == 0)
+    kernel_.block(
+        "recv", [&unread] { return !unread.empty(); }, Time::max());
   if (unread.empty()) return failed(EAGAIN);
   auto next = unread.begin();
   if (kernel_.reorders) {  // the first one of any name
-    const std::string& name = unread[kernel_.choices().below(unread.size())];
+    const std::string& name = unread[kernel_.random().below(unread.size())];
     next = std::find(unread.begin(), unread.end(), name);
   }
   const std::string text = std::move(*next);
@@ -564,7 +577,7 @@ std::thread::id Calls::thisThread() {
 int Calls::getentropy(void* bytes, std::size_t count) {
   for (std::size_t i = 0; i < count; ++i)
     static_cast<unsigned char*>(bytes)[i] =
-        static_cast<unsigned char>(kernel_.choices().next() >> 56U);
+        static_cast<unsigned char>(kernel_.random().next() >> 56U);
   return 0;
 }
 

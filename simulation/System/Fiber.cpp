@@ -51,6 +51,8 @@ class StackSwitch {
   }
   void end() { __sanitizer_finish_switch_fiber(saved_, &resumerBottom, &resumerSize); }
   static void begin() { __sanitizer_finish_switch_fiber(nullptr, &resumerBottom, &resumerSize); }
+  /// The last switch of a fiber, whose stack then holds nothing any more.
+  static void leave() { __sanitizer_start_switch_fiber(nullptr, resumerBottom, resumerSize); }
 
   static inline const void* resumerBottom = nullptr;
   static inline std::size_t resumerSize = 0;
@@ -63,6 +65,7 @@ struct StackSwitch {
   StackSwitch(const void* /*bottom*/, std::size_t /*size*/) {}
   void end() {}
   static void begin() {}
+  static void leave() {}
   static inline const void* resumerBottom = nullptr;
   static inline std::size_t resumerSize = 0;
 };
@@ -81,7 +84,7 @@ Fiber::Fiber(std::function<void()> body)
             const StackSwitch toResumer(StackSwitch::resumerBottom, StackSwitch::resumerSize);
             return here;
           })),
-      stackBottom_(static_cast<const char*>(lastAllocated.sp) - lastAllocated.size) {}
+      stackBottom_(static_cast<const char*>(lastAllocated.sp) - stackSize) {}
 
 Fiber::~Fiber() {
   if (!hasEnded()) (void)context_.release();

@@ -14,8 +14,8 @@ constexpr std::chrono::milliseconds tick{4};
 
 }  // namespace
 
-Kernel::Kernel(Choices& choices, Watcher& watcher, std::uint64_t interruptions)
-    : choices_(choices),
+Kernel::Kernel(Generator& random, Watcher& watcher, std::uint64_t interruptions)
+    : random_(random),
       watcher_(watcher),
       interruptions_(interruptions),
       files_([this] { return coarseTime(); }) {}
@@ -106,7 +106,7 @@ bool Kernel::step() {
         runnable_.push_back(thread.get());
   }
   if (runnable_.empty()) return false;
-  run(*choices_.of(runnable_));
+  run(*random_.of(runnable_));
   return true;
 }
 
@@ -140,17 +140,19 @@ int Kernel::enter(std::string_view call, std::string_view subject,
   ++callCount_;
   note(call, subject);
   if (diesHere() && call != "pwritev") die("");
-  if (choices_.oneIn(interruptions_)) Fiber::suspend();
+  if (random_.oneIn(interruptions_)) Fiber::suspend();
   if (process.failsFrom == 0 || process.calls < process.failsFrom || errors.size() == 0) return 0;
   if (!process.failsOnly.empty() && call != process.failsOnly) return 0;
   process.failsFrom = 0;
   watcher_.fails(process, call);
-  return *(errors.begin() + choices_.below(errors.size()));
+  return *(errors.begin() + random_.below(errors.size()));
 }
 
-void Kernel::block(std::function<bool()> isReady, Time deadline) {
+void Kernel::block(std::string_view call, std::function<bool()> isReady, Time deadline) {
   if (isReady() || now_ >= deadline) return;
   Thread& thread = *running_;
+  const bool isFirst = &thread == thread.process.threads.front().get();
+  if (isFirst) watcher_.blocks(current(), call);
   thread.isReady = std::move(isReady);
   thread.deadline = deadline;
   thread.isBlocked = true;

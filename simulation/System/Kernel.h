@@ -11,7 +11,7 @@
 #include <string_view>
 #include <vector>
 
-#include "simulation/Choices.h"
+#include "simulation/Generator.h"
 #include "simulation/System/Fiber.h"
 #include "simulation/System/FileSystem.h"
 #include "simulation/System/Objects.h"
@@ -64,6 +64,8 @@ class Watcher {
   virtual void resumes(Process& /*process*/) {}
   /// `name` is the last part of a path that was to be opened, there or not.
   virtual void opens(Process& /*process*/, const std::string& /*name*/) {}
+  /// The first thread of a process is about to wait in `call`.
+  virtual void blocks(Process& /*process*/, std::string_view /*call*/) {}
   virtual void reads(Process& /*process*/, const Inode& /*file*/) {}
   /// Before `bytes` are written into a file. `isCut`: the process dies before all are written.
   virtual void writes(Process& /*process*/, const Inode& /*file*/, std::string_view /*bytes*/,
@@ -87,7 +89,7 @@ class Watcher {
 class Kernel {
  public:
   /// A thread is interrupted at one in `interruptions` calls, to go on when it is chosen again.
-  Kernel(Choices& choices, Watcher& watcher, std::uint64_t interruptions);
+  Kernel(Generator& random, Watcher& watcher, std::uint64_t interruptions);
   Kernel(const Kernel&) = delete;
   Kernel& operator=(const Kernel&) = delete;
   ~Kernel() = default;
@@ -116,7 +118,7 @@ class Kernel {
   [[nodiscard]] std::timespec coarseTime() const;
 
   FileSystem& files() { return files_; }
-  Choices& choices() { return choices_; }
+  Generator& random() { return random_; }
   Watcher& watcher() { return watcher_; }
 
   /// From here on: for the calls of the process that runs.
@@ -129,8 +131,8 @@ class Kernel {
             std::initializer_list<int> errors = {});
   /// True when the process is to die at this call, after half of it.
   [[nodiscard]] bool diesHere() const { return current().diesAt == current().calls; }
-  /// Waits until `isReady` or until `deadline`.
-  void block(std::function<bool()> isReady, Time deadline);
+  /// Blocks in `call` until `isReady` or until `deadline`.
+  void block(std::string_view call, std::function<bool()> isReady, Time deadline);
   int addDescriptor(std::shared_ptr<OpenFile> file, int least = 0) const;
   void closeDescriptor(int descriptor);
   [[noreturn]] void die(std::string reason);
@@ -151,7 +153,7 @@ class Kernel {
   void reap();
   void note(std::string_view call, std::string_view subject);
 
-  Choices& choices_;
+  Generator& random_;
   Watcher& watcher_;
   const std::uint64_t interruptions_;
   Time now_{std::chrono::hours(1)};

@@ -59,7 +59,7 @@ int LinuxOnlyCalls::epollWait(int epoll, struct epoll_event* events, int count, 
   };
   const Time deadline =
       milliseconds < 0 ? Time::max() : kernel_.now() + std::chrono::milliseconds(milliseconds);
-  kernel_.block(isReady, deadline);
+  kernel_.block("epoll_wait", isReady, deadline);
   std::vector<epoll_event> ready;
   for (const auto& [descriptor, watch] : file->watches) {
     epoll_event event = {};
@@ -68,7 +68,7 @@ int LinuxOnlyCalls::epollWait(int epoll, struct epoll_event* events, int count, 
     if (event.events != 0) ready.push_back(event);
   }
   for (std::size_t i = ready.size(); i > 1; --i)
-    std::swap(ready[i - 1], ready[kernel_.choices().below(i)]);
+    std::swap(ready[i - 1], ready[kernel_.random().below(i)]);
   ready.resize(std::min(ready.size(), static_cast<std::size_t>(count)));
   std::copy(ready.begin(), ready.end(), events);
   return static_cast<int>(ready.size());

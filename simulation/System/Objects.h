@@ -21,7 +21,7 @@ struct OpenFile;
 /// A datagram socket of which others may send to.
 struct Socket {
   /// unix_dgram_qlen: Linux refuses more when so many are unread (unix(7)).
-  static constexpr std::size_t mostUnread = 11;
+  static constexpr std::size_t maximumUnread = 11;
 
   std::deque<std::string> unread;
   pid_t owner = 0;

@@ -15,9 +15,9 @@ namespace corvane::Simulation {
 
 /// What all parts of a run know: the kernel, what has gone wrong so far, and what the main
 /// application's state was when.
-class Situation {
+class RunContext {
  public:
-  Situation(Kernel& kernel, Report& report) : kernel(kernel), report(report) {}
+  RunContext(Kernel& kernel, Report& report) : kernel(kernel), report(report) {}
 
   Kernel& kernel;
   Report& report;
@@ -34,7 +34,7 @@ class Situation {
     lastTrouble_ = kernel.now();
   }
   /// Notes that something is out of order, if it is.
-  void noteTrouble() {
+  void recordTrouble() {
     if (isTroubled()) lastTrouble_ = kernel.now();
   }
   /// Whether nothing has been out of order since shortly before `time`: then every request is

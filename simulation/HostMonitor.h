@@ -5,16 +5,16 @@
 #include <string>
 #include <string_view>
 
-#include "simulation/Situation.h"
+#include "simulation/RunContext.h"
 #include "simulation/System/Kernel.h"
 
 namespace corvane::Simulation {
 
 /// One host from its start to its end, and whether it keeps its promises about files, notifications
 /// and time.
-class HostLife {
+class HostMonitor {
  public:
-  HostLife(Situation& situation, std::shared_ptr<Process> process);
+  HostMonitor(RunContext& context, std::shared_ptr<Process> process);
 
   const std::shared_ptr<Process> process;
 
@@ -25,8 +25,12 @@ class HostLife {
   void appended(std::string_view record);
   void receives(std::string_view text);
   void ended();
+  void applicationEnded() {
+    ++applicationEnds;
+    wasExchangingAtEnd = exchange_ == Exchange::waits;
+  }
 
-  void hasStopped() { stoppedSince_ = situation_.kernel.now(); }
+  void hasStopped() { stoppedSince_ = context_.kernel.now(); }
   void continues();
   /// The clock was moved on by so much while nothing ran.
   void leapt(std::chrono::nanoseconds by) { excused_ += by; }
@@ -36,6 +40,9 @@ class HostLife {
   /// Complains if the host has waited for longer than any limit allows; `isWaiting`: it has a
   /// request to answer.
   void check(bool isWaiting);
+
+  /// The first thread of a host never waits for anything but the event loop's next event.
+  void blocks(std::string_view call);
 
   /// Input has ended.
   void inputEnds() { inputEnded_ = mark(); }
@@ -48,11 +55,12 @@ class HostLife {
   // Announcements of the state.
   std::uint64_t announced = 0;  // received
   std::uint64_t applicationEnds = 0;
-  std::uint64_t expected = 0;     // made in calm, while this host listened
-  std::uint64_t mustPush = 0;     // of those received, the ones that no command waits for
-  bool isCommandPending = false;  // one that changes the state, or may start the application
-  bool wasOverlapped = false;     // two of those at a time: pushes may have ended for good
-  bool isListening = false;       // when the application went on last
+  bool wasExchangingAtEnd = false;  // when the application ended last
+  std::uint64_t expected = 0;       // made in calm, while this host listened
+  std::uint64_t mustPush = 0;       // of those received, the ones that no command waits for
+  bool isCommandPending = false;    // one that changes the state, or may start the application
+  bool wasOverlapped = false;       // two of those at a time: pushes may have ended for good
+  bool isListening = false;         // when the application went on last
 
   /// The name of the file with its replies; empty until it has looked for one.
   [[nodiscard]] const std::string& responses() const { return responses_; }
@@ -67,13 +75,13 @@ class HostLife {
     Time at;
     std::chrono::nanoseconds excused;
   };
-  [[nodiscard]] Mark mark() const { return {situation_.kernel.now(), excused_}; }
+  [[nodiscard]] Mark mark() const { return {context_.kernel.now(), excused_}; }
   /// How long the host had to act since `since`.
   [[nodiscard]] std::chrono::nanoseconds elapsed(const Mark& since) const {
-    return situation_.kernel.now() - since.at - (excused_ - since.excused);
+    return context_.kernel.now() - since.at - (excused_ - since.excused);
   }
 
-  Situation& situation_;
+  RunContext& context_;
   std::string responses_;
   Exchange exchange_ = Exchange::none;
   bool isReplyHeard_ = false;
@@ -81,7 +89,7 @@ class HostLife {
   Time lastAnnounced_;                 // when an announcement was last received
   bool hasRead_ = false;               // its file, since it has opened it
   bool changesState_ = false;          // the request under way
-  std::optional<Time> mustHearSince_;  // nothing is asked before the state is announced
+  std::optional<Mark> mustHearSince_;  // nothing is asked before the state is announced
   std::chrono::nanoseconds excused_{0};
   std::optional<Time> stoppedSince_;
   Mark began_{};

@@ -1,4 +1,4 @@
-#include "simulation/System/Replaced.h"
+#include "simulation/System/Substitutes.h"
 
 #include <string>
 #include <string_view>

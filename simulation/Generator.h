@@ -7,9 +7,9 @@ namespace corvane::Simulation {
 
 /// All that is random in a run: the same seed gives the same run. SplitMix64
 /// (https://prng.di.unimi.it/splitmix64.c), which any seed suits.
-class Choices {
+class Generator {
  public:
-  explicit Choices(std::uint64_t seed) : state_(seed) {}
+  explicit Generator(std::uint64_t seed) : state_(seed) {}
 
   std::uint64_t next() {
     std::uint64_t z = (state_ += 0x9E3779B97F4A7C15U);

@@ -5,15 +5,15 @@
 #include <string>
 #include <vector>
 
-#include "simulation/Situation.h"
+#include "simulation/RunContext.h"
 #include "tools/corvane-main-app/Application.h"
 
 namespace corvane::Simulation {
 
 /// The main application of a run: its processes, mostly one or none, and who sits before it.
-class ApplicationActor {
+class SimulatedApplication {
  public:
-  explicit ApplicationActor(Situation& situation) : situation_(situation) {}
+  explicit SimulatedApplication(RunContext& context) : context_(context) {}
 
   /// Starts a process; one that runs already is told of it, as everywhere.
   void start();
@@ -38,7 +38,7 @@ class ApplicationActor {
   void look(const std::function<void()>& announces);
 
  private:
-  Situation& situation_;
+  RunContext& context_;
   std::vector<std::shared_ptr<Process>> processes_;
   std::shared_ptr<Process> instance_;
   MainApp::Application* application_ = nullptr;  // of the instance
