@@ -7,7 +7,7 @@
 #include "simulation/Container.h"
 #include "simulation/World.h"
 
-// What may happen in a run, beside what comes of itself.
+// The actions of a run: events that do not come from the simulated processes.
 
 namespace corvane::Simulation {
 namespace {
@@ -15,14 +15,14 @@ namespace {
 using std::chrono::milliseconds;
 using std::chrono::seconds;
 
-/// How many calls from now on something happens to a process.
+/// How many system calls ahead a fault is planned at most.
 constexpr std::uint64_t maximumCallsAhead = 300;
 
 constexpr std::array<std::string_view, 14> rareCalls = {
     "bind", "connect", "epoll_ctl", "fork", "ftruncate",  "link",        "mkdir",
     "pipe", "pwritev", "recv",      "send", "pidfd_open", "startThread", "socket"};
 
-/// So many bytes in a file, and no request fits any more.
+/// The content of a request file that takes no more requests.
 std::string fullFile() {
   std::string record = "bplist00" + std::string(1'000'000 - 8, '\0');
   for (std::size_t i = 0; i < 4; ++i) record += static_cast<char>(1'000'000U >> (8 * i) & 0xFFU);
@@ -34,36 +34,36 @@ std::string fullFile() {
 }  // namespace
 
 const std::vector<World::Action> World::actions = {
-    {"a browser starts a host", &World::startHost, 20},
-    {"a browser asks", &World::ask, 100},
-    {"all browsers ask", &World::askAll, 20},
-    {"a browser writes some bytes", &World::writePart, 20},
-    {"a browser ends the input", &World::closeInput, 4},
-    {"a browser quits", &World::closeBrowser, 4},
-    {"a host is killed", &World::killHost, 10},
-    {"a host will be killed at a call", &World::killHostLater, 10},
-    {"a call of a host will fail", &World::failHost, 10},
-    {"a call at the start of a host will fail", &World::startHostThatFails, 4},
-    {"a host is stopped", &World::stopHost, 4},
-    {"a browser reads slowly, or fast again", &World::slowDown, 4},
-    {"somebody starts the application", &World::startApplication, 20},
-    {"somebody quits the application", &World::quitApplication, 4},
-    {"the application is killed", &World::killApplication, 4},
-    {"the application will be killed at a call", &World::killApplicationLater, 4},
-    {"a call of the application will fail", &World::failApplication, 4},
-    {"a call at the start of the application will fail", &World::startApplicationThatFails, 4},
-    {"the application is stopped", &World::stopApplication, 4},
-    {"somebody changes the state", &World::changeState, 20},
-    {"the application announces its state", &World::announceAgain, 10},
-    {"the application announces its state often", &World::announceOften, 4},
-    {"the log level changes", &World::changeLogLevel, 4},
-    {"the request file is full", &World::fillRequests, 1},
-    {"a reply comes twice", &World::repeatReply, 4},
-    {"a notification comes twice", &World::repeatNotification, 10},
-    {"an exchange file is cut", &World::cutFile, 2},
-    {"the wall clock is set", &World::moveWallClock, 4},
-    {"the machine sleeps", &World::leap, 4},
-    {"time passes", &World::letTimePass, 60},
+    {"start a host", &World::startHost, 20},
+    {"send a request", &World::ask, 100},
+    {"send requests from all browsers", &World::askAll, 20},
+    {"write part of the input", &World::writePart, 20},
+    {"close the input of a host", &World::closeInput, 4},
+    {"quit a browser", &World::closeBrowser, 4},
+    {"kill a host", &World::killHost, 10},
+    {"kill a host at a call", &World::killHostLater, 10},
+    {"fail a call of a host", &World::failHost, 10},
+    {"start a host and fail a call of it", &World::startHostThatFails, 4},
+    {"stop a host for a while", &World::stopHost, 4},
+    {"toggle slow reading", &World::slowDown, 4},
+    {"start the application", &World::startApplication, 20},
+    {"quit the application", &World::quitApplication, 4},
+    {"kill the application", &World::killApplication, 4},
+    {"kill the application at a call", &World::killApplicationLater, 4},
+    {"fail a call of the application", &World::failApplication, 4},
+    {"start the application and fail a call of it", &World::startApplicationThatFails, 4},
+    {"stop the application for a while", &World::stopApplication, 4},
+    {"change the state", &World::changeState, 20},
+    {"announce the state", &World::announceAgain, 10},
+    {"announce the state many times", &World::announceOften, 4},
+    {"change the log level", &World::changeLogLevel, 4},
+    {"fill the request file", &World::fillRequests, 1},
+    {"repeat a reply", &World::repeatReply, 4},
+    {"repeat a notification", &World::repeatNotification, 10},
+    {"truncate an exchange file", &World::cutFile, 2},
+    {"set the wall clock", &World::moveWallClock, 4},
+    {"suspend the machine", &World::leap, 4},
+    {"let time pass", &World::letTimePass, 60},
 };
 
 std::vector<std::string> World::actionNames() {
@@ -131,7 +131,7 @@ void World::startHostThatFails() {
 
 void World::failLater(Process& process) {
   process.failsFrom = process.calls + 1 + random_.below(maximumCallsAhead);
-  // Some calls are so rare that they would hardly ever be the one.
+  // Rare calls would hardly ever be chosen otherwise.
   process.failsOnly = random_.oneIn(2) ? random_.of(rareCalls) : "";
 }
 
@@ -139,7 +139,7 @@ void World::stopHost() {
   if (Browser* const browser = browserWithHost()) stop(*browser->monitor()->process);
 }
 
-/// SIGSTOP, and after a while SIGCONT.
+/// Sends SIGSTOP, and SIGCONT after up to 8 s.
 void World::stop(Process& process) {
   if (process.isStopped) return;
   context_.disturb("stops");
@@ -199,14 +199,14 @@ void World::announceAgain() {
   application_.command("announce");
 }
 
-/// More often than the queue of an observer is long: a host that runs misses none all the same.
+/// Announces more often than a queue has room. A host that runs must not miss one.
 void World::announceOften() {
   if (!context_.isCalm() || isAnythingDue()) return;
   for (std::size_t i = 0; i < Socket::maximumUnread + 3; ++i) application_.command("announce");
   runFor(milliseconds(500));
 }
 
-/// Whether something was done from which a process will suffer.
+/// Whether a fault is planned.
 bool World::isAnythingDue() const {
   const auto isDoomed = [](const auto& process) {
     return process->diesAt != 0 || process->failsFrom != 0;
@@ -256,7 +256,7 @@ void World::notifyOfReply(HostMonitor& monitor) {
   notify(monitor, "exchange." + monitor.identifier());
 }
 
-/// As the application does, unless the host can take no more.
+/// Sends `name` to a host as the application would, unless its queue is full.
 void World::notify(const HostMonitor& monitor, const std::string& name) {
   Socket* const socket = kernel_.socketOf(monitor.process->id);
   if (socket == nullptr || socket->unread.size() >= Socket::maximumUnread) return;
@@ -265,7 +265,7 @@ void World::notify(const HostMonitor& monitor, const std::string& name) {
                            ".DARWIN_NOTIFICATION." + name);
 }
 
-/// As a process leaves it that dies in the midst of writing.
+/// Leaves a file as a process does that dies while it writes.
 void World::cutFile() {
   const bool isRequest = lastReplyFile_.empty() || random_.oneIn(2);
   const Node file = kernel_.files().at(isRequest ? Container::requests()

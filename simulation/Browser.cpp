@@ -21,10 +21,10 @@ constexpr std::string_view pushIdentifier =
 constexpr std::string_view linkTimeout = "Can't connect to main app, timeout reached.";
 constexpr std::string_view invalidParameters = "Invalid request paramaters.";
 
-/// How long a request may take when nothing is in its way: far longer than any needs.
+/// The longest time that a request may take when nothing delays it. None needs nearly as long.
 constexpr std::chrono::milliseconds longestInCalm{1000};
 
-/// What a host's process runs.
+/// The main function of a host's process.
 void runHost() {
   const auto streams = Platform::claimStandardStreams();
   if (!streams) Platform::hardStop("the standard streams cannot be set up");
@@ -49,7 +49,7 @@ std::string textOf(const JsonObject& object, std::string_view key) {
   return text == nullptr ? "" : std::string(*text);
 }
 
-/// A pipe of which the host has one end and the browser the other.
+/// An end of a pipe between browser and host.
 std::shared_ptr<OpenFile> endOf(const std::shared_ptr<Pipe>& pipe, OpenFile::Kind kind) {
   auto end = std::make_shared<OpenFile>(kind);
   end->pipe = pipe;
@@ -59,7 +59,7 @@ std::shared_ptr<OpenFile> endOf(const std::shared_ptr<Pipe>& pipe, OpenFile::Kin
 
 struct Kind {
   const char* type = nullptr;
-  const char* parameters = nullptr;  // TOKEN, FIRST and SECOND stand for what varies
+  const char* parameters = nullptr;  // TOKEN, FIRST and SECOND are placeholders
   bool changesState = false;
 };
 
@@ -121,7 +121,7 @@ void Browser::ask() {
   Asked asked;
   asked.at = context_.kernel.now();
   context_.report.count("requests");
-  if (random.oneIn(40)) {  // nobody answers these
+  if (random.oneIn(40)) {  // invalid ones get no reply
     asked.getsNoReply = true;
     asked_[id] = asked;
     const std::array<std::string, 4> texts = {R"({"type":"unknown","id":")" + id + "\"}",
@@ -180,11 +180,11 @@ void Browser::close(bool leaves) {
   monitor_->inputEnds();
 }
 
-/// Who has ended by itself has answered all that needs no announcement.
+/// A host that ends at the end of input answers all requests that wait for no announcement.
 void Browser::checkLastReplies() {
   const Process& process = *monitor_->process;
   if (process.wasKilled || !process.stopReason.empty() || !output_ || wasSlow_ || !closed_) return;
-  if (!heard_.empty()) violate("ends in the midst of a frame");
+  if (!heard_.empty()) violate("ends in the middle of a frame");
   if (!monitor_->isStrict || monitor_->isCommandPending || !outbox_.empty() ||
       !context_.isCalmSince(*closed_))
     return;
@@ -204,7 +204,7 @@ bool Browser::isWaiting() const {
   return hasHost() && isOpen() && outbox_.empty() && !isSlow_ &&
          std::any_of(asked_.begin(), asked_.end(), [this](const auto& entry) {
            return !entry.second.isAnswered && !entry.second.getsNoReply &&
-                  entry.second.at > context_.lastFull;  // before, it may have been refused
+                  entry.second.at > context_.lastFull;  // until then it may have been refused
          });
 }
 
@@ -265,10 +265,10 @@ void Browser::takePush(const JsonObject& push) {
 
 void Browser::takeReply(const JsonObject& reply) {
   const auto found = asked_.find(textOf(reply, "requestId"));
-  if (found == asked_.end()) return violate("answers what nobody asked");
+  if (found == asked_.end()) return violate("replies to an unknown request");
   Asked& asked = found->second;
   if (asked.isAnswered || asked.getsNoReply)
-    return violate("answers request " + found->first + " once too often");
+    return violate("replies again to request " + found->first);
   asked.isAnswered = true;
   context_.report.count("replies");
   checkReply(reply, asked);
@@ -283,13 +283,13 @@ void Browser::checkReply(const JsonObject& reply, Asked& asked) {
   if (!asked.isValid) {
     const std::string_view wanted =
         asked.type == "init" ? "Supported api version mismatch" : invalidParameters;
-    if (!isError || data != wanted) violate("takes wrong parameters of " + asked.type);
+    if (!isError || data != wanted) violate("accepts invalid parameters of " + asked.type);
     return;
   }
   const Time begun = std::max(asked.at, written_);
   if (asked.isAlone && !asked.changesState && monitor_->isStrict && !wasSlow_ &&
       context_.isCalmSince(asked.at) && context_.kernel.now() - begun > longestInCalm)
-    violate("takes its time for " + asked.type);
+    violate("takes too long for " + asked.type);
   if (isError) {
     checkError(data, asked);
   } else {
@@ -306,7 +306,7 @@ void Browser::checkError(const std::string& text, Asked& asked) {
   const bool isCalm = context_.isCalmSince(asked.at) && monitor_->isStrict;
   if (text == linkTimeout) {
     context_.report.count("timeouts");
-    if (isCalm) violate("finds no application for " + asked.type);
+    if (isCalm) violate("times out on " + asked.type);
   } else if (text == "AppState timeout occured") {
     context_.report.count("announcements missed");
     if (!asked.changesState) violate("waits for an announcement after " + asked.type);
@@ -323,14 +323,14 @@ void Browser::checkError(const std::string& text, Asked& asked) {
   }
 }
 
-/// What the application says about a page names the page.
+/// The application's answers about a page contain its name.
 void Browser::checkContent(const JsonObject& reply, const Asked& asked) {
   std::string found;
   const auto* parameters = findObject(reply, "parameters");
   if (parameters == nullptr) {
     if (asked.type == "init" || asked.type == "reportSite" ||
         asked.type == "getCurrentFilteringState")
-      violate("leaves the parameters out");
+      violate("omits the parameters");
     return;
   }
   if (asked.type == "reportSite") {
@@ -343,8 +343,8 @@ void Browser::checkContent(const JsonObject& reply, const Asked& asked) {
   }
   if (found == asked.token) return;
   if (monitor_->isStrict || !tokens_.contains(found))
-    return violate("answers " + asked.type + " about " + asked.token + " with " + found);
-  context_.report.count("late replies taken for others");
+    return violate("answers " + asked.type + " for " + asked.token + " with " + found);
+  context_.report.count("late replies taken for the answer to another request");
 }
 
 void Browser::checkState(const JsonObject& reply, const Asked& asked) {
@@ -352,18 +352,19 @@ void Browser::checkState(const JsonObject& reply, const Asked& asked) {
   const bool* const isRunning = state == nullptr ? nullptr : findBool(*state, "isRunning");
   const bool* const isEnabled =
       state == nullptr ? nullptr : findBool(*state, "isProtectionEnabled");
-  if (isRunning == nullptr || isEnabled == nullptr) return violate("leaves the state out");
-  // Changing commands that fail report the state that they began with: none.
+  if (isRunning == nullptr || isEnabled == nullptr) return violate("omits the state");
+  // A changing command that fails reports the default state.
   if (!monitor_->isStrict || (asked.changesState && textOf(reply, "result") != "ok")) return;
   if (*isRunning && asked.type != "setFilteringStatus" && !context_.couldBe(*isEnabled, asked.at))
-    violate("reports a state that never was, after " + asked.type);
+    violate("reports a state that the application never had, after " + asked.type);
   if (!*isRunning && context_.isCalmSince(asked.at))
-    violate("does not see the application, after " + asked.type);
+    violate("reports that the application does not run, after " + asked.type);
 }
 
 void Browser::noteState(const JsonObject& reply) {
   const auto* state = findObject(reply, "appState");
-  if (state == nullptr || textOf(reply, "result") != "ok") return;  // errors may hold no state
+  if (state == nullptr || textOf(reply, "result") != "ok")
+    return;  // an error may have the default state
   knownRunning_ = findBool(*state, "isRunning") != nullptr && *findBool(*state, "isRunning");
   knownProtection_ = findBool(*state, "isProtectionEnabled") != nullptr &&
                      *findBool(*state, "isProtectionEnabled");
@@ -375,7 +376,7 @@ void Browser::checkQuiescent(bool mustKnow) {
     if (Container::observer(context_.kernel.files(), *monitor_->process, name) == nullptr)
       violate(std::string("does not listen for ") + name);
   bool mayBeSilent = !heard_.empty();
-  if (!heard_.empty()) violate("has sent half a frame");
+  if (!heard_.empty()) violate("has sent an incomplete frame");
   for (const auto& [id, asked] : asked_) {
     if (asked.isAnswered || asked.getsNoReply) continue;
     mayBeSilent = true;
@@ -383,13 +384,13 @@ void Browser::checkQuiescent(bool mustKnow) {
   }
   if (!mayBeSilent && !serials_.empty() && *serials_.rbegin() != serials_.size() &&
       context_.lastFull == Time::min())
-    violate("leaves serial numbers out");
+    violate("skips serial numbers");
   if (!monitor_->isStrict) return;
   if (pushes_ < monitor_->mustPush && context_.lastFull == Time::min())
     violate("pushes " + std::to_string(pushes_) + " times after " +
             std::to_string(monitor_->mustPush) + " announcements");
   if (pushes_ > monitor_->announced + monitor_->applicationEnds && !monitor_->hasFailed)
-    violate("pushes more than there is to tell");
+    violate("sends more pushes than announcements");
   const Node responses =
       context_.kernel.files().at(Container::path() + "/Data/" + monitor_->responses());
   if (responses && responses->kind == Inode::Kind::file && !responses->bytes.empty())
@@ -399,11 +400,11 @@ void Browser::checkQuiescent(bool mustKnow) {
             std::to_string(monitor_->expected) + " announcements");
   if (mustKnow && knownRunning_ && !monitor_->wasOverlapped &&
       (!*knownRunning_ || knownProtection_ != context_.protection()))
-    violate("has left the browser with an old state");
+    violate("has left the browser with an outdated state");
 }
 
 void Browser::checkAtEndOfApplication() {
-  // A reply that was under way when the application ended still says that it runs.
+  // A reply that was in flight when the application ended still says that it runs.
   if (hasHost() && isOpen() && monitor_->isStrict && knownRunning_ && *knownRunning_ &&
       !monitor_->wasExchangingAtEnd)
     violate("has not told the browser that the application has ended");

@@ -14,21 +14,21 @@
 
 namespace corvane::Simulation {
 
-/// A browser: starts one host after the other, asks, and holds what it hears against what it asked.
+/// A browser: starts one host after the other, sends requests, and checks the replies and pushes.
 class Browser {
  public:
   Browser(RunContext& context, int number) : context_(context), number_(number) {}
 
-  /// Starts a host; the one before has ended.
+  /// Starts a host. The previous one must have ended.
   void start();
 
-  /// Makes a request of any kind; it leaves with `write`.
+  /// Queues a random request for `write`.
   void ask();
-  /// Hands the host some of what is to be written, or all.
+  /// Writes all queued bytes, or a random part of them, as far as the pipe has room.
   void write(bool all);
-  /// Reads what has come, unless it is in no mood to.
+  /// Reads all output of the host. A no-op while the browser is slow.
   void read();
-  /// Closes its end of the host's input; and of the output, if it `leaves`.
+  /// Closes the host's input and, if `leaves`, its output.
   void close(bool leaves);
 
   void setSlow(bool isSlow);
@@ -37,26 +37,26 @@ class Browser {
   [[nodiscard]] bool hasHost() const { return monitor_ && !monitor_->process->hasEnded; }
   [[nodiscard]] const std::shared_ptr<HostMonitor>& monitor() const { return monitor_; }
   [[nodiscard]] bool isWaiting() const;
-  /// Whether there is something that the host has not been given yet.
+  /// Whether bytes are still queued for the host.
   [[nodiscard]] bool hasMore() const { return isOpen() && !outbox_.empty(); }
 
-  /// The host has ended, by itself or killed.
+  /// Must be called when the host's process has ended, for whatever reason.
   void hostEnded();
-  /// Complains about what is missing when everything has come to rest; `mustKnow`: the browser must
-  /// know the application's present state.
+  /// Checks, when nothing is pending any more, that nothing is missing. `mustKnow`: the browser
+  /// must know the application's current state.
   void checkQuiescent(bool mustKnow);
-  /// Complains if the browser does not know that the application runs no more.
+  /// Checks that the browser knows that the application has ended.
   void checkAtEndOfApplication();
 
  private:
-  /// A request that was made.
+  /// A request that was sent.
   struct Asked {
     std::string type;
-    std::string token;  // what its reply has to hold
+    std::string token;  // what its reply must contain
     Time at;
     bool isValid = true;
     bool changesState = false;  // waits for an announcement, or may start the application
-    bool isAlone = false;       // all before have been answered
+    bool isAlone = false;       // all earlier requests have been answered
     bool isAnswered = false;
     bool getsNoReply = false;
   };
@@ -83,14 +83,14 @@ class Browser {
   std::shared_ptr<OpenFile> output_;  // reads from it
   bool isSlow_ = false;
   bool wasSlow_ = false;        // at any time with this host
-  std::optional<Time> closed_;  // the input
-  Time written_;                // when the last request was
+  std::optional<Time> closed_;  // when the input was
+  Time written_;                // when the queue became empty last
   Time fastSince_;
   std::string outbox_;
   std::string heard_;
 
   std::map<std::string, Asked> asked_;  // by the id of the request
-  std::set<std::string> tokens_;        // of this monitor
+  std::set<std::string> tokens_;        // of this host
   std::set<std::uint64_t> serials_;
   std::uint64_t pushes_ = 0;
   int lastId_ = 0;

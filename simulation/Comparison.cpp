@@ -20,10 +20,10 @@
 namespace corvane::Simulation {
 namespace {
 
-/// A system that is asked: each answer becomes a line, descriptors by the order in which they came.
-class Asked {
+/// The calls, made on one kernel. Each result becomes a line.
+class CallScript {
  public:
-  Asked(Platform::SystemCalls& calls, Platform::LinuxCalls& linuxCalls, std::string folder)
+  CallScript(Platform::SystemCalls& calls, Platform::LinuxCalls& linuxCalls, std::string folder)
       : calls_(calls), linux_(linuxCalls), folder_(std::move(folder)) {}
 
   std::vector<std::string> all() {
@@ -38,14 +38,14 @@ class Asked {
   }
 
  private:
-  /// `result` is what a call returned, below 0 with errno set.
+  /// Records the result of a call; if that is below 0, also errno.
   long note(const std::string& what, long result) {
     const int error = result < 0 ? errno : 0;
     answers_.push_back(what + ": " + std::to_string(result < 0 ? -1 : result) + " errno " +
                        std::to_string(error));
     return result;
   }
-  /// The same for a call that opens: which number it gives does not count.
+  /// Records whether a call returned a descriptor, whatever its number.
   int opened(const std::string& what, int descriptor) {
     note(what, descriptor < 0 ? -1 : 0);
     return descriptor;
@@ -169,7 +169,7 @@ class Asked {
     long sent = 0;
     while (calls_.send(sender, "hello", 5, MSG_DONTWAIT) == 5) ++sent;
     note("send to a full queue", -1);
-    note("some fit", sent > 0 ? 1 : 0);  // how many the administrator decides
+    note("some fit", sent > 0 ? 1 : 0);  // how many is a setting of the system
     note("not writable", readyFor(sender, POLLOUT) & POLLOUT);
     note("readable", readyFor(receiver, POLLIN));
     note("receive a part", calls_.recv(receiver, answer_, 2, MSG_DONTWAIT));
@@ -249,7 +249,7 @@ std::vector<std::string> realAnswers() {
   ::signal(SIGPIPE, SIG_IGN);
   Platform::SystemCalls calls;
   Platform::LinuxCalls linuxCalls;
-  auto answers = Asked(calls, linuxCalls, folder).all();
+  auto answers = CallScript(calls, linuxCalls, folder).all();
   std::filesystem::remove_all(folder);
   return answers;
 }
@@ -262,8 +262,9 @@ std::vector<std::string> simulatedAnswers() {
   LinuxOnlyCalls linuxCalls(kernel);
   kernel.files().makeFolders("/folder");
   std::vector<std::string> answers;
-  const auto process = kernel.start("asked", "/bin/asked", 1, {},
-                                    [&] { answers = Asked(calls, linuxCalls, "/folder").all(); });
+  const auto process = kernel.start("asked", "/bin/asked", 1, {}, [&] {
+    answers = CallScript(calls, linuxCalls, "/folder").all();
+  });
   while (kernel.step()) continue;
   return answers;
 }

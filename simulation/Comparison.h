@@ -5,9 +5,8 @@
 
 namespace corvane::Simulation {
 
-/// Asks the simulated system and the one that this process runs on the same, call by call: about
-/// locks, sockets, pipes and directories, the things that the link depends on. Returns a line for
-/// each answer that differs.
+/// Makes the same system calls on the simulated kernel and on the real one, with locks, sockets,
+/// pipes, directories and epoll. Returns a line for each result that differs.
 std::vector<std::string> differences();
 
 }  // namespace corvane::Simulation

@@ -15,7 +15,7 @@ std::string registryFolder() {
   return path() + "/Applications/" + Configuration::MainAppBundleIdentifier;
 }
 
-/// Adds the lines of what lies in `folder` and is of `process`.
+/// Adds a line for each file below `folder` whose name begins with `of`.
 void addFrom(const Node& folder, const std::string& of, std::string& lines) {
   if (!folder) return;
   for (const auto& [name, node] : folder->entries) {

@@ -14,19 +14,19 @@ inline std::string requests() {
   return path() + "/Data/ExchangeRequestContainer.data";
 }
 
-/// The socket of `process` by which it hears of `name`; nothing if it does not observe that.
+/// The socket with which `process` observes `name`, or nullptr.
 Socket* observer(const FileSystem& files, const Process& process, std::string_view name);
 
-/// Makes what a machine has on which the product is installed.
+/// Makes the files of a machine on which the product is installed.
 void install(FileSystem& files);
 
 /// Whether `file` is an exchange file.
 bool isExchangeFile(const Inode& file);
-/// Whether `bytes` are whole records, one behind the other.
+/// Whether `bytes` are a sequence of complete records.
 bool isWellFormed(std::string_view bytes);
 
-/// The sockets and links that processes have left in the container, as lines; those of `process`
-/// only, unless that is 0.
+/// Returns the sockets, links and registrations in the container, one a line: those of `process`,
+/// or all if that is 0.
 std::string leftovers(const FileSystem& files, pid_t process);
 
 }  // namespace corvane::Simulation::Container

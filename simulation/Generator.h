@@ -5,8 +5,8 @@
 
 namespace corvane::Simulation {
 
-/// All that is random in a run: the same seed gives the same run. SplitMix64
-/// (https://prng.di.unimi.it/splitmix64.c), which any seed suits.
+/// The source of all randomness in a run: the same seed gives the same run. SplitMix64
+/// (https://prng.di.unimi.it/splitmix64.c), which accepts any seed.
 class Generator {
  public:
   explicit Generator(std::uint64_t seed) : state_(seed) {}
@@ -18,18 +18,18 @@ class Generator {
     return z ^ z >> 31;
   }
 
-  /// 0 to `count` - 1; `count` is above 0.
+  /// Returns 0 to `count` - 1. `count` must be above 0.
   std::uint64_t below(std::uint64_t count) { return next() % count; }
 
-  /// `least` to `most`, both included.
+  /// Returns `least` to `most`, both included.
   std::int64_t between(std::int64_t least, std::int64_t most) {
     return least + static_cast<std::int64_t>(below(static_cast<std::uint64_t>(most - least) + 1));
   }
 
-  /// True once in `count` times; never for 0.
+  /// Returns true with probability 1 / `count`; never if `count` is 0.
   bool oneIn(std::uint64_t count) { return count != 0 && below(count) == 0; }
 
-  /// One of the elements of `list`, which is not empty.
+  /// Returns one of the elements of `list`, which must not be empty.
   template <class List>
   auto& of(List& list) {
     return list[static_cast<std::size_t>(below(list.size()))];

@@ -10,12 +10,12 @@ namespace {
 
 using std::chrono::milliseconds;
 
-/// What limits may be exceeded by: other processes run, too, and calls take time.
+/// Added to each limit, because other processes run, too, and system calls take time.
 constexpr milliseconds tolerance{100};
 
 constexpr std::string_view responseBegins = "ExchangeResponseContainer.";
 
-/// More descriptors than a host ever needs, also while it removes what dead ones have left.
+/// More descriptors than a host needs when it ends.
 constexpr std::size_t maximumDescriptors = 24;
 
 }  // namespace
@@ -34,13 +34,13 @@ void HostMonitor::opens(const std::string& name) {
   if (waited > TimeLimits::reply + tolerance)
     context_.violate(process->name + " waits for a reply beyond the limit");
   if (!isReplyHeard_ && context_.kernel.now() - began_.at < TimeLimits::reply)
-    context_.violate(process->name + " gives a request up before the limit");
-  // A host that can listen only after a failure takes it that it has missed an announcement.
+    context_.violate(process->name + " gives up a request before the limit");
+  // A host that could listen only after a failure assumes that it missed an announcement.
   if (isReplyHeard_ && changesState_ && !hasFailed) mustHearSince_ = mark();
   if (!std::exchange(isReplyHeard_, false)) {
     if (isStrict && context_.isCalmSince(began_.at))
-      context_.violate(process->name + " hears of no reply");
-    isStrict = false;  // it may take what comes too late for the answer to another request
+      context_.violate(process->name + " receives no reply");
+    isStrict = false;  // a late reply may be taken for the answer to another request
   }
   progresses();
 }
@@ -51,12 +51,12 @@ void HostMonitor::reads(const Inode& file) {
   hasRead_ = hasRead_ || file.name == responses_;
 }
 
-/// A reply that the host takes has its identifier. The host empties the file unread when it gives
-/// up.
+/// A record that the host removes after reading it must have its identifier. When it gives up, it
+/// empties the file unread.
 void HostMonitor::cuts(const Inode& file, std::size_t size) {
   if (!hasRead_ || file.name != responses_ || !Container::isWellFormed(file.bytes)) return;
   if (file.bytes.find(identifier(), size) == std::string::npos)
-    context_.violate(process->name + " takes a reply to another host");
+    context_.violate(process->name + " takes a reply for another host");
 }
 
 std::string HostMonitor::identifier() const {
@@ -67,7 +67,7 @@ void HostMonitor::appended(std::string_view record) {
   context_.report.count("exchanges");
   if (mustHearSince_ && lastAnnounced_ < replyHeard_ && isStrict &&
       context_.kernel.now() - mustHearSince_->at < TimeLimits::appState)
-    context_.violate(process->name + " asks before the state is announced");
+    context_.violate(process->name + " starts an exchange before the announcement it waits for");
   mustHearSince_.reset();
   const auto holds = [record](const char* name) {
     return record.find(name) != std::string_view::npos;
@@ -75,7 +75,7 @@ void HostMonitor::appended(std::string_view record) {
   changesState_ = holds("setProtectionStatus") || holds("setHttpsFilteringStatus") ||
                   holds("removeCustomRules");
   if (exchange_ == Exchange::waits)
-    context_.violate(process->name + " appends a request while another one waits");
+    context_.violate(process->name + " appends a request while another one is in flight");
   exchange_ = Exchange::waits;
   progresses();
   began_ = mark();
@@ -98,11 +98,11 @@ void HostMonitor::ended() {
   if (isClean && process->leftOpen > maximumDescriptors)
     context_.violate(process->name + " leaves descriptors open");
   if (inputEnded_ && isClean && elapsed(*inputEnded_) > TimeLimits::runLoopSlice + 3 * tolerance)
-    context_.violate(process->name + " leaves too late");
+    context_.violate(process->name + " ends too late");
 }
 
 void HostMonitor::blocks(std::string_view call) {
-  const bool isLeaving = call == "poll" && inputEnded_;  // then it may wait for 100 ms
+  const bool isLeaving = call == "poll" && inputEnded_;  // it may flush notifications for 100 ms
   if (call != "epoll_wait" && !isLeaving)
     context_.violate(process->name + " blocks in " + std::string(call));
 }
@@ -114,10 +114,10 @@ void HostMonitor::continues() {
 void HostMonitor::check(bool isWaiting) {
   if (process->hasEnded || process->isStopped) return;
   if (inputEnded_ && elapsed(*inputEnded_) > TimeLimits::runLoopSlice + 3 * tolerance)
-    context_.violate(process->name + " does not leave");
+    context_.violate(process->name + " does not end");
   if (exchange_ == Exchange::waits && elapsed(began_) > TimeLimits::reply + tolerance &&
       !inputEnded_)
-    context_.violate(process->name + " does not give a request up at the limit");
+    context_.violate(process->name + " does not give up a request at the limit");
   if (mustHearSince_ && isStrict && isWaiting && !inputEnded_ &&
       elapsed(*mustHearSince_) > TimeLimits::appState + tolerance)
     context_.violate(process->name + " waits for an announcement beyond the limit");

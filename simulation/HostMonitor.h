@@ -10,15 +10,15 @@
 
 namespace corvane::Simulation {
 
-/// One host from its start to its end, and whether it keeps its promises about files, notifications
-/// and time.
+/// Watches one host from its start to its end, and checks its promises about files, notifications
+/// and time limits.
 class HostMonitor {
  public:
   HostMonitor(RunContext& context, std::shared_ptr<Process> process);
 
   const std::shared_ptr<Process> process;
 
-  // What the process does, from a Watcher.
+  // The events of a Watcher that concern this host.
   void opens(const std::string& name);
   void reads(const Inode& file);
   void cuts(const Inode& file, std::size_t size);
@@ -32,51 +32,50 @@ class HostMonitor {
 
   void hasStopped() { stoppedSince_ = context_.kernel.now(); }
   void continues();
-  /// The clock was moved on by so much while nothing ran.
+  /// The clock was advanced by so much while no process could run.
   void leapt(std::chrono::nanoseconds by) { excused_ += by; }
 
-  /// Something that the host was waiting for has come about.
+  /// Restarts the measurement of how long the host has been waiting.
   void progresses() { lastProgress_ = mark(); }
-  /// Complains if the host has waited for longer than any limit allows; `isWaiting`: it has a
-  /// request to answer.
+  /// Checks that no wait has exceeded its limit. `isWaiting`: the host has requests to answer.
   void check(bool isWaiting);
 
-  /// The first thread of a host never waits for anything but the event loop's next event.
+  /// The host's first thread is about to block in `call`. It may in `epoll_wait` only.
   void blocks(std::string_view call);
 
-  /// Input has ended.
+  /// Must be called when the browser closes the host's input.
   void inputEnds() { inputEnded_ = mark(); }
 
-  /// Whether replies are exactly as they should be: nothing has come too late, and nothing was done
-  /// to this host in particular.
+  /// Whether no reply to this host can be late, and none was injected: then each reply must be
+  /// exactly the answer to its request.
   bool isStrict = true;
-  bool hasFailed = false;  // one of its calls has
+  bool hasFailed = false;  // one of its system calls has
 
   // Announcements of the state.
   std::uint64_t announced = 0;  // received
   std::uint64_t applicationEnds = 0;
   bool wasExchangingAtEnd = false;  // when the application ended last
-  std::uint64_t expected = 0;       // made in calm, while this host listened
-  std::uint64_t mustPush = 0;       // of those received, the ones that no command waits for
-  bool isCommandPending = false;    // one that changes the state, or may start the application
-  bool wasOverlapped = false;       // two of those at a time: pushes may have ended for good
-  bool isListening = false;         // when the application went on last
+  std::uint64_t expected = 0;       // made while this host listened and nothing disturbed
+  std::uint64_t mustPush = 0;       // received while no command waited for one
+  bool isCommandPending = false;    // one that waits for an announcement
+  bool wasOverlapped = false;       // by a second one: pushes may have ended for good
+  bool isListening = false;         // when the application was resumed last
 
-  /// The name of the file with its replies; empty until it has looked for one.
+  /// The name of its response file; empty until it has opened one.
   [[nodiscard]] const std::string& responses() const { return responses_; }
-  /// Its identifier, which is in that name and in its replies.
+  /// Its client identifier, which is in that name and in its replies.
   [[nodiscard]] std::string identifier() const;
 
  private:
   enum class Exchange { none, waits, takes };
 
-  /// A point in time, and for how long the host had been kept from running by then.
+  /// A point in time, and how long the host had been stopped by then.
   struct Mark {
     Time at;
     std::chrono::nanoseconds excused;
   };
   [[nodiscard]] Mark mark() const { return {context_.kernel.now(), excused_}; }
-  /// How long the host had to act since `since`.
+  /// The time since `since`, without the time for which the host was stopped.
   [[nodiscard]] std::chrono::nanoseconds elapsed(const Mark& since) const {
     return context_.kernel.now() - since.at - (excused_ - since.excused);
   }
@@ -85,11 +84,11 @@ class HostMonitor {
   std::string responses_;
   Exchange exchange_ = Exchange::none;
   bool isReplyHeard_ = false;
-  Time replyHeard_;                    // when it was
+  Time replyHeard_;                    // when that was
   Time lastAnnounced_;                 // when an announcement was last received
-  bool hasRead_ = false;               // its file, since it has opened it
-  bool changesState_ = false;          // the request under way
-  std::optional<Mark> mustHearSince_;  // nothing is asked before the state is announced
+  bool hasRead_ = false;               // its response file, since it opened that
+  bool changesState_ = false;          // the request in flight
+  std::optional<Mark> mustHearSince_;  // no exchange starts before the state is announced
   std::chrono::nanoseconds excused_{0};
   std::optional<Time> stoppedSince_;
   Mark began_{};

@@ -7,12 +7,12 @@
 
 namespace corvane::Simulation {
 
-/// What happened in one run or in many.
+/// The statistics of one run or of many.
 struct Report {
   std::uint64_t runs = 0;
   std::uint64_t calls = 0;
   std::chrono::nanoseconds simulated{0};
-  std::map<std::string, std::uint64_t> counts;  // by what was counted
+  std::map<std::string, std::uint64_t> counts;  // by event
 
   void count(const std::string& what, std::uint64_t times = 1) { counts[what] += times; }
 

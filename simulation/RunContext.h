@@ -13,8 +13,8 @@
 
 namespace corvane::Simulation {
 
-/// What all parts of a run know: the kernel, what has gone wrong so far, and what the main
-/// application's state was when.
+/// What all parts of a run share: the kernel, the report, the first violation, and the history of
+/// disturbances and of the application's state.
 class RunContext {
  public:
   RunContext(Kernel& kernel, Report& report) : kernel(kernel), report(report) {}
@@ -22,37 +22,36 @@ class RunContext {
   Kernel& kernel;
   Report& report;
 
-  /// A promise was broken. The first one counts.
+  /// Records that a promise was broken. Only the first one is kept.
   void violate(const std::string& what) {
     if (violation.empty()) violation = what;
   }
   std::string violation;
 
-  /// Something was done to a process or a file from which a request may suffer.
+  /// Records an event because of which requests may fail.
   void disturb(const std::string& what) {
     report.count(what);
     lastTrouble_ = kernel.now();
   }
-  /// Notes that something is out of order, if it is.
+  /// Must be called after each step: records whether something disturbs.
   void recordTrouble() {
     if (isTroubled()) lastTrouble_ = kernel.now();
   }
-  /// Whether nothing has been out of order since shortly before `time`: then every request is
-  /// answered by the application.
+  /// Whether nothing has disturbed since 10 s before `time`. Then the application must answer every
+  /// request.
   [[nodiscard]] bool isCalmSince(Time time) const {
     return !isTroubled() && lastTrouble_ + troubleLasts < time;
   }
   [[nodiscard]] bool isCalm() const { return isCalmSince(kernel.now()); }
-  /// Whether something is out of order for as long as it lasts; set once.
+  /// Returns whether something disturbs now; set once.
   std::function<bool()> isTroubled;
 
-  /// The main application's switch has this position from now on; nothing: it does not run, or is
-  /// just starting or ending.
+  /// Records that protection is on or off from now on; nothing: the application does not run.
   void protectionIs(std::optional<bool> isEnabled) {
     if (!protection_.empty() && protection_.back().second == isEnabled) return;
     protection_.emplace_back(kernel.now(), isEnabled);
   }
-  /// Whether the switch had this position at some time since `since`.
+  /// Whether protection was `isEnabled` at some time since `since`.
   [[nodiscard]] bool couldBe(std::optional<bool> isEnabled, Time since) const {
     for (std::size_t i = protection_.size(); i-- > 0;) {
       if (protection_[i].second == isEnabled) return true;
@@ -64,14 +63,14 @@ class RunContext {
     return protection_.empty() ? std::nullopt : protection_.back().second;
   }
 
-  Time lastFull = Time::min();  // when the request file was last too long
+  Time lastFull = Time::min();  // when the request file last exceeded its limit
 
  private:
-  /// What waits in the meantime has been done or given up by then.
+  /// By then every exchange that was disturbed has ended.
   static constexpr std::chrono::seconds troubleLasts{10};
 
   Time lastTrouble_ = Time::min();
-  std::deque<std::pair<Time, std::optional<bool>>> protection_;  // since when
+  std::deque<std::pair<Time, std::optional<bool>>> protection_;  // with the times of the changes
 };
 
 }  // namespace corvane::Simulation

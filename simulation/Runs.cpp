@@ -23,13 +23,13 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-/// In seconds: a run that takes longer hangs, and its process is killed. Most take milliseconds.
+/// In seconds. A process whose run takes longer is killed; most runs take milliseconds.
 constexpr unsigned longestRun = 60;
 
-/// So many runs in one process: what they leave in memory goes with it.
+/// The number of runs in one child process. Simulated processes leak memory, which ends with it.
 constexpr std::uint64_t runsOfAProcess = 25;
 
-/// What a process that makes runs says: a line for each run as it begins, and its outcome.
+/// The output of a child process for one run, after the line with its seed.
 std::string textOf(const Outcome& outcome) {
   std::ostringstream text;
   text << "actions " << outcome.actions << "\ndigest " << outcome.digest << "\ncalls "
@@ -42,7 +42,7 @@ std::string textOf(const Outcome& outcome) {
   return text.str();
 }
 
-/// The reverse, for all runs of one process: seeds and outcomes. The last one may have no end.
+/// Parses the output of a child process. Its last run may be incomplete.
 std::vector<std::pair<std::uint64_t, Outcome>> outcomesOf(const std::string& text) {
   std::vector<std::pair<std::uint64_t, Outcome>> outcomes;
   std::istringstream lines(text);
@@ -83,7 +83,7 @@ void writeAll(int descriptor, std::string_view text) {
   }
 }
 
-/// A process that makes runs.
+/// A child process that makes runs.
 class Worker {
  public:
   Worker(const Plan& plan, std::uint64_t count) {
@@ -107,7 +107,7 @@ class Worker {
 
   [[nodiscard]] int output() const { return output_; }
 
-  /// Reads some of what it says; false at the end.
+  /// Reads some of its output; false at the end.
   bool read() {
     char bytes[65536];
     const ssize_t count = ::read(output_, bytes, sizeof bytes);
@@ -135,10 +135,10 @@ class Worker {
 }  // namespace
 
 Outcome runHere(const Plan& plan) {
-  (void)VCLLogger::singleton();  // asks the system for the program's name, once in a process
+  (void)VCLLogger::singleton();  // makes system calls when it is made
   if (!plan.tell) {
     ddLogLevel = static_cast<std::uint64_t>(DDLogLevel::off);
-    std::cerr.setstate(std::ios::failbit);  // what the application says
+    std::cerr.setstate(std::ios::failbit);  // the application's messages
   }
   World world(plan);
   return world.run();

@@ -10,19 +10,20 @@
 
 namespace corvane::Simulation {
 
-/// The main application of a run: its processes, mostly one or none, and who sits before it.
+/// The main application: its processes, usually one or none, and their control input.
 class SimulatedApplication {
  public:
   explicit SimulatedApplication(RunContext& context) : context_(context) {}
 
-  /// Starts a process; one that runs already is told of it, as everywhere.
+  /// Starts a process. If an instance runs already, the new one makes it announce its state and
+  /// ends.
   void start();
-  /// A command on the control input of the instance; nothing if there is none.
+  /// Writes a command to the control input of the instance. A no-op without one.
   void command(const std::string& line);
   /// Tells the instance to end.
   void quit();
 
-  /// One of its processes, or nothing.
+  /// The newest process, or nothing.
   [[nodiscard]] std::shared_ptr<Process> process() const;
   [[nodiscard]] const std::vector<std::shared_ptr<Process>>& processes() const {
     return processes_;
@@ -32,9 +33,9 @@ class SimulatedApplication {
   /// Whether the instance can answer requests.
   [[nodiscard]] bool isReady() const;
 
-  /// Notes the instance's state; for each time that it may have changed.
+  /// Records the instance's state. Must be called whenever it may have changed.
   void noteState();
-  /// Calls `announces` as often as the instance has announced its state since the last call.
+  /// Calls `announces` once for each announcement since the last call.
   void look(const std::function<void()>& announces);
 
  private:

@@ -34,8 +34,7 @@ World::World(const Plan& plan)
   const auto count = 1 + random_.below(1 + random_.below(8));
   for (std::uint64_t i = 1; i <= count; ++i)
     browsers_.push_back(std::make_unique<Browser>(context_, static_cast<int>(i)));
-  // Each run has a character of its own: half of what may happen does not, the rest more or less
-  // often.
+  // Each run uses about half of the actions, each with a rate of its own.
   for (const Action& action : actions) {
     const bool isWanted = action.maximumWeight >= 20 || random_.oneIn(2);
     const auto weight = 1 + random_.below(action.maximumWeight);
@@ -71,7 +70,7 @@ Outcome World::run() {
   return outcome_;
 }
 
-/// Does one of the things that may happen, or nothing.
+/// Performs a random action.
 void World::act() {
   if (allWeights_ == 0) return;
   std::uint64_t at = random_.below(allWeights_);
@@ -82,14 +81,15 @@ void World::act() {
   (this->*actions[i].perform)();
 }
 
-/// Nothing can run: time passes until something can, or until `limit`.
+/// Advances the clock to the next event, but not beyond `limit`. Called when no thread can run.
 void World::advance(Time limit) {
   if (const auto next = kernel_.nextDeadline()) limit = std::min(limit, *next);
   if (!scheduled_.empty()) limit = std::min(limit, scheduled_.begin()->first);
   kernel_.advanceTo(limit);
 }
 
-/// What is to be done and seen after each step.
+/// Must be called after each step: runs due events, lets browsers read and write, and checks
+/// limits.
 void World::afterStep() {
   while (!scheduled_.empty() && scheduled_.begin()->first <= kernel_.now()) {
     const auto plan = scheduled_.extract(scheduled_.begin());
@@ -124,7 +124,7 @@ void World::runFor(nanoseconds time) {
   runUntil([] { return false; }, time);
 }
 
-/// Ends all that disturbs.
+/// Resumes stopped processes and cancels planned faults.
 void World::stopDisturbing() {
   isQuiescing_ = true;
   for (auto plan = scheduled_.begin(); plan != scheduled_.end(); plan = scheduled_.erase(plan))
@@ -137,12 +137,12 @@ void World::stopDisturbing() {
   }
 }
 
-/// Everything is answered, and every browser knows how things stand.
+/// Waits until all requests are answered and all browsers know the state, and checks both.
 void World::quiesce() {
-  tell("everything comes to rest");
+  tell("quiesce");
   stopDisturbing();
   if (!application_.isReady()) {
-    // Now and then for longer than any host waits for an announcement.
+    // Sometimes for longer than a host waits for an announcement.
     runFor(random_.oneIn(4) ? TimeLimits::appState + seconds(10) : seconds(3));
     if (!application_.process()) application_.start();
   }
@@ -162,7 +162,7 @@ void World::quiesce() {
   checkThatNothingSpins();
 }
 
-/// A host that has nothing to do makes hardly any calls.
+/// Checks that a host with nothing to do makes hardly any system calls.
 void World::checkThatNothingSpins() {
   constexpr std::uint64_t maximumCallsAtRest = 100;
   std::map<Browser*, std::uint64_t> before;
@@ -174,7 +174,7 @@ void World::checkThatNothingSpins() {
       context_.violate(browser->monitor()->process->name + " spins");
 }
 
-/// Who asks for nothing hears that the application has ended all the same.
+/// Quits the application, and checks that browsers learn it although they send nothing.
 void World::checkThatEndIsNoticed() {
   if (!context_.isCalm()) return;
   const auto known = context_.protection();
@@ -184,9 +184,9 @@ void World::checkThatEndIsNoticed() {
     for (const auto& browser : browsers_) browser->checkAtEndOfApplication();
 }
 
-/// All browsers quit, and so does the application.
+/// Closes all browsers and quits the application.
 void World::leave() {
-  tell("everybody leaves");
+  tell("shut down");
   if (random_.oneIn(2)) checkThatEndIsNoticed();
   for (const auto& browser : browsers_)
     if (browser->isOpen()) browser->close(random_.oneIn(2));
@@ -194,7 +194,7 @@ void World::leave() {
   quitApplications();
 }
 
-/// One that was just starting takes the place of one that ends.
+/// Repeatedly, because a second process may take over when the instance ends.
 void World::quitApplications() {
   const auto haveEnded = [this] {
     if (application_.isReady()) application_.quit();
@@ -203,9 +203,9 @@ void World::quitApplications() {
   if (!runUntil(haveEnded, seconds(60))) context_.violate("the application does not end");
 }
 
-/// One more host and one more instance take away what dead ones have left.
+/// Starts one more host and application, and checks that they remove what killed ones have left.
 void World::cleanUp() {
-  tell("one more host cleans up");
+  tell("clean up");
   application_.start();
   Browser& browser = *browsers_.front();
   browser.start();
@@ -265,9 +265,9 @@ void World::writes(Process& process, const Inode& file, std::string_view bytes, 
   HostMonitor* const monitor = monitorOf(process);
   if (isCut) {
     malformed_.insert(file.number);
-    context_.disturb("records cut by a death");
+    context_.disturb("records cut by the death of a process");
   }
-  // A host only ever adds to the requests.
+  // A host only appends to the request file.
   if (monitor != nullptr && Container::isExchangeFile(file) && file.name != monitor->responses())
     monitor->appended(bytes);
 }
@@ -289,9 +289,9 @@ void World::unlocks(Process& process, const Inode& file) {
     }
   } else if (process.wasKilled) {
     malformed_.insert(file.number);
-    context_.disturb("files spoiled by a death");
+    context_.disturb("files left malformed by the death of a process");
   } else if (!malformed_.contains(file.number)) {
-    context_.violate(process.name + " leaves " + file.name + " spoiled");
+    context_.violate(process.name + " leaves " + file.name + " malformed");
   }
 }
 

@@ -19,23 +19,23 @@
 
 namespace corvane::Simulation {
 
-/// What one run is to be.
+/// The options of one run.
 struct Plan {
   std::uint64_t seed = 0;
-  std::uint64_t maximumActions = UINT64_MAX;   // then everything comes to rest
-  std::set<std::string> without;               // actions that are left out
-  std::function<void(std::string_view)> tell;  // each step as a line, if set
+  std::uint64_t maximumActions = UINT64_MAX;   // afterwards the run quiesces
+  std::set<std::string> without;               // names of actions that are not used
+  std::function<void(std::string_view)> tell;  // receives each step as a line, if set
 };
 
 struct Outcome {
   Report report;
-  std::string violation;  // empty if all promises were kept
+  std::string violation;  // empty if there was none
   std::uint64_t actions = 0;
-  std::uint64_t digest = 0;  // equal for equal runs
+  std::uint64_t digest = 0;  // of all system calls
 };
 
-/// One run: some browsers, their hosts, the main application and a container, from the first start
-/// until everything has come to rest and left.
+/// One run: browsers, their hosts, the main application and a container, from the first start until
+/// all processes have ended.
 class World final : Watcher {
  public:
   explicit World(const Plan& plan);
@@ -45,11 +45,11 @@ class World final : Watcher {
 
   Outcome run();
 
-  /// What may happen in a run.
+  /// The names of all actions.
   static std::vector<std::string> actionNames();
 
  private:
-  /// Something that people, the system or bad luck do.
+  /// An event that does not come from the simulated processes.
   struct Action {
     const char* name;
     void (World::*perform)();
@@ -136,15 +136,15 @@ class World final : Watcher {
   const Platform::LinuxCalls::Replacement linuxCallsInUse_{linuxCalls_};
   SimulatedApplication application_;
   std::vector<std::unique_ptr<Browser>> browsers_;
-  std::multimap<Time, std::function<void()>> scheduled_;  // what happens at its time
+  std::multimap<Time, std::function<void()>> scheduled_;  // events, by their time
   std::vector<std::uint64_t> weights_;                    // of the actions
   std::uint64_t allWeights_ = 0;
-  std::set<ino_t> malformed_;  // exchange files with half a record
-  std::string lastReply_;      // the bytes of a reply, and in which file they lay
+  std::set<ino_t> malformed_;  // exchange files with an incomplete record
+  std::string lastReply_;      // the bytes of a reply, and the name of its file
   std::string lastReplyFile_;
   std::string otherReply_;  // one from another file
   bool hasClockGoneBack_ = false;
-  bool isQuiescing_ = false;  // nothing is done any more but what comes of itself
+  bool isQuiescing_ = false;  // no more actions
 };
 
 }  // namespace corvane::Simulation

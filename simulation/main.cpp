@@ -24,7 +24,7 @@
 namespace corvane::Simulation {
 namespace {
 
-/// Puts what hosts log between the steps.
+/// Inserts the hosts' log lines between the steps.
 class StepLogger final : public DDLogger {
  public:
   void log(const DDLogMessage& message) override {
@@ -33,7 +33,7 @@ class StepLogger final : public DDLogger {
   }
 };
 
-/// How the same run can be made again.
+/// The command that repeats the run of `plan`.
 std::string commandFor(const Plan& plan) {
   std::string command = "scripts/simulate --seed " + std::to_string(plan.seed);
   if (plan.maximumActions != UINT64_MAX)
@@ -42,7 +42,8 @@ std::string commandFor(const Plan& plan) {
   return command;
 }
 
-/// Makes the run again and prints each step, with the hosts' log at debug level.
+/// Repeats a run and prints its steps: the actions only, or all system calls and the hosts' log at
+/// debug level. Returns the exit status.
 int runAloud(Plan plan, bool onlyActions) {
   if (!onlyActions) {
     (void)VCLLogger::singleton();  // sets the level

@@ -21,12 +21,12 @@ namespace {
 using Kind = OpenFile::Kind;
 using NodeKind = Inode::Kind;
 
-/// In place of an errno: not all bytes are transferred.
+/// A failure that is no errno value: only some bytes are transferred.
 constexpr int shortTransfer = -1;
 
 constexpr std::string_view descriptorFolder = "/proc/self/fd/";
 
-/// The descriptor that begins a path in /proc/self/fd, which is taken off its front.
+/// Removes "/proc/self/fd/N" from the front of `path` and returns N.
 std::optional<int> takeDescriptor(std::string_view& path) {
   if (!path.starts_with(descriptorFolder)) return std::nullopt;
   path.remove_prefix(descriptorFolder.size());
@@ -131,7 +131,7 @@ int Calls::openat(int folder, const char* path, int flags, mode_t mode) {
   return openNode(place, flags, mode);
 }
 
-/// Opens an end of a pipe anew, as its link in /proc/self/fd allows.
+/// Opens the writing end of a pipe by its path in /proc/self/fd.
 int Calls::reopen(const File& file, int flags) {
   if (file->kind != Kind::writer) return failed(EACCES);
   auto again = std::make_shared<OpenFile>(Kind::writer, flags);
@@ -253,7 +253,7 @@ ssize_t Calls::write(int descriptor, const void* bytes, std::size_t count) {
       ++file->eventCount;
       return static_cast<ssize_t>(count);
     case Kind::node:
-      return put(*file, text, file->node->bytes.size());  // all that write so append
+      return put(*file, text, file->node->bytes.size());  // all callers append
     case Kind::null:
       return static_cast<ssize_t>(count);
     default:
@@ -396,7 +396,7 @@ int Calls::renameat(int folder, const char* path, int newFolder, const char* new
   return done(kernel_.files().rename(find(folder, path), find(newFolder, newPath)));
 }
 
-/// Only the links of executables.
+/// Used for /proc/N/exe only.
 ssize_t Calls::readlink(const char* path, char* target, std::size_t count) {
   if (const int error = kernel_.enter("readlink", path, {EINTR, ENOMEM})) return failed(error);
   return static_cast<ssize_t>(std::string_view("/usr/bin/browser").copy(target, count));
@@ -537,7 +537,7 @@ ssize_t Calls::recv(int socket, void* bytes, std::size_t count, int flags) {
         "recv", [&unread] { return !unread.empty(); }, Time::max());
   if (unread.empty()) return failed(EAGAIN);
   auto next = unread.begin();
-  if (kernel_.reorders) {  // the first one of any name
+  if (kernel_.reorders) {  // the oldest one of a random name
     const std::string& name = unread[kernel_.random().below(unread.size())];
     next = std::find(unread.begin(), unread.end(), name);
   }
@@ -552,7 +552,7 @@ int Calls::kill(pid_t process, int /*signal*/) {
   return kernel_.isThere(process) ? 0 : failed(ESRCH);
 }
 
-/// The child is played by the watcher; it reports with the newest pipe of this process.
+/// The watcher plays the child, which reports its outcome in the process's newest pipe.
 pid_t Calls::fork() {
   if (const int error = kernel_.enter("fork", "", {EAGAIN, ENOMEM})) return failed(error);
   kernel_.watcher().launches(kernel_.current(), kernel_.current().lastPipeWriter.lock());

@@ -9,18 +9,18 @@
 
 namespace corvane::Simulation {
 
-/// What both halves of the calls need: the descriptors and paths of the process that runs.
+/// What both classes of calls share: descriptors and paths of the running process.
 class CallsBase {
  protected:
   using File = std::shared_ptr<OpenFile>;
 
   explicit CallsBase(Kernel& kernel) : kernel_(kernel) {}
 
-  /// Nothing if there is no such descriptor.
+  /// Returns nullptr if the descriptor is not open.
   [[nodiscard]] File fileOf(int descriptor) const;
-  /// As openat(2): from `folder` unless `path` is a full one, through /proc/self/fd.
+  /// Resolves `path` as openat(2) does, including paths below /proc/self/fd.
   [[nodiscard]] FileSystem::Place find(int folder, const char* path) const;
-  /// The poll(2) events that hold.
+  /// Returns the poll(2) events that are ready.
   [[nodiscard]] unsigned readiness(const OpenFile& file) const;
   static int failed(int error);
   static int done(int error) { return error == 0 ? 0 : failed(error); }
@@ -28,7 +28,7 @@ class CallsBase {
   Kernel& kernel_;
 };
 
-/// The system calls of the processes of a simulated system.
+/// The system calls of simulated processes. Must be called on their fibers only.
 class Calls final : public Platform::SystemCalls, CallsBase {
  public:
   explicit Calls(Kernel& kernel) : CallsBase(kernel) {}
@@ -85,7 +85,7 @@ class Calls final : public Platform::SystemCalls, CallsBase {
   ssize_t put(OpenFile& file, std::string_view bytes, std::size_t offset);
 };
 
-/// Those that only Linux has.
+/// The system calls of simulated processes that only Linux has.
 class LinuxOnlyCalls final : public Platform::LinuxCalls, CallsBase {
  public:
   explicit LinuxOnlyCalls(Kernel& kernel) : CallsBase(kernel) {}

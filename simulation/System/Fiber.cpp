@@ -15,8 +15,7 @@ using boost::context::stack_context;
 
 constexpr std::size_t stackSize = std::size_t{256} << 10;
 
-/// Stacks that nothing runs on, for the next fibers: to ask the system for each takes longer than
-/// many a fiber lives.
+/// Stacks of fibers that have ended, for reuse: mapping a new one is slow.
 std::vector<stack_context>& freeStacks() {
   static auto& stacks = *new std::vector<stack_context>;
   return stacks;
@@ -38,12 +37,12 @@ struct Stacks {
   void deallocate(stack_context& stack) { freeStacks().push_back(stack); }
 };
 
-/// Whom the running fiber goes back to.
+/// The context that resumed the running fiber.
 boost::context::fiber* resumer = nullptr;
 
 #ifdef __SANITIZE_ADDRESS__
-/// Tells the address sanitizer of the stack that is switched to, from `begin` to `end` of the call
-/// that switches (sanitizer/common_interface_defs.h).
+/// Announces a switch of stacks to the address sanitizer (sanitizer/common_interface_defs.h):
+/// construct it before the switch and call `end` after the switch back.
 class StackSwitch {
  public:
   StackSwitch(const void* bottom, std::size_t size) {
@@ -51,7 +50,7 @@ class StackSwitch {
   }
   void end() { __sanitizer_finish_switch_fiber(saved_, &resumerBottom, &resumerSize); }
   static void begin() { __sanitizer_finish_switch_fiber(nullptr, &resumerBottom, &resumerSize); }
-  /// The last switch of a fiber, whose stack then holds nothing any more.
+  /// For the last switch of a fiber, which never returns.
   static void leave() { __sanitizer_start_switch_fiber(nullptr, resumerBottom, resumerSize); }
 
   static inline const void* resumerBottom = nullptr;

@@ -6,23 +6,23 @@
 
 namespace corvane::Simulation {
 
-/// A stack of its own on which code runs until it suspends itself. All fibers belong to one thread,
-/// and one of them runs at a time.
+/// Code with a stack of its own, which runs until it suspends itself. All fibers run on one thread,
+/// one at a time.
 class Fiber {
  public:
   explicit Fiber(std::function<void()> body);
   Fiber(const Fiber&) = delete;
   Fiber& operator=(const Fiber&) = delete;
-  /// Abandons what has not ended: it never runs again, not even its destructors. What its stack
-  /// owned is lost, as with a process that is killed.
+  /// If the body has not ended, it never continues and its destructors never run: what its stack
+  /// owns leaks, as when a process is killed.
   ~Fiber();
 
-  /// Runs the body, from its start or from where it suspended, until it suspends or ends.
+  /// Starts or continues the body; returns when it suspends or ends.
   void resume();
 
   [[nodiscard]] bool hasEnded() const { return !*context_; }
 
-  /// From within a fiber: back to who resumed it.
+  /// Returns to the caller of `resume`. Must be called on a fiber.
   static void suspend();
 
  private:

@@ -8,21 +8,21 @@
 
 namespace corvane::Simulation {
 
-/// The tree of directories and files, without symbolic links. What fails says so as errno does, by
-/// a number above 0.
+/// The tree of directories and files, without symbolic links. Operations return 0 or an errno
+/// value.
 class FileSystem {
  public:
-  /// `now` is what files are stamped with.
+  /// `now` returns the time for time stamps.
   explicit FileSystem(std::function<std::timespec()> now);
 
-  /// Where a path leads: the directory that holds or would hold the name, and what has it now.
+  /// The result of a lookup: the directory, the last component, and the inode of that name.
   struct Place {
     Node folder;
     std::string name;
-    Node node;  // nothing if there is none
+    Node node;  // nullptr if there is none
     int error = 0;
   };
-  /// Looks `path` up, from `start` unless it is a full path.
+  /// Resolves `path`, relative to `start` unless it is absolute.
   [[nodiscard]] Place find(const Node& start, std::string_view path) const;
   [[nodiscard]] Node at(std::string_view path) const { return find(root_, path).node; }
 
@@ -33,7 +33,7 @@ class FileSystem {
 
   void modify(Inode& node) const;
 
-  /// Makes a file and all directories above it.
+  /// Creates a file and all its parent directories.
   Node write(const std::string& path, std::string content);
   Node makeFolders(const std::string& path);
 

@@ -6,10 +6,10 @@
 namespace corvane::Simulation {
 namespace {
 
-/// What a call takes: about what it does on a real system.
+/// The virtual duration of a system call, about as on a real system.
 constexpr microseconds callTime{2};
 
-/// How often the system stamps files anew.
+/// The resolution of time stamps.
 constexpr std::chrono::milliseconds tick{4};
 
 }  // namespace
@@ -75,7 +75,7 @@ Socket* Kernel::socketOf(pid_t process) const {
   return nullptr;
 }
 
-/// Gives back all that the process has, so that nothing depends on code that never runs again.
+/// Closes all descriptors of the process, which releases its locks.
 void Kernel::end(Process& process) {
   process.hasEnded = true;
   process.leftOpen = process.descriptors.size();

@@ -32,63 +32,62 @@ struct Thread {
   const std::uint64_t number;
   Fiber fiber;
   bool isBlocked = false;
-  std::function<bool()> isReady;  // of one that is blocked
+  std::function<bool()> isReady;  // of a blocked thread
   Time deadline;
 };
 
-/// A simulated process. What a run does to it is set here; calls are counted from 1.
+/// A simulated process, with the faults that are planned for it. Calls are counted from 1.
 struct Process {
   pid_t id = 0;
   pid_t parent = 0;
-  std::string name;  // for people
+  std::string name;  // for messages
   std::string executable;
   std::map<int, std::shared_ptr<OpenFile>> descriptors;
-  std::weak_ptr<OpenFile> lastPipeWriter;  // what a child that it forks reports with
+  std::weak_ptr<OpenFile> lastPipeWriter;  // the pipe of the next forked child
   std::vector<std::unique_ptr<Thread>> threads;
   std::uint64_t calls = 0;
-  std::uint64_t diesAt = 0;     // the call at which it is killed
-  std::uint64_t failsFrom = 0;  // the first call that may fail; one does
-  std::string_view failsOnly;   // its name; empty: any
+  std::uint64_t diesAt = 0;     // the number of the call at which it is killed; 0: none
+  std::uint64_t failsFrom = 0;  // from this call on the next possible one fails; 0: none
+  std::string_view failsOnly;   // only a call of this name; empty: any
   bool isStopped = false;
   bool hasEnded = false;
   bool wasKilled = false;
-  std::size_t leftOpen = 0;  // descriptors, at its end
-  std::string stopReason;    // of a hard stop
+  std::size_t leftOpen = 0;  // descriptors open at its end
+  std::string stopReason;    // why it stopped hard; empty: it did not
 };
 
-/// Sees what processes do to files and sockets, as it happens.
+/// Receives the events of a kernel, synchronously.
 class Watcher {
  public:
   virtual ~Watcher() = default;
-  /// A process is about to go on.
+  /// A process is about to run.
   virtual void resumes(Process& /*process*/) {}
-  /// `name` is the last part of a path that was to be opened, there or not.
+  /// An attempt to open a path whose last component is `name`.
   virtual void opens(Process& /*process*/, const std::string& /*name*/) {}
-  /// The first thread of a process is about to wait in `call`.
+  /// The first thread of a process is about to block in `call`.
   virtual void blocks(Process& /*process*/, std::string_view /*call*/) {}
   virtual void reads(Process& /*process*/, const Inode& /*file*/) {}
-  /// Before `bytes` are written into a file. `isCut`: the process dies before all are written.
+  /// Before `bytes` are written to a file. `isCut`: the process dies during the write.
   virtual void writes(Process& /*process*/, const Inode& /*file*/, std::string_view /*bytes*/,
                       bool /*isCut*/) {}
-  /// Before a file is cut off at `size`.
+  /// Before a file is truncated to `size`.
   virtual void cuts(Process& /*process*/, const Inode& /*file*/, std::size_t /*size*/) {}
   virtual void unlocks(Process& /*process*/, const Inode& /*file*/) {}
   virtual void sends(Process& /*process*/, const Socket& /*to*/, std::string_view /*text*/) {}
-  /// A notification that a full queue refuses for now.
+  /// A send failed because the receiver's queue is full.
   virtual void refuses(Process& /*process*/) {}
   virtual void receives(Process& /*process*/, std::string_view /*text*/) {}
-  /// A process that has forked to start a program; what is written to `report` is the errno of a
-  /// start that failed, and that it is closed says that the program runs.
+  /// A process forked to start a program. To report a failure, write an errno value to `report`; to
+  /// report success, just close it.
   virtual void launches(Process& /*process*/, std::shared_ptr<OpenFile> /*report*/) {}
   virtual void fails(Process& /*process*/, std::string_view /*call*/) {}
   virtual void ends(Process& /*process*/) {}
 };
 
-/// The simulated system: processes, their threads, time. What processes ask of it comes through
-/// Calls.
+/// The simulated kernel: processes, their threads, the clocks and the scheduler.
 class Kernel {
  public:
-  /// A thread is interrupted at one in `interruptions` calls, to go on when it is chosen again.
+  /// One in `interruptions` system calls lets other threads run first; none if it is 0.
   Kernel(Generator& random, Watcher& watcher, std::uint64_t interruptions);
   Kernel(const Kernel&) = delete;
   Kernel& operator=(const Kernel&) = delete;
@@ -98,17 +97,17 @@ class Kernel {
                                  pid_t parent, std::map<int, std::shared_ptr<OpenFile>> streams,
                                  std::function<void()> body);
   void startThread(std::function<void()> body);
-  /// SIGKILL. Nothing for one that has ended.
+  /// Ends `process` as SIGKILL does. A no-op if it has ended.
   void kill(Process& process);
   [[nodiscard]] bool isThere(pid_t process) const { return processes_.contains(process); }
   [[nodiscard]] std::shared_ptr<Process> find(pid_t process) const;
-  /// The socket that a process receives with; nothing if it has none.
+  /// The socket with which a process receives notifications, or nullptr.
   [[nodiscard]] Socket* socketOf(pid_t process) const;
 
-  /// Lets one of the threads that can run go on until it waits or is interrupted. False if there is
+  /// Runs a random runnable thread until it blocks or is interrupted. Returns false if there is
   /// none.
   bool step();
-  /// When the first thread that waits goes on by itself.
+  /// The earliest deadline of a blocked thread.
   [[nodiscard]] std::optional<Time> nextDeadline() const;
 
   [[nodiscard]] Time now() const { return now_; }
@@ -121,29 +120,29 @@ class Kernel {
   Generator& random() { return random_; }
   Watcher& watcher() { return watcher_; }
 
-  /// From here on: for the calls of the process that runs.
+  /// The running process. From here on everything is for its system calls.
   [[nodiscard]] Process& current() const { return running_->process; }
   [[nodiscard]] bool isRunning() const { return running_ != nullptr; }
   [[nodiscard]] std::uint64_t currentThread() const { return running_ ? running_->number : 0; }
-  /// The beginning of a call: it may be interrupted, and the process may die here. Returns one of
-  /// `errors` if the call is to fail, else 0.
+  /// Must begin each system call: advances the clock, and may switch to other threads or kill the
+  /// process. Returns one of `errors` if the call is to fail, otherwise 0.
   int enter(std::string_view call, std::string_view subject = {},
             std::initializer_list<int> errors = {});
-  /// True when the process is to die at this call, after half of it.
+  /// Whether the process is to be killed during this call.
   [[nodiscard]] bool diesHere() const { return current().diesAt == current().calls; }
-  /// Blocks in `call` until `isReady` or until `deadline`.
+  /// Blocks the running thread in `call` until `isReady` returns true or `deadline` has passed.
   void block(std::string_view call, std::function<bool()> isReady, Time deadline);
   int addDescriptor(std::shared_ptr<OpenFile> file, int least = 0) const;
   void closeDescriptor(int descriptor);
   [[noreturn]] void die(std::string reason);
 
-  /// Whether notifications of different names may overtake one another, as they may where the
-  /// system has notifications of its own.
+  /// Whether notifications of different names may be received in another order than sent, as on
+  /// systems with a notification service of their own.
   bool reorders = false;
 
-  /// Called for each call, as text, if set.
+  /// Receives each system call as a line, if set.
   std::function<void(std::string_view)> trace;
-  /// A digest of all calls so far: equal runs have equal ones.
+  /// A digest of all system calls so far. Equal runs have equal digests.
   [[nodiscard]] std::uint64_t digest() const { return digest_; }
   [[nodiscard]] std::uint64_t callCount() const { return callCount_; }
 

@@ -16,7 +16,7 @@ namespace {
 
 using Kind = OpenFile::Kind;
 
-/// The events of epoll(7) that are used have the numbers of poll(2)'s.
+/// epoll(7) events have the same values as poll(2) events.
 static_assert(EPOLLIN == POLLIN && EPOLLOUT == POLLOUT && EPOLLHUP == POLLHUP &&
               EPOLLERR == POLLERR);
 constexpr std::uint32_t alwaysWatched = EPOLLHUP | EPOLLERR;
@@ -45,7 +45,7 @@ int LinuxOnlyCalls::epollControl(int epoll, int operation, int descriptor,
   return 0;
 }
 
-/// What is ready comes in any order.
+/// Returns ready events in random order.
 int LinuxOnlyCalls::epollWait(int epoll, struct epoll_event* events, int count, int milliseconds) {
   if (const int error = kernel_.enter("epoll_wait", "", {EINTR})) return failed(error);
   OpenFile* const file = fileOf(epoll).get();

@@ -12,15 +12,14 @@
 #include <string_view>
 #include <vector>
 
-/// What the simulated system is made of. Files and directories are here until nobody has them open
-/// and no directory names them, as everywhere.
+/// The objects of the simulated kernel.
 namespace corvane::Simulation {
 
 struct OpenFile;
 
-/// A datagram socket of which others may send to.
+/// A datagram socket that receives.
 struct Socket {
-  /// unix_dgram_qlen: Linux refuses more when so many are unread (unix(7)).
+  /// As with the default of net.unix.max_dgram_qlen, which is 10: one more fits (unix(7)).
   static constexpr std::size_t maximumUnread = 11;
 
   std::deque<std::string> unread;
@@ -28,14 +27,14 @@ struct Socket {
   bool isClosed = false;
 };
 
-/// What one end writes the other reads (pipe(7)).
+/// See pipe(7).
 struct Pipe {
   std::size_t capacity = 65536;
 
   std::string bytes;
   int readers = 0;
   int writers = 0;
-  std::function<void(std::string_view)> written;  // who listens in
+  std::function<void(std::string_view)> written;  // called with all bytes that are written, if set
 };
 
 struct Inode {
@@ -47,19 +46,19 @@ struct Inode {
   nlink_t links = 0;
   std::timespec modified = {};
   std::timespec changed = {};
-  std::string name;                                       // the one it was made under
+  std::string name;                                       // under which it was created
   std::string bytes;                                      // of a file
   std::map<std::string, std::shared_ptr<Inode>> entries;  // of a directory
   std::shared_ptr<Socket> socket;
 
-  // Who has them locked.
+  // The holders of its locks.
   const OpenFile* lock = nullptr;        // flock(2), exclusive
   const OpenFile* recordLock = nullptr;  // fcntl(2), F_OFD_SETLK, exclusive
 };
 
 using Node = std::shared_ptr<Inode>;
 
-/// An open file description: what descriptors refer to. Its end gives back its locks.
+/// An open file description. Its destruction releases its locks.
 struct OpenFile {
   enum class Kind { node, place, reader, writer, socket, epoll, event, process, null };
 
@@ -85,9 +84,9 @@ struct OpenFile {
 
   const Kind kind;
   int flags;
-  Node node;                         // a file, a directory, or what an O_PATH descriptor names
+  Node node;                         // of a file, a directory or an O_PATH descriptor
   off_t offset = 0;                  // in a file, or in `listing`
-  std::vector<std::string> listing;  // the directory when it was listed
+  std::vector<std::string> listing;  // the entries when listing began
   std::shared_ptr<Pipe> pipe;
   std::shared_ptr<Socket> socket;
   std::shared_ptr<Socket> peer;  // of a socket that is connected

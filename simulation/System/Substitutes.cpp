@@ -7,8 +7,8 @@
 #include "Platform/Heap.h"
 #include "Platform/SystemLog.h"
 
-// In place of the sources of these names, whose system calls are not the kernel's: those of the
-// platform layer are in a library, from which the linker takes only what is missing.
+// Substitutes for platform functions that bypass SystemCalls. The linker prefers these definitions
+// because the platform layer is a static library.
 
 namespace corvane::Simulation {
 

@@ -4,7 +4,7 @@
 
 namespace corvane::Simulation {
 
-/// The kernel whose processes run, for what replaces parts of the platform layer.
+/// The kernel of the current run, for the substitutes of platform functions.
 extern Kernel* runningKernel;
 
 }  // namespace corvane::Simulation
