@@ -309,6 +309,7 @@ void Browser::checkError(const std::string& text, Asked& asked) {
     if (isCalm) violate("times out on " + asked.type);
   } else if (text == "AppState timeout occured") {
     context_.report.count("announcements missed");
+    monitor_->gaveUpAnnouncement();
     if (!asked.changesState) violate("waits for an announcement after " + asked.type);
     if (isCalm) violate("misses the announcement after " + asked.type);
     if (context_.kernel.now() - asked.at < TimeLimits::appState)

@@ -27,8 +27,10 @@ class HostMonitor {
   void ended();
   void applicationEnded() {
     ++applicationEnds;
-    wasExchangingAtEnd = exchange_ == Exchange::waits;
+    wasExchangingAtEnd = wasExchangingAtEnd || exchange_ == Exchange::waits;
   }
+  /// The host has replied that no announcement came in time.
+  void gaveUpAnnouncement() { mustHearSince_.reset(); }
 
   void hasStopped() { stoppedSince_ = context_.kernel.now(); }
   void continues();
@@ -54,7 +56,7 @@ class HostMonitor {
   // Announcements of the state.
   std::uint64_t announced = 0;  // received
   std::uint64_t applicationEnds = 0;
-  bool wasExchangingAtEnd = false;  // when the application ended last
+  bool wasExchangingAtEnd = false;  // when an application ended
   std::uint64_t expected = 0;       // made while this host listened and nothing disturbed
   std::uint64_t mustPush = 0;       // received while no command waited for one
   bool isCommandPending = false;    // one that waits for an announcement

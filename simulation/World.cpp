@@ -178,6 +178,8 @@ void World::checkThatNothingSpins() {
 void World::checkThatEndIsNoticed() {
   if (!context_.isCalm()) return;
   const auto known = context_.protection();
+  for (const auto& browser : browsers_)
+    if (browser->hasHost()) browser->monitor()->wasExchangingAtEnd = false;
   quitApplications();
   runFor(seconds(10));
   if (known && !application_.process())
