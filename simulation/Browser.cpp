@@ -404,10 +404,10 @@ void Browser::checkQuiescent(bool mustKnow) {
     violate("has left the browser with an outdated state");
 }
 
-void Browser::checkAtEndOfApplication() {
+void Browser::checkAtEndOfApplication(Time quit) {
   // A reply that was in flight when the application ended still says that it runs.
   if (hasHost() && isOpen() && monitor_->isStrict && knownRunning_ && *knownRunning_ &&
-      !monitor_->wasExchangingAtEnd)
+      monitor_->lastTaken < quit)
     violate("has not told the browser that the application has ended");
 }
 

@@ -45,8 +45,8 @@ class Browser {
   /// Checks, when nothing is pending any more, that nothing is missing. `mustKnow`: the browser
   /// must know the application's current state.
   void checkQuiescent(bool mustKnow);
-  /// Checks that the browser knows that the application has ended.
-  void checkAtEndOfApplication();
+  /// Checks that the browser knows that the application, which was told so at `quit`, has ended.
+  void checkAtEndOfApplication(Time quit);
 
  private:
   /// A request that was sent.

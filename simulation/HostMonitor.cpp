@@ -30,6 +30,7 @@ void HostMonitor::opens(const std::string& name) {
   hasRead_ = false;
   if (exchange_ != Exchange::waits) return;
   exchange_ = Exchange::takes;
+  lastTaken = context_.kernel.now();
   const auto waited = elapsed(began_);
   if (waited > TimeLimits::reply + tolerance)
     context_.violate(process->name + " waits for a reply beyond the limit");

@@ -25,10 +25,6 @@ class HostMonitor {
   void appended(std::string_view record);
   void receives(std::string_view text);
   void ended();
-  void applicationEnded() {
-    ++applicationEnds;
-    wasExchangingAtEnd = wasExchangingAtEnd || exchange_ == Exchange::waits;
-  }
   /// The host has replied that no announcement came in time.
   void gaveUpAnnouncement() { mustHearSince_.reset(); }
 
@@ -56,12 +52,12 @@ class HostMonitor {
   // Announcements of the state.
   std::uint64_t announced = 0;  // received
   std::uint64_t applicationEnds = 0;
-  bool wasExchangingAtEnd = false;  // when an application ended
-  std::uint64_t expected = 0;       // made while this host listened and nothing disturbed
-  std::uint64_t mustPush = 0;       // received while no command waited for one
-  bool isCommandPending = false;    // one that waits for an announcement
-  bool wasOverlapped = false;       // by a second one: pushes may have ended for good
-  bool isListening = false;         // when the application was resumed last
+  Time lastTaken;                 // when it last looked for a reply
+  std::uint64_t expected = 0;     // made while this host listened and nothing disturbed
+  std::uint64_t mustPush = 0;     // received while no command waited for one
+  bool isCommandPending = false;  // one that waits for an announcement
+  bool wasOverlapped = false;     // by a second one: pushes may have ended for good
+  bool isListening = false;       // when the application was resumed last
 
   /// The name of its response file; empty until it has opened one.
   [[nodiscard]] const std::string& responses() const { return responses_; }

@@ -178,12 +178,11 @@ void World::checkThatNothingSpins() {
 void World::checkThatEndIsNoticed() {
   if (!context_.isCalm()) return;
   const auto known = context_.protection();
-  for (const auto& browser : browsers_)
-    if (browser->hasHost()) browser->monitor()->wasExchangingAtEnd = false;
+  const Time quit = kernel_.now();
   quitApplications();
   runFor(seconds(10));
   if (known && !application_.process())
-    for (const auto& browser : browsers_) browser->checkAtEndOfApplication();
+    for (const auto& browser : browsers_) browser->checkAtEndOfApplication(quit);
 }
 
 /// Closes all browsers and quits the application.
@@ -334,7 +333,7 @@ void World::ends(Process& process) {
   HostMonitor* const monitor = monitorOf(process);
   if (monitor == nullptr) {
     for (const auto& browser : browsers_)
-      if (browser->hasHost()) browser->monitor()->applicationEnded();
+      if (browser->hasHost()) ++browser->monitor()->applicationEnds;
     return application_.ended(process);
   }
   if (process.wasKilled) outcome_.report.count("deaths of hosts");

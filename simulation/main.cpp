@@ -128,6 +128,11 @@ int run(int count, char** arguments) {
     const Outcome outcome = runApart(plan);
     if (!outcome.violation.empty()) failed(plan, outcome);
   }
+  plan.seed = first;
+  if (runApart(plan).digest != runApart(plan).digest) {
+    std::cout << "two runs with seed " << first << " differ" << std::endl;
+    return 1;
+  }
   const auto start = std::chrono::steady_clock::now();
   std::cout << "seeds from " << first << " on" << std::endl;
   const Report report = runMany(first, seconds, runs, failed);
