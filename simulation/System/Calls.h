@@ -1,7 +1,9 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <string>
+#include <string_view>
 
 #include "Platform/Linux/LinuxCalls.h"
 #include "Platform/SystemCalls.h"
@@ -22,6 +24,8 @@ class CallsBase {
   [[nodiscard]] FileSystem::Place find(int folder, const char* path) const;
   /// Returns the poll(2) events that are ready.
   [[nodiscard]] unsigned readiness(const OpenFile& file) const;
+  /// Removes "/proc/self/fd/N" from the front of `path` and returns N.
+  static std::optional<int> takeDescriptor(std::string_view& path);
   static int failed(int error);
   static int done(int error) { return error == 0 ? 0 : failed(error); }
 
