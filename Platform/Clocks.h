@@ -7,7 +7,7 @@ namespace corvane::Platform {
 /// The time on the monotonic clock, by which deadlines are judged. Thread-safe.
 std::chrono::steady_clock::time_point steadyNow();
 
-/// The time of day, which somebody may set forward or back. Thread-safe.
+/// The time of day. It may jump forward or back when the clock is set. Thread-safe.
 std::chrono::system_clock::time_point wallNow();
 
 }  // namespace corvane::Platform

@@ -6,11 +6,11 @@
 
 namespace corvane::Platform {
 
-/// Fills `bytes`, at most 256, with random bits of the system's (getentropy(3)). Throws
-/// std::runtime_error if it gives none, which stops the host. Thread-safe.
+/// Fills `bytes`, at most 256, with random bits from getentropy(3). Throws std::runtime_error if
+/// that fails, which stops the host. Thread-safe.
 void randomBytes(std::span<std::byte> bytes);
 
-/// As above, `count` of them.
+/// Returns `count` random bytes; fails likewise.
 template <std::size_t count>
 std::array<std::byte, count> randomBytes() {
   std::array<std::byte, count> bytes = {};

@@ -14,11 +14,11 @@ struct flock;
 
 namespace corvane::Platform {
 
-/// The system calls, as the system has them: same arguments, same results, errno set; and what a
-/// process is told without fail: the time, and which process and thread it is. Everything the host
-/// asks of the system goes through the object in use, so that a test can make any call fail and set
-/// the clocks; what only Linux has is in LinuxCalls. Not here: what runs between fork and exec or
-/// in a signal handler, and the clocks and threads of the log.
+/// The system calls with the same arguments and results, errno set, and also the clocks and the
+/// identity of process and thread. The host makes its calls through the object in use, so that a
+/// test can make any call fail and set the clocks; LinuxCalls has those that only Linux has.
+/// Exceptions: geteuid, code between fork and exec or in a signal handler, the system log, and the
+/// clocks and threads of the log and of file monitoring.
 ///
 /// The object in use belongs to the process, like its descriptors. Thread-safe, except that no
 /// other thread may make calls while the object is replaced.

@@ -11,16 +11,16 @@
 
 namespace corvane {
 
-/// All objects of one host, but for those of the log. The thread that makes it owns it. Not made to
-/// be destroyed while something is still pending: `main` never destroys its own.
+/// All objects of one host, except those of the log. Must be used on the thread that creates it.
+/// Must not be destroyed while requests are pending; `main` never destroys it.
 struct Host {
   /// `browser`: the descriptors of the conversation, which must stay open as long as the host. Ends
   /// the process where a host can't start (Platform::hardStop).
   explicit Host(Platform::BrowserDescriptors browser);
 
-  /// Starts up, all of it before the first message is read, and returns when the browser has closed
-  /// its end and the last slice is over. Once. Ends the process when the stored log level can't be
-  /// applied.
+  /// Starts up before it reads the first message. Returns after the end of input, when all requests
+  /// are answered, the browser does not read, or the last slice is over. Must be called once. Ends
+  /// the process if the stored log level can't be applied.
   void run();
 
   Platform::EventLoop loop;

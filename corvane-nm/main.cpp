@@ -30,7 +30,8 @@ int main() {
   if (!browser)
     Platform::hardStop("the standard streams cannot be set up: " + browser.failure().text);
   Platform::ignoreSignalsOfWrites();
-  // Never destroyed, and reachable to the end: leaving while something is still pending is safe so.
+  // Never destroyed, so that returning while requests are pending is safe. Static, so that leak
+  // checkers can reach it.
   static auto& host = *new Host(*browser);
   startLogging(host.shared);
   host.run();

@@ -1,7 +1,6 @@
 #include <algorithm>
 #include <array>
 #include <string_view>
-#include <utility>
 
 #include "SharedComponents/Configuration.h"
 #include "simulation/Container.h"
@@ -27,7 +26,7 @@ std::string fullFile() {
   std::string record = "bplist00" + std::string(1'000'000 - 8, '\0');
   for (std::size_t i = 0; i < 4; ++i) record += static_cast<char>(1'000'000U >> (8 * i) & 0xFFU);
   std::string bytes;
-  while (bytes.size() <= 10'240'000) bytes += record;
+  while (bytes.size() <= Container::fullFile) bytes += record;
   return bytes;
 }
 
@@ -199,7 +198,7 @@ void World::announceAgain() {
   application_.command("announce");
 }
 
-/// Announces more often than a queue has room. A host that runs must not miss one.
+/// Makes more announcements than a queue holds. A host that runs must not miss one.
 void World::announceOften() {
   if (!context_.isCalm() || isAnythingDue()) return;
   for (std::size_t i = 0; i < Socket::maximumUnread + 3; ++i) application_.command("announce");
@@ -265,7 +264,7 @@ void World::notify(const HostMonitor& monitor, const std::string& name) {
                            ".DARWIN_NOTIFICATION." + name);
 }
 
-/// Leaves a file as a process does that dies while it writes.
+/// Truncates a file as if a process had died while writing.
 void World::cutFile() {
   const bool isRequest = lastReplyFile_.empty() || random_.oneIn(2);
   const Node file = kernel_.files().at(isRequest ? Container::requests()

@@ -96,7 +96,7 @@ void Browser::start() {
   output->written = [this](std::string_view bytes) { hear(bytes); };
   const std::string name = "host " + std::to_string(number_) + "." + std::to_string(++lives_);
   monitor_ = std::make_shared<HostMonitor>(
-      context_, kernel.start(name, "/usr/bin/corvane-nm", 2,
+      context_, kernel.start(name, 2,
                              {{0, endOf(input, OpenFile::Kind::reader)},
                               {1, endOf(output, OpenFile::Kind::writer)},
                               {2, std::make_shared<OpenFile>(OpenFile::Kind::null)}},

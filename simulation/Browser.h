@@ -45,7 +45,7 @@ class Browser {
   /// Checks, when nothing is pending any more, that nothing is missing. `mustKnow`: the browser
   /// must know the application's current state.
   void checkQuiescent(bool mustKnow);
-  /// Checks that the browser knows that the application, which was told so at `quit`, has ended.
+  /// Checks that the browser knows that the application has ended. `quit`: when it was told to.
   void checkAtEndOfApplication(Time quit);
 
  private:
@@ -61,7 +61,6 @@ class Browser {
     bool getsNoReply = false;
   };
 
-  std::string requestOf(std::string& type, Asked& asked, const std::string& id);
   void hear(std::string_view bytes);
   void checkLastReplies();
   void takeFrame(std::string_view text);

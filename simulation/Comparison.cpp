@@ -11,7 +11,6 @@
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
-#include <string_view>
 #include <utility>
 
 #include "simulation/System/Calls.h"
@@ -69,10 +68,10 @@ class CallScript {
     struct stat status = {};
     calls_.fstat(file, &status);
     note("size", status.st_size);
-    note("take the name away", calls_.unlink(path("file").c_str()));
+    note("unlink", calls_.unlink(path("file").c_str()));
     calls_.fstat(file, &status);
     note("names", static_cast<long>(status.st_nlink));
-    note("take it away again", calls_.unlink(path("file").c_str()));
+    note("unlink again", calls_.unlink(path("file").c_str()));
     note("close", calls_.close(file));
     note("close again", calls_.close(file));
   }
@@ -106,7 +105,7 @@ class CallScript {
     note("lock", calls_.flock(first, LOCK_EX | LOCK_NB));
     note("lock again", calls_.flock(first, LOCK_EX | LOCK_NB));
     note("lock by another", calls_.flock(second, LOCK_EX | LOCK_NB));
-    note("give back what one has not", calls_.flock(second, LOCK_UN));
+    note("unlock without the lock", calls_.flock(second, LOCK_UN));
     calls_.close(first);
     note("lock after the close", calls_.flock(second, LOCK_EX | LOCK_NB));
     calls_.close(second);
@@ -205,8 +204,8 @@ class CallScript {
     calls_.close(ends[0]);
     linux_.pipe2(ends, O_CLOEXEC | O_NONBLOCK);
     calls_.close(ends[0]);
-    note("write where nobody reads", calls_.write(ends[1], "x", 1));
-    note("nobody reads", readyFor(ends[1], POLLOUT) & POLLERR);
+    note("write without a reader", calls_.write(ends[1], "x", 1));
+    note("no reader", readyFor(ends[1], POLLOUT) & POLLERR);
     calls_.close(ends[1]);
   }
 
@@ -227,7 +226,7 @@ class CallScript {
     std::uint64_t count = 0;
     note("read it", calls_.read(wake, &count, sizeof count));
     note("it has counted", static_cast<long>(count));
-    note("watch it no more", linux_.epollControl(poller, EPOLL_CTL_DEL, wake, nullptr));
+    note("stop watching", linux_.epollControl(poller, EPOLL_CTL_DEL, wake, nullptr));
     note("once more", linux_.epollControl(poller, EPOLL_CTL_DEL, wake, nullptr));
     const int process = opened("its own process", linux_.pidfdOpen(calls_.getpid()));
     note("it runs", readyFor(process, POLLIN));
@@ -262,9 +261,8 @@ std::vector<std::string> simulatedAnswers() {
   LinuxOnlyCalls linuxCalls(kernel);
   kernel.files().makeFolders("/folder");
   std::vector<std::string> answers;
-  const auto process = kernel.start("asked", "/bin/asked", 1, {}, [&] {
-    answers = CallScript(calls, linuxCalls, "/folder").all();
-  });
+  const auto process = kernel.start(
+      "asked", 1, {}, [&] { answers = CallScript(calls, linuxCalls, "/folder").all(); });
   while (kernel.step()) continue;
   return answers;
 }

@@ -20,6 +20,9 @@ Socket* observer(const FileSystem& files, const Process& process, std::string_vi
 /// Makes the files of a machine on which the product is installed.
 void install(FileSystem& files);
 
+/// No request is appended to a file that is longer, in bytes.
+inline constexpr std::size_t fullFile = 10'240'000;
+
 /// Whether `file` is an exchange file.
 bool isExchangeFile(const Inode& file);
 /// Whether `bytes` are a sequence of complete records.

@@ -47,7 +47,7 @@ void HostMonitor::opens(const std::string& name) {
 }
 
 void HostMonitor::reads(const Inode& file) {
-  if (file.name.starts_with("Exchange") && file.name != responses_)
+  if (Container::isExchangeFile(file) && file.name != responses_)
     context_.violate(process->name + " reads " + file.name);
   hasRead_ = hasRead_ || file.name == responses_;
 }

@@ -38,7 +38,8 @@ class HostMonitor {
   /// Checks that no wait has exceeded its limit. `isWaiting`: the host has requests to answer.
   void check(bool isWaiting);
 
-  /// The host's first thread is about to block in `call`. It may in `epoll_wait` only.
+  /// The host's first thread is about to block in `call`. Only `epoll_wait` is allowed,
+  /// and `poll` after the end of input.
   void blocks(std::string_view call);
 
   /// Must be called when the browser closes the host's input.

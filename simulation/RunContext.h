@@ -1,6 +1,5 @@
 #pragma once
 
-#include <algorithm>
 #include <chrono>
 #include <deque>
 #include <functional>
@@ -28,7 +27,7 @@ class RunContext {
   }
   std::string violation;
 
-  /// Records an event because of which requests may fail.
+  /// Records an event that may make requests fail.
   void disturb(const std::string& what) {
     report.count(what);
     lastTrouble_ = kernel.now();
@@ -37,8 +36,8 @@ class RunContext {
   void recordTrouble() {
     if (isTroubled()) lastTrouble_ = kernel.now();
   }
-  /// Whether nothing has disturbed since 10 s before `time`. Then the application must answer every
-  /// request.
+  /// Whether there was no disturbance from 10 s before `time` until now. Then the application must
+  /// answer every request.
   [[nodiscard]] bool isCalmSince(Time time) const {
     return !isTroubled() && lastTrouble_ + troubleLasts < time;
   }

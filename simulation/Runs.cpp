@@ -8,7 +8,6 @@
 #include <chrono>
 #include <iostream>
 #include <memory>
-#include <optional>
 #include <sstream>
 #include <stdexcept>
 #include <thread>

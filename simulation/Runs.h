@@ -2,8 +2,6 @@
 
 #include <cstdint>
 #include <functional>
-#include <string>
-#include <string_view>
 
 #include "simulation/World.h"
 

@@ -28,7 +28,7 @@ void SimulatedApplication::start() {
       isEnding_ = false;
     });
   };
-  processes_.push_back(kernel.start("application", "/usr/bin/corvane-main-app", 1,
+  processes_.push_back(kernel.start("application", 1,
                                     {{0, std::move(reader)},
                                      {1, std::make_shared<OpenFile>(OpenFile::Kind::null)},
                                      {2, std::make_shared<OpenFile>(OpenFile::Kind::null)}},

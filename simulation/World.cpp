@@ -1,11 +1,12 @@
 #include "simulation/World.h"
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
+#include <chrono>
 #include <utility>
 
 #include "Base/TimeLimits.h"
-#include "SharedComponents/Configuration.h"
 #include "simulation/Container.h"
 #include "simulation/System/Substitutes.h"
 
@@ -101,7 +102,7 @@ void World::afterStep() {
       if (browser->hasHost() && browser->monitor()->isListening) ++browser->monitor()->expected;
   });
   const Node requests = kernel_.files().at(Container::requests());
-  if (requests && requests->bytes.size() > 10'240'000) context_.lastFull = kernel_.now();
+  if (requests && requests->bytes.size() > Container::fullFile) context_.lastFull = kernel_.now();
   context_.recordTrouble();
   for (const auto& browser : browsers_) {
     browser->read();
@@ -296,7 +297,7 @@ void World::unlocks(Process& process, const Inode& file) {
   }
 }
 
-void World::sends(Process& /*process*/, const Socket& /*to*/, std::string_view /*text*/) {
+void World::sends() {
   outcome_.report.count("notifications");
 }
 

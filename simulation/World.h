@@ -1,6 +1,5 @@
 #pragma once
 
-#include <array>
 #include <cstdint>
 #include <functional>
 #include <map>
@@ -118,7 +117,7 @@ class World final : Watcher {
   void writes(Process& process, const Inode& file, std::string_view bytes, bool isCut) override;
   void cuts(Process& process, const Inode& file, std::size_t size) override;
   void unlocks(Process& process, const Inode& file) override;
-  void sends(Process& process, const Socket& to, std::string_view text) override;
+  void sends() override;
   void refuses(Process& process) override;
   void receives(Process& process, std::string_view text) override;
   void launches(Process& process, std::shared_ptr<OpenFile> report) override;

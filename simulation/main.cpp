@@ -98,12 +98,13 @@ int run(int count, char** arguments) {
   bool goesOn = false;
   bool staysLong = false;
   app.add_option("SECONDS", seconds, "How long to try new seeds");
-  auto* const seed = app.add_option("--seed", plan.seed, "Make the run of this seed, aloud");
-  app.add_option("--actions", plan.maximumActions, "With --seed: only the first so many actions");
+  auto* const seed =
+      app.add_option("--seed", plan.seed, "Repeat the run of this seed and print its steps");
+  app.add_option("--actions", plan.maximumActions, "With --seed: the maximum number of actions");
   app.add_option("--without", without, "With --seed: leave out actions of this name");
   app.add_flag("--brief", onlyActions, "With --seed: print the actions only");
   app.add_option("--from", first, "The first seed; random otherwise");
-  app.add_option("--runs", runs, "At most so many runs");
+  app.add_option("--runs", runs, "The maximum number of runs");
   app.add_option("--seeds", seeds, "A file with seeds to run first, one a line");
   app.add_flag("--all", goesOn, "Go on after a violation, and print only the seeds");
   app.add_flag("--unshortened", staysLong, "Do not look for a shorter run with the violation");

@@ -131,7 +131,7 @@ void RequestSignalling::post() {
     Fault("serial-skipped", REQUESTS + "CommandHandlers.cpp",
           "  work.response.id = serial_.takeNext();\n",
           "  (void)serial_.takeNext();\n  work.response.id = serial_.takeNext();\n",
-          "a host leaves serial numbers out"),
+          "a host skips serial numbers"),
     Fault("rest-lost", HOST + "FrameWriter.cpp", "frame.written += count.value();",
           "frame.written += count.value() > 0 ? piece.size() : 0;",
           "a host loses what a short write leaves"),
@@ -288,7 +288,7 @@ def configure():
 
 
 def first_violation(runs):
-    """The lowest seed of which a violation is seen, and its text; (None, how it ended) without."""
+    """Returns the lowest seed with a violation, and its text; (None, the last line) without one."""
     quietly("cmake", "--build", BUILD, "--target", "corvane-simulation")
     process = subprocess.Popen(
         [BUILD / "bin/corvane-simulation", "--from", "1", "--runs", str(runs), "--unshortened",
@@ -303,6 +303,8 @@ def first_violation(runs):
         text += "a run does not end"
     seen = [(int(seed), what) for seed, what in re.findall(r"^seed (\d+): (.*)", text, re.M)]
     made = re.search(r"^\d+ runs", text, re.M)
+    if not seen and process.returncode != 0 and "a run does not end" not in text:
+        sys.exit(f"{text}the simulation has failed without a violation")
     return min(seen, default=(None, made[0] if made else text.splitlines()[-1]))
 
 

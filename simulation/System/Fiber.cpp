@@ -80,7 +80,7 @@ Fiber::Fiber(std::function<void()> body)
             boost::context::fiber here = std::move(back);
             resumer = &here;
             body();
-            const StackSwitch toResumer(StackSwitch::resumerBottom, StackSwitch::resumerSize);
+            StackSwitch::leave();
             return here;
           })),
       stackBottom_(static_cast<const char*>(lastAllocated.sp) - stackSize) {}

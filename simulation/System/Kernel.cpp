@@ -33,15 +33,13 @@ std::timespec Kernel::coarseTime() const {
   return {seconds.count(), std::chrono::nanoseconds(coarse - seconds).count()};
 }
 
-std::shared_ptr<Process> Kernel::start(const std::string& name, const std::string& executable,
-                                       pid_t parent,
+std::shared_ptr<Process> Kernel::start(const std::string& name, pid_t parent,
                                        std::map<int, std::shared_ptr<OpenFile>> streams,
                                        std::function<void()> body) {
   auto process = std::make_shared<Process>();
   process->id = ++lastProcess_;
   process->parent = parent;
   process->name = name;
-  process->executable = executable;
   process->descriptors = std::move(streams);
   processes_[process->id] = process;
   process->threads.push_back(

@@ -41,7 +41,6 @@ struct Process {
   pid_t id = 0;
   pid_t parent = 0;
   std::string name;  // for messages
-  std::string executable;
   std::map<int, std::shared_ptr<OpenFile>> descriptors;
   std::weak_ptr<OpenFile> lastPipeWriter;  // the pipe of the next forked child
   std::vector<std::unique_ptr<Thread>> threads;
@@ -73,7 +72,7 @@ class Watcher {
   /// Before a file is truncated to `size`.
   virtual void cuts(Process& /*process*/, const Inode& /*file*/, std::size_t /*size*/) {}
   virtual void unlocks(Process& /*process*/, const Inode& /*file*/) {}
-  virtual void sends(Process& /*process*/, const Socket& /*to*/, std::string_view /*text*/) {}
+  virtual void sends() {}
   /// A send failed because the receiver's queue is full.
   virtual void refuses(Process& /*process*/) {}
   virtual void receives(Process& /*process*/, std::string_view /*text*/) {}
@@ -93,8 +92,8 @@ class Kernel {
   Kernel& operator=(const Kernel&) = delete;
   ~Kernel() = default;
 
-  std::shared_ptr<Process> start(const std::string& name, const std::string& executable,
-                                 pid_t parent, std::map<int, std::shared_ptr<OpenFile>> streams,
+  std::shared_ptr<Process> start(const std::string& name, pid_t parent,
+                                 std::map<int, std::shared_ptr<OpenFile>> streams,
                                  std::function<void()> body);
   void startThread(std::function<void()> body);
   /// Ends `process` as SIGKILL does. A no-op if it has ended.

@@ -23,7 +23,6 @@ struct Socket {
   static constexpr std::size_t maximumUnread = 11;
 
   std::deque<std::string> unread;
-  pid_t owner = 0;
   bool isClosed = false;
 };
 

@@ -9,7 +9,8 @@ int Calls::kill(pid_t process, int /*signal*/) {
   return kernel_.isThere(process) ? 0 : failed(ESRCH);
 }
 
-/// The watcher plays the child, which reports its outcome in the process's newest pipe.
+/// The watcher takes the child's place and reports the outcome through the pipe that was created
+/// last.
 pid_t Calls::fork() {
   if (const int error = kernel_.enter("fork", "", {EAGAIN, ENOMEM})) return failed(error);
   kernel_.watcher().launches(kernel_.current(), kernel_.current().lastPipeWriter.lock());

@@ -59,7 +59,6 @@ int Calls::socket(int /*domain*/, int /*type*/, int /*protocol*/) {
   if (const int error = kernel_.enter("socket", "", {EMFILE, ENFILE, ENOMEM})) return failed(error);
   auto file = std::make_shared<OpenFile>(Kind::socket);
   file->socket = std::make_shared<Socket>();
-  file->socket->owner = kernel_.current().id;
   return kernel_.addDescriptor(std::move(file));
 }
 
@@ -107,7 +106,7 @@ ssize_t Calls::send(int socket, const void* bytes, std::size_t count, int flags)
     return failed(EAGAIN);
   }
   file->peer->unread.emplace_back(text);
-  kernel_.watcher().sends(kernel_.current(), *file->peer, text);
+  kernel_.watcher().sends();
   return static_cast<ssize_t>(count);
 }
 

@@ -31,7 +31,7 @@ class Link:
         self.asked, self.counts, self.slowest = 0, Counter(), 0.0
 
     def ask(self, host, count):
-        """Gives `host` requests for so many pages of its own; returns the pages."""
+        """Sends `host` `count` requests, each for a new page; returns the pages."""
         pages = [f"{self.asked + i}.{host.pid}.invalid" for i in range(count)]
         self.asked += count
         for page in pages:
@@ -57,7 +57,7 @@ class Link:
         return all([self.read(host, *self.ask(host, 1)) for host in self.hosts])
 
     def kill(self, victim):
-        """In the midst of the exchanges of all hosts; then what was killed is replaced."""
+        """Kills `victim` while all hosts have requests in flight, then replaces it."""
         self.counts[victim] += 1
         random.shuffle(self.hosts)
         pages = {host: self.ask(host, AT_ONCE) for host in self.hosts}
@@ -88,7 +88,7 @@ class Link:
                 for name in names if name[0] != "." and name.partition(".")[0] not in alive]
 
     def check_what_is_left(self):
-        """A new application and a new host can use all files, and remove what belongs to nobody."""
+        """A new application and a new host can use all files, and remove what dead processes left."""
         self.end()
         data = self.container.folder / "Data"
         for path in data.iterdir():

@@ -18,7 +18,7 @@ using Platform::ApplicationRegistration;
 using Platform::EventLoop;
 using Platform::NotificationCenter;
 
-/// Hears from now on of requests, which are not lost then, and of second starts.
+/// Observes requests and second starts from now on; later ones are not lost.
 bool listen(Application& application) {
   const auto secondStart = [&application] { application.announcer.started(Platform::steadyNow()); };
   return application.exchange.listen() &&
@@ -50,8 +50,8 @@ int runInstance(Application& application, const std::string& container, const Op
   return 0;
 }
 
-/// Becomes the one instance, or has the one that runs announce its state; nothing then. One that
-/// announces and does not count as running any more is ending: its place is taken.
+/// Becomes the instance. If another one runs, makes it announce its state and returns nothing. If that
+/// one announces but is no longer registered, it is ending: waits and replaces it.
 Result<std::optional<OnlyInstance>> becomeInstance(const std::string& container, EventLoop& loop,
                                                    NotificationCenter& center) {
   auto claimed = OnlyInstance::claim(container);
@@ -98,7 +98,7 @@ int run(const Options& options, Platform::BrowserDescriptors streams, Clock::tim
   } else if (instance.value()) {
     Application application(options, container.value(), loop, center, streams);
     status = runInstance(application, container.value(), options, streams.input, start, changed);
-    application.announcer.finish();  // not registered any more: whoever asks learns that it ends
+    application.announcer.finish();  // no longer registered: hosts can see that it is ending
   }
   center.withdraw();
   return status;

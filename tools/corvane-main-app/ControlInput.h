@@ -7,8 +7,7 @@
 
 namespace corvane::MainApp {
 
-/// What is asked of the application from outside the link: lines on standard input. On the loop's
-/// thread.
+/// Reads commands from standard input, one per line. On the loop's thread.
 class ControlInput {
  public:
   struct Handlers {

@@ -7,8 +7,8 @@
 
 namespace corvane::MainApp {
 
-/// SIGTERM and SIGINT, which end the application, as calls on its loop. They are those of the real
-/// process, whatever SystemCalls are in use. On the loop's thread.
+/// Calls a handler on the loop for SIGTERM and SIGINT of the real process, whatever SystemCalls are
+/// in use. On the loop's thread.
 class EndSignals {
  public:
   /// `loop` must outlive this object; it calls `handler` for each signal, from `start` on.

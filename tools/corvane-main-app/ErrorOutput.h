@@ -5,7 +5,7 @@
 
 #include "Base/Result.h"
 
-/// Why the program ends at once, as a line on standard error.
+/// Lines on standard error before the program exits.
 namespace corvane::MainApp {
 
 /// Writes `what` and returns the exit status.
@@ -14,7 +14,7 @@ inline int refuse(const std::string& what) {
   return 1;
 }
 
-/// Writes `what` failed and why, and returns the exit status.
+/// Writes `what` and the reason of the failure, and returns the exit status.
 inline int fail(const std::string& what, const Failure& failure) {
   return refuse(what + ": " + failure.description());
 }

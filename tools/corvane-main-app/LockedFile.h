@@ -16,7 +16,7 @@ namespace corvane::MainApp {
 class LockedFile {
  public:
   /// Opens the file `path`, made with mode 0600 if it is missing, and takes the lock, waiting as
-  /// long as that takes. If somebody removes it meanwhile, begins anew.
+  /// long as that takes. If the file is removed meanwhile, starts over.
   static Result<LockedFile> open(const std::string& path);
 
   [[nodiscard]] Platform::File& file() { return file_; }

@@ -46,7 +46,7 @@ bool haveStateAnnounced(Platform::EventLoop& loop, Platform::NotificationCenter&
     loop.endTurn();
   };
   if (!center.observe(name, announced)) {
-    center.stopObserving(name);  // else it is tried again when the callback's variables are gone
+    center.stopObserving(name);  // otherwise a retry could call it after the return
     return false;
   }
   center.post(notificationName("ready"));
