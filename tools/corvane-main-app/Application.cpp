@@ -50,8 +50,8 @@ int runInstance(Application& application, const std::string& container, const Op
   return 0;
 }
 
-/// Becomes the instance. If another one runs, makes it announce its state and returns nothing. If that
-/// one announces but is no longer registered, it is ending: waits and replaces it.
+/// Becomes the instance. If another one runs, makes it announce its state and returns nothing. If
+/// that one announces but is no longer registered, it is ending: waits and replaces it.
 Result<std::optional<OnlyInstance>> becomeInstance(const std::string& container, EventLoop& loop,
                                                    NotificationCenter& center) {
   auto claimed = OnlyInstance::claim(container);
