@@ -119,7 +119,7 @@ void HostMonitor::check(bool isWaiting) {
   if (exchange_ == Exchange::waits && elapsed(began_) > TimeLimits::reply + tolerance &&
       !inputEnded_)
     context_.violate(process->name + " does not give up a request at the limit");
-  if (mustHearSince_ && isStrict && isWaiting && !inputEnded_ &&
+  if (mustHearSince_ && lastAnnounced_ < replyHeard_ && isStrict && isWaiting && !inputEnded_ &&
       elapsed(*mustHearSince_) > TimeLimits::appState + tolerance)
     context_.violate(process->name + " waits for an announcement beyond the limit");
   if (isWaiting && !inputEnded_ && elapsed(lastProgress_) > TimeLimits::appState + tolerance)
