@@ -287,7 +287,7 @@ void Browser::checkReply(const JsonObject& reply, Asked& asked) {
     return;
   }
   const Time begun = std::max(asked.at, written_);
-  if (asked.isAlone && !asked.changesState && monitor_->isStrict && !wasSlow_ &&
+  if (asked.isAlone && outbox_.empty() && !asked.changesState && monitor_->isStrict && !wasSlow_ &&
       context_.isCalmSince(asked.at) && context_.kernel.now() - begun > longestInCalm)
     violate("takes too long for " + asked.type);
   if (isError) {

@@ -57,8 +57,9 @@ bool SimulatedApplication::isOne(const Process& process) const {
 }
 
 void SimulatedApplication::ended(const Process& process) {
+  if (process.wasKilled) context_.disturb("deaths of the application");
   if (instance_.get() == &process) {
-    context_.disturb(process.wasKilled ? "deaths of the application" : "ends of the application");
+    if (!process.wasKilled) context_.disturb("ends of the application");
     instance_.reset();
     application_ = nullptr;
     context_.protectionIs(std::nullopt);
