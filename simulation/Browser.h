@@ -61,6 +61,8 @@ class Browser {
     bool getsNoReply = false;
   };
 
+  /// Returns the string `key` of `object`, or an empty one.
+  static std::string textOf(const JsonObject& object, std::string_view key);
   void hear(std::string_view bytes);
   void checkLastReplies();
   void takeFrame(std::string_view text);
