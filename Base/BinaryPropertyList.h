@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -29,7 +30,18 @@ class BinaryPropertyList {
   /// How many objects may stand inside one another.
   static constexpr unsigned maximumDepth = 64;
 
-  enum class Kind { boolean, integer, real, date, data, text, uid, array, dictionary };
+  enum class Kind : std::uint8_t {
+    none,
+    boolean,
+    integer,
+    real,
+    date,
+    data,
+    text,
+    uid,
+    array,
+    dictionary
+  };
 
   /// An integer from -2^63 to 2^64-1, in two's complement.
   struct Integer {
@@ -42,58 +54,79 @@ class BinaryPropertyList {
     }
   };
 
-  /// One object, still in the bytes. Which of the operations may be called follows from `kind`.
+  /// One object, still in the bytes; small enough for two registers. Which of the operations may be
+  /// called follows from `kind`. Of the kind `none`, there is no object.
   struct Object {
-    Kind kind = Kind::boolean;
-    std::size_t count =
-        0;  ///< bytes of data, code units of a text, elements of an array, pairs of a dictionary
-    ByteView payload;  ///< the content without marker and count; the bytes of `data`
+    Kind kind = Kind::none;
+    std::uint8_t unit = 0;  ///< bytes of each of what is counted
+    /// Bytes of data, code units of a text, elements of an array, pairs of a dictionary; 1 of
+    /// others.
+    std::uint32_t count = 0;
+    const std::byte* start = nullptr;  ///< of the content, behind marker and count
+
+    explicit operator bool() const { return kind != Kind::none; }
+
+    /// The content; the bytes of `data`.
+    [[nodiscard]] ByteView payload() const { return {start, std::size_t{count} * unit}; }
 
     [[nodiscard]] bool boolean() const;
     [[nodiscard]] Integer integer() const;
     [[nodiscard]] double real()
         const;  ///< of a real; of a date: seconds since 2001-01-01 00:00 UTC
     [[nodiscard]] std::uint32_t uid() const;
-    [[nodiscard]] std::string text()
-        const;  ///< as Base/Unicode.h says: unpaired surrogates are kept
+    /// As Base/Unicode.h says: unpaired surrogates are kept.
+    [[nodiscard]] std::string text() const;
+    void copyText(std::string& into) const;  ///< likewise; replaces what is in `into`
     [[nodiscard]] bool textEquals(std::string_view other) const;  ///< `text() == other`
   };
 
   /// Checks `bytes`. Fails with `malformed` and a reason when trailer, an offset, or an object that
   /// can be reached from the top breaks the format, when objects contain themselves or nest deeper
-  /// than `maximumDepth`. Objects that nothing refers to are not looked at.
+  /// than `maximumDepth`, or when there are 4 GiB of bytes or more. Objects that nothing refers to
+  /// are not looked at.
   static Result<BinaryPropertyList> open(ByteView bytes);
 
   /// The outermost object.
   [[nodiscard]] Object top() const { return object(topIndex_); }
 
-  /// The object `index`, which must come from this list's `element`, `key` or `value`; any other
-  /// may give a boolean.
+  /// The object `index`, which must come from this list's `element`, `key` or `value`.
   [[nodiscard]] Object object(Index index) const;
 
   /// Element `position` of `array`; key and value of pair `position` of `dictionary`. `position`
   /// must be below `count`. A key is always a text.
-  [[nodiscard]] Index element(const Object& array, std::size_t position) const;
-  [[nodiscard]] Index key(const Object& dictionary, std::size_t position) const;
-  [[nodiscard]] Index value(const Object& dictionary, std::size_t position) const;
+  [[nodiscard]] Index element(const Object& array, std::size_t position) const {
+    return bigEndian(array.start + position * referenceWidth_, referenceWidth_);
+  }
+  [[nodiscard]] Index key(const Object& dictionary, std::size_t position) const {
+    return element(dictionary, position);
+  }
+  [[nodiscard]] Index value(const Object& dictionary, std::size_t position) const {
+    return element(dictionary, dictionary.count + position);
+  }
 
-  /// The value of the text `key` in `dictionary`, or nothing. Of equal keys the first one counts.
-  [[nodiscard]] std::optional<Object> find(const Object& dictionary, std::string_view key) const;
+  /// Whether the object `index` is the text `other`.
+  [[nodiscard]] bool isText(Index index, std::string_view other) const;
+
+  /// The UID that the object `index` is, or nothing.
+  [[nodiscard]] std::optional<std::uint32_t> uid(Index index) const;
+
+  /// The value of the text `key` in `dictionary`, or none. Of equal keys the first one counts.
+  [[nodiscard]] Object find(const Object& dictionary, std::string_view key) const;
 
  private:
-  friend class BinaryPropertyListCheck;
+  /// What is wrong, or null.
+  using Fault = const char*;
+  class Check;
 
   BinaryPropertyList() = default;
-  Result<Done> readTrailer();
-  [[nodiscard]] Result<Done> checkOffsets() const;
-  [[nodiscard]] std::uint64_t offsetOf(Index index) const;
-  [[nodiscard]] std::size_t unitOf(Kind kind, unsigned marker) const;
-  /// What is wrong, or null. Reading is what most of a short list's time goes into, so it makes no
-  /// failure before there is one.
-  using Fault = const char*;
-  [[nodiscard]] Fault read(Index index, Object& object) const;
-  [[nodiscard]] Fault readCounted(std::size_t at, unsigned marker, Object& object) const;
-  [[nodiscard]] Fault readFixed(std::size_t at, unsigned marker, Object& object) const;
+  Fault readTrailer();
+  [[nodiscard]] const std::byte* startOf(Index index) const {
+    const std::size_t entry = static_cast<std::size_t>(index) * offsetWidth_;
+    return bytes_.data() + bigEndian(bytes_.data() + table_ + entry, offsetWidth_);
+  }
+  [[nodiscard]] Object objectAt(const std::byte* at) const;
+  [[nodiscard]] Object longObjectAt(const std::byte* at) const;
+  [[nodiscard]] Fault faultAt(const std::byte* at) const;
 
   ByteView bytes_;
   Index objectCount_ = 0;
@@ -101,6 +134,7 @@ class BinaryPropertyList {
   std::size_t table_ = 0;           // where the offset table begins, and the objects end
   std::size_t offsetWidth_ = 1;     // bytes of an offset
   std::size_t referenceWidth_ = 1;  // bytes of a reference
+  std::array<std::uint8_t, 5> unitSizes_{0, 1, 2};  // bytes of what objects count, by its kind
 };
 
 }  // namespace corvane

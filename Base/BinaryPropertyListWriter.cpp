@@ -1,28 +1,19 @@
 #include "Base/BinaryPropertyListWriter.h"
 
 #include <algorithm>
-#include <array>
 #include <bit>
-#include <cstddef>
-#include <functional>
+#include <cstring>
 
 #include "Base/Unicode.h"
 
 namespace corvane {
 namespace {
 
-/// The bytes of `value`, the highest first.
-std::array<char, 8> bigEndianBytes(std::uint64_t value) {
-  std::array<char, 8> bytes{};
-  for (std::size_t i = bytes.size(); i-- > 0; value >>= 8)
-    bytes[i] = static_cast<char>(value & 0xFF);
-  return bytes;
-}
-
-/// Appends the `width` (at most 8) lowest bytes of `value`.
-void appendBigEndian(std::string& bytes, std::uint64_t value, std::size_t width) {
-  const auto all = bigEndianBytes(value);
-  bytes.append(all.end() - width, all.end());
+/// Writes the `width` (at most 8) lowest bytes of `value`, the highest of them first, and returns
+/// what is behind them.
+char* putBigEndian(char* to, std::uint64_t value, std::size_t width) {
+  for (std::size_t i = width; i > 0; value >>= 8) to[--i] = static_cast<char>(value & 0xFF);
+  return to + width;
 }
 
 /// 1, 2, 4 or 8: the least of them of which `value` is below the limit.
@@ -43,6 +34,56 @@ char32_t nextCodePoint(std::string_view text, std::size_t& at) {
   return codePoint;
 }
 
+/// Copies `text` and says whether it is ASCII; if not, the copy is of no use. Most texts are short,
+/// and one loop is faster than two calls of the library.
+bool copyAscii(char* to, std::string_view text) {
+  std::uint64_t seen = 0;
+  std::uint64_t word = 0;
+  const auto copyWord = [&](std::size_t at) {
+    std::memcpy(&word, text.data() + at, sizeof word);
+    std::memcpy(to + at, &word, sizeof word);
+    seen |= word;
+  };
+  if (text.size() < sizeof word) {
+    for (const char byte : text) seen |= static_cast<unsigned char>(*to++ = byte);
+  } else {
+    const std::size_t last = text.size() - sizeof word;
+    for (std::size_t at = 0; at < last; at += sizeof word) copyWord(at);
+    copyWord(last);  // some of it twice
+  }
+  return (seen & 0x8080808080808080U) == 0;
+}
+
+constexpr std::size_t longestInteger = 17;  // bytes, with the marker
+constexpr std::size_t longestMarker = 1 + longestInteger;
+
+/// A whole integer object, the shortest that holds `integer`, which is below 2^63.
+char* putInteger(char* to, std::uint64_t integer) {
+  const std::size_t width = widthOf(integer);
+  *to = static_cast<char>(0x10 | static_cast<unsigned>(std::countr_zero(width)));
+  return putBigEndian(to + 1, integer, width);
+}
+
+char* putMarker(char* to, unsigned kind, std::uint64_t count) {
+  constexpr unsigned countFollows = 15;
+  *to = static_cast<char>(kind | std::min<std::uint64_t>(count, countFollows));
+  return count < countFollows ? to + 1 : putInteger(to + 1, count);
+}
+
+/// Writes `text` as UTF-16, which takes at most twice its bytes.
+char* putUtf16(char* to, std::string_view text) {
+  for (std::size_t at = 0; at < text.size();) {
+    char32_t codePoint = nextCodePoint(text, at);
+    if (codePoint >= 0x10000) {
+      codePoint -= 0x10000;
+      to = putBigEndian(to, 0xD800 | codePoint >> 10, 2);
+      codePoint = 0xDC00 | (codePoint & 0x3FF);
+    }
+    to = putBigEndian(to, codePoint, 2);
+  }
+  return to;
+}
+
 }  // namespace
 
 std::size_t BinaryPropertyListWriter::referenceWidthFor(std::uint64_t objectCount) {
@@ -50,173 +91,167 @@ std::size_t BinaryPropertyListWriter::referenceWidthFor(std::uint64_t objectCoun
 }
 
 BinaryPropertyListWriter::BinaryPropertyListWriter(std::size_t referenceWidth, std::size_t sizeHint)
-    : referenceWidth_(referenceWidth) {
-  buffer_.reserve(sizeHint);
-  buffer_ = "bplist00";
-  offsets_.reserve(64);
+    : referenceWidth_(referenceWidth), buffer_("bplist00") {
+  const std::size_t length = buffer_.size();
+  buffer_.resize(length + sizeHint);
+  at_ = buffer_.data() + length;
+  limit_ = buffer_.data() + buffer_.size();
 }
 
 BinaryPropertyListWriter::Index BinaryPropertyListWriter::addBoolean(bool boolean) {
-  begin();
-  buffer_ += boolean ? '\x09' : '\x08';
-  return shared(Repeats::kept);
+  char* const to = begin(1);
+  *to = boolean ? '\x09' : '\x08';
+  end(to + 1);
+  return first(booleans_[boolean ? 1 : 0]);
 }
 
 BinaryPropertyListWriter::Index BinaryPropertyListWriter::addInteger(std::int64_t integer) {
-  begin();
+  const auto bits = static_cast<std::uint64_t>(integer);
+  char* const to = begin(longestInteger);
   if (integer < 0) {  // shorter ones are unsigned
-    buffer_ += '\x13';
-    appendBigEndian(buffer_, static_cast<std::uint64_t>(integer), 8);
-  } else {
-    appendInteger(static_cast<std::uint64_t>(integer));
+    *to = '\x13';
+    return endNumber(putBigEndian(to + 1, bits, 8));
   }
-  return shared(Repeats::dropped);
+  return endNumber(putInteger(to, bits));
 }
 
 BinaryPropertyListWriter::Index BinaryPropertyListWriter::addUnsigned(std::uint64_t integer) {
-  begin();
+  char* const to = begin(longestInteger);
   if (integer > INT64_MAX) {  // eight bytes would be a negative number
-    buffer_ += '\x14';
-    appendBigEndian(buffer_, 0, 8);
-    appendBigEndian(buffer_, integer, 8);
-  } else {
-    appendInteger(integer);
+    *to = '\x14';
+    return endNumber(putBigEndian(putBigEndian(to + 1, 0, 8), integer, 8));
   }
-  return shared(Repeats::dropped);
+  return endNumber(putInteger(to, integer));
 }
 
 BinaryPropertyListWriter::Index BinaryPropertyListWriter::addReal(double real) {
-  begin();
-  buffer_ += '\x23';
-  appendBigEndian(buffer_, std::bit_cast<std::uint64_t>(real), 8);
-  return shared(Repeats::dropped);
+  char* const to = begin(longestInteger);
+  *to = '\x23';
+  return endNumber(putBigEndian(to + 1, std::bit_cast<std::uint64_t>(real), 8));
 }
 
 BinaryPropertyListWriter::Index BinaryPropertyListWriter::addUid(std::uint32_t uid) {
-  begin();
-  const std::size_t width = widthOf(uid);
-  buffer_ += static_cast<char>(0x80 | (width - 1));
-  appendBigEndian(buffer_, uid, width);
-  return shared(Repeats::kept);
+  char* const to = begin(longestInteger);
+  if (uid <= UINT8_MAX) {  // most are
+    to[0] = '\x80';
+    to[1] = static_cast<char>(uid);
+    end(to + 2);
+  } else {
+    const std::size_t width = widthOf(uid);
+    *to = static_cast<char>(0x80 | (width - 1));
+    end(putBigEndian(to + 1, uid, width));
+  }
+  if (uid >= uids_.size()) growUids(uid);
+  return first(uids_[uid]);
+}
+
+BinaryPropertyListWriter::Index BinaryPropertyListWriter::addUids(
+    std::span<const std::uint32_t> uids) {
+  const Container array = addArray(uids.size());
+  for (std::size_t i = 0; i < uids.size(); ++i) setElement(array, i, addUid(uids[i]));
+  return array.index;
 }
 
 BinaryPropertyListWriter::Index BinaryPropertyListWriter::addText(std::string_view text) {
-  begin();
-  appendText(text);
-  return shared(Repeats::dropped);
-}
-
-BinaryPropertyListWriter::Index BinaryPropertyListWriter::addTextOfItsOwn(std::string_view text) {
-  begin();
-  appendText(text);
+  char* const start = begin(longestMarker + 2 * text.size());
+  char* const to = putMarker(start, 0x50, text.size());
+  if (copyAscii(to, text)) {
+    end(to + text.size());
+  } else {
+    end(putUtf16(putMarker(start, 0x60, Unicode::utf16Length(text)), text));
+  }
   return objectCount() - 1;
 }
 
 BinaryPropertyListWriter::Container BinaryPropertyListWriter::addArray(std::size_t count) {
-  begin();
-  appendMarker(0xA0, count);
-  const std::size_t at = buffer_.size();
-  buffer_.resize(at + count * referenceWidth_);
-  return {objectCount() - 1, count, at};
+  return addContainer(0xA0, count, count);
 }
 
 BinaryPropertyListWriter::Container BinaryPropertyListWriter::addDictionary(std::size_t count) {
-  begin();
-  appendMarker(0xD0, count);
-  const std::size_t at = buffer_.size();
-  buffer_.resize(at + 2 * count * referenceWidth_);
-  return {objectCount() - 1, count, at};
+  return addContainer(0xD0, count, 2 * count);
 }
 
-void BinaryPropertyListWriter::setElement(const Container& array, std::size_t position,
-                                          Index element) {
-  setReference(array.at + position * referenceWidth_, element);
+BinaryPropertyListWriter::Container BinaryPropertyListWriter::addContainer(unsigned kind,
+                                                                           std::size_t count,
+                                                                           std::size_t references) {
+  const std::size_t length = references * referenceWidth_;
+  end(putMarker(begin(longestMarker + length), kind, count));
+  const Container container{objectCount() - 1, count,
+                            static_cast<std::size_t>(at_ - buffer_.data())};
+  at_ += length;
+  return container;
+}
+
+[[gnu::noinline]] void BinaryPropertyListWriter::setWide(char* to, Index element) const {
+  putBigEndian(to, element, referenceWidth_);
 }
 
 void BinaryPropertyListWriter::setKey(const Container& dictionary, std::size_t position,
                                       Index key) {
-  setReference(dictionary.at + position * referenceWidth_, key);
+  setElement(dictionary, position, key);
 }
 
 void BinaryPropertyListWriter::setValue(const Container& dictionary, std::size_t position,
                                         Index value) {
-  setReference(dictionary.at + (dictionary.count + position) * referenceWidth_, value);
+  setElement(dictionary, dictionary.count + position, value);
 }
 
 std::string BinaryPropertyListWriter::finish() {
-  const std::size_t table = buffer_.size();
+  constexpr std::size_t trailer = 32;
+  const auto table = static_cast<std::size_t>(at_ - buffer_.data());
   const std::size_t offsetWidth = widthOf(table);
-  buffer_.reserve(table + offsets_.size() * offsetWidth + 32);
-  for (const std::size_t offset : offsets_) appendBigEndian(buffer_, offset, offsetWidth);
-  buffer_.append(6, '\0');  // five unused bytes, and the sort byte
-  buffer_ += static_cast<char>(offsetWidth);
-  buffer_ += static_cast<char>(referenceWidth_);
-  appendBigEndian(buffer_, objectCount(), 8);
-  appendBigEndian(buffer_, 0, 8);
-  appendBigEndian(buffer_, table, 8);
+  buffer_.resize(table);  // what is added is zero
+  buffer_.resize(table + count_ * offsetWidth + trailer);
+  char* to = &buffer_[table];
+  offsets_.resize(count_);
+  if (offsetWidth == 2) {  // nearly always
+    for (const std::size_t offset : offsets_) to = putBigEndian(to, offset, 2);
+  } else {
+    for (const std::size_t offset : offsets_) to = putBigEndian(to, offset, offsetWidth);
+  }
+  to[6] = static_cast<char>(offsetWidth);  // behind five unused bytes, and the sort byte
+  to[7] = static_cast<char>(referenceWidth_);
+  putBigEndian(to + 8, objectCount(), 8);
+  putBigEndian(to + 24, table, 8);  // behind the number of the top object, 0
   return std::move(buffer_);
 }
 
-void BinaryPropertyListWriter::appendMarker(unsigned kind, std::uint64_t count) {
-  constexpr unsigned countFollows = 15;
-  buffer_ += static_cast<char>(kind | std::min<std::uint64_t>(count, countFollows));
-  if (count >= countFollows) appendInteger(count);
+/// Makes room for an object of up to `most` bytes.
+[[gnu::noinline]] void BinaryPropertyListWriter::grow(std::size_t most) {
+  const auto length = static_cast<std::size_t>(at_ - buffer_.data());
+  if (buffer_.size() - length < most) buffer_.resize(2 * buffer_.size() + most);
+  at_ = buffer_.data() + length;
+  limit_ = buffer_.data() + buffer_.size();
+  if (count_ == offsets_.size()) offsets_.resize(2 * (count_ + 32));
 }
 
-/// A whole integer object, the shortest that holds `integer`, which is below 2^63.
-void BinaryPropertyListWriter::appendInteger(std::uint64_t integer) {
-  const std::size_t width = widthOf(integer);
-  buffer_ += static_cast<char>(0x10 | static_cast<unsigned>(std::countr_zero(width)));
-  appendBigEndian(buffer_, integer, width);
+/// Makes room for the places of UIDs up to `uid`.
+[[gnu::noinline]] void BinaryPropertyListWriter::growUids(std::uint32_t uid) {
+  uids_.resize(2 * (uid + std::size_t{8}), none);
 }
 
-void BinaryPropertyListWriter::appendText(std::string_view text) {
-  if (Unicode::isAscii(text)) {
-    appendMarker(0x50, text.size());
-    buffer_ += text;
-    return;
-  }
-  appendMarker(0x60, Unicode::utf16Length(text));
-  for (std::size_t at = 0; at < text.size();) {
-    char32_t codePoint = nextCodePoint(text, at);
-    if (codePoint >= 0x10000) {
-      codePoint -= 0x10000;
-      appendBigEndian(buffer_, 0xD800 | codePoint >> 10, 2);
-      codePoint = 0xDC00 | (codePoint & 0x3FF);
-    }
-    appendBigEndian(buffer_, codePoint, 2);
-  }
-}
-
-/// The first object that has the same bytes as the last one, which may be that one itself.
-BinaryPropertyListWriter::Index BinaryPropertyListWriter::shared(Repeats repeats) {
-  const Index last = objectCount() - 1;
-  const std::string_view bytes = bytesOfObject(last);
-  const std::size_t hash = std::hash<std::string_view>()(bytes);
-  // Another object may only begin with the same bytes if it is longer, and those differ in marker
-  // or count; so comparing the beginnings is enough.
-  const std::size_t first = known_.find(hash, [&](std::size_t index) {
+/// Ends the number that has been written up to `end`; if there is an equal one, takes it back.
+BinaryPropertyListWriter::Index BinaryPropertyListWriter::endNumber(char* end) {
+  const Index last = count_ - 1;
+  const std::string_view bytes{at_, static_cast<std::size_t>(end - at_)};
+  const auto hash = quickHash(bytes);
+  // The marker says how long a number is, so comparing the beginnings is enough.
+  const auto known = numbers_.find(hash, [&](HashIndex::Position index) {
     return std::string_view(buffer_).substr(offsets_[index], bytes.size()) == bytes;
   });
-  if (first == HashIndex::none) {
-    known_.insert(hash, last);
+  if (known == HashIndex::none) {
+    numbers_.insert(hash, static_cast<HashIndex::Position>(last));
+    at_ = end;
     return last;
   }
-  if (repeats == Repeats::dropped) {
-    buffer_.resize(offsets_[last]);
-    offsets_.pop_back();
-  }
-  return first;
+  count_ = last;
+  return known;
 }
 
-std::string_view BinaryPropertyListWriter::bytesOfObject(Index index) const {
-  return std::string_view(buffer_).substr(offsets_[index]);
-}
-
-void BinaryPropertyListWriter::setReference(std::size_t at, Index index) {
-  const auto all = bigEndianBytes(index);
-  std::copy(all.end() - referenceWidth_, all.end(),
-            buffer_.begin() + static_cast<std::ptrdiff_t>(at));
+/// The first object equal to the last one: `known`, or else that one, which `known` then says.
+BinaryPropertyListWriter::Index BinaryPropertyListWriter::first(Index& known) {
+  if (known == none) known = objectCount() - 1;
+  return known;
 }
 
 }  // namespace corvane

@@ -1,7 +1,9 @@
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -14,9 +16,10 @@ namespace corvane {
 /// Writes a binary property list, the format that begins with "bplist00" (see
 /// Base/BinaryPropertyList.h), object by object into one buffer. The first object is the top.
 ///
-/// A text, integer or real that was written before is not written again, as CoreFoundation does.
-/// Like CoreFoundation's, the table holds a copy of a boolean or UID for each use, and all
-/// references name the first. Values of different kinds are never merged. One list per writer.
+/// An integer or real that was written before is not written again, as CoreFoundation does; it is
+/// up to the caller to write equal texts once. Like CoreFoundation's, the table holds a copy of a
+/// boolean or UID for each use, and all references name the first. Values of different kinds are
+/// never merged. One list per writer.
 class BinaryPropertyListWriter {
  public:
   /// The number of an object.
@@ -42,21 +45,27 @@ class BinaryPropertyListWriter {
   Index addReal(double real);
   Index addUid(std::uint32_t uid);
 
+  /// An array of UIDs, with the UIDs.
+  Index addUids(std::span<const std::uint32_t> uids);
+
   /// `text` must be well formed, unpaired surrogates allowed (Base/Unicode.h).
   Index addText(std::string_view text);
-
-  /// Writes `text` even if there is an equal one; later texts share the older one.
-  Index addTextOfItsOwn(std::string_view text);
 
   /// Begins an array of `count` elements or a dictionary of `count` pairs. What they hold is added
   /// afterwards, and each reference set once.
   Container addArray(std::size_t count);
   Container addDictionary(std::size_t count);
-  void setElement(const Container& array, std::size_t position, Index element);
+  void setElement(const Container& array, std::size_t position, Index element) {
+    char* const to = &buffer_[array.at + position * referenceWidth_];
+    if (referenceWidth_ == 1)
+      *to = static_cast<char>(element);
+    else
+      setWide(to, element);
+  }
   void setKey(const Container& dictionary, std::size_t position, Index key);
   void setValue(const Container& dictionary, std::size_t position, Index value);
 
-  [[nodiscard]] Index objectCount() const { return offsets_.size(); }
+  [[nodiscard]] Index objectCount() const { return count_; }
 
   /// True when the width of references is the right one for so many objects as there are.
   [[nodiscard]] bool referenceWidthSuffices() const {
@@ -67,20 +76,31 @@ class BinaryPropertyListWriter {
   std::string finish();
 
  private:
-  enum class Repeats { dropped, kept };
+  /// Begins an object; the caller writes up to `most` bytes to what is returned, and calls `end`.
+  char* begin(std::size_t most) {
+    if (static_cast<std::size_t>(limit_ - at_) < most || count_ == offsets_.size()) grow(most);
+    offsets_[count_++] = static_cast<std::size_t>(at_ - buffer_.data());
+    return at_;
+  }
+  void end(char* end) { at_ = end; }
+  void grow(std::size_t most);
+  void growUids(std::uint32_t uid);
+  Index endNumber(char* end);
+  void setWide(char* to, Index element) const;
+  Container addContainer(unsigned kind, std::size_t count, std::size_t references);
+  Index first(Index& known);
 
-  void begin() { offsets_.push_back(buffer_.size()); }
-  void appendMarker(unsigned kind, std::uint64_t count);
-  void appendInteger(std::uint64_t integer);
-  void appendText(std::string_view text);
-  Index shared(Repeats repeats);
-  [[nodiscard]] std::string_view bytesOfObject(Index index) const;
-  void setReference(std::size_t at, Index index);
+  static constexpr Index none = static_cast<Index>(-1);
 
   const std::size_t referenceWidth_;
-  std::string buffer_;
-  std::vector<std::size_t> offsets_;  // of each object
-  HashIndex known_;                   // the objects that later ones may share, by their bytes
+  std::string buffer_;  // written up to `at_`; then come zeros, or what was taken back
+  char* at_ = nullptr;
+  char* limit_ = nullptr;             // the end of the buffer
+  std::vector<std::size_t> offsets_;  // of each object, the first `count_` of them
+  std::size_t count_ = 0;
+  HashIndex numbers_;                          // which later ones share, by their bytes
+  std::array<Index, 2> booleans_{none, none};  // the first false and the first true
+  std::vector<Index> uids_;                    // the first of each, or none
 };
 
 }  // namespace corvane

@@ -1,21 +1,47 @@
 #pragma once
 
+#include <array>
 #include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <span>
+#include <string_view>
+#include <utility>
 #include <vector>
 
 namespace corvane {
 
+/// A hash of `bytes`, made of their number and of the eight at either end. It withstands chance,
+/// not intent: of texts that are alike there, each is compared with all before it.
+inline std::uint32_t quickHash(std::string_view bytes) {
+  std::uint64_t first = 0;
+  std::uint64_t last = 0;
+  if (bytes.size() >= sizeof first) {
+    std::memcpy(&first, bytes.data(), sizeof first);
+    std::memcpy(&last, bytes.data() + bytes.size() - sizeof last, sizeof last);
+  } else {
+    for (const char byte : bytes) first = first << 8 | static_cast<unsigned char>(byte);
+  }
+  constexpr std::uint64_t factor = 0x9E3779B97F4A7C15U;  // 2^64 divided by the golden ratio
+  return static_cast<std::uint32_t>((((first + bytes.size()) * factor ^ last) * factor) >> 32);
+}
+
 /// Finds again what its owner keeps elsewhere: positions (numbers of the owner's) under hashes.
-/// For tables that only grow, and that are asked far more often than they are made.
+/// Takes no memory until something is put in.
 class HashIndex {
  public:
-  static constexpr std::size_t none = static_cast<std::size_t>(-1);
+  using Hash = std::uint32_t;
+  using Position = std::uint32_t;
 
-  HashIndex() : slots_(initialSlots) {}
+  static constexpr Position none = static_cast<Position>(-1);
+
+  HashIndex() { few_.fill({0, none}); }
+  HashIndex(const HashIndex&) = delete;
+  HashIndex& operator=(const HashIndex&) = delete;
 
   /// The position under `hash` of which `isEqual` is true, or `none`.
   template <class IsEqual>
-  [[nodiscard]] std::size_t find(std::size_t hash, IsEqual isEqual) const {
+  [[nodiscard]] Position find(Hash hash, IsEqual isEqual) const {
     for (std::size_t at = hash & mask();; at = (at + 1) & mask()) {
       const Slot& slot = slots_[at];
       if (slot.position == none) return none;
@@ -24,7 +50,7 @@ class HashIndex {
   }
 
   /// Adds `position`, of which `find` has just said that nothing equals it.
-  void insert(std::size_t hash, std::size_t position) {
+  void insert(Hash hash, Position position) {
     if (2 * (count_ + 1) > slots_.size()) grow();
     put({hash, position});
     ++count_;
@@ -32,11 +58,9 @@ class HashIndex {
 
  private:
   struct Slot {
-    std::size_t hash = 0;
-    std::size_t position = none;
+    Hash hash;
+    Position position;
   };
-
-  static constexpr std::size_t initialSlots = 128;  // a power of two, as all sizes are
 
   [[nodiscard]] std::size_t mask() const { return slots_.size() - 1; }
 
@@ -47,14 +71,18 @@ class HashIndex {
   }
 
   void grow() {
-    std::vector<Slot> old(2 * slots_.size());
-    old.swap(slots_);
+    std::vector<Slot> wider(2 * slots_.size(), Slot{0, none});
+    const std::span<const Slot> old = slots_;
+    slots_ = wider;
     for (const Slot& slot : old) {
       if (slot.position != none) put(slot);
     }
+    many_ = std::move(wider);
   }
 
-  std::vector<Slot> slots_;  // at most half of them taken
+  std::array<Slot, 64> few_;
+  std::vector<Slot> many_;        // instead, once those are too few
+  std::span<Slot> slots_ = few_;  // a power of two, at most half of them taken
   std::size_t count_ = 0;
 };
 

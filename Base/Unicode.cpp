@@ -77,13 +77,18 @@ void appendControl(std::string& text, unsigned byte) {
 
 bool isAscii(std::string_view text) {
   std::uint64_t seen = 0;
-  std::size_t at = 0;
-  for (std::uint64_t word = 0; at + sizeof word <= text.size(); at += sizeof word) {
-    std::memcpy(&word, text.data() + at, sizeof word);
+  std::uint64_t word = 0;
+  if (text.size() < sizeof word) {
+    for (const char byte : text) seen |= static_cast<unsigned char>(byte);
+    return (seen & highBits) == 0;
+  }
+  const char* const last = text.data() + text.size() - sizeof word;
+  for (const char* at = text.data(); at < last; at += sizeof word) {
+    std::memcpy(&word, at, sizeof word);
     seen |= word;
   }
-  for (; at < text.size(); ++at) seen |= byteAt(text, at);
-  return (seen & highBits) == 0;
+  std::memcpy(&word, last, sizeof word);  // some of it twice
+  return ((seen | word) & highBits) == 0;
 }
 
 std::size_t utf16Length(std::string_view text) {

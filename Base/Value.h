@@ -52,8 +52,18 @@ class Dictionary {
   /// Puts `value` under `key`, in the place of the one that is there.
   void set(std::string key, Value value);
 
-  /// Puts `value` behind all others; `key` must not be in use. For filling large dictionaries.
+  /// Puts `value` behind all others; `key` must not be in use.
   void append(std::string key, Value value);
+
+  /// Adds an entry behind all others, for the caller to fill; its key must not stay in use twice.
+  /// It lives until the dictionary is changed.
+  DictionaryEntry& addEntry();
+
+  /// Takes away every entry whose key an earlier one has.
+  void dropRepeatedKeys();
+
+  /// Takes the last entry away.
+  void removeLast();
 
   /// Makes room for `count` entries.
   void reserve(std::size_t count);
@@ -121,6 +131,10 @@ class Value {
     return std::get_if<T>(&content_);
   }
 
+  /// Replaces the content by an empty text or dictionary, for the caller to fill.
+  std::string& makeText() { return content_.emplace<std::string>(); }
+  Dictionary& makeDictionary() { return content_.emplace<Dictionary>(); }
+
   /// True for the null object.
   [[nodiscard]] bool isNull() const { return as<Null>() != nullptr; }
 
@@ -158,6 +172,12 @@ inline Dictionary& Dictionary::operator=(const Dictionary&) = default;
 inline Dictionary& Dictionary::operator=(Dictionary&&) noexcept = default;
 inline Dictionary::~Dictionary() = default;
 
+inline DictionaryEntry& Dictionary::addEntry() {
+  return entries_.emplace_back();
+}
+inline void Dictionary::removeLast() {
+  entries_.pop_back();
+}
 inline std::size_t Dictionary::size() const {
   return entries_.size();
 }

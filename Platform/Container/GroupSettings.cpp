@@ -76,15 +76,15 @@ std::int64_t GroupSettings::integer(const std::string& key) const {
   if (!store_->list) return 0;
   const auto value = store_->list->find(store_->list->top(), key);
   if (!value) return 0;
-  switch (value->kind) {
+  switch (value.kind) {
     case Kind::boolean:
-      return value->boolean() ? 1 : 0;
+      return value.boolean() ? 1 : 0;
     case Kind::integer:
-      return value->integer().nearestSigned();
+      return value.integer().nearestSigned();
     case Kind::real:
-      return integerOf(value->real());
+      return integerOf(value.real());
     case Kind::text:
-      return integerOf(value->text());
+      return integerOf(value.text());
     default:
       return 0;
   }

@@ -10,8 +10,8 @@
 #include "Base/ErrorObject.h"
 #include "Base/HashIndex.h"
 #include "Base/Record.h"
-#include "Base/Result.h"
 #include "Base/Value.h"
+#include "SharedComponents/KeyedArchive/ArchiveTexts.h"
 
 namespace corvane {
 
@@ -24,36 +24,44 @@ namespace corvane {
 /// `KeyedArchiver`; keeps views of the value that it numbers.
 class ArchiveNumbering {
  public:
-  using Uid = std::uint32_t;
+  using Uid = ArchiveTexts::Uid;
 
   struct Nothing {};
+  struct Text {
+    ArchiveTexts::Id id;
+  };
   struct BoxedText {};  ///< the text "$null", which would mean nothing if it stood alone
   struct ClassEntry {
-    std::string_view name;
+    ArchiveTexts::Id name;
     bool isNamedTwice;  ///< the name in the list of classes is a text of its own
   };
 
   /// One object. `first` is where its references begin: a dictionary's keys, then its values; one
   /// for each field of a record that is a text; domain and user info (0: none) of an error.
   struct Entry {
-    std::variant<Nothing, std::string_view, BoxedText, const Value*, Value::Null, const Dictionary*,
+    std::variant<Nothing, Text, BoxedText, const Value*, Value::Null, const Dictionary*,
                  const Record*, const ErrorObject*, ClassEntry>
         content;  ///< a `Value` is a boolean or a number
-    std::size_t first = 0;
+    std::uint32_t first = 0;
     Uid classUid = 0;
   };
 
-  /// Numbers `root` and everything in it. Fails when a text is not well formed, when objects are
-  /// nested too deeply, or when a record has a field of a kind that records don't have.
-  Result<Done> number(const Value& root);
+  /// Numbers `root` and everything in it. Throws `MalformedArchive` when a text is not well formed,
+  /// when objects are nested too deeply, or when a record has a field of a kind that records don't
+  /// have.
+  explicit ArchiveNumbering(const Value& root);
 
   /// All objects in the order of their numbers; entry 0 is nothing, entry 1 the root.
   [[nodiscard]] const std::vector<Entry>& entries() const { return entries_; }
 
-  /// Reference `position` of `entry`.
-  [[nodiscard]] Uid reference(const Entry& entry, std::size_t position) const {
-    return references_[entry.first + position];
+  /// `count` references of `entry`, from number `position` on.
+  [[nodiscard]] std::span<const Uid> references(const Entry& entry, std::size_t position,
+                                                std::size_t count) const {
+    return std::span(references_).subspan(entry.first + position, count);
   }
+
+  /// All texts that are objects, with their numbers.
+  [[nodiscard]] ArchiveTexts& texts() { return texts_; }
 
   /// About how many bytes the archive will have.
   [[nodiscard]] std::size_t sizeEstimate() const { return sizeEstimate_; }
@@ -62,22 +70,22 @@ class ArchiveNumbering {
   [[nodiscard]] std::size_t leastTextBytes() const { return textBytes_ / 3 * 2; }
 
  private:
-  Uid add(Entry entry);
+  Uid add(const Entry& entry);
   Uid beginObject(Entry entry, std::size_t references);
-  void endObject(Uid uid, ClassEntry objectClass);
-  Result<Uid> numberValue(const Value& value, unsigned depth);
-  Result<Uid> numberText(std::string_view text);
+  void endObject(Uid uid, const ClassEntry& objectClass);
+  Uid numberValue(const Value& value, unsigned depth);
+  Uid numberText(std::string_view text);
   Uid numberScalar(const Value& value);
   Uid numberNull();
-  Result<Uid> numberDictionary(const Dictionary& dictionary, unsigned depth);
-  Result<Uid> numberRecord(const Record& record);
-  Result<Uid> numberError(const ErrorObject& error, unsigned depth);
-  Uid numberClass(ClassEntry objectClass);
+  Uid numberDictionary(const Dictionary& dictionary, unsigned depth);
+  Uid numberRecord(const Record& record, unsigned depth);
+  Uid numberError(const ErrorObject& error, unsigned depth);
+  Uid numberClass(const ClassEntry& objectClass);
 
   std::vector<Entry> entries_;
   std::vector<Uid> references_;
-  std::vector<Uid> classes_;  // the entries that are classes
-  HashIndex known_;           // the entries that are texts, booleans or numbers
+  ArchiveTexts texts_;
+  HashIndex scalars_;  // the entries that are booleans or numbers
   std::optional<Uid> null_;
   std::size_t sizeEstimate_ = 0;
   std::size_t textBytes_ = 0;  // of all texts, each counted once

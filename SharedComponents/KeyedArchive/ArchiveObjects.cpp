@@ -1,79 +1,66 @@
 #include "SharedComponents/KeyedArchive/ArchiveObjects.h"
 
 #include "SharedComponents/KeyedArchive/ArchiveNames.h"
+#include "SharedComponents/KeyedArchive/MalformedArchive.h"
 
 namespace corvane {
 namespace {
 
 using Kind = BinaryPropertyList::Kind;
 
-Failure malformed(const char* reason) {
-  return {FailureCause::malformed, reason};
-}
-
-bool isOf(const std::optional<BinaryPropertyList::Object>& object, Kind kind) {
-  return object && object->kind == kind;
-}
-
 }  // namespace
 
-Result<ArchiveObjects> ArchiveObjects::open(ByteView bytes, const ArchivableClasses& classes) {
-  const auto list = BinaryPropertyList::open(bytes);
-  if (!list) return list.failure();
-  ArchiveObjects objects(list.value(), classes);
-  objects.textBytesLeft_ = ArchiveLimits::maximumTextBytes(bytes.size());
-  if (const auto read = objects.readFrame(); !read) return read.failure();
-  return objects;
-}
-
-Result<Done> ArchiveObjects::readFrame() {
+ArchiveObjects::ArchiveObjects(const BinaryPropertyList& list, const ArchivableClasses& classes,
+                               std::size_t textBytes)
+    : list_(list), classes_(classes), textBytesLeft_(textBytes) {
   const Object archive = list_.top();
-  if (archive.kind != Kind::dictionary) return malformed("the top object is no dictionary");
+  if (archive.kind != Kind::dictionary) throw MalformedArchive{"the top object is no dictionary"};
   const auto version = list_.find(archive, ArchiveNames::version);
-  if (!isOf(version, Kind::integer) || version->integer().isNegative ||
-      version->integer().bits != ArchiveNames::archiveVersion) {
-    return malformed("not a keyed archive of a known version");
+  if (version.kind != Kind::integer || version.integer().isNegative ||
+      version.integer().bits != ArchiveNames::archiveVersion) {
+    throw MalformedArchive{"not a keyed archive of a known version"};
   }
   const auto archiver = list_.find(archive, ArchiveNames::archiver);
-  if (!isOf(archiver, Kind::text) || !archiver->textEquals(ArchiveNames::keyedArchiver))
-    return malformed("not an archive of the keyed archiver");
+  if (archiver.kind != Kind::text || !archiver.textEquals(ArchiveNames::keyedArchiver))
+    throw MalformedArchive{"not an archive of the keyed archiver"};
   const auto objects = list_.find(archive, ArchiveNames::objects);
-  if (!isOf(objects, Kind::array)) return malformed("the archive has no objects");
-  objects_ = *objects;
+  if (objects.kind != Kind::array) throw MalformedArchive{"the archive has no objects"};
+  objects_ = objects;
   const auto top = list_.find(archive, ArchiveNames::top);
-  if (!isOf(top, Kind::dictionary)) return malformed("the archive has no top");
-  const auto root = list_.find(*top, ArchiveNames::root);
-  if (!isOf(root, Kind::uid)) return malformed("the archive has no root");
-  root_ = root->uid();
-  return Done{};
+  if (top.kind != Kind::dictionary) throw MalformedArchive{"the archive has no top"};
+  const auto root = list_.find(top, ArchiveNames::root);
+  if (root.kind != Kind::uid) throw MalformedArchive{"the archive has no root"};
+  root_ = root.uid();
 }
 
-Result<std::optional<ArchiveObjects::Object>> ArchiveObjects::atIfAny(Uid uid) {
-  if (uid >= objects_.count) return malformed("a reference leads to no object");
-  const Object object = list_.object(list_.element(objects_, uid));
-  if (object.kind == Kind::text && object.textEquals(ArchiveNames::nothing)) return {std::nullopt};
-  return {object};
+/// Where entry `uid` is in the property list.
+inline BinaryPropertyList::Index ArchiveObjects::indexOf(Uid uid) const {
+  if (uid >= objects_.count) throw MalformedArchive{"a reference leads to no object"};
+  return list_.element(objects_, uid);
 }
 
-Result<ArchiveObjects::Object> ArchiveObjects::at(Uid uid) {
-  const auto object = atIfAny(uid);
-  if (!object) return object.failure();
-  if (!object.value()) return malformed("a reference leads to nothing");
-  return *object.value();
+ArchiveObjects::Object ArchiveObjects::atIfAny(Uid uid) const {
+  const auto index = indexOf(uid);
+  if (list_.isText(index, ArchiveNames::nothing)) return {};
+  return list_.object(index);
 }
 
-Result<ArchiveObjects::Class> ArchiveObjects::classOf(const Object& object, bool errorsAllowed) {
+ArchiveObjects::Object ArchiveObjects::at(Uid uid) const {
+  const auto index = indexOf(uid);
+  if (list_.isText(index, ArchiveNames::nothing))
+    throw MalformedArchive{"a reference leads to nothing"};
+  return list_.object(index);
+}
+
+ArchiveObjects::Class ArchiveObjects::classOf(const Object& object, bool errorsAllowed) {
   const auto reference = field(object, ArchiveNames::objectClass);
-  if (!reference) return reference.failure();
-  if (!isOf(reference.value(), Kind::uid)) return malformed("an object has no class");
-  const auto entry = at(reference.value()->uid());
-  if (!entry) return entry.failure();
-  if (entry->kind != Kind::dictionary) return malformed("a class is no class entry");
-  const auto name = field(entry.value(), ArchiveNames::className);
-  if (!name) return name.failure();
-  if (!isOf(name.value(), Kind::text)) return malformed("a class has no name");
-  if (const auto known = knownClass(*name.value(), errorsAllowed)) return *known;
-  return superclassOf(entry.value(), errorsAllowed);
+  if (reference.kind != Kind::uid) throw MalformedArchive{"an object has no class"};
+  const Object entry = at(reference.uid());
+  if (entry.kind != Kind::dictionary) throw MalformedArchive{"a class is no class entry"};
+  const auto name = field(entry, ArchiveNames::className);
+  if (name.kind != Kind::text) throw MalformedArchive{"a class has no name"};
+  if (const auto known = knownClass(name, errorsAllowed)) return *known;
+  return superclassOf(entry, errorsAllowed);
 }
 
 /// The class that `name` stands for by itself.
@@ -95,59 +82,51 @@ std::optional<ArchiveObjects::Class> ArchiveObjects::knownClass(const Object& na
 }
 
 /// The first known class above one with an unknown name.
-Result<ArchiveObjects::Class> ArchiveObjects::superclassOf(const Object& entry,
-                                                           bool errorsAllowed) {
+ArchiveObjects::Class ArchiveObjects::superclassOf(const Object& entry, bool errorsAllowed) {
   const auto names = field(entry, ArchiveNames::classes);
-  if (!names) return names.failure();
-  if (!names.value()) return Class{};
-  if (names.value()->kind != Kind::array) return malformed("a class has no list of classes");
-  const Object& list = *names.value();
-  if (const auto counted = countFields(list.count); !counted) return counted.failure();
+  if (!names) return {};
+  if (names.kind != Kind::array) throw MalformedArchive{"a class has no list of classes"};
+  countFields(names.count);
   std::optional<Class> found;
-  for (std::size_t i = 0; i < list.count; ++i) {
-    const Object name = list_.object(list_.element(list, i));
-    if (name.kind != Kind::text) return malformed("a class has no name");
+  for (std::size_t i = 0; i < names.count; ++i) {
+    const Object name = list_.object(list_.element(names, i));
+    if (name.kind != Kind::text) throw MalformedArchive{"a class has no name"};
     const auto known = knownClass(name, errorsAllowed);
-    if (known && known->kind == Class::Kind::record) return Class{};
+    if (known && known->kind == Class::Kind::record) return {};
     if (!found) found = known;
   }
   return found.value_or(Class{});
 }
 
-Result<std::optional<ArchiveObjects::Object>> ArchiveObjects::field(const Object& object,
-                                                                    std::string_view key) {
-  if (const auto counted = countFields(object.count); !counted) return counted.failure();
+ArchiveObjects::Object ArchiveObjects::field(const Object& object, std::string_view key) {
+  countFields(object.count);
   return list_.find(object, key);
 }
 
-Result<std::string> ArchiveObjects::text(const Object& object) {
+void ArchiveObjects::copyText(const Object& object, std::string& into) {
   // A code unit of two bytes makes at most three.
-  const std::size_t bytes = object.payload.size() + object.payload.size() / 2;
-  if (bytes > textBytesLeft_) return malformed("the texts are too long together");
+  const std::size_t bytes = object.payload().size() * 3 / 2;
+  if (bytes > textBytesLeft_) throw MalformedArchive{"the texts are too long together"};
   textBytesLeft_ -= bytes;
-  return object.text();
+  object.copyText(into);
 }
 
-Result<std::optional<std::string>> ArchiveObjects::textAt(Uid uid) {
+bool ArchiveObjects::copyTextAt(Uid uid, std::string& into) {
   const auto entry = atIfAny(uid);
-  if (!entry) return entry.failure();
-  if (!entry.value()) return {std::nullopt};
-  const Object* object = &*entry.value();
-  std::optional<Object> boxed;
-  if (object->kind == Kind::dictionary) {
-    const auto objectClass = classOf(*object, false);
-    if (!objectClass) return objectClass.failure();
-    if (objectClass->kind != Class::Kind::text) return {std::nullopt};
-    auto content = field(*object, ArchiveNames::string);
-    if (!content) return content.failure();
-    if (!isOf(content.value(), Kind::text)) return malformed("a string object holds no text");
-    boxed = content.value();
-    object = &*boxed;
+  if (entry.kind == Kind::text) {
+    copyText(entry, into);
+    return true;
   }
-  if (object->kind != Kind::text) return {std::nullopt};
-  auto result = text(*object);
-  if (!result) return result.failure();
-  return {std::move(result).value()};
+  if (entry.kind != Kind::dictionary) return false;
+  if (classOf(entry, false).kind != Class::Kind::text) return false;
+  copyText(boxedText(entry), into);
+  return true;
+}
+
+ArchiveObjects::Object ArchiveObjects::boxedText(const Object& object) {
+  const auto content = field(object, ArchiveNames::string);
+  if (content.kind != Kind::text) throw MalformedArchive{"a string object holds no text"};
+  return content;
 }
 
 Value ArchiveObjects::integer(const Object& object) {
@@ -155,16 +134,14 @@ Value ArchiveObjects::integer(const Object& object) {
   return integer.isNegative ? Value(static_cast<std::int64_t>(integer.bits)) : Value(integer.bits);
 }
 
-Result<Done> ArchiveObjects::countValues(std::size_t count) {
-  if (count > valuesLeft_) return malformed("there are too many values");
+void ArchiveObjects::countValues(std::size_t count) {
+  if (count > valuesLeft_) throw MalformedArchive{"there are too many values"};
   valuesLeft_ -= count;
-  return Done{};
 }
 
-Result<Done> ArchiveObjects::countFields(std::size_t count) {
-  if (count > fieldsLeft_) return malformed("the objects have too many fields");
+void ArchiveObjects::countFields(std::size_t count) {
+  if (count > fieldsLeft_) throw MalformedArchive{"the objects have too many fields"};
   fieldsLeft_ -= count;
-  return Done{};
 }
 
 }  // namespace corvane

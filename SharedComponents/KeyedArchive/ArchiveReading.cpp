@@ -1,176 +1,183 @@
 #include "SharedComponents/KeyedArchive/ArchiveReading.h"
 
-#include <algorithm>
-#include <numeric>
 #include <string>
 #include <utility>
 
 #include "SharedComponents/KeyedArchive/ArchiveNames.h"
+#include "SharedComponents/KeyedArchive/MalformedArchive.h"
 
 namespace corvane {
 namespace {
 
 using Kind = BinaryPropertyList::Kind;
 
-Failure malformed(const char* reason) {
-  return {FailureCause::malformed, reason};
+std::int64_t signedInteger(const BinaryPropertyList::Object& stored, const char* fault) {
+  if (stored.kind == Kind::integer) {
+    const Value integer = ArchiveObjects::integer(stored);
+    if (const auto* number = integer.as<std::int64_t>()) return *number;
+  }
+  throw MalformedArchive{fault};
 }
-
-/// Makes a dictionary of entries; of those with equal keys the first one counts.
-class Filling {
- public:
-  explicit Filling(std::size_t count) : isLarge_(count > fewEntries) {
-    isLarge_ ? entries_.reserve(count) : dictionary_.reserve(count);
-  }
-
-  void append(std::string key, Value value) {
-    if (isLarge_) {
-      entries_.push_back({std::move(key), std::move(value)});
-    } else if (dictionary_.find(key) == nullptr) {
-      dictionary_.append(std::move(key), std::move(value));
-    }
-  }
-
-  Dictionary take() {
-    if (isLarge_) addEntries();
-    return std::move(dictionary_);
-  }
-
- private:
-  static constexpr std::size_t fewEntries = 16;
-
-  /// Equal keys are found by sorting: keys that are chosen for a hash table can make each look-up a
-  /// walk through all of them.
-  void addEntries() {
-    std::vector<std::size_t> order(entries_.size());
-    std::iota(order.begin(), order.end(), std::size_t{0});
-    const auto key = [this](std::size_t index) -> const std::string& {
-      return entries_[index].key;
-    };
-    std::sort(order.begin(), order.end(), [&](std::size_t left, std::size_t right) {
-      const int difference = key(left).compare(key(right));
-      return difference != 0 ? difference < 0 : left < right;
-    });
-    std::vector<bool> isRepeated(entries_.size());
-    for (std::size_t i = 1; i < order.size(); ++i)
-      isRepeated[order[i]] = key(order[i]) == key(order[i - 1]);
-    dictionary_.reserve(entries_.size());
-    for (std::size_t i = 0; i < entries_.size(); ++i) {
-      auto& [name, value] = entries_[i];
-      if (!isRepeated[i]) dictionary_.append(std::move(name), std::move(value));
-    }
-  }
-
-  const bool isLarge_;
-  Dictionary dictionary_;
-  std::vector<DictionaryEntry> entries_;  // of a large dictionary
-};
 
 }  // namespace
 
-Result<ArchiveReading::Expressed> ArchiveReading::value(Uid uid, Place place) {
-  const auto entry = objects_.at(uid);
-  if (!entry) return entry.failure();
-  switch (entry->kind) {
+bool ArchiveReading::read(Uid uid, Place place, Value& into) {
+  const Object entry = objects_.at(uid);
+  switch (entry.kind) {
     case Kind::boolean:
-      return Expressed(entry->boolean());
+      into = entry.boolean();
+      return true;
     case Kind::integer:
-      return Expressed(ArchiveObjects::integer(entry.value()));
+      into = ArchiveObjects::integer(entry);
+      return true;
     case Kind::real:
-      return Expressed(entry->real());
+      into = entry.real();
+      return true;
     case Kind::text:
-      return text(entry.value());
+      objects_.copyText(entry, into.makeText());
+      return true;
     case Kind::dictionary:
-      return object(entry.value(), place);
+      return readObject(entry, place, into);
     case Kind::data:
     case Kind::date:
-      if (place.inUserInfo) return Expressed();
-      return malformed("an object is of a class that is not allowed");
+      if (place.inUserInfo) return false;
+      throw MalformedArchive{"an object is of a class that is not allowed"};
     case Kind::uid:
     case Kind::array:
+    case Kind::none:
       break;
   }
-  return malformed("an entry is no object");
+  throw MalformedArchive{"an entry is no object"};
 }
 
-Result<ArchiveReading::Expressed> ArchiveReading::object(const Object& object, Place place) {
+bool ArchiveReading::readObject(const Object& object, Place place, Value& into) {
   using Class = ArchiveObjects::Class;
-  const auto objectClass = objects_.classOf(object, place.inUserInfo);
-  if (!objectClass) return objectClass.failure();
-  switch (objectClass->kind) {
+  const Class objectClass = objects_.classOf(object, place.inUserInfo);
+  switch (objectClass.kind) {
     case Class::Kind::null:
-      return Expressed(Value());
+      into = Value();
+      return true;
     case Class::Kind::number:
-      return Expressed();  // plain numbers are no objects of their own
-    case Class::Kind::text: {
-      const auto content = objects_.field(object, ArchiveNames::string);
-      if (!content) return content.failure();
-      if (!content.value() || content.value()->kind != Kind::text)
-        return malformed("a string object holds no text");
-      return text(*content.value());
-    }
+      return false;  // plain numbers are no objects of their own
+    case Class::Kind::text:
+      objects_.copyText(objects_.boxedText(object), into.makeText());
+      return true;
     case Class::Kind::notAllowed:
-      if (place.inUserInfo) return Expressed();
-      return malformed("an object is of a class that is not allowed");
+      if (place.inUserInfo) return false;
+      throw MalformedArchive{"an object is of a class that is not allowed"};
     default:
       break;
   }
   if (place.depth > ArchiveLimits::maximumDepth)
-    return malformed("objects are nested too deeply or contain themselves");
-  if (objectClass->kind == Class::Kind::dictionary) return dictionary(object, place);
-  if (objectClass->kind == Class::Kind::error) return error(object, place);
-  return record(object, *objectClass->record);
+    throw MalformedArchive{"objects are nested too deeply or contain themselves"};
+  if (objectClass.kind == Class::Kind::dictionary)
+    return readDictionary(object, place, into.makeDictionary());
+  if (objectClass.kind == Class::Kind::error)
+    into = error(object, place);
+  else
+    into = record(object, *objectClass.record);
+  return true;
 }
 
-Result<ArchiveReading::Expressed> ArchiveReading::text(const Object& object) {
-  auto text = objects_.text(object);
-  if (!text) return text.failure();
-  return Expressed(std::move(text).value());
-}
-
-Result<ArchiveReading::Expressed> ArchiveReading::dictionary(const Object& object, Place place) {
-  const auto keys = references(object, ArchiveNames::keys);
-  if (!keys) return keys.failure();
-  const auto values = references(object, ArchiveNames::values);
-  if (!values) return values.failure();
-  const std::size_t count = keys->count;
-  if (values->count != count) return malformed("a dictionary has other keys than values");
-  if (const auto counted = objects_.countValues(2 * count); !counted) return counted.failure();
-  Filling filling(count);
+/// Of equal keys the first one counts.
+bool ArchiveReading::readDictionary(const Object& object, Place place, Dictionary& into) {
+  const Object keys = references(object, ArchiveNames::keys);
+  const Object values = references(object, ArchiveNames::values);
+  const std::size_t count = keys.count;
+  if (values.count != count) throw MalformedArchive{"a dictionary has other keys than values"};
+  objects_.countValues(2 * count);
+  into.reserve(count);
   bool isExpressed = true;
   for (std::size_t i = 0; i < count; ++i) {
-    const auto keyUid = reference(keys.value(), i);
-    if (!keyUid) return keyUid.failure();
-    const auto valueUid = reference(values.value(), i);
-    if (!valueUid) return valueUid.failure();
-    auto key = value(keyUid.value(), place.below());
-    if (!key) return key;
-    auto content = value(valueUid.value(), place.below());
-    if (!content) return content;
-    auto* text = key.value() ? key.value()->as<std::string>() : nullptr;
-    if (text == nullptr)
-      isExpressed = isExpressed && place.inUserInfo;
-    else if (content.value())
-      filling.append(std::move(*text), std::move(*content.value()));
+    const Uid keyUid = reference(keys, i);
+    const Uid valueUid = reference(values, i);
+    DictionaryEntry& entry = into.addEntry();
+    const bool hasKey = readKey(keyUid, place.below(), entry.key);
+    const bool hasValue = read(valueUid, place.below(), entry.value);
+    if (!hasKey) isExpressed = isExpressed && place.inUserInfo;
+    if (!hasKey || !hasValue) into.removeLast();
   }
-  if (!isExpressed) return Expressed();
-  return Expressed(filling.take());
+  into.dropRepeatedKeys();
+  return isExpressed;
+}
+
+/// Reads a key of a dictionary; false when it is no text.
+bool ArchiveReading::readKey(Uid uid, Place place, std::string& into) {
+  const Object entry = objects_.at(uid);
+  if (entry.kind == Kind::text) {  // nearly always
+    objects_.copyText(entry, into);
+    return true;
+  }
+  Value key;
+  auto* const text = read(uid, place, key) ? key.as<std::string>() : nullptr;
+  if (text == nullptr) return false;
+  into = std::move(*text);
+  return true;
 }
 
 /// The field `key`, an array.
-Result<ArchiveReading::Object> ArchiveReading::references(const Object& object,
-                                                          std::string_view key) {
+ArchiveReading::Object ArchiveReading::references(const Object& object, std::string_view key) {
   const auto array = objects_.field(object, key);
-  if (!array) return array.failure();
-  if (!array.value() || array.value()->kind != Kind::array)
-    return malformed("a dictionary lacks its keys or its values");
-  return *array.value();
+  if (array.kind != Kind::array)
+    throw MalformedArchive{"a dictionary lacks its keys or its values"};
+  return array;
 }
 
-Result<ArchiveReading::Uid> ArchiveReading::reference(const Object& array, std::size_t position) {
-  const Object element = objects_.list().object(objects_.list().element(array, position));
-  if (element.kind != Kind::uid) return malformed("a dictionary holds something else than objects");
-  return element.uid();
+ArchiveReading::Uid ArchiveReading::reference(const Object& array, std::size_t position) const {
+  const auto uid = objects_.list().uid(objects_.list().element(array, position));
+  if (!uid) throw MalformedArchive{"a dictionary holds something else than objects"};
+  return *uid;
+}
+
+Record ArchiveReading::record(const Object& object, const RecordClass& recordClass) {
+  Record record{&recordClass, {}};
+  record.fields.reserve(recordClass.fields.size());
+  for (const RecordField& field : recordClass.fields)
+    readField(object, field, record.fields.emplace_back());
+  return record;
+}
+
+/// Leaves `into` null for a field that is missing, and for what should be a text and is none.
+void ArchiveReading::readField(const Object& object, const RecordField& field, Value& into) {
+  const auto stored = objects_.field(object, field.key);
+  if (!stored) return;
+  switch (field.kind) {
+    case RecordField::Kind::boolean:
+      if (stored.kind != Kind::boolean) throw MalformedArchive{"a field of a record is no boolean"};
+      into = stored.boolean();
+      break;
+    case RecordField::Kind::integer:
+      into = signedInteger(stored, "a field of a record is no 64-bit integer");
+      break;
+    case RecordField::Kind::text:
+      if (stored.kind == Kind::uid && !objects_.copyTextAt(stored.uid(), into.makeText()))
+        into = Value();
+      break;
+  }
+}
+
+ErrorObject ArchiveReading::error(const Object& object, Place place) {
+  ErrorObject error;
+  const auto domain = objects_.field(object, ArchiveNames::errorDomain);
+  if (domain.kind != Kind::uid) throw MalformedArchive{"an error has no domain"};
+  if (!objects_.copyTextAt(domain.uid(), error.domain))
+    throw MalformedArchive{"an error's domain is no text"};
+  if (const auto code = objects_.field(object, ArchiveNames::errorCode))
+    error.code = signedInteger(code, "an error's code is no 64-bit integer");
+  error.userInfo = userInfo(object, place);
+  return error;
+}
+
+std::optional<Dictionary> ArchiveReading::userInfo(const Object& object, Place place) {
+  const auto field = objects_.field(object, ArchiveNames::errorUserInfo);
+  if (!field) return std::nullopt;
+  if (field.kind != Kind::uid) throw MalformedArchive{"an error's user info is no object"};
+  if (!objects_.atIfAny(field.uid())) return std::nullopt;
+  Value info;
+  if (!read(field.uid(), {place.depth + 1, true}, info)) return std::nullopt;
+  auto* const dictionary = info.as<Dictionary>();
+  if (dictionary == nullptr) return std::nullopt;
+  return std::move(*dictionary);
 }
 
 }  // namespace corvane

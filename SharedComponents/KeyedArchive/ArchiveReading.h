@@ -4,20 +4,19 @@
 #include <optional>
 #include <string_view>
 
+#include "Base/ErrorObject.h"
+#include "Base/Record.h"
 #include "SharedComponents/KeyedArchive/ArchiveObjects.h"
 
 namespace corvane {
 
 /// Makes values of the objects in an archive, by their numbers. Goes into objects no deeper than is
 /// allowed, and so ends where they contain themselves. A part of `KeyedUnarchiver`, whose header
-/// says what is refused and what is left out.
+/// says what is refused and what is left out. What is refused throws `MalformedArchive`.
 class ArchiveReading {
  public:
   using Object = ArchiveObjects::Object;
   using Uid = ArchiveObjects::Uid;
-
-  /// A value, or nothing for what no value can express.
-  using Expressed = std::optional<Value>;
 
   /// Where an object stands: how deep, and whether inside an error's user info.
   struct Place {
@@ -30,18 +29,19 @@ class ArchiveReading {
   /// `objects` must outlive this.
   explicit ArchiveReading(ArchiveObjects& objects) : objects_(objects) {}
 
-  Result<Expressed> value(Uid uid, Place place);
+  /// Reads entry `uid` into `into`; false for what no value can express.
+  bool read(Uid uid, Place place, Value& into);
 
  private:
-  Result<Expressed> object(const Object& object, Place place);
-  Result<Expressed> text(const Object& object);
-  Result<Expressed> dictionary(const Object& object, Place place);
-  Result<Object> references(const Object& object, std::string_view key);
-  Result<Uid> reference(const Object& array, std::size_t position);
-  Result<Expressed> record(const Object& object, const RecordClass& recordClass);
-  Result<Value> recordField(const Object& object, const RecordField& field);
-  Result<Expressed> error(const Object& object, Place place);
-  Result<std::optional<Dictionary>> userInfo(const Object& object, Place place);
+  bool readObject(const Object& object, Place place, Value& into);
+  bool readKey(Uid uid, Place place, std::string& into);
+  bool readDictionary(const Object& object, Place place, Dictionary& into);
+  Object references(const Object& object, std::string_view key);
+  [[nodiscard]] Uid reference(const Object& array, std::size_t position) const;
+  Record record(const Object& object, const RecordClass& recordClass);
+  void readField(const Object& object, const RecordField& field, Value& into);
+  ErrorObject error(const Object& object, Place place);
+  std::optional<Dictionary> userInfo(const Object& object, Place place);
 
   ArchiveObjects& objects_;
 };

@@ -3,6 +3,7 @@
 #include "Base/BinaryPropertyListWriter.h"
 #include "SharedComponents/KeyedArchive/ArchiveNames.h"
 #include "SharedComponents/KeyedArchive/ArchiveNumbering.h"
+#include "SharedComponents/KeyedArchive/MalformedArchive.h"
 
 namespace corvane {
 namespace {
@@ -17,15 +18,15 @@ constexpr Uid rootUid = 1;
 // it; it makes archives comparable.
 class Writing {
  public:
-  Writing(const ArchiveNumbering& numbering, std::size_t referenceWidth)
+  Writing(ArchiveNumbering& numbering, std::size_t referenceWidth)
       : numbering_(numbering), list_(referenceWidth, numbering.sizeEstimate()) {}
 
   void writeAll();
   BinaryPropertyListWriter& list() { return list_; }
 
   // One for each kind of object; `std::visit` needs them public.
-  Index operator()(ArchiveNumbering::Nothing) { return list_.addText(ArchiveNames::nothing); }
-  Index operator()(std::string_view text) { return list_.addText(text); }
+  Index operator()(ArchiveNumbering::Nothing) { return addText(ArchiveTexts::nothing); }
+  Index operator()(ArchiveNumbering::Text text) { return addText(text.id); }
   Index operator()(const Value* scalar) { return addScalar(*scalar); }
   Index operator()(ArchiveNumbering::BoxedText);
   Index operator()(Value::Null);
@@ -35,23 +36,29 @@ class Writing {
   Index operator()(const ArchiveNumbering::ClassEntry& objectClass);
 
  private:
-  BinaryPropertyListWriter::Container addObject(std::initializer_list<std::string_view> keys);
+  BinaryPropertyListWriter::Container addObject(std::initializer_list<ArchiveTexts::Id> keys);
+  Index addText(ArchiveTexts::Id id);
   Index addScalar(const Value& scalar);
-  Index addReferences(std::size_t first, std::size_t count);
+  Index addReferences(std::size_t first, std::size_t count) {
+    return list_.addUids(numbering_.references(*entry_, first, count));
+  }
+  Index addReference(std::size_t position) {
+    return list_.addUid(numbering_.references(*entry_, position, 1).front());
+  }
   Index addClassUid() { return list_.addUid(entry_->classUid); }
   [[nodiscard]] Index addField(const Record& record, std::string_view key);
 
-  const ArchiveNumbering& numbering_;
+  ArchiveNumbering& numbering_;
   BinaryPropertyListWriter list_;
   const Entry* entry_ = nullptr;  // the object that is being written
 };
 
 void Writing::writeAll() {
   const auto archive = addObject(
-      {ArchiveNames::version, ArchiveNames::archiver, ArchiveNames::top, ArchiveNames::objects});
+      {ArchiveTexts::version, ArchiveTexts::archiver, ArchiveTexts::top, ArchiveTexts::objects});
   list_.setValue(archive, 0, list_.addInteger(ArchiveNames::archiveVersion));
-  list_.setValue(archive, 1, list_.addText(ArchiveNames::keyedArchiver));
-  const auto top = addObject({ArchiveNames::root});
+  list_.setValue(archive, 1, addText(ArchiveTexts::keyedArchiver));
+  const auto top = addObject({ArchiveTexts::root});
   list_.setValue(archive, 2, top.index);
   list_.setValue(top, 0, list_.addUid(rootUid));
 
@@ -66,11 +73,19 @@ void Writing::writeAll() {
 
 /// A dictionary with its keys.
 BinaryPropertyListWriter::Container Writing::addObject(
-    std::initializer_list<std::string_view> keys) {
+    std::initializer_list<ArchiveTexts::Id> keys) {
   const auto object = list_.addDictionary(keys.size());
   std::size_t position = 0;
-  for (const std::string_view key : keys) list_.setKey(object, position++, list_.addText(key));
+  for (const ArchiveTexts::Id key : keys) list_.setKey(object, position++, addText(key));
   return object;
+}
+
+/// Writes a text unless an equal one has been written.
+Index Writing::addText(ArchiveTexts::Id id) {
+  ArchiveTexts& texts = numbering_.texts();
+  auto& place = texts.use(id).place;
+  if (place == 0) place = static_cast<std::uint32_t>(list_.addText(texts.view(id)));
+  return place;
 }
 
 Index Writing::addScalar(const Value& scalar) {
@@ -80,30 +95,22 @@ Index Writing::addScalar(const Value& scalar) {
   return list_.addReal(*scalar.as<double>());
 }
 
-/// An array of `count` references of the object, from number `first` on.
-Index Writing::addReferences(std::size_t first, std::size_t count) {
-  const auto array = list_.addArray(count);
-  for (std::size_t i = 0; i < count; ++i)
-    list_.setElement(array, i, list_.addUid(numbering_.reference(*entry_, first + i)));
-  return array.index;
-}
-
 Index Writing::operator()(ArchiveNumbering::BoxedText) {
-  const auto object = addObject({ArchiveNames::objectClass, ArchiveNames::string});
+  const auto object = addObject({ArchiveTexts::objectClass, ArchiveTexts::string});
   list_.setValue(object, 0, addClassUid());
-  list_.setValue(object, 1, list_.addText(ArchiveNames::nothing));
+  list_.setValue(object, 1, addText(ArchiveTexts::nothing));
   return object.index;
 }
 
 Index Writing::operator()(Value::Null) {
-  const auto object = addObject({ArchiveNames::objectClass});
+  const auto object = addObject({ArchiveTexts::objectClass});
   list_.setValue(object, 0, addClassUid());
   return object.index;
 }
 
 Index Writing::operator()(const Dictionary* dictionary) {
   const auto object =
-      addObject({ArchiveNames::keys, ArchiveNames::values, ArchiveNames::objectClass});
+      addObject({ArchiveTexts::keys, ArchiveTexts::values, ArchiveTexts::objectClass});
   const std::size_t count = dictionary->size();
   list_.setValue(object, 0, addReferences(0, count));
   list_.setValue(object, 1, addReferences(count, count));
@@ -123,7 +130,8 @@ Index Writing::operator()(const Record* record) {
     if (isStored(key)) keys.push_back(key);
   }
   const auto object = list_.addDictionary(keys.size());
-  for (std::size_t i = 0; i < keys.size(); ++i) list_.setKey(object, i, list_.addText(keys[i]));
+  for (std::size_t i = 0; i < keys.size(); ++i)
+    list_.setKey(object, i, addText(numbering_.texts().idOf(keys[i])));
   for (std::size_t i = 0; i < keys.size(); ++i)
     list_.setValue(object, i, addField(*record, keys[i]));
   return object.index;
@@ -135,15 +143,15 @@ Index Writing::addField(const Record& record, std::string_view key) {
   if (field == nullptr) return addClassUid();
   if (field->as<std::string>() == nullptr) return addScalar(*field);
   const auto position = static_cast<std::size_t>(field - record.fields.data());
-  return list_.addUid(numbering_.reference(*entry_, position));
+  return addReference(position);
 }
 
 Index Writing::operator()(const ErrorObject* error) {
-  const auto object = addObject({ArchiveNames::errorCode, ArchiveNames::errorUserInfo,
-                                 ArchiveNames::errorDomain, ArchiveNames::objectClass});
+  const auto object = addObject({ArchiveTexts::errorCode, ArchiveTexts::errorUserInfo,
+                                 ArchiveTexts::errorDomain, ArchiveTexts::objectClass});
   list_.setValue(object, 0, list_.addInteger(error->code));
-  list_.setValue(object, 1, list_.addUid(numbering_.reference(*entry_, 1)));
-  list_.setValue(object, 2, list_.addUid(numbering_.reference(*entry_, 0)));
+  list_.setValue(object, 1, addReference(1));
+  list_.setValue(object, 2, addReference(0));
   list_.setValue(object, 3, addClassUid());
   return object.index;
 }
@@ -152,14 +160,14 @@ Index Writing::operator()(const ArchiveNumbering::ClassEntry& objectClass) {
   // The platform packs names of up to seven characters into the pointer, where all are the same; a
   // longer name comes from elsewhere each time, but for the classes that Foundation knows by heart.
   constexpr std::size_t packedLength = 7;
-  const auto object = addObject({ArchiveNames::className, ArchiveNames::classes});
-  const std::string_view name = objectClass.name;
-  list_.setValue(object, 0, list_.addText(name));
+  const auto object = addObject({ArchiveTexts::className, ArchiveTexts::classes});
+  list_.setValue(object, 0, addText(objectClass.name));
+  const std::string_view name = numbering_.texts().view(objectClass.name);
   const auto classes = list_.addArray(2);
   list_.setValue(object, 1, classes.index);
   const bool isNamedTwice = objectClass.isNamedTwice && name.size() > packedLength;
-  list_.setElement(classes, 0, isNamedTwice ? list_.addTextOfItsOwn(name) : list_.addText(name));
-  list_.setElement(classes, 1, list_.addText(ArchiveNames::objectBaseClass));
+  list_.setElement(classes, 0, isNamedTwice ? list_.addText(name) : addText(objectClass.name));
+  list_.setElement(classes, 1, addText(ArchiveTexts::objectBaseClass));
   return object.index;
 }
 
@@ -169,9 +177,8 @@ Failure tooLong() {
 
 }  // namespace
 
-Result<std::string> KeyedArchiver::archive(const Value& root, std::size_t limit) {
-  ArchiveNumbering numbering;
-  if (const auto numbered = numbering.number(root); !numbered) return numbered.failure();
+Result<std::string> KeyedArchiver::archive(const Value& root, std::size_t limit) try {
+  ArchiveNumbering numbering(root);
   if (numbering.leastTextBytes() > limit) return tooLong();
   // The width of references follows from the number of property list objects, which is known in the
   // end. There are at least as many as archived ones; only an archive a little below a border is
@@ -186,7 +193,10 @@ Result<std::string> KeyedArchiver::archive(const Value& root, std::size_t limit)
       return archive;
     }
     width = BinaryPropertyListWriter::referenceWidthFor(writing.list().objectCount());
+    numbering.texts().forgetPlaces();
   }
+} catch (const MalformedArchive& fault) {
+  return Failure{FailureCause::malformed, fault.reason};
 }
 
 }  // namespace corvane

@@ -3,15 +3,21 @@
 #include <utility>
 
 #include "SharedComponents/KeyedArchive/ArchiveReading.h"
+#include "SharedComponents/KeyedArchive/MalformedArchive.h"
 
 namespace corvane {
 
 Result<Value> KeyedUnarchiver::unarchive(ByteView bytes, const ArchivableClasses& classes) {
-  auto objects = ArchiveObjects::open(bytes, classes);
-  if (!objects) return objects.failure();
-  auto root = ArchiveReading(objects.value()).value(objects->root(), {});
-  if (!root) return root.failure();
-  return std::move(root.value()).value_or(Value());
+  const auto list = BinaryPropertyList::open(bytes);
+  if (!list) return list.failure();
+  try {
+    ArchiveObjects objects(list.value(), classes, ArchiveLimits::maximumTextBytes(bytes.size()));
+    Value root;
+    if (!ArchiveReading(objects).read(objects.root(), {}, root)) root = Value();
+    return root;
+  } catch (const MalformedArchive& fault) {
+    return Failure{FailureCause::malformed, fault.reason};
+  }
 }
 
 }  // namespace corvane

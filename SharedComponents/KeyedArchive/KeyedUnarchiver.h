@@ -1,20 +1,11 @@
 #pragma once
 
-#include <span>
-
 #include "Base/Bytes.h"
-#include "Base/Record.h"
 #include "Base/Result.h"
 #include "Base/Value.h"
+#include "SharedComponents/KeyedArchive/ArchivableClasses.h"
 
 namespace corvane {
-
-/// The classes that an archive may hold besides NSDictionary, NSString, NSNumber and NSNull, which
-/// are always allowed. Names in the archive are compared with these and never looked up.
-struct ArchivableClasses {
-  std::span<const RecordClass* const> records;
-  bool errors = false;  ///< NSError
-};
 
 /// Reads what NSKeyedArchiver writes, of any system and in any order of objects, under secure
 /// coding. See KeyedArchiver.h for the format.

@@ -88,8 +88,8 @@ TEST(BinaryPropertyList, FindsByKeyWithEveryWidth) {
     const std::string bytes = propertyListOf(
         {top, "\x51k", "\x61\x00\xE9"s, "\x10\x07", "\x85\0\0\xFF\0\0\x01"s}, width, width);
     const auto list = BinaryPropertyList::open(bytesOf(bytes)).value();
-    EXPECT_EQ(list.find(list.top(), "k")->integer().bits, 7U) << "the first of equal keys";
-    EXPECT_EQ(list.find(list.top(), "\xC3\xA9")->uid(), 0xFF000001U);
+    EXPECT_EQ(list.find(list.top(), "k").integer().bits, 7U) << "the first of equal keys";
+    EXPECT_EQ(list.find(list.top(), "\xC3\xA9").uid(), 0xFF000001U);
     EXPECT_FALSE(list.find(list.top(), "kk"));
   }
 }

@@ -1,0 +1,11 @@
+#pragma once
+
+namespace corvane {
+
+/// Why an archive can't be read, or a value not be archived. Thrown inside the archiver and the
+/// unarchiver, which make a `Failure` of it: no caller of theirs ever meets it.
+struct MalformedArchive {
+  const char* reason;
+};
+
+}  // namespace corvane
