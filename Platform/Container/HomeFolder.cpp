@@ -1,113 +1,77 @@
 #include "Platform/Container/HomeFolder.h"
 
-#include <pwd.h>
-
-#include <algorithm>
-#include <array>
-#include <cerrno>
-#include <cstdio>
-#include <memory>
+#include <chrono>
+#include <cstddef>
 #include <optional>
-#include <string_view>
+#include <string>
 #include <utility>
 #include <vector>
 
 #include "Base/Bytes.h"
+#include "Platform/Container/UserDatabase.h"
 #include "Platform/File.h"
+#include "Platform/Linux/ProgramOutput.h"
 
 namespace corvane::Platform {
 namespace {
 
-constexpr std::size_t largestFile = std::size_t{16} << 20;
+using UserDatabase::Sources;
 
+constexpr std::size_t largestFile = std::size_t{16} << 20;
+constexpr std::size_t largestAnswer = std::size_t{64} << 10;
+/// Long enough for a database in the network, short enough for a browser that waits.
+constexpr std::chrono::seconds slowestAnswer{5};
+
+/// The content of a file of the system; empty if there is none.
 Result<std::vector<std::byte>> contentOf(const char* path) {
   auto file = File::open(path, File::Access::readThroughLinks);
-  if (!file) return file.failure();
-  return file->readAll(largestFile);
+  if (file) return file->readAll(largestFile);
+  if (file.failure().cause == FailureCause::notFound) return std::vector<std::byte>();
+  return file.failure();
 }
 
-std::string_view takeLine(std::string_view& text) {
-  const std::string_view line = text.substr(0, text.find('\n'));
-  text.remove_prefix(std::min(line.size() + 1, text.size()));
-  return line;
+/// The cause is never `notFound`: what can't be asked may have the user.
+Failure unread(const std::string& why) {
+  return {FailureCause::other, "read the user database: " + why};
 }
 
-/// Takes the next word off the front of `line`.
-std::string_view takeWord(std::string_view& line) {
-  constexpr std::string_view blanks = " \t";
-  line.remove_prefix(std::min(line.find_first_not_of(blanks), line.size()));
-  const std::string_view word = line.substr(0, line.find_first_of(blanks));
-  line.remove_prefix(word.size());
-  return word;
+Failure missing(const char* what, uid_t user) {
+  return {FailureCause::notFound,
+          "the user database has no " + std::string(what) + " for user " + std::to_string(user)};
 }
 
-/// Whether the user database is the file first of all, as it is nearly everywhere; false as well
-/// when that can't be known now.
-bool isFileAskedFirst() {
-  const auto content = contentOf("/etc/nsswitch.conf");
-  if (!content) return content.failure().cause == FailureCause::notFound;
-  std::string_view rest = textOf(content.value());
-  while (!rest.empty()) {
-    std::string_view line = takeLine(rest);
-    if (takeWord(line) != "passwd:") continue;
-    // What may follow a source in brackets can also say that others are asked although it answers.
-    return takeWord(line) == "files" && takeWord(line).substr(0, 1) != "[";
-  }
-  return true;
+Result<std::string> usable(std::string home, uid_t user) {
+  if (home.empty()) return missing("home folder", user);
+  return home;
 }
 
-bool isUsable(const passwd& record) {
-  return record.pw_dir != nullptr && record.pw_dir[0] == '/';
-}
-
-struct Closing {
-  void operator()(std::FILE* file) const { std::fclose(file); }
-};
-
-/// The home of `user` by the file, if that can be read and says one.
-std::optional<std::string> homeInFile(uid_t user) {
-  auto content = contentOf("/etc/passwd");
-  if (!content || content.value().empty()) return std::nullopt;
-  const std::unique_ptr<std::FILE, Closing> file(
-      ::fmemopen(content.value().data(), content.value().size(), "r"));
-  if (!file) return std::nullopt;
-  std::array<char, 1024> buffer = {};
-  passwd record = {};
-  passwd* found = nullptr;
-  while (::fgetpwent_r(file.get(), &record, buffer.data(), buffer.size(), &found) == 0) {
-    if (record.pw_uid != user) continue;
-    if (isUsable(record)) return record.pw_dir;
-    break;
-  }
-  return std::nullopt;
+/// Asks all sources, as getpwuid(3) does. That function itself would load a library for each source
+/// into the host, whose C library need not be the system's. getent(1) does not tell an unknown user
+/// from a source that is out of reach.
+Result<std::string> homeByNameService(uid_t user) {
+  const auto answer =
+      outputOf({"/usr/bin/getent", "passwd", std::to_string(user)}, slowestAnswer, largestAnswer);
+  if (!answer) return unread(answer.failure().text);
+  auto home = UserDatabase::homeIn(answer.value(), user);
+  if (!home) return unread("getent finds no user " + std::to_string(user));
+  return usable(*std::move(home), user);
 }
 
 }  // namespace
 
-/// The C library's way to the database loads and asks more than the host's whole start otherwise
-/// does; where the file answers first, it is the same to read that.
+/// Starting another program costs more than the rest of start-up; where the file answers first, it
+/// is the same to read that.
 Result<std::string> homeFolderOf(uid_t user) {
-  if (isFileAskedFirst()) {
-    if (auto home = homeInFile(user)) return std::move(*home);
-  }
-  constexpr std::size_t longestRecord = std::size_t{1} << 20;
-  std::vector<char> buffer(1024);
-  passwd record = {};
-  passwd* found = nullptr;
-  int error = ::getpwuid_r(user, &record, buffer.data(), buffer.size(), &found);
-  while (error == EINTR || (error == ERANGE && buffer.size() < longestRecord)) {
-    if (error == ERANGE) buffer.resize(2 * buffer.size());
-    error = ::getpwuid_r(user, &record, buffer.data(), buffer.size(), &found);
-  }
-  if (found != nullptr && isUsable(record)) return std::string(record.pw_dir);
-  if (found == nullptr && error != 0 && error != ENOENT && error != ESRCH) {
-    errno = error;
-    return failureFromErrno("read the user database");
-  }
-  return Failure{FailureCause::notFound,
-                 "the user database has no " +
-                     std::string(found == nullptr ? "entry" : "home folder") + " for user " +
-                     std::to_string(user)};
+  const auto configuration = contentOf("/etc/nsswitch.conf");
+  if (!configuration) return unread(configuration.failure().text);
+  const Sources sources = UserDatabase::sourcesIn(textOf(configuration.value()));
+  if (sources == Sources::others) return homeByNameService(user);
+  const auto file = contentOf("/etc/passwd");
+  if (!file) return unread(file.failure().text);
+  if (auto home = UserDatabase::homeIn(textOf(file.value()), user))
+    return usable(*std::move(home), user);
+  if (sources == Sources::fileFirst) return homeByNameService(user);
+  return missing("entry", user);
 }
 
 }  // namespace corvane::Platform

@@ -9,7 +9,8 @@
 namespace corvane::Platform {
 
 /// The home folder of `user` as the user database has it. Fails with `notFound` when it has no
-/// entry for the user or no home folder in it, with another cause when it can't be read. Never
+/// entry for the user or no home folder in it, with another cause when it can't be read or a name
+/// service does not find the user. Blocks for up to 5 s where a name service is asked. Never
 /// $HOME: sandboxes change the environment of what a browser starts, and the main application must
 /// be met all the same. Safe from any thread.
 Result<std::string> homeFolderOf(uid_t user);

@@ -41,13 +41,15 @@ void resetSignals() {
   ::pthread_sigmask(SIG_SETMASK, &none, nullptr);
 }
 
-/// Leaves descriptors 0 to 2 on /dev/null and `kept`, which closes when the program starts.
-bool resetDescriptors(int kept) {
+/// Leaves descriptors 0 to 2 on /dev/null, 1 on `output` if that is one, and `kept`, which closes
+/// when the program starts.
+bool resetDescriptors(int kept, int output) {
   const int null = ::open("/dev/null", O_RDWR);
   if (null < 0) return false;
   for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
     if (::dup2(null, stream) < 0) return false;
   }
+  if (output >= 0 && ::dup2(output, STDOUT_FILENO) < 0) return false;
   const auto first = static_cast<unsigned>(STDERR_FILENO + 1);
   const auto apart = static_cast<unsigned>(kept);
   return (apart == first || ::close_range(first, apart - 1, 0) == 0) &&
@@ -60,17 +62,28 @@ bool resetDescriptors(int kept) {
   ::_exit(127);
 }
 
-[[noreturn]] void becomeProgram(const char* path, char* const* arguments, const char* folder,
-                                int report) {
+struct Program {
+  const char* path = nullptr;
+  char* const* arguments = nullptr;
+  const char* folder = nullptr;
+  std::optional<ForOutput> output;
+};
+
+[[noreturn]] void become(const Program& program, int report) {
   resetSignals();
-  if (resetDescriptors(report) && ::chdir(folder) == 0) ::execv(path, arguments);
+  const int output = program.output ? program.output->standardOutput : -1;
+  if (resetDescriptors(report, output) && ::chdir(program.folder) == 0) {
+    char* const nothing[] = {nullptr};
+    if (program.output) ::alarm(static_cast<unsigned>(program.output->limit.count()));
+    ::execve(program.path, program.arguments, program.output ? nothing : environ);
+  }
   endWithErrno(report);
 }
 
 }  // namespace
 
 Result<OwnedDescriptor> startDetached(const std::vector<std::string>& arguments,
-                                      const std::string& folder) {
+                                      const std::string& folder, std::optional<ForOutput> output) {
   const auto path = pathOf(arguments.empty() ? "" : arguments.front());
   if (!path) return path.failure();
   std::vector<char*> pointers;
@@ -90,7 +103,7 @@ Result<OwnedDescriptor> startDetached(const std::vector<std::string>& arguments,
     const pid_t grandchild = systemCalls().fork();
     if (grandchild < 0) endWithErrno(report.number());
     if (grandchild == 0)
-      becomeProgram(path.value().c_str(), pointers.data(), folder.c_str(), report.number());
+      become({path.value().c_str(), pointers.data(), folder.c_str(), output}, report.number());
     ::_exit(0);
   }
   // Not asked for its status: where SIGCHLD is ignored the system keeps none.

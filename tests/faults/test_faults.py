@@ -11,15 +11,18 @@ import shutil
 import signal
 import socket
 import subprocess
+import tempfile
 import time
 import unittest
 from pathlib import Path
 
 from asking import PAGE, TIMEOUT, page_in, receive, send
-from host import ALONE, DEADLINE, PUSH, Container, Host, MainApplication, Observers
+from host import ALONE, DEADLINE, EXECUTABLE, PUSH, Container, Host, MainApplication, Observers, \
+    wait_for
 from standstill import stopped, stopped_holder
 
-REPLY, LAST_SLICE = 3.0, 5.0  # seconds
+DYNAMIC = Path(EXECUTABLE).with_name("corvane-nm-failing")  # can be made to load a library
+REPLY, LAST_SLICE, NAME_SERVICE = 3.0, 5.0, 5.0  # seconds
 TOLERANCE = 10.0  # seconds; a busy machine comes late, a host that has no limit much later
 
 
@@ -180,13 +183,39 @@ class Faults(unittest.TestCase):
         self.assert_ends(host)
         self.seen("container removed", self.waited)
 
+    def test_silent_name_service(self):
+        """Where the file is not asked first, getent is, and for a while only."""
+        home, folder = os.environ["HOME"], Path(self.enterContext(tempfile.TemporaryDirectory()))
+        os.mkfifo(folder / "alive")
+        getent, configuration = folder / "getent", folder / "nsswitch.conf"
+        configuration.write_text("passwd: sss files\n")
+        getent.write_text(f"#!/bin/sh\necho user:x:{os.geteuid()}:0::{home}:\n")
+        getent.chmod(0o755)
+        for file, path in (getent, "/usr/bin/getent"), (configuration, "/etc/nsswitch.conf"):
+            subprocess.run(["mount", "--bind", file, path], check=True)
+            self.addCleanup(subprocess.run, ["umount", path], check=True)
+        self.link()
+        getent.write_text(f"#!/bin/sh\nexec /bin/sleep 1000 3>{folder}/alive\n")
+        begin = time.monotonic()
+        with Host() as host, open(os.open(folder / "alive", os.O_RDONLY)) as alive:
+            self.assertEqual(host.wait(), -signal.SIGABRT)
+            self.assert_took(time.monotonic() - begin, NAME_SERVICE)
+            self.assertIn("read the user database: /usr/bin/getent: it did not end", host.errors())
+            wait_for(alive, select.POLLHUP, time.monotonic() + DEADLINE)
+        getent.write_text("#!/bin/sh\nexit 2\n")
+        with Host() as host:
+            self.assertEqual(host.wait(), -signal.SIGABRT)
+            self.assertIn("read the user database: getent finds no user", host.errors())
+        self.seen("silent name service", "a host stops after 5 s")
+
     def test_clock_set_back_and_forth(self):
         library, *_ = Path("/usr/lib").glob("*/faketime/libfaketime.so.1")
         clock = self.container.folder.parent / "clock"
         clock.write_text("+0")
         self.link(env=os.environ | {
             "LD_PRELOAD": str(library), "FAKETIME_TIMESTAMP_FILE": str(clock),
-            "FAKETIME_NO_CACHE": "1", "FAKETIME_DONT_FAKE_MONOTONIC": "1", "NO_FAKE_STAT": "1"})
+            "FAKETIME_NO_CACHE": "1", "FAKETIME_DONT_FAKE_MONOTONIC": "1", "NO_FAKE_STAT": "1"},
+            executable=DYNAMIC)
         (host,) = self.hosts
         self.application.command("fault silent")
         host.send(b"bad")  # begins a log

@@ -10,6 +10,7 @@
 #include "Platform/Container/DesktopEntry.h"
 #include "Platform/File.h"
 #include "Platform/Linux/DetachedProcess.h"
+#include "Platform/Linux/ProgramOutput.h"
 #include "tests/Support/TemporaryFolder.h"
 
 namespace corvane::Platform {
@@ -98,6 +99,17 @@ TEST_F(DetachedProcessTest, TellsWhetherAProgramStartsAlsoWithoutStatusesOfChild
   EXPECT_TRUE(runs({"true"}));
   EXPECT_FALSE(runs({"/missing"}));
   ::signal(SIGCHLD, ignored);
+}
+
+TEST(ProgramOutput, IsAllThatAProgramWithoutEnvironmentWrites) {
+  const auto outputOf = [](const Arguments& arguments) {
+    auto output = Platform::outputOf(arguments, std::chrono::seconds(30), 5);
+    return output ? output.value() : "failed";
+  };
+  EXPECT_EQ(outputOf({"/bin/echo", "word"}), "word\n");
+  EXPECT_EQ(outputOf({"/bin/echo", "words"}), "failed") << "longer than allowed";
+  EXPECT_EQ(outputOf({"/usr/bin/env"}), "");
+  EXPECT_EQ(outputOf({"/missing"}), "failed");
 }
 
 }  // namespace

@@ -1,0 +1,58 @@
+#include "Platform/Container/UserDatabase.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <system_error>
+
+namespace corvane::Platform {
+namespace {
+
+std::string_view takeUntil(char end, std::string_view& text) {
+  const std::string_view taken = text.substr(0, text.find(end));
+  text.remove_prefix(std::min(taken.size() + 1, text.size()));
+  return taken;
+}
+
+/// Takes the next word off the front of `line`.
+std::string_view takeWord(std::string_view& line) {
+  constexpr std::string_view blanks = " \t";
+  line.remove_prefix(std::min(line.find_first_not_of(blanks), line.size()));
+  const std::string_view word = line.substr(0, line.find_first_of(blanks));
+  line.remove_prefix(word.size());
+  return word;
+}
+
+}  // namespace
+
+UserDatabase::Sources UserDatabase::sourcesIn(std::string_view configuration) {
+  while (!configuration.empty()) {
+    std::string_view line = takeUntil('\n', configuration);
+    if (takeWord(line) != "passwd:") continue;
+    if (takeWord(line) != "files") return Sources::others;
+    const std::string_view next = takeWord(line);
+    if (next.empty() || next.front() == '#') return Sources::fileOnly;
+    // What follows a source in brackets can also say that others are asked although it answers.
+    return next.front() == '[' ? Sources::others : Sources::fileFirst;
+  }
+  return Sources::fileOnly;
+}
+
+std::optional<std::string> UserDatabase::homeIn(std::string_view text, uid_t user) {
+  while (!text.empty()) {
+    std::string_view line = takeUntil('\n', text);
+    std::array<std::string_view, 6> fields;  // name, password, user, group, description, home
+    for (std::string_view& field : fields) field = takeUntil(':', line);
+    const std::string_view number = fields[2];
+    uid_t found = 0;
+    const auto read = std::from_chars(number.data(), number.data() + number.size(), found);
+    if (read.ec != std::errc() || read.ptr != number.data() + number.size()) continue;
+    // The first character of a comment, or of a line for sources of another kind.
+    constexpr std::string_view noName = "#+-";
+    if (fields[0].empty() || noName.find(fields[0].front()) != noName.npos) continue;
+    if (found == user) return std::string(fields[5].substr(0, 1) == "/" ? fields[5] : "");
+  }
+  return std::nullopt;
+}
+
+}  // namespace corvane::Platform
