@@ -1,10 +1,15 @@
 // start-bench FOLDER ROUNDS [NOTE [OTHER]]: how long the host in FOLDER takes from being started to
-// the last byte of its first reply, and, idle again, from the end of its input to its end. In turns
-// within one run with another build's host OTHER; without OTHER, with a C program that echoes
-// frames. NOTE goes into the names of the rows. Run it where the host finds a group container.
+// the last byte of its first reply, and, idle again, from the end of its input to its end. Then
+// starts back to back, each as soon as the program before has ended, whose processor is awake and
+// whose caches are warm. In turns within one run with another build's host OTHER; without OTHER,
+// with a C program that echoes frames. NOTE goes into the names of the rows. Run it where the host
+// finds a group container.
 
 #include <chrono>
+#include <string>
 #include <thread>
+#include <utility>
+#include <vector>
 
 #include "bench/Child.h"
 #include "bench/HostBench.h"
@@ -19,28 +24,42 @@ using Microseconds = std::chrono::duration<double, std::micro>;
 /// By then a program that has given its first reply has nothing left to do.
 constexpr std::chrono::milliseconds untilIdle{5};
 
-void live(const std::string& program, std::vector<double>& start, std::vector<double>& end) {
+/// Durations of one program, in microseconds, one for each start.
+struct Life {
+  std::vector<double> start;
+  std::vector<double> end;
+};
+
+void live(const std::string& program, std::chrono::milliseconds rest, Life& life) {
   const auto started = Clock::now();
   Child child({program});
   child.send(R"({"type":"init","id":"1","parameters":{"apiVersion":"1"}})");
   static_cast<void>(child.receive());
-  start.push_back(Microseconds(Clock::now() - started).count());
-  std::this_thread::sleep_for(untilIdle);
+  life.start.push_back(Microseconds(Clock::now() - started).count());
+  if (rest > rest.zero()) std::this_thread::sleep_for(rest);
   const auto endOfInput = Clock::now();
   child.finish();
-  end.push_back(Microseconds(Clock::now() - endOfInput).count());
+  life.end.push_back(Microseconds(Clock::now() - endOfInput).count());
+}
+
+std::pair<Life, Life> livesOf(const Arguments& arguments, std::chrono::milliseconds rest) {
+  Life ours;
+  Life other;
+  for (long round = 0; round < arguments.rounds; ++round) {
+    inTurns(
+        round, [&] { live(arguments.host(), rest, ours); },
+        [&] { live(arguments.otherProgram(), rest, other); });
+  }
+  return {std::move(ours), std::move(other)};
 }
 
 void run(const Arguments& arguments) {
-  Rounds start;
-  Rounds end;
-  for (long round = 0; round < arguments.rounds; ++round) {
-    inTurns(
-        round, [&] { live(arguments.host(), start.ours, end.ours); },
-        [&] { live(arguments.otherProgram(), start.other, end.other); });
-  }
-  printRow("start to first reply" + arguments.note, "us", start);
-  printRow("end of input to exit" + arguments.note, "us", end);
+  const auto [ours, other] = livesOf(arguments, untilIdle);
+  printRow("start to first reply" + arguments.note, "us", {ours.start, other.start});
+  printRow("end of input to exit" + arguments.note, "us", {ours.end, other.end});
+  const auto [oursInRow, otherInRow] = livesOf(arguments, {});
+  printRow("start to first reply, back to back" + arguments.note, "us",
+           {oursInRow.start, otherInRow.start});
 }
 
 }  // namespace
