@@ -8,10 +8,25 @@ namespace corvane::VCSDate {
 namespace {
 
 constexpr std::string_view isoPattern = "yyyy-MM-ddTHH:mm:ss.SSS";
+constexpr std::string_view isoPatternWithOffset = "yyyy-MM-ddTHH:mm:ss.SSS+00:00";
 constexpr std::string_view fieldLetters = "yMdHmsS";
+constexpr std::size_t noField = fieldLetters.size();
 
 /// The seven fields in the order of fieldLetters.
 using Fields = std::array<int, fieldLetters.size()>;
+
+/// For each character the index of the field that it stands for, or `noField`.
+constexpr auto fieldOfCharacter = [] {
+  std::array<unsigned char, 256> fields{};
+  fields.fill(noField);
+  for (std::size_t i = 0; i < fieldLetters.size(); ++i)
+    fields[static_cast<unsigned char>(fieldLetters[i])] = static_cast<unsigned char>(i);
+  return fields;
+}();
+
+constexpr std::size_t fieldOf(char character) {
+  return fieldOfCharacter[static_cast<unsigned char>(character)];
+}
 
 Fields fieldsOf(Date date) {
   const auto day = std::chrono::floor<std::chrono::days>(date);
@@ -41,11 +56,6 @@ std::size_t runLength(std::string_view pattern, std::size_t at) {
   return (end == std::string_view::npos ? pattern.size() : end) - at;
 }
 
-/// Puts the digits of `number`, not negative, over the zeros that end before `end`.
-void putNumber(std::string& text, std::size_t end, int number) {
-  for (; number > 0; number /= 10) text[--end] = static_cast<char>('0' + number % 10);
-}
-
 bool isDigit(char character) {
   return character >= '0' && character <= '9';
 }
@@ -64,20 +74,16 @@ std::optional<std::chrono::minutes> offsetOf(std::string_view text) {
 
 }  // namespace
 
+/// Each letter, from the last on, takes the last digit that is left of its field.
 std::string formatted(Date date, std::string_view pattern) {
-  const Fields fields = fieldsOf(date);
-  std::string text;
-  for (std::size_t at = 0; at < pattern.size();) {
-    const std::size_t field = fieldLetters.find(pattern[at]);
-    if (field == std::string_view::npos) {
-      text += pattern[at++];
-      continue;
-    }
-    const std::size_t length = runLength(pattern, at);
-    const std::string digits = std::to_string(fields[field]);
-    if (digits.size() < length) text.append(length - digits.size(), '0');
-    text += digits;
-    at += length;
+  Fields rest = fieldsOf(date);
+  std::string text(pattern);
+  for (std::size_t at = text.size(); at-- > 0;) {
+    const std::size_t field = fieldOf(text[at]);
+    if (field == noField) continue;
+    const auto number = static_cast<unsigned>(rest[field]);
+    text[at] = static_cast<char>('0' + number % 10);
+    rest[field] = static_cast<int>(number / 10);
   }
   return text;
 }
@@ -86,8 +92,8 @@ std::optional<Date> parsed(std::string_view text, std::string_view pattern) {
   if (text.size() != pattern.size()) return std::nullopt;
   Fields fields = {1, 1, 1, 0, 0, 0, 0};
   for (std::size_t at = 0; at < pattern.size();) {
-    const std::size_t field = fieldLetters.find(pattern[at]);
-    if (field == std::string_view::npos) {
+    const std::size_t field = fieldOf(pattern[at]);
+    if (field == noField) {
       if (text[at] != pattern[at]) return std::nullopt;
       ++at;
       continue;
@@ -103,17 +109,7 @@ std::optional<Date> parsed(std::string_view text, std::string_view pattern) {
 }
 
 std::string iso8601String(Date date) {
-  const auto [year, month, day, hour, minute, second, millisecond] = fieldsOf(date);
-  if (year < 0 || year > 9999) return formatted(date, isoPattern) + "+00:00";
-  std::string text = "0000-00-00T00:00:00.000+00:00";
-  putNumber(text, 4, year);
-  putNumber(text, 7, month);
-  putNumber(text, 10, day);
-  putNumber(text, 13, hour);
-  putNumber(text, 16, minute);
-  putNumber(text, 19, second);
-  putNumber(text, 23, millisecond);
-  return text;
+  return formatted(date, isoPatternWithOffset);
 }
 
 std::optional<Date> dateWithISO8601String(std::optional<std::string_view> text) {

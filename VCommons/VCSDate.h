@@ -29,8 +29,8 @@ std::string iso8601String(std::chrono::time_point<std::chrono::system_clock, Dur
 std::optional<Date> dateWithISO8601String(std::optional<std::string_view> text);
 
 /// `date` by `pattern`: runs of y, M, d, H, m, s and S stand for year, month, day, hour, minute,
-/// second and millisecond with as many digits as the run is long, all other characters for
-/// themselves.
+/// second and millisecond with as many digits as the run is long, the last ones of the number; all
+/// other characters stand for themselves.
 std::string formatted(Date date, std::string_view pattern);
 
 /// The inverse: nothing unless `text` has exactly the pattern's form and names a real moment.
