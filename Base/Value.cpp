@@ -31,7 +31,9 @@ void Dictionary::set(std::string key, Value value) {
 }
 
 void Dictionary::append(std::string key, Value value) {
-  entries_.push_back({std::move(key), std::move(value)});
+  DictionaryEntry& entry = entries_.emplace_back();
+  entry.key = std::move(key);
+  entry.value = std::move(value);
 }
 
 void Dictionary::dropRepeatedKeys() {

@@ -18,8 +18,19 @@ constexpr char responseKey[] = "ExchangeResponseContainer";
 /// How often the newest reply is read before the exchange counts as failed.
 constexpr int readAttempts = 100;
 
-std::string key(ApiCommandParam param) {
-  return std::string(rawValue(param));
+/// Appends parameters and their values, which take turns, to the body of a request.
+template <class T, class... More>
+void append(Dictionary& body, ApiCommandParam param, const T& value, const More&... more) {
+  body.append(std::string(rawValue(param)), value);
+  if constexpr (sizeof...(more) > 0) append(body, more...);
+}
+
+template <class... ParamsAndValues>
+Dictionary bodyOf(const ParamsAndValues&... all) {
+  Dictionary body;
+  body.reserve(sizeof...(all) / 2);
+  append(body, all...);
+  return body;
 }
 
 /// The result in `body`, if it is there and a `T`.
@@ -75,31 +86,30 @@ void ExtensionBrowserApiClient::appState(ResultReply<EBAAppStateResponse> reply)
 void ExtensionBrowserApiClient::getCurrentFilteringState(
     const std::string& url, std::int64_t port, const std::string& appName,
     ResultReply<EBACurrentFilteringStateResponse> reply) {
-  call(apiCommandGetCurrentFilteringState,
-       Dictionary{{key(ApiCommandParam::url), url},
-                  {key(ApiCommandParam::port), port},
-                  {key(ApiCommandParam::app), appName}},
-       [reply = std::move(reply)](const Body& body, const Error& error) mutable {
-         reply(stateOf<EBACurrentFilteringStateResponse>(body), error);
-       });
+  call(
+      apiCommandGetCurrentFilteringState,
+      bodyOf(ApiCommandParam::url, url, ApiCommandParam::port, port, ApiCommandParam::app, appName),
+      [reply = std::move(reply)](const Body& body, const Error& error) mutable {
+        reply(stateOf<EBACurrentFilteringStateResponse>(body), error);
+      });
 }
 
 void ExtensionBrowserApiClient::setProtectionStatus(bool isEnabled, ErrorReply reply) {
-  call(apiCommandSetProtectionStatus, Dictionary{{key(ApiCommandParam::enabled), isEnabled}},
+  call(apiCommandSetProtectionStatus, bodyOf(ApiCommandParam::enabled, isEnabled),
        withoutResult(std::move(reply)));
 }
 
 void ExtensionBrowserApiClient::setHttpFilteringStatus(const std::string& url, bool isEnabled,
                                                        ErrorReply reply) {
   call(apiCommandSetHttpFilteringStatus,
-       Dictionary{{key(ApiCommandParam::url), url}, {key(ApiCommandParam::enabled), isEnabled}},
+       bodyOf(ApiCommandParam::url, url, ApiCommandParam::enabled, isEnabled),
        withoutResult(std::move(reply)));
 }
 
 void ExtensionBrowserApiClient::setHttpsFilteringStatus(const std::string& url, bool isEnabled,
                                                         UniqueFunction<void(bool, Error)> reply) {
   call(apiCommandSetHttpsFilteringStatus,
-       Dictionary{{key(ApiCommandParam::url), url}, {key(ApiCommandParam::enabled), isEnabled}},
+       bodyOf(ApiCommandParam::url, url, ApiCommandParam::enabled, isEnabled),
        [reply = std::move(reply)](const Body& body, const Error& error) mutable {
          const auto* result = resultOf<bool>(body);
          reply(result != nullptr && *result, error);
@@ -108,8 +118,7 @@ void ExtensionBrowserApiClient::setHttpsFilteringStatus(const std::string& url, 
 
 void ExtensionBrowserApiClient::rule(Command action, const std::string& ruleText,
                                      ErrorReply reply) {
-  call(action, Dictionary{{key(ApiCommandParam::ruleText), ruleText}},
-       withoutResult(std::move(reply)));
+  call(action, bodyOf(ApiCommandParam::ruleText, ruleText), withoutResult(std::move(reply)));
 }
 
 void ExtensionBrowserApiClient::addRule(const std::string& ruleText, ErrorReply reply) {
@@ -121,16 +130,15 @@ void ExtensionBrowserApiClient::removeRule(const std::string& ruleText, ErrorRep
 }
 
 void ExtensionBrowserApiClient::removeCustomRules(const std::string& url, ErrorReply reply) {
-  call(apiCommandRemoveCustomRules, Dictionary{{key(ApiCommandParam::url), url}},
+  call(apiCommandRemoveCustomRules, bodyOf(ApiCommandParam::url, url),
        withoutResult(std::move(reply)));
 }
 
 void ExtensionBrowserApiClient::openOriginalCert(const std::string& domain, std::int64_t port,
                                                  const std::string& appName, ErrorReply reply) {
   call(apiCommandOpenOriginalCert,
-       Dictionary{{key(ApiCommandParam::domain), domain},
-                  {key(ApiCommandParam::port), port},
-                  {key(ApiCommandParam::app), appName}},
+       bodyOf(ApiCommandParam::domain, domain, ApiCommandParam::port, port, ApiCommandParam::app,
+              appName),
        withoutResult(std::move(reply)));
 }
 
@@ -138,9 +146,8 @@ void ExtensionBrowserApiClient::reportSite(const std::string& url, const std::st
                                            const std::string& userAgent,
                                            ResultReply<std::string> reply) {
   call(apiCommandReportSite,
-       Dictionary{{key(ApiCommandParam::url), url},
-                  {key(ApiCommandParam::referrer), referrer},
-                  {key(ApiCommandParam::userAgent), userAgent}},
+       bodyOf(ApiCommandParam::url, url, ApiCommandParam::referrer, referrer,
+              ApiCommandParam::userAgent, userAgent),
        [reply = std::move(reply)](const Body& body, const Error& error) mutable {
          const auto* result = resultOf<std::string>(body);
          reply(result == nullptr ? std::nullopt : std::optional(*result), error);
@@ -160,13 +167,13 @@ void ExtensionBrowserApiClient::updateApp(ErrorReply reply) {
 }
 
 /// One operation: leaves a trace under its name and adds its exchange.
-void ExtensionBrowserApiClient::call(Command action, Body body, BodyReply reply) {
+void ExtensionBrowserApiClient::call(Command action, Body&& body, BodyReply&& reply) {
   VCLogDebugTrace({file, operationName(action)});
   through(action, std::move(body), std::move(reply));
 }
 
 /// Adds one exchange to the work order. Its steps are the functions that follow.
-void ExtensionBrowserApiClient::through(Command action, Body body, BodyReply reply) {
+void ExtensionBrowserApiClient::through(Command action, Body&& body, BodyReply&& reply) {
   link_.workOrder.async([weak = weak_from_this(), action, body = std::move(body),
                          reply = std::move(reply)]() mutable {
     const auto self = weak.lock();

@@ -66,8 +66,8 @@ class ExtensionBrowserApiClient final
   explicit ExtensionBrowserApiClient(Link link);
 
   void rule(Command action, const std::string& ruleText, ErrorReply reply);
-  void call(Command action, Body body, BodyReply reply);
-  void through(Command action, Body body, BodyReply reply);
+  void call(Command action, Body&& body, BodyReply&& reply);
+  void through(Command action, Body&& body, BodyReply&& reply);
   void sendRequest(const ExchangePointer& exchange, Body body);
   void takeResponse(const ExchangePointer& exchange);
   void answer(Exchange& exchange, const Body& body);

@@ -18,11 +18,14 @@ Result<std::optional<Request>> RequestBuilder::request() {
   }
   auto* const type = std::get_if<std::string>(&type_);
   auto* const id = std::get_if<std::string>(&id_);
-  if (type == nullptr || id == nullptr) return std::optional<Request>();
-  std::optional<Request> request =
-      Request{std::move(*type), std::move(*id), std::move(parameters_)};
-  if (auto* const data = std::get_if<std::string>(&data_)) request->data = std::move(*data);
-  return request;
+  Result<std::optional<Request>> result = std::optional<Request>();
+  if (type == nullptr || id == nullptr) return result;
+  Request& request = result->emplace();
+  request.type = std::move(*type);
+  request.id = std::move(*id);
+  request.parameters = std::move(parameters_);
+  if (auto* const data = std::get_if<std::string>(&data_)) request.data = std::move(*data);
+  return result;
 }
 
 bool RequestBuilder::on_object_begin(Error& /*error*/) {
@@ -51,10 +54,13 @@ bool RequestBuilder::on_key_part(Text part, std::size_t /*length*/, Error& /*err
   return true;
 }
 
-bool RequestBuilder::on_key(Text part, std::size_t /*length*/, Error& /*error*/) {
-  addToKey(part);
-  const std::size_t length = std::exchange(keyLength_, 0);
-  const std::string_view name{key_.data(), length <= longestName ? length : 0};
+bool RequestBuilder::on_key(Text part, std::size_t length, Error& /*error*/) {
+  std::string_view name{part.data(), part.size()};
+  if (part.size() < length) {  // the end of a key that came in parts
+    addToKey(part);
+    name = {key_.data(), length <= longestName ? length : 0};
+    keyLength_ = 0;
+  }
   target_ = memberNamed(name);
   isKeptWhole_ = name == "id" || name == "apiVersion";
   if (target_ != nullptr) *target_ = std::monostate();  // an equal key before does not count

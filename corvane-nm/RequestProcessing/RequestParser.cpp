@@ -77,11 +77,11 @@ void RequestParser::write(std::string_view piece, bool isLast) {
 
 Result<std::optional<Request>> RequestParser::finish() {
   const json::error_code error = std::exchange(state_->error, {});
-  auto request = error ? Failure{FailureCause::malformed, error.message()}
-                       : state_->parser.handler().request();
+  auto request = state_->parser.handler().request();
   state_->parser.handler() = {};
   state_->parser.reset();
   state_->cutOff.clear();
+  if (error) request = Failure{FailureCause::malformed, error.message()};
   return request;
 }
 
