@@ -1,19 +1,49 @@
 #pragma once
 
-#include <algorithm>
 #include <array>
 #include <cstddef>
+#include <optional>
 #include <span>
 #include <string_view>
 
 namespace corvane::RequestProcessing {
 
+/// The members that commands read in "parameters".
+enum class Parameter {
+  apiVersion,
+  forceStartApp,
+  url,
+  port,
+  isEnabled,
+  isHttpsEnabled,
+  ruleText,
+  domain,
+  referrer,
+  userAgent,
+};
+
+/// Their names, in the same order.
+inline constexpr std::array<std::string_view, 10> parameterNames = {
+    "apiVersion",     "forceStartApp", "url",    "port",     "isEnabled",
+    "isHttpsEnabled", "ruleText",      "domain", "referrer", "userAgent"};
+
+/// The parameter that `name` is the name of, if it is one.
+constexpr std::optional<Parameter> findParameter(std::string_view name) {
+  for (std::size_t i = 0; i < parameterNames.size(); ++i)
+    if (parameterNames[i] == name) return static_cast<Parameter>(i);
+  return std::nullopt;
+}
+
 /// A parameter that a command needs, and the kind of its JSON value.
 struct RequiredParameter {
   enum class Kind { text, integer, flag };
 
-  std::string_view name;
+  Parameter parameter;
   Kind kind;
+
+  [[nodiscard]] constexpr std::string_view name() const {
+    return parameterNames[static_cast<std::size_t>(parameter)];
+  }
 };
 
 /// The commands that the browser's extension sends, in the order of the table.
@@ -43,17 +73,21 @@ struct BrowserCommand {
 
 namespace detail {
 using Kind = RequiredParameter::Kind;
-inline constexpr RequiredParameter version[] = {{"apiVersion", Kind::text}};
-inline constexpr RequiredParameter page[] = {
-    {"forceStartApp", Kind::flag}, {"url", Kind::text}, {"port", Kind::integer}};
-inline constexpr RequiredParameter protection[] = {{"isEnabled", Kind::flag}};
-inline constexpr RequiredParameter filtering[] = {
-    {"url", Kind::text}, {"isEnabled", Kind::flag}, {"isHttpsEnabled", Kind::flag}};
-inline constexpr RequiredParameter rule[] = {{"ruleText", Kind::text}};
-inline constexpr RequiredParameter address[] = {{"url", Kind::text}};
-inline constexpr RequiredParameter server[] = {{"domain", Kind::text}, {"port", Kind::integer}};
-inline constexpr RequiredParameter site[] = {
-    {"url", Kind::text}, {"referrer", Kind::text}, {"userAgent", Kind::text}};
+inline constexpr RequiredParameter version[] = {{Parameter::apiVersion, Kind::text}};
+inline constexpr RequiredParameter page[] = {{Parameter::forceStartApp, Kind::flag},
+                                             {Parameter::url, Kind::text},
+                                             {Parameter::port, Kind::integer}};
+inline constexpr RequiredParameter protection[] = {{Parameter::isEnabled, Kind::flag}};
+inline constexpr RequiredParameter filtering[] = {{Parameter::url, Kind::text},
+                                                  {Parameter::isEnabled, Kind::flag},
+                                                  {Parameter::isHttpsEnabled, Kind::flag}};
+inline constexpr RequiredParameter rule[] = {{Parameter::ruleText, Kind::text}};
+inline constexpr RequiredParameter address[] = {{Parameter::url, Kind::text}};
+inline constexpr RequiredParameter server[] = {{Parameter::domain, Kind::text},
+                                               {Parameter::port, Kind::integer}};
+inline constexpr RequiredParameter site[] = {{Parameter::url, Kind::text},
+                                             {Parameter::referrer, Kind::text},
+                                             {Parameter::userAgent, Kind::text}};
 }  // namespace detail
 
 /// All commands: the one place that says what they are called and what they need.
@@ -72,28 +106,6 @@ inline constexpr std::array<BrowserCommand, 13> browserCommands = {{
     {CommandId::openSettings, "openSettings", {}, false},
     {CommandId::updateApp, "updateApp", {}, false},
 }};
-
-/// All names that commands read in "parameters".
-inline constexpr std::array<std::string_view, 10> parameterNames = {
-    "apiVersion",     "forceStartApp", "url",    "port",     "isEnabled",
-    "isHttpsEnabled", "ruleText",      "domain", "referrer", "userAgent"};
-
-/// The place of `name` among them; their number when it is none of them.
-constexpr std::size_t indexOfParameter(std::string_view name) {
-  std::size_t index = 0;
-  while (index < parameterNames.size() && parameterNames[index] != name) ++index;
-  return index;
-}
-
-static_assert(std::all_of(browserCommands.begin(), browserCommands.end(),
-                          [](const BrowserCommand& command) {
-                            return std::all_of(command.parameters.begin(), command.parameters.end(),
-                                               [](const RequiredParameter& parameter) {
-                                                 return indexOfParameter(parameter.name) <
-                                                        parameterNames.size();
-                                               });
-                          }),
-              "each parameter of a command is among the names");
 
 /// The command whose type is exactly `type`; nullptr when there is none.
 constexpr const BrowserCommand* findBrowserCommand(std::string_view type) {

@@ -184,7 +184,7 @@ void CommandHandlers::getCurrentAppState(Work work) {
 }
 
 void CommandHandlers::init(Work work) {
-  const auto* const apiVersion = work->parameters().text("apiVersion");
+  const auto* const apiVersion = work->parameters().text(Parameter::apiVersion);
   const bool isValidated =
       apiVersion != nullptr && numericallyEqual(*apiVersion, supportedApiVersion);
   work->response.status =
@@ -197,7 +197,7 @@ void CommandHandlers::init(Work work) {
 }
 
 void CommandHandlers::getCurrentFilteringState(Work work) {
-  const bool* const forceStartApp = work->parameters().flag("forceStartApp");
+  const bool* const forceStartApp = work->parameters().flag(Parameter::forceStartApp);
   if (forceStartApp == nullptr) {
     preset(*work);
     return WorkingReply::send(std::move(work));
@@ -214,7 +214,8 @@ void CommandHandlers::askForFilteringState(Work work) {
   if (!work->isComplete()) return WorkingReply::send(std::move(work));
   const Parameters& parameters = work->parameters();
   environment_.client.getCurrentFilteringState(
-      *parameters.text("url"), *parameters.integer("port"), environment_.callerApplicationName(),
+      *parameters.text(Parameter::url), *parameters.integer(Parameter::port),
+      environment_.callerApplicationName(),
       [work = std::move(work)](const std::optional<EBACurrentFilteringStateResponse>& record,
                                const Error& error) mutable {
         work->response.parameters = dictionary(record.value_or(EBACurrentFilteringStateResponse{}));
@@ -226,7 +227,7 @@ void CommandHandlers::askForFilteringState(Work work) {
 void CommandHandlers::setProtectionStatus(Work work) {
   preset(*work);
   if (!work->isComplete()) return WorkingReply::send(std::move(work));
-  const bool isEnabled = *work->parameters().flag("isEnabled");
+  const bool isEnabled = *work->parameters().flag(Parameter::isEnabled);
   environment_.client.setProtectionStatus(isEnabled, finalReply(std::move(work)));
 }
 
@@ -235,12 +236,12 @@ void CommandHandlers::setFilteringStatus(Work work) {
   if (!work->isComplete()) return WorkingReply::send(std::move(work));
   const Parameters& parameters = work->parameters();
   environment_.client.setHttpFilteringStatus(
-      *parameters.text("url"), *parameters.flag("isEnabled"),
+      *parameters.text(Parameter::url), *parameters.flag(Parameter::isEnabled),
       [this, &parameters, work = std::move(work)](const Error& error) mutable {
         work->response.status = ResponseStatus::fromClientError(error);
         if (!work->response.status.isOk()) return WorkingReply::send(std::move(work));
         environment_.client.setHttpsFilteringStatus(
-            *parameters.text("url"), *parameters.flag("isHttpsEnabled"),
+            *parameters.text(Parameter::url), *parameters.flag(Parameter::isHttpsEnabled),
             [answer = finalReply(std::move(work))](
                 bool /*result*/, const Error& httpsError) mutable { answer(httpsError); });
       });
@@ -249,7 +250,7 @@ void CommandHandlers::setFilteringStatus(Work work) {
 void CommandHandlers::removeCustomRules(Work work) {
   preset(*work);
   if (!work->isComplete()) return WorkingReply::send(std::move(work));
-  const std::string& url = *work->parameters().text("url");
+  const std::string& url = *work->parameters().text(Parameter::url);
   environment_.client.removeCustomRules(url, finalReply(std::move(work)));
 }
 
@@ -257,7 +258,7 @@ void CommandHandlers::changeRule(Work work, void (Protocol::*operation)(const st
                                                                         Protocol::ErrorReply)) {
   withMainAppState(std::move(work), [this, operation](Work stated) {
     if (!stated->isComplete()) return WorkingReply::send(std::move(stated));
-    const std::string& ruleText = *stated->parameters().text("ruleText");
+    const std::string& ruleText = *stated->parameters().text(Parameter::ruleText);
     (environment_.client.*operation)(ruleText, finalReply(std::move(stated)));
   });
 }
@@ -266,9 +267,9 @@ void CommandHandlers::openOriginalCert(Work work) {
   withMainAppState(std::move(work), [this](Work stated) {
     if (!stated->isComplete()) return WorkingReply::send(std::move(stated));
     const Parameters& parameters = stated->parameters();
-    environment_.client.openOriginalCert(*parameters.text("domain"), *parameters.integer("port"),
-                                         environment_.callerApplicationName(),
-                                         finalReply(std::move(stated)));
+    environment_.client.openOriginalCert(
+        *parameters.text(Parameter::domain), *parameters.integer(Parameter::port),
+        environment_.callerApplicationName(), finalReply(std::move(stated)));
   });
 }
 
@@ -277,7 +278,8 @@ void CommandHandlers::reportSite(Work work) {
     if (!stated->isComplete()) return WorkingReply::send(std::move(stated));
     const Parameters& parameters = stated->parameters();
     environment_.client.reportSite(
-        *parameters.text("url"), *parameters.text("referrer"), *parameters.text("userAgent"),
+        *parameters.text(Parameter::url), *parameters.text(Parameter::referrer),
+        *parameters.text(Parameter::userAgent),
         [work = std::move(stated)](const std::optional<std::string>& reportUrl,
                                    const Error& error) mutable {
           work->response.parameters = JsonObject{{"reportUrl", reportUrl.value_or("")}};

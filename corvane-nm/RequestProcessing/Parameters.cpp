@@ -10,24 +10,26 @@ constexpr std::size_t mostOfACommand = 3;
 }  // namespace
 
 Parameters::Value* Parameters::slot(std::string_view name) {
+  const auto parameter = findParameter(name);
+  if (!parameter) return nullptr;
   for (Entry& entry : entries_)
-    if (entry.name == name) return &entry.value;
-  const std::size_t index = indexOfParameter(name);
-  if (index == parameterNames.size()) return nullptr;
+    if (entry.parameter == *parameter) return &entry.value;
   if (entries_.empty()) entries_.reserve(mostOfACommand);
-  return &entries_.emplace_back(Entry{parameterNames[index], {}}).value;
+  return &entries_.emplace_back(Entry{*parameter, {}}).value;
 }
 
-const Parameters::Value& Parameters::value(std::string_view name) const {
+const Parameters::Value& Parameters::value(Parameter parameter) const {
   static const Value none;
   for (const Entry& entry : entries_)
-    if (entry.name == name) return entry.value;
+    if (entry.parameter == parameter) return entry.value;
   return none;
 }
 
 bool Parameters::operator==(const Parameters& other) const {
-  return std::all_of(parameterNames.begin(), parameterNames.end(),
-                     [&](std::string_view name) { return value(name) == other.value(name); });
+  return std::all_of(parameterNames.begin(), parameterNames.end(), [&](std::string_view name) {
+    const Parameter parameter = *findParameter(name);
+    return value(parameter) == other.value(parameter);
+  });
 }
 
 bool Parameters::haveAll(std::span<const RequiredParameter> required) const {
@@ -35,11 +37,11 @@ bool Parameters::haveAll(std::span<const RequiredParameter> required) const {
   return std::all_of(required.begin(), required.end(), [this](const RequiredParameter& one) {
     switch (one.kind) {
       case Kind::text:
-        return text(one.name) != nullptr;
+        return text(one.parameter) != nullptr;
       case Kind::integer:
-        return integer(one.name) != nullptr;
+        return integer(one.parameter) != nullptr;
       case Kind::flag:
-        return flag(one.name) != nullptr;
+        return flag(one.parameter) != nullptr;
     }
     return false;
   });

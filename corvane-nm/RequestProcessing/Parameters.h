@@ -25,14 +25,16 @@ class Parameters {
   /// Whether all of `required` are there, each with a value of its kind.
   [[nodiscard]] bool haveAll(std::span<const RequiredParameter> required) const;
 
-  /// nullptr when `name` is missing or its value is of another kind. Kinds never mix: true is no
-  /// integer, 1 no boolean, 443.0 no integer.
-  [[nodiscard]] const std::string* text(std::string_view name) const {
-    return find<std::string>(name);
+  /// nullptr when `parameter` is missing or its value is of another kind. Kinds never mix: true is
+  /// no integer, 1 no boolean, 443.0 no integer.
+  [[nodiscard]] const std::string* text(Parameter parameter) const {
+    return std::get_if<std::string>(&value(parameter));
   }
-  [[nodiscard]] const bool* flag(std::string_view name) const { return find<bool>(name); }
-  [[nodiscard]] const std::int64_t* integer(std::string_view name) const {
-    return find<std::int64_t>(name);
+  [[nodiscard]] const bool* flag(Parameter parameter) const {
+    return std::get_if<bool>(&value(parameter));
+  }
+  [[nodiscard]] const std::int64_t* integer(Parameter parameter) const {
+    return std::get_if<std::int64_t>(&value(parameter));
   }
 
   /// Whether all values are equal.
@@ -43,15 +45,11 @@ class Parameters {
 
  private:
   struct Entry {
-    std::string_view name;  // one of `parameterNames`
+    Parameter parameter;
     Value value;
   };
 
-  template <class T>
-  [[nodiscard]] const T* find(std::string_view name) const {
-    return std::get_if<T>(&value(name));
-  }
-  [[nodiscard]] const Value& value(std::string_view name) const;
+  [[nodiscard]] const Value& value(Parameter parameter) const;
 
   std::vector<Entry> entries_;  // a few, in the order in which they came
 };

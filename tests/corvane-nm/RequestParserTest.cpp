@@ -21,9 +21,11 @@ std::string outcomeOf(RequestParser& parser, std::string_view text, std::size_t 
   std::string outcome = (*request)->type + " " + (*request)->id;
   if ((*request)->data) outcome += " data " + *(*request)->data;
   for (const std::string_view name : parameterNames) {
-    if (const auto* text = parameters.text(name)) outcome += " " + *text;
-    if (const auto* flag = parameters.flag(name)) outcome += *flag ? " yes" : " no";
-    if (const auto* number = parameters.integer(name)) outcome += " " + std::to_string(*number);
+    const Parameter parameter = *findParameter(name);
+    if (const auto* text = parameters.text(parameter)) outcome += " " + *text;
+    if (const auto* flag = parameters.flag(parameter)) outcome += *flag ? " yes" : " no";
+    if (const auto* number = parameters.integer(parameter))
+      outcome += " " + std::to_string(*number);
   }
   return outcome;
 }
@@ -85,9 +87,10 @@ TEST(RequestParser, KeepsLongStringsInPartUnlessTheyCount) {
                true);
   const auto request = parser.finish();
   EXPECT_EQ((*request)->id, text);
-  EXPECT_EQ(*(*request)->parameters.text("apiVersion"), text);
-  EXPECT_EQ(*(*request)->parameters.text("url"), text.substr(0, RequestBuilder::longestKept - 1));
-  EXPECT_NE((*request)->parameters.integer("port"), nullptr);
+  EXPECT_EQ(*(*request)->parameters.text(Parameter::apiVersion), text);
+  EXPECT_EQ(*(*request)->parameters.text(Parameter::url),
+            text.substr(0, RequestBuilder::longestKept - 1));
+  EXPECT_NE((*request)->parameters.integer(Parameter::port), nullptr);
 }
 
 }  // namespace

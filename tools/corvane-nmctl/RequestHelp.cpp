@@ -58,7 +58,7 @@ std::string usageOf(const BrowserCommand& command) {
   std::string text;
   for (const RequiredParameter& parameter : command.parameters) {
     text += text.empty() ? "" : " ";
-    text += parameter.name;
+    text += parameter.name();
     text += "=";
     text += valueOf(parameter.kind);
   }

@@ -86,7 +86,7 @@ JsonValue plainValue(const Value& value, const RequiredParameter* known) {
 
 const RequiredParameter* findParameter(const BrowserCommand& command, std::string_view name) {
   const auto found = std::find_if(command.parameters.begin(), command.parameters.end(),
-                                  [&](const RequiredParameter& one) { return one.name == name; });
+                                  [&](const RequiredParameter& one) { return one.name() == name; });
   return found == command.parameters.end() ? nullptr : &*found;
 }
 
