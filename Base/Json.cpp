@@ -1,12 +1,9 @@
 #include "Base/Json.h"
 
-#include <algorithm>
 #include <boost/json/parse.hpp>
 #include <boost/json/serialize.hpp>
-#include <boost/json/serializer.hpp>
-#include <cmath>
-#include <cstring>
 
+#include "Base/JsonWriter.h"
 #include "Base/Unicode.h"
 
 namespace corvane {
@@ -52,39 +49,6 @@ std::string withSurrogatesInPlace(std::string_view text) {
   return result;
 }
 
-/// The opposite: appends the escape of the unpaired surrogate whose three bytes begin `text`.
-void appendEscape(GrowingText& result, std::string_view text) {
-  constexpr char digits[] = "0123456789abcdef";
-  const auto byte = [text](std::size_t index) { return static_cast<unsigned char>(text[index]); };
-  const char last[] = {digits[byte(1) >> 2 & 0xF], digits[(byte(1) & 3) << 2 | (byte(2) >> 4 & 3)],
-                       digits[byte(2) & 0xF]};
-  result += "\\ud";
-  result += {last, sizeof last};
-}
-
-/// Appends `piece` as far as it is well formed, and returns the rest: nothing, a character that
-/// lacks its end, or what begins with something else than UTF-8.
-std::string_view appendWellFormed(GrowingText& result, std::string_view piece) {
-  constexpr std::size_t surrogate = 3;
-  for (;;) {
-    const std::size_t length = Unicode::wellFormedLength(piece, Surrogates::refused);
-    result += piece.substr(0, length);
-    piece.remove_prefix(length);
-    if (piece.empty()) return piece;
-    if (!Unicode::isWellFormed(piece.substr(0, surrogate), Surrogates::allowed)) return piece;
-    appendEscape(result, piece);
-    piece.remove_prefix(surrogate);
-  }
-}
-
-bool isValid(const JsonValue& value) {
-  if (const double* number = value.if_double()) return std::isfinite(*number);
-  if (const json::object* object = value.if_object()) return isValidJsonObject(*object);
-  if (const json::array* array = value.if_array())
-    return std::all_of(array->begin(), array->end(), isValid);
-  return true;
-}
-
 const JsonValue* find(const JsonObject& object, std::string_view key) {
   return object.if_contains({key.data(), key.size()});
 }
@@ -118,33 +82,8 @@ Result<JsonValue> parseJson(std::string_view text) {
   return value;
 }
 
-bool isValidJsonObject(const JsonObject& object) {
-  return std::all_of(object.begin(), object.end(),
-                     [](const json::key_value_pair& entry) { return isValid(entry.value()); });
-}
-
-// In pieces, which are still in the processor's cache when they are checked and copied.
-Result<GrowingText> serializeJson(const JsonObject& object) {
-  constexpr std::size_t longestCut = 3;
-  char buffer[16384];
-  std::size_t kept = 0;  // of a character that the last piece has cut
-  GrowingText text;
-  json::serializer serializer;
-  serializer.reset(&object);
-  while (!serializer.done()) {
-    const std::size_t added = serializer.read(buffer + kept, sizeof buffer - kept).size();
-    const std::string_view rest = appendWellFormed(text, {buffer, kept + added});
-    if (rest.size() > (serializer.done() ? 0 : longestCut)) {
-      return Failure{FailureCause::malformed, "a text is not UTF-8"};
-    }
-    kept = rest.size();
-    std::memmove(buffer, rest.data(), kept);
-  }
-  return text;
-}
-
-std::string description(const JsonObject& object) {
-  return json::serialize(object);
+std::optional<std::string> serializeJson(const JsonObject& object) {
+  return withSurrogatesEscaped(json::serialize(object));
 }
 
 const json::string* findString(const JsonObject& object, std::string_view key) {

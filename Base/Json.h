@@ -9,7 +9,6 @@
 #include <string>
 #include <string_view>
 
-#include "Base/GrowingText.h"
 #include "Base/Result.h"
 
 /// JSON text (RFC 8259, https://www.rfc-editor.org/rfc/rfc8259) to values and back, with Boost.JSON
@@ -35,14 +34,9 @@ Result<JsonValue> parseJson(std::string_view text);
 /// stands there.
 std::optional<char32_t> jsonUnitEscape(std::string_view text, std::size_t at);
 
-/// False when something in `object` has no JSON text: a number that is infinite or not a number.
-bool isValidJsonObject(const JsonObject& object);
-
-/// The compact UTF-8 text of a valid object. Fails when a text in it is not well formed.
-Result<GrowingText> serializeJson(const JsonObject& object);
-
-/// A text for the log, whatever `object` holds; may be no JSON.
-std::string description(const JsonObject& object);
+/// The compact UTF-8 text of an object whose numbers are finite. Nothing if a string in it is not
+/// well formed.
+std::optional<std::string> serializeJson(const JsonObject& object);
 
 /// The member `key` of `object` if it is there and a text, otherwise nothing; likewise for the
 /// other kinds. Kinds never mix: true is no integer, 1 no boolean, 443.0 no integer. The text lives

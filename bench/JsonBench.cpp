@@ -1,6 +1,6 @@
-// Messages decoded and encoded as the host does it, beside the JSON library alone on the same
-// bytes; and whole frames read from a file in memory, beside a plain read into memory of the right
-// size and the library.
+// Messages decoded as the host does it, beside the JSON library alone on the same bytes; and whole
+// frames read from a file in memory, beside a plain read into memory of the right size and the
+// library.
 
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
@@ -26,12 +26,8 @@ class Sample {
       : name_(std::move(name)), make_(make), length_(length) {}
 
   [[nodiscard]] const std::string& name() const { return name_; }
-  const JsonObject& object() {
-    if (object_.empty()) object_ = make_(length_);
-    return object_;
-  }
   const std::string& text() {
-    if (text_.empty()) text_ = json::serialize(object());
+    if (text_.empty()) text_ = json::serialize(make_(length_));
     return text_;
   }
   /// Its file from the beginning.
@@ -52,7 +48,6 @@ class Sample {
   const std::string name_;
   JsonObject (*const make_)(std::size_t);
   const std::size_t length_;
-  JsonObject object_;
   std::string text_;
   int file_ = -1;
 };
@@ -93,18 +88,6 @@ void decodeFloor(benchmark::State& state) {
   }
 }
 
-void encode(benchmark::State& state) {
-  for (const JsonObject& object = sampleOf(state).object(); state.KeepRunning();) {
-    if (!isValidJsonObject(object)) return state.SkipWithError("not valid");
-    benchmark::DoNotOptimize(serializeJson(object));
-  }
-}
-void encodeFloor(benchmark::State& state) {
-  for (const JsonObject& object = sampleOf(state).object(); state.KeepRunning();) {
-    benchmark::DoNotOptimize(json::serialize(object));
-  }
-}
-
 void read(benchmark::State& state) {
   Sample& sample = sampleOf(state);
   bool hasMessage = false;
@@ -132,8 +115,6 @@ void readFloor(benchmark::State& state) {
 
 BENCHMARK(decode)->Name("JSON decode")->Apply(withSamples);
 BENCHMARK(decodeFloor)->Name("JSON decode/floor")->Apply(withSamples);
-BENCHMARK(encode)->Name("JSON encode")->Apply(withSamples);
-BENCHMARK(encodeFloor)->Name("JSON encode/floor")->Apply(withSamples);
 BENCHMARK(read)->Name("JSON frame in")->Apply(withSamples);
 BENCHMARK(readFloor)->Name("JSON frame in/floor")->Apply(withSamples);
 

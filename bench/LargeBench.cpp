@@ -1,7 +1,7 @@
-// large-bench FOLDER: the most memory that a body of 64 MB costs, as a multiple of its length: when
-// the host's reader and writer handle it, beside the JSON library alone, each in a process of its
-// own; and the whole host in FOLDER, as it gets such a message without a main application. What a
-// process holds beforehand does not count, the body and what is made of it do.
+// large-bench FOLDER: the most memory that a message of 64 MB costs, as a multiple of its length:
+// when the host's reader handles it, beside the JSON library alone, each in a process of its own;
+// and the whole host in FOLDER, without a main application. What a process holds beforehand does
+// not count, the message and what is made of it do.
 //
 // Run it where the host finds a group container.
 
@@ -34,10 +34,6 @@ class Growth {
   explicit Growth(pid_t process) : process_(process), start_(fact("VmRSS")) {}
   [[nodiscard]] double peak() const { return (fact("VmHWM") - start_) * kilobyte / length; }
   [[nodiscard]] double now() const { return (fact("VmRSS") - start_) * kilobyte / length; }
-  /// The peak is the present size from here on.
-  void forgetPeak() const {
-    std::ofstream("/proc/" + std::to_string(process_) + "/clear_refs") << "5";
-  }
 
  private:
   [[nodiscard]] double fact(const std::string& key) const {
@@ -80,22 +76,9 @@ double peakOfDecoding(const std::string& path, bool isOurs) {
   return growth.peak();
 }
 
-double peakOfEncoding(const std::string& shape, bool isOurs) {
-  const Growth growth(::getpid());
-  const JsonObject object = sample(shape);
-  growth.forgetPeak();
-  if (isOurs) {
-    require(isValidJsonObject(object) && serializeJson(object), "can't encode");
-  } else {
-    require(!json::serialize(object).empty(), "can't encode");
-  }
-  return growth.peak();
-}
-
 /// What a process of its own, which is this program again, says it came to.
-double measured(const std::string& program, const std::string& what,
-                const std::string& sampleOrPath, const char* whose) {
-  Child child({program, what, sampleOrPath, whose});
+double measured(const std::string& program, const std::string& path, const char* whose) {
+  Child child({program, path, whose});
   const double peak = std::stod(child.receive());
   child.finish();
   return peak;
@@ -118,22 +101,15 @@ void run(const std::string& program, const std::string& folder) {
     const std::string path = files.path() + "/frame";
     const std::string frame = frameOf(json::serialize(sample(shape)));
     std::ofstream(path, std::ios::binary) << frame;
-    const auto pair = [&](const char* what, const std::string& argument) {
-      printRow("peak memory, " + std::string(what) + ", 64 MB, " + shape, "bodies",
-               {{measured(program, what, argument, "ours")},
-                {measured(program, what, argument, "floor")}});
-    };
-    pair("decode", path);
-    pair("encode", shape);
+    printRow("peak memory, decode, 64 MB, " + shape, "bodies",
+             {{measured(program, path, "ours")}, {measured(program, path, "floor")}});
     addHost(folder, shape, frame);
   }
 }
 
 /// In the process of its own: its result as a frame.
-void runOne(const std::string& what, const std::string& argument, bool isOurs) {
-  const double peak =
-      what == "decode" ? peakOfDecoding(argument, isOurs) : peakOfEncoding(argument, isOurs);
-  std::cout << frameOf(std::to_string(peak)) << std::flush;
+void runOne(const std::string& path, bool isOurs) {
+  std::cout << frameOf(std::to_string(peakOfDecoding(path, isOurs))) << std::flush;
 }
 
 }  // namespace
@@ -143,8 +119,8 @@ int main(int argumentCount, char** arguments) {
   try {
     if (argumentCount == 2) {
       corvane::bench::run(arguments[0], arguments[1]);
-    } else if (argumentCount == 4) {
-      corvane::bench::runOne(arguments[1], arguments[2], std::string_view(arguments[3]) == "ours");
+    } else if (argumentCount == 3) {
+      corvane::bench::runOne(arguments[1], std::string_view(arguments[2]) == "ours");
     } else {
       std::cerr << "usage: large-bench FOLDER\n";
       return 2;

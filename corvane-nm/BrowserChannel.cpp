@@ -1,10 +1,9 @@
 #include "corvane-nm/BrowserChannel.h"
 
 #include <algorithm>
-#include <array>
-#include <boost/json/monotonic_resource.hpp>
 #include <utility>
 
+#include "Base/JsonWriter.h"
 #include "Base/ScopeExit.h"
 #include "Platform/Descriptor.h"
 #include "Platform/Heap.h"
@@ -30,7 +29,7 @@ BrowserChannel::BrowserChannel(EventLoop& loop, int input, int output, Processor
                                Limits limits)
     : loop_(loop),
       input_(input),
-      reader_(input, [this](RequestProcessing::Request request) { take(std::move(request)); }),
+      reader_(input, [this](RequestProcessing::Request&& request) { take(std::move(request)); }),
       writer_(loop, output, [this] { outputDrained(); }),
       processor_(std::move(processor)),
       limits_(limits) {}
@@ -66,12 +65,14 @@ void BrowserChannel::read() {
   });
 }
 
-void BrowserChannel::take(RequestProcessing::Request request) {
+void BrowserChannel::take(RequestProcessing::Request&& request) {
   const std::size_t bytes = 2 * request.bytes() + costOfWaiting;
   ++pendingRequests_;
   pendingBytes_ += bytes;
-  processor_(std::move(request), [this, end = ScopeExit([this, bytes] { requestDone(bytes); })](
-                                     Response response) { send(std::move(response), "listen()"); });
+  processor_(std::move(request),
+             [this, end = ScopeExit([this, bytes] { requestDone(bytes); })](Response&& response) {
+               send(std::move(response), "listen()");
+             });
   pauseIfFull();
 }
 
@@ -112,22 +113,18 @@ void BrowserChannel::scheduleHeapTrim() {
 
 /// Replies leave together, once the requests that were read together have been handled: a burst so
 /// wakes the browser once.
-void BrowserChannel::send(Response response, const char* function) {
+void BrowserChannel::send(Response&& response, const char* function) {
   outgoing_.push_back({std::move(response), function});
   if (outgoing_.size() == 1) loop_.post([this] { sendOutgoing(); });
 }
 
 void BrowserChannel::sendOutgoing() {
-  while (!outgoing_.empty()) {
+  for (JsonWriter json; !outgoing_.empty(); outgoing_.pop_front()) {
     const Outgoing& next = outgoing_.front();
-    // NOLINTNEXTLINE(cppcoreguidelines-pro-type-member-init): the resource writes it first
-    std::array<unsigned char, 2048> memory;  // longer replies take more elsewhere
-    boost::json::monotonic_resource values(memory.data(), memory.size());
-    JsonObject reply(&values);
-    next.response.addTo(reply);
-    VCLogCDebug({"corvane-nm/main", next.function}, "Response sending (count: %@)", reply.size());
-    writer_.send(reply);
-    outgoing_.pop_front();
+    next.response.writeTo(json);
+    VCLogCDebug({"corvane-nm/main", next.function}, "Response sending (count: %@)",
+                json.memberCount());
+    writer_.send(json.view());
   }
   pauseIfFull();
   scheduleHeapTrim();

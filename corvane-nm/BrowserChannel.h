@@ -18,7 +18,7 @@ class BrowserChannel {
  public:
   using Response = RequestProcessing::Response;
   using Reply = RequestProcessing::ReplyCallback;
-  using Processor = std::function<void(RequestProcessing::Request request, Reply reply)>;
+  using Processor = std::function<void(RequestProcessing::Request&& request, Reply&& reply)>;
 
   /// Reading pauses while pending requests, their strings counted twice, take more than this many
   /// bytes, and resumes at half of it. Room for about eight requests of the maximum length that an
@@ -49,7 +49,7 @@ class BrowserChannel {
 
   /// Sends `response` as a frame once the tasks posted so far have run, after those handed over
   /// before; `function` is what the log calls the operation that asked for it, and lives for ever.
-  void send(Response response, const char* function);
+  void send(Response&& response, const char* function);
 
   /// Whether so many replies are unread that nothing should be sent unasked, and how many bytes.
   [[nodiscard]] bool isOutputFull() const { return writer_.isFull(); }
@@ -69,7 +69,7 @@ class BrowserChannel {
 
   void watchInput();
   void read();
-  void take(RequestProcessing::Request request);
+  void take(RequestProcessing::Request&& request);
   void pauseIfFull();
   void resumeIfRoom();
   void resume();

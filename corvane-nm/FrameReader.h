@@ -21,7 +21,7 @@ namespace corvane {
 /// JSON is logged and dropped, what is JSON but no request is dropped. One thread.
 class FrameReader {
  public:
-  using OnRequest = std::function<void(RequestProcessing::Request)>;
+  using OnRequest = std::function<void(RequestProcessing::Request&&)>;
 
   /// `descriptor` stays the caller's and must stay open. `onRequest` is called by `read`, for each
   /// request in order; it may call `pause`.

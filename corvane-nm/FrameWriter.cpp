@@ -4,6 +4,8 @@
 #include <span>
 #include <utility>
 
+#include "Base/JsonWriter.h"
+#include "Base/Unicode.h"
 #include "Platform/HardStop.h"
 #include "VCommons/VCommonsKit/VCLog.h"
 
@@ -22,19 +24,21 @@ constexpr LogPoint sendPoint(std::uint32_t line = __builtin_LINE()) {
 FrameWriter::FrameWriter(Platform::EventLoop& loop, int descriptor, std::function<void()> onIdle)
     : loop_(loop), output_(descriptor), onIdle_(std::move(onIdle)) {}
 
-bool FrameWriter::send(const JsonObject& response) {
-  if (!isValidJsonObject(response)) return true;
-  auto body = serializeJson(response);
-  if (!body) {
-    VCLogCError(sendPoint(), "Can't convert object to JSON data: %@",
-                [&] { return description(response); });
+bool FrameWriter::send(std::string_view json) {
+  if (Unicode::isWellFormed(json, Unicode::Surrogates::refused)) {
+    add(json);
+    return true;
+  }
+  const auto escaped = withSurrogatesEscaped(json);
+  if (!escaped) {
+    VCLogCError(sendPoint(), "Can't convert object to JSON data: %@", json);
     return false;
   }
-  add(std::move(body).value());
+  add(*escaped);
   return true;
 }
 
-void FrameWriter::add(GrowingText body) {
+void FrameWriter::add(std::string_view body) {
   const std::size_t size = body.size();
   if (size > std::numeric_limits<std::uint32_t>::max())
     Platform::hardStop("a reply is longer than a frame can say");
@@ -43,10 +47,12 @@ void FrameWriter::add(GrowingText body) {
     VCLogCWarn(sendPoint(), "A reply has %@ bytes; browsers end the connection above %@ bytes",
                size, longestForBrowsers);
   }
-  const bool wasIdle = pending_.empty();
-  pending_.push_back({static_cast<std::uint32_t>(size), std::move(body)});
-  pendingBytes_ += sizeof(std::uint32_t) + size;
-  if (wasIdle) writePending();
+  Frame frame = {static_cast<std::uint32_t>(size)};
+  pendingBytes_ += sizeof frame.length + size;
+  if (isIdle() && write(frame, body)) return;
+  frame.body = body;
+  pending_.push_back(std::move(frame));
+  if (pending_.size() == 1) awaitRoom();
   if (pendingBytes_ > maximumPendingBytes && !std::exchange(isFull_, true)) {
     VCLogCWarn(sendPoint(), "The browser does not read: %@ bytes of replies are pending",
                pendingBytes_);
@@ -57,16 +63,15 @@ void FrameWriter::add(GrowingText body) {
 /// but takes nothing (no memory), waits for `retryPause` instead, so that the loop does not spin.
 void FrameWriter::writePending() {
   const std::uint64_t before = writtenBytes_;
-  while (!pending_.empty() && writeFirst()) pending_.pop_front();
-  const bool isStuck = isWaiting_ && !pending_.empty() && writtenBytes_ == before;
-  if (isStuck) {
-    writable_ = loop_.at(loop_.now() + loop_.retryPause, [this] { awaitRoom(); });
-  } else if (pending_.empty() == isWaiting_) {
-    isWaiting_ = !isWaiting_;
-    if (isWaiting_) return awaitRoom();
-    writable_ = {};
+  while (!isGone_ && !isIdle() && write(pending_.front(), pending_.front().body))
+    pending_.pop_front();
+  if (isGone_) pending_.clear();
+  if (isIdle()) {
     isFull_ = false;
+    writable_ = {};
     onIdle_();
+  } else if (writtenBytes_ == before) {
+    writable_ = loop_.at(loop_.now() + loop_.retryPause, [this] { awaitRoom(); });
   }
 }
 
@@ -74,16 +79,14 @@ void FrameWriter::awaitRoom() {
   writable_ = loop_.onWritable(output_.descriptor(), [this] { writePending(); });
 }
 
-/// True when the first frame has been written in full, or the browser is gone.
-bool FrameWriter::writeFirst() {
-  Frame& frame = pending_.front();
+/// Writes what is left of `frame`. True when it has been written in full, or the browser is gone.
+bool FrameWriter::write(Frame& frame, std::string_view body) {
   const ByteView length = std::as_bytes(std::span(&frame.length, 1));
   while (frame.written < length.size()) {
     if (!writePiece(frame, length.subspan(frame.written))) return isGone_;
   }
   while (frame.written - length.size() < frame.length) {
-    const ByteView body = bytesOf(frame.body.view());
-    if (!writePiece(frame, body.subspan(frame.written - length.size()))) return isGone_;
+    if (!writePiece(frame, bytesOf(body).subspan(frame.written - length.size()))) return isGone_;
   }
   return true;
 }
@@ -101,12 +104,11 @@ bool FrameWriter::writePiece(Frame& frame, ByteView piece) {
   return count.value() > 0;
 }
 
-/// Drops everything but the first frame, which the caller drops.
+/// The callers drop what is pending.
 void FrameWriter::browserIsGone(const Failure& failure) {
   VCLogCError(sendPoint(), "Can't write to browser: %@", failure);
   isGone_ = true;
   pendingBytes_ = 0;
-  pending_.erase(pending_.begin() + 1, pending_.end());
 }
 
 }  // namespace corvane

@@ -4,18 +4,20 @@
 #include <cstdint>
 #include <deque>
 #include <functional>
+#include <string>
+#include <string_view>
 
-#include "Base/GrowingText.h"
-#include "Base/Json.h"
+#include "Base/Bytes.h"
+#include "Base/Result.h"
 #include "Platform/EventLoop.h"
 #include "Platform/NonBlockingOutput.h"
 
 namespace corvane {
 
 /// Writes frames to the browser, whole and in the order in which they were handed over: the length
-/// with one call, the body with a second, unless the pipe takes less at a time. Never blocks: what
-/// the browser's pipe does not take is kept, without being copied, until it takes more. On the
-/// loop's thread.
+/// with one call, the body with a second, unless the pipe takes less at a time. Never blocks: a
+/// frame that the browser's pipe does not take in full is kept until it takes more. On the loop's
+/// thread.
 class FrameWriter {
  public:
   /// The writer is full while more bytes of frames than this are pending, which a log line says.
@@ -27,12 +29,13 @@ class FrameWriter {
   /// the browser is gone.
   FrameWriter(Platform::EventLoop& loop, int descriptor, std::function<void()> onIdle);
 
-  /// Writes `response` as one frame, or as much of it as is taken now. False, with an error line,
-  /// only when the JSON text can't be made; what is not a valid JSON object is dropped silently and
-  /// returns true. A browser that is gone costs one error line, and nothing is written after it. A
-  /// body beyond 1,048,576 bytes is written after a warning line, as browsers end the conversation
-  /// over it; one beyond 4,294,967,295 bytes ends the process.
-  bool send(const JsonObject& response);
+  /// Writes `json`, the text of an object made by JsonWriter, as one frame, or as much of it as is
+  /// taken now. False, with an error line, only when a string in it is not well formed. An object
+  /// that is not valid JSON can't be passed, as JsonWriter has nothing to write it with. A browser
+  /// that is gone costs one error line, and nothing is written after it. A body beyond 1,048,576
+  /// bytes is written after a warning line, as browsers end the conversation over it; one beyond
+  /// 4,294,967,295 bytes ends the process.
+  bool send(std::string_view json);
 
   /// Whether everything sent has been written, or never will be.
   [[nodiscard]] bool isIdle() const { return pending_.empty(); }
@@ -49,12 +52,12 @@ class FrameWriter {
   /// A frame that has not been written in full.
   struct Frame {
     std::uint32_t length;
-    GrowingText body;
+    std::string body = {};
     std::size_t written = 0;  // of the length's 4 bytes and the body
   };
 
-  void add(GrowingText body);
-  bool writeFirst();
+  void add(std::string_view body);
+  bool write(Frame& frame, std::string_view body);
   bool writePiece(Frame& frame, ByteView piece);
   void writePending();
   void awaitRoom();
@@ -67,7 +70,6 @@ class FrameWriter {
   std::size_t pendingBytes_ = 0;
   std::uint64_t writtenBytes_ = 0;
   bool isFull_ = false;
-  bool isWaiting_ = false;  // for the descriptor to take more
   bool isGone_ = false;
   Platform::EventLoop::Registration writable_;
 };

@@ -26,7 +26,7 @@ Host::Host(Platform::BrowserDescriptors browser)
                              loop, Configuration::MainAppBundleIdentifier, std::move(answer));
                        },
                        [this] { return caller.name(shared.runningApplications()); }}),
-      process([this](RequestProcessing::Request request, BrowserChannel::Reply reply) {
+      process([this](RequestProcessing::Request&& request, BrowserChannel::Reply&& reply) {
         processor.process(std::move(request), std::move(reply));
       }),
       channel(loop, browser.input, browser.output, process,

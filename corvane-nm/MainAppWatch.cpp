@@ -4,7 +4,6 @@
 
 #include "Base/ScopeExit.h"
 #include "Platform/SystemLog.h"
-#include "SharedComponents/Configuration.h"
 #include "VCommons/VCommonsKit/VCLog.h"
 
 namespace corvane {
@@ -36,15 +35,14 @@ void MainAppWatch::takeFirstCount() {
 }
 
 bool MainAppWatch::isMainAppRunning() {
-  const auto isRunning =
-      shared_.runningApplications().isRunning(Configuration::MainAppBundleIdentifier);
+  const auto isRunning = shared_.runningApplications().isRunning(mainApp_);
   return isRunning ? isRunning.value() : mainAppWasRunning_;
 }
 
 /// What has changed since the first count counts as a change.
 void MainAppWatch::observeMainApp() {
-  const auto instances = shared_.runningApplications().observe(
-      Configuration::MainAppBundleIdentifier, [this](int count) { checkRunning(count); });
+  const auto instances =
+      shared_.runningApplications().observe(mainApp_, [this](int count) { checkRunning(count); });
   if (instances) checkRunning(*instances);
 }
 
@@ -74,7 +72,7 @@ void MainAppWatch::push() {
     pushDeferred();
   });
   process_({"getCurrentAppState", statePushIdentifier()},
-           [this, end = std::move(end)](RequestProcessing::Response response) {
+           [this, end = std::move(end)](RequestProcessing::Response&& response) {
              response.requestId = statePushIdentifier();
              channel_.send(std::move(response), "raiseAppSate()");
            });

@@ -2,7 +2,9 @@
 
 #include <functional>
 #include <optional>
+#include <string>
 
+#include "SharedComponents/Configuration.h"
 #include "SharedComponents/SharedResources.h"
 #include "corvane-nm/BrowserChannel.h"
 
@@ -50,6 +52,7 @@ class MainAppWatch {
   void pushDeferred();
   [[nodiscard]] bool mayPush() const;
 
+  const std::string mainApp_ = Configuration::MainAppBundleIdentifier;
   SharedResources& shared_;
   BrowserChannel& channel_;
   const BrowserChannel::Processor process_;

@@ -3,6 +3,7 @@
 #include <string>
 #include <utility>
 
+#include "Base/JsonWriter.h"
 #include "Base/ScopeExit.h"
 #include "corvane-nm/RequestProcessing/RequestProcessing.h"
 #include "fuzz/Fuzzing.h"
@@ -71,6 +72,18 @@ class EchoingClient final : public ExtensionBrowserApiProtocol {
   }
 };
 
+/// The reply as the browser gets it.
+JsonObject objectOf(const Response& response) {
+  JsonWriter json;
+  response.writeTo(json);
+  const auto text = withSurrogatesEscaped(json.view());
+  require(text.has_value(), "it can be written");
+  auto value = parseJson(*text);
+  require(value && value->is_object(), "the browser can read it");
+  require(value->get_object().size() == json.memberCount(), "its members are counted");
+  return std::move(value->get_object());
+}
+
 class Host {
  public:
   /// The reply to `message`, if there is one. Turns the loop until the callback is destroyed,
@@ -79,11 +92,11 @@ class Host {
     client_.mood = mood;
     client_.given = std::nullopt;
     std::optional<JsonObject> reply;
-    processor_.process(
-        request, [&reply, end = ScopeExit([this] { loop_.endTurn(); })](const Response& response) {
-          require(!reply, "a message gets one reply at most");
-          response.addTo(reply.emplace());
-        });
+    processor_.process(Request(request), [&reply, end = ScopeExit([this] { loop_.endTurn(); })](
+                                             const Response& response) {
+      require(!reply, "a message gets one reply at most");
+      reply = objectOf(response);
+    });
     loop_.turnUntil(Platform::EventLoop::Clock::time_point::max());
     return reply;
   }
@@ -136,7 +149,7 @@ void requireEcho(const JsonObject& message, const JsonObject& reply, const std::
   }
 }
 
-/// The form that every reply has, and that the browser can read it.
+/// The form that every reply has.
 void requireForm(const JsonObject& message, const JsonObject& reply) {
   require(*findString(reply, "requestId") == *findString(message, "id"), "it names its request");
   const auto* result = findString(reply, "result");
@@ -144,10 +157,6 @@ void requireForm(const JsonObject& message, const JsonObject& reply) {
   require((findString(reply, "data") != nullptr) == (*result == "error"), "an error says why");
   const auto* state = findObject(reply, "appState");
   require(state != nullptr && state->size() == 5, "it carries the main application's state");
-  const auto text = serializeJson(reply);
-  require(isValidJsonObject(reply) && text, "it can be written");
-  const auto again = parseJson(text->view());
-  require(again && again.value() == JsonValue(reply), "it reads back as the same");
 }
 
 }  // namespace

@@ -10,6 +10,7 @@
 #include <utility>
 #include <vector>
 
+#include "Base/JsonWriter.h"
 #include "VCommons/Logging/DDLog.h"
 #include "VCommons/VCommonsKit/VCLog.h"
 #include "corvane-nm/FrameReader.h"
@@ -60,10 +61,8 @@ class Lines final : public DDLogger {
   std::size_t digest_ = 0;
 };
 
-/// What a stream holds, worked out anew: its objects, its requests, and where the frame of each
-/// request ends.
+/// What a stream holds, worked out anew: its requests, and where the frame of each ends.
 struct Expected {
-  std::vector<JsonObject> objects;
   Requests requests;
   std::vector<std::size_t> ends;
 
@@ -76,9 +75,8 @@ struct Expected {
       if (stream.size() < length) return;
       auto value = parseJson(stream.substr(0, length));
       stream.remove_prefix(length);
-      if (!value || !value->is_object()) continue;
+      if (!value) continue;
       auto request = fuzzing::requestIn(value.value());
-      objects.push_back(std::move(value->get_object()));
       if (!request) continue;
       requests.push_back(std::move(*request));
       ends.push_back(size - stream.size());
@@ -175,16 +173,32 @@ Requests requestsInPieces(std::string_view stream, unsigned pauses, const Expect
   return reading.takeRequests();
 }
 
-/// What can be written is read back as it was.
-void writeAndReadBack(const std::vector<JsonObject>& objects) {
+void write(JsonWriter& json, const Request& request) {
+  json.write([&](JsonWriter& object) {
+    object.text("type", request.type);
+    object.text("id", request.id);
+    if (request.data) object.text("data", *request.data);
+    object.object("parameters", [&](JsonWriter& parameters) {
+      for (const std::string_view name : RequestProcessing::parameterNames) {
+        const auto parameter = *RequestProcessing::findParameter(name);
+        const auto& values = request.parameters;
+        if (const auto* text = values.text(parameter)) parameters.text(name, *text);
+        if (const auto* flag = values.flag(parameter)) parameters.boolean(name, *flag);
+        if (const auto* number = values.integer(parameter)) parameters.integer(name, *number);
+      }
+    });
+  });
+}
+
+/// What is written is read back as it was.
+void writeAndReadBack(const Requests& requests) {
   static Platform::EventLoop loop;  // never turns: a file takes everything at once
   const OpenDescriptor file(::memfd_create("frames", MFD_CLOEXEC));
   FrameWriter writer(loop, file.number(), [] {});
-  Requests written;
-  for (const JsonObject& object : objects) {
-    if (!isValidJsonObject(object)) continue;
-    require(writer.send(object), "what was read can be written");
-    if (auto request = fuzzing::requestIn(object)) written.push_back(std::move(*request));
+  JsonWriter json;
+  for (const Request& request : requests) {
+    write(json, request);
+    require(writer.send(json.view()), "what was read can be written");
   }
   require(writer.isIdle(), "what was sent has been written");
   const auto size = static_cast<std::size_t>(::lseek(file.number(), 0, SEEK_END));
@@ -192,7 +206,7 @@ void writeAndReadBack(const std::vector<JsonObject>& objects) {
   const fuzzing::MemoryBound bound(mostMemoryFor(size));
   Reading reading(file.number(), 0);
   while (reading.read()) continue;
-  require(reading.takeRequests() == written, "what was written reads back as the same");
+  require(reading.takeRequests() == requests, "what was written reads back as the same");
 }
 
 }  // namespace
@@ -213,6 +227,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   require(requestsInPieces(stream, ~unsigned{data[0]}, expected) == expected.requests,
           "they are the same however the bytes arrive");
   require(lines.digest() == logged, "so are the log lines");
-  writeAndReadBack(expected.objects);
+  writeAndReadBack(expected.requests);
   return 0;
 }

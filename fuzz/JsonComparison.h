@@ -30,4 +30,15 @@ inline bool isSame(const JsonValue& left, const JsonValue& right) {
          });
 }
 
+/// Whether it has a JSON text: no number in it is infinite or not a number.
+inline bool isFinite(const JsonValue& value) {
+  if (const double* number = value.if_double()) return std::isfinite(*number);
+  if (const auto* array = value.if_array())
+    return std::all_of(array->begin(), array->end(), isFinite);
+  const auto* object = value.if_object();
+  return object == nullptr || std::all_of(object->begin(), object->end(), [](const auto& member) {
+           return isFinite(member.value());
+         });
+}
+
 }  // namespace corvane::fuzzing

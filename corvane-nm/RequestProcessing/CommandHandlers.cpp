@@ -1,11 +1,11 @@
 #include "corvane-nm/RequestProcessing/CommandHandlers.h"
 
+#include <chrono>
 #include <utility>
 
 #include "Base/NumericText.h"
 #include "Platform/Clocks.h"
 #include "SharedComponents/Configuration.h"
-#include "VCommons/VCSDate.h"
 #include "VCommons/VCommonsKit/VCLog.h"
 
 namespace corvane::RequestProcessing {
@@ -30,7 +30,7 @@ Error apply(const std::optional<EBAAppStateResponse>& record, const Error& error
   return error;
 }
 
-JsonObject dictionary(const EBACurrentFilteringStateResponse& state) {
+std::vector<ReplyParameter> parametersOf(const EBACurrentFilteringStateResponse& state) {
   return {{"isFilteringEnabled", state.isFilteringEnabled},
           {"isHttpsFilteringEnabled", state.isHttpsFilteringEnabled},
           {"isPageFilteredByUserFilter", state.isPageFilteredByUserFilter},
@@ -45,7 +45,7 @@ JsonObject dictionary(const EBACurrentFilteringStateResponse& state) {
 AppState CommandHandlers::defaultState() const {
   AppState state;
   state.isRunning = environment_.isMainAppRunning();
-  state.lastCheckTime = VCSDate::iso8601String(Platform::wallNow());
+  state.lastCheckTime = std::chrono::floor<std::chrono::milliseconds>(Platform::wallNow());
   return state;
 }
 
@@ -189,10 +189,10 @@ void CommandHandlers::init(Work work) {
       apiVersion != nullptr && numericallyEqual(*apiVersion, supportedApiVersion);
   work->response.status =
       isValidated ? ResponseStatus::ok() : ResponseStatus::error(ErrorText::versionMismatch);
-  work->response.parameters = JsonObject{{"version", Configuration::hostVersion},
-                                         {"apiVersion", supportedApiVersion},
-                                         {"isValidatedOnHost", isValidated},
-                                         {"platform", "mac"}};
+  work->response.parameters = {{"version", Configuration::hostVersion},
+                               {"apiVersion", supportedApiVersion},
+                               {"isValidatedOnHost", isValidated},
+                               {"platform", "mac"}};
   answerWithMainAppState(std::move(work));
 }
 
@@ -218,7 +218,8 @@ void CommandHandlers::askForFilteringState(Work work) {
       environment_.callerApplicationName(),
       [work = std::move(work)](const std::optional<EBACurrentFilteringStateResponse>& record,
                                const Error& error) mutable {
-        work->response.parameters = dictionary(record.value_or(EBACurrentFilteringStateResponse{}));
+        work->response.parameters =
+            parametersOf(record.value_or(EBACurrentFilteringStateResponse{}));
         work->response.status = ResponseStatus::fromClientError(error);
         WorkingReply::send(std::move(work));
       });
@@ -282,7 +283,7 @@ void CommandHandlers::reportSite(Work work) {
         *parameters.text(Parameter::userAgent),
         [work = std::move(stated)](const std::optional<std::string>& reportUrl,
                                    const Error& error) mutable {
-          work->response.parameters = JsonObject{{"reportUrl", reportUrl.value_or("")}};
+          work->response.parameters = {{"reportUrl", reportUrl.value_or("")}};
           work->response.status = ResponseStatus::fromClientError(error);
           WorkingReply::send(std::move(work));
         });

@@ -8,7 +8,7 @@ namespace corvane::RequestProcessing {
 Processor::Processor(Platform::EventLoop& loop, Environment environment)
     : order_(loop, "RequestProcessingQueue"), handlers_(std::move(environment), order_) {}
 
-void Processor::process(Request request, ReplyCallback reply) {
+void Processor::process(Request&& request, ReplyCallback&& reply) {
   const BrowserCommand* const command = findBrowserCommand(request.type);
   if (command == nullptr) return;
   order_.async([this, work = std::make_unique<WorkingReply>(*command, std::move(request),

@@ -17,7 +17,7 @@ class Processor {
   /// uncalled: at once for an unknown command, later when the main application's interface could
   /// not take the request. Handlers start one at a time in the order of these calls; replies may
   /// come in another order.
-  void process(Request request, ReplyCallback reply);
+  void process(Request&& request, ReplyCallback&& reply);
 
  private:
   SerialOrder order_;

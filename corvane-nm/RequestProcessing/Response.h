@@ -3,11 +3,15 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
+#include <utility>
 #include <variant>
+#include <vector>
 
-#include "Base/Json.h"
+#include "Base/JsonWriter.h"
 #include "Base/UniqueFunction.h"
 #include "SharedComponents/ExtensionBrowserApi/ExtensionBrowserApiErrorCode.h"
+#include "VCommons/VCSDate.h"
 
 namespace corvane::RequestProcessing {
 
@@ -16,46 +20,57 @@ struct AppState {
   bool isInstalled = true;
   bool isRunning = false;
   bool isProtectionEnabled = false;
-  std::string lastCheckTime;  ///< when the state was built, as in 2024-03-05T14:07:09.123+00:00
+  VCSDate::Date lastCheckTime;  ///< when the state was built; sent as 2024-03-05T14:07:09.123+00:00
   std::string locale = "en";
 
-  /// Adds its members to `dictionary`.
-  void addTo(JsonObject& dictionary) const;
+  /// Adds its members to `object`.
+  void addTo(JsonWriter& object) const;
 };
 
 /// The texts that errors of the host's own carry in "data".
 namespace ErrorText {
-inline constexpr char invalidParameters[] = "Invalid request paramaters.";
-inline constexpr char versionMismatch[] = "Supported api version mismatch";
-inline constexpr char cannotStartMainApp[] = "Can't start main app.";
-inline constexpr char appStateTimeout[] = "AppState timeout occured";
+inline constexpr std::string_view invalidParameters = "Invalid request paramaters.";
+inline constexpr std::string_view versionMismatch = "Supported api version mismatch";
+inline constexpr std::string_view cannotStartMainApp = "Can't start main app.";
+inline constexpr std::string_view appStateTimeout = "AppState timeout occured";
 }  // namespace ErrorText
 
-/// The outcome of a command: ok, with an optional text, or an error that carries nothing, a text,
-/// or an error of the main application's interface.
+/// The outcome of a command: ok or an error, each with an optional text.
 class ResponseStatus {
  public:
-  using ErrorValue = std::variant<std::monostate, std::string, ExtensionBrowserApiErrorCode>;
+  using Text = std::variant<std::monostate, std::string_view, std::string>;
 
-  static ResponseStatus ok(std::optional<std::string> text = std::nullopt);
-  static ResponseStatus error(ErrorValue value);
+  /// A text given as a view must live for ever.
+  static ResponseStatus ok(Text text = {}) { return ResponseStatus(false, std::move(text)); }
+  static ResponseStatus error(Text text = {}) { return ResponseStatus(true, std::move(text)); }
 
-  /// The status that an operation of the main application's interface leads to: error when there is
-  /// one.
+  /// The status that an operation of the main application's interface leads to: an error with its
+  /// description if there is one.
   static ResponseStatus fromClientError(
       const std::optional<ExtensionBrowserApiErrorCode>& clientError);
 
   [[nodiscard]] bool isOk() const { return !isError_; }
 
-  /// Adds "result" ("ok" or "error") and, when there is something to say, "data" to `dictionary`.
-  void addTo(JsonObject& dictionary) const;
+  /// Adds "result" ("ok" or "error") and, when there is something to say, "data" to `object`.
+  void addTo(JsonWriter& object) const;
 
-  /// Any two ok values are equal, whatever their texts; errors when what they carry is equal.
+  /// Its text, if it has one. Valid as long as this object.
+  [[nodiscard]] std::optional<std::string_view> text() const;
+
+  /// Any two ok values are equal, whatever their texts; errors if their texts are equal.
   bool operator==(const ResponseStatus& other) const;
 
  private:
-  bool isError_ = false;
-  ErrorValue value_;  // for ok: nothing or its text
+  ResponseStatus(bool isError, Text text) : isError_(isError), text_(std::move(text)) {}
+
+  bool isError_;
+  Text text_;
+};
+
+/// One result value of a command. It can hold nothing that JSON can't say.
+struct ReplyParameter {
+  std::string_view key;  ///< lives for ever
+  std::variant<bool, std::int64_t, std::string> value;
 };
 
 /// One reply, before it becomes JSON.
@@ -64,16 +79,16 @@ struct Response {
   std::string requestId;  ///< the id of the request that it answers
   ResponseStatus status = ResponseStatus::error(ErrorText::invalidParameters);
   AppState appState;
-  std::optional<JsonObject> parameters;  ///< the command's result values
+  std::vector<ReplyParameter> parameters;  ///< the command's result values
 
-  /// Adds "id" (as decimal text), "requestId", "appState", "parameters" if any, and the status's
-  /// members to `dictionary`, which is empty.
-  void addTo(JsonObject& dictionary) const;
+  /// Writes the reply as an object: "id" (as decimal text), "requestId", "appState", "parameters"
+  /// if there are any, and the status's members.
+  void writeTo(JsonWriter& json) const;
 };
 
 /// Takes the reply to one message. Called at most once, on the loop; a message that gets no reply
 /// has it destroyed uncalled. The message counts as pending as long as it exists.
-using ReplyCallback = UniqueFunction<void(Response)>;
+using ReplyCallback = UniqueFunction<void(Response&&)>;
 
 /// Numbers replies: 1, 2, 3 and so on, across all commands, never reset.
 class ReplySerial {

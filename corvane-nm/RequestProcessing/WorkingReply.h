@@ -15,7 +15,7 @@ namespace corvane::RequestProcessing {
 class WorkingReply {
  public:
   /// `command` must outlive it: a row of the table.
-  WorkingReply(const BrowserCommand& command, Request request, ReplyCallback callback)
+  WorkingReply(const BrowserCommand& command, Request&& request, ReplyCallback&& callback)
       : command(command), request(std::move(request)), callback_(std::move(callback)) {
     response.requestId = this->request.id;
   }

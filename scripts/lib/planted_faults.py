@@ -126,8 +126,8 @@ void RequestSignalling::post() {
           "                             [this] { watch.registerHandlers(); });\n",
           "a host listens for announcements only after its first requests"),
     # Replies to the browser.
-    Fault("reply-twice", HOST + "BrowserChannel.cpp", "    writer_.send(reply);\n",
-          "    writer_.send(reply);\n    writer_.send(reply);\n", "a host sends each reply twice"),
+    Fault("reply-twice", HOST + "BrowserChannel.cpp", "    writer_.send(json.view());\n",
+          "    writer_.send(json.view());\n    writer_.send(json.view());\n", "a host sends each reply twice"),
     Fault("serial-skipped", REQUESTS + "CommandHandlers.cpp",
           "  work.response.id = serial_.takeNext();\n",
           "  (void)serial_.takeNext();\n  work.response.id = serial_.takeNext();\n",

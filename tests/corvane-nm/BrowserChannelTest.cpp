@@ -5,6 +5,7 @@
 #include <functional>
 #include <optional>
 
+#include "Base/Json.h"
 #include "Platform/StandardStreams.h"
 #include "tests/Support/Ends.h"
 #include "tests/Support/Frames.h"
@@ -54,7 +55,7 @@ class BrowserChannelTest : public ::testing::Test {
   static RequestProcessing::Response answerTo(const Request& request, std::size_t filling = 0) {
     RequestProcessing::Response response;
     response.requestId = request.id;
-    response.parameters = JsonObject{{"filling", std::string(filling, 'x')}};
+    response.parameters = {{"filling", std::string(filling, 'x')}};
     return response;
   }
 

@@ -26,10 +26,9 @@ class FrameWriterTest : public ::testing::Test {
 
   /// Sends a frame whose body has `length` bytes, and notes it.
   void send(std::size_t length) {
-    const JsonObject response = {
-        {"x", std::string(length - 8, static_cast<char>('a' + ++sent_ % 23))}};
-    EXPECT_TRUE(writer_.send(response));
-    expected_ += testing::frameOf(serializeJson(response)->view());
+    const std::string json(length, static_cast<char>('a' + ++sent_ % 23));
+    EXPECT_TRUE(writer_.send(json));
+    expected_ += testing::frameOf(json);
   }
 
   Platform::EventLoop loop_;
@@ -73,14 +72,14 @@ TEST_F(FrameWriterTest, AFrameTakesTwoWrites) {
   const Ends sockets = Ends::ofSockets(SOCK_DGRAM);
   FrameWriter writer(loop_, sockets.writer.number(), [] {});
   for (const char* body : {R"({"a":1})", R"({"b":22})"}) {
-    EXPECT_TRUE(writer.send(parseJson(body)->get_object()));
+    EXPECT_TRUE(writer.send(body));
     EXPECT_EQ(testing::taken(sockets.reader), testing::frameOf(body).substr(0, 4));
     EXPECT_EQ(testing::taken(sockets.reader), body);
     EXPECT_FALSE(testing::isReady(sockets.reader.number(), POLLIN));
   }
 }
 
-TEST_F(FrameWriterTest, ABrowserThatDoesNotReadCostsALine) {
+TEST_F(FrameWriterTest, ABrowserThatDoesNotReadCostsALineAndOneThatIsGoneToo) {
   constexpr std::size_t length = 1'000'000;
   while (writer_.pendingBytes() + length + 4 <= FrameWriter::maximumPendingBytes) send(length);
   EXPECT_TRUE(takeLogTexts().empty());
@@ -99,6 +98,16 @@ TEST_F(FrameWriterTest, ABrowserThatDoesNotReadCostsALine) {
     return !writer_.isFull();
   }));
   EXPECT_TRUE(writer_.isIdle());
+  for (int i = 0; i < 2; ++i) send(length);
+  ends_.reader = {};
+  EXPECT_TRUE(turnUntil(loop_, [&] { return writer_.isIdle(); }));
+  send(9);
+  EXPECT_EQ(takeLogTexts(), std::vector<std::string>{
+                                "1 (main: send(_:)) Can't write to browser: write: Broken pipe"});
+  EXPECT_EQ(writer_.pendingBytes(), 0U);
+  EXPECT_FALSE(writer_.send("\xFF"));
+  EXPECT_EQ(takeLogTexts(), std::vector<std::string>{
+                                "1 (main: send(_:)) Can't convert object to JSON data: \\xFF"});
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 
 #include <string>
 
+#include "Base/Json.h"
 #include "corvane-nm/RequestProcessing/RequestParser.h"
 #include "tests/Support/TemporaryFolder.h"
 #include "tests/Support/Turning.h"
@@ -75,10 +76,12 @@ class RequestProcessingTest : public ::testing::Test {
     });
     RequestParser parser;
     parser.write(R"({"type":")" + type + R"(","id":"r","parameters":)" + parameters + "}", true);
-    processor.process(parser.finish()->value(), [this, isReplied, end](const Response& response) {
+    auto request = parser.finish();
+    processor.process(std::move(**request), [this, isReplied, end](const Response& response) {
       *isReplied = true;
-      reply_.clear();
-      response.addTo(reply_);
+      JsonWriter json;
+      response.writeTo(json);
+      reply_ = parseJson(json.view())->get_object();
       const auto* data = findString(reply_, "data");
       replies_ += std::string(*findString(reply_, "result")) + "/" +
                   std::string(data == nullptr ? "" : *data) + "/" +

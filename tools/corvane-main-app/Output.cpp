@@ -50,7 +50,7 @@ void Output::line(std::string_view text) const {
 
 void Output::json(const JsonObject& object) const {
   const auto text = serializeJson(object);
-  line(text ? text->view() : "{}");  // what was decoded is well formed
+  line(text.value_or("{}"));  // what was decoded is well formed
 }
 
 void Output::exchanged(const char* kind, const ExchangeRecord& record) const {

@@ -144,7 +144,7 @@ bool HostProcess::send(const JsonObject& message) const {
   const auto length = static_cast<std::uint32_t>(body->size());
   std::string frame(sizeof length, '\0');
   std::memcpy(frame.data(), &length, sizeof length);
-  frame += body->view();
+  frame += *body;
   return static_cast<bool>(Platform::Descriptor::writeAll(input_, bytesOf(frame)));
 }
 

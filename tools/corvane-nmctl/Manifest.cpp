@@ -22,7 +22,7 @@ std::string escaped(std::string_view text) {
   constexpr std::string_view behind = R"("})";
   const auto object = serializeJson({{"", JsonValue(text)}});
   if (!object) return std::string(text);  // no UTF-8: browsers will refuse it
-  std::string_view inner = object->view();
+  std::string_view inner = *object;
   inner.remove_prefix(before.size());
   inner.remove_suffix(behind.size());
   return std::string(inner);

@@ -141,8 +141,7 @@ void Output::json(const JsonObject& object) {
     makePrintable(copy);
     text = serializeJson(copy.as_object());
   }
-  line(text ? withoutControls(text->view())
-            : "{}");  // with printable texts there is nothing left to fail
+  line(text ? withoutControls(*text) : "{}");  // with printable texts there is nothing left to fail
 }
 
 void Output::complain(std::string_view text) {
