@@ -13,7 +13,7 @@
 namespace corvane::Platform {
 namespace {
 
-constexpr std::size_t largestFile = std::size_t{16} << 20;
+constexpr std::size_t largestSettings = std::size_t{16} << 20;
 
 using Limits = std::numeric_limits<std::int64_t>;
 
@@ -59,7 +59,7 @@ Result<GroupSettings> GroupSettings::open(const std::string& containerFolder,
     if (file.failure().cause == FailureCause::notFound) return GroupSettings(std::move(store));
     return file.failure();
   }
-  auto bytes = file->readAll(largestFile);
+  auto bytes = file->readAll(largestSettings);
   if (!bytes) return bytes.failure();
   store->bytes = std::move(bytes).value();
   const auto list = BinaryPropertyList::open(store->bytes);

@@ -19,7 +19,7 @@ namespace corvane {
 namespace {
 
 namespace fs = std::filesystem;
-const fs::path samples = fs::path(TEST_SAMPLES) / "archives";
+const fs::path archives = fs::path(TEST_SAMPLES) / "archives";
 using testing::contentOf;
 using testing::takeLogTexts;
 using testing::turnThrough;
@@ -217,7 +217,7 @@ TEST_F(ExchangeBufferTest, WhatIsNoRecordIsThrownAwayOrLeftAlone) {
     return contentOf(path_);
   };
   const auto malformed = [&](const std::string& name) {
-    return contentOf(samples / "malformed" / name);
+    return contentOf(archives / "malformed" / name);
   };
   EXPECT_EQ(after(malformed("length-only.data")), "");
   EXPECT_EQ(after(malformed("length-beyond-start.data")), "");
@@ -232,16 +232,16 @@ TEST_F(ExchangeBufferTest, WhatIsNoRecordIsThrownAwayOrLeftAlone) {
   EXPECT_TRUE(decodes());
   EXPECT_EQ(after(noBytes), noBytes);
   EXPECT_FALSE(decodes()) << "again";
-  writeFile(path_, noBytes + contentOf(samples / "golden/macos-one.data"));
+  writeFile(path_, noBytes + contentOf(archives / "golden/macos-one.data"));
   EXPECT_TRUE(takenName(std::nullopt)) << "a good record on top of it";
   EXPECT_EQ(after(noBytes), noBytes);
   EXPECT_TRUE(decodes());
-  auto otherKey = contentOf(samples / "golden/macos-one.data");
+  auto otherKey = contentOf(archives / "golden/macos-one.data");
   otherKey.replace(otherKey.find("Rid"), 2, "\x10\x07");
   EXPECT_EQ(after(otherKey), otherKey) << "a dictionary with an integer as a key";
   EXPECT_TRUE(takeLogTexts().back().starts_with(
       "8 (SharedResources: getExchange(key:with:)) Exchange object received "));
-  writeFile(path_, contentOf(samples / "golden/macos-after-rubbish.data"));
+  writeFile(path_, contentOf(archives / "golden/macos-after-rubbish.data"));
   EXPECT_EQ(takenName(std::nullopt), "addRule");
 }
 

@@ -50,7 +50,7 @@ TEST(DispatchQueue, NeverRunsTwoAtOnceAndLosesNone) {
 }
 
 TEST(DispatchQueueDeathTest, SyncOnItselfEndsTheProcessWithItsName) {
-  testing::GTEST_FLAG(death_test_style) = "threadsafe";
+  ::testing::GTEST_FLAG(death_test_style) = "threadsafe";
   DispatchQueue outer("the outer one");
   DispatchQueue inner("the inner one");
   EXPECT_DEATH(outer.sync([&] { inner.sync([&] { outer.sync([] {}); }); }), "the outer one");

@@ -25,7 +25,7 @@ using Kind = Verdict::Kind;
 
 constexpr const char* outcomeNames[] = {"holds", "broken", "not shown"};
 
-struct Options {
+struct CheckOptions {
   std::vector<std::string> only;
   bool lists = false;
   bool mayChange = false;
@@ -98,7 +98,7 @@ bool examineAll(const Points& points, Bench& bench, const std::string& whyNoChan
   return true;
 }
 
-void run(Context& context, Points points, const Options& options) {
+void run(Context& context, Points points, const CheckOptions& options) {
   if (!options.only.empty())
     std::erase_if(points, [&options](const Point& point) {
       return std::find(options.only.begin(), options.only.end(), point.name) == options.only.end();
@@ -133,7 +133,7 @@ void addCheckMainApp(CLI::App& app, Context& context) {
   CLI::App& command = *app.add_subcommand(
       "check-main-app",
       "Play hosts to the main application that runs, and say which points of the contract hold");
-  const auto options = std::make_shared<Options>();
+  const auto options = std::make_shared<CheckOptions>();
   const auto points = std::make_shared<const Points>(MainAppCheck::allPoints());
   command.add_option("--only", options->only, "only the point of this name; may be repeated")
       ->check([points](const std::string& name) {

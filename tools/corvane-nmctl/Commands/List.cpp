@@ -50,7 +50,7 @@ void print(Output& output, const std::vector<Row>& rows) {
                     printable(row.place.path()) + ": " + printable(row.found.reason));
 }
 
-void run(Context& context, const Selection& selection, bool isAll) {
+void listRegistrations(Context& context, const Selection& selection, bool isAll) {
   const auto places = placesOf(selection, context.surroundings, Level::all);
   if (!places) return fail(context, places.failure().text);
   std::vector<Row> rows;
@@ -79,7 +79,8 @@ void addList(CLI::App& app, Context& context) {
   std::string names = "Names of browsers:";
   for (const Browser& browser : browsers()) names += " " + std::string(browser.name);
   command.footer(names);
-  command.callback([&context, selection, isAll] { run(context, *selection, *isAll); });
+  command.callback(
+      [&context, selection, isAll] { listRegistrations(context, *selection, *isAll); });
 }
 
 }  // namespace corvane::Nmctl::Commands

@@ -18,7 +18,7 @@
 namespace corvane::Nmctl::Commands {
 namespace {
 
-struct Options {
+struct LogOptions {
   bool follows = false;
   std::string level = "verbose";
   std::string since;
@@ -106,7 +106,7 @@ Result<Done> follow(Output& output, const Filter& filter, LogStream& stream,
   }
 }
 
-void run(Context& context, const Options& options) {
+void run(Context& context, const LogOptions& options) {
   Filter filter;
   for (const DDLogFlag level : levels)
     if (options.level == nameOf(level)) filter.level = level;
@@ -128,7 +128,7 @@ void run(Context& context, const Options& options) {
 void addLog(CLI::App& app, Context& context) {
   CLI::App& command =
       *app.add_subcommand("log", "Show what all hosts of this user wrote to their logs");
-  const auto options = std::make_shared<Options>();
+  const auto options = std::make_shared<LogOptions>();
   command.add_flag("--follow,-f", options->follows, "go on showing what comes, until interrupted");
   std::vector<std::string> names;
   for (const DDLogFlag level : levels) names.emplace_back(nameOf(level));

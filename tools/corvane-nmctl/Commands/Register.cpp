@@ -10,7 +10,7 @@
 namespace corvane::Nmctl::Commands {
 namespace {
 
-struct Options {
+struct RegisterOptions {
   Selection selection;
   bool isPlan = false;
   std::string hostPath;
@@ -42,7 +42,7 @@ JsonObject jsonOf(const Place& place, const Plan& plan) {
 }
 
 /// Without a choice: the browsers that are installed here outside a sandbox.
-Result<Selection> selectionFor(const Options& options, const Surroundings& surroundings) {
+Result<Selection> selectionFor(const RegisterOptions& options, const Surroundings& surroundings) {
   const Selection& given = options.selection;
   if (!given.browsers.empty() || !given.folder.empty()) return given;
   Selection found;
@@ -64,7 +64,7 @@ const std::string* unusable(const std::vector<std::string>& extensions,
   return nullptr;
 }
 
-void run(Context& context, const Options& options) {
+void run(Context& context, const RegisterOptions& options) {
   if (!options.hostPath.empty()) context.surroundings.hostPath = options.hostPath;
   const auto selection = selectionFor(options, context.surroundings);
   if (!selection) return fail(context, selection.failure().text);
@@ -104,7 +104,7 @@ void run(Context& context, const Options& options) {
 void addRegister(CLI::App& app, Context& context) {
   CLI::App& command = *app.add_subcommand(
       "register", "Let this user's browsers start the host: write its manifest for each");
-  const auto options = std::make_shared<Options>();
+  const auto options = std::make_shared<RegisterOptions>();
   addSelection(command, options->selection);
   command.add_flag("--plan", options->isPlan, "only show what would be written, to the byte");
   command.add_option("--host", options->hostPath, "the host to register, by its full path")

@@ -8,7 +8,7 @@
 namespace corvane::Nmctl::Commands {
 namespace {
 
-void run(Context& context, const Selection& selection, bool isOfSystem) {
+void repair(Context& context, const Selection& selection, bool isOfSystem) {
   const auto level = isOfSystem ? Level::all : Level::user;
   const auto places = placesOf(selection, context.surroundings, level);
   if (!places) return fail(context, places.failure().text);
@@ -43,7 +43,7 @@ void addRepair(CLI::App& app, Context& context) {
   addSelection(command, *selection);
   const auto isOfSystem = std::make_shared<bool>(false);
   command.add_flag("--system", *isOfSystem, "also those that the system holds for all users");
-  command.callback([&context, selection, isOfSystem] { run(context, *selection, *isOfSystem); });
+  command.callback([&context, selection, isOfSystem] { repair(context, *selection, *isOfSystem); });
 }
 
 }  // namespace corvane::Nmctl::Commands

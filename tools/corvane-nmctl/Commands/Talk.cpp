@@ -29,7 +29,7 @@ using Outcome = Conversation::Outcome;
 constexpr auto endLimit = 5s;
 constexpr std::size_t mostOpen = 64;  // so that no pipe fills up while nobody reads the other
 
-struct Options {
+struct TalkOptions {
   std::string browser;
   std::string host;
   std::vector<std::string> lines;
@@ -40,7 +40,8 @@ struct Options {
 /// Lines in, messages out, until there are no more of either.
 class Talk {
  public:
-  Talk(HostProcess& host, LineSource lines, TalkReport& report, const Options& options, int wakings)
+  Talk(HostProcess& host, LineSource lines, TalkReport& report, const TalkOptions& options,
+       int wakings)
       : host_(host),
         lines_(std::move(lines)),
         report_(report),
@@ -138,7 +139,7 @@ int failWith(const std::string& why) {
   return static_cast<int>(Outcome::unanswered);
 }
 
-int run(Output& output, const Surroundings& surroundings, const Options& options) {
+int run(Output& output, const Surroundings& surroundings, const TalkOptions& options) {
   Platform::ignoreSignalsOfWrites();
   const auto choice = options.host.empty() ? chooseHost(options.browser, surroundings)
                                            : Result<HostChoice>(hostAt(options.host));
@@ -174,7 +175,7 @@ std::string footer() {
 void addTalk(CLI::App& app, Context& context) {
   CLI::App& command = *app.add_subcommand(
       "talk", "Start the host as a browser would, and send it commands typed by hand");
-  const auto options = std::make_shared<Options>();
+  const auto options = std::make_shared<TalkOptions>();
   auto* const browser = command.add_option("--browser", options->browser,
                                            "the host of this browser, started as it would");
   command.add_option("--host", options->host, "this host, started as Chromium would")
