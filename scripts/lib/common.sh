@@ -17,8 +17,15 @@ quietly() {
   fi
 }
 
-# Builds the preset $1 below build/: all of it, or the targets that follow.
+# Builds the preset $1 below build/: all of it, or the targets that follow. A terminal on standard
+# error shows how far it is; elsewhere a line says that it has begun, and another how long it took.
 build_preset() {
-  if [[ -t 2 ]]; then printf 'Building %s below build/%s …\n' "$1" "$1" >&2; fi
-  (cd -- "$root" && quietly cmake --preset "$1" && quietly cmake --build --preset "$1" ${2:+--target "${@:2}"})
+  local build=(cmake --build --preset "$1" ${2:+--target "${@:2}"}) targets=${*:2} begin=$SECONDS
+  printf 'Building %s below build/%s …\n' "${targets:-everything}" "$1" >&2
+  (
+    cd -- "$root"
+    quietly cmake --preset "$1"
+    if [[ -t 2 ]]; then "${build[@]}" >&2; else quietly "${build[@]}"; fi
+  )
+  printf 'Built in %d s\n' "$((SECONDS - begin))" >&2
 }
