@@ -29,7 +29,7 @@ std::string rawValue(RequestResponseName name) {
 /// One request, from its turn to its outcome.
 struct RequestSignalling::Request {
   RequestResponseName name;
-  std::string responseId;
+  std::string replyName;  // of the notification that answers it; empty: none does
   Begin begin;
   UniqueFunction<void(Outcome)> done;
   SerialOrder::Hold turn = {};
@@ -52,8 +52,9 @@ RequestSignalling::~RequestSignalling() = default;
 
 void RequestSignalling::sendRequest(RequestResponseName name, const std::string& responseId,
                                     Begin begin, UniqueFunction<void(Outcome)> done) {
-  auto request =
-      std::make_unique<Request>(Request{name, responseId, std::move(begin), std::move(done)});
+  auto request = std::make_unique<Request>(
+      Request{name, responseId.empty() ? std::string() : notificationName(name, responseId),
+              std::move(begin), std::move(done)});
   orders_.requests.async(
       [this, request = std::move(request)]() mutable { start(std::move(request)); });
 }
@@ -62,9 +63,9 @@ void RequestSignalling::sendRequest(RequestResponseName name, const std::string&
 void RequestSignalling::start(std::unique_ptr<Request> request) {
   request->turn = orders_.requests.hold();
   pending_ = std::move(request);
-  if (!pending_->responseId.empty()) {
+  if (!pending_->replyName.empty()) {
     (void)center_.observe(
-        notificationName(pending_->name, pending_->responseId), [this] { replyCame(); },
+        pending_->replyName, [this] { replyCame(); },
         Platform::NotificationCenter::Audience::thisProcessOnly);
   }
   Begin begin = std::move(pending_->begin);  // the request may be over before it returns
@@ -80,7 +81,7 @@ void RequestSignalling::post() {
   center_.post(notificationName(pending_->name));
   pending_->isPosted = true;
   replyDeadline_ = Platform::EventLoop::now() + replyLimit_;
-  if (pending_->isAnswered || pending_->responseId.empty()) return finish(Outcome::answered);
+  if (pending_->isAnswered || pending_->replyName.empty()) return finish(Outcome::answered);
   pending_->limit = loop_.at(replyDeadline_, [this] { limitPassed(); });
 }
 
@@ -101,12 +102,12 @@ void RequestSignalling::replyCame() {
 
 void RequestSignalling::finish(Outcome outcome) {
   const auto request = std::move(pending_);
-  if (!request->responseId.empty()) {
+  if (!request->replyName.empty()) {
     if (request->isPosted) {
       VCLogCDebug({file, sendFunction}, "After waiting, result: %@",
                   outcome == Outcome::answered ? "true" : "false");
     }
-    center_.stopObserving(notificationName(request->name, request->responseId));
+    center_.stopObserving(request->replyName);
   }
   request->done(outcome);
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <string_view>
 
@@ -12,7 +13,7 @@ inline constexpr std::size_t longestNotificationName = 200;
 /// "." in front.
 constexpr bool isNotificationName(std::string_view name) {
   return !name.empty() && name.size() <= longestNotificationName && name.front() != '.' &&
-         name.find_first_of(std::string_view("/\0", 2)) == std::string_view::npos;
+         std::none_of(name.begin(), name.end(), [](char one) { return one == '/' || one == '\0'; });
 }
 
 }  // namespace corvane::Platform
