@@ -19,6 +19,7 @@ FEW, MANY = 100, 600
 PAGE = {"url": "https://www.example.com/articles/why?page=2", "port": 443, "forceStartApp": False}
 REFUSED = request("setProtectionStatus", "alone")
 STATE = request("getCurrentAppState", "12")
+INIT = request("init", "1", {"apiVersion": "1"})
 FILTERING = request("getCurrentFilteringState", "a1", PAGE)
 
 
@@ -92,7 +93,7 @@ def print_row(kind, name, run, message, pairs, hosts):
 def main(pairs, host, other):
     pairs = int(pairs)
     hosts = [host, other] if other else [host]
-    for message in (REFUSED, STATE, FILTERING):
+    for message in (REFUSED, STATE, INIT):
         print_row(Instructions, "host alone", at_once, message, pairs, hosts)
     for message in (STATE, FILTERING):
         print_row(Instructions, "whole link", linked, message, pairs, hosts)

@@ -40,9 +40,9 @@ APPLICATION = "tools/corvane-main-app/"
 FAULTS = [
     # The exchange.
     Fault("listens-late", SHARED + "RequestSignalling.cpp", """\
-  if (!pending_->responseId.empty()) {
+  if (!pending_->replyName.empty()) {
     (void)center_.observe(
-        notificationName(pending_->name, pending_->responseId), [this] { replyCame(); },
+        pending_->replyName, [this] { replyCame(); },
         Platform::NotificationCenter::Audience::thisProcessOnly);
   }
   Begin begin = std::move(pending_->begin);  // the request may be over before it returns
@@ -52,7 +52,7 @@ FAULTS = [
   Begin begin = std::move(pending_->begin);
   begin([this](bool isPublished) {
     (void)center_.observe(
-        notificationName(pending_->name, pending_->responseId), [this] { replyCame(); },
+        pending_->replyName, [this] { replyCame(); },
         Platform::NotificationCenter::Audience::thisProcessOnly);
 """, "a host listens for the reply only after it has appended the request"),
     Fault("posts-early", SHARED + "RequestSignalling.cpp", """\
