@@ -11,8 +11,8 @@ namespace corvane {
 
 /// Writes the compact JSON text (RFC 8259, https://www.rfc-editor.org/rfc/rfc8259) of an object,
 /// member by member in the order of the calls. Keys must differ and need no escape. Strings may
-/// hold any bytes; unpaired surrogates stay in place (Base/Unicode.h). For several texts one after
-/// the other it uses the same memory. One thread.
+/// hold any bytes; unpaired surrogates stay in place (Base/Unicode.h). Reuses its buffer for the
+/// next object. Not thread-safe.
 class JsonWriter {
  public:
   /// Begins a new text, of an object to which `addMembers` adds the members; it gets this writer.
@@ -45,10 +45,11 @@ class JsonWriter {
     memberCount_ = count;
   }
 
-  /// How many members the outermost object has.
+  /// How many members the outermost object has. Valid after `write`.
   [[nodiscard]] std::size_t memberCount() const { return memberCount_; }
 
-  /// The text. Valid until the next one begins.
+  /// The text; not UTF-8 if a string in it is not, see `withSurrogatesEscaped`. Valid until the
+  /// next one begins.
   [[nodiscard]] std::string_view view() const { return {text_.data(), length_}; }
 
  private:

@@ -11,7 +11,8 @@ namespace corvane::Platform::ApplicationLauncher {
 /// `loop`: true if it was started, false if it is not installed, if its program cannot be executed,
 /// or if that is not known within TimeLimits::appState. Does not wait until the application is
 /// ready. The application inherits no descriptors or signal settings and is not a child of this
-/// process. `loop` must outlive the answer. On the loop's thread.
+/// process. `loop` must outlive the answer. Blocks for up to 5 s if a name service must be asked
+/// for the home. On the loop's thread.
 void launch(EventLoop& loop, const std::string& bundleIdentifier,
             UniqueFunction<void(bool isStarted)> answer);
 

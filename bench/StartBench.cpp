@@ -25,41 +25,42 @@ using Microseconds = std::chrono::duration<double, std::micro>;
 constexpr std::chrono::milliseconds untilIdle{5};
 
 /// Durations of one program, in microseconds, one for each start.
-struct Life {
+struct Durations {
   std::vector<double> start;
   std::vector<double> end;
 };
 
-void live(const std::string& program, std::chrono::milliseconds rest, Life& life) {
+void runOnce(const std::string& program, std::chrono::milliseconds rest, Durations& durations) {
   const auto started = Clock::now();
   Child child({program});
   child.send(R"({"type":"init","id":"1","parameters":{"apiVersion":"1"}})");
   static_cast<void>(child.receive());
-  life.start.push_back(Microseconds(Clock::now() - started).count());
+  durations.start.push_back(Microseconds(Clock::now() - started).count());
   if (rest > rest.zero()) std::this_thread::sleep_for(rest);
   const auto endOfInput = Clock::now();
   child.finish();
-  life.end.push_back(Microseconds(Clock::now() - endOfInput).count());
+  durations.end.push_back(Microseconds(Clock::now() - endOfInput).count());
 }
 
-std::pair<Life, Life> livesOf(const Arguments& arguments, std::chrono::milliseconds rest) {
-  Life ours;
-  Life other;
+std::pair<Durations, Durations> measure(const Arguments& arguments,
+                                        std::chrono::milliseconds rest) {
+  Durations ours;
+  Durations other;
   for (long round = 0; round < arguments.rounds; ++round) {
     inTurns(
-        round, [&] { live(arguments.host(), rest, ours); },
-        [&] { live(arguments.otherProgram(), rest, other); });
+        round, [&] { runOnce(arguments.host(), rest, ours); },
+        [&] { runOnce(arguments.otherProgram(), rest, other); });
   }
   return {std::move(ours), std::move(other)};
 }
 
 void run(const Arguments& arguments) {
-  const auto [ours, other] = livesOf(arguments, untilIdle);
+  const auto [ours, other] = measure(arguments, untilIdle);
   printRow("start to first reply" + arguments.note, "us", {ours.start, other.start});
   printRow("end of input to exit" + arguments.note, "us", {ours.end, other.end});
-  const auto [oursInRow, otherInRow] = livesOf(arguments, {});
+  const auto [oursBackToBack, otherBackToBack] = measure(arguments, {});
   printRow("start to first reply, back to back" + arguments.note, "us",
-           {oursInRow.start, otherInRow.start});
+           {oursBackToBack.start, otherBackToBack.start});
 }
 
 }  // namespace

@@ -30,8 +30,8 @@ class FrameWriter {
   FrameWriter(Platform::EventLoop& loop, int descriptor, std::function<void()> onIdle);
 
   /// Writes `json`, the text of an object made by JsonWriter, as one frame, or as much of it as is
-  /// taken now. False, with an error line, only when a string in it is not well formed. An object
-  /// that is not valid JSON can't be passed, as JsonWriter has nothing to write it with. A browser
+  /// taken now; reads it only during the call. False, with an error line, only when a string in it
+  /// is not well formed; JsonWriter makes no object that is invalid in any other way. A browser
   /// that is gone costs one error line, and nothing is written after it. A body beyond 1,048,576
   /// bytes is written after a warning line, as browsers end the conversation over it; one beyond
   /// 4,294,967,295 bytes ends the process.

@@ -31,7 +31,7 @@ Result<std::vector<std::byte>> contentOf(const char* path) {
 }
 
 /// The cause is never `notFound`: what can't be asked may have the user.
-Failure unread(const std::string& why) {
+Failure cannotRead(const std::string& why) {
   return {FailureCause::other, "read the user database: " + why};
 }
 
@@ -51,23 +51,23 @@ Result<std::string> usable(std::string home, uid_t user) {
 Result<std::string> homeByNameService(uid_t user) {
   const auto answer =
       outputOf({"/usr/bin/getent", "passwd", std::to_string(user)}, slowestAnswer, largestAnswer);
-  if (!answer) return unread(answer.failure().text);
+  if (!answer) return cannotRead(answer.failure().text);
   auto home = UserDatabase::homeIn(answer.value(), user);
-  if (!home) return unread("getent finds no user " + std::to_string(user));
+  if (!home) return cannotRead("getent finds no user " + std::to_string(user));
   return usable(*std::move(home), user);
 }
 
 }  // namespace
 
 /// Starting another program costs more than the rest of start-up; where the file answers first, it
-/// is the same to read that.
+/// is the same to read that. A file that can't be read may be read by that program.
 Result<std::string> homeFolderOf(uid_t user) {
   const auto configuration = contentOf("/etc/nsswitch.conf");
-  if (!configuration) return unread(configuration.failure().text);
+  if (!configuration) return homeByNameService(user);
   const Sources sources = UserDatabase::sourcesIn(textOf(configuration.value()));
   if (sources == Sources::others) return homeByNameService(user);
   const auto file = contentOf("/etc/passwd");
-  if (!file) return unread(file.failure().text);
+  if (!file) return homeByNameService(user);
   if (auto home = UserDatabase::homeIn(textOf(file.value()), user))
     return usable(*std::move(home), user);
   if (sources == Sources::fileFirst) return homeByNameService(user);

@@ -66,7 +66,7 @@ struct Program {
   const char* path = nullptr;
   char* const* arguments = nullptr;
   const char* folder = nullptr;
-  std::optional<ForOutput> output;
+  std::optional<OutputOptions> output;
 };
 
 [[noreturn]] void become(const Program& program, int report) {
@@ -83,7 +83,8 @@ struct Program {
 }  // namespace
 
 Result<OwnedDescriptor> startDetached(const std::vector<std::string>& arguments,
-                                      const std::string& folder, std::optional<ForOutput> output) {
+                                      const std::string& folder,
+                                      std::optional<OutputOptions> output) {
   const auto path = pathOf(arguments.empty() ? "" : arguments.front());
   if (!path) return path.failure();
   std::vector<char*> pointers;

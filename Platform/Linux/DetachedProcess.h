@@ -11,20 +11,21 @@
 namespace corvane::Platform {
 
 /// How a program runs that is only started for what it prints.
-struct ForOutput {
+struct OutputOptions {
   int standardOutput;          ///< becomes its standard output; not one of 0 to 2
   std::chrono::seconds limit;  ///< after which SIGALRM ends it; at least 1
 };
 
 /// Starts a program in a session of its own, as no child of this process: default signals, empty
 /// signal mask, standard streams on /dev/null, no other descriptor, working directory `folder`, the
-/// environment of this process; with `output` as that says, and with no environment. `arguments`
-/// begins with the program; one without a slash is looked for where the system keeps programs.
+/// environment of this process. If `output` is given, standard output and a time limit are as it
+/// says, and the environment is empty. `arguments` begins with the program; one without a slash is
+/// looked for where the system keeps programs.
 ///
 /// Returns a descriptor that becomes readable when the outcome is known; pass it to `outcomeOf`.
 Result<OwnedDescriptor> startDetached(const std::vector<std::string>& arguments,
                                       const std::string& folder,
-                                      std::optional<ForOutput> output = std::nullopt);
+                                      std::optional<OutputOptions> output = std::nullopt);
 
 /// Succeeds if the program is running. Blocks until that is known.
 Result<Done> outcomeOf(const OwnedDescriptor& start);

@@ -56,8 +56,8 @@ Result<std::string> outputOf(const std::vector<std::string>& arguments, std::chr
   if (linuxCalls().pipe2(ends, O_CLOEXEC) != 0) return failureFromErrno("pipe");
   const OwnedDescriptor output(ends[0]);
   OwnedDescriptor written(ends[1]);
-  // It ends later than the wait for it, whose failure says more.
-  const ForOutput how{written.number(), limit + std::chrono::seconds(1)};
+  // One second longer than our wait, so that our time-out is the failure reported.
+  const OutputOptions how{written.number(), limit + std::chrono::seconds(1)};
   const auto start = startDetached(arguments, "/", how);
   if (!start) return start.failure();
   written = OwnedDescriptor();

@@ -40,7 +40,7 @@ class ResponseStatus {
  public:
   using Text = std::variant<std::monostate, std::string_view, std::string>;
 
-  /// A text given as a view must live for ever.
+  /// A view must have static storage duration.
   static ResponseStatus ok(Text text = {}) { return ResponseStatus(false, std::move(text)); }
   static ResponseStatus error(Text text = {}) { return ResponseStatus(true, std::move(text)); }
 
@@ -67,9 +67,9 @@ class ResponseStatus {
   Text text_;
 };
 
-/// One result value of a command. It can hold nothing that JSON can't say.
+/// One result value of a command. Every value has a JSON form.
 struct ReplyParameter {
-  std::string_view key;  ///< lives for ever
+  std::string_view key;  ///< has static storage duration
   std::variant<bool, std::int64_t, std::string> value;
 };
 

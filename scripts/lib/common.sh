@@ -17,8 +17,8 @@ quietly() {
   fi
 }
 
-# Builds the preset $1 below build/: all of it, or the targets that follow. A terminal on standard
-# error shows how far it is; elsewhere a line says that it has begun, and another how long it took.
+# Builds the preset $1 below build/: all of it, or the targets that follow. Prints a line before and
+# after on standard error, and on a terminal the build's progress, too.
 build_preset() {
   local build=(cmake --build --preset "$1" ${2:+--target "${@:2}"}) targets=${*:2} begin=$SECONDS
   printf 'Building %s below build/%s …\n' "${targets:-everything}" "$1" >&2

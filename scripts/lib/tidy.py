@@ -1,8 +1,8 @@
 """tidy.py [--quick] BUILDFOLDER: clang-tidy on all that the configured build there compiles.
 
-With --quick the static analyser is left out, and joined sources may stand for theirs. Prints what clang-tidy finds; the exit status says
-whether it found nothing. A source that passed is not looked at again until it, a header that it
-includes, its command or the configuration changes.
+With --quick it leaves out the static analyser and the checks that don't suit joined sources. Prints
+what clang-tidy finds; the exit status says whether it found nothing. A source that passed is not
+looked at again until it, a header that it includes, its command or the configuration changes.
 """
 
 import concurrent.futures
