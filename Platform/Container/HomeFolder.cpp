@@ -23,11 +23,17 @@ constexpr std::size_t largestAnswer = std::size_t{64} << 10;
 constexpr std::chrono::seconds slowestAnswer{5};
 
 /// The content of a file of the system; empty if there is none.
-Result<std::vector<std::byte>> contentOf(const char* path) {
+Result<std::vector<std::byte>> readOnce(const char* path) {
   auto file = File::open(path, File::Access::readThroughLinks);
   if (file) return file->readAll(largestFile);
   if (file.failure().cause == FailureCause::notFound) return std::vector<std::byte>();
   return file.failure();
+}
+
+/// Likewise; tries twice, as the system may lack memory or descriptors for a moment.
+Result<std::vector<std::byte>> contentOf(const char* path) {
+  auto content = readOnce(path);
+  return content ? content : readOnce(path);
 }
 
 /// The cause is never `notFound`: what can't be asked may have the user.
@@ -60,14 +66,14 @@ Result<std::string> homeByNameService(uid_t user) {
 }  // namespace
 
 /// Starting another program costs more than the rest of start-up; where the file answers first, it
-/// is the same to read that. A file that can't be read may be read by that program.
+/// is the same to read that.
 Result<std::string> homeFolderOf(uid_t user) {
   const auto configuration = contentOf("/etc/nsswitch.conf");
-  if (!configuration) return homeByNameService(user);
+  if (!configuration) return cannotRead(configuration.failure().text);
   const Sources sources = UserDatabase::sourcesIn(textOf(configuration.value()));
   if (sources == Sources::others) return homeByNameService(user);
   const auto file = contentOf("/etc/passwd");
-  if (!file) return homeByNameService(user);
+  if (!file) return cannotRead(file.failure().text);
   if (auto home = UserDatabase::homeIn(textOf(file.value()), user))
     return usable(*std::move(home), user);
   if (sources == Sources::fileFirst) return homeByNameService(user);

@@ -14,28 +14,44 @@ std::string_view takeUntil(char end, std::string_view& text) {
   return taken;
 }
 
-/// Takes the next word off the front of `line`.
-std::string_view takeWord(std::string_view& line) {
-  constexpr std::string_view blanks = " \t";
+constexpr std::string_view blanks = " \t";
+
+void skipBlanks(std::string_view& line) {
   line.remove_prefix(std::min(line.find_first_not_of(blanks), line.size()));
-  const std::string_view word = line.substr(0, line.find_first_of(blanks));
+}
+
+/// Takes the next word off the front of `line`.
+std::string_view takeWord(std::string_view& line, std::string_view ends = blanks) {
+  skipBlanks(line);
+  const std::string_view word = line.substr(0, line.find_first_of(ends));
   line.remove_prefix(word.size());
   return word;
 }
 
+/// What the list of sources `list` means.
+UserDatabase::Sources sourcesOf(std::string_view list) {
+  using UserDatabase::Sources;
+  if (takeWord(list) != "files") return Sources::others;
+  const std::string_view next = takeWord(list);
+  if (next.empty()) return Sources::fileOnly;
+  // What follows a source in brackets can also say that others are asked although it answers.
+  return next.front() == '[' ? Sources::others : Sources::fileFirst;
+}
+
 }  // namespace
 
+/// As the C library reads it: the colon may be missing, and of several lines the last one counts.
 UserDatabase::Sources UserDatabase::sourcesIn(std::string_view configuration) {
+  Sources sources = Sources::fileOnly;
   while (!configuration.empty()) {
     std::string_view line = takeUntil('\n', configuration);
-    if (takeWord(line) != "passwd:") continue;
-    if (takeWord(line) != "files") return Sources::others;
-    const std::string_view next = takeWord(line);
-    if (next.empty() || next.front() == '#') return Sources::fileOnly;
-    // What follows a source in brackets can also say that others are asked although it answers.
-    return next.front() == '[' ? Sources::others : Sources::fileFirst;
+    line = line.substr(0, line.find('#'));
+    if (takeWord(line, " \t:") != "passwd") continue;
+    skipBlanks(line);
+    if (line.starts_with(':')) line.remove_prefix(1);
+    sources = sourcesOf(line);
   }
-  return Sources::fileOnly;
+  return sources;
 }
 
 std::optional<std::string> UserDatabase::homeIn(std::string_view text, uid_t user) {

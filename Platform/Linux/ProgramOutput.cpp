@@ -61,6 +61,7 @@ Result<std::string> outputOf(const std::vector<std::string>& arguments, std::chr
   const auto start = startDetached(arguments, "/", how);
   if (!start) return start.failure();
   written = OwnedDescriptor();
+  if (const auto known = awaitInput(start->number(), end); !known) return known.failure();
   if (const auto started = outcomeOf(start.value()); !started) return started.failure();
   auto text = readUntil(end, output.number(), most);
   if (!text) return Failure{text.failure().cause, arguments.front() + ": " + text.failure().text};

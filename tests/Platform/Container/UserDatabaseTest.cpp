@@ -8,7 +8,9 @@ namespace {
 TEST(UserDatabase, SaysWhichSourcesAreAsked) {
   EXPECT_EQ(sourcesIn(""), Sources::fileOnly);
   EXPECT_EQ(sourcesIn("# passwd: sss\ngroup: sss\npasswd:\tfiles # all\n"), Sources::fileOnly);
-  EXPECT_EQ(sourcesIn("passwd:  files systemd\npasswd: sss"), Sources::fileFirst);
+  EXPECT_EQ(sourcesIn("passwd: sss\npasswd:  files systemd"), Sources::fileFirst);
+  EXPECT_EQ(sourcesIn("passwd:sss"), Sources::others);
+  EXPECT_EQ(sourcesIn("passwd files sss\npasswd_compat: nis"), Sources::fileFirst);
   EXPECT_EQ(sourcesIn("passwd: files [SUCCESS=continue] sss"), Sources::others);
   EXPECT_EQ(sourcesIn(" passwd: sss files"), Sources::others);
 }
