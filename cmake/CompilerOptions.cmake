@@ -19,6 +19,12 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
 endif()
 target_include_directories(corvane_options INTERFACE ${PROJECT_SOURCE_DIR})
 
+if(NOT APPLE)
+  # Everything is linked into executables only. CMake's -fPIC for libraries keeps the compiler from inlining a function
+  # that a shared library might replace, which costs 5 to 10 % of all instructions.
+  add_compile_options(-fPIE)
+endif()
+
 if(CORVANE_SANITIZE)
   add_compile_options(-fsanitize=${CORVANE_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
   add_link_options(-fsanitize=${CORVANE_SANITIZE})
