@@ -2,10 +2,9 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cstring>
-#include <vector>
-
-#include "Base/Unicode.h"
+#include <span>
 
 namespace corvane {
 namespace {
@@ -13,7 +12,12 @@ namespace {
 constexpr std::string_view magic = "bplist00";
 constexpr std::size_t trailerSize = 32;
 
+using Index = BinaryPropertyList::Index;
 using Kind = BinaryPropertyList::Kind;
+using Object = BinaryPropertyList::Object;
+
+/// What is wrong, or null.
+using Fault = const char*;
 
 /// What an object is that begins with a certain marker.
 struct Form {
@@ -56,34 +60,110 @@ bool isZero(ByteView bytes) {
   return std::all_of(bytes.begin(), bytes.end(), [](std::byte one) { return one == std::byte{0}; });
 }
 
-}  // namespace
+/// Whether `count` bytes are ASCII. Eight more must be readable behind them; the trailer sees to
+/// that.
+bool isAscii(const std::byte* bytes, std::size_t count) {
+  std::uint64_t seen = 0;
+  std::uint64_t word = 0;
+  for (; count >= sizeof word; count -= sizeof word, bytes += sizeof word) {
+    std::memcpy(&word, bytes, sizeof word);
+    seen |= word;
+  }
+  std::memcpy(&word, bytes, sizeof word);
+  const std::size_t excess =
+      8 * (sizeof word - count) - 1;  // bits, but for one: 64 can't be shifted
+  seen |= std::endian::native == std::endian::little ? word << excess << 1 : word >> excess >> 1;
+  return (seen & 0x8080808080808080U) == 0;
+}
 
-/// The object at `at`, which is below the offset table; none when something is wrong with it.
-inline BinaryPropertyList::Object BinaryPropertyList::objectAt(const std::byte* at) const {
-  const auto left = static_cast<std::size_t>(bytes_.data() + table_ - at);
+/// What the trailer says, and objects as the bytes have them.
+class Layout {
+ public:
+  /// Checks the trailer of `bytes`.
+  Fault read(ByteView bytes);
+
+  /// The object at `at`, which is below the offset table; none when something is wrong with it.
+  [[nodiscard]] Object objectAt(const std::byte* at) const;
+
+  /// Says why there is no object at `at`.
+  [[nodiscard]] Fault faultAt(const std::byte* at) const;
+
+  [[nodiscard]] const std::byte* startOf(Index index) const {
+    const std::size_t entry = static_cast<std::size_t>(index) * offsetWidth;
+    return bytes.data() + bigEndian(bytes.data() + table + entry, offsetWidth);
+  }
+
+  ByteView bytes;
+  Index objectCount = 0;
+  Index topIndex = 0;
+  std::size_t table = 0;           // where the offset table begins, and the objects end
+  std::size_t offsetWidth = 1;     // bytes of an offset
+  std::size_t referenceWidth = 1;  // bytes of a reference
+
+ private:
+  [[nodiscard]] Object longObjectAt(const std::byte* at) const;
+
+  std::array<std::uint8_t, 5> unitSizes_{0, 1, 2};  // bytes of what objects count, by its kind
+};
+
+Fault Layout::read(ByteView all) {
+  bytes = all;
+  if (!textOf(bytes).starts_with(magic)) return "not a binary property list";
+  if (bytes.size() < magic.size() + trailerSize) return "the trailer is missing";
+  if (bytes.size() > UINT32_MAX) return "there are too many bytes";
+  const std::size_t tableEnd = bytes.size() - trailerSize;
+  const std::byte* const trailer = bytes.data() + tableEnd;
+  offsetWidth = std::to_integer<std::size_t>(trailer[6]);
+  referenceWidth = std::to_integer<std::size_t>(trailer[7]);
+  objectCount = bigEndian(trailer + 8, 8);
+  topIndex = bigEndian(trailer + 16, 8);
+  const std::uint64_t tableStart = bigEndian(trailer + 24, 8);
+  if (offsetWidth < 1 || offsetWidth > 8) return "offsets have no such width";
+  if (referenceWidth < 1 || referenceWidth > 8) return "references have no such width";
+  if (tableStart <= magic.size() || tableStart > tableEnd)
+    return "the offset table is out of place";
+  table = static_cast<std::size_t>(tableStart);
+  const std::size_t tableSize = tableEnd - table;
+  if (objectCount == 0 || tableSize % offsetWidth != 0 || tableSize / offsetWidth != objectCount) {
+    return "the offset table has another size than the object count says";
+  }
+  if (topIndex >= objectCount) return "the top object is out of range";
+  using Unit = Form::Unit;
+  unitSizes_[static_cast<std::size_t>(Unit::reference)] = static_cast<std::uint8_t>(referenceWidth);
+  unitSizes_[static_cast<std::size_t>(Unit::pair)] = static_cast<std::uint8_t>(2 * referenceWidth);
+  return nullptr;
+}
+
+inline Object Layout::objectAt(const std::byte* at) const {
+  const auto left = static_cast<std::size_t>(bytes.data() + table - at);
   const unsigned marker = markerAt(at);
   const Form form = forms[marker];
   std::uint32_t count = 1;
   std::uint8_t unit = form.size;
+  std::size_t start = form.start;
   if (form.unit != Form::Unit::fixed) {
     count = marker & countFollows;
-    if (count == countFollows) return longObjectAt(at);
+    if (count == countFollows) {
+      if (markerAt(at + 1) != 0x10) return longObjectAt(at);
+      count = markerAt(at + 2);  // most counts take one byte
+      start = 3;
+    }
     unit = unitSizes_[static_cast<std::size_t>(form.unit)];
   } else if (form.kind == Kind::uid && form.size > sizeof(std::uint32_t)) {
     return longObjectAt(at);
   }
-  if (form.start + std::size_t{count} * unit > left) return {};
-  return {form.kind, unit, count, at + form.start};
+  if (start + std::size_t{count} * unit > left) return {};
+  return {.kind = form.kind, .unit = unit, .count = count, .start = at + start};
 }
 
 /// The same for objects that are longer than most.
-BinaryPropertyList::Object BinaryPropertyList::longObjectAt(const std::byte* at) const {
-  const std::byte* const end = bytes_.data() + table_;
+Object Layout::longObjectAt(const std::byte* at) const {
+  const std::byte* const end = bytes.data() + table;
   const Form form = forms[markerAt(at++)];
   if (form.kind == Kind::uid) {
     const std::size_t excess = form.size - sizeof(std::uint32_t);
     if (form.size > end - at || !isZero({at, excess})) return {};
-    return {form.kind, form.size, 1, at};
+    return {.kind = form.kind, .unit = form.size, .count = 1, .start = at};
   }
   const unsigned marker = at < end ? markerAt(at) : 0;  // an integer object with the count follows
   const std::ptrdiff_t width = std::ptrdiff_t{1} << (marker & 0xF);
@@ -93,12 +173,11 @@ BinaryPropertyList::Object BinaryPropertyList::longObjectAt(const std::byte* at)
   const auto left = static_cast<std::size_t>(end - at);
   const std::uint8_t unit = unitSizes_[static_cast<std::size_t>(form.unit)];
   if (count > left || count * unit > left) return {};
-  return {form.kind, unit, static_cast<std::uint32_t>(count), at};
+  return {.kind = form.kind, .unit = unit, .count = static_cast<std::uint32_t>(count), .start = at};
 }
 
-/// Says why there is no object at `at`.
-BinaryPropertyList::Fault BinaryPropertyList::faultAt(const std::byte* at) const {
-  const std::byte* const end = bytes_.data() + table_;
+Fault Layout::faultAt(const std::byte* at) const {
+  const std::byte* const end = bytes.data() + table;
   const unsigned marker = markerAt(at++);
   const Form form = forms[marker];
   if (form.kind == Kind::none && marker >> 4 == 0x1) return "an integer is too wide";
@@ -114,182 +193,141 @@ BinaryPropertyList::Fault BinaryPropertyList::faultAt(const std::byte* at) const
   return "an object is longer than what is left";
 }
 
-/// The check behind `open`: looks at every object by itself, in one tight loop, then walks once
-/// over every array and dictionary that can be reached from the top.
-class BinaryPropertyList::Check {
- public:
-  /// `list`: its trailer is sound already.
-  explicit Check(const BinaryPropertyList& list)
-      : list_(list), marks_(static_cast<std::size_t>(list.objectCount_)) {}
+/// What `Object::levels` says while objects are checked.
+constexpr std::uint8_t unseen = 0;         // of arrays and dictionaries
+constexpr std::uint8_t beingWalked = 255;  // likewise
+constexpr std::uint8_t overlapping = 1;    // of what is no object
 
-  /// What is wrong, or null.
-  Fault checkAll() {
-    if (!lookAtAll()) return "an offset is out of range";
-    heightOf(list_.topIndex_, 1);
-    return fault_;
-  }
+bool isContainer(const Object& object) {
+  return object.kind == Kind::array || object.kind == Kind::dictionary;
+}
 
- private:
-  /// What is known of an object: one of these, or the levels from an array or dictionary down.
-  enum Mark : std::uint8_t { unseen = 0, scalar = 1, text = 252, wrong, overlapping, beingWalked };
-  static_assert(maximumDepth < text);
-
+/// Reads every object by itself, in one tight loop. False when an offset is out of range; what is
+/// wrong otherwise counts only if it is reached, and becomes no object.
+bool readObjects(const Layout layout, std::span<Object> objects) {
   // Objects that overlap are no fault in themselves, but thousands that share the same bytes would
   // take the square of the time. No writer overlaps them, so the objects of a sound file have fewer
   // bytes than the file.
-  static constexpr std::uint64_t timesTheFile = 4;
-
-  bool lookAtAll();
-  [[nodiscard]] Mark markOf(const Object& object) const;
-  unsigned heightOf(Index index, unsigned depth);
-  unsigned heightBelow(const Object& object, unsigned depth);
-  unsigned failAt(Index index, Mark mark);
-
-  /// Notes what is wrong. Heights don't count from then on.
-  unsigned fail(Fault fault) {
-    fault_ = fault;
-    return 0;
-  }
-
-  const BinaryPropertyList& list_;
-  std::vector<std::uint8_t> marks_;  // of each object
-  Fault fault_ = nullptr;
-};
-
-/// False when an offset is out of range. What is wrong otherwise counts only if it is reached.
-bool BinaryPropertyList::Check::lookAtAll() {
-  const BinaryPropertyList list = list_;  // where no other write can change it
-  std::uint64_t bytesLeft = timesTheFile * list.bytes_.size();
-  const std::byte* entry = list.bytes_.data() + list.table_;
-  std::uint8_t* mark = marks_.data();
-  for (Index left = list.objectCount_; left > 0; --left, ++mark, entry += list.offsetWidth_) {
-    const std::uint64_t offset = bigEndian(entry, list.offsetWidth_);
-    if (offset < magic.size() || offset >= list.table_) return false;
-    const Object object = list.objectAt(list.bytes_.data() + offset);
+  constexpr std::uint64_t timesTheFile = 4;
+  std::uint64_t bytesLeft = timesTheFile * layout.bytes.size();
+  const std::byte* entry = layout.bytes.data() + layout.table;
+  for (Object& object : objects) {
+    const std::uint64_t offset = bigEndian(entry, layout.offsetWidth);
+    entry += layout.offsetWidth;
+    if (offset < magic.size() || offset >= layout.table) return false;
+    object = layout.objectAt(layout.bytes.data() + offset);
     const std::uint64_t size = std::uint64_t{object.count} * object.unit + 1;
-    *mark = size > bytesLeft ? overlapping : markOf(object);
+    if (size > bytesLeft)
+      object = {.levels = overlapping};
+    else if (object.kind == Kind::text && object.unit == 1 && !isAscii(object.start, object.count))
+      object = {};
     bytesLeft -= std::min(size, bytesLeft);
   }
   return true;
 }
 
-inline BinaryPropertyList::Check::Mark BinaryPropertyList::Check::markOf(
-    const Object& object) const {
-  if (object.kind == Kind::text)
-    return object.unit == 1 && !Unicode::isAscii(textOf(object.payload())) ? wrong : text;
-  if (object.kind == Kind::array || object.kind == Kind::dictionary) return unseen;
-  return object ? scalar : wrong;
-}
+/// Walks once over every array and dictionary that can be reached from the top.
+class Walk {
+ public:
+  Walk(const Layout& layout, std::span<Object> objects) : layout_(layout), objects_(objects) {}
+
+  /// What is wrong, or null.
+  Fault walk() {
+    levelsOf(layout_.topIndex, 1);
+    return fault_;
+  }
+
+ private:
+  unsigned levelsOf(Index index, unsigned depth);
+  unsigned levelsBelow(const Object& object, unsigned depth);
+  unsigned levelsOfAll(const std::byte* at, std::size_t count, Kind expected, unsigned depth);
+  [[nodiscard]] Fault faultOf(Index index) const;
+
+  /// Notes what is wrong. Levels don't count from then on.
+  unsigned fail(Fault fault) {
+    fault_ = fault;
+    return 0;
+  }
+
+  const Layout& layout_;
+  const std::span<Object> objects_;
+  Fault fault_ = nullptr;
+};
 
 /// How many levels there are from the object `index`, which stands on level `depth`, down. Never
 /// goes deeper than the depth allowed, and into each object once.
-unsigned BinaryPropertyList::Check::heightOf(Index index, unsigned depth) {
-  std::uint8_t& mark = marks_[static_cast<std::size_t>(index)];
-  const unsigned least = mark > scalar && mark < text ? mark : 1;
+unsigned Walk::levelsOf(Index index, unsigned depth) {
+  constexpr unsigned maximumDepth = BinaryPropertyList::maximumDepth;
+  Object& object = objects_[static_cast<std::size_t>(index)];
+  const bool isKnown = isContainer(object) && object.levels <= maximumDepth;
+  const unsigned least = isKnown ? std::max<unsigned>(object.levels, 1) : 1;
   if (depth + least - 1 > maximumDepth) return fail("objects are nested too deeply");
-  if (mark >= wrong) return failAt(index, static_cast<Mark>(mark));
-  if (mark == unseen) {
-    mark = beingWalked;
-    mark = static_cast<std::uint8_t>(1 + heightBelow(list_.object(index), depth));
-    return mark;
-  }
-  return least;
+  if (!object) return fail(faultOf(index));
+  if (object.levels == beingWalked) return fail("an object contains itself");
+  if (!isContainer(object) || object.levels != unseen) return least;
+  object.levels = beingWalked;
+  object.levels = static_cast<std::uint8_t>(1 + levelsBelow(object, depth));
+  return object.levels;
 }
 
-/// The greatest height among what `object` contains; 0 when that is nothing.
-unsigned BinaryPropertyList::Check::heightBelow(const Object& object, unsigned depth) {
-  const std::size_t width = list_.referenceWidth_;
+/// The most levels of what `object` contains; 0 when that is nothing.
+unsigned Walk::levelsBelow(const Object& object, unsigned depth) {
   const std::size_t keys = object.kind == Kind::dictionary ? object.count : 0;
-  const std::byte* at = object.start;
-  const bool mayHoldMore = depth < maximumDepth;
-  unsigned height = 0;
-  for (std::size_t i = 0; i < keys + object.count; ++i, at += width) {
-    const Index child = bigEndian(at, width);
-    if (child >= marks_.size()) return fail("a reference is out of range");
-    const std::uint8_t mark = marks_[static_cast<std::size_t>(child)];
-    if (mayHoldMore && (mark == text || (mark == scalar && i >= keys))) {  // most are
-      height = std::max(height, 1U);
-      continue;
-    }
-    height = std::max(height, heightOf(child, depth + 1));
-    if (fault_ != nullptr) return 0;
-    if (i < keys && mark != text) return fail("a key is not a string");
-  }
-  return height;
+  const std::byte* const values = object.start + keys * layout_.referenceWidth;
+  const unsigned ofKeys = levelsOfAll(object.start, keys, Kind::text, depth + 1);
+  if (fault_ != nullptr) return 0;
+  return std::max(ofKeys, levelsOfAll(values, object.count, Kind::boolean, depth + 1));
 }
 
-/// Says what is wrong with the object that has the mark `mark`.
-unsigned BinaryPropertyList::Check::failAt(Index index, Mark mark) {
-  if (mark == beingWalked) return fail("an object contains itself");
-  if (mark == overlapping) return fail("objects overlap");
-  const std::byte* const at = list_.startOf(index);
-  return fail(list_.objectAt(at) ? "an ASCII string holds another byte" : list_.faultAt(at));
+/// The most levels of the `count` objects on level `depth` that are referred to at `at`. They must
+/// be texts if `expected` is that; if it is `boolean`, all kinds from there on are expected most.
+unsigned Walk::levelsOfAll(const std::byte* at, std::size_t count, Kind expected, unsigned depth) {
+  const std::size_t width = layout_.referenceWidth;
+  const auto quick =
+      static_cast<unsigned>(expected) + (depth > BinaryPropertyList::maximumDepth ? 256U : 0);
+  unsigned levels = count > 0 ? 1 : 0;
+  for (; count > 0; --count, at += width) {
+    const Index child = bigEndian(at, width);
+    if (child >= objects_.size()) return fail("a reference is out of range");
+    const Kind kind = objects_[static_cast<std::size_t>(child)].kind;
+    if (static_cast<unsigned>(kind) >= quick) continue;  // most
+    levels = std::max(levels, levelsOf(child, depth));
+    if (fault_ != nullptr) return 0;
+    if (expected == Kind::text && kind != Kind::text) return fail("a key is not a string");
+  }
+  return levels;
 }
+
+/// Says what is wrong with what is no object.
+Fault Walk::faultOf(Index index) const {
+  if (objects_[static_cast<std::size_t>(index)].levels == overlapping) return "objects overlap";
+  const std::byte* const at = layout_.startOf(index);
+  return layout_.objectAt(at) ? "an ASCII string holds another byte" : layout_.faultAt(at);
+}
+
+}  // namespace
 
 Result<BinaryPropertyList> BinaryPropertyList::open(ByteView bytes) {
+  Layout layout;
+  if (const Fault fault = layout.read(bytes)) return Failure{FailureCause::malformed, fault};
   BinaryPropertyList list;
-  list.bytes_ = bytes;
-  Fault fault = list.readTrailer();
-  if (fault == nullptr) fault = Check(list).checkAll();
-  if (fault != nullptr) return Failure{FailureCause::malformed, fault};
+  list.objects_.resize(static_cast<std::size_t>(layout.objectCount));
+  list.topIndex_ = layout.topIndex;
+  list.referenceWidth_ = layout.referenceWidth;
+  if (!readObjects(layout, list.objects_))
+    return Failure{FailureCause::malformed, "an offset is out of range"};
+  if (const Fault fault = Walk(layout, list.objects_).walk())
+    return Failure{FailureCause::malformed, fault};
   return list;
 }
 
-BinaryPropertyList::Fault BinaryPropertyList::readTrailer() {
-  if (!textOf(bytes_).starts_with(magic)) return "not a binary property list";
-  if (bytes_.size() < magic.size() + trailerSize) return "the trailer is missing";
-  if (bytes_.size() > UINT32_MAX) return "there are too many bytes";
-  const std::size_t tableEnd = bytes_.size() - trailerSize;
-  const std::byte* const trailer = bytes_.data() + tableEnd;
-  offsetWidth_ = std::to_integer<std::size_t>(trailer[6]);
-  referenceWidth_ = std::to_integer<std::size_t>(trailer[7]);
-  objectCount_ = bigEndian(trailer + 8, 8);
-  topIndex_ = bigEndian(trailer + 16, 8);
-  const std::uint64_t table = bigEndian(trailer + 24, 8);
-  if (offsetWidth_ < 1 || offsetWidth_ > 8) return "offsets have no such width";
-  if (referenceWidth_ < 1 || referenceWidth_ > 8) return "references have no such width";
-  if (table <= magic.size() || table > tableEnd) return "the offset table is out of place";
-  table_ = static_cast<std::size_t>(table);
-  const std::size_t tableSize = tableEnd - table_;
-  if (objectCount_ == 0 || tableSize % offsetWidth_ != 0 ||
-      tableSize / offsetWidth_ != objectCount_) {
-    return "the offset table has another size than the object count says";
-  }
-  if (topIndex_ >= objectCount_) return "the top object is out of range";
-  using Unit = Form::Unit;
-  unitSizes_[static_cast<std::size_t>(Unit::reference)] =
-      static_cast<std::uint8_t>(referenceWidth_);
-  unitSizes_[static_cast<std::size_t>(Unit::pair)] = static_cast<std::uint8_t>(2 * referenceWidth_);
-  return nullptr;
-}
-
-BinaryPropertyList::Object BinaryPropertyList::object(Index index) const {
-  return objectAt(startOf(index));
-}
-
-bool BinaryPropertyList::isText(Index index, std::string_view other) const {
-  const std::byte* const at = startOf(index);
-  const unsigned marker = markerAt(at);
-  if (marker == (0x50 | other.size()) && other.size() < countFollows)
-    return std::memcmp(at + 1, other.data(), other.size()) == 0;
-  if (marker < 0x5F || marker >= 0x70) return false;  // no text, or a short one of another length
-  return object(index).textEquals(other);
-}
-
-std::optional<std::uint32_t> BinaryPropertyList::uid(Index index) const {
-  const std::byte* const at = startOf(index);
-  if (markerAt(at) == 0x80) return std::to_integer<std::uint32_t>(at[1]);  // most are
-  const Object object = this->object(index);
-  if (object.kind != Kind::uid) return std::nullopt;
-  return object.uid();
-}
-
-BinaryPropertyList::Object BinaryPropertyList::find(const Object& dictionary,
-                                                    std::string_view key) const {
+const BinaryPropertyList::Object& BinaryPropertyList::find(const Object& dictionary,
+                                                           std::string_view key) const {
+  static constexpr Object none;
   for (std::size_t i = 0; i < dictionary.count; ++i) {
-    if (isText(this->key(dictionary, i), key)) return object(value(dictionary, i));
+    if (object(this->key(dictionary, i)).textEquals(key)) return object(value(dictionary, i));
   }
-  return {};
+  return none;
 }
 
 }  // namespace corvane

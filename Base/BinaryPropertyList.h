@@ -1,11 +1,10 @@
 #pragma once
 
-#include <array>
 #include <cstddef>
 #include <cstdint>
-#include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "Base/Bytes.h"
 #include "Base/Result.h"
@@ -17,11 +16,11 @@ namespace corvane {
 /// https://github.com/apple-oss-distributions/CF/blob/main/CFBinaryPList.c.
 ///
 /// `open` checks everything that can be reached from the top object once, in time and memory
-/// proportional to the bytes; from then on objects are read where they lie, by their index, and
-/// nothing of it can fail. Neither a tree nor a copy is made, so an object that is shared a million
-/// times costs its bytes once. It is the caller who must count what it unfolds. A small value that
-/// may be copied; the bytes belong to somebody else and must outlive it and every `Object`. Safe
-/// from any thread, as the bytes are only read.
+/// proportional to the bytes; from then on objects are found by their index, their content is read
+/// where it lies, and nothing of it can fail. Neither a tree nor a copy is made, only a table of
+/// all objects, so an object that is shared a million times costs its bytes once. It is the caller
+/// who must count what it unfolds. The bytes belong to somebody else and must outlive the list and
+/// every `Object`. Safe from any thread, as bytes and table are only read.
 class BinaryPropertyList {
  public:
   /// The number of an object in the list.
@@ -32,15 +31,15 @@ class BinaryPropertyList {
 
   enum class Kind : std::uint8_t {
     none,
-    boolean,
+    array,
+    dictionary,
+    boolean,  // this and all below contain no other objects
     integer,
     real,
     date,
     data,
-    text,
     uid,
-    array,
-    dictionary
+    text  // the last one
   };
 
   /// An integer from -2^63 to 2^64-1, in two's complement.
@@ -59,6 +58,9 @@ class BinaryPropertyList {
   struct Object {
     Kind kind = Kind::none;
     std::uint8_t unit = 0;  ///< bytes of each of what is counted
+    /// How many arrays and dictionaries stand inside one another from this one down, and 1 for what
+    /// is innermost; of those two kinds only.
+    std::uint8_t levels = 0;
     /// Bytes of data, code units of a text, elements of an array, pairs of a dictionary; 1 of
     /// others.
     std::uint32_t count = 0;
@@ -73,11 +75,19 @@ class BinaryPropertyList {
     [[nodiscard]] Integer integer() const;
     [[nodiscard]] double real()
         const;  ///< of a real; of a date: seconds since 2001-01-01 00:00 UTC
-    [[nodiscard]] std::uint32_t uid() const;
+    [[nodiscard]] std::uint32_t uid() const {
+      const std::size_t width = unit < 4 ? unit : 4;
+      return static_cast<std::uint32_t>(bigEndian(start + unit - width, width));
+    }
     /// As Base/Unicode.h says: unpaired surrogates are kept.
-    [[nodiscard]] std::string text() const;
-    void copyText(std::string& into) const;  ///< likewise; replaces what is in `into`
-    [[nodiscard]] bool textEquals(std::string_view other) const;  ///< `text() == other`
+    [[nodiscard]] std::string text() const {
+      return unit == 1 ? std::string(textOf({start, count})) : wideText();
+    }
+    [[nodiscard]] std::string wideText() const;                    ///< likewise, of unit 2
+    [[nodiscard]] bool textEquals(std::string_view other) const {  ///< `text() == other`
+      return unit == 1 ? textOf({start, count}) == other : wideTextEquals(other);
+    }
+    [[nodiscard]] bool wideTextEquals(std::string_view other) const;  ///< likewise, of unit 2
   };
 
   /// Checks `bytes`. Fails with `malformed` and a reason when trailer, an offset, or an object that
@@ -86,11 +96,13 @@ class BinaryPropertyList {
   /// are not looked at.
   static Result<BinaryPropertyList> open(ByteView bytes);
 
-  /// The outermost object.
-  [[nodiscard]] Object top() const { return object(topIndex_); }
+  /// The outermost object. Like all objects, it lives as long as the list.
+  [[nodiscard]] const Object& top() const { return object(topIndex_); }
 
   /// The object `index`, which must come from this list's `element`, `key` or `value`.
-  [[nodiscard]] Object object(Index index) const;
+  [[nodiscard]] const Object& object(Index index) const {
+    return objects_[static_cast<std::size_t>(index)];
+  }
 
   /// Element `position` of `array`; key and value of pair `position` of `dictionary`. `position`
   /// must be below `count`. A key is always a text.
@@ -104,37 +116,15 @@ class BinaryPropertyList {
     return element(dictionary, dictionary.count + position);
   }
 
-  /// Whether the object `index` is the text `other`.
-  [[nodiscard]] bool isText(Index index, std::string_view other) const;
-
-  /// The UID that the object `index` is, or nothing.
-  [[nodiscard]] std::optional<std::uint32_t> uid(Index index) const;
-
   /// The value of the text `key` in `dictionary`, or none. Of equal keys the first one counts.
-  [[nodiscard]] Object find(const Object& dictionary, std::string_view key) const;
+  [[nodiscard]] const Object& find(const Object& dictionary, std::string_view key) const;
 
  private:
-  /// What is wrong, or null.
-  using Fault = const char*;
-  class Check;
-
   BinaryPropertyList() = default;
-  Fault readTrailer();
-  [[nodiscard]] const std::byte* startOf(Index index) const {
-    const std::size_t entry = static_cast<std::size_t>(index) * offsetWidth_;
-    return bytes_.data() + bigEndian(bytes_.data() + table_ + entry, offsetWidth_);
-  }
-  [[nodiscard]] Object objectAt(const std::byte* at) const;
-  [[nodiscard]] Object longObjectAt(const std::byte* at) const;
-  [[nodiscard]] Fault faultAt(const std::byte* at) const;
 
-  ByteView bytes_;
-  Index objectCount_ = 0;
+  std::vector<Object> objects_;  // all there are; sound are those that the top leads to
   Index topIndex_ = 0;
-  std::size_t table_ = 0;           // where the offset table begins, and the objects end
-  std::size_t offsetWidth_ = 1;     // bytes of an offset
   std::size_t referenceWidth_ = 1;  // bytes of a reference
-  std::array<std::uint8_t, 5> unitSizes_{0, 1, 2};  // bytes of what objects count, by its kind
 };
 
 }  // namespace corvane

@@ -30,24 +30,9 @@ double BinaryPropertyList::Object::real() const {
   return std::bit_cast<double>(bits);
 }
 
-std::uint32_t BinaryPropertyList::Object::uid() const {
-  const std::size_t width = std::min<std::size_t>(unit, 4);
-  return static_cast<std::uint32_t>(bigEndian(start + unit - width, width));
-}
-
-std::string BinaryPropertyList::Object::text() const {
+std::string BinaryPropertyList::Object::wideText() const {
   std::string text;
-  copyText(text);
-  return text;
-}
-
-void BinaryPropertyList::Object::copyText(std::string& into) const {
-  if (unit == 1) {
-    into = textOf(payload());
-    return;
-  }
-  into.clear();
-  into.reserve(payload().size());
+  text.reserve(payload().size());
   for (std::size_t i = 0; i < count; ++i) {
     char32_t character = unitAt(start, i);
     if (Unicode::isLeadingSurrogate(character) && i + 1 < count) {
@@ -57,13 +42,13 @@ void BinaryPropertyList::Object::copyText(std::string& into) const {
         ++i;
       }
     }
-    Unicode::append(into, character);
+    Unicode::append(text, character);
   }
+  return text;
 }
 
-bool BinaryPropertyList::Object::textEquals(std::string_view other) const {
-  if (unit == 1) return textOf(payload()) == other;
-  if (!Unicode::isAscii(other)) return text() == other;
+bool BinaryPropertyList::Object::wideTextEquals(std::string_view other) const {
+  if (!Unicode::isAscii(other)) return wideText() == other;
   if (count != other.size()) return false;
   for (std::size_t i = 0; i < count; ++i) {
     if (unitAt(start, i) != static_cast<unsigned char>(other[i])) return false;

@@ -38,31 +38,30 @@ void Dictionary::append(std::string key, Value value) {
 
 void Dictionary::dropRepeatedKeys() {
   constexpr std::size_t few = 16;
-  std::vector<bool> isRepeated;
+  if (size() <= few && !hasRepeatedKeys()) return;  // nearly always
+  // By sorting: keys that are chosen for a hash table can make each look-up a walk through all.
   const auto key = [this](std::size_t index) -> const std::string& { return entries_[index].key; };
-  if (size() <= few) {
-    for (std::size_t i = 1; i < size(); ++i) {
-      for (std::size_t earlier = 0; earlier < i; ++earlier) {
-        if (key(i) != key(earlier)) continue;
-        isRepeated.resize(size());
-        isRepeated[i] = true;
-      }
-    }
-  } else {
-    // By sorting: keys that are chosen for a hash table can make each look-up a walk through all.
-    isRepeated.resize(size());
-    std::vector<std::size_t> order(size());
-    std::iota(order.begin(), order.end(), std::size_t{0});
-    std::sort(order.begin(), order.end(), [&](std::size_t left, std::size_t right) {
-      const int difference = key(left).compare(key(right));
-      return difference != 0 ? difference < 0 : left < right;
-    });
-    for (std::size_t i = 1; i < order.size(); ++i)
-      isRepeated[order[i]] = key(order[i]) == key(order[i - 1]);
-  }
-  if (isRepeated.empty()) return;
+  std::vector<std::size_t> order(size());
+  std::iota(order.begin(), order.end(), std::size_t{0});
+  std::sort(order.begin(), order.end(), [&](std::size_t left, std::size_t right) {
+    const int difference = key(left).compare(key(right));
+    return difference != 0 ? difference < 0 : left < right;
+  });
+  std::vector<bool> isRepeated(size());
+  for (std::size_t i = 1; i < order.size(); ++i)
+    isRepeated[order[i]] = key(order[i]) == key(order[i - 1]);
   std::size_t index = 0;
   std::erase_if(entries_, [&](const DictionaryEntry&) { return isRepeated[index++]; });
+}
+
+/// Compares each key with all before it.
+bool Dictionary::hasRepeatedKeys() const {
+  for (auto entry = begin(); entry != end(); ++entry) {
+    for (auto earlier = begin(); earlier != entry; ++earlier) {
+      if (earlier->key == entry->key) return true;
+    }
+  }
+  return false;
 }
 
 void Dictionary::reserve(std::size_t count) {

@@ -76,6 +76,8 @@ class Dictionary {
   bool operator==(const Dictionary& other) const;
 
  private:
+  [[nodiscard]] bool hasRepeatedKeys() const;
+
   Entries entries_;
 };
 

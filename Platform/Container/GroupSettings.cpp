@@ -62,12 +62,12 @@ Result<GroupSettings> GroupSettings::open(const std::string& containerFolder,
   auto bytes = file->readAll(largestSettings);
   if (!bytes) return bytes.failure();
   store->bytes = std::move(bytes).value();
-  const auto list = BinaryPropertyList::open(store->bytes);
+  auto list = BinaryPropertyList::open(store->bytes);
   if (!list) return list.failure();
   if (list->top().kind != BinaryPropertyList::Kind::dictionary) {
     return Failure{FailureCause::malformed, "the settings are not a dictionary"};
   }
-  store->list = list.value();
+  store->list = std::move(list).value();
   return GroupSettings(std::move(store));
 }
 

@@ -13,22 +13,22 @@ using Kind = BinaryPropertyList::Kind;
 ArchiveObjects::ArchiveObjects(const BinaryPropertyList& list, const ArchivableClasses& classes,
                                std::size_t textBytes)
     : list_(list), classes_(classes), textBytesLeft_(textBytes) {
-  const Object archive = list_.top();
+  const Object& archive = list_.top();
   if (archive.kind != Kind::dictionary) throw MalformedArchive{"the top object is no dictionary"};
-  const auto version = list_.find(archive, ArchiveNames::version);
+  const auto& version = list_.find(archive, ArchiveNames::version);
   if (version.kind != Kind::integer || version.integer().isNegative ||
       version.integer().bits != ArchiveNames::archiveVersion) {
     throw MalformedArchive{"not a keyed archive of a known version"};
   }
-  const auto archiver = list_.find(archive, ArchiveNames::archiver);
+  const auto& archiver = list_.find(archive, ArchiveNames::archiver);
   if (archiver.kind != Kind::text || !archiver.textEquals(ArchiveNames::keyedArchiver))
     throw MalformedArchive{"not an archive of the keyed archiver"};
-  const auto objects = list_.find(archive, ArchiveNames::objects);
+  const auto& objects = list_.find(archive, ArchiveNames::objects);
   if (objects.kind != Kind::array) throw MalformedArchive{"the archive has no objects"};
   objects_ = objects;
-  const auto top = list_.find(archive, ArchiveNames::top);
+  const auto& top = list_.find(archive, ArchiveNames::top);
   if (top.kind != Kind::dictionary) throw MalformedArchive{"the archive has no top"};
-  const auto root = list_.find(top, ArchiveNames::root);
+  const auto& root = list_.find(top, ArchiveNames::root);
   if (root.kind != Kind::uid) throw MalformedArchive{"the archive has no root"};
   root_ = root.uid();
 }
@@ -39,25 +39,24 @@ inline BinaryPropertyList::Index ArchiveObjects::indexOf(Uid uid) const {
   return list_.element(objects_, uid);
 }
 
-ArchiveObjects::Object ArchiveObjects::atIfAny(Uid uid) const {
-  const auto index = indexOf(uid);
-  if (list_.isText(index, ArchiveNames::nothing)) return {};
-  return list_.object(index);
+const ArchiveObjects::Object* ArchiveObjects::atIfAny(Uid uid) const {
+  const Object& object = list_.object(indexOf(uid));
+  const bool isNothing = object.kind == Kind::text && object.textEquals(ArchiveNames::nothing);
+  return isNothing ? nullptr : &object;
 }
 
-ArchiveObjects::Object ArchiveObjects::at(Uid uid) const {
-  const auto index = indexOf(uid);
-  if (list_.isText(index, ArchiveNames::nothing))
-    throw MalformedArchive{"a reference leads to nothing"};
-  return list_.object(index);
+const ArchiveObjects::Object& ArchiveObjects::at(Uid uid) const {
+  const Object* const object = atIfAny(uid);
+  if (object == nullptr) throw MalformedArchive{"a reference leads to nothing"};
+  return *object;
 }
 
 ArchiveObjects::Class ArchiveObjects::classOf(const Object& object, bool errorsAllowed) {
-  const auto reference = field(object, ArchiveNames::objectClass);
+  const auto& reference = field(object, ArchiveNames::objectClass);
   if (reference.kind != Kind::uid) throw MalformedArchive{"an object has no class"};
-  const Object entry = at(reference.uid());
+  const Object& entry = at(reference.uid());
   if (entry.kind != Kind::dictionary) throw MalformedArchive{"a class is no class entry"};
-  const auto name = field(entry, ArchiveNames::className);
+  const auto& name = field(entry, ArchiveNames::className);
   if (name.kind != Kind::text) throw MalformedArchive{"a class has no name"};
   if (const auto known = knownClass(name, errorsAllowed)) return *known;
   return superclassOf(entry, errorsAllowed);
@@ -83,13 +82,13 @@ std::optional<ArchiveObjects::Class> ArchiveObjects::knownClass(const Object& na
 
 /// The first known class above one with an unknown name.
 ArchiveObjects::Class ArchiveObjects::superclassOf(const Object& entry, bool errorsAllowed) {
-  const auto names = field(entry, ArchiveNames::classes);
+  const auto& names = field(entry, ArchiveNames::classes);
   if (!names) return {};
   if (names.kind != Kind::array) throw MalformedArchive{"a class has no list of classes"};
   countFields(names.count);
   std::optional<Class> found;
   for (std::size_t i = 0; i < names.count; ++i) {
-    const Object name = list_.object(list_.element(names, i));
+    const Object& name = list_.object(list_.element(names, i));
     if (name.kind != Kind::text) throw MalformedArchive{"a class has no name"};
     const auto known = knownClass(name, errorsAllowed);
     if (known && known->kind == Class::Kind::record) return {};
@@ -98,33 +97,34 @@ ArchiveObjects::Class ArchiveObjects::superclassOf(const Object& entry, bool err
   return found.value_or(Class{});
 }
 
-ArchiveObjects::Object ArchiveObjects::field(const Object& object, std::string_view key) {
+const ArchiveObjects::Object& ArchiveObjects::field(const Object& object, std::string_view key) {
   countFields(object.count);
   return list_.find(object, key);
 }
 
-void ArchiveObjects::copyText(const Object& object, std::string& into) {
+std::string ArchiveObjects::text(const Object& object) {
   // A code unit of two bytes makes at most three.
   const std::size_t bytes = object.payload().size() * 3 / 2;
   if (bytes > textBytesLeft_) throw MalformedArchive{"the texts are too long together"};
   textBytesLeft_ -= bytes;
-  object.copyText(into);
+  return object.text();
 }
 
 bool ArchiveObjects::copyTextAt(Uid uid, std::string& into) {
-  const auto entry = atIfAny(uid);
-  if (entry.kind == Kind::text) {
-    copyText(entry, into);
+  const Object* const entry = atIfAny(uid);
+  if (entry == nullptr) return false;
+  if (entry->kind == Kind::text) {
+    into = text(*entry);
     return true;
   }
-  if (entry.kind != Kind::dictionary) return false;
-  if (classOf(entry, false).kind != Class::Kind::text) return false;
-  copyText(boxedText(entry), into);
+  if (entry->kind != Kind::dictionary) return false;
+  if (classOf(*entry, false).kind != Class::Kind::text) return false;
+  into = text(boxedText(*entry));
   return true;
 }
 
-ArchiveObjects::Object ArchiveObjects::boxedText(const Object& object) {
-  const auto content = field(object, ArchiveNames::string);
+const ArchiveObjects::Object& ArchiveObjects::boxedText(const Object& object) {
+  const auto& content = field(object, ArchiveNames::string);
   if (content.kind != Kind::text) throw MalformedArchive{"a string object holds no text"};
   return content;
 }

@@ -37,23 +37,23 @@ class ArchiveObjects {
   [[nodiscard]] const BinaryPropertyList& list() const { return list_; }
 
   /// Entry `uid`. Fails when there is none, or when it is nothing ("$null").
-  [[nodiscard]] Object at(Uid uid) const;
-  /// Entry `uid`, or none where it is nothing.
-  [[nodiscard]] Object atIfAny(Uid uid) const;
+  [[nodiscard]] const Object& at(Uid uid) const;
+  /// Entry `uid`, or nullptr where it is nothing.
+  [[nodiscard]] const Object* atIfAny(Uid uid) const;
 
   /// The class of an entry that is a dictionary in the property list. `errorsAllowed`: an error is
   /// allowed here whatever the list of classes says. Fails when there is no usable class entry.
   Class classOf(const Object& object, bool errorsAllowed);
 
   /// Field `key` of `object`, or none. Fails when too many fields were looked at.
-  Object field(const Object& object, std::string_view key);
+  const Object& field(const Object& object, std::string_view key);
 
-  /// Copies the text, counted against the limit.
-  void copyText(const Object& object, std::string& into);
+  /// The text `object`, counted against the limit.
+  std::string text(const Object& object);
   /// Copies the text of an entry that is a text or an object which holds one; false for others.
   bool copyTextAt(Uid uid, std::string& into);
   /// The text in an object of the class NSString.
-  Object boxedText(const Object& object);
+  const Object& boxedText(const Object& object);
 
   /// The value of an integer in the property list.
   static Value integer(const Object& object);

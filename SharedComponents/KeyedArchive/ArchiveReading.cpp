@@ -22,7 +22,7 @@ std::int64_t signedInteger(const BinaryPropertyList::Object& stored, const char*
 }  // namespace
 
 bool ArchiveReading::read(Uid uid, Place place, Value& into) {
-  const Object entry = objects_.at(uid);
+  const Object& entry = objects_.at(uid);
   switch (entry.kind) {
     case Kind::boolean:
       into = entry.boolean();
@@ -34,7 +34,7 @@ bool ArchiveReading::read(Uid uid, Place place, Value& into) {
       into = entry.real();
       return true;
     case Kind::text:
-      objects_.copyText(entry, into.makeText());
+      into.makeText() = objects_.text(entry);
       return true;
     case Kind::dictionary:
       return readObject(entry, place, into);
@@ -60,7 +60,7 @@ bool ArchiveReading::readObject(const Object& object, Place place, Value& into) 
     case Class::Kind::number:
       return false;  // plain numbers are no objects of their own
     case Class::Kind::text:
-      objects_.copyText(objects_.boxedText(object), into.makeText());
+      into.makeText() = objects_.text(objects_.boxedText(object));
       return true;
     case Class::Kind::notAllowed:
       if (place.inUserInfo) return false;
@@ -81,8 +81,8 @@ bool ArchiveReading::readObject(const Object& object, Place place, Value& into) 
 
 /// Of equal keys the first one counts.
 bool ArchiveReading::readDictionary(const Object& object, Place place, Dictionary& into) {
-  const Object keys = references(object, ArchiveNames::keys);
-  const Object values = references(object, ArchiveNames::values);
+  const Object& keys = references(object, ArchiveNames::keys);
+  const Object& values = references(object, ArchiveNames::values);
   const std::size_t count = keys.count;
   if (values.count != count) throw MalformedArchive{"a dictionary has other keys than values"};
   objects_.countValues(2 * count);
@@ -103,9 +103,9 @@ bool ArchiveReading::readDictionary(const Object& object, Place place, Dictionar
 
 /// Reads a key of a dictionary; false when it is no text.
 bool ArchiveReading::readKey(Uid uid, Place place, std::string& into) {
-  const Object entry = objects_.at(uid);
+  const Object& entry = objects_.at(uid);
   if (entry.kind == Kind::text) {  // nearly always
-    objects_.copyText(entry, into);
+    into = objects_.text(entry);
     return true;
   }
   Value key;
@@ -116,17 +116,19 @@ bool ArchiveReading::readKey(Uid uid, Place place, std::string& into) {
 }
 
 /// The field `key`, an array.
-ArchiveReading::Object ArchiveReading::references(const Object& object, std::string_view key) {
-  const auto array = objects_.field(object, key);
+const ArchiveReading::Object& ArchiveReading::references(const Object& object,
+                                                         std::string_view key) {
+  const auto& array = objects_.field(object, key);
   if (array.kind != Kind::array)
     throw MalformedArchive{"a dictionary lacks its keys or its values"};
   return array;
 }
 
 ArchiveReading::Uid ArchiveReading::reference(const Object& array, std::size_t position) const {
-  const auto uid = objects_.list().uid(objects_.list().element(array, position));
-  if (!uid) throw MalformedArchive{"a dictionary holds something else than objects"};
-  return *uid;
+  const Object& uid = objects_.list().object(objects_.list().element(array, position));
+  if (uid.kind != Kind::uid)
+    throw MalformedArchive{"a dictionary holds something else than objects"};
+  return uid.uid();
 }
 
 Record ArchiveReading::record(const Object& object, const RecordClass& recordClass) {
@@ -139,7 +141,7 @@ Record ArchiveReading::record(const Object& object, const RecordClass& recordCla
 
 /// Leaves `into` null for a field that is missing, and for what should be a text and is none.
 void ArchiveReading::readField(const Object& object, const RecordField& field, Value& into) {
-  const auto stored = objects_.field(object, field.key);
+  const auto& stored = objects_.field(object, field.key);
   if (!stored) return;
   switch (field.kind) {
     case RecordField::Kind::boolean:
@@ -158,21 +160,21 @@ void ArchiveReading::readField(const Object& object, const RecordField& field, V
 
 ErrorObject ArchiveReading::error(const Object& object, Place place) {
   ErrorObject error;
-  const auto domain = objects_.field(object, ArchiveNames::errorDomain);
+  const auto& domain = objects_.field(object, ArchiveNames::errorDomain);
   if (domain.kind != Kind::uid) throw MalformedArchive{"an error has no domain"};
   if (!objects_.copyTextAt(domain.uid(), error.domain))
     throw MalformedArchive{"an error's domain is no text"};
-  if (const auto code = objects_.field(object, ArchiveNames::errorCode))
+  if (const auto& code = objects_.field(object, ArchiveNames::errorCode))
     error.code = signedInteger(code, "an error's code is no 64-bit integer");
   error.userInfo = userInfo(object, place);
   return error;
 }
 
 std::optional<Dictionary> ArchiveReading::userInfo(const Object& object, Place place) {
-  const auto field = objects_.field(object, ArchiveNames::errorUserInfo);
+  const auto& field = objects_.field(object, ArchiveNames::errorUserInfo);
   if (!field) return std::nullopt;
   if (field.kind != Kind::uid) throw MalformedArchive{"an error's user info is no object"};
-  if (!objects_.atIfAny(field.uid())) return std::nullopt;
+  if (objects_.atIfAny(field.uid()) == nullptr) return std::nullopt;
   Value info;
   if (!read(field.uid(), {place.depth + 1, true}, info)) return std::nullopt;
   auto* const dictionary = info.as<Dictionary>();

@@ -36,7 +36,7 @@ class ArchiveReading {
   bool readObject(const Object& object, Place place, Value& into);
   bool readKey(Uid uid, Place place, std::string& into);
   bool readDictionary(const Object& object, Place place, Dictionary& into);
-  Object references(const Object& object, std::string_view key);
+  const Object& references(const Object& object, std::string_view key);
   [[nodiscard]] Uid reference(const Object& array, std::size_t position) const;
   Record record(const Object& object, const RecordClass& recordClass);
   void readField(const Object& object, const RecordField& field, Value& into);
