@@ -34,24 +34,31 @@ char32_t nextCodePoint(std::string_view text, std::size_t& at) {
   return codePoint;
 }
 
-/// Copies `text` and says whether it is ASCII; if not, the copy is of no use. Most texts are short,
-/// and one loop is faster than two calls of the library.
-bool copyAscii(char* to, std::string_view text) {
-  std::uint64_t seen = 0;
-  std::uint64_t word = 0;
-  const auto copyWord = [&](std::size_t at) {
+/// Copies `text`, which has at least one `Word`, and returns all its bits, those of the last word
+/// twice.
+template <class Word>
+Word copyWords(char* to, std::string_view text) {
+  Word seen = 0;
+  Word word = 0;
+  const auto copy = [&](std::size_t at) {
     std::memcpy(&word, text.data() + at, sizeof word);
     std::memcpy(to + at, &word, sizeof word);
     seen |= word;
   };
-  if (text.size() < sizeof word) {
-    for (const char byte : text) seen |= static_cast<unsigned char>(*to++ = byte);
-  } else {
-    const std::size_t last = text.size() - sizeof word;
-    for (std::size_t at = 0; at < last; at += sizeof word) copyWord(at);
-    copyWord(last);  // some of it twice
-  }
-  return (seen & 0x8080808080808080U) == 0;
+  const std::size_t last = text.size() - sizeof word;
+  for (std::size_t at = 0; at < last; at += sizeof word) copy(at);
+  copy(last);
+  return seen;
+}
+
+/// Copies `text` and says whether it is ASCII; if not, the copy is of no use. Most texts are short,
+/// and one loop is faster than two calls of the library.
+bool copyAscii(char* to, std::string_view text) {
+  if (text.size() >= sizeof(std::uint64_t))
+    return (copyWords<std::uint64_t>(to, text) & 0x8080808080808080U) == 0;
+  if (text.size() >= sizeof(std::uint32_t))
+    return (copyWords<std::uint32_t>(to, text) & 0x80808080U) == 0;
+  return text.empty() || (copyWords<std::uint8_t>(to, text) & 0x80U) == 0;
 }
 
 constexpr std::size_t longestInteger = 17;  // bytes, with the marker
@@ -227,7 +234,7 @@ std::string BinaryPropertyListWriter::finish() {
 
 /// Makes room for the places of UIDs up to `uid`.
 [[gnu::noinline]] void BinaryPropertyListWriter::growUids(std::uint32_t uid) {
-  uids_.resize(2 * (uid + std::size_t{8}), none);
+  uids_.resize(2 * (uid + std::size_t{24}), none);
 }
 
 /// Ends the number that has been written up to `end`; if there is an equal one, takes it back.

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <span>
 #include <string_view>
 #include <vector>
@@ -21,8 +22,9 @@ struct RecordField {
 struct RecordClass {
   std::string_view name;
   std::span<const RecordField> fields;  ///< in the order in which they are encoded
-  /// The keys of the fields, and "$class", in the order in which an archive lists them.
-  std::span<const std::string_view> storedOrder;
+  /// The positions of the fields in the order in which an archive lists them; the position behind
+  /// the last field stands for "$class".
+  std::span<const std::size_t> storedOrder;
 };
 
 /// An object with fixed fields, as a value.

@@ -15,8 +15,7 @@ constexpr RecordTable<State, 2> table = {{{
     {"locale", &State::locale},
 }}};
 constexpr auto fields = table.fields();
-constexpr std::array<std::string_view, 3> storedOrder = {"locale", "$class", "isProtectionEnabled"};
-static_assert(table.isOrder(storedOrder));
+constexpr auto storedOrder = table.positions({"locale", "$class", "isProtectionEnabled"});
 
 }  // namespace
 

@@ -19,12 +19,16 @@ constexpr RecordTable<State, 7> table = {{{
     {"originalCertStatus", &State::originalCertStatus},
 }}};
 constexpr auto fields = table.fields();
-constexpr std::array<std::string_view, 8> storedOrder = {
-    "isHttpsFilteringEnabled",    "totalBlockedCount",  "$class",
-    "originalCertStatus",         "blockedAdsCount",    "originalCertIssuer",
-    "isPageFilteredByUserFilter", "isFilteringEnabled",
-};
-static_assert(table.isOrder(storedOrder));
+constexpr auto storedOrder = table.positions({
+    "isHttpsFilteringEnabled",
+    "totalBlockedCount",
+    "$class",
+    "originalCertStatus",
+    "blockedAdsCount",
+    "originalCertIssuer",
+    "isPageFilteredByUserFilter",
+    "isFilteringEnabled",
+});
 
 }  // namespace
 

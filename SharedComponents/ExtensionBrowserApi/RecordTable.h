@@ -5,7 +5,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <optional>
-#include <span>
 #include <string>
 #include <string_view>
 #include <type_traits>
@@ -36,14 +35,21 @@ struct RecordTable {
     return fields;
   }
 
-  /// True if `order` has each key, and "$class", exactly once.
-  [[nodiscard]] constexpr bool isOrder(std::span<const std::string_view> order) const {
-    const auto isThereOnce = [&](std::string_view key) {
-      return std::count(order.begin(), order.end(), key) == 1;
-    };
-    return order.size() == count + 1 && isThereOnce("$class") &&
-           std::all_of(members.begin(), members.end(),
-                       [&](const RecordMember<T>& field) { return isThereOnce(field.key); });
+  /// The positions of the keys in `order`, of which each, and "$class", must be there once; see
+  /// `RecordClass::storedOrder`. What is wrong does not compile.
+  [[nodiscard]] consteval std::array<std::size_t, count + 1> positions(
+      const std::array<std::string_view, count + 1>& order) const {
+    std::array<std::size_t, count + 1> positions{};
+    std::array<bool, count + 1> isThere{};
+    for (std::size_t i = 0; i <= count; ++i) {
+      const auto isKey = [&](const RecordMember<T>& field) { return field.key == order[i]; };
+      positions[i] = static_cast<std::size_t>(std::find_if(members.begin(), members.end(), isKey) -
+                                              members.begin());
+      const bool isKnown = positions[i] < count || order[i] == "$class";
+      if (!isKnown || isThere[positions[i]]) throw order[i];
+      isThere[positions[i]] = true;
+    }
+    return positions;
   }
 
   /// `object` as a value.

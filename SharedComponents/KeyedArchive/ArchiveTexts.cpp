@@ -1,6 +1,6 @@
 #include "SharedComponents/KeyedArchive/ArchiveTexts.h"
 
-#include <algorithm>
+#include <array>
 #include <iterator>
 
 #include "SharedComponents/KeyedArchive/ArchiveNames.h"
@@ -38,10 +38,17 @@ static_assert(names[ArchiveTexts::nothing] == ArchiveNames::nothing);
 /// How many texts an ordinary archive holds beside the names.
 constexpr std::size_t ordinaryCount = 24;
 
-/// Whether `text` begins as one of the names does.
-bool mayBeName(std::string_view text) {
-  return !text.empty() && (text[0] == '$' || text[0] == 'N' || text[0] == 'r');
-}
+/// The names by their hash: where it leads, or in the next slots, is the name and 1; 0 ends the
+/// search.
+constexpr std::array<std::uint8_t, 64> nameSlots = [] {
+  std::array<std::uint8_t, 64> slots{};
+  for (ArchiveTexts::Id id = 0; id < ArchiveTexts::nameCount; ++id) {
+    std::size_t at = quickHash(names[id]) % slots.size();
+    while (slots[at] != 0) at = (at + 1) % slots.size();
+    slots[at] = static_cast<std::uint8_t>(id + 1);
+  }
+  return slots;
+}();
 
 }  // namespace
 
@@ -50,11 +57,11 @@ ArchiveTexts::ArchiveTexts() {
 }
 
 ArchiveTexts::Id ArchiveTexts::idOf(std::string_view text) {
-  if (mayBeName(text)) {
-    const auto* const name = std::find(std::begin(names), std::end(names), text);
-    if (name != std::end(names)) return static_cast<Id>(name - names);
-  }
   const auto hash = quickHash(text);
+  for (auto at = hash % nameSlots.size(); nameSlots[at] != 0; at = (at + 1) % nameSlots.size()) {
+    const Id name = nameSlots[at] - 1U;
+    if (names[name] == text) return name;
+  }
   const auto known = index_.find(hash, [&](Id id) { return others_[id - nameCount].view == text; });
   if (known != HashIndex::none) return known;
   const auto id = nameCount + static_cast<Id>(others_.size());

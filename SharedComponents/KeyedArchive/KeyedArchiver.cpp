@@ -1,5 +1,7 @@
 #include "SharedComponents/KeyedArchive/KeyedArchiver.h"
 
+#include <algorithm>
+
 #include "Base/BinaryPropertyListWriter.h"
 #include "SharedComponents/KeyedArchive/ArchiveNames.h"
 #include "SharedComponents/KeyedArchive/ArchiveNumbering.h"
@@ -46,7 +48,7 @@ class Writing {
     return list_.addUid(numbering_.references(*entry_, position, 1).front());
   }
   Index addClassUid() { return list_.addUid(entry_->classUid); }
-  [[nodiscard]] Index addField(const Record& record, std::string_view key);
+  Index addField(const Record& record, std::size_t position);
 
   ArchiveNumbering& numbering_;
   BinaryPropertyListWriter list_;
@@ -120,30 +122,34 @@ Index Writing::operator()(const Dictionary* dictionary) {
 
 Index Writing::operator()(const Record* record) {
   const RecordClass& recordClass = *record->recordClass;
-  const auto isStored = [&](std::string_view key) {
-    const Value* field = record->find(key);
-    return key == ArchiveNames::objectClass || (field != nullptr && !field->isNull());
+  const auto isClass = [&](std::size_t position) { return position == recordClass.fields.size(); };
+  const auto isStored = [&](std::size_t position) {
+    return isClass(position) || !record->fields[position].isNull();
   };
-  std::vector<std::string_view> keys;
-  keys.reserve(recordClass.storedOrder.size());
-  for (const std::string_view key : recordClass.storedOrder) {
-    if (isStored(key)) keys.push_back(key);
+  const auto& order = recordClass.storedOrder;
+  const auto count = std::count_if(order.begin(), order.end(), isStored);
+  const auto object = list_.addDictionary(static_cast<std::size_t>(count));
+  std::size_t next = 0;
+  for (const std::size_t position : order) {
+    if (isClass(position))
+      list_.setKey(object, next++, addText(ArchiveTexts::objectClass));
+    else if (isStored(position))
+      list_.setKey(object, next++,
+                   addText(numbering_.texts().idOf(recordClass.fields[position].key)));
   }
-  const auto object = list_.addDictionary(keys.size());
-  for (std::size_t i = 0; i < keys.size(); ++i)
-    list_.setKey(object, i, addText(numbering_.texts().idOf(keys[i])));
-  for (std::size_t i = 0; i < keys.size(); ++i)
-    list_.setValue(object, i, addField(*record, keys[i]));
+  next = 0;
+  for (const std::size_t position : order) {
+    if (isClass(position))
+      list_.setValue(object, next++, addClassUid());
+    else if (isStored(position))
+      list_.setValue(object, next++, addField(*record, position));
+  }
   return object.index;
 }
 
-/// The value of a field that is there, or of "$class".
-Index Writing::addField(const Record& record, std::string_view key) {
-  const Value* field = record.find(key);
-  if (field == nullptr) return addClassUid();
-  if (field->as<std::string>() == nullptr) return addScalar(*field);
-  const auto position = static_cast<std::size_t>(field - record.fields.data());
-  return addReference(position);
+Index Writing::addField(const Record& record, std::size_t position) {
+  const Value& field = record.fields[position];
+  return field.as<std::string>() != nullptr ? addReference(position) : addScalar(field);
 }
 
 Index Writing::operator()(const ErrorObject* error) {
