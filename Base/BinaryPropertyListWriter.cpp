@@ -193,16 +193,6 @@ BinaryPropertyListWriter::Container BinaryPropertyListWriter::addContainer(unsig
   putBigEndian(to, element, referenceWidth_);
 }
 
-void BinaryPropertyListWriter::setKey(const Container& dictionary, std::size_t position,
-                                      Index key) {
-  setElement(dictionary, position, key);
-}
-
-void BinaryPropertyListWriter::setValue(const Container& dictionary, std::size_t position,
-                                        Index value) {
-  setElement(dictionary, dictionary.count + position, value);
-}
-
 std::string BinaryPropertyListWriter::finish() {
   constexpr std::size_t trailer = 32;
   const auto table = static_cast<std::size_t>(at_ - buffer_.data());

@@ -6,7 +6,8 @@
 #include <span>
 #include <string>
 #include <string_view>
-#include <vector>
+
+#include <boost/container/small_vector.hpp>
 
 #include "Base/HashIndex.h"
 #include "Base/Result.h"
@@ -62,8 +63,12 @@ class BinaryPropertyListWriter {
     else
       setWide(to, element);
   }
-  void setKey(const Container& dictionary, std::size_t position, Index key);
-  void setValue(const Container& dictionary, std::size_t position, Index value);
+  void setKey(const Container& dictionary, std::size_t position, Index key) {
+    setElement(dictionary, position, key);
+  }
+  void setValue(const Container& dictionary, std::size_t position, Index value) {
+    setElement(dictionary, dictionary.count + position, value);
+  }
 
   [[nodiscard]] Index objectCount() const { return count_; }
 
@@ -95,12 +100,13 @@ class BinaryPropertyListWriter {
   const std::size_t referenceWidth_;
   std::string buffer_;  // written up to `at_`; then come zeros, or what was taken back
   char* at_ = nullptr;
-  char* limit_ = nullptr;             // the end of the buffer
-  std::vector<std::size_t> offsets_;  // of each object, the first `count_` of them
+  char* limit_ = nullptr;  // the end of the buffer
+  boost::container::small_vector<std::size_t, 128>
+      offsets_;  // of each object, the first `count_` of them
   std::size_t count_ = 0;
-  HashIndex numbers_;                          // which later ones share, by their bytes
-  std::array<Index, 2> booleans_{none, none};  // the first false and the first true
-  std::vector<Index> uids_;                    // the first of each, or none
+  HashIndex numbers_;                               // which later ones share, by their bytes
+  std::array<Index, 2> booleans_{none, none};       // the first false and the first true
+  boost::container::small_vector<Index, 64> uids_;  // the first of each, or none
 };
 
 }  // namespace corvane

@@ -1,34 +1,48 @@
 #pragma once
 
 #include <array>
+#include <bit>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <span>
 #include <string_view>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
 namespace corvane {
 
+/// The `Word` at `bytes`, in the processor's order of bytes; in constant expressions, too.
+template <class Word>
+constexpr std::uint64_t wordAt(const char* bytes) {
+  Word word = 0;
+  if (std::is_constant_evaluated()) {
+    for (std::size_t i = 0; i < sizeof word; ++i) {
+      const std::size_t place =
+          std::endian::native == std::endian::little ? i : sizeof word - 1 - i;
+      word |= static_cast<Word>(static_cast<unsigned char>(bytes[i])) << 8 * place;
+    }
+  } else {
+    std::memcpy(&word, bytes, sizeof word);
+  }
+  return word;
+}
+
 /// A hash of `bytes`, made of their number and of the eight at either end. It withstands chance,
 /// not intent: of texts that are alike there, each is compared with all before it.
 constexpr std::uint32_t quickHash(std::string_view bytes) {
-  const auto read = [bytes](std::size_t at, std::size_t count) {  // one instruction for 4 or 8
-    std::uint64_t word = 0;
-    for (std::size_t i = 0; i < count; ++i)
-      word = word << 8 | static_cast<unsigned char>(bytes[at + i]);
-    return word;
-  };
   std::uint64_t first = 0;
   std::uint64_t last = 0;
+  const char* const end = bytes.data() + bytes.size();
   if (bytes.size() >= 8) {
-    first = read(0, 8);
-    last = read(bytes.size() - 8, 8);
+    first = wordAt<std::uint64_t>(bytes.data());
+    last = wordAt<std::uint64_t>(end - 8);
   } else if (bytes.size() >= 4) {
-    first = read(0, 4);
-    last = read(bytes.size() - 4, 4);
+    first = wordAt<std::uint32_t>(bytes.data());
+    last = wordAt<std::uint32_t>(end - 4);
   } else {
-    first = read(0, bytes.size());
+    for (const char byte : bytes) first = first << 8 | static_cast<unsigned char>(byte);
   }
   constexpr std::uint64_t factor = 0x9E3779B97F4A7C15U;  // 2^64 divided by the golden ratio
   return static_cast<std::uint32_t>((((first + bytes.size()) * factor ^ last) * factor) >> 32);

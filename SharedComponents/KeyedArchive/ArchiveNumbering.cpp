@@ -30,24 +30,27 @@ constexpr std::size_t bytesOfFrame = 320;
 }  // namespace
 
 ArchiveNumbering::ArchiveNumbering(const Value& root) {
-  entries_.reserve(40);
-  references_.reserve(32);
   sizeEstimate_ = bytesOfFrame;
-  add({Nothing{}});
+  add(Nothing{});
   numberValue(root, 1);
 }
 
-ArchiveNumbering::Uid ArchiveNumbering::add(const Entry& entry) {
+/// Made in its place, as a copy would wait for the parts of what it copies.
+template <class Content>
+ArchiveNumbering::Uid ArchiveNumbering::add(const Content& content) {
   sizeEstimate_ += bytesOfObject;
-  entries_.push_back(entry);
+  entries_.emplace_back().content.emplace<Content>(content);
   return static_cast<Uid>(entries_.size() - 1);
 }
 
 /// Gives the object its number, and room for its references.
-ArchiveNumbering::Uid ArchiveNumbering::beginObject(Entry entry, std::size_t references) {
-  entry.first = static_cast<std::uint32_t>(references_.size());
+template <class Content>
+ArchiveNumbering::Uid ArchiveNumbering::beginObject(const Content& content,
+                                                    std::size_t references) {
+  const Uid uid = add(content);
+  entries_.back().first = static_cast<std::uint32_t>(references_.size());
   references_.resize(references_.size() + references);
-  return add(entry);
+  return uid;
 }
 
 void ArchiveNumbering::endObject(Uid uid, const ClassEntry& objectClass) {
@@ -70,10 +73,10 @@ ArchiveNumbering::Uid ArchiveNumbering::numberText(std::string_view text) {
     throw MalformedArchive{"a text is not well formed"};
   Uid uid = 0;
   if (id == ArchiveTexts::nothing) {
-    uid = beginObject({BoxedText{}}, 0);
+    uid = beginObject(BoxedText{}, 0);
     endObject(uid, {ArchiveTexts::stringClass, true});
   } else {
-    uid = add({Text{id}});
+    uid = add(Text{id});
     sizeEstimate_ += text.size();
     textBytes_ += text.size();
   }
@@ -86,14 +89,14 @@ ArchiveNumbering::Uid ArchiveNumbering::numberScalar(const Value& value) {
   const auto known = scalars_.find(
       hash, [&](Uid uid) { return *std::get<const Value*>(entries_[uid].content) == value; });
   if (known != HashIndex::none) return known;
-  const Uid uid = add({&value});
+  const Uid uid = add(&value);
   scalars_.insert(hash, uid);
   return uid;
 }
 
 ArchiveNumbering::Uid ArchiveNumbering::numberNull() {
   if (!null_) {
-    null_ = beginObject({Value::Null{}}, 0);
+    null_ = beginObject(Value::Null{}, 0);
     endObject(*null_, {ArchiveTexts::nullClass, false});
   }
   return *null_;
@@ -102,7 +105,7 @@ ArchiveNumbering::Uid ArchiveNumbering::numberNull() {
 ArchiveNumbering::Uid ArchiveNumbering::numberDictionary(const Dictionary& dictionary,
                                                          unsigned depth) {
   requireDepth(depth);
-  const Uid uid = beginObject({&dictionary}, 2 * dictionary.size());
+  const Uid uid = beginObject(&dictionary, 2 * dictionary.size());
   std::size_t next = entries_[uid].first;
   for (const DictionaryEntry& entry : dictionary) references_[next++] = numberText(entry.key);
   for (const DictionaryEntry& entry : dictionary) {
@@ -115,7 +118,7 @@ ArchiveNumbering::Uid ArchiveNumbering::numberDictionary(const Dictionary& dicti
 
 ArchiveNumbering::Uid ArchiveNumbering::numberRecord(const Record& record, unsigned depth) {
   requireDepth(depth);
-  const Uid uid = beginObject({&record}, record.fields.size());
+  const Uid uid = beginObject(&record, record.fields.size());
   const std::size_t first = entries_[uid].first;
   for (std::size_t i = 0; i < record.fields.size(); ++i) {
     const Value& field = record.fields[i];
@@ -131,7 +134,7 @@ ArchiveNumbering::Uid ArchiveNumbering::numberRecord(const Record& record, unsig
 
 ArchiveNumbering::Uid ArchiveNumbering::numberError(const ErrorObject& error, unsigned depth) {
   requireDepth(depth);
-  const Uid uid = beginObject({&error}, 2);
+  const Uid uid = beginObject(&error, 2);
   const std::size_t first = entries_[uid].first;
   references_[first] = numberText(error.domain);
   if (error.userInfo) {
@@ -144,7 +147,7 @@ ArchiveNumbering::Uid ArchiveNumbering::numberError(const ErrorObject& error, un
 
 ArchiveNumbering::Uid ArchiveNumbering::numberClass(const ClassEntry& objectClass) {
   if (const Uid known = texts_.use(objectClass.name).classUid; known != 0) return known;
-  const Uid uid = add({objectClass});
+  const Uid uid = add(objectClass);
   texts_.use(objectClass.name).classUid = uid;
   return uid;
 }

@@ -5,7 +5,8 @@
 #include <span>
 #include <string_view>
 #include <variant>
-#include <vector>
+
+#include <boost/container/small_vector.hpp>
 
 #include "Base/ErrorObject.h"
 #include "Base/HashIndex.h"
@@ -52,7 +53,7 @@ class ArchiveNumbering {
   explicit ArchiveNumbering(const Value& root);
 
   /// All objects in the order of their numbers; entry 0 is nothing, entry 1 the root.
-  [[nodiscard]] const std::vector<Entry>& entries() const { return entries_; }
+  [[nodiscard]] std::span<const Entry> entries() const { return entries_; }
 
   /// `count` references of `entry`, from number `position` on.
   [[nodiscard]] std::span<const Uid> references(const Entry& entry, std::size_t position,
@@ -70,8 +71,10 @@ class ArchiveNumbering {
   [[nodiscard]] std::size_t leastTextBytes() const { return textBytes_ / 3 * 2; }
 
  private:
-  Uid add(const Entry& entry);
-  Uid beginObject(Entry entry, std::size_t references);
+  template <class Content>
+  Uid add(const Content& content);
+  template <class Content>
+  Uid beginObject(const Content& content, std::size_t references);
   void endObject(Uid uid, const ClassEntry& objectClass);
   Uid numberValue(const Value& value, unsigned depth);
   Uid numberText(std::string_view text);
@@ -82,8 +85,8 @@ class ArchiveNumbering {
   Uid numberError(const ErrorObject& error, unsigned depth);
   Uid numberClass(const ClassEntry& objectClass);
 
-  std::vector<Entry> entries_;
-  std::vector<Uid> references_;
+  boost::container::small_vector<Entry, 40> entries_;
+  boost::container::small_vector<Uid, 32> references_;
   ArchiveTexts texts_;
   HashIndex scalars_;  // the entries that are booleans or numbers
   std::optional<Uid> null_;

@@ -35,9 +35,6 @@ constexpr std::string_view names[] = {
 static_assert(std::size(names) == ArchiveTexts::nameCount);
 static_assert(names[ArchiveTexts::nothing] == ArchiveNames::nothing);
 
-/// How many texts an ordinary archive holds beside the names.
-constexpr std::size_t ordinaryCount = 24;
-
 /// The names by their hash: where it leads, or in the next slots, is the name and 1; 0 ends the
 /// search.
 constexpr std::array<std::uint8_t, 64> nameSlots = [] {
@@ -52,10 +49,6 @@ constexpr std::array<std::uint8_t, 64> nameSlots = [] {
 
 }  // namespace
 
-ArchiveTexts::ArchiveTexts() {
-  others_.reserve(ordinaryCount);
-}
-
 ArchiveTexts::Id ArchiveTexts::idOf(std::string_view text) {
   const auto hash = quickHash(text);
   for (auto at = hash % nameSlots.size(); nameSlots[at] != 0; at = (at + 1) % nameSlots.size()) {
@@ -65,7 +58,7 @@ ArchiveTexts::Id ArchiveTexts::idOf(std::string_view text) {
   const auto known = index_.find(hash, [&](Id id) { return others_[id - nameCount].view == text; });
   if (known != HashIndex::none) return known;
   const auto id = nameCount + static_cast<Id>(others_.size());
-  others_.push_back({text});
+  others_.emplace_back().view = text;  // in its place, as a copy would wait for its parts
   index_.insert(hash, id);
   return id;
 }

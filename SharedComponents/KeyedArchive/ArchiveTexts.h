@@ -3,7 +3,8 @@
 #include <array>
 #include <cstdint>
 #include <string_view>
-#include <vector>
+
+#include <boost/container/small_vector.hpp>
 
 #include "Base/BinaryPropertyListWriter.h"
 #include "Base/HashIndex.h"
@@ -51,8 +52,6 @@ class ArchiveTexts {
     std::uint32_t place = 0;  ///< in the property list; 0: not written yet
   };
 
-  ArchiveTexts();
-
   /// The one that equals `text`, which is added if there was none.
   Id idOf(std::string_view text);
 
@@ -73,8 +72,8 @@ class ArchiveTexts {
   };
 
   std::array<Use, nameCount> names_{};
-  std::vector<Other> others_;  // the texts behind the names
-  HashIndex index_;            // of these
+  boost::container::small_vector<Other, 24> others_;  // the texts behind the names
+  HashIndex index_;                                   // of these
 };
 
 }  // namespace corvane

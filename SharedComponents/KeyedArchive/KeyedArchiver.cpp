@@ -64,7 +64,7 @@ void Writing::writeAll() {
   list_.setValue(archive, 2, top.index);
   list_.setValue(top, 0, list_.addUid(rootUid));
 
-  const auto& entries = numbering_.entries();
+  const auto entries = numbering_.entries();
   const auto objects = list_.addArray(entries.size());
   list_.setValue(archive, 3, objects.index);
   for (std::size_t i = 0; i < entries.size(); ++i) {
