@@ -246,7 +246,7 @@ BinaryPropertyListWriter::Index BinaryPropertyListWriter::endNumber(char* end) {
 }
 
 /// The first object equal to the last one: `known`, or else that one, which `known` then says.
-BinaryPropertyListWriter::Index BinaryPropertyListWriter::first(Index& known) {
+BinaryPropertyListWriter::Index BinaryPropertyListWriter::first(Index& known) const {
   if (known == none) known = objectCount() - 1;
   return known;
 }

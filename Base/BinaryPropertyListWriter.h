@@ -93,7 +93,7 @@ class BinaryPropertyListWriter {
   Index endNumber(char* end);
   void setWide(char* to, Index element) const;
   Container addContainer(unsigned kind, std::size_t count, std::size_t references);
-  Index first(Index& known);
+  Index first(Index& known) const;
 
   static constexpr Index none = static_cast<Index>(-1);
 

@@ -58,6 +58,7 @@ class HashIndex {
   static constexpr Position none = static_cast<Position>(-1);
 
   HashIndex() = default;
+  ~HashIndex() = default;
   HashIndex(const HashIndex&) = delete;
   HashIndex& operator=(const HashIndex&) = delete;
 

@@ -146,7 +146,8 @@ bool isSame(const BinaryPropertyList& left, const Object& one, const BinaryPrope
 }
 
 corvane::Result<BinaryPropertyList> opened(corvane::ByteView bytes) {
-  const corvane::fuzzing::MemoryBound bound(1024 + bytes.size());
+  // An object has one byte at least, in the table of offsets.
+  const corvane::fuzzing::MemoryBound bound(1024 + sizeof(Object) * bytes.size());
   return BinaryPropertyList::open(bytes);
 }
 
