@@ -18,9 +18,10 @@ namespace corvane {
 /// `open` checks everything that can be reached from the top object once, in time and memory
 /// proportional to the bytes; from then on objects are found by their index, their content is read
 /// where it lies, and nothing of it can fail. Neither a tree nor a copy is made, only a table of
-/// all objects, so an object that is shared a million times costs its bytes once. It is the caller
-/// who must count what it unfolds. The bytes belong to somebody else and must outlive the list and
-/// every `Object`. Safe from any thread, as bytes and table are only read.
+/// all objects (16 bytes for each, which has a byte of the list at least), so an object that is
+/// shared a million times costs its bytes once. It is the caller who must count what it unfolds.
+/// The bytes belong to somebody else and must outlive the list and every `Object`. Safe from any
+/// thread, as bytes and table are only read.
 class BinaryPropertyList {
  public:
   /// The number of an object in the list.
