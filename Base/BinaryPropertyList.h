@@ -91,10 +91,10 @@ class BinaryPropertyList {
     [[nodiscard]] bool wideTextEquals(std::string_view other) const;  ///< likewise, of unit 2
   };
 
-  /// Checks `bytes`. Fails with `malformed` and a reason when trailer, an offset, or an object that
-  /// can be reached from the top breaks the format, when objects contain themselves or nest deeper
-  /// than `maximumDepth`, or when there are 4 GiB of bytes or more. Objects that nothing refers to
-  /// are not looked at.
+  /// Checks `bytes`. Fails with `malformed` and a reason if the trailer or an offset is invalid, if
+  /// an object reachable from the top breaks the format, contains itself or is nested deeper than
+  /// `maximumDepth`, if objects overlap so much that together they exceed four times the bytes, or
+  /// if there are 4 GiB or more. Ignores faults in unreachable objects.
   static Result<BinaryPropertyList> open(ByteView bytes);
 
   /// The outermost object. Like all objects, it lives as long as the list.

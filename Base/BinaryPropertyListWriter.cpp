@@ -160,12 +160,13 @@ BinaryPropertyListWriter::Index BinaryPropertyListWriter::addUids(
 }
 
 BinaryPropertyListWriter::Index BinaryPropertyListWriter::addText(std::string_view text) {
-  char* const start = begin(longestMarker + 2 * text.size());
-  char* const to = putMarker(start, 0x50, text.size());
+  char* const to = putMarker(begin(longestMarker + text.size()), 0x50, text.size());
   if (copyAscii(to, text)) {
     end(to + text.size());
   } else {
-    end(putUtf16(putMarker(start, 0x60, Unicode::utf16Length(text)), text));
+    const std::size_t length = Unicode::utf16Length(text);
+    provide(longestMarker + 2 * length);
+    end(putUtf16(putMarker(at_, 0x60, length), text));
   }
   return objectCount() - 1;
 }
@@ -213,12 +214,18 @@ std::string BinaryPropertyListWriter::finish() {
   return std::move(buffer_);
 }
 
-/// Makes room for an object of up to `most` bytes.
-[[gnu::noinline]] void BinaryPropertyListWriter::grow(std::size_t most) {
+/// Makes room for `most` more bytes.
+void BinaryPropertyListWriter::provide(std::size_t most) {
   const auto length = static_cast<std::size_t>(at_ - buffer_.data());
-  if (buffer_.size() - length < most) buffer_.resize(2 * buffer_.size() + most);
+  if (buffer_.size() - length >= most) return;
+  buffer_.resize(length + most + length / 2);
   at_ = buffer_.data() + length;
   limit_ = buffer_.data() + buffer_.size();
+}
+
+/// Makes room for an object of up to `most` bytes.
+[[gnu::noinline]] void BinaryPropertyListWriter::grow(std::size_t most) {
+  provide(most);
   if (count_ == offsets_.size()) offsets_.resize(2 * (count_ + 32));
 }
 

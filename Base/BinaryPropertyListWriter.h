@@ -44,9 +44,10 @@ class BinaryPropertyListWriter {
   Index addInteger(std::int64_t integer);
   Index addUnsigned(std::uint64_t integer);
   Index addReal(double real);
+  /// The writer takes memory for all UIDs up to the greatest, so they should be consecutive.
   Index addUid(std::uint32_t uid);
 
-  /// An array of UIDs, with the UIDs.
+  /// Adds `uids` and an array that refers to them; returns the array.
   Index addUids(std::span<const std::uint32_t> uids);
 
   /// `text` must be well formed, unpaired surrogates allowed (Base/Unicode.h).
@@ -77,7 +78,7 @@ class BinaryPropertyListWriter {
     return referenceWidthFor(objectCount()) <= referenceWidth_;
   }
 
-  /// Writes table and trailer, and gives the list away. Only if `referenceWidthSuffices`, and once.
+  /// Writes table and trailer, and returns the list. Only if `referenceWidthSuffices`, and once.
   std::string finish();
 
  private:
@@ -88,6 +89,7 @@ class BinaryPropertyListWriter {
     return at_;
   }
   void end(char* end) { at_ = end; }
+  void provide(std::size_t most);
   void grow(std::size_t most);
   void growUids(std::uint32_t uid);
   Index endNumber(char* end);
@@ -98,7 +100,7 @@ class BinaryPropertyListWriter {
   static constexpr Index none = static_cast<Index>(-1);
 
   const std::size_t referenceWidth_;
-  std::string buffer_;  // written up to `at_`; then come zeros, or what was taken back
+  std::string buffer_;  // valid up to `at_`; what follows is unused
   char* at_ = nullptr;
   char* limit_ = nullptr;  // the end of the buffer
   boost::container::small_vector<std::size_t, 128>

@@ -29,8 +29,8 @@ constexpr std::uint64_t wordAt(const char* bytes) {
   return word;
 }
 
-/// A hash of `bytes`, made of their number and of the eight at either end. It withstands chance,
-/// not intent: of texts that are alike there, each is compared with all before it.
+/// Hashes the length and the first and last eight bytes. For what the host or its main application
+/// writes itself: chosen strings can collide, and each is then compared with all before it.
 constexpr std::uint32_t quickHash(std::string_view bytes) {
   std::uint64_t first = 0;
   std::uint64_t last = 0;
@@ -48,8 +48,8 @@ constexpr std::uint32_t quickHash(std::string_view bytes) {
   return static_cast<std::uint32_t>((((first + bytes.size()) * factor ^ last) * factor) >> 32);
 }
 
-/// Finds again what its owner keeps elsewhere: positions (numbers of the owner's) under hashes.
-/// Takes no memory until something is put in.
+/// An open-addressing index into storage that the caller owns: maps hashes to positions in it.
+/// Allocates only beyond 32 positions.
 class HashIndex {
  public:
   using Hash = std::uint32_t;

@@ -62,7 +62,7 @@ class ArchiveTexts {
     return id < nameCount ? names_[id] : others_[id - nameCount].use;
   }
 
-  /// Makes all texts unwritten.
+  /// Marks all texts as not yet written, for another pass.
   void forgetPlaces();
 
  private:
