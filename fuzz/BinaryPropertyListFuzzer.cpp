@@ -75,7 +75,8 @@ class Copy {
       case Kind::text:
         return writer_.addText(object.text());
       case Kind::uid:
-        return writer_.addUid(object.uid());
+        isWritable_ = isWritable_ && object.uid() <= UINT16_MAX;  // see the writer's memory
+        return isWritable_ ? writer_.addUid(object.uid()) : 0;
       case Kind::array:
         return addArray(object);
       case Kind::dictionary:
