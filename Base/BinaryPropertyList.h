@@ -20,8 +20,8 @@ namespace corvane {
 /// where it lies, and nothing of it can fail. Neither a tree nor a copy is made, only a table of
 /// all objects (16 bytes for each, which has a byte of the list at least), so an object that is
 /// shared a million times costs its bytes once. It is the caller who must count what it unfolds.
-/// The bytes belong to somebody else and must outlive the list and every `Object`. Safe from any
-/// thread, as bytes and table are only read.
+/// The caller owns the bytes, which must outlive the list and every `Object`. Safe from any thread,
+/// as bytes and table are only read.
 class BinaryPropertyList {
  public:
   /// The number of an object in the list.

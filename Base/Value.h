@@ -55,14 +55,14 @@ class Dictionary {
   /// Puts `value` behind all others; `key` must not be in use.
   void append(std::string key, Value value);
 
-  /// Adds an entry behind all others, for the caller to fill; its key must not stay in use twice.
+  /// Adds an entry behind all others, for the caller to fill with a key that is not in use.
   /// It lives until the dictionary is changed.
   DictionaryEntry& addEntry();
 
-  /// Takes away every entry whose key an earlier one has.
+  /// Removes every entry whose key an earlier entry has.
   void dropRepeatedKeys();
 
-  /// Takes the last entry away.
+  /// Removes the last entry.
   void removeLast();
 
   /// Makes room for `count` entries.
