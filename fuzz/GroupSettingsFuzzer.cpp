@@ -20,7 +20,9 @@ const std::string group = "CVN4TEAM01.com.example.app";
 corvane::Result<GroupSettings> settingsIn(std::string_view file) {
   static const corvane::testing::TemporaryFolder container;
   corvane::testing::writeFile(container.path() / ("Library/Preferences/" + group + ".plist"), file);
-  const corvane::fuzzing::MemoryBound bound(std::size_t{32768} + 4 * file.size());
+  constexpr std::size_t perByte =
+      4 + sizeof(BinaryPropertyList::Object);  // objects have one at least
+  const corvane::fuzzing::MemoryBound bound(std::size_t{32768} + perByte * file.size());
   return GroupSettings::open(container.path().string(), group);
 }
 
@@ -74,9 +76,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   }
   constexpr std::size_t mostKeys = 64;
   const auto top = list->top();
-  for (std::size_t i = 0; i < std::min(top.count, mostKeys); ++i) {
+  for (std::size_t i = 0; i < std::min<std::size_t>(top.count, mostKeys); ++i) {
     const std::string key = list->object(list->key(top, i)).text();
-    require(settings->integer(key) == integerOf(*list->find(top, key)),
+    require(settings->integer(key) == integerOf(list->find(top, key)),
             "a setting counts as the system has it");
   }
   require(settings->integer("DefaultsKeyLogLevel") == 0 || top.count != 0, "what is absent is 0");
