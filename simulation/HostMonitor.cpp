@@ -24,6 +24,8 @@ HostMonitor::HostMonitor(RunContext& context, std::shared_ptr<Process> process)
     : process(std::move(process)), context_(context), lastProgress_(mark()) {}
 
 void HostMonitor::opens(const std::string& name) {
+  // Before the application's first start there is no request file, and the host appends nothing.
+  if (!context_.kernel.files().at(Container::requests())) progresses();
   if (!name.starts_with(responseBegins)) return;
   if (responses_.empty()) responses_ = name;
   if (name != responses_) context_.violate(process->name + " opens another host's " + name);
