@@ -141,6 +141,8 @@ void Browser::ask() {
   if (asked.changesState) {
     monitor_->wasOverlapped = monitor_->wasOverlapped || monitor_->isCommandPending;
     monitor_->isCommandPending = true;
+    // A request with two exchanges lets the changes that came meanwhile go before its second.
+    for (auto& entry : asked_) entry.second.isAlone = false;
   }
   asked.isAlone = std::none_of(asked_.begin(), asked_.end(), [](const auto& entry) {
     return !entry.second.isAnswered && !entry.second.getsNoReply;

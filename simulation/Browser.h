@@ -56,7 +56,7 @@ class Browser {
     Time at;
     bool isValid = true;
     bool changesState = false;  // waits for an announcement, or may start the application
-    bool isAlone = false;       // all earlier requests have been answered
+    bool isAlone = false;       // all earlier requests were answered, and no change came since
     bool isAnswered = false;
     bool getsNoReply = false;
   };
