@@ -5,6 +5,7 @@
 #include <bit>
 #include <cstring>
 #include <span>
+#include <type_traits>
 
 namespace corvane {
 namespace {
@@ -18,6 +19,11 @@ using Object = BinaryPropertyList::Object;
 
 /// What is wrong, or null.
 using Fault = const char*;
+
+/// What `Object::levels` says while objects are checked.
+constexpr std::uint8_t unseen = 0;         // of arrays and dictionaries
+constexpr std::uint8_t beingWalked = 255;  // likewise
+constexpr std::uint8_t overlapping = 1;    // of what is no object
 
 /// What an object is that begins with a certain marker.
 struct Form {
@@ -59,6 +65,47 @@ constexpr unsigned countFollows = 0xF;  // in the lower half of a marker
 bool isZero(ByteView bytes) {
   return std::all_of(bytes.begin(), bytes.end(), [](std::byte one) { return one == std::byte{0}; });
 }
+
+/// An object of which the marker, its first byte, says everything but the place.
+struct ShortForm {
+  Object object{};
+  std::uint64_t size = UINT64_MAX;          ///< bytes of marker and content; this: it is none such
+  std::array<std::uint64_t, 2> notAscii{};  ///< bits of the content that no ASCII text has
+};
+
+/// Bits that none of `count` ASCII characters has, at most 16.
+constexpr std::array<std::uint64_t, 2> notAscii(std::size_t count) {
+  std::array<std::byte, 16> bits{};
+  std::fill_n(bits.begin(), count, std::byte{0x80});
+  return std::bit_cast<std::array<std::uint64_t, 2>>(bits);
+}
+
+/// `wide`: references have more than one byte.
+constexpr ShortForm shortForm(unsigned marker, bool wide) {
+  using Unit = Form::Unit;
+  const Form form = forms[marker];
+  const bool isCounted = form.unit != Unit::fixed;
+  const bool refers = form.unit == Unit::reference || form.unit == Unit::pair;
+  const std::uint32_t count = isCounted ? marker & countFollows : 1;
+  if (form.kind == Kind::none || form.start == 0 || count == countFollows) return {};
+  if ((form.kind == Kind::uid && form.size > sizeof(std::uint32_t)) || (refers && wide)) return {};
+  const bool isDouble = form.unit == Unit::two || form.unit == Unit::pair;
+  const std::uint8_t unit = isDouble ? 2 : isCounted ? 1 : form.size;
+  const std::size_t asciiCount = form.kind == Kind::text && unit == 1 ? count : 0;
+  return {{form.kind, unit, unseen, count, nullptr},
+          1 + std::uint64_t{count} * unit,
+          notAscii(asciiCount)};
+}
+
+/// By `wide` and by marker.
+constexpr auto shortForms = [] {
+  std::array<std::array<ShortForm, 256>, 2> all{};
+  for (unsigned marker = 0; marker < all[0].size(); ++marker) {
+    all[0][marker] = shortForm(marker, false);
+    all[1][marker] = shortForm(marker, true);
+  }
+  return all;
+}();
 
 /// Whether `count` bytes are ASCII. Eight more must be readable behind them; the trailer sees to
 /// that.
@@ -134,7 +181,7 @@ Fault Layout::read(ByteView all) {
   return nullptr;
 }
 
-inline Object Layout::objectAt(const std::byte* at) const {
+Object Layout::objectAt(const std::byte* at) const {
   const auto left = static_cast<std::size_t>(bytes.data() + table - at);
   const unsigned marker = markerAt(at);
   const Form form = forms[marker];
@@ -153,7 +200,7 @@ inline Object Layout::objectAt(const std::byte* at) const {
     return longObjectAt(at);
   }
   if (start + std::size_t{count} * unit > left) return {};
-  return {.kind = form.kind, .unit = unit, .count = count, .start = at + start};
+  return {form.kind, unit, unseen, count, at + start};
 }
 
 /// The same for objects that are longer than most.
@@ -163,7 +210,7 @@ Object Layout::longObjectAt(const std::byte* at) const {
   if (form.kind == Kind::uid) {
     const std::size_t excess = form.size - sizeof(std::uint32_t);
     if (form.size > end - at || !isZero({at, excess})) return {};
-    return {.kind = form.kind, .unit = form.size, .count = 1, .start = at};
+    return {form.kind, form.size, unseen, 1, at};
   }
   const unsigned marker = at < end ? markerAt(at) : 0;  // an integer object with the count follows
   const std::ptrdiff_t width = std::ptrdiff_t{1} << (marker & 0xF);
@@ -173,7 +220,7 @@ Object Layout::longObjectAt(const std::byte* at) const {
   const auto left = static_cast<std::size_t>(end - at);
   const std::uint8_t unit = unitSizes_[static_cast<std::size_t>(form.unit)];
   if (count > left || count * unit > left) return {};
-  return {.kind = form.kind, .unit = unit, .count = static_cast<std::uint32_t>(count), .start = at};
+  return {form.kind, unit, unseen, static_cast<std::uint32_t>(count), at};
 }
 
 Fault Layout::faultAt(const std::byte* at) const {
@@ -193,37 +240,90 @@ Fault Layout::faultAt(const std::byte* at) const {
   return "an object is longer than what is left";
 }
 
-/// What `Object::levels` says while objects are checked.
-constexpr std::uint8_t unseen = 0;         // of arrays and dictionaries
-constexpr std::uint8_t beingWalked = 255;  // likewise
-constexpr std::uint8_t overlapping = 1;    // of what is no object
-
 bool isContainer(const Object& object) {
   return object.kind == Kind::array || object.kind == Kind::dictionary;
 }
 
-/// Reads every object by itself, in one tight loop. False when an offset is out of range; what is
-/// wrong otherwise counts only if it is reached, and becomes no object.
-bool readObjects(const Layout layout, std::span<Object> objects) {
+/// Reads every object by itself.
+class Scan {
+ public:
+  Scan(const Layout& layout, std::span<Object> objects)
+      : layout_(layout), objects_(objects), bytesLeft_(timesTheFile * layout.bytes.size()) {}
+
+  /// False when an offset is out of range. What is wrong otherwise counts only if it is reached,
+  /// and becomes no object.
+  bool readAll();
+
+ private:
   // Objects that overlap are no fault in themselves, but thousands that share the same bytes would
   // take the square of the time. No writer overlaps them, so the objects of a sound file have fewer
   // bytes than the file.
-  constexpr std::uint64_t timesTheFile = 4;
-  std::uint64_t bytesLeft = timesTheFile * layout.bytes.size();
-  const std::byte* entry = layout.bytes.data() + layout.table;
-  for (Object& object : objects) {
-    const std::uint64_t offset = bigEndian(entry, layout.offsetWidth);
-    entry += layout.offsetWidth;
-    if (offset < magic.size() || offset >= layout.table) return false;
-    object = layout.objectAt(layout.bytes.data() + offset);
-    const std::uint64_t size = std::uint64_t{object.count} * object.unit + 1;
-    if (size > bytesLeft)
-      object = {.levels = overlapping};
-    else if (object.kind == Kind::text && object.unit == 1 && !isAscii(object.start, object.count))
-      object = {};
-    bytesLeft -= std::min(size, bytesLeft);
+  static constexpr std::uint64_t timesTheFile = 4;
+
+  template <class Width>
+  bool readAll(Width width);
+  [[nodiscard]] Object longObjectAt(const std::byte* at);
+
+  const Layout& layout_;
+  const std::span<Object> objects_;
+  std::uint64_t bytesLeft_;
+};
+
+bool Scan::readAll() {
+  switch (layout_.offsetWidth) {  // of the two that are usual, the compiler knows which one
+    case 1:
+      return readAll(std::integral_constant<std::size_t, 1>());
+    case 2:
+      return readAll(std::integral_constant<std::size_t, 2>());
+    default:
+      return readAll(layout_.offsetWidth);
+  }
+}
+
+template <class Width>
+bool Scan::readAll(Width width) {
+  const ByteView bytes = layout_.bytes;
+  const std::size_t table = layout_.table;
+  const auto& forms = shortForms[layout_.referenceWidth == 1 ? 0 : 1];
+  const std::byte* entry = bytes.data() + table;
+  for (Object& object : objects_) {
+    const std::uint64_t offset = bigEndian(entry, width);
+    entry += width;
+    if (offset < magic.size() || offset >= table) return false;
+    const std::byte* const at = bytes.data() + offset;
+    const ShortForm& form = forms[markerAt(at)];
+    std::array<std::uint64_t, 2> content{};  // as much is there, as the trailer is longer
+    std::memcpy(content.data(), at + 1, sizeof content);
+    const bool isAscii = ((content[0] & form.notAscii[0]) | (content[1] & form.notAscii[1])) == 0;
+    if (form.size <= table - offset && form.size <= bytesLeft_ && isAscii) {
+      object = form.object;
+      object.start = at + 1;
+      bytesLeft_ -= form.size;
+    } else {
+      object = longObjectAt(at);
+    }
   }
   return true;
+}
+
+/// Any object, and no object where something is wrong.
+Object Scan::longObjectAt(const std::byte* at) {
+  if (markerAt(at) == 0x50 + countFollows && markerAt(at + 1) == 0x10) {
+    const unsigned count = markerAt(at + 2);  // most other texts, such as the names of classes
+    if (count + 3 <= static_cast<std::size_t>(layout_.bytes.data() + layout_.table - at) &&
+        count < bytesLeft_ && isAscii(at + 3, count)) {
+      bytesLeft_ -= count + 1;
+      return {Kind::text, 1, unseen, count, at + 3};
+    }
+  }
+  const Object object = layout_.objectAt(at);
+  const std::uint64_t size = std::uint64_t{object.count} * object.unit + 1;
+  const bool isTooMuch = size > bytesLeft_;
+  bytesLeft_ -= std::min(size, bytesLeft_);
+  if (isTooMuch) return {Kind::none, 0, overlapping, 0, nullptr};
+  if (object.kind == Kind::text && object.unit == 1 && !isAscii(object.start, object.count))
+    return {};
+  return object;
 }
 
 /// Walks once over every array and dictionary that can be reached from the top.
@@ -239,8 +339,8 @@ class Walk {
 
  private:
   unsigned levelsOf(Index index, unsigned depth);
-  unsigned levelsBelow(const Object& object, unsigned depth);
-  unsigned levelsOfAll(const std::byte* at, std::size_t count, Kind expected, unsigned depth);
+  bool areKeysSound(const std::byte* at, std::size_t count, unsigned depth);
+  unsigned levelsOfAll(const std::byte* at, std::size_t count, unsigned depth);
   [[nodiscard]] Fault faultOf(Index index) const;
 
   /// Notes what is wrong. Levels don't count from then on.
@@ -266,34 +366,46 @@ unsigned Walk::levelsOf(Index index, unsigned depth) {
   if (object.levels == beingWalked) return fail("an object contains itself");
   if (!isContainer(object) || object.levels != unseen) return least;
   object.levels = beingWalked;
-  object.levels = static_cast<std::uint8_t>(1 + levelsBelow(object, depth));
+  const std::byte* values = object.start;
+  if (object.kind == Kind::dictionary) {
+    if (!areKeysSound(values, object.count, depth + 1)) return 0;
+    values += object.count * layout_.referenceWidth;
+  }
+  object.levels = static_cast<std::uint8_t>(1 + levelsOfAll(values, object.count, depth + 1));
   return object.levels;
 }
 
-/// The most levels of what `object` contains; 0 when that is nothing.
-unsigned Walk::levelsBelow(const Object& object, unsigned depth) {
-  const std::size_t keys = object.kind == Kind::dictionary ? object.count : 0;
-  const std::byte* const values = object.start + keys * layout_.referenceWidth;
-  const unsigned ofKeys = levelsOfAll(object.start, keys, Kind::text, depth + 1);
-  if (fault_ != nullptr) return 0;
-  return std::max(ofKeys, levelsOfAll(values, object.count, Kind::boolean, depth + 1));
+/// Whether all of the `count` objects on level `depth` that are referred to at `at` are texts.
+inline bool Walk::areKeysSound(const std::byte* at, std::size_t count, unsigned depth) {
+  const std::size_t width = layout_.referenceWidth;
+  const std::span<const Object> objects = objects_;
+  for (; count > 0; --count, at += width) {
+    const Index key = bigEndian(at, width);
+    if (key < objects.size() && objects[static_cast<std::size_t>(key)].kind == Kind::text &&
+        depth <= BinaryPropertyList::maximumDepth)
+      continue;
+    if (key >= objects.size()) return fail("a reference is out of range") != 0;
+    levelsOf(key, depth);
+    if (fault_ == nullptr) fail("a key is not a string");
+    return false;
+  }
+  return true;
 }
 
-/// The most levels of the `count` objects on level `depth` that are referred to at `at`. They must
-/// be texts if `expected` is that; if it is `boolean`, all kinds from there on are expected most.
-unsigned Walk::levelsOfAll(const std::byte* at, std::size_t count, Kind expected, unsigned depth) {
+/// The most levels of the `count` objects on level `depth` that are referred to at `at`.
+inline unsigned Walk::levelsOfAll(const std::byte* at, std::size_t count, unsigned depth) {
   const std::size_t width = layout_.referenceWidth;
-  const auto quick =
-      static_cast<unsigned>(expected) + (depth > BinaryPropertyList::maximumDepth ? 256U : 0);
+  const std::span<const Object> objects = objects_;
   unsigned levels = count > 0 ? 1 : 0;
   for (; count > 0; --count, at += width) {
     const Index child = bigEndian(at, width);
-    if (child >= objects_.size()) return fail("a reference is out of range");
-    const Kind kind = objects_[static_cast<std::size_t>(child)].kind;
-    if (static_cast<unsigned>(kind) >= quick) continue;  // most
+    if (child >= objects.size()) return fail("a reference is out of range");
+    // Most contain no others.
+    if (objects[static_cast<std::size_t>(child)].kind >= Kind::boolean &&
+        depth <= BinaryPropertyList::maximumDepth)
+      continue;
     levels = std::max(levels, levelsOf(child, depth));
     if (fault_ != nullptr) return 0;
-    if (expected == Kind::text && kind != Kind::text) return fail("a key is not a string");
   }
   return levels;
 }
@@ -311,21 +423,24 @@ Result<BinaryPropertyList> BinaryPropertyList::open(ByteView bytes) {
   Layout layout;
   if (const Fault fault = layout.read(bytes)) return Failure{FailureCause::malformed, fault};
   BinaryPropertyList list;
-  list.objects_.resize(static_cast<std::size_t>(layout.objectCount));
+  const auto count = static_cast<std::size_t>(layout.objectCount);
+  list.objects_ = std::make_unique_for_overwrite<Object[]>(count);
+  const std::span objects(list.objects_.get(), count);
   list.topIndex_ = layout.topIndex;
   list.referenceWidth_ = layout.referenceWidth;
-  if (!readObjects(layout, list.objects_))
+  if (!Scan(layout, objects).readAll())
     return Failure{FailureCause::malformed, "an offset is out of range"};
-  if (const Fault fault = Walk(layout, list.objects_).walk())
+  if (const Fault fault = Walk(layout, objects).walk())
     return Failure{FailureCause::malformed, fault};
   return list;
 }
 
 const BinaryPropertyList::Object& BinaryPropertyList::find(const Object& dictionary,
                                                            std::string_view key) const {
-  static constexpr Object none;
-  for (std::size_t i = 0; i < dictionary.count; ++i) {
-    if (object(this->key(dictionary, i)).textEquals(key)) return object(value(dictionary, i));
+  static constexpr Object none{};
+  const std::byte* at = dictionary.start;
+  for (std::size_t i = 0; i < dictionary.count; ++i, at += referenceWidth_) {
+    if (object(bigEndian(at, referenceWidth_)).textEquals(key)) return object(value(dictionary, i));
   }
   return none;
 }

@@ -2,9 +2,9 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "Base/Bytes.h"
 #include "Base/Result.h"
@@ -57,15 +57,15 @@ class BinaryPropertyList {
   /// One object, still in the bytes; small enough for two registers. Which of the operations may be
   /// called follows from `kind`. Of the kind `none`, there is no object.
   struct Object {
-    Kind kind = Kind::none;
-    std::uint8_t unit = 0;  ///< bytes of each of what is counted
+    Kind kind;
+    std::uint8_t unit;  ///< bytes of each of what is counted
     /// How many arrays and dictionaries stand inside one another from this one down, and 1 for what
     /// is innermost; of those two kinds only.
-    std::uint8_t levels = 0;
+    std::uint8_t levels;
     /// Bytes of data, code units of a text, elements of an array, pairs of a dictionary; 1 of
     /// others.
-    std::uint32_t count = 0;
-    const std::byte* start = nullptr;  ///< of the content, behind marker and count
+    std::uint32_t count;
+    const std::byte* start;  ///< of the content, behind marker and count
 
     explicit operator bool() const { return kind != Kind::none; }
 
@@ -123,7 +123,7 @@ class BinaryPropertyList {
  private:
   BinaryPropertyList() = default;
 
-  std::vector<Object> objects_;  // all there are; sound are those that the top leads to
+  std::unique_ptr<Object[]> objects_;  // all there are; sound are those that the top leads to
   Index topIndex_ = 0;
   std::size_t referenceWidth_ = 1;  // bytes of a reference
 };

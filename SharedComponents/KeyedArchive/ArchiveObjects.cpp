@@ -102,6 +102,11 @@ const ArchiveObjects::Object& ArchiveObjects::field(const Object& object, std::s
   return list_.find(object, key);
 }
 
+const ArchiveObjects::Object& ArchiveObjects::fieldAt(const Object& object, std::size_t position) {
+  countFields(object.count);
+  return list_.object(list_.value(object, position));
+}
+
 std::string ArchiveObjects::text(const Object& object) {
   // A code unit of two bytes makes at most three.
   const std::size_t bytes = object.payload().size() * 3 / 2;

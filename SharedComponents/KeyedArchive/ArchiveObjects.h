@@ -48,6 +48,9 @@ class ArchiveObjects {
   /// Field `key` of `object`, or none. Fails when too many fields were looked at.
   const Object& field(const Object& object, std::string_view key);
 
+  /// The value of pair `position` of `object`, counted as `field` counts.
+  const Object& fieldAt(const Object& object, std::size_t position);
+
   /// The text `object`, counted against the limit.
   std::string text(const Object& object);
   /// Copies the text of an entry that is a text or an object which holds one; false for others.
@@ -69,7 +72,7 @@ class ArchiveObjects {
 
   const BinaryPropertyList& list_;
   const ArchivableClasses& classes_;
-  Object objects_;
+  Object objects_{};
   Uid root_ = 0;
   std::size_t valuesLeft_ = ArchiveLimits::maximumValues;
   std::size_t fieldsLeft_ = ArchiveLimits::maximumFields;

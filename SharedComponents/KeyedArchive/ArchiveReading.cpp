@@ -1,5 +1,6 @@
 #include "SharedComponents/KeyedArchive/ArchiveReading.h"
 
+#include <algorithm>
 #include <string>
 #include <utility>
 
@@ -133,17 +134,37 @@ ArchiveReading::Uid ArchiveReading::reference(const Object& array, std::size_t p
 
 Record ArchiveReading::record(const Object& object, const RecordClass& recordClass) {
   Record record{&recordClass, {}};
-  record.fields.reserve(recordClass.fields.size());
-  for (const RecordField& field : recordClass.fields)
-    readField(object, field, record.fields.emplace_back());
+  record.fields.resize(recordClass.fields.size());
+  const auto& order = recordClass.storedOrder;
+  const bool isInOrder = isInStoredOrder(object, recordClass);
+  for (std::size_t i = 0; i < record.fields.size(); ++i) {
+    const RecordField& field = recordClass.fields[i];
+    const auto position = std::find(order.begin(), order.end(), i) - order.begin();
+    const auto& stored = isInOrder ? objects_.fieldAt(object, static_cast<std::size_t>(position))
+                                   : objects_.field(object, field.key);
+    readField(stored, field.kind, record.fields[i]);
+  }
   return record;
 }
 
+/// Whether the keys of `object` are those of `recordClass`, each where it is expected, as they are
+/// in nearly all archives. Otherwise each must be looked for.
+bool ArchiveReading::isInStoredOrder(const Object& object, const RecordClass& recordClass) const {
+  const auto& order = recordClass.storedOrder;
+  if (object.count != order.size()) return false;
+  for (std::size_t i = 0; i < order.size(); ++i) {
+    const bool isField = order[i] < recordClass.fields.size();
+    const auto name = isField ? recordClass.fields[order[i]].key : ArchiveNames::objectClass;
+    const auto& list = objects_.list();
+    if (!list.object(list.key(object, i)).textEquals(name)) return false;
+  }
+  return true;
+}
+
 /// Leaves `into` null for a field that is missing, and for what should be a text and is none.
-void ArchiveReading::readField(const Object& object, const RecordField& field, Value& into) {
-  const auto& stored = objects_.field(object, field.key);
+void ArchiveReading::readField(const Object& stored, RecordField::Kind kind, Value& into) {
   if (!stored) return;
-  switch (field.kind) {
+  switch (kind) {
     case RecordField::Kind::boolean:
       if (stored.kind != Kind::boolean) throw MalformedArchive{"a field of a record is no boolean"};
       into = stored.boolean();

@@ -39,7 +39,8 @@ class ArchiveReading {
   const Object& references(const Object& object, std::string_view key);
   [[nodiscard]] Uid reference(const Object& array, std::size_t position) const;
   Record record(const Object& object, const RecordClass& recordClass);
-  void readField(const Object& object, const RecordField& field, Value& into);
+  [[nodiscard]] bool isInStoredOrder(const Object& object, const RecordClass& recordClass) const;
+  void readField(const Object& stored, RecordField::Kind kind, Value& into);
   ErrorObject error(const Object& object, Place place);
   std::optional<Dictionary> userInfo(const Object& object, Place place);
 
