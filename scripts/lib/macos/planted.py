@@ -48,10 +48,10 @@ PLANTED = [
      "@selector(runningApplications)", "@selector(runningApplication)"),
     ("a completion block of another type", COMPILER, LAYER + "ApplicationLauncher.mm",
      "^(NSRunningApplication* _Nullable started,", "^(NSError* _Nullable started,"),
-    ("a callback of another type", COMPILER, LAYER + "Poller.mm", "[](CFFileDescriptorRef, CFOptionFlags,", "[](CFFileDescriptorRef, int,"),
+    ("a callback of another type", COMPILER, LAYER + "Poller.cpp", "[](CFFileDescriptorRef, CFOptionFlags,", "[](CFFileDescriptorRef, int,"),
     ("arguments of a registration in another order", COMPILER, LAYER + "NotificationCenter.cpp", "&descriptor, registrations_.empty() ? 0 : NOTIFY_REUSE,",
      "registrations_.empty() ? 0 : NOTIFY_REUSE, &descriptor,"),
-    ("a moment for a length of time", COMPILER, LAYER + "Poller.mm", "blocks ? end - now : Clock::duration::zero()", "end"),
+    ("a moment for a length of time", COMPILER, LAYER + "Poller.cpp", "blocks ? end - now : Clock::duration::zero()", "end"),
     ("the old way to launch", COMPILER, LAYER + "ApplicationLauncher.mm", "    configuration.promptsUserIfNeeded = NO;\n",
      "    [NSWorkspace.sharedWorkspace launchAppWithBundleIdentifier:@\"\" options:NSWorkspaceLaunchDefault"
      " additionalEventParamDescriptor:nil launchIdentifier:nil];"),
@@ -96,10 +96,10 @@ PLANTED = [
     ("`O_RDONLY` for `O_EVTONLY`", NOBODY, LAYER + "VnodeEvents.cpp", "O_EVTONLY", "O_RDONLY"),
     ("the log's text private", NOBODY, LAYER + "SystemLog.cpp", "%{public}.*s", "%{private}.*s"),
     ("a launch without a limit", NOBODY, LAYER + "ApplicationLauncher.mm", "launch->finish(false);", ""),
-    ("a source of the run loop that is never removed", NOBODY, LAYER + "Poller.mm", "    CFRunLoopSourceInvalidate(source_);\n", ""),
-    ("a loop that is never woken up", NOBODY, LAYER + "Poller.mm", "NOTE_TRIGGER", "0"),
-    ("callbacks that are never enabled", NOBODY, LAYER + "Poller.mm",
-     "      if (blocks) CFFileDescriptorEnableCallBacks(queueReader_, kCFFileDescriptorReadCallBack);\n", ""),
+    ("a source of the run loop that is never removed", NOBODY, LAYER + "Poller.cpp", "    CFRunLoopSourceInvalidate(source);\n", ""),
+    ("a loop that is never woken up", NOBODY, LAYER + "Poller.cpp", "NOTE_TRIGGER", "0"),
+    ("callbacks that are never enabled", NOBODY, LAYER + "Poller.cpp",
+     "  if (blocks)\n    CFFileDescriptorEnableCallBacks(implementation_->queueReader, kCFFileDescriptorReadCallBack);\n", ""),
     ("a token in the machine's byte order", NOBODY, LAYER + "NotificationCenter.cpp", "ntohl(token)", "token"),
 ]
 STEPS = {"rules": RULES, "stand-ins": STAND_INS, "compile": COMPILER, "analyse": ANALYSER, "build": SECOND}
