@@ -11,7 +11,8 @@ namespace corvane::Platform {
 /// What can happen to a file or folder that is watched.
 enum class FileEvent {
   written,  ///< content was written to the file; an entry of the folder came, went or was renamed
-  deleted,  ///< its last name is gone: removed, or replaced by a renaming. Once, if at all
+  deleted,  ///< its last name is gone: removed, or replaced by a renaming. Once, if at all. On
+            ///< macOS for each name that goes, and it stands for writing at the same time too
 };
 
 /// Watches one file or folder.
@@ -21,10 +22,10 @@ enum class FileEvent {
 /// silent, and a file tells only of what those write who have it open. For a folder, what is
 /// written into its entries is no event. Writing through a memory mapping is not noticed.
 ///
-/// At least one call comes after the last event of a kind, perhaps fewer calls than events. Where
-/// the system loses events, because a callback held them up for too long, every watch hears
-/// `written`. On Linux the deletion of a folder is not seen where this process may not read the
-/// folder above it.
+/// At least one call comes after the last event, perhaps fewer calls than events: macOS merges what
+/// happens to a file while a callback runs. Linux loses events when a callback holds them up for
+/// too long; then every watch hears `written`. On Linux the deletion of a folder is not seen where
+/// this process may not read the folder above it.
 ///
 /// Callbacks run one at a time, in the order of the events, on one thread that serves all watches
 /// of the process. It starts with the first watch and ends only if the system's source of events

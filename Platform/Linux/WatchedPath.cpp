@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 
 #include <cerrno>
+#include <chrono>
 #include <cstring>
 #include <span>
 #include <thread>
@@ -28,6 +29,9 @@ constexpr std::uint32_t writeEvents = IN_MODIFY | entryEvents;
 constexpr std::uint32_t fileEvents = IN_MODIFY | IN_ATTRIB;
 constexpr std::uint32_t folderEvents = entryEvents | IN_ATTRIB | IN_MOVE_SELF;
 constexpr std::uint32_t parentEvents = IN_DELETE;
+
+/// How long `receive` waits before it repeats a call that lacked memory.
+constexpr std::chrono::milliseconds pauseWithoutMemory{10};
 
 std::vector<SystemFileEvent> eventsIn(std::span<const std::byte> bytes) {
   std::vector<SystemFileEvent> events;

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -12,9 +11,6 @@
 
 /// What FileWatch needs of the system: each has its own facility for this.
 namespace corvane::Platform {
-
-/// How long `receive` waits before it repeats a call that lacked memory.
-constexpr std::chrono::milliseconds pauseWithoutMemory{10};
 
 /// An event as the system tells it, in its own terms.
 struct SystemFileEvent {

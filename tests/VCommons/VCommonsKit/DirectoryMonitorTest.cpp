@@ -78,7 +78,8 @@ TEST_F(DirectoryMonitorTest, TellsOfEntriesThatComeAndGoInAFolderAndOfItsEnd) {
   EXPECT_EQ(folder.callsAfter([&] { fs::remove(watched_ / "new"); }), 1);
   EXPECT_EQ(entry.calls, 1) << "deleted";
   EXPECT_EQ(folder.callsAfter([&] { fs::rename(watched_, other / "moved"); }), 0);
-  EXPECT_EQ(folder.callsAfter([&] { fs::remove_all(other / "moved"); }), 2) << "entry and folder";
+  const int calls = folder.callsAfter([&] { fs::remove_all(other / "moved"); });
+  EXPECT_TRUE(calls == 1 || calls == 2) << calls << " for entry and folder, perhaps merged";
   fs::create_directory(watched_);
   Counted replaced(other);
   EXPECT_EQ(replaced.callsAfter([&] { fs::rename(watched_, other); }), 1) << "deleted";
@@ -92,9 +93,10 @@ TEST_F(DirectoryMonitorTest, TellsOfWritingToAFileAndOfTheEndOfItsLastName) {
     EXPECT_EQ(file.callsAfter([&] {
       fs::permissions(watched_, fs::perms::owner_all);
       fs::create_hard_link(watched_, second);
-      fs::remove(second);
     }),
               0);
+    EXPECT_LE(file.callsAfter([&] { fs::remove(second); }), fs::exists("/proc/self/fd") ? 0 : 1)
+        << "macOS tells of each name";
     EXPECT_EQ(file.callsAfter([&] { std::ofstream(watched_, std::ios::app) << "content"; }), 1);
     writeFile(second, "");
     EXPECT_EQ(file.callsAfter([&] {
