@@ -180,14 +180,14 @@ if (!found) return look;
           "constexpr std::chrono::milliseconds settling{0};",
           "the time stamp of a directory is trusted at once"),
     # Notifications.
-    Fault("receives-no-more", CONTAINER + "NotificationCenter.cpp",
-          "readable_ = loop_.at(EventLoop::now() + EventLoop::retryPause, [this] { listen(); });",
+    Fault("receives-no-more", CONTAINER + "NotificationChannel.cpp",
+          "readable_ = loop_.at(EventLoop::now() + EventLoop::retryPause, [this] { watch(); });",
           "readable_ = {};", "after a failed receive notifications are not received any more"),
-    Fault("observes-no-more", CONTAINER + "NotificationCenter.cpp", """\
-linked.failure().description());
-      linkAgain_ = loop_.at(EventLoop::now() + EventLoop::retryPause, [this] { linkMissing(); });
+    Fault("observes-no-more", "Platform/Posix/NotificationCenter.cpp", """\
+heard.failure().description());
+      listenAgainSoon();
 """, """\
-linked.failure().description());
+heard.failure().description());
 """, "a name that could not be observed is not tried again"),
     Fault("watches-no-more", "Platform/Posix/EventLoop.cpp", """\
     refused_.push_back({id, descriptor, event});
@@ -198,11 +198,11 @@ linked.failure().description());
     Fault("receives-blocking", CONTAINER + "NotificationSocket.cpp",
           "buffer_.data(), buffer_.size(), MSG_DONTWAIT)", "buffer_.data(), buffer_.size(), 0)",
           "receiving a notification blocks when there is none"),
-    Fault("links-stay", CONTAINER + "NotificationCenter.cpp", """\
+    Fault("links-stay", CONTAINER + "NotificationChannel.cpp", """\
       for (const std::string& name : linked_) folders_->unlink(socketName_, name);
       folders_->removeSocket(socketName_);
 """, "", "a host leaves its socket and links behind"),
-    Fault("dead-stay", CONTAINER + "NotificationCenter.cpp",
+    Fault("dead-stay", CONTAINER + "NotificationChannel.cpp",
           "    cleaner_.emplace(loop_, *folders_);\n", "",
           "nothing removes the sockets of hosts that were killed"),
     Fault("observers-not-listed", CONTAINER + "NotificationConnections.cpp",

@@ -49,8 +49,8 @@ PLANTED = [
     ("a completion block of another type", COMPILER, LAYER + "ApplicationLauncher.mm",
      "^(NSRunningApplication* _Nullable started,", "^(NSError* _Nullable started,"),
     ("a callback of another type", COMPILER, LAYER + "Poller.cpp", "[](CFFileDescriptorRef, CFOptionFlags,", "[](CFFileDescriptorRef, int,"),
-    ("arguments of a registration in another order", COMPILER, LAYER + "NotificationCenter.cpp", "&descriptor, registrations_.empty() ? 0 : NOTIFY_REUSE,",
-     "registrations_.empty() ? 0 : NOTIFY_REUSE, &descriptor,"),
+    ("arguments of a registration in another order", COMPILER, LAYER + "NotificationChannel.cpp", "&descriptor, names_.empty() ? 0 : NOTIFY_REUSE,",
+     "names_.empty() ? 0 : NOTIFY_REUSE, &descriptor,"),
     ("a moment for a length of time", COMPILER, LAYER + "Poller.cpp", "blocks ? end - now : Clock::duration::zero()", "end"),
     ("the old way to launch", COMPILER, LAYER + "ApplicationLauncher.mm", "    configuration.promptsUserIfNeeded = NO;\n",
      "    [NSWorkspace.sharedWorkspace launchAppWithBundleIdentifier:@\"\" options:NSWorkspaceLaunchDefault"
@@ -100,7 +100,7 @@ PLANTED = [
     ("a loop that is never woken up", NOBODY, LAYER + "Poller.cpp", "NOTE_TRIGGER", "0"),
     ("callbacks that are never enabled", NOBODY, LAYER + "Poller.cpp",
      "  if (blocks)\n    CFFileDescriptorEnableCallBacks(implementation_->queueReader, kCFFileDescriptorReadCallBack);\n", ""),
-    ("a token in the machine's byte order", NOBODY, LAYER + "NotificationCenter.cpp", "ntohl(token)", "token"),
+    ("a token in the machine's byte order", NOBODY, LAYER + "NotificationChannel.cpp", "ntohl(token)", "token"),
 ]
 STEPS = {"rules": RULES, "stand-ins": STAND_INS, "compile": COMPILER, "analyse": ANALYSER, "build": SECOND}
 

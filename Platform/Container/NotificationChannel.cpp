@@ -1,0 +1,142 @@
+#include "Platform/Posix/NotificationChannel.h"
+
+#include <map>
+#include <optional>
+#include <utility>
+
+#include "Platform/Container/NotificationCleaner.h"
+#include "Platform/Container/NotificationConnections.h"
+#include "Platform/Container/NotificationFolders.h"
+#include "Platform/Container/NotificationSocket.h"
+#include "Platform/Container/ProcessFileName.h"
+#include "Platform/SystemLog.h"
+
+namespace corvane::Platform {
+namespace {
+
+/// Each name that is posted keeps descriptors open, so at most this many names are kept.
+constexpr std::size_t mostNamesKept = 100;
+
+/// At most this many notifications are delivered per iteration of the loop, so that a flood of
+/// posts does not starve other events. A socket holds fewer.
+constexpr std::size_t mostAtOnce = 1000;
+
+/// One socket receives all names, through a link to it in the folder of each.
+class SocketNotifications final : public NotificationChannel {
+ public:
+  SocketNotifications(EventLoop& loop, std::string containerFolder, Received received)
+      : loop_(loop), containerFolder_(std::move(containerFolder)), received_(std::move(received)) {}
+
+  [[nodiscard]] bool listensTo(const std::string& name) const override {
+    return linked_.contains(name);
+  }
+
+  /// Makes all that is missing for hearing `name`.
+  Result<Done> listen(const std::string& name) override {
+    if (!socket_) {
+      if (auto opened = open(); !opened) return opened;
+    }
+    auto linked = folders_->link(socketName_, name);
+    if (linked) linked_.insert(name);
+    if (!linked && linked.failure().cause == FailureCause::notFound) removeAll();
+    return linked;
+  }
+
+  void deliverPending() override {
+    for (std::size_t count = 0; socket_ && count < mostAtOnce; ++count) {
+      const auto name = socket_->receive();
+      if (!name || name->empty()) return;
+      received_(*name);
+    }
+  }
+
+  /// Makes no directory: without one there are no observers.
+  void post(const std::string& name) override {
+    if (connections_.size() >= mostNamesKept && !connections_.contains(name))
+      std::erase_if(connections_, [](const auto& entry) { return entry.second.isIdle(); });
+    connections_.try_emplace(name, loop_, containerFolder_ + "/Notifications/", name)
+        .first->second.send();
+  }
+
+  void close(const std::set<std::string>& own) override {
+    const auto end = EventLoop::now() + NotificationConnections::longestStandstill;
+    for (auto& [name, connections] : connections_) connections.finish(end);
+    for (const std::string& name : own) {
+      if (linked_.erase(name) == 0) continue;
+      folders_->unlink(socketName_, name);
+      folders_->removeName(name);
+    }
+    removeAll();
+  }
+
+ private:
+  /// Removes this process's links and socket, as far as they still exist, and forgets them.
+  void removeAll() {
+    readable_ = {};
+    cleaner_.reset();
+    if (folders_) {
+      for (const std::string& name : linked_) folders_->unlink(socketName_, name);
+      folders_->removeSocket(socketName_);
+    }
+    socket_.reset();
+    folders_.reset();
+    linked_.clear();
+  }
+
+  Result<Done> open() {
+    auto folders = NotificationFolders::open(containerFolder_);
+    if (!folders) return folders.failure();
+    std::string name = ProcessFileName::make();
+    auto socket = NotificationSocket::bind(folders->folder(), NotificationFolders::hidden(name));
+    if (!socket) return socket.failure();
+    folders_ = std::move(folders).value();
+    socketName_ = std::move(name);
+    socket_ = std::move(socket).value();
+    watch();
+    cleaner_.emplace(loop_, *folders_);
+    return Done{};
+  }
+
+  void watch() {
+    readable_ = loop_.onReadable(socket_->descriptor(), [this] { receive(); });
+  }
+
+  /// Takes one notification, as the loop calls again while there are more. Pauses when the system
+  /// can't give one.
+  void receive() {
+    const auto name = socket_->receive();
+    if (name) {
+      isFailing_ = false;
+      return received_(*name);
+    }
+    if (!std::exchange(isFailing_, true))
+      SystemLog::write(SystemLog::Severity::error,
+                       "notifications are received later: " + name.failure().description());
+    readable_ = loop_.at(EventLoop::now() + EventLoop::retryPause, [this] { watch(); });
+  }
+
+  EventLoop& loop_;
+  const std::string containerFolder_;
+  const Received received_;
+  std::map<std::string, NotificationConnections> connections_;  // by the names that are posted
+
+  // What this process has in the file system; set by the first `listen`.
+  std::optional<NotificationFolders> folders_;
+  std::string socketName_;
+  std::optional<NotificationSocket> socket_;
+  std::set<std::string> linked_;      // names whose directory holds a link to the socket
+  EventLoop::Registration readable_;  // or the pause before it is watched again
+  bool isFailing_ = false;            // the socket, which the system log says once
+  std::optional<NotificationCleaner> cleaner_;
+};
+
+}  // namespace
+
+std::unique_ptr<NotificationChannel> NotificationChannel::make(EventLoop& loop,
+                                                               std::string containerFolder,
+                                                               Received received) {
+  return std::make_unique<SocketNotifications>(loop, std::move(containerFolder),
+                                               std::move(received));
+}
+
+}  // namespace corvane::Platform

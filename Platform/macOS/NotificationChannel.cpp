@@ -1,0 +1,98 @@
+#include "Platform/Posix/NotificationChannel.h"
+
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <notify.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <map>
+#include <utility>
+
+#include "Platform/SystemLog.h"
+
+namespace corvane::Platform {
+namespace {
+
+/// At most this many notifications are delivered per iteration of the loop, so that a flood of
+/// posts does not starve other events.
+constexpr int mostAtOnce = 1000;
+
+/// With notify(3): one descriptor reports all names. The system makes it with the first
+/// registration and closes it with the last.
+class DarwinNotifications final : public NotificationChannel {
+ public:
+  DarwinNotifications(EventLoop& loop, Received received)
+      : loop_(loop), received_(std::move(received)) {}
+
+  [[nodiscard]] bool listensTo(const std::string& name) const override {
+    return std::any_of(names_.begin(), names_.end(),
+                       [&](const auto& entry) { return entry.second == name; });
+  }
+
+  Result<Done> listen(const std::string& name) override {
+    // A call that fails may leave the number of a descriptor that it has closed.
+    int descriptor = descriptor_;
+    int token = 0;
+    const std::uint32_t status = notify_register_file_descriptor(
+        name.c_str(), &descriptor, names_.empty() ? 0 : NOTIFY_REUSE, &token);
+    if (status != NOTIFY_STATUS_OK)
+      return Failure{FailureCause::other, "notify(3) returned " + std::to_string(status)};
+    if (names_.empty()) {
+      descriptor_ = descriptor;
+      ::fcntl(descriptor_, F_SETFL, O_NONBLOCK);
+      ::fcntl(descriptor_, F_SETFD, FD_CLOEXEC);
+      watch();
+    }
+    names_[token] = name;
+    return Done{};
+  }
+
+  /// notify(3) writes the token of a registration as an integer in network byte order.
+  void deliverPending() override {
+    for (int count = 0; count < mostAtOnce && descriptor_ >= 0; ++count) {
+      std::uint32_t token = 0;
+      const ssize_t size = ::read(descriptor_, &token, sizeof token);
+      if (size < 0 && (errno == EAGAIN || errno == EINTR)) return;
+      if (size != sizeof token) return pause();
+      const auto found = names_.find(static_cast<int>(ntohl(token)));
+      if (found != names_.end()) received_(found->second);
+    }
+  }
+
+  void post(const std::string& name) override { notify_post(name.c_str()); }
+
+  void close(const std::set<std::string>& /*own*/) override {
+    readable_ = {};
+    descriptor_ = -1;
+    for (const auto& [token, name] : std::exchange(names_, {})) notify_cancel(token);
+  }
+
+ private:
+  void watch() {
+    readable_ = loop_.onReadable(descriptor_, [this] { deliverPending(); });
+  }
+
+  /// Before it is read again, when the system can't give what has arrived.
+  void pause() {
+    SystemLog::write(SystemLog::Severity::error, "notifications are received later");
+    readable_ = loop_.at(EventLoop::now() + EventLoop::retryPause, [this] { watch(); });
+  }
+
+  EventLoop& loop_;
+  const Received received_;
+  std::map<int, std::string> names_;  // by token
+  int descriptor_ = -1;               // belongs to the registrations
+  EventLoop::Registration readable_;  // or the pause before it is watched again
+};
+
+}  // namespace
+
+std::unique_ptr<NotificationChannel> NotificationChannel::make(EventLoop& loop,
+                                                               std::string /*containerFolder*/,
+                                                               Received received) {
+  return std::make_unique<DarwinNotifications>(loop, std::move(received));
+}
+
+}  // namespace corvane::Platform
