@@ -1,9 +1,9 @@
 #include "Platform/ApplicationLauncher.h"
 
 #import <AppKit/AppKit.h>
+#include <dispatch/dispatch.h>
 
 #include <memory>
-#include <mutex>
 #include <utility>
 
 #include "Base/TimeLimits.h"
@@ -13,51 +13,22 @@
 namespace corvane::Platform {
 namespace {
 
-/// Posts to the loop from the system's threads. The system may answer after the limit, when the
-/// loop may be gone: so the connection is closed when the launch has ended. Thread-safe.
-class LoopConnection {
- public:
-  explicit LoopConnection(EventLoop& loop) : loop_(&loop) {}
-
-  void post(EventLoop::Task task) {
-    const std::lock_guard lock(mutex_);
-    if (loop_ != nullptr) loop_->post(std::move(task));
-  }
-
-  void close() {
-    const std::lock_guard lock(mutex_);
-    loop_ = nullptr;
-  }
-
- private:
-  std::mutex mutex_;
-  EventLoop* _Nullable loop_;
-};
-
-/// A launch that waits for the system's answer. Owned by the timer of its limit, or by what the
-/// loop runs; on the loop's thread only.
-class Launch {
+/// A launch that waits for its answer; owned by the one timer that will give it. On the loop's
+/// thread only, which is the main thread.
+class Launch : public std::enable_shared_from_this<Launch> {
  public:
   Launch(EventLoop& loop, UniqueFunction<void(bool isStarted)> answer)
-      : connection_(std::make_shared<LoopConnection>(loop)), answer_(std::move(answer)) {}
-  ~Launch() { connection_->close(); }
-  Launch(const Launch&) = delete;
-  Launch& operator=(const Launch&) = delete;
+      : loop_(loop), answer_(std::move(answer)) {}
 
-  void setLimit(EventLoop::Registration limit) { limit_ = std::move(limit); }
-
-  /// Answers; a no-op when it has answered before.
-  void finish(bool isStarted) {
-    limit_ = {};
-    if (auto answer = std::exchange(answer_, {})) answer(isStarted);
+  /// Answers at `time`, in place of what was to be answered before.
+  void answerAt(EventLoop::Clock::time_point time, bool isStarted) {
+    timer_ = loop_.at(time, [self = shared_from_this(), isStarted] { self->answer_(isStarted); });
   }
 
-  [[nodiscard]] std::shared_ptr<LoopConnection> connection() const { return connection_; }
-
  private:
-  const std::shared_ptr<LoopConnection> connection_;
+  EventLoop& loop_;
   UniqueFunction<void(bool isStarted)> answer_;
-  EventLoop::Registration limit_;
+  EventLoop::Registration timer_;
 };
 
 NSURL* _Nullable urlOf(const std::string& bundleIdentifier) {
@@ -71,13 +42,11 @@ NSURL* _Nullable urlOf(const std::string& bundleIdentifier) {
 void ApplicationLauncher::launch(EventLoop& loop, const std::string& bundleIdentifier,
                                  UniqueFunction<void(bool isStarted)> answer) {
   @autoreleasepool {
-    NSURL* application = urlOf(bundleIdentifier);
-    if (application == nil)
-      return loop.post([answer = std::move(answer)]() mutable { answer(false); });
     const auto launch = std::make_shared<Launch>(loop, std::move(answer));
-    launch->setLimit(
-        loop.at(EventLoop::now() + TimeLimits::appState, [launch] { launch->finish(false); }));
-    const auto connection = launch->connection();
+    NSURL* application = urlOf(bundleIdentifier);
+    if (application == nil) return launch->answerAt(EventLoop::now(), false);
+    launch->answerAt(EventLoop::now() + TimeLimits::appState, false);
+    // The system may answer after the limit, when the launch and the loop are gone.
     const std::weak_ptr<Launch> pending = launch;
     // A failure is an answer, not a dialog that delays the answer until it is closed.
     NSWorkspaceOpenConfiguration* configuration = [NSWorkspaceOpenConfiguration configuration];
@@ -86,8 +55,12 @@ void ApplicationLauncher::launch(EventLoop& loop, const std::string& bundleIdent
         openApplicationAtURL:application
                configuration:configuration
            completionHandler:^(NSRunningApplication* _Nullable started, NSError* _Nullable) {
-             connection->post([pending, isStarted = started != nil] {
-               if (const auto launch = pending.lock()) launch->finish(isStarted);
+             const bool isStarted = started != nil;
+             dispatch_async(dispatch_get_main_queue(), ^{
+               if (const auto launch = pending.lock())
+                 launch->answerAt(EventLoop::now(), isStarted);
+               // A timer that is set on the loop's own thread does not end its wait.
+               CFRunLoopStop(CFRunLoopGetCurrent());
              });
            }];
   }
