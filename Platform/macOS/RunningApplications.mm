@@ -61,58 +61,36 @@ std::optional<std::string> stringOf(const char* _Nullable string) {
   return string == nullptr ? std::nullopt : std::optional<std::string>(string);
 }
 
-/// The processes among `applications` that are `bundleIdentifier` and have not ended.
-ProcessSet instancesIn(NSArray<NSRunningApplication*>* applications,
-                       const std::string& bundleIdentifier) {
+/// The processes that are `bundleIdentifier`, by the list whose changes the workspace reports.
+ProcessSet processesOf(const std::string& bundleIdentifier) {
   ProcessSet processes;
-  for (NSRunningApplication* application in applications) {
-    const pid_t process = application.processIdentifier;  // may be -1
-    if (process <= 0 || application.terminated) continue;
-    if (stringOf(application.bundleIdentifier.UTF8String) == bundleIdentifier)
-      processes.insert(process);
+  @autoreleasepool {
+    for (NSRunningApplication* application in NSWorkspace.sharedWorkspace.runningApplications) {
+      const pid_t process = application.processIdentifier;  // may be -1
+      if (process <= 0 || application.terminated) continue;
+      if (stringOf(application.bundleIdentifier.UTF8String) == bundleIdentifier)
+        processes.insert(process);
+    }
   }
   return processes;
 }
 
-/// Which instances of one application are known to run.
-class Observation : public std::enable_shared_from_this<Observation> {
- public:
-  using Report = std::function<void(int instances)>;
-
-  Observation(std::string bundleIdentifier, Report changed)
-      : bundleIdentifier_(std::move(bundleIdentifier)), changed_(std::move(changed)) {}
-
-  /// Looks at the list whose changes the workspace reports; returns how many instances run.
-  int begin() {
-    look([](int) {});
-    return instances_.count();
-  }
-
-  /// Looks again, and posts each change to `loop`. What is pending ends with this object.
-  void lookAgain(EventLoop& loop) {
-    look([&](int instances) {
-      loop.post([weak = weak_from_this(), instances] {
-        if (const auto self = weak.lock()) self->changed_(instances);
-      });
-    });
-  }
-
- private:
-  void look(const Report& report) {
-    instances_.update(
-        instancesIn(NSWorkspace.sharedWorkspace.runningApplications, bundleIdentifier_), report);
-  }
-
-  const std::string bundleIdentifier_;
-  const Report changed_;
-  RunningInstances instances_;
+struct Observation {
+  std::function<void(int instances)> changed;
+  RunningInstances instances;
 };
 
 }  // namespace
 
 struct RunningApplications::Observations {
-  std::map<std::string, std::shared_ptr<Observation>> byIdentifier;
+  std::map<std::string, Observation> byIdentifier;
   CorvaneWorkspaceObserver* _Nullable observer = nil;  // nil before the first observation
+  EventLoop::Registration nextLook;
+
+  void look() {
+    for (auto& [bundleIdentifier, observation] : byIdentifier)
+      observation.instances.update(processesOf(bundleIdentifier), observation.changed);
+  }
 };
 
 /// Nothing is kept: asking the system is cheap.
@@ -134,13 +112,7 @@ RunningApplications::~RunningApplications() {
 }
 
 Result<int> RunningApplications::instancesOf(const std::string& bundleIdentifier) const {
-  @autoreleasepool {
-    NSString* identifier = [NSString stringWithUTF8String:bundleIdentifier.c_str()];
-    if (identifier == nil) return 0;
-    NSArray<NSRunningApplication*>* applications =
-        [NSRunningApplication runningApplicationsWithBundleIdentifier:identifier];
-    return static_cast<int>(instancesIn(applications, bundleIdentifier).size());
-  }
+  return static_cast<int>(processesOf(bundleIdentifier).size());
 }
 
 Result<bool> RunningApplications::isRunning(const std::string& bundleIdentifier) const {
@@ -159,22 +131,21 @@ Result<std::optional<RunningApplication>> RunningApplications::applicationOf(
   }
 }
 
+/// Listening comes before the first look: between the two nothing is missed.
 Result<int> RunningApplications::observe(const std::string& bundleIdentifier,
                                          std::function<void(int instances)> changed) {
   if (bundleIdentifier.empty()) return Failure{FailureCause::malformed, "no bundle identifier"};
-  @autoreleasepool {
-    if (observations_->observer == nil) {
-      observations_->observer = [[CorvaneWorkspaceObserver alloc] initWithHandler:[this] {
-        for (const auto& [identifier, observation] : observations_->byIdentifier)
-          observation->lookAgain(loop_);
-        // A task that is posted on the loop's own thread does not end its wait.
-        CFRunLoopStop(CFRunLoopGetCurrent());
-      }];
-    }
-    const auto observation = std::make_shared<Observation>(bundleIdentifier, std::move(changed));
-    observations_->byIdentifier[bundleIdentifier] = observation;
-    return observation->begin();
+  if (observations_->observer == nil) {
+    observations_->observer = [[CorvaneWorkspaceObserver alloc] initWithHandler:[this] {
+      observations_->nextLook = loop_.at(EventLoop::now(), [this] { observations_->look(); });
+      // A timer that is set on the loop's own thread does not end its wait.
+      CFRunLoopStop(CFRunLoopGetCurrent());
+    }];
   }
+  Observation& observation = observations_->byIdentifier[bundleIdentifier];
+  observation = {std::move(changed), {}};
+  observation.instances.update(processesOf(bundleIdentifier), [](int) {});
+  return observation.instances.count();
 }
 
 }  // namespace corvane::Platform
