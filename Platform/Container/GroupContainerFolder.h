@@ -14,4 +14,17 @@ namespace corvane::Platform {
 Result<std::string> groupContainerBelow(const std::string& home, const std::string& identifier,
                                         uid_t owner);
 
+namespace GroupContainers {
+
+/// Where the container of group `identifier` lies or would lie for the effective user, whether or
+/// not there is one and whatever it is. Fails when `homeFolder` does and when `identifier` is no
+/// name for a folder. Blocks for up to 5 s if a name service must be asked. Safe from any thread.
+Result<std::string> placeOf(const std::string& identifier);
+
+/// The home folder of the effective user, as the user database has it. Fails with `notFound` when
+/// it has none, with another cause when it can't be read or a name service does not find the user.
+/// Blocks as `placeOf` does. Safe from any thread.
+Result<std::string> homeFolder();
+
+}  // namespace GroupContainers
 }  // namespace corvane::Platform

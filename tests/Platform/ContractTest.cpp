@@ -103,10 +103,8 @@ TEST_F(ContractTest, AnApplicationThatNobodyKnowsNeitherRunsNorStarts) {
   EXPECT_TRUE(turnUntil(answers, 2));
 }
 
-TEST_F(ContractTest, AGroupThatNobodyHasIsNotMade) {
-  EXPECT_FALSE(GroupContainers::folderOf(nobody));
-  EXPECT_EQ(GroupContainers::folderOf(nobody).failure().cause, FailureCause::notFound);
-  EXPECT_FALSE(GroupContainers::folderOf(""));
+TEST_F(ContractTest, AGroupThatNobodyHasIsEmpty) {
+  EXPECT_EQ(GroupContainers::folderOf("").failure().cause, FailureCause::malformed);
   EXPECT_EQ(GroupSettings::open(folder_.path(), nobody)->integer("key"), 0);
 }
 

@@ -8,9 +8,9 @@
 #include <filesystem>
 #include <thread>
 
+#include "Platform/Container/GroupContainerFolder.h"
 #include "Platform/EventLoop.h"
 #include "Platform/File.h"
-#include "Platform/GroupContainers.h"
 #include "Platform/NotificationCenter.h"
 #include "Platform/RunningApplications.h"
 #include "SharedComponents/Configuration.h"

@@ -6,7 +6,7 @@
 #include <cstdlib>
 #include <sstream>
 
-#include "Platform/GroupContainers.h"
+#include "Platform/Container/GroupContainerFolder.h"
 #include "Platform/ProcessInfo.h"
 #include "tools/corvane-nmctl/Product.h"
 #include "tools/corvane-nmctl/WholeFile.h"

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "Platform/GroupContainers.h"
 #include "tests/Support/PropertyListBytes.h"
 #include "tests/Support/TemporaryFolder.h"
 
@@ -14,6 +15,11 @@ using namespace std::string_literals;
 /// A text object of at most 255 characters.
 std::string text(const std::string& value) {
   return "\x5F\x10"s + static_cast<char>(value.size()) + value;
+}
+
+TEST(GroupContainers, AreNotMade) {
+  for (int look = 0; look < 2; ++look)
+    EXPECT_EQ(GroupContainers::folderOf("nobody").failure().cause, FailureCause::notFound);
 }
 
 TEST(GroupSettings, GiveEveryKindAsAnInteger) {

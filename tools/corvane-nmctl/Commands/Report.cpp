@@ -5,7 +5,7 @@
 #include <CLI/Formatter.hpp>
 #include <memory>
 
-#include "Platform/GroupContainers.h"
+#include "Platform/Container/GroupContainerFolder.h"
 #include "Platform/StandardStreams.h"
 #include "SharedComponents/Configuration.h"
 #include "tools/corvane-nmctl/Commands/Commands.h"
