@@ -9,8 +9,9 @@
 
 namespace corvane::Platform {
 
-/// Sends and receives named notifications without payload between the processes of one user. Each
-/// post causes a call after it; on macOS several posts may be merged into one call.
+/// Sends and receives named notifications without payload between the processes of one user; on
+/// macOS between those of all users, who may post any name. Each post causes a call after it; on
+/// macOS several posts may be merged into one call.
 ///
 /// Callbacks run on the loop, in the order in which the notifications arrived. All operations
 /// belong to the loop's thread; callbacks may use them too.
@@ -32,9 +33,9 @@ class NotificationCenter {
   NotificationCenter& operator=(const NotificationCenter&) = delete;
 
   /// Calls `callback` for each notification `name` posted from now on. `name` has at most 200 bytes
-  /// and no "/". Replaces an earlier callback. If `name` was observed before, pending notifications
-  /// are taken from the queue first: those of other names are delivered inside this call, those of
-  /// `name` are dropped.
+  /// and no "/". Replaces an earlier callback. If `name` was observed before, but is not any more,
+  /// what is pending for it is dropped; what is pending for other names may be delivered inside
+  /// this call.
   ///
   /// Fails if `name` is not valid, after `withdraw`, and if the system refuses for now, which an
   /// error in the system log says. In the last case `name` is observed as soon as the system allows

@@ -36,6 +36,10 @@ class SocketNotifications final : public NotificationChannel {
     if (!socket_) {
       if (auto opened = open(); !opened) return opened;
     }
+    if (linked_.contains(name)) {
+      deliverPending();
+      return Done{};
+    }
     auto linked = folders_->link(socketName_, name);
     if (linked) linked_.insert(name);
     if (!linked && linked.failure().cause == FailureCause::notFound) removeAll();

@@ -53,9 +53,8 @@ class NotificationCenter::Implementation {
 
   Result<Done> listen(const std::string& name) {
     if (isWithdrawn_) return Done{};
-    if (!channel_->listensTo(name)) return channel_->listen(name);
-    if (!callbacks_.contains(name)) channel_->deliverPending();
-    return Done{};
+    if (channel_->listensTo(name) && callbacks_.contains(name)) return Done{};
+    return channel_->listen(name);
   }
 
   void listenAgainSoon() {

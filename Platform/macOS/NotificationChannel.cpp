@@ -27,8 +27,7 @@ class DarwinNotifications final : public NotificationChannel {
       : loop_(loop), received_(std::move(received)) {}
 
   [[nodiscard]] bool listensTo(const std::string& name) const override {
-    return std::any_of(names_.begin(), names_.end(),
-                       [&](const auto& entry) { return entry.second == name; });
+    return tokens_.contains(name);
   }
 
   Result<Done> listen(const std::string& name) override {
@@ -36,16 +35,18 @@ class DarwinNotifications final : public NotificationChannel {
     int descriptor = descriptor_;
     int token = 0;
     const std::uint32_t status = notify_register_file_descriptor(
-        name.c_str(), &descriptor, names_.empty() ? 0 : NOTIFY_REUSE, &token);
+        name.c_str(), &descriptor, tokens_.empty() ? 0 : NOTIFY_REUSE, &token);
     if (status != NOTIFY_STATUS_OK)
       return Failure{FailureCause::other, "notify(3) returned " + std::to_string(status)};
-    if (names_.empty()) {
+    if (tokens_.empty()) {
       descriptor_ = descriptor;
       ::fcntl(descriptor_, F_SETFL, O_NONBLOCK);
       ::fcntl(descriptor_, F_SETFD, FD_CLOEXEC);
       watch();
     }
-    names_[token] = name;
+    // What is still on its way for an earlier registration finds nobody.
+    if (const auto earlier = tokens_.extract(name)) notify_cancel(earlier.mapped());
+    tokens_[name] = token;
     return Done{};
   }
 
@@ -56,8 +57,10 @@ class DarwinNotifications final : public NotificationChannel {
       const ssize_t size = ::read(descriptor_, &token, sizeof token);
       if (size < 0 && (errno == EAGAIN || errno == EINTR)) return;
       if (size != sizeof token) return pause();
-      const auto found = names_.find(static_cast<int>(ntohl(token)));
-      if (found != names_.end()) received_(found->second);
+      const auto found = std::find_if(tokens_.begin(), tokens_.end(), [&](const auto& entry) {
+        return entry.second == static_cast<int>(ntohl(token));
+      });
+      if (found != tokens_.end()) received_(found->first);
     }
   }
 
@@ -66,7 +69,7 @@ class DarwinNotifications final : public NotificationChannel {
   void close(const std::set<std::string>& /*own*/) override {
     readable_ = {};
     descriptor_ = -1;
-    for (const auto& [token, name] : std::exchange(names_, {})) notify_cancel(token);
+    for (const auto& [name, token] : std::exchange(tokens_, {})) notify_cancel(token);
   }
 
  private:
@@ -82,9 +85,9 @@ class DarwinNotifications final : public NotificationChannel {
 
   EventLoop& loop_;
   const Received received_;
-  std::map<int, std::string> names_;  // by token
-  int descriptor_ = -1;               // belongs to the registrations
-  EventLoop::Registration readable_;  // or the pause before it is watched again
+  std::map<std::string, int> tokens_;  // of the registrations, by name
+  int descriptor_ = -1;                // belongs to the registrations
+  EventLoop::Registration readable_;   // or the pause before it is watched again
 };
 
 }  // namespace

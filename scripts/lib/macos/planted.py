@@ -49,8 +49,8 @@ PLANTED = [
     ("a completion block of another type", COMPILER, LAYER + "ApplicationLauncher.mm",
      "^(NSRunningApplication* _Nullable started,", "^(NSError* _Nullable started,"),
     ("a callback of another type", COMPILER, LAYER + "Poller.cpp", "[](CFFileDescriptorRef, CFOptionFlags,", "[](CFFileDescriptorRef, int,"),
-    ("arguments of a registration in another order", COMPILER, LAYER + "NotificationChannel.cpp", "&descriptor, names_.empty() ? 0 : NOTIFY_REUSE,",
-     "names_.empty() ? 0 : NOTIFY_REUSE, &descriptor,"),
+    ("arguments of a registration in another order", COMPILER, LAYER + "NotificationChannel.cpp", "&descriptor, tokens_.empty() ? 0 : NOTIFY_REUSE,",
+     "tokens_.empty() ? 0 : NOTIFY_REUSE, &descriptor,"),
     ("a moment for a length of time", COMPILER, LAYER + "Poller.cpp", "blocks ? end - now : Clock::duration::zero()", "end"),
     ("the old way to launch", COMPILER, LAYER + "ApplicationLauncher.mm", "    configuration.promptsUserIfNeeded = NO;\n",
      "    [NSWorkspace.sharedWorkspace launchAppWithBundleIdentifier:@\"\" options:NSWorkspaceLaunchDefault"
