@@ -11,19 +11,12 @@
 #include "Platform/SystemCalls.h"
 
 namespace corvane::Platform::Folders {
-namespace {
-
-struct Closing {
-  void operator()(DIR* folder) const { ::closedir(folder); }
-};
-
-}  // namespace
 
 /// All at once, through a copy of the descriptor, which shares its position.
 Result<std::vector<std::string>> nextEntries(const OwnedDescriptor& folder) {
   const int copy = systemCalls().fcntl(folder.number(), F_DUPFD_CLOEXEC, 0);
   if (copy < 0) return failureFromErrno("read a directory");
-  const std::unique_ptr<DIR, Closing> listing(::fdopendir(copy));
+  const std::unique_ptr<DIR, int (*)(DIR*)> listing(::fdopendir(copy), ::closedir);
   if (!listing) {
     const Failure failure = failureFromErrno("read a directory");
     systemCalls().close(copy);

@@ -29,13 +29,8 @@ Result<std::string> executablePath(pid_t processIdentifier) {
   const std::string operation = "proc_pidpath of " + std::to_string(processIdentifier);
   if (processIdentifier <= 0) return Failure{FailureCause::notFound, operation + ": no process"};
   std::array<char, PROC_PIDPATHINFO_MAXSIZE> path = {};
-  int length = 0;
-  do {
-    errno = 0;  // an empty path is no error to the system
-    length = ::proc_pidpath(processIdentifier, path.data(), path.size());
-  } while (length <= 0 && errno == EINTR);
-  if (length <= 0 && errno == ESRCH)
-    return Failure{FailureCause::notFound, operation + ": no such process"};
+  errno = 0;  // an empty path is no error to the system
+  const int length = ::proc_pidpath(processIdentifier, path.data(), path.size());
   if (length <= 0 && errno == ENAMETOOLONG)
     return Failure{FailureCause::malformed, operation + ": the path is too long"};
   if (length <= 0) return failureFromErrno(operation);
