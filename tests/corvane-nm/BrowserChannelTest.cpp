@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <climits>
 #include <functional>
 #include <optional>
 
@@ -18,6 +19,9 @@ using namespace std::chrono_literals;
 using Platform::EventLoop;
 using RequestProcessing::Request;
 using testing::Ends;
+
+/// Of a message that a pipe which can be written takes without blocking.
+constexpr std::size_t smallFilling = PIPE_BUF - 100;
 
 /// The browser: it shares the loop with the channel.
 class BrowserChannelTest : public ::testing::Test {
@@ -98,7 +102,7 @@ TEST_F(BrowserChannelTest, ABrowserThatReadsSlowlyGetsEverythingAfterTheEndOfInp
     timers_.push_back(loop_.at(EventLoop::now() + lastRead / 10, readSome));
   };
   readSome();
-  write("ab", 30'000);
+  write("ab", 5000);
   in_.writer = {};
   listen({1h, 1h, lastRead}, [](const Request& request, BrowserChannel::Reply reply) {
     reply(answerTo(request, 400'000));
@@ -110,13 +114,12 @@ TEST_F(BrowserChannelTest, ABrowserThatReadsSlowlyGetsEverythingAfterTheEndOfInp
 /// The browser asks as fast as it can. Nothing is answered until the pipe stays full; the third
 /// time the browser leaves instead, which is noticed, and what the pipe holds is read.
 TEST_F(BrowserChannelTest, PausesReadingWhileTooMuchIsPendingAndLosesNothing) {
-  constexpr std::size_t filling = 4000;  // what a pipe takes without blocking when it has room
   int leavingRound = 3;
   std::size_t asked = 0;
   std::vector<std::pair<Request, BrowserChannel::Reply>> pending;
   auto asking = loop_.onWritable(in_.writer.number(), [&] {
     ++asked;
-    write("a", filling);
+    write("a", smallFilling);
   });
   const auto answerAll = [&] {
     for (auto& [request, reply] : pending) reply(answerTo(request));
@@ -131,7 +134,7 @@ TEST_F(BrowserChannelTest, PausesReadingWhileTooMuchIsPendingAndLosesNothing) {
       asking = {};
       in_.writer = {};
     } else if (in_.writer || pending.size() == asked) {
-      EXPECT_LE(2 * pending.size() * filling,
+      EXPECT_LE(2 * pending.size() * smallFilling,
                 BrowserChannel::maximumPendingRequestBytes + (1 << 18));
       asked -= pending.size();
       answered_ += pending.size();
@@ -150,12 +153,12 @@ TEST_F(BrowserChannelTest, PausesReadingWhileTooMuchIsPendingAndLosesNothing) {
 /// The browser asks as fast as it can and reads nothing until its own pipe stays full. Then it
 /// leaves and reads: all requests are answered.
 TEST_F(BrowserChannelTest, PausesReadingWhileRepliesAreUnread) {
-  constexpr std::size_t replyLength = 400'000;
+  constexpr std::size_t replyLength = 100'000;
   std::size_t asked = 0;
   std::size_t handled = 0;
   auto asking = loop_.onWritable(in_.writer.number(), [&] {
     ++asked;
-    write("a", 4000);
+    write("a", smallFilling);
   });
   std::function<void()> look = [&] {
     timers_.clear();
