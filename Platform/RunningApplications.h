@@ -62,14 +62,12 @@ class RunningApplications {
                                     std::function<void(int instances)> changed);
 
  private:
-  struct Observations;
-  struct Found;
+  struct Known;
 
   EventLoop& loop_;
   std::string containerFolder_;
   NotificationCenter& center_;
-  std::unique_ptr<Observations> observations_;
-  std::unique_ptr<Found> found_;
+  const std::unique_ptr<Known> known_;
 };
 
 }  // namespace corvane::Platform

@@ -61,12 +61,10 @@ Result<Look> lookFor(const std::string& containerFolder, const std::string& bund
 
 }  // namespace
 
-struct RunningApplications::Observations {
-  std::map<std::string, std::unique_ptr<ApplicationObservation>> byIdentifier;
-};
-
-struct RunningApplications::Found {
-  std::map<std::string, Look> byIdentifier;
+struct RunningApplications::Known {
+  // By bundle identifier.
+  std::map<std::string, std::unique_ptr<ApplicationObservation>> observations;
+  std::map<std::string, Look> looks;
 };
 
 RunningApplications::RunningApplications(EventLoop& loop, std::string containerFolder,
@@ -74,11 +72,10 @@ RunningApplications::RunningApplications(EventLoop& loop, std::string containerF
     : loop_(loop),
       containerFolder_(std::move(containerFolder)),
       center_(center),
-      observations_(std::make_unique<Observations>()),
-      found_(std::make_unique<Found>()) {}
+      known_(std::make_unique<Known>()) {}
 
 RunningApplications::~RunningApplications() {
-  for (const auto& [identifier, observation] : observations_->byIdentifier)
+  for (const auto& [identifier, observation] : known_->observations)
     center_.stopObserving(ApplicationRegistry::launchedName(identifier));
 }
 
@@ -98,18 +95,18 @@ Result<int> RunningApplications::instancesOf(const std::string& bundleIdentifier
 }
 
 Result<bool> RunningApplications::isRunning(const std::string& bundleIdentifier) const {
-  const auto observation = observations_->byIdentifier.find(bundleIdentifier);
-  if (observation != observations_->byIdentifier.end()) observation->second->lookAgainIfUnknown();
-  Look& known = found_->byIdentifier[bundleIdentifier];
-  const bool isKnown = known.instance ? !known.instance->hasEnded()
-                                      : known.folder && known.stamp.holdsFor(known.folder);
+  const auto observation = known_->observations.find(bundleIdentifier);
+  if (observation != known_->observations.end()) observation->second->lookAgainIfUnknown();
+  Look& last = known_->looks[bundleIdentifier];
+  const bool isKnown =
+      last.instance ? !last.instance->hasEnded() : last.folder && last.stamp.holdsFor(last.folder);
   if (!isKnown) {
-    known = {};
+    last = {};
     auto look = lookFor(containerFolder_, bundleIdentifier);
     if (!look) return look.failure();
-    known = std::move(look).value();
+    last = std::move(look).value();
   }
-  return known.instance.has_value();
+  return last.instance.has_value();
 }
 
 Result<std::optional<RunningApplication>> RunningApplications::applicationOf(
@@ -137,7 +134,7 @@ Result<int> RunningApplications::observe(const std::string& bundleIdentifier,
                                          std::function<void(int instances)> changed) {
   if (!ApplicationRegistry::isIdentifier(bundleIdentifier))
     return Failure{FailureCause::malformed, "no bundle identifier: " + bundleIdentifier};
-  auto& observation = observations_->byIdentifier[bundleIdentifier];
+  auto& observation = known_->observations[bundleIdentifier];
   observation = std::make_unique<ApplicationObservation>(loop_, containerFolder_, bundleIdentifier,
                                                          std::move(changed));
   // Listening comes before the first look: between the two nothing is missed. When it fails, the

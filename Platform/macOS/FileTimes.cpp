@@ -2,11 +2,8 @@
 
 namespace corvane::Platform {
 
-std::chrono::system_clock::time_point changeTime(const struct stat& status) {
-  using Clock = std::chrono::system_clock;
-  return Clock::time_point(std::chrono::duration_cast<Clock::duration>(
-      std::chrono::seconds(status.st_mtimespec.tv_sec) +
-      std::chrono::nanoseconds(status.st_mtimespec.tv_nsec)));
+std::timespec changeTimeIn(const struct stat& status) {
+  return status.st_mtimespec;
 }
 
 }  // namespace corvane::Platform

@@ -82,32 +82,29 @@ struct Observation {
 
 }  // namespace
 
-struct RunningApplications::Observations {
-  std::map<std::string, Observation> byIdentifier;
+struct RunningApplications::Known {
+  std::map<std::string, Observation> observations;     // by bundle identifier
   CorvaneWorkspaceObserver* _Nullable observer = nil;  // nil before the first observation
   EventLoop::Registration nextLook;
 
   void look() {
-    for (auto& [bundleIdentifier, observation] : byIdentifier)
+    for (auto& [bundleIdentifier, observation] : observations)
       observation.instances.update(processesOf(bundleIdentifier), observation.changed);
   }
 };
-
-/// Nothing is kept: asking the system is cheap.
-struct RunningApplications::Found {};
 
 RunningApplications::RunningApplications(EventLoop& loop, std::string containerFolder,
                                          NotificationCenter& center)
     : loop_(loop),
       containerFolder_(std::move(containerFolder)),
       center_(center),
-      observations_(std::make_unique<Observations>()) {
+      known_(std::make_unique<Known>()) {
   static_cast<void>(center_);  // the system itself reports what starts and ends
 }
 
 RunningApplications::~RunningApplications() {
   @autoreleasepool {
-    [observations_->observer stop];
+    [known_->observer stop];
   }
 }
 
@@ -135,14 +132,14 @@ Result<std::optional<RunningApplication>> RunningApplications::applicationOf(
 Result<int> RunningApplications::observe(const std::string& bundleIdentifier,
                                          std::function<void(int instances)> changed) {
   if (bundleIdentifier.empty()) return Failure{FailureCause::malformed, "no bundle identifier"};
-  if (observations_->observer == nil) {
-    observations_->observer = [[CorvaneWorkspaceObserver alloc] initWithHandler:[this] {
-      observations_->nextLook = loop_.at(EventLoop::now(), [this] { observations_->look(); });
+  if (known_->observer == nil) {
+    known_->observer = [[CorvaneWorkspaceObserver alloc] initWithHandler:[this] {
+      known_->nextLook = loop_.at(EventLoop::now(), [this] { known_->look(); });
       // A timer that is set on the loop's own thread does not end its wait.
       CFRunLoopStop(CFRunLoopGetCurrent());
     }];
   }
-  Observation& observation = observations_->byIdentifier[bundleIdentifier];
+  Observation& observation = known_->observations[bundleIdentifier];
   observation = {std::move(changed), {}};
   observation.instances.update(processesOf(bundleIdentifier), [](int) {});
   return observation.instances.count();
