@@ -30,7 +30,8 @@ class Poller {
   void remove(std::uint64_t id);
 
   /// Waits until something is ready, `wake` was called, or `end` has passed, and appends the ids
-  /// that are ready to `ready`. May return early.
+  /// that are ready to `ready`. May return early; on macOS late by what the machine sleeps
+  /// meanwhile.
   void wait(std::chrono::steady_clock::time_point end, std::vector<std::uint64_t>& ready);
 
   /// Ends the `wait` that runs, or the next one. Thread-safe.

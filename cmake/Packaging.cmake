@@ -13,7 +13,7 @@ function(compressed file name destination)
 endfunction()
 
 set(pages corvane-nm)
-if(CORVANE_TOOLS)
+if(CORVANE_TOOLS AND NOT APPLE)
   list(APPEND pages corvane-nmctl)
 endif()
 foreach(page ${pages})

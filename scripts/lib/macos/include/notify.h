@@ -4,7 +4,6 @@
 #include <sys/cdefs.h>
 
 #define NOTIFY_STATUS_OK 0
-#define NOTIFY_STATUS_INVALID_NAME 1
 #define NOTIFY_REUSE 0x00000001
 
 __BEGIN_DECLS

@@ -16,7 +16,6 @@ enum : NSWorkspaceLaunchOptions { NSWorkspaceLaunchDefault = 0x00010000 };
 @property(nullable, readonly, copy) NSString* bundleIdentifier;
 @property(nullable, readonly, copy) NSURL* executableURL;
 @property(readonly) pid_t processIdentifier;
-+ (NSArray<NSRunningApplication*>*)runningApplicationsWithBundleIdentifier:(NSString*)bundleIdentifier;
 + (nullable instancetype)runningApplicationWithProcessIdentifier:(pid_t)pid;
 @end
 
