@@ -31,9 +31,9 @@ class NotificationChannel {
   /// Whether `name` is listened to; so it stays until `close`, as names are few.
   [[nodiscard]] virtual bool listensTo(const std::string& name) const = 0;
 
-  /// Receives `name` from now on, too. What is pending for it is dropped, if nobody wants it now:
-  /// what that takes may give out what is pending for other names. Fails if the system refuses for
-  /// now.
+  /// Receives `name` from now on. If `name` is listened to already, drops what is pending for it;
+  /// call it then only while `received` ignores `name`, because pending notifications may be
+  /// delivered inside this call. Fails if the system refuses for now.
   virtual Result<Done> listen(const std::string& name) = 0;
 
   /// Gives out what has arrived, about a thousand at most.
