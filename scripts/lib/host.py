@@ -28,6 +28,7 @@ EXECUTABLE = os.environ.get("CORVANE_NM")
 MAIN_APPLICATION = EXECUTABLE and Path(EXECUTABLE).with_name("corvane-main-app")
 SLOWER = float(os.environ.get("CORVANE_SLOWER", "1"))  # how much slower all runs: valgrind
 DEADLINE = 30.0 * SLOWER  # seconds; no wait comes near it, also under the sanitizers
+HARD_STOP = signal.Signals[os.environ.get("CORVANE_HARD_STOP", "SIGABRT")]  # its own end
 NOBODY = 65534
 PUSH = "CVN_APP_STATE_RESPONSE_MESSAGE_FAKEID"  # the requestId of a reply that answers no request
 

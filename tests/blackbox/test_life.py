@@ -6,13 +6,12 @@ import os
 import re
 import resource
 import shutil
-import signal
 import subprocess
 import time
 import unittest
 
-from host import (ALONE, EXECUTABLE, NOBODY, PUSH, Container, Host, MainApplication, Observers,
-                  frame, request)
+from host import (ALONE, EXECUTABLE, HARD_STOP, NOBODY, PUSH, Container, Host, MainApplication,
+                  Observers, frame, request)
 
 SLICE = 5.0  # seconds; the host ends no later than this after the end of its input
 STATE = request("getCurrentAppState", "s")
@@ -86,7 +85,7 @@ class Starting(unittest.TestCase):
             with self.subTest(name), Host(stdin=subprocess.DEVNULL) as host:
                 ended = os.waitid(os.P_PID, host.pid, os.WEXITED | os.WNOWAIT)
                 # Killed: nothing was dumped.
-                self.assertEqual((ended.si_code, ended.si_status), (os.CLD_KILLED, signal.SIGABRT))
+                self.assertEqual((ended.si_code, ended.si_status), (os.CLD_KILLED, HARD_STOP))
                 self.assertEqual(host.process.stdout.read(), b"")
                 self.assertRegex(host.errors(), rf"\Acorvane-nm: .*{reason}.*\n\Z")
 
@@ -101,7 +100,7 @@ class Starting(unittest.TestCase):
         os.set_blocking(writer, True)
         with Host(stdin=subprocess.DEVNULL, stderr=writer) as host:
             os.close(writer)
-            self.assertEqual(host.wait(), -signal.SIGABRT)
+            self.assertEqual(host.wait(), -HARD_STOP)
 
     def test_the_browser_may_end_before_the_first_page(self):
         browser = shutil.copy("/bin/bash", Container().folder.parents[3] / "browser")

@@ -1,0 +1,20 @@
+// Extended attributes as getxattr(2) and setxattr(2) of Darwin have them: six arguments, and no
+// name spaces. They take the place of the C library's.
+#include "scripts/lib/macos/include/sys/xattr.h"
+
+#include <string>
+
+extern "C" {
+int lsetxattr(const char* path, const char* name, const void* value, size_t size, int flags);
+ssize_t lgetxattr(const char* path, const char* name, void* value, size_t size);
+}
+
+int setxattr(const char* path, const char* name, const void* value, size_t size,
+             uint32_t /*position*/, int /*options*/) {
+  return ::lsetxattr(path, ("user." + std::string(name)).c_str(), value, size, 0);
+}
+
+ssize_t getxattr(const char* path, const char* name, void* value, size_t size,
+                 uint32_t /*position*/, int /*options*/) {
+  return ::lgetxattr(path, ("user." + std::string(name)).c_str(), value, size);
+}

@@ -1,0 +1,33 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+/// What a test can see of the stand-ins for Darwin's functions, and make them do.
+namespace corvane::darwin {
+
+/// Has the next calls of `function` fail, as its manual page says that it may: with `error`, a
+/// value of errno, or a status of notify(3).
+void failNext(const std::string& function, int error, int times = 1);
+
+/// For the stand-ins: the error with which this call of `function` fails, else 0.
+int failureOf(const std::string& function);
+
+/// As revoke(2), or an end of the file system, does to what `descriptor` has open, where a kernel
+/// queue watches that.
+void revoke(int descriptor);
+
+/// How many kernel queues there are, how many objects of CoreFoundation, and how many
+/// registrations of notify(3).
+int openQueues();
+int liveObjects();
+int registrations();
+
+/// Holds back notifications on their way to this process, from the call on, until it is called with
+/// `false`: posting returns before delivery, and nobody says by how much.
+void delayNotifications(bool isDelayed);
+
+/// What os_log(3) shows of what was logged.
+std::vector<std::string> logged();
+
+}  // namespace corvane::darwin

@@ -1,0 +1,372 @@
+// Kernel queues as kqueue(2) of Darwin describes them, as far as Platform/macOS uses them, on
+// epoll, inotify and an eventfd. What is beyond that is refused with EINVAL.
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/epoll.h>
+#include <sys/event.h>
+#include <sys/eventfd.h>
+#include <sys/inotify.h>
+#include <sys/ioctl.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <chrono>
+#include <compare>
+#include <cstring>
+#include <map>
+#include <mutex>
+#include <set>
+#include <span>
+#include <string>
+
+#include "tests/Darwin/Control.h"
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+struct Key {
+  int ident;
+  int filter;
+  auto operator<=>(const Key&) const = default;
+};
+
+/// What one change has added to a queue.
+struct Note {
+  struct kevent wanted = {};
+  bool isActive = false;  // for what epoll does not tell
+  std::uint32_t happened = 0;
+  std::uint16_t flags = 0;
+  // Of files only:
+  int watch = -1;
+  int parent = -1;  // of the directory above
+  nlink_t links = 0;
+};
+
+struct Queue {
+  int epoll = -1;
+  int activity = -1;  // readable while a note is active: the queue can be waited for itself
+  int files = -1;     // for inotify
+  std::map<Key, Note> notes;
+};
+
+// Never destroyed: descriptors are closed until the very end.
+std::mutex& mutex = *new std::mutex;
+std::map<int, Queue>& queues = *new std::map<int, Queue>;
+
+void closeForGood(int descriptor) {
+  ::syscall(SYS_close, descriptor);
+}
+
+bool isOfFile(const Key& key) {
+  return key.filter == EVFILT_VNODE;
+}
+
+nlink_t linksOf(int file) {
+  struct stat status = {};
+  return ::fstat(file, &status) == 0 ? status.st_nlink : 0;
+}
+
+bool isFolder(int file) {
+  struct stat status = {};
+  return ::fstat(file, &status) == 0 && S_ISDIR(status.st_mode);
+}
+
+int watchPath(const Queue& queue, const std::string& path) {
+  // The same for all: there is but one watch for a file, and notes share it.
+  constexpr std::uint32_t all =
+      IN_MODIFY | IN_ATTRIB | IN_MOVE_SELF | IN_CREATE | IN_DELETE | IN_MOVED_FROM | IN_MOVED_TO;
+  return ::inotify_add_watch(queue.files, path.c_str(), all);
+}
+
+/// Linux tells of the end of a folder, and in which order names come and go, only above it.
+int watchAbove(const Queue& queue, const std::string& link) {
+  std::array<char, 4096> path = {};
+  const ssize_t length = ::readlink(link.c_str(), path.data(), path.size());
+  const std::string text(path.data(), length < 0 ? 0 : static_cast<std::size_t>(length));
+  return watchPath(queue, text.substr(0, text.find_last_of('/')) + "/");
+}
+
+bool beginFile(const Queue& queue, int file, Note& note) {
+  const std::string link = "/proc/self/fd/" + std::to_string(file);
+  note.watch = watchPath(queue, link);
+  note.parent = watchAbove(queue, link);
+  note.links = linksOf(file);
+  return note.watch >= 0;
+}
+
+/// Tells epoll what the notes of a descriptor want of it. A closed descriptor is gone already.
+bool tellEpoll(const Queue& queue, int descriptor) {
+  const bool reads = queue.notes.contains({descriptor, EVFILT_READ});
+  const bool writes = queue.notes.contains({descriptor, EVFILT_WRITE});
+  epoll_event event = {};
+  event.events = (reads ? EPOLLIN | EPOLLRDHUP : 0U) | (writes ? EPOLLOUT : 0U);
+  event.data.fd = descriptor;
+  if (!reads && !writes) return ::epoll_ctl(queue.epoll, EPOLL_CTL_DEL, descriptor, nullptr) == 0;
+  return ::epoll_ctl(queue.epoll, EPOLL_CTL_MOD, descriptor, &event) == 0 ||
+         ::epoll_ctl(queue.epoll, EPOLL_CTL_ADD, descriptor, &event) == 0;
+}
+
+void showActivity(const Queue& queue) {
+  std::uint64_t count = 0;
+  for (const auto& [key, note] : queue.notes) count += note.isActive ? 1 : 0;
+  std::uint64_t before = 0;
+  [[maybe_unused]] const auto taken = ::read(queue.activity, &before, sizeof before);
+  if (count == 0) return;
+  [[maybe_unused]] const auto told = ::write(queue.activity, &count, sizeof count);
+}
+
+/// A watch of inotify stays: to take it away is slow, and nobody asks for what it tells.
+void forget(Queue& queue, const Key& key) {
+  if (queue.notes.erase(key) == 0) return;
+  if (key.filter == EVFILT_READ || key.filter == EVFILT_WRITE) tellEpoll(queue, key.ident);
+}
+
+/// Gives 0 or the error. EV_ADD of what is there already replaces what is wanted of it.
+int change(Queue& queue, const struct kevent& wanted) {
+  const Key key = {static_cast<int>(wanted.ident), wanted.filter};
+  const auto found = queue.notes.find(key);
+  if ((wanted.flags & EV_DELETE) != 0) {
+    if (found == queue.notes.end()) return ENOENT;
+    forget(queue, key);
+    return 0;
+  }
+  if ((wanted.flags & ~(EV_ADD | EV_CLEAR)) != 0) return EINVAL;
+  if ((wanted.flags & EV_ADD) == 0 && found == queue.notes.end()) return ENOENT;
+  if (wanted.filter == EVFILT_USER && found != queue.notes.end()) {
+    if ((wanted.fflags & NOTE_TRIGGER) != 0) found->second.isActive = true;
+    return 0;
+  }
+  Note note;
+  note.wanted = wanted;
+  if (wanted.filter != EVFILT_USER && ::fcntl(key.ident, F_GETFD) < 0) return EBADF;
+  if (isOfFile(key) && !beginFile(queue, key.ident, note)) return errno;
+  queue.notes[key] = note;
+  if (isOfFile(key) || wanted.filter == EVFILT_USER) return 0;
+  if (wanted.filter != EVFILT_READ && wanted.filter != EVFILT_WRITE) return EINVAL;
+  if (tellEpoll(queue, key.ident)) return 0;
+  const int error = errno;
+  queue.notes.erase(key);
+  return error;
+}
+
+void happen(Note& note, std::uint32_t what) {
+  if ((note.wanted.fflags & what) == 0) return;
+  note.happened |= note.wanted.fflags & what;
+  note.isActive = true;
+}
+
+/// kqueue(2): NOTE_WRITE for a folder says that entries came, went or were renamed; NOTE_DELETE
+/// says that unlink(2) was called, whatever other names the file has.
+void happen(Queue& queue, const inotify_event& event, std::set<Key>& changedBefore) {
+  constexpr std::uint32_t entries = IN_CREATE | IN_DELETE | IN_MOVED_FROM | IN_MOVED_TO;
+  std::set<Key> changed;
+  for (auto& [key, note] : queue.notes) {
+    if (!isOfFile(key)) continue;
+    const bool isAbove = event.wd == note.parent;
+    if (event.wd != note.watch && !isAbove) continue;
+    const bool isOwn = event.wd == note.watch && (event.mask & entries) == 0 && event.len == 0;
+    const bool isEntry = event.wd == note.watch && (event.mask & entries) != 0;
+    if (isEntry || (isOwn && (event.mask & IN_MODIFY) != 0)) happen(note, NOTE_WRITE);
+    if (isOwn && (event.mask & IN_ATTRIB) != 0) happen(note, NOTE_ATTRIB);
+    if (isOwn && (event.mask & IN_ATTRIB) != 0) changed.insert(key);
+    if (isOwn && (event.mask & IN_MOVE_SELF) != 0) {
+      happen(note, NOTE_RENAME);
+      note.parent = watchAbove(queue, "/proc/self/fd/" + std::to_string(key.ident));
+    }
+    // The system tells of the lost name as a change of attributes, then of the entry.
+    const bool lostName = isAbove && (event.mask & IN_DELETE) != 0 && changedBefore.contains(key);
+    const nlink_t links = linksOf(key.ident);
+    const bool lostLink = isFolder(key.ident) ? links == 0 && note.links > 0 : links < note.links;
+    if (lostName || lostLink) happen(note, NOTE_DELETE | NOTE_LINK);
+    note.links = links;
+  }
+  changedBefore = changed;
+}
+
+void takeFileEvents(Queue& queue) {
+  alignas(inotify_event) std::array<char, 65536> bytes = {};
+  std::set<Key> changed;
+  for (ssize_t size = 0; (size = ::read(queue.files, bytes.data(), bytes.size())) > 0;) {
+    for (std::size_t at = 0; at < static_cast<std::size_t>(size);) {
+      inotify_event event = {};
+      std::memcpy(&event, bytes.data() + at, sizeof event);
+      happen(queue, event, changed);
+      at += sizeof event + event.len;
+    }
+  }
+}
+
+/// The event of a descriptor, as the filters say: EV_EOF once the other end is gone.
+struct kevent eventOf(const Note& note, std::uint32_t ready) {
+  struct kevent event = note.wanted;
+  const bool isRead = event.filter == EVFILT_READ;
+  const std::uint32_t end = isRead ? EPOLLHUP | EPOLLRDHUP | EPOLLERR : EPOLLHUP | EPOLLERR;
+  int bytes = isRead ? 0 : 1;
+  if (isRead) ::ioctl(static_cast<int>(event.ident), FIONREAD, &bytes);
+  event.flags = (ready & end) != 0 ? EV_EOF : 0;
+  event.fflags = 0;
+  event.data = bytes;
+  return event;
+}
+
+void takeDescriptors(const Queue& queue, std::span<struct kevent> events, int& count) {
+  std::array<epoll_event, 64> ready = {};
+  const int found = ::epoll_wait(queue.epoll, ready.data(), ready.size(), 0);
+  for (int i = 0; i < found; ++i) {
+    const auto& one = ready[static_cast<std::size_t>(i)];
+    for (const int filter : {EVFILT_READ, EVFILT_WRITE}) {
+      const auto note = queue.notes.find({one.data.fd, filter});
+      const std::uint32_t wanted = filter == EVFILT_READ ? EPOLLIN | EPOLLRDHUP : EPOLLOUT;
+      if (note == queue.notes.end() || (one.events & (wanted | EPOLLHUP | EPOLLERR)) == 0) continue;
+      if (static_cast<std::size_t>(count) < events.size())
+        events[static_cast<std::size_t>(count++)] = eventOf(note->second, one.events);
+    }
+  }
+}
+
+/// EV_CLEAR: the state is reset when the event was retrieved. Else it stays.
+void takeActive(Queue& queue, std::span<struct kevent> events, int& count) {
+  for (auto& [key, note] : queue.notes) {
+    if (!note.isActive || static_cast<std::size_t>(count) == events.size()) continue;
+    struct kevent event = note.wanted;
+    event.flags = static_cast<std::uint16_t>((event.flags & EV_CLEAR) | note.flags);
+    event.fflags = note.happened;
+    events[static_cast<std::size_t>(count++)] = event;
+    if ((note.wanted.flags & EV_CLEAR) == 0) continue;
+    note.isActive = false;
+    note.happened = 0;
+    note.flags = 0;
+  }
+  showActivity(queue);
+}
+
+int take(Queue& queue, std::span<struct kevent> events) {
+  int count = 0;
+  takeFileEvents(queue);
+  takeActive(queue, events, count);
+  takeDescriptors(queue, events, count);
+  return count;
+}
+
+/// kevent(2): a change that fails is told as an event where there is room, else as the result.
+bool apply(Queue& queue, std::span<const struct kevent> changes, std::span<struct kevent> events,
+           int& count) {
+  for (const auto& wanted : changes) {
+    const int error = change(queue, wanted);
+    if (error == 0) continue;
+    errno = error;
+    if (static_cast<std::size_t>(count) == events.size()) return false;
+    struct kevent& told = events[static_cast<std::size_t>(count++)];
+    told = wanted;
+    told.flags = EV_ERROR;
+    told.data = error;
+  }
+  showActivity(queue);
+  return true;
+}
+
+/// Waits until the queue may hold something. False when it was interrupted or the time is over.
+bool waitFor(int kernelQueue, const timespec* timeout, Clock::time_point end) {
+  timespec left = {};
+  if (timeout != nullptr) {
+    const auto time = std::max(Clock::duration::zero(), end - Clock::now());
+    left.tv_sec = std::chrono::duration_cast<std::chrono::seconds>(time).count();
+    left.tv_nsec = (time % std::chrono::seconds(1)).count();
+  }
+  pollfd queue = {kernelQueue, POLLIN, 0};
+  errno = 0;
+  return ::ppoll(&queue, 1, timeout == nullptr ? nullptr : &left, nullptr) > 0;
+}
+
+}  // namespace
+
+int kqueue() {
+  if (const int error = corvane::darwin::failureOf("kqueue"); error != 0) {
+    errno = error;
+    return -1;
+  }
+  Queue queue;
+  queue.epoll = ::epoll_create1(EPOLL_CLOEXEC);
+  queue.activity = ::eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC);
+  queue.files = ::inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
+  for (const int own : {queue.activity, queue.files}) {
+    epoll_event event = {};
+    event.events = EPOLLIN;
+    event.data.fd = -1;
+    if (::epoll_ctl(queue.epoll, EPOLL_CTL_ADD, own, &event) == 0) continue;
+    for (const int descriptor : {queue.epoll, queue.activity, queue.files})
+      closeForGood(descriptor);
+    errno = EMFILE;
+    return -1;
+  }
+  const std::lock_guard lock(mutex);
+  queues[queue.epoll] = queue;
+  return queue.epoll;
+}
+
+int kevent(int kq, const struct kevent* changelist, int nchanges, struct kevent* eventlist,
+           int nevents, const struct timespec* timeout) {
+  const auto end = Clock::now() + std::chrono::seconds(timeout == nullptr ? 0 : timeout->tv_sec) +
+                   std::chrono::nanoseconds(timeout == nullptr ? 0 : timeout->tv_nsec);
+  const std::span changes(changelist, static_cast<std::size_t>(nchanges));
+  const std::span events(eventlist, static_cast<std::size_t>(nevents));
+  if ((errno = corvane::darwin::failureOf("kevent")) != 0) return -1;
+  std::unique_lock lock(mutex);
+  if (!queues.contains(kq)) {
+    errno = EBADF;
+    return -1;
+  }
+  int count = 0;
+  if (!apply(queues[kq], changes, events, count)) return -1;
+  if (count > 0 || events.empty()) return count;
+  for (;;) {
+    count = take(queues[kq], events);
+    if (count > 0) return count;
+    lock.unlock();
+    if (!waitFor(kq, timeout, end)) return errno == EINTR ? -1 : 0;
+    lock.lock();
+  }
+}
+
+/// close(2), in place of the C library's: the last close of a descriptor takes its notes out of all
+/// queues, and that of a queue ends it.
+int close(int descriptor) {
+  {
+    const std::lock_guard lock(mutex);
+    if (const auto queue = queues.extract(descriptor)) {
+      closeForGood(queue.mapped().activity);
+      closeForGood(queue.mapped().files);
+    }
+    for (auto& [number, queue] : queues)
+      for (const int filter : {EVFILT_READ, EVFILT_WRITE, EVFILT_VNODE})
+        forget(queue, {descriptor, filter});
+  }
+  return static_cast<int>(::syscall(SYS_close, descriptor));
+}
+
+namespace corvane::darwin {
+
+/// kqueue(2): NOTE_REVOKE where it is wanted, and EV_EOF in any case.
+void revoke(int descriptor) {
+  const std::lock_guard lock(mutex);
+  for (auto& [number, queue] : queues) {
+    const auto found = queue.notes.find({descriptor, EVFILT_VNODE});
+    if (found == queue.notes.end()) continue;
+    happen(found->second, NOTE_REVOKE);
+    found->second.flags = EV_EOF;
+    found->second.isActive = true;
+    showActivity(queue);
+  }
+}
+
+int openQueues() {
+  const std::lock_guard lock(mutex);
+  return static_cast<int>(queues.size());
+}
+
+}  // namespace corvane::darwin
