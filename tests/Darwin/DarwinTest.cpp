@@ -78,6 +78,22 @@ TEST(DarwinTest, ANameThatIsRefusedIsObservedLaterAndNobodyElsesDescriptorIsTouc
   EXPECT_NE(::fcntl(other.number(), F_GETFD), -1);
 }
 
+TEST(DarwinTest, WhatIsOnItsWayToAnEarlierObservationIsDropped) {
+  EventLoop loop;
+  NotificationCenter center(loop, "");
+  int ends = 0;
+  const auto fails = [] { ADD_FAILURE() << "called"; };
+  EXPECT_TRUE(center.observe(name + ".end", [&] { ++ends; }));
+  EXPECT_TRUE(center.observe(name, fails));
+  darwin::delayNotifications(true);
+  center.post(name);
+  center.stopObserving(name);
+  EXPECT_TRUE(center.observe(name, fails));
+  center.post(name + ".end");
+  darwin::delayNotifications(false);
+  EXPECT_TRUE(turnUntil(loop, [&] { return ends > 0; }));
+}
+
 TEST(DarwinTest, AFileThatIsRevokedIsNoEventAndTheOthersAreStillTold) {
   const testing::TemporaryFolder folder;
   std::promise<void> told;

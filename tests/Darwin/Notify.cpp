@@ -44,7 +44,7 @@ struct Registrations {
   int lastToken = 0;
   std::map<int, Registration> byToken;
   bool isDelayed = false;
-  std::vector<std::string> delayed;
+  std::vector<std::pair<int, std::uint32_t>> delayed;  // writers and what they are to write
 };
 
 Registrations& all() {
@@ -69,16 +69,13 @@ sockaddr_un addressOf(int folder, const std::string& entry) {
 
 /// A caller that does not read misses what there is no room for.
 void deliver(Registrations& own, const std::string& name) {
-  if (own.isDelayed) {
-    own.delayed.push_back(name);
-    return;
-  }
   for (const auto& [token, registration] : own.byToken) {
     if (registration.name != name) continue;
-    const std::uint32_t inNetworkOrder = htonl(static_cast<std::uint32_t>(token));
-    [[maybe_unused]] const auto told =
-        ::write(registration.writer, &inNetworkOrder, sizeof inNetworkOrder);
+    own.delayed.emplace_back(registration.writer, htonl(static_cast<std::uint32_t>(token)));
   }
+  if (own.isDelayed) return;
+  for (const auto& [writer, inNetworkOrder] : std::exchange(own.delayed, {}))
+    [[maybe_unused]] const auto told = ::write(writer, &inNetworkOrder, sizeof inNetworkOrder);
 }
 
 /// What the daemon does for this process.
@@ -210,8 +207,7 @@ namespace corvane::darwin {
 void delayNotifications(bool isDelayed) {
   const std::lock_guard lock(all().mutex);
   all().isDelayed = isDelayed;
-  if (isDelayed) return;
-  for (const std::string& name : std::exchange(all().delayed, {})) deliver(all(), name);
+  deliver(all(), "");
 }
 
 int registrations() {
