@@ -23,6 +23,9 @@ int openQueues();
 int liveObjects();
 int registrations();
 
+/// How often a kernel queue was asked so far: a loop with nothing to do asks rarely.
+int queueCalls();
+
 /// Holds back notifications on their way to this process, from the call on, until it is called with
 /// `false`: posting returns before delivery, and nobody says by how much.
 void delayNotifications(bool isDelayed);

@@ -57,6 +57,7 @@ struct Queue {
 // Never destroyed: descriptors are closed until the very end.
 std::mutex& mutex = *new std::mutex;
 std::map<int, Queue>& queues = *new std::map<int, Queue>;
+int calls = 0;
 
 void closeForGood(int descriptor) {
   ::syscall(SYS_close, descriptor);
@@ -317,6 +318,7 @@ int kevent(int kq, const struct kevent* changelist, int nchanges, struct kevent*
   const std::span events(eventlist, static_cast<std::size_t>(nevents));
   if ((errno = corvane::darwin::failureOf("kevent")) != 0) return -1;
   std::unique_lock lock(mutex);
+  ++calls;
   if (!queues.contains(kq)) {
     errno = EBADF;
     return -1;
@@ -362,6 +364,11 @@ void revoke(int descriptor) {
     found->second.isActive = true;
     showActivity(queue);
   }
+}
+
+int queueCalls() {
+  const std::lock_guard lock(mutex);
+  return calls;
 }
 
 int openQueues() {

@@ -3,12 +3,13 @@
 
 usage: planted.py [WORD]     from the root of the tree; with WORD only those whose description holds it
 
-Prints one row for each: what was planted, which step saw it. Fails when a step sees more or less than stands here.
+For those that the run on stand-ins is to see it does that step alone. Prints one row for each: what was planted, which
+step saw it. Fails when a step sees more or less than stands here.
 """
 import pathlib, shutil, subprocess, sys
 
 NOBODY, RULES, STAND_INS, COMPILER = "**nobody**", "the rules", "the two descriptions", "the compiler"
-ANALYSER, SECOND, LINKER = "the analyser", "the second compiler", "the linker"
+ANALYSER, SECOND, LINKER, RUN = "the analyser", "the second compiler", "the linker", "the run"
 LAYER, STAND_IN = "Platform/macOS/", "scripts/lib/macos/include/"
 
 # What it is, who sees it, the file, the text there, the text in its place. No text: at the end of the file.
@@ -93,17 +94,35 @@ PLANTED = [
     ("the observing method misspelt", NOBODY, LAYER + "RunningApplications.mm",
      "- (void)observeValueForKeyPath:", "- (void)observeValuesForKeyPath:"),
     ("an observer that is never removed", NOBODY, LAYER + "RunningApplications.mm", "    [known_->observer stop];\n", ""),
-    ("`O_RDONLY` for `O_EVTONLY`", NOBODY, LAYER + "VnodeEvents.cpp", "O_EVTONLY", "O_RDONLY"),
-    ("the log's text private", NOBODY, LAYER + "SystemLog.cpp", "%{public}.*s", "%{private}.*s"),
     ("a launch without a limit", NOBODY, LAYER + "ApplicationLauncher.mm",
      "    launch->answerAt(EventLoop::now() + TimeLimits::appState, false);\n", ""),
-    ("a source of the run loop that is never removed", NOBODY, LAYER + "Poller.cpp", "    CFRunLoopSourceInvalidate(source);\n", ""),
-    ("a loop that is never woken up", NOBODY, LAYER + "Poller.cpp", "NOTE_TRIGGER", "0"),
-    ("callbacks that are never enabled", NOBODY, LAYER + "Poller.cpp",
+    ("`O_RDONLY` for `O_EVTONLY`", RUN, LAYER + "VnodeEvents.cpp", "O_EVTONLY", "O_RDONLY"),
+    ("file events that are never cleared", RUN, LAYER + "VnodeEvents.cpp", "EV_ADD | EV_CLEAR", "EV_ADD"),
+    ("a revoked file that ends all watches", RUN, LAYER + "VnodeEvents.cpp",
+     "    return std::vector<SystemFileEvent>{\n",
+     "    if (event.fflags == 0) return Failure{FailureCause::other, \"\"};\n    return std::vector<SystemFileEvent>{\n"),
+    ("the log's text private", RUN, LAYER + "SystemLog.cpp", "%{public}.*s", "%{private}.*s"),
+    ("a source of the run loop that is never removed", RUN, LAYER + "Poller.cpp", "    CFRunLoopSourceInvalidate(source);\n", ""),
+    ("a descriptor's reader that is never released", RUN, LAYER + "Poller.cpp", "    CFRelease(queueReader);\n", ""),
+    ("a loop that is never woken up", RUN, LAYER + "Poller.cpp", "NOTE_TRIGGER", "0"),
+    ("a loop that is woken up for ever", RUN, LAYER + "Poller.cpp", "EV_ADD | EV_CLEAR", "EV_ADD"),
+    ("callbacks that are never enabled", RUN, LAYER + "Poller.cpp",
      "  if (blocks)\n    CFFileDescriptorEnableCallBacks(implementation_->queueReader, kCFFileDescriptorReadCallBack);\n", ""),
-    ("a token in the machine's byte order", NOBODY, LAYER + "NotificationChannel.cpp", "ntohl(token)", "token"),
+    ("a descriptor that stays in the queue", RUN, LAYER + "Poller.cpp", "EV_DELETE", "EV_ADD"),
+    ("a token in the machine's byte order", RUN, LAYER + "NotificationChannel.cpp", "ntohl(token)", "token"),
+    ("registrations that are never cancelled", RUN, LAYER + "NotificationChannel.cpp", "std::exchange(tokens_, {})) notify_cancel(token)",
+     "std::exchange(tokens_, {})) static_cast<void>(token)"),
+    ("an earlier registration that is never cancelled", RUN, LAYER + "NotificationChannel.cpp", "notify_cancel(earlier.mapped())",
+     "static_cast<void>(0)"),
+    ("a registration that is used again for what was on its way", RUN, LAYER + "NotificationChannel.cpp",
+     "    // A call that fails", "    if (listensTo(name)) return Done{};\n    // A call that fails"),
+    ("the closed descriptor of a call that failed kept", RUN, LAYER + "NotificationChannel.cpp", "int descriptor = descriptor_;",
+     "int& descriptor = descriptor_;"),
+    ("a descriptor of its own for each name", RUN, LAYER + "NotificationChannel.cpp", "tokens_.empty() ? 0 : NOTIFY_REUSE", "0"),
+    ("a descriptor of notifications that blocks", RUN, LAYER + "NotificationChannel.cpp",
+     "      ::fcntl(descriptor_, F_SETFL, O_NONBLOCK);\n", ""),
 ]
-STEPS = {"rules": RULES, "stand-ins": STAND_INS, "compile": COMPILER, "analyse": ANALYSER, "build": SECOND}
+STEPS = {"rules": RULES, "stand-ins": STAND_INS, "compile": COMPILER, "analyse": ANALYSER, "build": SECOND, "run": RUN}
 
 
 def make_copy(copy):
@@ -129,9 +148,9 @@ def make_copy(copy):
     shutil.copytree(work / "stamps", copy / work / "stamps", dirs_exist_ok=True)
 
 
-def seen_by(copy):
+def seen_by(copy, *options):
     """Who fails the copy as it stands, and what was said."""
-    run = subprocess.run(["scripts/check-macos"], cwd=copy, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True,
+    run = subprocess.run(["scripts/check-macos", *options], cwd=copy, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True,
                          errors="replace", timeout=900)
     if run.returncode == 0:
         return NOBODY, run.stdout
@@ -166,7 +185,7 @@ def main():
     for what, expected, name, old, new in chosen:
         undo = plant(copy, name, old, new)
         try:
-            who, said = seen_by(copy)
+            who, said = seen_by(copy, *(["--run"] if expected == RUN else []))
         finally:
             undo()
         seen += who != NOBODY
