@@ -9,11 +9,13 @@ int lsetxattr(const char* path, const char* name, const void* value, size_t size
 ssize_t lgetxattr(const char* path, const char* name, void* value, size_t size);
 }
 
+/// setxattr(2).
 int setxattr(const char* path, const char* name, const void* value, size_t size,
              uint32_t /*position*/, int /*options*/) {
   return ::lsetxattr(path, ("user." + std::string(name)).c_str(), value, size, 0);
 }
 
+/// getxattr(2).
 ssize_t getxattr(const char* path, const char* name, void* value, size_t size,
                  uint32_t /*position*/, int /*options*/) {
   return ::lgetxattr(path, ("user." + std::string(name)).c_str(), value, size);

@@ -6,7 +6,6 @@
 #include <sys/event.h>
 #include <sys/eventfd.h>
 #include <sys/inotify.h>
-#include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -22,12 +21,15 @@
 #include <set>
 #include <span>
 #include <string>
+#include <utility>
 
 #include "tests/Darwin/Control.h"
 
 namespace {
 
 using Clock = std::chrono::steady_clock;
+
+constexpr std::uint32_t entries = IN_CREATE | IN_DELETE | IN_MOVED_FROM | IN_MOVED_TO;
 
 struct Key {
   int ident;
@@ -63,39 +65,25 @@ void closeForGood(int descriptor) {
   ::syscall(SYS_close, descriptor);
 }
 
-bool isOfFile(const Key& key) {
-  return key.filter == EVFILT_VNODE;
-}
-
+/// For a folder, which counts those in it too, at most 1.
 nlink_t linksOf(int file) {
   struct stat status = {};
-  return ::fstat(file, &status) == 0 ? status.st_nlink : 0;
+  if (::fstat(file, &status) != 0) return 0;
+  return S_ISDIR(status.st_mode) ? std::min<nlink_t>(status.st_nlink, 1) : status.st_nlink;
 }
 
-bool isFolder(int file) {
-  struct stat status = {};
-  return ::fstat(file, &status) == 0 && S_ISDIR(status.st_mode);
-}
-
-int watchPath(const Queue& queue, const std::string& path) {
+/// Watches the file, and the folder above it: Linux tells only there of the end of a folder, and
+/// in which order names come and go.
+bool watchFile(const Queue& queue, int file, Note& note) {
   // The same for all: there is but one watch for a file, and notes share it.
-  constexpr std::uint32_t all =
-      IN_MODIFY | IN_ATTRIB | IN_MOVE_SELF | IN_CREATE | IN_DELETE | IN_MOVED_FROM | IN_MOVED_TO;
-  return ::inotify_add_watch(queue.files, path.c_str(), all);
-}
-
-/// Linux tells of the end of a folder, and in which order names come and go, only above it.
-int watchAbove(const Queue& queue, const std::string& link) {
+  constexpr std::uint32_t all = IN_MODIFY | IN_ATTRIB | IN_MOVE_SELF | entries;
+  const std::string link = "/proc/self/fd/" + std::to_string(file);
   std::array<char, 4096> path = {};
   const ssize_t length = ::readlink(link.c_str(), path.data(), path.size());
-  const std::string text(path.data(), length < 0 ? 0 : static_cast<std::size_t>(length));
-  return watchPath(queue, text.substr(0, text.find_last_of('/')) + "/");
-}
-
-bool beginFile(const Queue& queue, int file, Note& note) {
-  const std::string link = "/proc/self/fd/" + std::to_string(file);
-  note.watch = watchPath(queue, link);
-  note.parent = watchAbove(queue, link);
+  std::string above(path.data(), length < 0 ? 0 : static_cast<std::size_t>(length));
+  above.resize(above.find_last_of('/') + 1);
+  note.watch = ::inotify_add_watch(queue.files, link.c_str(), all);
+  note.parent = ::inotify_add_watch(queue.files, above.c_str(), all);
   note.links = linksOf(file);
   return note.watch >= 0;
 }
@@ -145,9 +133,9 @@ int change(Queue& queue, const struct kevent& wanted) {
   Note note;
   note.wanted = wanted;
   if (wanted.filter != EVFILT_USER && ::fcntl(key.ident, F_GETFD) < 0) return EBADF;
-  if (isOfFile(key) && !beginFile(queue, key.ident, note)) return errno;
+  if (wanted.filter == EVFILT_VNODE && !watchFile(queue, key.ident, note)) return errno;
   queue.notes[key] = note;
-  if (isOfFile(key) || wanted.filter == EVFILT_USER) return 0;
+  if (wanted.filter == EVFILT_VNODE || wanted.filter == EVFILT_USER) return 0;
   if (wanted.filter != EVFILT_READ && wanted.filter != EVFILT_WRITE) return EINVAL;
   if (tellEpoll(queue, key.ident)) return 0;
   const int error = errno;
@@ -156,37 +144,28 @@ int change(Queue& queue, const struct kevent& wanted) {
 }
 
 void happen(Note& note, std::uint32_t what) {
-  if ((note.wanted.fflags & what) == 0) return;
   note.happened |= note.wanted.fflags & what;
-  note.isActive = true;
+  if (note.happened != 0) note.isActive = true;
 }
 
 /// kqueue(2): NOTE_WRITE for a folder says that entries came, went or were renamed; NOTE_DELETE
-/// says that unlink(2) was called, whatever other names the file has.
-void happen(Queue& queue, const inotify_event& event, std::set<Key>& changedBefore) {
-  constexpr std::uint32_t entries = IN_CREATE | IN_DELETE | IN_MOVED_FROM | IN_MOVED_TO;
-  std::set<Key> changed;
+/// says that unlink(2) was called, whatever other names the file has. Of the latter Linux tells as
+/// a change of the file's attributes, and next of the entry above it: `changed` remembers which.
+void happen(Queue& queue, const inotify_event& event, std::set<Key>& changed) {
+  const auto changedBefore = std::exchange(changed, {});
   for (auto& [key, note] : queue.notes) {
-    if (!isOfFile(key)) continue;
     const bool isAbove = event.wd == note.parent;
-    if (event.wd != note.watch && !isAbove) continue;
-    const bool isOwn = event.wd == note.watch && (event.mask & entries) == 0 && event.len == 0;
-    const bool isEntry = event.wd == note.watch && (event.mask & entries) != 0;
-    if (isEntry || (isOwn && (event.mask & IN_MODIFY) != 0)) happen(note, NOTE_WRITE);
-    if (isOwn && (event.mask & IN_ATTRIB) != 0) happen(note, NOTE_ATTRIB);
-    if (isOwn && (event.mask & IN_ATTRIB) != 0) changed.insert(key);
-    if (isOwn && (event.mask & IN_MOVE_SELF) != 0) {
-      happen(note, NOTE_RENAME);
-      note.parent = watchAbove(queue, "/proc/self/fd/" + std::to_string(key.ident));
-    }
-    // The system tells of the lost name as a change of attributes, then of the entry.
+    if (key.filter != EVFILT_VNODE || (event.wd != note.watch && !isAbove)) continue;
+    const bool isOfEntry = (event.mask & entries) != 0;
+    const bool isOfItself = event.wd == note.watch && event.len == 0;
+    if (event.wd == note.watch && (isOfEntry || (isOfItself && (event.mask & IN_MODIFY) != 0)))
+      happen(note, NOTE_WRITE);
+    if (isOfItself && (event.mask & IN_ATTRIB) != 0) changed.insert(key);
+    if (isOfItself && (event.mask & IN_MOVE_SELF) != 0) watchFile(queue, key.ident, note);
     const bool lostName = isAbove && (event.mask & IN_DELETE) != 0 && changedBefore.contains(key);
-    const nlink_t links = linksOf(key.ident);
-    const bool lostLink = isFolder(key.ident) ? links == 0 && note.links > 0 : links < note.links;
-    if (lostName || lostLink) happen(note, NOTE_DELETE | NOTE_LINK);
-    note.links = links;
+    const nlink_t linksBefore = std::exchange(note.links, linksOf(key.ident));
+    if (lostName || note.links < linksBefore) happen(note, NOTE_DELETE);
   }
-  changedBefore = changed;
 }
 
 void takeFileEvents(Queue& queue) {
@@ -202,42 +181,31 @@ void takeFileEvents(Queue& queue) {
   }
 }
 
-/// The event of a descriptor, as the filters say: EV_EOF once the other end is gone.
-struct kevent eventOf(const Note& note, std::uint32_t ready) {
-  struct kevent event = note.wanted;
-  const bool isRead = event.filter == EVFILT_READ;
-  const std::uint32_t end = isRead ? EPOLLHUP | EPOLLRDHUP | EPOLLERR : EPOLLHUP | EPOLLERR;
-  int bytes = isRead ? 0 : 1;
-  if (isRead) ::ioctl(static_cast<int>(event.ident), FIONREAD, &bytes);
-  event.flags = (ready & end) != 0 ? EV_EOF : 0;
-  event.fflags = 0;
-  event.data = bytes;
-  return event;
-}
-
-void takeDescriptors(const Queue& queue, std::span<struct kevent> events, int& count) {
+/// EV_EOF once the other end is gone.
+void takeDescriptors(const Queue& queue, std::span<struct kevent> events, std::size_t& count) {
   std::array<epoll_event, 64> ready = {};
   const int found = ::epoll_wait(queue.epoll, ready.data(), ready.size(), 0);
-  for (int i = 0; i < found; ++i) {
-    const auto& one = ready[static_cast<std::size_t>(i)];
+  for (const epoll_event& one :
+       std::span(ready).first(static_cast<std::size_t>(std::max(found, 0)))) {
     for (const int filter : {EVFILT_READ, EVFILT_WRITE}) {
       const auto note = queue.notes.find({one.data.fd, filter});
-      const std::uint32_t wanted = filter == EVFILT_READ ? EPOLLIN | EPOLLRDHUP : EPOLLOUT;
-      if (note == queue.notes.end() || (one.events & (wanted | EPOLLHUP | EPOLLERR)) == 0) continue;
-      if (static_cast<std::size_t>(count) < events.size())
-        events[static_cast<std::size_t>(count++)] = eventOf(note->second, one.events);
+      const std::uint32_t end = EPOLLHUP | EPOLLERR | (filter == EVFILT_READ ? EPOLLRDHUP : 0U);
+      const std::uint32_t wanted = end | (filter == EVFILT_READ ? EPOLLIN : EPOLLOUT);
+      if (note == queue.notes.end() || (one.events & wanted) == 0 || count == events.size())
+        continue;
+      events[count] = note->second.wanted;
+      events[count++].flags = (one.events & end) != 0 ? EV_EOF : 0;
     }
   }
 }
 
 /// EV_CLEAR: the state is reset when the event was retrieved. Else it stays.
-void takeActive(Queue& queue, std::span<struct kevent> events, int& count) {
+void takeActive(Queue& queue, std::span<struct kevent> events, std::size_t& count) {
   for (auto& [key, note] : queue.notes) {
-    if (!note.isActive || static_cast<std::size_t>(count) == events.size()) continue;
-    struct kevent event = note.wanted;
-    event.flags = static_cast<std::uint16_t>((event.flags & EV_CLEAR) | note.flags);
+    if (!note.isActive || count == events.size()) continue;
+    struct kevent& event = events[count++] = note.wanted;
+    event.flags = note.flags;
     event.fflags = note.happened;
-    events[static_cast<std::size_t>(count++)] = event;
     if ((note.wanted.flags & EV_CLEAR) == 0) continue;
     note.isActive = false;
     note.happened = 0;
@@ -247,28 +215,11 @@ void takeActive(Queue& queue, std::span<struct kevent> events, int& count) {
 }
 
 int take(Queue& queue, std::span<struct kevent> events) {
-  int count = 0;
+  std::size_t count = 0;
   takeFileEvents(queue);
   takeActive(queue, events, count);
   takeDescriptors(queue, events, count);
-  return count;
-}
-
-/// kevent(2): a change that fails is told as an event where there is room, else as the result.
-bool apply(Queue& queue, std::span<const struct kevent> changes, std::span<struct kevent> events,
-           int& count) {
-  for (const auto& wanted : changes) {
-    const int error = change(queue, wanted);
-    if (error == 0) continue;
-    errno = error;
-    if (static_cast<std::size_t>(count) == events.size()) return false;
-    struct kevent& told = events[static_cast<std::size_t>(count++)];
-    told = wanted;
-    told.flags = EV_ERROR;
-    told.data = error;
-  }
-  showActivity(queue);
-  return true;
+  return static_cast<int>(count);
 }
 
 /// Waits until the queue may hold something. False when it was interrupted or the time is over.
@@ -286,6 +237,7 @@ bool waitFor(int kernelQueue, const timespec* timeout, Clock::time_point end) {
 
 }  // namespace
 
+/// kqueue(2): -1 and EMFILE or the like when the system has none left.
 int kqueue() {
   if (const int error = corvane::darwin::failureOf("kqueue"); error != 0) {
     errno = error;
@@ -310,6 +262,7 @@ int kqueue() {
   return queue.epoll;
 }
 
+/// kevent(2). A change that fails is told by the result only: callers leave no room for both.
 int kevent(int kq, const struct kevent* changelist, int nchanges, struct kevent* eventlist,
            int nevents, const struct timespec* timeout) {
   const auto end = Clock::now() + std::chrono::seconds(timeout == nullptr ? 0 : timeout->tv_sec) +
@@ -323,12 +276,12 @@ int kevent(int kq, const struct kevent* changelist, int nchanges, struct kevent*
     errno = EBADF;
     return -1;
   }
-  int count = 0;
-  if (!apply(queues[kq], changes, events, count)) return -1;
-  if (count > 0 || events.empty()) return count;
+  for (const auto& wanted : changes)
+    if ((errno = change(queues[kq], wanted)) != 0) return -1;
+  showActivity(queues[kq]);
+  if (events.empty()) return 0;
   for (;;) {
-    count = take(queues[kq], events);
-    if (count > 0) return count;
+    if (const int count = take(queues[kq], events); count > 0) return count;
     lock.unlock();
     if (!waitFor(kq, timeout, end)) return errno == EINTR ? -1 : 0;
     lock.lock();

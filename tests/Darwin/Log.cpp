@@ -35,11 +35,12 @@ Argument next(const std::uint8_t*& at) {
 
 }  // namespace
 
+/// os_log_type_enabled(3).
 bool os_log_type_enabled(os_log_t /*log*/, os_log_type_t /*type*/) {
   return true;
 }
 
-/// Knows texts only, with a precision.
+/// What os_log_with_type(3) becomes. Knows texts only, with a precision.
 void _os_log_impl(void* /*dso*/, os_log_t /*log*/, os_log_type_t /*type*/, const char* /*format*/,
                   uint8_t* buffer, uint32_t /*size*/) {
   std::string line;
@@ -49,7 +50,8 @@ void _os_log_impl(void* /*dso*/, os_log_t /*log*/, os_log_type_t /*type*/, const
     const Argument argument = next(at);
     if (argument.kind == Argument::precision) length = argument.value;
     if (argument.kind != Argument::text) continue;
-    const char* const text = reinterpret_cast<const char*>(argument.value);
+    const char* text = nullptr;
+    std::memcpy(static_cast<void*>(&text), &argument.value, sizeof text);
     line += argument.isPublic ? std::string(text, ::strnlen(text, length)) : "<private>";
   }
   const std::lock_guard lock(mutex);

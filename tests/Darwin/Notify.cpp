@@ -53,7 +53,7 @@ Registrations& all() {
 }
 
 std::string container() {
-  const passwd* const user = ::getpwuid(::geteuid());
+  const passwd* const user = ::getpwuid(::geteuid());  // NOLINT(concurrency-mt-unsafe)
   return std::string(user == nullptr ? "" : user->pw_dir) +
          "/.local/share/group-containers/" APP_GROUP "/Notifications";
 }
@@ -142,17 +142,18 @@ void send(int socket, int folder, const std::string& entry, const std::string& n
 
 }  // namespace
 
-/// Failing, it closes the descriptor that it made and leaves its number there.
-uint32_t notify_register_file_descriptor(const char* name, int* notify_fd, int flags,
-                                         int* out_token) {
+/// notify_register_file_descriptor(3). Failing, it closes the descriptor that it made and leaves
+/// its number there.
+uint32_t notify_register_file_descriptor(const char* name, int* notifyFd, int flags,
+                                         int* outToken) {
   Registrations& own = all();
   const std::lock_guard lock(own.mutex);
   const int failure = corvane::darwin::failureOf("notify_register_file_descriptor");
-  int ends[2] = {*notify_fd, writerOf(own, *notify_fd)};
+  int ends[2] = {*notifyFd, writerOf(own, *notifyFd)};
   const bool isNew = (flags & NOTIFY_REUSE) == 0;
   if (isNew && ::pipe2(ends, O_NONBLOCK) != 0) return failed;
   if (ends[1] < 0) return invalidFile;
-  if (isNew) ::fcntl(*notify_fd = ends[0], F_SETFL, 0);
+  if (isNew) ::fcntl(*notifyFd = ends[0], F_SETFL, 0);
   if (failure != 0 || !begin(own)) {
     if (isNew) ::close(ends[0]);
     if (isNew) ::close(ends[1]);
@@ -161,12 +162,12 @@ uint32_t notify_register_file_descriptor(const char* name, int* notify_fd, int f
   ::mkdirat(own.folder, name, 0700);
   ::linkat(own.folder, ("." + own.entry).c_str(), own.folder, (name + ("/" + own.entry)).c_str(),
            0);
-  *out_token = ++own.lastToken;
-  own.byToken[*out_token] = {name, ends[0], ends[1]};
+  *outToken = ++own.lastToken;
+  own.byToken[*outToken] = {name, ends[0], ends[1]};
   return NOTIFY_STATUS_OK;
 }
 
-/// Closes the descriptor with its last registration.
+/// notify_cancel(3): closes the descriptor with its last registration.
 uint32_t notify_cancel(int token) {
   Registrations& own = all();
   const std::lock_guard lock(own.mutex);
@@ -183,7 +184,7 @@ uint32_t notify_cancel(int token) {
   return NOTIFY_STATUS_OK;
 }
 
-/// Never blocks for long.
+/// notify_post(3): never blocks for long.
 uint32_t notify_post(const char* name) {
   Registrations& own = all();
   const std::string entries = container() + "/" + name;

@@ -1,4 +1,5 @@
-// The part of CoreFoundation that Platform/macOS uses.
+// The part of CoreFoundation that Platform/macOS uses, by the pages "CFRunLoop", "CFRunLoopSource",
+// "CFFileDescriptor", "CFString" and "CFBundle" of Apple's documentation.
 #include <CoreFoundation/CoreFoundation.h>
 #include <poll.h>
 #include <unistd.h>
@@ -50,8 +51,11 @@ struct __CFFileDescriptor final : Object {
 };
 
 struct __CFRunLoopSource final : Object {
+  explicit __CFRunLoopSource(CFFileDescriptorRef reader) : file(retain(reader)) {}
+  __CFRunLoopSource(const __CFRunLoopSource&) = delete;
+  __CFRunLoopSource& operator=(const __CFRunLoopSource&) = delete;
   ~__CFRunLoopSource() override { CFRelease(file); }
-  CFFileDescriptorRef file = nullptr;
+  const CFFileDescriptorRef file;
   std::vector<CFRunLoopRef> loops;
   bool isValid = true;
 };
@@ -94,13 +98,11 @@ void CFRunLoopAddSource(CFRunLoopRef rl, CFRunLoopSourceRef source, CFRunLoopMod
 
 /// CFRunLoopSourceInvalidate: removes it from all run loops.
 void CFRunLoopSourceInvalidate(CFRunLoopSourceRef source) {
-  retain(source);
   source->isValid = false;
   for (CFRunLoopRef loop : std::exchange(source->loops, {})) {
     std::erase(loop->sources, source);
     CFRelease(source);
   }
-  CFRelease(source);
 }
 
 /// CFRunLoopStop: ends the current activation; none that comes later.
@@ -108,6 +110,7 @@ void CFRunLoopStop(CFRunLoopRef rl) {
   rl->isStopped = true;
 }
 
+/// CFFileDescriptorCreate: closes the descriptor only if it is told to.
 CFFileDescriptorRef CFFileDescriptorCreate(CFAllocatorRef /*allocator*/,
                                            CFFileDescriptorNativeDescriptor fd,
                                            Boolean closeOnInvalidate,
@@ -120,12 +123,10 @@ CFFileDescriptorRef CFFileDescriptorCreate(CFAllocatorRef /*allocator*/,
   return file;
 }
 
+/// CFFileDescriptorCreateRunLoopSource: the caller owns the result; none of an invalid one.
 CFRunLoopSourceRef CFFileDescriptorCreateRunLoopSource(CFAllocatorRef /*allocator*/,
                                                        CFFileDescriptorRef f, CFIndex /*order*/) {
-  if (!f->isValid) return nullptr;
-  auto* const source = new __CFRunLoopSource;
-  source->file = retain(f);
-  return source;
+  return f->isValid ? new __CFRunLoopSource(f) : nullptr;
 }
 
 /// CFFileDescriptorEnableCallBacks: callbacks are off at first, and off again after each, until
@@ -134,6 +135,7 @@ void CFFileDescriptorEnableCallBacks(CFFileDescriptorRef f, CFOptionFlags callBa
   if ((callBackTypes & kCFFileDescriptorReadCallBack) != 0) f->isEnabled = f->isValid;
 }
 
+/// CFFileDescriptorInvalidate: no callback comes any more.
 void CFFileDescriptorInvalidate(CFFileDescriptorRef f) {
   if (f->isValid && f->closesIt) ::close(f->descriptor);
   f->isValid = false;
@@ -193,6 +195,7 @@ CFBundleRef CFBundleGetMainBundle() {
   return nullptr;
 }
 
+/// CFBundleGetIdentifier.
 CFStringRef CFBundleGetIdentifier(CFBundleRef /*bundle*/) {
   return nullptr;
 }
