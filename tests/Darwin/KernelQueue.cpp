@@ -124,7 +124,10 @@ int change(Queue& queue, const struct kevent& wanted) {
     forget(queue, key);
     return 0;
   }
-  if ((wanted.flags & ~(EV_ADD | EV_CLEAR)) != 0) return EINVAL;
+  const bool isOfDescriptor = wanted.filter == EVFILT_READ || wanted.filter == EVFILT_WRITE;
+  if (!isOfDescriptor && wanted.filter != EVFILT_VNODE && wanted.filter != EVFILT_USER)
+    return EINVAL;
+  if ((wanted.flags & ~(isOfDescriptor ? EV_ADD : EV_ADD | EV_CLEAR)) != 0) return EINVAL;
   if ((wanted.flags & EV_ADD) == 0 && found == queue.notes.end()) return ENOENT;
   if (wanted.filter == EVFILT_USER && found != queue.notes.end()) {
     if ((wanted.fflags & NOTE_TRIGGER) != 0) found->second.isActive = true;
@@ -135,9 +138,7 @@ int change(Queue& queue, const struct kevent& wanted) {
   if (wanted.filter != EVFILT_USER && ::fcntl(key.ident, F_GETFD) < 0) return EBADF;
   if (wanted.filter == EVFILT_VNODE && !watchFile(queue, key.ident, note)) return errno;
   queue.notes[key] = note;
-  if (wanted.filter == EVFILT_VNODE || wanted.filter == EVFILT_USER) return 0;
-  if (wanted.filter != EVFILT_READ && wanted.filter != EVFILT_WRITE) return EINVAL;
-  if (tellEpoll(queue, key.ident)) return 0;
+  if (!isOfDescriptor || tellEpoll(queue, key.ident)) return 0;
   const int error = errno;
   queue.notes.erase(key);
   return error;
@@ -272,20 +273,20 @@ int kevent(int kq, const struct kevent* changelist, int nchanges, struct kevent*
   if ((errno = corvane::darwin::failureOf("kevent")) != 0) return -1;
   std::unique_lock lock(mutex);
   ++calls;
-  if (!queues.contains(kq)) {
-    errno = EBADF;
-    return -1;
-  }
-  for (const auto& wanted : changes)
-    if ((errno = change(queues[kq], wanted)) != 0) return -1;
-  showActivity(queues[kq]);
-  if (events.empty()) return 0;
-  for (;;) {
-    if (const int count = take(queues[kq], events); count > 0) return count;
+  auto queue = queues.find(kq);
+  for (const auto& wanted : queue == queues.end() ? std::span<const struct kevent>() : changes)
+    if ((errno = change(queue->second, wanted)) != 0) return -1;
+  while (queue != queues.end()) {
+    showActivity(queue->second);
+    if (events.empty()) return 0;
+    if (const int count = take(queue->second, events); count > 0) return count;
     lock.unlock();
     if (!waitFor(kq, timeout, end)) return errno == EINTR ? -1 : 0;
     lock.lock();
+    queue = queues.find(kq);  // it may have been closed
   }
+  errno = EBADF;
+  return -1;
 }
 
 /// close(2), in place of the C library's: the last close of a descriptor takes its notes out of all

@@ -6,9 +6,9 @@
 #include <fcntl.h>
 #include <notify.h>
 #include <pwd.h>
-#include <sched.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/time.h>
 #include <sys/un.h>
 #include <unistd.h>
 
@@ -124,20 +124,25 @@ int writerOf(const Registrations& own, int reader) {
   return -1;
 }
 
-/// Sends `name` to a socket of another process. A full one is tried for a moment.
+/// Sends `name` to a socket of another process; waits while it is full, as long as `socket` says.
 void send(int socket, int folder, const std::string& entry, const std::string& name) {
   const sockaddr_un address = addressOf(folder, entry);
-  for (int attempt = 0; attempt < 1000; ++attempt) {
-    if (::sendto(socket, name.data(), name.size(), MSG_DONTWAIT,
-                 reinterpret_cast<const sockaddr*>(&address), sizeof address) >= 0)
-      return;
-    struct stat status = {};
-    if (errno == ECONNREFUSED && ::fstatat(folder, entry.c_str(), &status, 0) == 0 &&
-        S_ISSOCK(status.st_mode))
-      ::unlinkat(folder, entry.c_str(), 0);  // of a process that was killed
-    if (errno != EAGAIN) return;
-    ::sched_yield();
-  }
+  if (::sendto(socket, name.data(), name.size(), 0, reinterpret_cast<const sockaddr*>(&address),
+               sizeof address) >= 0)
+    return;
+  struct stat status = {};
+  if (errno == ECONNREFUSED && ::fstatat(folder, entry.c_str(), &status, 0) == 0 &&
+      S_ISSOCK(status.st_mode))
+    ::unlinkat(folder, entry.c_str(), 0);  // of a process that was killed
+}
+
+/// Delivers `name` in this process. Returns the entry of its socket, which needs no message.
+std::string deliverHere(const std::string& name) {
+  Registrations& own = all();
+  const std::lock_guard lock(own.mutex);
+  if (own.socket < 0) return "";
+  deliver(own, name);
+  return own.entry;
 }
 
 }  // namespace
@@ -184,18 +189,18 @@ uint32_t notify_cancel(int token) {
   return NOTIFY_STATUS_OK;
 }
 
-/// notify_post(3): never blocks for long.
+/// notify_post(3). What receives must not be kept waiting by what posts: so no lock is held while
+/// messages are sent.
 uint32_t notify_post(const char* name) {
-  Registrations& own = all();
   const std::string entries = container() + "/" + name;
   const int folder = ::open(entries.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC);
   DIR* const listing = ::opendir(entries.c_str());
   const int socket = ::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-  const std::lock_guard lock(own.mutex);
+  const timeval limit = {1, 0};
+  ::setsockopt(socket, SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit);
+  const std::string own = deliverHere(name);
   while (const dirent* const entry = listing == nullptr ? nullptr : ::readdir(listing)) {
-    const bool isOwn = own.socket >= 0 && entry->d_name == own.entry;
-    if (isOwn) deliver(own, name);
-    if (!isOwn && entry->d_name[0] != '.') send(socket, folder, entry->d_name, name);
+    if (entry->d_name != own && entry->d_name[0] != '.') send(socket, folder, entry->d_name, name);
   }
   if (listing != nullptr) ::closedir(listing);
   if (folder >= 0) ::close(folder);
