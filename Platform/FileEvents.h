@@ -12,15 +12,16 @@ namespace corvane::Platform {
 enum class FileEvent {
   written,  ///< content was written to the file; an entry of the folder came, went or was renamed
   deleted,  ///< its last name is gone: removed, or replaced by a renaming. Once, if at all. On
-            ///< macOS for each name that goes, and it stands for writing at the same time too
+            ///< macOS for each name that goes, also while others remain; if the file was written
+            ///< to as well, there may be no `written` beside it
 };
 
 /// Watches one file or folder.
 ///
 /// It is the file itself that is watched, not its name: a renaming is no event, and the watch goes
-/// with the file; what later appears at the path is not watched. After `deleted` a folder is
-/// silent, and a file tells only of what those write who have it open. For a folder, what is
-/// written into its entries is no event. Writing through a memory mapping is not noticed.
+/// with the file; what later appears at the path is not watched. When its last name is gone, a
+/// folder is silent, and a file tells only of what those write who have it open. For a folder, what
+/// is written into its entries is no event. Writing through a memory mapping is not noticed.
 ///
 /// At least one call comes after the last event, perhaps fewer calls than events: macOS merges what
 /// happens to a file while a callback runs. Linux loses events when a callback holds them up for

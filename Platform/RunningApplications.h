@@ -34,7 +34,8 @@ class RunningApplications {
   RunningApplications(const RunningApplications&) = delete;
   RunningApplications& operator=(const RunningApplications&) = delete;
 
-  /// How many instances of the application `bundleIdentifier` run now. Asks anew at each call.
+  /// How many instances of the application `bundleIdentifier` run now; on macOS as of the last turn
+  /// of the run loop. Asks anew at each call.
   [[nodiscard]] Result<int> instancesOf(const std::string& bundleIdentifier) const;
 
   /// Whether any instance of it runs now. Looks anew at each call, too, but is cheap when the

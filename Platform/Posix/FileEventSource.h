@@ -50,7 +50,8 @@ class FileEventSource {
   virtual Result<std::shared_ptr<WatchedFile>> watch(OwnedDescriptor file) = 0;
 
   /// Blocks until the system has told something and gives the events in it, in their order; there
-  /// may be none. Repeats what was interrupted or lacked memory; any other failure is for good.
+  /// may be none. Repeats what was interrupted; on Linux
+  /// also what lacked memory. Any other failure is for good.
   virtual Result<std::vector<SystemFileEvent>> receive() = 0;
 };
 

@@ -19,7 +19,7 @@ class NotificationChannel {
   /// not wanted any more. May call the channel.
   using Received = std::function<void(std::string_view name)>;
 
-  /// Makes nothing of the system's yet. `loop` must outlive the result.
+  /// Creates no system resources yet. `loop` must outlive the result.
   static std::unique_ptr<NotificationChannel> make(EventLoop& loop, std::string containerFolder,
                                                    Received received);
 
@@ -36,7 +36,7 @@ class NotificationChannel {
   /// delivered inside this call. Fails if the system refuses for now.
   virtual Result<Done> listen(const std::string& name) = 0;
 
-  /// Gives out what has arrived, about a thousand at most.
+  /// Delivers what is pending, about a thousand at most.
   virtual void deliverPending() = 0;
 
   /// Posts `name`, which is a valid one.

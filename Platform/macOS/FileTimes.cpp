@@ -2,7 +2,7 @@
 
 namespace corvane::Platform {
 
-std::timespec changeTimeIn(const struct stat& status) {
+timespec changeTimeIn(const struct stat& status) {
   return status.st_mtimespec;
 }
 

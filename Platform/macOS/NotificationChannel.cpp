@@ -10,6 +10,7 @@
 #include <map>
 #include <utility>
 
+#include "Platform/File.h"
 #include "Platform/SystemLog.h"
 
 namespace corvane::Platform {
@@ -44,7 +45,7 @@ class DarwinNotifications final : public NotificationChannel {
       ::fcntl(descriptor_, F_SETFD, FD_CLOEXEC);
       watch();
     }
-    // What is still on its way for an earlier registration finds nobody.
+    // What is still on its way for an earlier registration is ignored: its token is unknown.
     if (const auto earlier = tokens_.extract(name)) notify_cancel(earlier.mapped());
     tokens_[name] = token;
     return Done{};
@@ -57,6 +58,7 @@ class DarwinNotifications final : public NotificationChannel {
       const ssize_t size = ::read(descriptor_, &token, sizeof token);
       if (size < 0 && (errno == EAGAIN || errno == EINTR)) return;
       if (size != sizeof token) return pause();
+      isFailing_ = false;
       const auto found = std::find_if(tokens_.begin(), tokens_.end(), [&](const auto& entry) {
         return entry.second == static_cast<int>(ntohl(token));
       });
@@ -79,7 +81,9 @@ class DarwinNotifications final : public NotificationChannel {
 
   /// Before it is read again, when the system can't give what has arrived.
   void pause() {
-    SystemLog::write(SystemLog::Severity::error, "notifications are received later");
+    if (!std::exchange(isFailing_, true))
+      SystemLog::write(SystemLog::Severity::error, "notifications are received later: " +
+                                                       failureFromErrno("read").description());
     readable_ = loop_.at(EventLoop::now() + EventLoop::retryPause, [this] { watch(); });
   }
 
@@ -88,6 +92,7 @@ class DarwinNotifications final : public NotificationChannel {
   std::map<std::string, int> tokens_;  // of the registrations, by name
   int descriptor_ = -1;                // belongs to the registrations
   EventLoop::Registration readable_;   // or the pause before it is watched again
+  bool isFailing_ = false;             // the descriptor, which the system log says once
 };
 
 }  // namespace

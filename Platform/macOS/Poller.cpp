@@ -12,7 +12,7 @@
 #include "Platform/HardStop.h"
 #include "Platform/OwnedDescriptor.h"
 
-// What @autoreleasepool compiles to: clang's specification of ARC fixes both as part of the
+// What @autoreleasepool compiles to: clang's document of ARC fixes both as part of the
 // runtime.
 extern "C" void* objc_autoreleasePoolPush();
 extern "C" void objc_autoreleasePoolPop(void* pool);

@@ -133,11 +133,13 @@ Result<int> RunningApplications::observe(const std::string& bundleIdentifier,
                                          std::function<void(int instances)> changed) {
   if (bundleIdentifier.empty()) return Failure{FailureCause::malformed, "no bundle identifier"};
   if (known_->observer == nil) {
-    known_->observer = [[CorvaneWorkspaceObserver alloc] initWithHandler:[this] {
-      known_->nextLook = loop_.at(EventLoop::now(), [this] { known_->look(); });
-      // A timer that is set on the loop's own thread does not end its wait.
-      CFRunLoopStop(CFRunLoopGetCurrent());
-    }];
+    @autoreleasepool {
+      known_->observer = [[CorvaneWorkspaceObserver alloc] initWithHandler:[this] {
+        known_->nextLook = loop_.at(EventLoop::now(), [this] { known_->look(); });
+        // A timer that is set on the loop's own thread does not end its wait.
+        CFRunLoopStop(CFRunLoopGetCurrent());
+      }];
+    }
   }
   Observation& observation = known_->observations[bundleIdentifier];
   observation = {std::move(changed), {}};

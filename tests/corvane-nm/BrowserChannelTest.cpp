@@ -20,7 +20,7 @@ using Platform::EventLoop;
 using RequestProcessing::Request;
 using testing::Ends;
 
-/// Of a message that a pipe which can be written takes without blocking.
+/// The size of a message that a writable pipe takes without blocking.
 constexpr std::size_t smallFilling = PIPE_BUF - 100;
 
 /// The browser: it shares the loop with the channel.
