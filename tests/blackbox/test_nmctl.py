@@ -66,7 +66,15 @@ class Tool(unittest.TestCase):
             host.send(RULE.encode())
             host.ask("getCurrentAppState", "3")
             host.finish()
-            report = nmctl("report", "-").stdout
+            kept, link = (Path(os.environ["HOME"], name) for name in ("kept", "link"))
+            kept.write_text("precious")
+            link.symlink_to(kept)
+            self.addCleanup(kept.unlink)
+            self.addCleanup(link.unlink)
+            for path in (("--force", link), (kept,)):
+                self.assertEqual(nmctl("report", *path).returncode, 1)
+            self.assertEqual(kept.read_text(), "precious")
+            report = nmctl("report", "/dev/stdout").stdout  # a pipe
         log = "\n".join(self.container.log())
         self.assertIn("secret", log)  # there was something to leave out
         for secret in (*SECRETS, os.environ["HOME"], Path(os.environ["HOME"]).name):

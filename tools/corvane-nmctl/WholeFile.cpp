@@ -1,5 +1,6 @@
 #include "tools/corvane-nmctl/WholeFile.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -14,6 +15,7 @@
 
 #include "Platform/Descriptor.h"
 #include "Platform/File.h"
+#include "Platform/OwnedDescriptor.h"
 
 namespace corvane::Nmctl {
 namespace {
@@ -23,16 +25,27 @@ using Platform::File;
 constexpr std::size_t longestFile = 1 << 20;
 constexpr std::string_view partSuffix = ".new";  // behind ".PROCESS"
 
-/// Writes all of a new file, down to the disk.
+/// Writes all of a new file, down to the disk. What can't be written whole is removed again.
 Result<Done> writeNew(const std::string& path, std::string_view text, mode_t mode) {
   const auto file = File::open(path, File::Access::makeAppend);
   if (!file) return file.failure();
   const int descriptor = file.value().descriptor();
-  if (auto written = Platform::Descriptor::writeAll(descriptor, bytesOf(text)); !written)
-    return written;
-  if (::fchmod(descriptor, mode) != 0 || ::fsync(descriptor) != 0)
-    return Platform::failureFromErrno("write", path);
-  return Done{};
+  auto written = Platform::Descriptor::writeAll(descriptor, bytesOf(text));
+  if (written && (::fchmod(descriptor, mode) != 0 || ::fsync(descriptor) != 0))
+    written = Platform::failureFromErrno("write", path);
+  if (!written) ::unlink(path.c_str());
+  return written;
+}
+
+/// Writes into the device, pipe or the like that `path` leads to.
+Result<Done> writeInto(const std::string& path, std::string_view text) {
+  const auto target = Platform::openAt(AT_FDCWD, path, O_WRONLY | O_NOCTTY);
+  if (!target) return target.failure();
+  struct stat status = {};
+  if (::fstat(target->number(), &status) != 0) return Platform::failureFromErrno("stat", path);
+  if (S_ISREG(status.st_mode))
+    return Failure{FailureCause::alreadyExists, path + " has become a file meanwhile"};
+  return Platform::Descriptor::writeAll(target->number(), bytesOf(text));
 }
 
 /// The process that writes the part `name` of the file `whole`, or 0 when that is no such part.
@@ -67,11 +80,26 @@ std::string resolvedPath(const std::string& path) {
 
 Result<Done> replaceFile(const std::string& path, std::string_view text, mode_t mode) {
   const std::string part = path + "." + std::to_string(::getpid()) + std::string(partSuffix);
-  auto outcome = writeNew(part, text, mode);
-  if (outcome && std::rename(part.c_str(), path.c_str()) != 0)
-    outcome = Platform::failureFromErrno("rename to", path);
-  if (!outcome && outcome.failure().cause != FailureCause::alreadyExists) ::unlink(part.c_str());
-  return outcome;
+  if (auto written = writeNew(part, text, mode); !written) return written;
+  if (std::rename(part.c_str(), path.c_str()) == 0) return Done{};
+  auto failure = Platform::failureFromErrno("rename to", path);
+  ::unlink(part.c_str());
+  return failure;
+}
+
+Result<Done> writeOut(const std::string& path, std::string_view text, bool overwrites) {
+  auto written = writeNew(path, text, 0600);
+  if (written || written.failure().cause != FailureCause::alreadyExists) return written;
+  struct stat own = {};
+  struct stat target = {};
+  if (::lstat(path.c_str(), &own) != 0) return Platform::failureFromErrno("stat", path);
+  const bool isThere = ::stat(path.c_str(), &target) == 0;
+  if (isThere && !S_ISREG(target.st_mode)) return writeInto(path, text);
+  if (S_ISLNK(own.st_mode))
+    return Failure{FailureCause::alreadyExists, path + " is a symbolic link; name the file itself"};
+  if (!overwrites)
+    return Failure{FailureCause::alreadyExists, path + " exists; --force overwrites it"};
+  return replaceFile(path, text, 0600);
 }
 
 void removeLeftParts(const std::string& path) {

@@ -3,11 +3,13 @@
 #include <CLI/App.hpp>
 #include <CLI/Config.hpp>
 #include <CLI/Formatter.hpp>
+#include <chrono>
 #include <memory>
 
 #include "Platform/Container/GroupContainerFolder.h"
 #include "Platform/StandardStreams.h"
 #include "SharedComponents/Configuration.h"
+#include "VCommons/VCSDate.h"
 #include "tools/corvane-nmctl/Commands/Commands.h"
 #include "tools/corvane-nmctl/Examination.h"
 #include "tools/corvane-nmctl/Link.h"
@@ -19,7 +21,6 @@ namespace corvane::Nmctl::Commands {
 namespace {
 
 constexpr std::size_t logLines = 500;
-constexpr char defaultFile[] = "corvane-nm-report.txt";
 
 /// Versions of what is ours and of the system; not the name of the machine.
 std::string versions() {
@@ -86,14 +87,26 @@ Result<std::string> reportText(const Surroundings& surroundings) {
   return text;
 }
 
-void run(Context& context, const std::string& file) {
+/// "corvane-nm-report-2026-11-22-193005.txt", in UTC.
+std::string defaultFile() {
+  const auto now = std::chrono::floor<std::chrono::milliseconds>(std::chrono::system_clock::now());
+  return "corvane-nm-report-" + VCSDate::formatted(now, "yyyy-MM-dd-HHmmss") + ".txt";
+}
+
+struct ReportOptions {
+  std::string file = defaultFile();
+  bool overwrites = false;
+};
+
+void run(Context& context, const ReportOptions& options) {
+  const std::string& file = options.file;
   Platform::ignoreSignalsOfWrites();
   const auto report = reportText(context.surroundings);
   if (!report) return fail(context, report.failure().text);
   const std::string& text = report.value();
   if (file == "-" && context.output.isJson()) return context.output.json({{"report", text}});
   if (file == "-") return context.output.line(text.substr(0, text.size() - 1));
-  if (const auto written = replaceFile(file, text, 0600); !written)
+  if (const auto written = writeOut(file, text, options.overwrites); !written)
     return fail(context, written.failure().text);
   if (context.output.isJson()) return context.output.json({{"file", file}});
   context.output.line("The report is in " + printable(file) +
@@ -105,10 +118,12 @@ void run(Context& context, const std::string& file) {
 void addReport(CLI::App& app, Context& context) {
   CLI::App& command = *app.add_subcommand(
       "report", "Write what support needs as one text, without addresses, rules and names");
-  const auto file = std::make_shared<std::string>(defaultFile);
-  command.add_option("file", *file, "where to write it; \"-\": to standard output")
-      ->capture_default_str();
-  command.callback([&context, file] { run(context, *file); });
+  const auto options = std::make_shared<ReportOptions>();
+  command.add_option("file", options->file,
+                     "where to write it; \"-\": to standard output; otherwise a new file "
+                     "corvane-nm-report-DATE.txt");
+  command.add_flag("--force", options->overwrites, "overwrite an existing file");
+  command.callback([&context, options] { run(context, *options); });
 }
 
 }  // namespace corvane::Nmctl::Commands
