@@ -56,6 +56,18 @@ foreach(format chromium firefox)
   manifest(${format} ${CORVANE_INSTALLED_HOST} ${installed_${format}})
 endforeach()
 
+# install_manifest(FILE FOLDER): unless the installation goes to another prefix than the build was configured for, where the
+# manifest would name a host that is not there, outside that prefix.
+function(install_manifest file folder)
+  install(CODE "
+if(\"\${CMAKE_INSTALL_PREFIX}\" STREQUAL \"${CMAKE_INSTALL_PREFIX}\")
+  list(APPEND CMAKE_ABSOLUTE_DESTINATION_FILES \"${folder}/${CORVANE_NATIVE_MESSAGING_NAME}.json\")
+  file(INSTALL DESTINATION \"${folder}\" TYPE FILE FILES \"${file}\")
+else()
+  message(STATUS \"Left out, as --prefix is not ${CMAKE_INSTALL_PREFIX}: ${folder}/${CORVANE_NATIVE_MESSAGING_NAME}.json\")
+endif()")
+endfunction()
+
 option(CORVANE_INSTALL_MANIFESTS "Install manifests into the system folders of the browsers" ON)
 set(CORVANE_INSTALLED_CONFIGURATION)  # the manifests below /etc, with full paths
 string(JSON count LENGTH "${CORVANE_BROWSERS_JSON}" systemFolders)
@@ -70,7 +82,7 @@ foreach(i RANGE ${last})
     "Where browsers of the kind \"${key}\" look for manifests of all users; empty: nowhere")
   set(folder "${CORVANE_SYSTEM_FOLDER_${name}}")
   if(CORVANE_INSTALL_MANIFESTS AND installed AND folder)
-    install(FILES ${installed_${format}} DESTINATION ${folder})
+    install_manifest(${installed_${format}} ${folder})
     if(folder MATCHES "^/etc/")
       list(APPEND CORVANE_INSTALLED_CONFIGURATION ${folder}/${CORVANE_NATIVE_MESSAGING_NAME}.json)
     endif()

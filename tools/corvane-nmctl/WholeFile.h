@@ -21,8 +21,8 @@ Result<Done> replaceFile(const std::string& path, std::string_view text, mode_t 
 
 /// Writes `text` to where a person said: to a new file of mode 0600, or, if something else than a
 /// regular file is there (a terminal, a pipe), into that. Replaces a regular file only if
-/// `overwrites`, and never writes to a file through a symbolic link. Blocks as long as a pipe has no
-/// reader. Fails otherwise, and leaves no partial file.
+/// `overwrites`, and never writes to a file through a symbolic link. Blocks as long as a pipe has
+/// no reader. Fails otherwise, and leaves no partial file.
 Result<Done> writeOut(const std::string& path, std::string_view text, bool overwrites);
 
 /// Takes away what a replaceFile of `path` left whose process was killed.
