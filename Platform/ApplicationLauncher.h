@@ -2,6 +2,7 @@
 
 #include <string>
 
+#include "Base/Result.h"
 #include "Base/UniqueFunction.h"
 #include "Platform/EventLoop.h"
 
@@ -15,5 +16,9 @@ namespace corvane::Platform::ApplicationLauncher {
 /// for the home. On the loop's thread.
 void launch(EventLoop& loop, const std::string& bundleIdentifier,
             UniqueFunction<void(bool isStarted)> answer);
+
+/// Succeeds if `launch` would find the application and a program that may be executed; the failure
+/// says what is missing. Starts nothing. Blocks as `launch` does.
+Result<Done> check(const std::string& bundleIdentifier);
 
 }  // namespace corvane::Platform::ApplicationLauncher

@@ -5,6 +5,7 @@
 #include <memory>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "Base/Bytes.h"
 #include "Base/TimeLimits.h"
@@ -13,6 +14,7 @@
 #include "Platform/File.h"
 #include "Platform/Folders.h"
 #include "Platform/Linux/DetachedProcess.h"
+#include "Platform/SystemCalls.h"
 #include "Platform/SystemLog.h"
 
 namespace corvane::Platform {
@@ -26,35 +28,42 @@ void logFailure(const std::string& what, const Failure& why) {
   SystemLog::write(SystemLog::Severity::error, what + " was not started: " + why.text);
 }
 
-/// Starts what is described in `entry`, which was opened as `path`.
-Result<OwnedDescriptor> startEntry(File entry, const std::string& path, const std::string& home) {
+/// The arguments that are described in `entry`, which was opened as `path`.
+Result<std::vector<std::string>> argumentsIn(File entry, const std::string& path) {
   const auto bytes = entry.readAll(largestEntry);
   if (!bytes) return bytes.failure();
-  const auto arguments = DesktopEntry::commandLine(textOf(bytes.value()), path);
+  auto arguments = DesktopEntry::commandLine(textOf(bytes.value()), path);
   if (!arguments) return Failure{FailureCause::malformed, path + " names no program"};
-  return startDetached(*arguments, home);
+  return std::move(*arguments);
 }
 
-/// Starts what the first entry describes that can be opened.
-Result<OwnedDescriptor> start(const std::string& bundleIdentifier) {
-  const auto home = homeFolderOf(::geteuid());
-  if (!home) return home.failure();
+/// The arguments that the first entry describes that can be opened.
+Result<std::vector<std::string>> argumentsOf(const std::string& bundleIdentifier,
+                                             const std::string& home) {
   if (!Folders::isVisibleName(bundleIdentifier))
     return Failure{FailureCause::malformed, "not a name for an application"};
   Failure why = {FailureCause::notFound, "it has no desktop entry"};
   for (const std::string& folder :
-       {home.value() + "/.local/share/applications/", std::string("/usr/local/share/applications/"),
+       {home + "/.local/share/applications/", std::string("/usr/local/share/applications/"),
         std::string("/usr/share/applications/")}) {
     const std::string path = folder + bundleIdentifier + ".desktop";
     // An entry may be a link, for an application that lies elsewhere.
     auto entry = File::open(path, File::Access::readThroughLinks);
-    if (entry) return startEntry(std::move(entry).value(), path, home.value());
+    if (entry) return argumentsIn(std::move(entry).value(), path);
     const FailureCause cause = entry.failure().cause;
     if (cause == FailureCause::notFound) continue;
     why = entry.failure();
     if (cause != FailureCause::notPermitted) return why;  // another may be somebody else's choice
   }
   return why;
+}
+
+Result<OwnedDescriptor> start(const std::string& bundleIdentifier) {
+  const auto home = homeFolderOf(::geteuid());
+  if (!home) return home.failure();
+  const auto arguments = argumentsOf(bundleIdentifier, home.value());
+  if (!arguments) return arguments.failure();
+  return startDetached(arguments.value(), home.value());
 }
 
 /// A program that is being started. Owned by its watch and its limit until one of them ends both.
@@ -79,6 +88,18 @@ struct Launch {
 };
 
 }  // namespace
+
+Result<Done> ApplicationLauncher::check(const std::string& bundleIdentifier) {
+  const auto home = homeFolderOf(::geteuid());
+  if (!home) return home.failure();
+  const auto arguments = argumentsOf(bundleIdentifier, home.value());
+  if (!arguments) return arguments.failure();
+  const auto program = programPath(arguments.value().front());
+  if (!program) return program.failure();
+  const std::string path = (program->starts_with('/') ? "" : home.value() + "/") + program.value();
+  if (systemCalls().access(path.c_str(), X_OK) != 0) return failureFromErrno("execute", path);
+  return Done{};
+}
 
 void ApplicationLauncher::launch(EventLoop& loop, const std::string& bundleIdentifier,
                                  Answer answer) {

@@ -19,18 +19,6 @@ namespace {
 /// Where programs are that an entry names without a folder.
 constexpr const char* programFolders[] = {"/usr/local/bin/", "/usr/bin/", "/bin/"};
 
-Result<std::string> pathOf(const std::string& program) {
-  if (program.find('/') != std::string::npos) return program;
-  Failure why = {FailureCause::notFound, "there is no program " + program};
-  for (const char* folder : programFolders) {
-    std::string path = folder + program;
-    if (systemCalls().access(path.c_str(), X_OK) == 0) return path;
-    Failure failure = failureFromErrno("access");
-    if (failure.cause != FailureCause::notFound) why = std::move(failure);
-  }
-  return why;
-}
-
 // From here on: what runs between fork and exec, where other threads may have left any lock taken.
 // System calls only.
 
@@ -82,10 +70,22 @@ struct Program {
 
 }  // namespace
 
+Result<std::string> programPath(const std::string& program) {
+  if (program.find('/') != std::string::npos) return program;
+  Failure why = {FailureCause::notFound, "there is no program " + program};
+  for (const char* folder : programFolders) {
+    std::string path = folder + program;
+    if (systemCalls().access(path.c_str(), X_OK) == 0) return path;
+    Failure failure = failureFromErrno("access");
+    if (failure.cause != FailureCause::notFound) why = std::move(failure);
+  }
+  return why;
+}
+
 Result<OwnedDescriptor> startDetached(const std::vector<std::string>& arguments,
                                       const std::string& folder,
                                       std::optional<OutputOptions> output) {
-  const auto path = pathOf(arguments.empty() ? "" : arguments.front());
+  const auto path = programPath(arguments.empty() ? "" : arguments.front());
   if (!path) return path.failure();
   std::vector<char*> pointers;
   pointers.reserve(arguments.size() + 1);

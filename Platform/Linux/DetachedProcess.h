@@ -16,11 +16,15 @@ struct OutputOptions {
   std::chrono::seconds limit;  ///< after which SIGALRM ends it; at least 1
 };
 
+/// The path of `program`: one without a slash is looked for where the system keeps programs, and must
+/// be executable; one with a slash is its own path, whatever is there.
+Result<std::string> programPath(const std::string& program);
+
 /// Starts a program in a session of its own, as no child of this process: default signals, empty
 /// signal mask, standard streams on /dev/null, no other descriptor, working directory `folder`, the
 /// environment of this process. If `output` is given, standard output and a time limit are as it
-/// says, and the environment is empty. `arguments` begins with the program; one without a slash is
-/// looked for where the system keeps programs.
+/// says, and the environment is empty. `arguments` begins with the program,
+/// which is found as `programPath` does.
 ///
 /// Returns a descriptor that becomes readable when the outcome is known; pass it to `outcomeOf`.
 Result<OwnedDescriptor> startDetached(const std::vector<std::string>& arguments,

@@ -39,6 +39,13 @@ NSURL* _Nullable urlOf(const std::string& bundleIdentifier) {
 
 }  // namespace
 
+Result<Done> ApplicationLauncher::check(const std::string& bundleIdentifier) {
+  @autoreleasepool {
+    if (urlOf(bundleIdentifier) != nil) return Done{};
+    return Failure{FailureCause::notFound, "no application has the identifier " + bundleIdentifier};
+  }
+}
+
 void ApplicationLauncher::launch(EventLoop& loop, const std::string& bundleIdentifier,
                                  UniqueFunction<void(bool isStarted)> answer) {
   @autoreleasepool {
