@@ -23,7 +23,7 @@ EXTENSION = Path(__file__).resolve().parents[2] / "packaging/extension"
 HOST = "com.corvane.nm"  # the host's name in manifests
 DEADLINE = 40.0  # seconds, for any one answer of a browser
 END_DEADLINE = 10.0  # seconds, for a browser and for its hosts to go
-MUTE_LIMIT = 5.0  # seconds, after which a host that says nothing counts as mute
+MUTE_LIMIT = 9.0  # seconds, after which a host that says nothing counts as mute
 
 NO_TEXT = "(no text)"  # the browser tells its extension of the end, but gives no error
 MUTE = "(nothing: no answer, no error)"

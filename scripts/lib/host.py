@@ -83,6 +83,9 @@ class Container:
         (entries / f"{APPLICATION}.desktop").write_text(
             f"[Desktop Entry]\nType=Application\nName=The Application\nExec={command_line}\n")
 
+    def uninstall(self):
+        (self.folder.parents[1] / f"applications/{APPLICATION}.desktop").unlink()
+
     def give_away(self, owner=NOBODY):
         for path in [self.folder, *self.folder.rglob("*")]:
             os.chown(path, owner, owner)

@@ -1,5 +1,6 @@
 """The tool for people, beside a link that lives."""
 
+import contextlib
 import json
 import os
 import shutil
@@ -58,6 +59,7 @@ class Tool(unittest.TestCase):
             page = {"url": PAGE, "port": 443, "forceStartApp": False}
             host.ask("getCurrentFilteringState", "secret", page)
             host.ask("addRule", RULE, {"ruleText": RULE})
+            self.container.install(MAIN_APPLICATION)
             application.command(f"fault error times=1 {PAGE} {RULE}")
             host.ask("removeRule", "1", {"ruleText": RULE})
             application.command("fault string-error times=1 The rule ads.example of somebody")
@@ -84,20 +86,54 @@ class Tool(unittest.TestCase):
         self.assertIn("main application: it runs and answers", report)
 
     def test_doctor_gives_one_cause_and_one_mend(self):
+        def found(state="wrong"):
+            answer = nmctl("doctor", "--json", "--browser", "chromium", "--browser", "firefox")
+            said = json.loads(answer.stdout)
+            self.assertEqual(answer.returncode, 0 if said["isAllWell"] else 1)
+            return [one for one in said["findings"] if one["state"] == state]
+
         (self.container.folder / "Data").mkdir(mode=0o700)
-        answer = nmctl("doctor", "--json", "--browser", "chromium", "--browser", "firefox")
-        said = json.loads(answer.stdout)
-        wrong = [one for one in said["findings"] if one["state"] == "wrong"]
-        self.assertEqual((answer.returncode, said["isAllWell"]), (1, False))
-        self.assertEqual([one["subject"] for one in wrong], ["Chromium", "Firefox", "main application"])
-        for one in wrong[:2]:
+        subjects = ["Chromium", "Firefox", "main application"]
+        self.assertEqual([one["subject"] for one in found()], subjects)
+        for one in found()[:2]:
             command = one["mend"].removeprefix("run: corvane-nmctl ").split()
             self.assertEqual(nmctl(*command).returncode, 0, command)
-        with MainApplication():
-            answer = nmctl("doctor", "--browser", "chromium", "--browser", "firefox")
-        self.assertEqual(answer.returncode, 0, answer.stdout)
+        with MainApplication() as application:
+            self.assertIn("it has no desktop entry", found()[0]["cause"])
+            self.container.install(MAIN_APPLICATION)
+            application.command("fault silent times=1")
+            self.assertEqual(found(), [])
+            self.assertEqual(found("note"), [])  # no error that the doctor has caused before
+            self.assertEqual(list(self.container.folder.glob("Data/ExchangeResponse*")), [])
+            for registered in self.container.folder.glob("Applications/*/*"):
+                registered.unlink()
+            self.assertIn(f"it runs as process {application.pid}", found()[0]["cause"])
         self.assertEqual(nmctl("unregister").returncode, 0)
         self.assertEqual(outside_the_container(), self.before)
+
+    @unittest.skipIf(os.geteuid(), "only root can mount")
+    def test_file_systems_that_take_nothing_are_named_once(self):
+        with MainApplication():
+            pass
+        for folder, options, words in (("", "size=32k", "is full"), ("", "nr_inodes=9", "no inodes"),
+                                       ("Logs", "size=32k", "is full"), ("Data", "ro", "read-only")):
+            path = self.container.folder / folder
+            path.mkdir(exist_ok=True)
+            with self.subTest(words, folder=folder):
+                subprocess.run(["mount", "-t", "tmpfs", "-o", f"mode=700,{options}", "tmpfs", path],
+                               check=True)
+                self.addCleanup(subprocess.run, ["umount", path], check=True)
+                for name in ("Data", *map(str, range(9))) if not folder else ():
+                    with contextlib.suppress(OSError):
+                        (path / name).mkdir(mode=0o700)
+                if folder != "Data":
+                    with contextlib.suppress(OSError):
+                        (path / "filling").write_bytes(bytes(1 << 20))
+                said = json.loads(nmctl("doctor", "--json", "--browser", "chromium").stdout)
+                causes = [one["cause"] for one in said["findings"]
+                          if one["state"] == "wrong" and words in one["cause"]]
+                self.assertEqual(len(causes), 1, said)
+                self.doCleanups()
 
     def test_what_refuses_is_named_and_told_apart(self):
         options = {}

@@ -7,18 +7,20 @@ import contextlib
 import fcntl
 import json
 import os
+import re
 import shutil
 import subprocess
 import sys
 from pathlib import Path
 
 import browser
-from host import EXECUTABLE, Container, MainApplication
+from host import EXECUTABLE, MAIN_APPLICATION, Container, MainApplication
 
 HOME = Path(os.environ["HOME"])
 PROGRAMS = Path(EXECUTABLE).parent
 MOVED = HOME / "moved"  # the shared folder, where a set-up wants it there
 OTHER = HOME / "other/corvane-nm"  # a host of another kind, where a set-up wants one
+NOEXEC = HOME / "noexec"  # a file system where nothing may be run
 NAME = f"{browser.HOST}.json"
 USERS = {"chromium": HOME / ".config/chromium/NativeMessagingHosts" / NAME,
          "firefox": HOME / ".mozilla/native-messaging-hosts" / NAME}
@@ -116,6 +118,15 @@ broken("the host's interpreter is missing")(lambda _: other_host("#!/nowhere/sh\
 broken("the host exits at once")(lambda _: other_host("#!/bin/sh\nexit 3\n"))
 broken("the host writes stray text")(lambda _: other_host("#!/bin/sh\necho started\ncat >/dev/null\n"))
 broken("the host is mute")(lambda _: other_host("#!/bin/sh\ncat >/dev/null\n"))
+broken("the host takes 6 s (harmless)")(
+    lambda _: other_host(f"#!/bin/sh\nsleep 6\nexec {EXECUTABLE} \"$@\"\n"))
+broken("the host is where no program may run")(lambda _: (
+    shutil.copy(EXECUTABLE, NOEXEC),
+    edit(lambda manifest, _: manifest.update(path=str(NOEXEC / "corvane-nm")))))
+broken("a file in the place of the manifest's folder")(
+    lambda _: [(shutil.rmtree(path.parent), path.parent.touch()) for path in USERS.values()])
+broken("another extension is allowed, too (harmless)")(
+    lambda _: edit(lambda one, name: one[LIST[name]].append(STRANGER[name])))
 broken("a folder in the place of the host")(lambda _: (other_host(None), OTHER.mkdir()))
 broken("a policy forbids the host (Chromium)")(lambda _: policy(NativeMessagingBlocklist=["*"]))
 broken("a policy forbids all but the host (harmless)")(
@@ -149,6 +160,12 @@ broken("somebody holds a lock", "exchange files")(lambda link: link.hold_request
 broken("the file of requests is missing (the application makes it anew)")(
     lambda link: link.requests().unlink())
 broken("the main application does not run", "main application")(lambda link: link.left_folder())
+broken("the main application is not installed", "main application")(
+    lambda link: link.container.uninstall())
+broken("the main application is not registered", "main application")(
+    lambda link: [path.unlink() for path in link.container.folder.glob("Applications/*/*")])
+broken("the main application answers after 2 s (harmless)")(
+    lambda link: link.application.command("fault late 2000"))
 broken("the main application does not answer", "main application")(
     lambda link: link.application.command("fault silent"))
 
@@ -159,6 +176,7 @@ class Setting:
     def __enter__(self):
         self.stack = contextlib.ExitStack()
         self.container = Container()
+        self.container.install(MAIN_APPLICATION)
         self.application = MainApplication()
         answer = nmctl("register", "--host", EXECUTABLE)
         if answer.returncode:
@@ -172,6 +190,9 @@ class Setting:
                        self.container.folder, self.container.logs):
             if folder.is_dir() and not folder.is_symlink():
                 folder.chmod(0o700)
+        for path in USERS.values():
+            if path.parent.is_file():
+                path.parent.unlink()
         for path in (*USERS.values(), *SYSTEMS.values(), POLICY):
             path.unlink(missing_ok=True)
         for folder in (OTHER.parent, MOVED, HOME / ".local"):
@@ -232,6 +253,7 @@ def row(what, link, said, doctor):
 def shortened(text):
     for path in USERS.values():
         text = text.replace(str(path), "MANIFEST")
+    text = re.sub(r"process \d+", "process PID", text)
     for folder in (OTHER.parent, PROGRAMS):
         text = text.replace(str(folder), "/usr/libexec/corvane-nm")
     return text.replace(str(HOME), "~")

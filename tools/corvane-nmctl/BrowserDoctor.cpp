@@ -10,6 +10,8 @@
 namespace corvane::Nmctl {
 namespace {
 
+using namespace std::chrono_literals;
+
 std::string sandboxOf(const Installation& installation) {
   if (installation.flatpak) return "the Flatpak " + *installation.flatpak;
   return "the Snap " + installation.snap.value_or("");
@@ -23,21 +25,35 @@ Finding examineSandboxed(const Browser& browser, const Installation& installatio
                             " as a package of the distribution or of its maker instead");
 }
 
-Finding examineNative(const Browser& browser, const Surroundings& surroundings, bool linkIsBroken) {
-  const std::string title(browser.title);
-  const Policies policies = policiesOf(browser, surroundings);
-  const Lookup found = lookUp(browser, policies, surroundings);
-  std::optional<Fault> fault = found.fault;
-  if (!fault) fault = programFault(found.hostPath, found.renewal);
-  if (fault) return Finding::wrong(title, fault->cause, fault->mend);
-  const Trial trial = tryHost(found.hostPath, argumentsFor(browser, found), false);
+/// Starts the host that was found.
+Finding examineHost(const std::string& title, const Lookup& found,
+                    const std::vector<std::string>& arguments, bool isOwnHost, bool linkIsBroken) {
+  const Trial trial =
+      tryHost(found.hostPath, arguments, {.limit = linkIsBroken ? 5s : longestAnswer});
   if (trial.fault && trial.maybeFromLink && linkIsBroken)
-    return Finding::wrong(title, "the host is found, but can't work because of what is said below",
-                          "mend that");
-  const bool isOwnHost = found.hostPath == surroundings.hostPath;
+    return Finding::consequence(title,
+                                "the host is found, but can't work because of what is said below");
   if (trial.fault)
     return Finding::wrong(title, trial.fault->cause, isOwnHost ? trial.fault->mend : found.renewal);
-  return Finding::good(title, "version " + trial.version + " answers, by " + found.manifestPath);
+  // For 3 s it may wait for the main application, of which the caller speaks.
+  const std::string delay = trial.delay > 4s ? ", but only after " + seconds(trial.delay) : "";
+  return Finding::good(
+      title, "version " + trial.version + " answers" + delay + ", by " + found.manifestPath);
+}
+
+void examineNative(const Browser& browser, const Selection& selection,
+                   const Surroundings& surroundings, bool linkIsBroken, Findings& findings) {
+  const std::string title(browser.title);
+  const Lookup found =
+      lookUp(browser, policiesOf(browser, surroundings), surroundings, selection.extension);
+  std::optional<Fault> fault = found.fault;
+  if (!fault) fault = programFault(found.hostPath, found.renewal);
+  if (fault) return findings.push_back(Finding::wrong(title, fault->cause, fault->mend));
+  findings.push_back(examineHost(title, found, argumentsFor(browser, found),
+                                 found.hostPath == surroundings.hostPath, linkIsBroken));
+  for (const std::string& other : found.others)
+    findings.push_back(Finding::note(
+        title, "its manifest also allows " + other + "; unregister and register removes that"));
 }
 
 }  // namespace
@@ -54,7 +70,7 @@ Findings examineBrowsers(const Selection& selection, const Surroundings& surroun
       findings.push_back(examineSandboxed(browser, installation));
       continue;
     }
-    findings.push_back(examineNative(browser, surroundings, linkIsBroken));
+    examineNative(browser, selection, surroundings, linkIsBroken, findings);
     if (installation.flatpak || installation.snap)
       findings.push_back(Finding::note(
           std::string(browser.title),

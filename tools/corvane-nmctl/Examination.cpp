@@ -6,6 +6,7 @@
 
 #include "tools/corvane-nmctl/BrowserDoctor.h"
 #include "tools/corvane-nmctl/LinkDoctor.h"
+#include "tools/corvane-nmctl/OwnTrials.h"
 
 namespace corvane::Nmctl {
 
@@ -17,14 +18,16 @@ bool isAllWell(const Findings& findings) {
 
 Findings examineAll(const Selection& selection, const Surroundings& surroundings) {
   const Container container = findContainer();
+  OwnTrials trials(container.path);
   Findings foundations = examineFoundations(container);
   const bool isSound = isAllWell(foundations);
   Findings result = examineBrowsers(selection, surroundings, !isSound);
   std::move(foundations.begin(), foundations.end(), std::back_inserter(result));
   if (isSound) {
-    Findings rest = examineApplicationAndLogs(container, surroundings.hostPath);
+    Findings rest = examineApplicationAndLogs(container, surroundings.hostPath, trials);
     std::move(rest.begin(), rest.end(), std::back_inserter(result));
   }
+  trials.keep();
   return result;
 }
 

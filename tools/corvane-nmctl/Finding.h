@@ -15,18 +15,22 @@ struct Finding {
   };
 
   State state = State::good;
-  std::string subject;  ///< "Chromium", "shared folder"
-  std::string cause;    ///< what is wrong; what is fine, where nothing is
-  std::string mend;     ///< what to do; "" where nothing is wrong
+  std::string subject;         ///< "Chromium", "shared folder"
+  std::string cause;           ///< what is wrong; what is fine, where nothing is
+  std::string mend;            ///< what to do; "" where nothing is wrong
+  bool isConsequence = false;  ///< wrong, but only because of another finding
 
   static Finding good(std::string subject, std::string what) {
-    return {State::good, std::move(subject), std::move(what), {}};
+    return {State::good, std::move(subject), std::move(what), {}, false};
   }
   static Finding wrong(std::string subject, std::string cause, std::string mend) {
-    return {State::wrong, std::move(subject), std::move(cause), std::move(mend)};
+    return {State::wrong, std::move(subject), std::move(cause), std::move(mend), false};
+  }
+  static Finding consequence(std::string subject, std::string cause) {
+    return {State::wrong, std::move(subject), std::move(cause), {}, true};
   }
   static Finding note(std::string subject, std::string what) {
-    return {State::note, std::move(subject), std::move(what), {}};
+    return {State::note, std::move(subject), std::move(what), {}, false};
   }
 };
 

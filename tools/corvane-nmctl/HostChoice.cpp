@@ -22,8 +22,8 @@ Result<HostChoice> hostOf(const Browser& browser, const Surroundings& surroundin
 }  // namespace
 
 std::vector<std::string> argumentsFor(const Browser& browser, const Lookup& found) {
-  if (browser.format == ManifestFormat::chromium) return {extensionFor(browser.format)};
-  return {found.manifestPath, extensionFor(browser.format)};
+  if (browser.format == ManifestFormat::chromium) return {found.extension};
+  return {found.manifestPath, found.extension};
 }
 
 Result<HostChoice> chooseHost(const std::string& browser, const Surroundings& surroundings) {

@@ -16,6 +16,7 @@
 
 #include "Platform/Descriptor.h"
 #include "Platform/File.h"
+#include "tools/corvane-nmctl/Link.h"
 #include "tools/corvane-nmctl/Output.h"
 
 namespace corvane::Nmctl {
@@ -122,6 +123,7 @@ HostProcess& HostProcess::operator=(HostProcess&& other) noexcept {
   std::swap(input_, other.input_);
   std::swap(output_, other.output_);
   std::swap(errorOutput_, other.errorOutput_);
+  std::swap(replyFile_, other.replyFile_);
   std::swap(unread_, other.unread_);
   std::swap(errors_, other.errors_);
   return *this;
@@ -134,6 +136,7 @@ HostProcess::~HostProcess() {
     ::kill(process_, SIGKILL);
     waitStatus(process_, 0, ended);
   }
+  if (!replyFile_.empty()) ::unlink(replyFile_.c_str());
   for (const int descriptor : {output_, errorOutput_})
     if (descriptor >= 0) ::close(descriptor);
 }
@@ -206,8 +209,19 @@ Result<JsonObject> HostProcess::receive(Clock::time_point end) {
   }
 }
 
+/// Until it has ended it observes the notification that bears its identifier.
+void HostProcess::noteReplyFile() {
+  const Container container = findContainer();
+  if (container.fault) return;
+  for (const auto& [name, observer] : linkEndsIn(container.path).hosts)
+    if (observer.process == process_) replyFile_ = container.path + "/Data/" + name;
+}
+
 void HostProcess::closeInput() {
-  if (const int descriptor = std::exchange(input_, -1); descriptor >= 0) ::close(descriptor);
+  const int descriptor = std::exchange(input_, -1);
+  if (descriptor < 0) return;
+  noteReplyFile();
+  ::close(descriptor);
 }
 
 std::optional<int> HostProcess::waitForEnd(Clock::time_point end) {

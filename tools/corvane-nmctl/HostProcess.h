@@ -16,7 +16,8 @@ namespace corvane::Nmctl {
 /// A host that runs, started as a browser starts it: its folder as the working folder, the
 /// environment of this process, pipes as its standard streams, the signal of a broken pipe as it is
 /// by default. Speaks frames with it. One thread; the process must ignore the signal of a broken
-/// pipe. The end of the object kills a host that still runs.
+/// pipe. The end of the object kills a host that still runs. What the host leaves in the shared
+/// folder, the file with the last replies to it, is removed.
 class HostProcess {
  public:
   using Clock = std::chrono::steady_clock;
@@ -53,6 +54,7 @@ class HostProcess {
  private:
   HostProcess() = default;
 
+  void noteReplyFile();
   [[nodiscard]] Result<std::optional<JsonObject>> takeFrame();
   bool fill(Clock::time_point end);
   void drainErrors();
@@ -61,6 +63,7 @@ class HostProcess {
   int input_ = -1;      // this end of its standard streams
   int output_ = -1;
   int errorOutput_ = -1;
+  std::string replyFile_;  // known only while the host lives; "": none
   std::string unread_;
   std::string errors_;
 };

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <filesystem>
 #include <thread>
 
@@ -14,6 +15,8 @@
 #include "Platform/NotificationCenter.h"
 #include "Platform/RunningApplications.h"
 #include "SharedComponents/Configuration.h"
+#include "tools/corvane-nmctl/Output.h"
+#include "tools/corvane-nmctl/Storage.h"
 
 namespace corvane::Nmctl {
 
@@ -25,6 +28,8 @@ namespace fs = std::filesystem;
 using namespace std::chrono_literals;
 using Platform::File;
 
+const std::string replyPrefix = "ExchangeResponseContainer.";
+const std::string fileSuffix = ".data";
 constexpr std::uint64_t largestFile = 64'000'000;  // more than any may be
 
 Fault absentContainer(const std::string& path) {
@@ -55,12 +60,22 @@ std::optional<Fault> containerFault(const std::string& path) {
     return Fault{path + " is no folder", "move it away and start the main application"};
   if (status.st_uid != ::geteuid())
     return Fault{"the shared folder belongs to another user: " + path,
-                 "as root: chown -R " + std::to_string(::geteuid()) + " " + path};
+                 "as root: chown -R " + std::to_string(::geteuid()) + " " + shellWord(path)};
   if ((status.st_mode & (S_IWGRP | S_IWOTH)) != 0)
-    return Fault{"others may write to the shared folder " + path, "run: chmod 700 " + path};
-  if (::access(path.c_str(), R_OK | W_OK | X_OK) != 0)
-    return Fault{"not permitted to write to the shared folder " + path, "run: chmod 700 " + path};
+    return Fault{"others may write to the shared folder " + path,
+                 "run: chmod 700 " + shellWord(path)};
+  if (::access(path.c_str(), R_OK | W_OK | X_OK) != 0) {
+    if (errno == EROFS) return storageFault(path);
+    return Fault{"not permitted to write to the shared folder " + path,
+                 "run: chmod 700 " + shellWord(path)};
+  }
   return std::nullopt;
+}
+
+std::string replyFileName(const std::string& host) {
+  std::string name = replyPrefix;
+  name.append(host).append(fileSuffix);
+  return name;
 }
 
 bool waitForLock(File& file, std::chrono::milliseconds patience) {
@@ -130,13 +145,35 @@ std::vector<ExchangeFileFacts> exchangeFilesIn(const std::string& container,
   std::error_code failed;
   for (const auto& entry : fs::directory_iterator(container + "/Data", failed)) {
     const std::string name = entry.path().filename();
-    if (name.starts_with("Exchange") && name.ends_with(".data")) paths.push_back(entry.path());
+    if (name.starts_with("Exchange") && name.ends_with(fileSuffix)) paths.push_back(entry.path());
   }
   std::sort(paths.begin(), paths.end());  // "Request" comes before "Response"
   std::vector<ExchangeFileFacts> result;
   result.reserve(paths.size());
   for (const fs::path& path : paths) result.push_back(factsOf(path, patience));
   return result;
+}
+
+LinkEnds linkEndsAmong(const std::vector<Platform::NotificationObserver>& observers) {
+  const std::string request =
+      std::string(Configuration::MainAppBundleIdentifier) + ".DARWIN_NOTIFICATION.exchange";
+  LinkEnds ends;
+  for (const auto& observer : observers) {
+    if (observer.name == request && !observer.isGone) ends.application = observer.process;
+    if (observer.name.starts_with(request + "."))
+      ends.hosts[replyFileName(observer.name.substr(request.size() + 1))] = observer;
+  }
+  return ends;
+}
+
+LinkEnds linkEndsIn(const std::string& container) {
+  const auto observers = Platform::notificationObservers(container);
+  return observers ? linkEndsAmong(observers.value()) : LinkEnds();
+}
+
+bool isLeftReply(const std::string& name, const LinkEnds& ends) {
+  const auto host = ends.hosts.find(name);
+  return name.starts_with(replyPrefix) && (host == ends.hosts.end() || host->second.isGone);
 }
 
 Result<int> runningInstances(const std::string& container) {

@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <string>
 #include <vector>
@@ -35,6 +36,21 @@ struct ExchangeFileFacts {
 /// of each for `patience`, and holds it while it counts.
 std::vector<ExchangeFileFacts> exchangeFilesIn(const std::string& container,
                                                std::chrono::milliseconds patience);
+
+/// The processes at both ends of the link, going by the notifications that they observe.
+struct LinkEnds {
+  std::map<std::string, Platform::NotificationObserver> hosts;  ///< by the name of their reply file
+  pid_t application = 0;                                        ///< 0: none observes requests
+};
+
+/// Who is there. A host that was killed may be among them; it is marked as gone.
+LinkEnds linkEndsAmong(const std::vector<Platform::NotificationObserver>& observers);
+
+/// Likewise, of `container`; nobody when that can't be read.
+LinkEnds linkEndsIn(const std::string& container);
+
+/// Whether the exchange file `name` holds replies to a host that is not there any more.
+bool isLeftReply(const std::string& name, const LinkEnds& ends);
 
 /// The name of the file of requests.
 extern const char* const requestFileName;

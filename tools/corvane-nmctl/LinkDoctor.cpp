@@ -7,6 +7,7 @@
 #include <limits>
 #include <vector>
 
+#include "Platform/ApplicationLauncher.h"
 #include "Platform/GroupSettings.h"
 #include "SharedComponents/Configuration.h"
 #include "SharedComponents/GroupContainer.h"
@@ -14,6 +15,7 @@
 #include "tools/corvane-nmctl/Lookup.h"
 #include "tools/corvane-nmctl/ManifestCheck.h"
 #include "tools/corvane-nmctl/Output.h"
+#include "tools/corvane-nmctl/Storage.h"
 #include "tools/corvane-nmctl/Trial.h"
 #include "tools/corvane-nmctl/Ways.h"
 
@@ -25,8 +27,13 @@ using namespace std::chrono_literals;
 constexpr auto longestLock = 1s;
 constexpr std::size_t searchedLogLines = 2000;
 constexpr std::size_t shownErrors = 3;
+constexpr auto promptAnswer = 1s;
 constexpr char startApplication[] = "start the main application";
 constexpr char startAgain[] = "end the main application and start it again";
+
+Result<Done> isStartable() {
+  return Platform::ApplicationLauncher::check(Configuration::MainAppBundleIdentifier);
+}
 
 Finding examineSettings(const std::string& container) {
   const std::string subject = "settings";
@@ -36,10 +43,11 @@ Finding examineSettings(const std::string& container) {
   if (const auto fault = fileFault(file, F_OK); !settings && fault)
     return Finding::wrong(subject, "they can't be read: " + fault->cause, fault->mend);
   if (!settings)
-    return Finding::wrong(subject, "they can't be read: " + settings.failure().text,
-                          settings.failure().cause == FailureCause::notPermitted
-                              ? "run: chmod 600 " + file
-                              : "move " + file + " away and start the main application again");
+    return Finding::wrong(
+        subject, "they can't be read: " + settings.failure().text,
+        settings.failure().cause == FailureCause::notPermitted
+            ? "run: chmod 600 " + shellWord(file)
+            : "move " + shellWord(file) + " away and start the main application again");
   const std::int64_t level = settings->integer(GroupContainer::logLevelKey);
   if (level < 0 || level > std::numeric_limits<std::uint32_t>::max())
     return Finding::wrong(subject, "the log level is out of range: " + std::to_string(level),
@@ -66,8 +74,9 @@ void examineExchangeFiles(const std::string& container, bool isRunning, Findings
     else if (!file.problem.empty())
       wrong(file.name + " can't be looked at: " + file.problem, startAgain);
     else if (file.isLocked)
-      wrong("another program has held the lock of " + file.name + " for more than 1 s",
-            "end that program; to find it: fuser -v " + container + "/Data/" + file.name);
+      wrong(
+          "another program has held the lock of " + file.name + " for more than 1 s",
+          "end that program; to find it: fuser -v " + shellWord(container + "/Data/" + file.name));
     else if (file.isDamaged && file.name == requestFileName)
       wrong(file.name + " ends in what is no record", "start the main application again");
   }
@@ -76,13 +85,29 @@ void examineExchangeFiles(const std::string& container, bool isRunning, Findings
         Finding::good(subject, std::to_string(files.size()) + " there, none locked"));
 }
 
+/// Why it counts as one that does not run.
+Finding examineAbsentApplication(const std::string& container) {
+  const std::string subject = "main application";
+  if (const pid_t process = linkEndsIn(container).application; process != 0)
+    return Finding::wrong(subject,
+                          "it runs as process " + std::to_string(process) +
+                              ", but its registration is missing, so that hosts do not see it",
+                          startAgain);
+  if (const auto startable = isStartable(); !startable)
+    return Finding::wrong(
+        subject, "it does not run, and browsers can't start it: " + startable.failure().text,
+        "install the main application again, then start it");
+  return Finding::wrong(subject, "it does not run", startApplication);
+}
+
 Finding examineApplication(const std::string& container, const std::string& hostPath) {
   const std::string subject = "main application";
   if (const auto instances = runningInstances(container); instances && *instances == 0)
-    return Finding::wrong(subject, "it does not run", startApplication);
+    return examineAbsentApplication(container);
   if (const auto fault = programFault(hostPath, "install the package again"))
     return Finding::wrong(subject, "it runs, but can't be asked: " + fault->cause, fault->mend);
-  const Trial trial = tryHost(hostPath, {extensionFor(ManifestFormat::chromium)}, true);
+  const Trial trial =
+      tryHost(hostPath, {extensionFor(ManifestFormat::chromium)}, {.asksForState = true});
   if (trial.fault)
     return Finding::wrong(subject, "it runs, but can't be asked: " + trial.fault->cause,
                           trial.fault->mend);
@@ -91,20 +116,29 @@ Finding examineApplication(const std::string& container, const std::string& host
                           startAgain);
   if (!trial.isApplicationSeen)
     return Finding::wrong(subject, "it runs, but does not answer", startAgain);
-  return Finding::good(subject, "it runs and answers");
+  if (const auto startable = isStartable(); !startable)
+    return Finding::wrong(subject,
+                          "it runs, but browsers could not start it: " + startable.failure().text,
+                          "install the main application again");
+  return Finding::good(subject, trial.delay > promptAnswer
+                                    ? "it runs, but answers only after " + seconds(trial.delay)
+                                    : "it runs and answers");
 }
 
-void examineLogs(const std::string& container, Findings& findings) {
+void examineLogs(const std::string& container, const OwnTrials& trials, Findings& findings) {
   const std::string subject = "logs";
   const std::string folder = logFolderIn(container);
-  if (const auto fault = faultOf(Way::logs, container)) {
+  auto fault = faultOf(Way::logs, container);
+  if (!fault) fault = storageFault(folder);
+  if (fault) {
     findings.push_back(Finding::wrong(subject, fault->cause, fault->mend));
     return;
   }
   findings.push_back(Finding::good(subject, "they can be written"));
   std::vector<std::string> errors;
-  for (std::string& line : lastLogLines(folder, searchedLogLines))
-    if (tellsOfError(line)) errors.push_back(std::move(line));
+  for (LogRecord& record : lastLogLines(folder, searchedLogLines))
+    if (record.level == DDLogFlag::error && !trials.cover(record.time))
+      errors.push_back(std::move(record.text));
   const std::size_t skipped = errors.size() - std::min(errors.size(), shownErrors);
   for (std::size_t i = skipped; i < errors.size(); ++i)
     findings.push_back(Finding::note(subject, "error: " + printable(errors[i])));
@@ -128,13 +162,18 @@ Findings examineFoundations(const Container& container) {
   if (isOpen(Way::settings)) findings.push_back(examineSettings(container.path));
   const auto instances = showsApplication ? runningInstances(container.path) : 0;
   const bool isRunning = instances && *instances > 0;
-  if (isOpen(Way::data)) examineExchangeFiles(container.path, isRunning, findings);
+  if (isOpen(Way::data)) {
+    if (const auto fault = storageFault(container.path + "/Data"))
+      findings.push_back(Finding::wrong(subject, fault->cause, fault->mend));
+    examineExchangeFiles(container.path, isRunning, findings);
+  }
   return findings;
 }
 
-Findings examineApplicationAndLogs(const Container& container, const std::string& hostPath) {
+Findings examineApplicationAndLogs(const Container& container, const std::string& hostPath,
+                                   const OwnTrials& trials) {
   Findings findings{examineApplication(container.path, hostPath)};
-  examineLogs(container.path, findings);
+  examineLogs(container.path, trials, findings);
   return findings;
 }
 

@@ -6,19 +6,14 @@
 
 namespace corvane::Nmctl {
 
-std::vector<std::string> lastLogLines(const std::string& folder, std::size_t count) {
-  std::vector<std::string> result;
-  const std::vector<LogRecord> records = LogStream(folder).takeNew();
-  for (auto record = records.rbegin(); record != records.rend() && result.size() < count; ++record)
-    if (!record->isContinued) result.push_back(record->text.substr(0, record->text.find('\n')));
-  std::reverse(result.begin(), result.end());
-  return result;
-}
-
-bool tellsOfError(const std::string& line) {
-  LogRecord record;
-  record.text = line;
-  return levelOf(record.message()) == DDLogFlag::error;
+std::vector<LogRecord> lastLogLines(const std::string& folder, std::size_t count) {
+  std::vector<LogRecord> records = LogStream(folder).takeNew();
+  std::erase_if(records, [](const LogRecord& record) { return record.isContinued; });
+  records.erase(records.begin(),
+                records.end() - static_cast<std::ptrdiff_t>(std::min(records.size(), count)));
+  for (LogRecord& record : records)
+    record.text.resize(std::min(record.text.find('\n'), record.text.size()));
+  return records;
 }
 
 }  // namespace corvane::Nmctl

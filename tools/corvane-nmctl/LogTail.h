@@ -4,13 +4,11 @@
 #include <string>
 #include <vector>
 
+#include "tools/corvane-nmctl/LogRecord.h"
+
 namespace corvane::Nmctl {
 
-/// The last `count` lines of the logs in `folder`, oldest first; none when there are none. Lines
-/// that are no log lines (the further lines of a text with several) are left out.
-std::vector<std::string> lastLogLines(const std::string& folder, std::size_t count);
-
-/// Whether a log line tells of an error, going by its words: the lines do not bear their level.
-bool tellsOfError(const std::string& line);
+/// The last `count` records of the logs in `folder`, oldest first, each with its first line only.
+std::vector<LogRecord> lastLogLines(const std::string& folder, std::size_t count);
 
 }  // namespace corvane::Nmctl

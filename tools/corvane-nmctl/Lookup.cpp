@@ -9,6 +9,7 @@
 
 #include "tools/corvane-nmctl/Manifest.h"
 #include "tools/corvane-nmctl/ManifestCheck.h"
+#include "tools/corvane-nmctl/Output.h"
 #include "tools/corvane-nmctl/WholeFile.h"
 
 namespace corvane::Nmctl {
@@ -37,21 +38,29 @@ std::string registering(const Browser& browser) {
 
 std::string movingAway(const Candidate& candidate, const Browser& browser) {
   if (!candidate.isUsers)
-    return "install the package again, or remove " + candidate.path + " (as root)";
-  return "move " + candidate.path + " away, then run: " + registering(browser);
+    return "install the package again, or remove " + shellWord(candidate.path) + " (as root)";
+  return "move " + shellWord(candidate.path) + " away, then run: " + registering(browser);
+}
+
+/// What stands in the way of the folder `path`: it, or one above it, is no folder. "" when nothing.
+std::string obstacleTo(std::string path) {
+  struct stat status = {};
+  while (!path.empty() && ::stat(path.c_str(), &status) != 0) path.resize(path.rfind('/'));
+  return path.empty() || S_ISDIR(status.st_mode) ? "" : path;
 }
 
 /// What mends a manifest that the browser does not take, or that names a program that is no good.
 std::string mendFor(const Candidate& candidate, const Browser& browser,
                     const Surroundings& surroundings) {
   using State = FoundManifest::State;
-  const State state = findManifest(candidate.path, browser.format, surroundings.hostPath).state;
-  if (state == State::current) return "install the package again";
-  if (!candidate.isUsers || (state != State::outdated && state != State::usable))
+  const FoundManifest found = findManifest(candidate.path, browser.format, surroundings.hostPath);
+  if (found.isAsWritten) return "install the package again";
+  const bool isRepaired = found.state == State::outdated || found.state == State::damaged;
+  if (!candidate.isUsers || (!isRepaired && found.state != State::usable))
     return movingAway(candidate, browser);
   if (::access(surroundings.hostPath.c_str(), X_OK) != 0)
     return "install the package again, then run: " + registering(browser);
-  return "run: " + (state == State::outdated ? "corvane-nmctl repair" : registering(browser));
+  return "run: " + (isRepaired ? "corvane-nmctl repair" : registering(browser));
 }
 
 Fault absence(const Browser& browser, const Policies& policies, const Surroundings& surroundings) {
@@ -66,6 +75,10 @@ Fault absence(const Browser& browser, const Policies& policies, const Surroundin
     return {"the host is not registered for all users, and a policy lets no user register hosts",
             "install the package"};
   }
+  for (const std::string_view folder : browser.userFolders)
+    if (const std::string path = obstacleTo(surroundings.expanded(folder)); !path.empty())
+      return {"the host is not registered: " + path + " is no folder",
+              "move " + shellWord(path) + " away, then run: " + registering(browser)};
   return {
       "the host is not registered: there is no " + manifestFileName() + " where the browser looks",
       "run: " + registering(browser)};
@@ -81,18 +94,20 @@ bool isPassedOver(const std::string& path) {
 
 /// Looks at one candidate. Nothing when it is not there.
 std::optional<Lookup> look(const Candidate& candidate, const Browser& browser,
-                           const Surroundings& surroundings) {
+                           const Surroundings& surroundings, const std::string& identifier) {
   const std::string& path = candidate.path;
+  Lookup result;
+  result.manifestPath = path;
+  const auto failing = [&](const std::string& cause, const std::string& mend) {
+    result.fault = Fault{cause, mend};
+    return result;
+  };
   const auto fault = [&](const std::string& cause) {
-    return Lookup{
-        path, {}, {}, Fault{path + ": " + cause, mendFor(candidate, browser, surroundings)}};
+    return failing(path + ": " + cause, mendFor(candidate, browser, surroundings));
   };
   const auto refusal = [&](const char* deed, const char* what) {
-    return Lookup{path,
-                  {},
-                  {},
-                  Fault{std::string("not permitted to ") + deed + " " + path,
-                        std::string("let this user read ") + what}};
+    return failing(std::string("not permitted to ") + deed + " " + path,
+                   std::string("let this user read ") + what);
   };
   struct stat status = {};
   if (::stat(path.c_str(), &status) != 0) {
@@ -104,24 +119,35 @@ std::optional<Lookup> look(const Candidate& candidate, const Browser& browser,
   if (::access(path.c_str(), R_OK) != 0) return refusal("read", "it");
   const auto text = readWhole(resolvedPath(path));
   if (!text) return fault(text.failure().text);
-  const CheckedManifest checked = checkManifest(browser.format, text.value());
+  const auto wanted = allowanceOf(browser.format, identifier);
+  const CheckedManifest checked = checkManifest(browser.format, text.value(), wanted.value_or(""));
   if (checked.fault) return fault(*checked.fault);
+  if (checked.refusal && wanted)
+    return failing(path + ": " + *checked.refusal,
+                   "run: " + registering(browser) + " --extension " + shellWord(identifier));
   if (checked.refusal) return fault(*checked.refusal);
-  return Lookup{path, checked.hostPath, mendFor(candidate, browser, surroundings), std::nullopt};
+  result.hostPath = checked.hostPath;
+  result.extension = wanted.value_or(extensionFor(browser.format));
+  result.others = otherAllowances(browser.format, text.value());
+  std::erase(result.others, result.extension);
+  result.renewal = mendFor(candidate, browser, surroundings);
+  return result;
 }
 
 }  // namespace
 
-Lookup lookUp(const Browser& browser, const Policies& policies, const Surroundings& surroundings) {
-  if (policies.forbidHost)
-    return {{},
-            {},
-            {},
-            Fault{"a policy forbids the host: NativeMessagingBlocklist in " + policies.hostFile,
-                  "ask the administrator to take the host off the list in that file"}};
+Lookup lookUp(const Browser& browser, const Policies& policies, const Surroundings& surroundings,
+              const std::string& identifier) {
+  Lookup none;
+  if (policies.forbidHost) {
+    none.fault =
+        Fault{"a policy forbids the host: NativeMessagingBlocklist in " + policies.hostFile,
+              "ask the administrator to take the host off the list in that file"};
+    return none;
+  }
   std::optional<Lookup> first;
   for (const Candidate& candidate : candidatesFor(browser, policies, surroundings)) {
-    std::optional<Lookup> found = look(candidate, browser, surroundings);
+    std::optional<Lookup> found = look(candidate, browser, surroundings, identifier);
     if (!found) continue;
     const bool takesFirst =
         browser.format == ManifestFormat::chromium && !isPassedOver(candidate.path);
@@ -129,7 +155,8 @@ Lookup lookUp(const Browser& browser, const Policies& policies, const Surroundin
     if (!first) first = std::move(found);
   }
   if (first) return *first;
-  return {{}, {}, {}, absence(browser, policies, surroundings)};
+  none.fault = absence(browser, policies, surroundings);
+  return none;
 }
 
 std::optional<Fault> programFault(const std::string& path, const std::string& renewal) {
@@ -142,9 +169,14 @@ std::optional<Fault> programFault(const std::string& path, const std::string& re
   }
   if (S_ISDIR(status.st_mode))
     return Fault{"a folder is where the host should be: " + path, renewal};
-  if (::access(path.c_str(), X_OK) != 0)
-    return Fault{"not permitted to run the host, " + path, "run: chmod 755 " + path};
-  return std::nullopt;
+  if (::access(path.c_str(), X_OK) == 0) return std::nullopt;
+  constexpr mode_t anyone = S_IXUSR | S_IXGRP | S_IXOTH;
+  if ((status.st_mode & anyone) == anyone)  // so it is not the file's rights
+    return Fault{"the host is where no program may run (a file system mounted noexec): " + path,
+                 "mount it with exec (findmnt -T " + shellWord(path) +
+                     " shows it), or install the "
+                     "package elsewhere"};
+  return Fault{"not permitted to run the host, " + path, "run: chmod 755 " + shellWord(path)};
 }
 
 }  // namespace corvane::Nmctl

@@ -45,8 +45,8 @@ std::optional<std::string> brokenness(ManifestFormat format, std::string_view te
 }
 
 FoundManifest classified(std::string_view text, ManifestFormat format, std::string_view hostPath) {
-  const auto value = parseJson(text);
-  if (!value) return {State::foreign, "it is not JSON: " + value.failure().text, {}};
+  const auto value = readManifest(format, text);
+  if (!value) return {State::damaged, "it is not JSON: " + value.failure().text, {}};
   const JsonObject* object = value.value().if_object();
   const auto* name = object == nullptr ? nullptr : findString(*object, "name");
   if (name == nullptr || *name != Product::hostName)
@@ -55,9 +55,10 @@ FoundManifest classified(std::string_view text, ManifestFormat format, std::stri
   const std::string host = path == nullptr ? "" : std::string(*path);
   if (!isHostFile(host)) return {State::foreign, "it names another program", host};
   const auto others = otherAllowances(format, text);
-  if (text == manifestText(format, hostPath, others)) return {State::current, {}, host, others};
+  const bool isAsWritten = text == manifestText(format, hostPath, others);
   if (const auto broken = brokenness(format, text, host))
-    return {State::outdated, *broken, host, others};
+    return {State::outdated, *broken, host, others, isAsWritten};
+  if (isAsWritten) return {State::current, {}, host, others, true};
   return {State::usable, "it is not what this version writes", host, others};
 }
 
@@ -102,6 +103,8 @@ std::string_view nameOf(State state) {
       return "usable";
     case State::outdated:
       return "outdated";
+    case State::damaged:
+      return "damaged";
     case State::foreign:
       return "foreign";
     case State::notPermitted:

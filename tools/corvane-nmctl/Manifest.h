@@ -23,9 +23,10 @@ std::string manifestFileName();
 struct FoundManifest {
   enum class State {
     absent,
-    current,       ///< ours, and byte by byte what would be written now, but for `others`
+    current,       ///< ours, as it would be written now, and the host that it names is there
     usable,        ///< ours and not what would be written now, but as good
     outdated,      ///< ours, but browsers refuse it, or the host that it names is missing
+    damaged,       ///< no JSON, as when it was cut off: moved aside before one is written
     foreign,       ///< not ours: nobody here touches it
     notPermitted,  ///< it can't be said, as the system lets nobody look
   };
@@ -34,17 +35,18 @@ struct FoundManifest {
   std::string reason;    ///< for people: why it is foreign or outdated, or what the system said
   std::string hostPath;  ///< of ours: the program that it names
   std::vector<std::string> others = {};  ///< of ours: what it allows beside our extensions
+  bool isAsWritten = false;  ///< byte by byte what would be written now, but for `others`
 };
 
 /// Looks at the file `path`, compares it with a manifest of `format` for `hostPath`. Ours is a
 /// regular file, no link, that holds a JSON object with the host's name as "name" and, as "path", a
-/// program called as the host is, in whatever folder: what this or an older installation wrote. A
-/// file that can't be read as JSON is not ours: it may be somebody's unfinished work.
+/// program called as the host is, in whatever folder: what this or an older installation wrote.
+/// Comments are allowed where the browser allows them.
 FoundManifest findManifest(const std::string& path, ManifestFormat format,
                            std::string_view hostPath);
 
-/// One word for people and programs: "absent", "current", "usable", "outdated", "foreign", "not
-/// permitted".
+/// One word for people and programs: "absent", "current", "usable", "outdated", "damaged",
+/// "foreign", "not permitted".
 std::string_view nameOf(FoundManifest::State state);
 
 }  // namespace corvane::Nmctl

@@ -83,8 +83,9 @@ const char* listKey(ManifestFormat format) {
   return format == ManifestFormat::chromium ? "allowed_origins" : "allowed_extensions";
 }
 
-/// Checks the list of extensions, and whether one of ours is in it.
-void checkAllowed(ManifestFormat format, const JsonObject& object, CheckedManifest& result) {
+/// Checks the list of extensions, and whether `extension` is in it, or one of ours when it is "".
+void checkAllowed(ManifestFormat format, const JsonObject& object, const std::string& extension,
+                  CheckedManifest& result) {
   const bool isChromium = format == ManifestFormat::chromium;
   const char* key = listKey(format);
   const JsonValue* list = object.if_contains(key);
@@ -92,7 +93,7 @@ void checkAllowed(ManifestFormat format, const JsonObject& object, CheckedManife
     result.fault = "\"" + std::string(key) + "\" is missing, empty or no list";
     return;
   }
-  const std::vector<std::string> wanted = allowedFor(format);
+  const auto wanted = extension.empty() ? allowedFor(format) : std::vector{extension};
   bool isListed = false;
   for (const JsonValue& item : list->as_array()) {
     const auto* allowed = item.if_string();
@@ -107,7 +108,8 @@ void checkAllowed(ManifestFormat format, const JsonObject& object, CheckedManife
                  return one == own || (isChromium && one == own + "*");
                });
   }
-  if (!isListed) result.refusal = "it does not allow our extension, " + wanted.front();
+  const std::string which = extension.empty() ? "our extension, " : "the extension ";
+  if (!isListed) result.refusal = "it does not allow " + which + wanted.front();
 }
 
 std::optional<std::string> unknownKey(const JsonObject& object) {
@@ -121,13 +123,13 @@ std::optional<std::string> unknownKey(const JsonObject& object) {
   return std::nullopt;
 }
 
-Result<JsonValue> parsed(ManifestFormat format, std::string_view text) {
+}  // namespace
+
+Result<JsonValue> readManifest(ManifestFormat format, std::string_view text) {
   if (text.starts_with(byteOrderMark)) text.remove_prefix(byteOrderMark.size());
   if (format == ManifestFormat::chromium) return parseLeniently(text, FinalCommas::refused);
   return parseJson(text);
 }
-
-}  // namespace
 
 std::string extensionFor(ManifestFormat format) {
   return allowedFor(format).front();
@@ -145,7 +147,7 @@ std::optional<std::string> allowanceOf(ManifestFormat format, const std::string&
 
 std::vector<std::string> otherAllowances(ManifestFormat format, std::string_view text) {
   std::vector<std::string> result;
-  const auto value = parsed(format, text);
+  const auto value = readManifest(format, text);
   const JsonObject* object = value ? value.value().if_object() : nullptr;
   const JsonValue* list = object == nullptr ? nullptr : object->if_contains(listKey(format));
   if (list == nullptr || !list->is_array()) return result;
@@ -161,10 +163,11 @@ std::vector<std::string> otherAllowances(ManifestFormat format, std::string_view
   return result;
 }
 
-CheckedManifest checkManifest(ManifestFormat format, std::string_view text) {
+CheckedManifest checkManifest(ManifestFormat format, std::string_view text,
+                              const std::string& extension) {
   CheckedManifest result;
   const bool isChromium = format == ManifestFormat::chromium;
-  const auto value = parsed(format, text);
+  const auto value = readManifest(format, text);
   if (!value || !value.value().is_object()) {
     result.fault = "it is not JSON: " + (value ? "no object" : value.failure().text);
     return result;
@@ -187,7 +190,7 @@ CheckedManifest checkManifest(ManifestFormat format, std::string_view text) {
   } else if (!isChromium) {
     fault = unknownKey(object);
   }
-  if (!fault) checkAllowed(format, object, result);
+  if (!fault) checkAllowed(format, object, extension, result);
   return result;
 }
 

@@ -5,6 +5,8 @@
 #include <string_view>
 #include <vector>
 
+#include "Base/Json.h"
+#include "Base/Result.h"
 #include "tools/corvane-nmctl/Browsers.h"
 
 namespace corvane::Nmctl {
@@ -18,8 +20,14 @@ struct CheckedManifest {
 };
 
 /// Reads it by the rules of its format: those of the browsers themselves, measured where they
-/// differ.
-CheckedManifest checkManifest(ManifestFormat format, std::string_view text);
+/// differ. `extension`, as `allowanceOf` gives it, is the one that is to be allowed; without it,
+/// one of ours is.
+CheckedManifest checkManifest(ManifestFormat format, std::string_view text,
+                              const std::string& extension = {});
+
+/// The JSON value that a browser of the format finds in `text`: Chromium takes comments, both take
+/// a byte order mark.
+Result<JsonValue> readManifest(ManifestFormat format, std::string_view text);
 
 /// The extension `identifier` as a manifest of the format allows it: "chrome-extension://ID/", or
 /// "ID". Nothing when it is no identifier of such a browser's.

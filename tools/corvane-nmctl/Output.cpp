@@ -58,6 +58,16 @@ std::string printable(std::string_view text) {
   return result;
 }
 
+std::string shellWord(std::string_view text) {
+  constexpr std::string_view plain =
+      "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789/._-+:@%,=";
+  if (!text.empty() && text.find_first_not_of(plain) == std::string_view::npos)
+    return std::string(text);
+  std::string result = "'";
+  for (const char c : text) result += c == '\'' ? std::string("'\\''") : std::string(1, c);
+  return result + "'";
+}
+
 std::string octal(mode_t mode) {
   char text[8];
   std::snprintf(text, sizeof text, "%04o", static_cast<unsigned>(mode));

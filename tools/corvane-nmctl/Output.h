@@ -73,6 +73,9 @@ class Output {
 /// so that no file name can do anything to a terminal.
 std::string printable(std::string_view text);
 
+/// `text` as one word of a command that people copy into a shell: in single quotes, if need be.
+std::string shellWord(std::string_view text);
+
 /// The permissions `mode` as four octal digits.
 std::string octal(mode_t mode);
 

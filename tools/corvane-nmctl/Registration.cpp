@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdio>
 #include <filesystem>
 
 #include "Platform/File.h"
@@ -86,6 +87,20 @@ Result<FoundManifest> ownAt(const Place& place, const Surroundings& surroundings
   return found;
 }
 
+/// A name beside `path` that is free.
+std::string asideOf(const std::string& path) {
+  std::string result = path + ".broken";
+  struct stat status = {};
+  for (int i = 2; ::lstat(result.c_str(), &status) == 0; ++i)
+    result = path + ".broken." + std::to_string(i);
+  return result;
+}
+
+Result<Done> rename(const std::string& from, const std::string& to) {
+  if (std::rename(from.c_str(), to.c_str()) == 0) return Done{};
+  return Platform::failureFromErrno("rename", from);
+}
+
 }  // namespace
 
 std::string Place::titles() const {
@@ -142,7 +157,9 @@ Result<Plan> planFor(const Place& place, const Surroundings& surroundings,
   }
   // Ours are among the identifiers perhaps, and need not be allowed twice.
   others = otherAllowances(place.format, manifestText(place.format, surroundings.hostPath, others));
-  if (found->state == FoundManifest::State::current && others == found->others) return plan;
+  plan.others = others;
+  if (found->isAsWritten && others == found->others) return plan;
+  if (found->state == FoundManifest::State::damaged) plan.aside = asideOf(place.path());
   plan.folders = MadeFolders::missing(place.folder);
   plan.folderMode = folderModeFor(place);
   for (const std::string& folder : plan.folders)
@@ -155,6 +172,8 @@ Result<Plan> planFor(const Place& place, const Surroundings& surroundings,
 Result<Done> carryOut(const Plan& plan, const Place& place) {
   if (plan.files.empty()) return Done{};
   if (auto made = MadeFolders::make(place.folder, plan.folderMode); !made) return made;
+  if (!plan.aside.empty())
+    if (auto moved = rename(place.path(), plan.aside); !moved) return moved;
   const Plan::NewFile& manifest = plan.files.back();
   auto written = replaceFile(manifest.path, manifest.text, manifest.mode);
   if (!written) MadeFolders::remove(place.folder);
@@ -168,7 +187,10 @@ Result<bool> unregisterAt(const Place& place, const Surroundings& surroundings) 
   }
   const auto found = ownAt(place, surroundings);
   if (!found) return found.failure();
-  if (auto removed = Platform::removeFile(place.path()); !removed) return removed.failure();
+  const auto removed = found->state == FoundManifest::State::damaged
+                           ? rename(place.path(), asideOf(place.path()))
+                           : Platform::removeFile(place.path());
+  if (!removed) return removed.failure();
   sweep(place);
   return true;
 }

@@ -15,7 +15,8 @@ namespace corvane::Nmctl {
 /// Which places a command is to deal with, as the command line says it.
 struct Selection {
   std::vector<std::string> browsers;  ///< names of the table; none: as the command decides
-  std::string folder;                 ///< this one instead of those of the table; "": theirs
+  std::string folder = {};            ///< this one instead of those of the table; "": theirs
+  std::string extension = {};  ///< the identifier of the one that is to use the host; "": ours
 };
 
 /// A place for one manifest; several browsers may read it.
@@ -51,20 +52,23 @@ struct Plan {
     mode_t mode;
   };
   std::vector<NewFile> files;  ///< that it would write; none when all is as it should be
+  std::string aside;  ///< where what is there now, which is damaged, goes first; "": nowhere
+  std::vector<std::string> others;  ///< what is allowed beside our extensions
 };
 
 /// Plans a registration that allows `identifiers`, as far as they are of the place's format, beside
 /// our extensions and what was allowed there before. Fails, and says who could do it, when the
 /// folder, or what there is of the way to it, belongs to another user, and when what is there is
-/// not ours.
+/// not ours. Does not look whether the host is there.
 Result<Plan> planFor(const Place& place, const Surroundings& surroundings,
                      const std::vector<std::string>& identifiers = {});
 
-/// Carries the plan out; the manifest last and by renaming.
+/// Carries the plan out; the manifest last and by renaming. What is damaged keeps its text under
+/// another name.
 Result<Done> carryOut(const Plan& plan, const Place& place);
 
-/// Takes our manifest away, and the folders that were made for it. False when there was none of
-/// ours. Fails as planFor does.
+/// Takes our manifest away, and the folders that were made for it; a damaged one is moved aside.
+/// False when there was none of ours. Fails as planFor does.
 Result<bool> unregisterAt(const Place& place, const Surroundings& surroundings);
 
 }  // namespace corvane::Nmctl

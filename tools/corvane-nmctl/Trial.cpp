@@ -1,7 +1,6 @@
 #include "tools/corvane-nmctl/Trial.h"
 
-#include <sys/wait.h>
-
+#include <algorithm>
 #include <utility>
 
 #include "tools/corvane-nmctl/Output.h"
@@ -12,8 +11,8 @@ namespace {
 using namespace std::chrono_literals;
 using Clock = HostProcess::Clock;
 
-constexpr auto answerLimit = 5s;
 constexpr auto endLimit = 5s;
+constexpr std::size_t shownBytes = 40;
 constexpr char reinstall[] = "install the package again";
 
 /// The last line that it wrote to standard error, or "".
@@ -33,24 +32,30 @@ Fault stopped(HostProcess& host) {
   return {cause, words.empty() ? reinstall : "mend what it says"};
 }
 
-Fault faultOf(const Failure& failure, HostProcess& host) {
+Fault faultOf(const Failure& failure, HostProcess& host, std::chrono::seconds limit) {
   if (failure.cause == FailureCause::wouldBlock)
-    return {"the host does not answer within 5 s",
+    return {"the host does not answer within " + std::to_string(limit.count()) + " s",
             "end the programs that hold its files, or " + std::string(reinstall)};
   if (failure.cause == FailureCause::notFound) return stopped(host);
   return {"the host writes what is no message: " + failure.text, reinstall};
 }
 
 /// The reply to the request `identifier`; what comes unasked before it is passed over.
-Result<JsonObject> ask(HostProcess& host, const JsonObject& request,
-                       const std::string& identifier) {
-  const auto end = Clock::now() + answerLimit;
+Result<JsonObject> ask(HostProcess& host, const JsonObject& request, const std::string& identifier,
+                       std::chrono::seconds limit, Trial& trial) {
+  const auto begin = Clock::now();
   if (!host.send(request)) return Failure{FailureCause::notFound, "it does not read"};
   for (;;) {
-    auto reply = host.receive(end);
+    auto reply = host.receive(begin + limit);
     if (!reply) return reply;
     const auto* answered = findString(reply.value(), "requestId");
-    if (answered != nullptr && *answered == identifier) return reply;
+    if (answered == nullptr)  // neither a reply nor a push
+      return Failure{FailureCause::malformed,
+                     printable(serializeJson(reply.value()).value_or("").substr(0, shownBytes))};
+    if (*answered != identifier) continue;
+    trial.delay = std::max(
+        trial.delay, std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - begin));
+    return reply;
   }
 }
 
@@ -76,21 +81,22 @@ void noteApplication(const JsonObject& reply, Trial& trial) {
   trial.applicationError = data == nullptr ? "an error" : printable(std::string(*data));
 }
 
-void askForState(HostProcess& host, Trial& trial) {
+void askForState(HostProcess& host, std::chrono::seconds limit, Trial& trial) {
   const std::string identifier = "corvane-nmctl 2";
-  const auto reply = ask(host, {{"type", "getCurrentAppState"}, {"id", identifier}}, identifier);
+  const auto reply =
+      ask(host, {{"type", "getCurrentAppState"}, {"id", identifier}}, identifier, limit, trial);
   if (reply)
     noteApplication(reply.value(), trial);
   else
-    trial.fault = faultOf(reply.failure(), host);
+    trial.fault = faultOf(reply.failure(), host, limit);
 }
 
-void greet(HostProcess& host, Trial& trial) {
+void greet(HostProcess& host, std::chrono::seconds limit, Trial& trial) {
   const std::string identifier = "corvane-nmctl 1";
-  const auto reply = ask(host, greeting(identifier), identifier);
+  const auto reply = ask(host, greeting(identifier), identifier, limit, trial);
   if (!reply) {
     trial.maybeFromLink = reply.failure().cause != FailureCause::malformed;
-    trial.fault = faultOf(reply.failure(), host);
+    trial.fault = faultOf(reply.failure(), host, limit);
     return;
   }
   trial.version = memberOf(reply.value(), "parameters", "version");
@@ -109,7 +115,8 @@ JsonObject greeting(const std::string& identifier) {
   return {{"type", "init"}, {"id", identifier}, {"parameters", {{"apiVersion", "1"}}}};
 }
 
-Trial tryHost(const std::string& path, std::vector<std::string> arguments, bool asksForState) {
+Trial tryHost(const std::string& path, std::vector<std::string> arguments,
+              const TrialOptions& options) {
   Trial trial;
   auto host = HostProcess::start(path, std::move(arguments));
   if (!host) {
@@ -119,12 +126,18 @@ Trial tryHost(const std::string& path, std::vector<std::string> arguments, bool 
                    reinstall};
     return trial;
   }
-  greet(host.value(), trial);
-  if (!trial.fault && trial.isApplicationSeen && asksForState) askForState(host.value(), trial);
+  greet(host.value(), options.limit, trial);
+  if (!trial.fault && trial.isApplicationSeen && options.asksForState)
+    askForState(host.value(), options.limit, trial);
   host->closeInput();
   if (!trial.fault && !host->waitForEnd(Clock::now() + endLimit))
     trial.fault = {"the host goes on for more than 5 s after the browser has left", reinstall};
   return trial;
+}
+
+std::string seconds(std::chrono::milliseconds duration) {
+  const auto tenths = (duration.count() + 50) / 100;
+  return std::to_string(tenths / 10) + "." + std::to_string(tenths % 10) + " s";
 }
 
 }  // namespace corvane::Nmctl

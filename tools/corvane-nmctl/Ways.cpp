@@ -3,9 +3,12 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <filesystem>
 
 #include "SharedComponents/Configuration.h"
+#include "tools/corvane-nmctl/Output.h"
+#include "tools/corvane-nmctl/Storage.h"
 
 namespace corvane::Nmctl {
 namespace {
@@ -40,8 +43,9 @@ Demand demandOf(Way way) {
 
 /// The mend where rights are missing: the owner's, or that of who may change the owner.
 std::string permitting(const struct stat& status, const char* mode, const std::string& path) {
-  if (status.st_uid == ::geteuid()) return std::string("run: chmod ") + mode + " " + path;
-  return "as root: chown -R " + std::to_string(::geteuid()) + " " + path;
+  if (status.st_uid == ::geteuid())
+    return std::string("run: chmod ") + mode + " " + shellWord(path);
+  return "as root: chown -R " + std::to_string(::geteuid()) + " " + shellWord(path);
 }
 
 std::optional<Fault> folderFault(const std::string& path, int rights, bool followsLink) {
@@ -58,6 +62,7 @@ std::optional<Fault> folderFault(const std::string& path, int rights, bool follo
   if (!S_ISDIR(status.st_mode))
     return Fault{path + " is no folder", "move it away and start the main application again"};
   if (::access(path.c_str(), rights) == 0) return std::nullopt;
+  if (errno == EROFS) return storageFault(path);
   const bool isReadable = ::access(path.c_str(), rights & ~W_OK) == 0;
   return Fault{(isReadable ? "not permitted to write to " : "not permitted to look into ") + path,
                permitting(status, "700", path)};
@@ -80,7 +85,7 @@ std::optional<Fault> faultOf(Way way, const std::string& container) {
 }
 
 std::optional<Fault> fileFault(const std::string& path, int rights) {
-  const std::string mend = "move " + path + " away and start the main application again";
+  const std::string mend = "move " + shellWord(path) + " away and start the main application again";
   struct stat status = {};
   if (::lstat(path.c_str(), &status) != 0) return std::nullopt;
   if (S_ISLNK(status.st_mode))

@@ -25,18 +25,6 @@ using Platform::File;
 constexpr std::size_t longestFile = 1 << 20;
 constexpr std::string_view partSuffix = ".new";  // behind ".PROCESS"
 
-/// Writes all of a new file, down to the disk. What can't be written whole is removed again.
-Result<Done> writeNew(const std::string& path, std::string_view text, mode_t mode) {
-  const auto file = File::open(path, File::Access::makeAppend);
-  if (!file) return file.failure();
-  const int descriptor = file.value().descriptor();
-  auto written = Platform::Descriptor::writeAll(descriptor, bytesOf(text));
-  if (written && (::fchmod(descriptor, mode) != 0 || ::fsync(descriptor) != 0))
-    written = Platform::failureFromErrno("write", path);
-  if (!written) ::unlink(path.c_str());
-  return written;
-}
-
 /// Writes into the device, pipe or the like that `path` leads to.
 Result<Done> writeInto(const std::string& path, std::string_view text) {
   const auto target = Platform::openAt(AT_FDCWD, path, O_WRONLY | O_NOCTTY);
@@ -78,9 +66,20 @@ std::string resolvedPath(const std::string& path) {
   return result;
 }
 
+Result<Done> writeNewFile(const std::string& path, std::string_view text, mode_t mode) {
+  const auto file = File::open(path, File::Access::makeAppend);
+  if (!file) return file.failure();
+  const int descriptor = file.value().descriptor();
+  auto written = Platform::Descriptor::writeAll(descriptor, bytesOf(text));
+  if (written && (::fchmod(descriptor, mode) != 0 || ::fsync(descriptor) != 0))
+    written = Platform::failureFromErrno("write", path);
+  if (!written) ::unlink(path.c_str());
+  return written;
+}
+
 Result<Done> replaceFile(const std::string& path, std::string_view text, mode_t mode) {
   const std::string part = path + "." + std::to_string(::getpid()) + std::string(partSuffix);
-  if (auto written = writeNew(part, text, mode); !written) return written;
+  if (auto written = writeNewFile(part, text, mode); !written) return written;
   if (std::rename(part.c_str(), path.c_str()) == 0) return Done{};
   auto failure = Platform::failureFromErrno("rename to", path);
   ::unlink(part.c_str());
@@ -88,7 +87,7 @@ Result<Done> replaceFile(const std::string& path, std::string_view text, mode_t 
 }
 
 Result<Done> writeOut(const std::string& path, std::string_view text, bool overwrites) {
-  auto written = writeNew(path, text, 0600);
+  auto written = writeNewFile(path, text, 0600);
   if (written || written.failure().cause != FailureCause::alreadyExists) return written;
   struct stat own = {};
   struct stat target = {};

@@ -15,6 +15,9 @@ Result<std::string> readWhole(const std::string& path);
 /// `path` with the links in it followed; as it is when it does not lead anywhere.
 std::string resolvedPath(const std::string& path);
 
+/// Writes a file that must not exist, down to the disk. Removes it again if that fails.
+Result<Done> writeNewFile(const std::string& path, std::string_view text, mode_t mode);
+
 /// Puts a file with `text` and `mode` at `path` by a renaming: who looks sees the old file or the
 /// new one, whole. What was written in part is taken away when it fails.
 Result<Done> replaceFile(const std::string& path, std::string_view text, mode_t mode);

@@ -30,9 +30,10 @@ class Machine : public ::testing::Test {
   }
 
   /// The beginning of what is found of `browser`: the state as a digit, and the cause.
-  std::string found(const char* browser) {
+  std::string found(const char* browser, const char* extension = "") {
     std::string result;
-    for (const Finding& finding : examineBrowsers({{browser}, {}}, surroundings_, false))
+    const Selection selection{{browser}, {}, extension};
+    for (const Finding& finding : examineBrowsers(selection, surroundings_, false))
       result += std::to_string(static_cast<int>(finding.state)) + finding.cause + "\n";
     return result;
   }
@@ -66,6 +67,8 @@ TEST_F(Machine, LooksWhereEachBrowserLooks) {
     testing::writeFile(root_ + path + std::string("/com.corvane.nm.json"),
                        manifestText(format, host));
   };
+  testing::writeFile(root_ + "/home/.config/chromium/NativeMessagingHosts", "");
+  EXPECT_NE(lookUpIn("chromium").find("NativeMessagingHosts is no folder"), std::string::npos);
   write("/etc/opt/chrome/native-messaging-hosts", ManifestFormat::chromium, "/chrome/corvane-nm");
   EXPECT_NE(lookUpIn("chromium").find("not registered"), std::string::npos);
   for (const char* browser : {"chrome", "chrome-beta", "edge", "brave", "opera"})
@@ -113,6 +116,10 @@ TEST_F(Machine, TellsHostsThatMisbehave) {
     return found("firefox");
   };
   EXPECT_EQ(found("firefox"), "1the host is missing: " + host + "\n");
+  EXPECT_NE(found("firefox", "one@own").find("does not allow the extension one@own"),
+            std::string::npos);
+  EXPECT_EQ(saysOf("printf '\\2\\0\\0\\0{}'; cat >/dev/null"),
+            "1the host writes what is no message: {}\n");
   EXPECT_EQ(saysOf("echo first >&2; echo why >&2; kill -9 $$"),
             "1the host stops before it answers (signal 9); it says: why\n");
   // What Firefox hands it, and where; its answer bears the version of another interface.

@@ -15,7 +15,9 @@ namespace fs = std::filesystem;
 /// A home of the test's own, with every browser of the table as good as installed.
 class Registration : public ::testing::Test {
  protected:
-  int run(std::vector<const char*> arguments, const std::string& host = "/opt/a \"b\"/corvane-nm") {
+  int run(std::vector<const char*> arguments) { return run(std::move(arguments), host("a \"b\"")); }
+
+  int run(std::vector<const char*> arguments, const std::string& host) {
     arguments.insert(arguments.begin(), "corvane-nmctl");
     Context context;
     context.surroundings.user = ::geteuid();
@@ -24,6 +26,14 @@ class Registration : public ::testing::Test {
     context.surroundings.systemRoot = home_ + "/system";
     context.surroundings.hostPath = host;
     return Nmctl::run(static_cast<int>(arguments.size()), arguments.data(), context);
+  }
+
+  /// A host in a folder of this name.
+  std::string host(const std::string& folder) {
+    std::string path = programs_.path() / folder / "corvane-nm";
+    testing::writeFile(path, "");
+    ::chmod(path.c_str(), 0755);
+    return path;
   }
 
   /// Everything in the home: what a file holds, "/" for a folder.
@@ -35,6 +45,7 @@ class Registration : public ::testing::Test {
   }
 
   const testing::TemporaryFolder folder_;
+  const testing::TemporaryFolder programs_;
   const std::string home_ = folder_.path();
   const std::string chromium_ =
       home_ + "/.config/chromium/NativeMessagingHosts/com.corvane.nm.json";
@@ -57,7 +68,8 @@ TEST_F(Registration, WritesWhatEachBrowserTakesAndLeavesNothing) {
   EXPECT_EQ(testing::contentOf(chromium_), R"({
   "name": "com.corvane.nm",
   "description": "Corvane native messaging host",
-  "path": "/opt/a \"b\"/corvane-nm",
+  "path": ")" + programs_.path().string() +
+                                               R"(/a \"b\"/corvane-nm",
   "type": "stdio",
   "allowed_origins": ["chrome-extension://akhimegbhhggkbgilhkhiaeccoacbkbe/"]
 }
@@ -76,17 +88,27 @@ TEST_F(Registration, WritesWhatEachBrowserTakesAndLeavesNothing) {
 }
 
 TEST_F(Registration, WritesByRenamingAndOnlyOverItsOwn) {
-  ASSERT_EQ(run({"register", "--browser", "chromium"}, "/old/corvane-nm"), 0);
+  ASSERT_EQ(run({"register", "--browser", "chromium"}, host("old")), 0);
   fs::create_hard_link(chromium_, home_ + "/kept");
+  fs::remove(host("old"));
+  EXPECT_EQ(run({"register", "--browser", "chromium"}, "/nowhere/corvane-nm"), 1);
+  EXPECT_EQ(run({"repair"}, "/nowhere/corvane-nm"), 1);
+  EXPECT_EQ(testing::contentOf(home_ + "/kept"), testing::contentOf(chromium_));
   ASSERT_EQ(run({"repair"}), 0);
   EXPECT_NE(testing::contentOf(home_ + "/kept"), testing::contentOf(chromium_));
+  const std::string written = testing::contentOf(chromium_);
+  testing::writeFile(chromium_, "{");
+  EXPECT_EQ(run({"repair"}), 0);
+  EXPECT_EQ(testing::contentOf(chromium_), written);
+  EXPECT_EQ(testing::contentOf(chromium_ + ".broken"), "{");
+  testing::writeFile(chromium_, "");
+  EXPECT_EQ(run({"unregister"}), 0);
+  EXPECT_FALSE(fs::exists(chromium_));
+  EXPECT_TRUE(fs::exists(chromium_ + ".broken.2"));
   const std::vector<std::string> foreign = {
-      "",
-      "{",
-      R"({"name":"com.corvane.nm"})",
-      R"({"name":"com.corvane.nm","path":"/usr/bin/wrapper"})",
+      R"({"name":"com.corvane.nm"})", R"({"name":"com.corvane.nm","path":"/usr/bin/wrapper"})",
       R"({"name":"com.corvane.other","path":"/usr/libexec/corvane-nm/corvane-nm"})",
-      R"({"name":"com.corvane.nm","path":"corvane-nm)" + std::string("\0\"}", 3)};
+      R"({"name":"com.corvane.nm","path":"corvane-nm\u0000"})"};
   for (const std::string& text : foreign) {
     SCOPED_TRACE(text);
     testing::writeFile(chromium_, text);
@@ -105,6 +127,7 @@ TEST_F(Registration, WritesByRenamingAndOnlyOverItsOwn) {
 TEST_F(Registration, RepairsWhatIsBrokenAndOfTheUser) {
   const std::string systems =
       home_ + "/system/etc/chromium/native-messaging-hosts/com.corvane.nm.json";
+  const std::string now = host("now");
   const std::string other = home_ + "/corvane-nm";
   testing::writeFile(other, "");
   testing::writeFile(systems, manifestText(ManifestFormat::chromium, "/gone/corvane-nm"));
@@ -112,18 +135,19 @@ TEST_F(Registration, RepairsWhatIsBrokenAndOfTheUser) {
   testing::writeFile(firefox_, manifestText(ManifestFormat::chromium, other));  // refused there
   ASSERT_EQ(
       run({"register", "--browser", "brave", "--extension", "ponmlkjihgfedcbaponmlkjihgfedcba"},
-          "/gone/corvane-nm"),
+          host("gone")),
       0);
+  fs::remove(host("gone"));
   auto expected = tree();
   const std::string brave =
       home_ + "/.config/BraveSoftware/Brave-Browser/NativeMessagingHosts/com.corvane.nm.json";
-  expected[brave] = manifestText(ManifestFormat::chromium, "/opt/corvane-nm",
+  expected[brave] = manifestText(ManifestFormat::chromium, now,
                                  {"chrome-extension://ponmlkjihgfedcbaponmlkjihgfedcba/"});
-  expected[firefox_] = manifestText(ManifestFormat::firefox, "/opt/corvane-nm");
-  EXPECT_EQ(run({"repair"}, "/opt/corvane-nm"), 0);
+  expected[firefox_] = manifestText(ManifestFormat::firefox, now);
+  EXPECT_EQ(run({"repair"}, now), 0);
   EXPECT_EQ(tree(), expected);
-  expected[systems] = manifestText(ManifestFormat::chromium, "/opt/corvane-nm");
-  EXPECT_EQ(run({"repair", "--system"}, "/opt/corvane-nm"), 0);
+  expected[systems] = manifestText(ManifestFormat::chromium, now);
+  EXPECT_EQ(run({"repair", "--system"}, now), 0);
   EXPECT_EQ(tree(), expected);
 }
 

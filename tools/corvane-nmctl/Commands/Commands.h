@@ -39,6 +39,9 @@ void addCheckMainApp(CLI::App& app, Context& context);
 /// The options --browser and --dir, which several commands share.
 void addSelection(CLI::App& command, Selection& selection);
 
+/// "", or why `identifier` is none of an extension, for CLI11.
+std::string isIdentifier(const std::string& identifier);
+
 /// Says why something failed, and makes the exit status say that something did. Where nothing else
 /// comes as JSON, that does in the end.
 void fail(Context& context, const std::string& why);

@@ -26,6 +26,8 @@ JsonObject jsonOf(const Row& row) {
                     {"state", JsonValue(nameOf(row.found.state))}};
   if (!row.found.hostPath.empty()) object["host"] = row.found.hostPath;
   if (!row.found.reason.empty()) object["reason"] = row.found.reason;
+  const auto& others = row.found.others;
+  if (!others.empty()) object["others"] = boost::json::array(others.begin(), others.end());
   return object;
 }
 
@@ -42,12 +44,16 @@ void print(Output& output, const std::vector<Row>& rows) {
   texts.reserve(rows.size());
   for (const Row& row : rows)
     texts.push_back({row.place.titles(), row.place.isUsers ? "user" : "system",
-                     std::string(nameOf(row.found.state)), printable(row.place.path())});
-  output.table({"browser", "level", "manifest", "file"}, texts);
-  for (const Row& row : rows)
+                     std::string(nameOf(row.found.state)), printable(row.place.path()),
+                     printable(row.found.hostPath)});
+  output.table({"browser", "level", "manifest", "file", "host"}, texts);
+  for (const Row& row : rows) {
+    const std::string path = printable(row.place.path());
     if (!row.found.reason.empty())
-      output.marked(Output::Mark::note,
-                    printable(row.place.path()) + ": " + printable(row.found.reason));
+      output.marked(Output::Mark::note, path + ": " + printable(row.found.reason));
+    for (const std::string& other : row.found.others)
+      output.marked(Output::Mark::note, path + ": it also allows " + printable(other));
+  }
 }
 
 void listRegistrations(Context& context, const Selection& selection, bool isAll) {

@@ -5,6 +5,7 @@
 #include <memory>
 
 #include "tools/corvane-nmctl/Commands/Commands.h"
+#include "tools/corvane-nmctl/Lookup.h"
 #include "tools/corvane-nmctl/ManifestCheck.h"
 
 namespace corvane::Nmctl::Commands {
@@ -21,6 +22,8 @@ void printPlan(Output& output, const Place& place, const Plan& plan) {
   output.heading(place.titles());
   if (plan.files.empty())
     output.line("nothing: " + printable(place.path()) + " is as it should be");
+  if (!plan.aside.empty())
+    output.line("move the damaged " + printable(place.path()) + " to " + printable(plan.aside));
   for (const std::string& folder : plan.folders)
     output.line("folder " + printable(folder) + ", mode " + octal(plan.folderMode));
   for (const auto& [path, text, mode] : plan.files) {
@@ -37,8 +40,20 @@ JsonObject jsonOf(const Place& place, const Plan& plan) {
   boost::json::array files;
   for (const auto& [path, text, mode] : plan.files)
     files.push_back({{"path", path}, {"mode", octal(mode)}, {"text", text}});
-  return {
+  JsonObject object{
       {"browsers", place.titles()}, {"path", place.path()}, {"folders", folders}, {"files", files}};
+  if (!plan.aside.empty()) object["movedTo"] = plan.aside;
+  object["others"] = boost::json::array(plan.others.begin(), plan.others.end());
+  return object;
+}
+
+void printDone(Output& output, const Place& place, const Plan& plan) {
+  output.marked(Output::Mark::good, place.titles() + ": " + printable(place.path()) +
+                                        (plan.files.empty() ? " was there already" : ""));
+  if (!plan.aside.empty())
+    output.line("    what was there, and damaged, is now " + printable(plan.aside));
+  for (const std::string& other : plan.others)
+    output.line("    it also allows " + printable(other));
 }
 
 /// Without a choice: the browsers that are installed here outside a sandbox.
@@ -66,6 +81,8 @@ const std::string* unusable(const std::vector<std::string>& extensions,
 
 void run(Context& context, const RegisterOptions& options) {
   if (!options.hostPath.empty()) context.surroundings.hostPath = options.hostPath;
+  if (const auto fault = programFault(context.surroundings.hostPath, "install the package again"))
+    return fail(context, fault->cause + "; " + fault->mend);
   const auto selection = selectionFor(options, context.surroundings);
   if (!selection) return fail(context, selection.failure().text);
   const auto places = placesOf(selection.value(), context.surroundings, Level::user);
@@ -87,13 +104,7 @@ void run(Context& context, const RegisterOptions& options) {
     }
     done.push_back(jsonOf(place, plan.value()));
     if (context.output.isJson()) continue;
-    if (options.isPlan) {
-      printPlan(context.output, place, plan.value());
-    } else {
-      context.output.marked(Output::Mark::good,
-                            place.titles() + ": " + printable(place.path()) +
-                                (plan->files.empty() ? " was there already" : ""));
-    }
+    (options.isPlan ? printPlan : printDone)(context.output, place, plan.value());
   }
   if (context.output.isJson())
     context.output.json({{options.isPlan ? "plan" : "registered", done}});
@@ -116,11 +127,7 @@ void addRegister(CLI::App& app, Context& context) {
       .add_option("--extension", options->extensions,
                   "also let this extension start the host, by its identifier; may be repeated")
       ->allow_extra_args(false)
-      ->check([](const std::string& identifier) {
-        const bool isOne = allowanceOf(ManifestFormat::chromium, identifier) ||
-                           allowanceOf(ManifestFormat::firefox, identifier);
-        return std::string(isOne ? "" : "that is no identifier of an extension");
-      });
+      ->check(isIdentifier);
   command.callback([&context, options] { run(context, *options); });
 }
 

@@ -4,9 +4,15 @@
 #include <memory>
 
 #include "tools/corvane-nmctl/Commands/Commands.h"
+#include "tools/corvane-nmctl/Lookup.h"
 
 namespace corvane::Nmctl::Commands {
 namespace {
+
+bool isBroken(const Place& place, const Surroundings& surroundings) {
+  const auto state = lookAt(place, surroundings).state;
+  return state == FoundManifest::State::outdated || state == FoundManifest::State::damaged;
+}
 
 void repair(Context& context, const Selection& selection, bool isOfSystem) {
   const auto level = isOfSystem ? Level::all : Level::user;
@@ -14,7 +20,9 @@ void repair(Context& context, const Selection& selection, bool isOfSystem) {
   if (!places) return fail(context, places.failure().text);
   boost::json::array repaired;
   for (const Place& place : places.value()) {
-    if (lookAt(place, context.surroundings).state != FoundManifest::State::outdated) continue;
+    if (!isBroken(place, context.surroundings)) continue;
+    if (const auto fault = programFault(context.surroundings.hostPath, "install the package again"))
+      return fail(context, fault->cause + "; " + fault->mend);
     const auto plan = planFor(place, context.surroundings);
     if (!plan) {
       fail(context, plan.failure().text);
@@ -25,9 +33,10 @@ void repair(Context& context, const Selection& selection, bool isOfSystem) {
       continue;
     }
     repaired.emplace_back(place.path());
-    if (!context.output.isJson())
-      context.output.marked(Output::Mark::good,
-                            place.titles() + ": wrote " + printable(place.path()) + " anew");
+    if (context.output.isJson()) continue;
+    context.output.marked(Output::Mark::good,
+                          place.titles() + ": wrote " + printable(place.path()) + " anew");
+    if (!plan->aside.empty()) context.output.line("    what was there is now " + plan->aside);
   }
   if (context.output.isJson()) return context.output.json({{"repaired", repaired}});
   if (repaired.empty() && context.status == 0) context.output.line("nothing to repair");

@@ -82,8 +82,8 @@ Result<std::string> reportText(const Surroundings& surroundings) {
                      registrations(surroundings, redaction) + "\n== The end of the logs\n";
   const Container container = findContainer();
   if (container.fault) return text;
-  for (const std::string& line : lastLogLines(logFolderIn(container.path), logLines))
-    text += printable(redaction.logLine(line)) + "\n";
+  for (const LogRecord& record : lastLogLines(logFolderIn(container.path), logLines))
+    text += printable(redaction.logLine(record.text)) + "\n";
   return text;
 }
 

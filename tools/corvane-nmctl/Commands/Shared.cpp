@@ -3,6 +3,7 @@
 #include <CLI/Formatter.hpp>
 
 #include "tools/corvane-nmctl/Commands/Commands.h"
+#include "tools/corvane-nmctl/ManifestCheck.h"
 
 namespace corvane::Nmctl::Commands {
 
@@ -17,6 +18,12 @@ void addSelection(CLI::App& command, Selection& selection) {
       ->check([](const std::string& folder) {
         return std::string(folder.empty() ? "the folder needs a name" : "");
       });
+}
+
+std::string isIdentifier(const std::string& identifier) {
+  const bool isOne = allowanceOf(ManifestFormat::chromium, identifier) ||
+                     allowanceOf(ManifestFormat::firefox, identifier);
+  return isOne ? "" : "that is no identifier of an extension";
 }
 
 void fail(Context& context, const std::string& why) {

@@ -22,23 +22,39 @@ std::string waiting(const ExchangeFileFacts& file) {
   return file.records ? std::to_string(*file.records) : "?";
 }
 
-void print(Output& output, const std::vector<ExchangeFileFacts>& files,
-           const std::vector<Platform::NotificationObserver>& observers) {
+/// Replies to hosts that have ended are one row.
+void printFiles(Output& output, const std::vector<ExchangeFileFacts>& files, const LinkEnds& ends) {
   std::vector<std::vector<std::string>> rows;
-  rows.reserve(files.size());
-  for (const ExchangeFileFacts& file : files)
-    rows.push_back({printable(file.name), std::to_string(file.size), waiting(file)});
+  std::size_t left = 0;
+  std::uint64_t leftBytes = 0;
+  for (const ExchangeFileFacts& file : files) {
+    if (isLeftReply(file.name, ends) && file.problem.empty() && !file.isLocked) {
+      ++left;
+      leftBytes += file.size;
+    } else {
+      rows.push_back({printable(file.name), std::to_string(file.size), waiting(file)});
+    }
+  }
+  if (left > 0)
+    rows.push_back(
+        {"left of hosts that have ended: " + std::to_string(left), std::to_string(leftBytes), ""});
   if (rows.empty()) {
     output.line("no exchange files");
   } else {
     output.table({"exchange file", "bytes", "waiting"}, rows);
   }
+}
+
+void print(Output& output, const std::vector<ExchangeFileFacts>& files,
+           const std::vector<Platform::NotificationObserver>& observers) {
+  printFiles(output, files, linkEndsAmong(observers));
+  std::vector<std::vector<std::string>> rows;
   std::map<std::string, std::string> processes;
   for (const auto& [name, process, isGone] : observers) {
     std::string& list = processes[name];
     list += (list.empty() ? "" : ", ") + std::to_string(process) + (isGone ? " (gone)" : "");
   }
-  rows.clear();
+  rows.reserve(processes.size());
   for (const auto& [name, list] : processes) rows.push_back({printable(name), list});
   if (rows.empty()) {
     output.line("nobody observes anything");
@@ -49,12 +65,14 @@ void print(Output& output, const std::vector<ExchangeFileFacts>& files,
 
 JsonObject jsonOf(const std::vector<ExchangeFileFacts>& files,
                   const std::vector<Platform::NotificationObserver>& observers) {
+  const LinkEnds ends = linkEndsAmong(observers);
   boost::json::array list;
   for (const ExchangeFileFacts& file : files) {
     JsonObject object{{"name", file.name},
                       {"bytes", file.size},
                       {"isLocked", file.isLocked},
-                      {"isDamaged", file.isDamaged}};
+                      {"isDamaged", file.isDamaged},
+                      {"isLeft", isLeftReply(file.name, ends)}};
     object["waiting"] = file.records ? JsonValue(*file.records) : JsonValue();
     if (!file.problem.empty()) object["problem"] = file.problem;
     list.push_back(std::move(object));
