@@ -62,7 +62,9 @@ class Talk(unittest.TestCase):
         self.assertTrue(all(one["milliseconds"] > 0 for one in events[1:]))
 
     def test_the_exit_status_tells_of_what_was_not_answered(self):
-        self.assertEqual(talk("-c", "getCurrentAppState").returncode, 0)
+        said = talk("-c", "init", "-c", "quit")  # waits for the answer
+        self.assertEqual((said.returncode, "✓ init" in said.stdout), (0, True), said.stdout)
+        self.assertIn("did you mean addRule?", talk("-c", "adRule").stderr)
         for line in ("addRule ruleText", 'addRule ruleText="a', "addrule a=a", "{", "addRule a:=["):
             said = talk("-c", line)
             self.assertEqual((said.returncode, said.stdout), (2, ""), line)

@@ -3,15 +3,12 @@
 #include <CLI/App.hpp>
 #include <CLI/Config.hpp>
 #include <CLI/Formatter.hpp>
+#include <algorithm>
+#include <string_view>
 
 #include "SharedComponents/Configuration.h"
 
 namespace corvane::Nmctl {
-namespace {
-
-constexpr int usageStatus = 2;
-
-}  // namespace
 
 int run(int count, const char* const* arguments, Context& context) {
   CLI::App app("Registers the native messaging host with browsers and finds out what is wrong.",
@@ -35,7 +32,13 @@ int run(int count, const char* const* arguments, Context& context) {
   try {
     app.parse(count, arguments);
   } catch (const CLI::ParseError& error) {
-    return app.exit(error) == 0 ? 0 : usageStatus;
+    if (app.exit(error) == 0) return 0;
+    context.problem = error.what();
+    context.status = usageStatus;
+    const bool wantsJson = std::any_of(arguments, arguments + count, [](std::string_view argument) {
+      return argument == "--json";  // which may not have been parsed
+    });
+    if (wantsJson) context.output.setFormat(Output::Format::json);
   }
   if (context.output.isJson() && !context.output.hasJson() && !context.problem.empty())
     context.output.json({{"problem", context.problem}});

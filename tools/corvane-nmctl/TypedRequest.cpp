@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "corvane-nm/RequestProcessing/BrowserCommands.h"
+#include "tools/corvane-nmctl/Nearest.h"
 
 namespace corvane::Nmctl {
 
@@ -124,10 +125,16 @@ Result<JsonObject> typedRequest(std::string_view line, const std::string& id) {
   }
   const std::string_view type = taken(rest, std::min(rest.find_first_of(blanks), rest.size()));
   const BrowserCommand* const command = RequestProcessing::findBrowserCommand(type);
-  if (command == nullptr) return refusal("no such command: " + std::string(type) + " (try: help)");
+  if (command == nullptr)
+    return refusal("no such command: " + std::string(type) +
+                   didYouMean(type, RequestProcessing::browserCommands,
+                              [](const BrowserCommand& one) { return one.type; }) +
+                   " (try: help)");
   JsonObject parameters;
   for (skipBlanks(rest); !rest.empty(); skipBlanks(rest))
     if (auto done = takeParameter(rest, *command, parameters); !done) return done.failure();
+  if (command->id == RequestProcessing::CommandId::init && parameters.empty())
+    parameters["apiVersion"] = "1";  // the only one there is
   JsonObject message{{"type", JsonValue(type)}, {"id", id}};
   if (!parameters.empty()) message["parameters"] = std::move(parameters);
   return message;

@@ -154,9 +154,9 @@ TEST_F(Registration, RepairsWhatIsBrokenAndOfTheUser) {
 TEST_F(Registration, RefusesFoldersOfOthersAndShowsItsPlan) {
   const auto before = tree();
   EXPECT_EQ(run({"register", "--plan", "--browser", "firefox", "--json"}), 0);
-  EXPECT_EQ(run({"register", "--browser", "nonsense"}), 1);
-  EXPECT_EQ(run({"register", "--browser", "chromium", "--extension", "a@b"}), 1);
-  EXPECT_EQ(run({"register", "--dir", home_.c_str()}), 1);
+  EXPECT_EQ(run({"register", "--browser", "nonsense"}), 2);
+  EXPECT_EQ(run({"register", "--browser", "chromium", "--extension", "a@b"}), 2);
+  EXPECT_EQ(run({"register", "--dir", home_.c_str()}), 2);
   EXPECT_EQ(run({"register"}), 1);  // no browser is found
   EXPECT_EQ(run({"register", "--host", "relative"}), 2);
   EXPECT_EQ(run({"register", "--host", "/usr/bin/other"}), 2);  // nobody would unregister it

@@ -14,6 +14,9 @@ class App;
 /// the command line is parsed and leaves its exit status in the context.
 namespace corvane::Nmctl {
 
+/// The exit status when the command line makes no sense.
+inline constexpr int usageStatus = 2;
+
 /// What all commands work with. Outlives the parsing of the command line.
 struct Context {
   Surroundings surroundings;
@@ -39,12 +42,18 @@ void addCheckMainApp(CLI::App& app, Context& context);
 /// The options --browser and --dir, which several commands share.
 void addSelection(CLI::App& command, Selection& selection);
 
+/// "", or why no browser is called `name`, for CLI11.
+std::string isBrowser(const std::string& name);
+
 /// "", or why `identifier` is none of an extension, for CLI11.
 std::string isIdentifier(const std::string& identifier);
 
 /// Says why something failed, and makes the exit status say that something did. Where nothing else
 /// comes as JSON, that does in the end.
 void fail(Context& context, const std::string& why);
+
+/// Likewise, where the command line makes no sense.
+void misuse(Context& context, const std::string& why);
 
 }  // namespace Commands
 }  // namespace corvane::Nmctl

@@ -37,8 +37,6 @@ Findings merged(const Findings& findings) {
 }
 
 void run(Context& context, const Selection& selection) {
-  for (const std::string& name : selection.browsers)
-    if (findBrowser(name) == nullptr) return fail(context, "no browser is called " + name);
   Platform::ignoreSignalsOfWrites();
   const Findings findings = examineAll(selection, context.surroundings);
   if (!isAllWell(findings)) context.status = 1;
@@ -65,7 +63,8 @@ void addDoctor(CLI::App& app, Context& context) {
   command
       .add_option("--browser", selection->browsers,
                   "only this browser, also when it is not found here")
-      ->allow_extra_args(false);
+      ->allow_extra_args(false)
+      ->check(isBrowser);
   command
       .add_option("--extension", selection->extension,
                   "whether this extension may start the host, by its identifier, instead of ours")

@@ -58,7 +58,7 @@ void print(Output& output, const std::vector<Row>& rows) {
 
 void listRegistrations(Context& context, const Selection& selection, bool isAll) {
   const auto places = placesOf(selection, context.surroundings, Level::all);
-  if (!places) return fail(context, places.failure().text);
+  if (!places) return misuse(context, places.failure().text);
   std::vector<Row> rows;
   for (const Place& place : places.value()) {
     Row row{place, lookAt(place, context.surroundings)};

@@ -67,9 +67,12 @@ std::string textOf(const LogRecord& record) {
   }
 }
 
-void print(Output& output, const Filter& filter, const std::vector<LogRecord>& records) {
+/// Returns how many were shown.
+std::size_t print(Output& output, const Filter& filter, const std::vector<LogRecord>& records) {
+  std::size_t count = 0;
   for (const LogRecord& record : records) {
     if (!filter.passes(record)) continue;
+    ++count;
     if (!output.isJson()) {
       output.line(toneOf(record.level), textOf(record));
       continue;
@@ -81,6 +84,7 @@ void print(Output& output, const Filter& filter, const std::vector<LogRecord>& r
     if (record.isContinued) object["isContinued"] = true;
     output.json(object);
   }
+  return count;
 }
 
 /// Waits for the next change. False when nobody wants to know of it any more.
@@ -119,8 +123,12 @@ void run(Context& context, const LogOptions& options) {
       fail(context, "the logs can't be followed: " + followed.failure().text);
     return;
   }
-  print(context.output, filter, stream.takeNew());
-  print(context.output, filter, stream.takeRest());
+  std::size_t count = print(context.output, filter, stream.takeNew());
+  count += print(context.output, filter, stream.takeRest());
+  if (count > 0) return;
+  const std::string folder = printable(logFolderIn(container.path));
+  Output::complain((stream.paths().empty() ? "there are no logs in " : "no such messages in ") +
+                   folder);
 }
 
 }  // namespace

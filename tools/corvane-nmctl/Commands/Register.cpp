@@ -86,9 +86,9 @@ void run(Context& context, const RegisterOptions& options) {
   const auto selection = selectionFor(options, context.surroundings);
   if (!selection) return fail(context, selection.failure().text);
   const auto places = placesOf(selection.value(), context.surroundings, Level::user);
-  if (!places) return fail(context, places.failure().text);
+  if (!places) return misuse(context, places.failure().text);
   if (const std::string* identifier = unusable(options.extensions, places.value()))
-    return fail(context, "none of these browsers has extensions like " + *identifier);
+    return misuse(context, "none of these browsers has extensions like " + *identifier);
   boost::json::array done;
   for (const Place& place : places.value()) {
     const auto plan = planFor(place, context.surroundings, options.extensions);

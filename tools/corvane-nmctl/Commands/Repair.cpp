@@ -17,7 +17,7 @@ bool isBroken(const Place& place, const Surroundings& surroundings) {
 void repair(Context& context, const Selection& selection, bool isOfSystem) {
   const auto level = isOfSystem ? Level::all : Level::user;
   const auto places = placesOf(selection, context.surroundings, level);
-  if (!places) return fail(context, places.failure().text);
+  if (!places) return misuse(context, places.failure().text);
   boost::json::array repaired;
   for (const Place& place : places.value()) {
     if (!isBroken(place, context.surroundings)) continue;

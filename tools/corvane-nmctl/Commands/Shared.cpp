@@ -4,6 +4,7 @@
 
 #include "tools/corvane-nmctl/Commands/Commands.h"
 #include "tools/corvane-nmctl/ManifestCheck.h"
+#include "tools/corvane-nmctl/Nearest.h"
 
 namespace corvane::Nmctl::Commands {
 
@@ -11,7 +12,8 @@ void addSelection(CLI::App& command, Selection& selection) {
   command
       .add_option("--browser", selection.browsers,
                   "only this browser, by its name in \"list --help\"; may be repeated")
-      ->allow_extra_args(false);
+      ->allow_extra_args(false)
+      ->check(isBrowser);
   command
       .add_option("--dir", selection.folder,
                   "this folder instead of those that the one --browser looks into")
@@ -20,10 +22,21 @@ void addSelection(CLI::App& command, Selection& selection) {
       });
 }
 
+std::string isBrowser(const std::string& name) {
+  if (findBrowser(name) != nullptr) return "";
+  return "no browser is called " + name +
+         didYouMean(name, browsers(), [](const Browser& browser) { return browser.name; });
+}
+
 std::string isIdentifier(const std::string& identifier) {
   const bool isOne = allowanceOf(ManifestFormat::chromium, identifier) ||
                      allowanceOf(ManifestFormat::firefox, identifier);
   return isOne ? "" : "that is no identifier of an extension";
+}
+
+void misuse(Context& context, const std::string& why) {
+  fail(context, why);
+  context.status = usageStatus;
 }
 
 void fail(Context& context, const std::string& why) {

@@ -64,15 +64,15 @@ class Talk {
 
  private:
   [[nodiscard]] bool isGoingOn() const {
-    return !hasQuit_ && (watches_ || !lines_.isAtEnd() || conversation_.openCount() > 0);
+    return conversation_.openCount() > 0 || (!hasQuit_ && (watches_ || !lines_.isAtEnd()));
   }
 
   [[nodiscard]] bool mayTakeLine() const {
-    return conversation_.openCount() < (isWaiting_ ? 1 : mostOpen);
+    return !hasQuit_ && conversation_.openCount() < (isWaiting_ ? 1 : mostOpen);
   }
 
   void runLines() {
-    while (mayTakeLine() && !hasQuit_) {
+    while (mayTakeLine()) {
       isWaiting_ = false;
       const auto line = lines_.take();
       if (!line) return;
@@ -130,7 +130,7 @@ class Talk {
   Conversation conversation_;
   std::uint64_t lastId_ = 0;
   bool isWaiting_ = false;  // for all answers, before the next line
-  bool hasQuit_ = false;
+  bool hasQuit_ = false;    // once what is pending is answered
   bool heard_ = false;
 };
 
@@ -176,8 +176,10 @@ void addTalk(CLI::App& app, Context& context) {
   CLI::App& command = *app.add_subcommand(
       "talk", "Start the host as a browser would, and send it commands typed by hand");
   const auto options = std::make_shared<TalkOptions>();
-  auto* const browser = command.add_option("--browser", options->browser,
-                                           "the host of this browser, started as it would");
+  auto* const browser = command
+                            .add_option("--browser", options->browser,
+                                        "the host of this browser, started as it would")
+                            ->check(isBrowser);
   command.add_option("--host", options->host, "this host, started as Chromium would")
       ->excludes(browser);
   command

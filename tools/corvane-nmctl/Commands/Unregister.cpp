@@ -10,7 +10,7 @@ namespace {
 
 void run(Context& context, const Selection& selection) {
   const auto places = placesOf(selection, context.surroundings, Level::user);
-  if (!places) return fail(context, places.failure().text);
+  if (!places) return misuse(context, places.failure().text);
   boost::json::array removed;
   for (const Place& place : places.value()) {
     const auto outcome = unregisterAt(place, context.surroundings);
