@@ -21,6 +21,14 @@ foreach(page ${pages})
   compressed(${CMAKE_BINARY_DIR}/packaging/${page}.1 ${page}.1 ${CMAKE_INSTALL_MANDIR}/man1)
 endforeach()
 
+if(CORVANE_TOOLS AND NOT APPLE)
+  install(FILES packaging/completions/corvane-nmctl.bash
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME corvane-nmctl)
+  install(FILES packaging/completions/_corvane-nmctl DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions)
+  install(FILES packaging/completions/corvane-nmctl.fish
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d)
+endif()
+
 option(CORVANE_DEBIAN "Install what a Debian package needs beside the programs" OFF)
 if(CORVANE_DEBIAN)
   configure_file(packaging/debian/changelog.in ${CMAKE_BINARY_DIR}/packaging/changelog @ONLY)
