@@ -95,9 +95,14 @@ class Tool(unittest.TestCase):
         (self.container.folder / "Data").mkdir(mode=0o700)
         subjects = ["Chromium", "Firefox", "main application"]
         self.assertEqual([one["subject"] for one in found()], subjects)
-        for one in found()[:2]:
-            command = one["mend"].removeprefix("run: corvane-nmctl ").split()
-            self.assertEqual(nmctl(*command).returncode, 0, command)
+        chromium = Path(os.environ["HOME"], ".config/chromium/NativeMessagingHosts/com.corvane.nm.json")
+        chromium.parent.mkdir(parents=True)
+        chromium.write_text('{"name": "other"}')  # not ours: only moved
+        fixing = ("doctor", "--fix", "--browser", "chromium", "--browser", "firefox")
+        self.assertIn("not registered", nmctl(*fixing, input="n\n").stdout)
+        nmctl(*fixing, input="y\ny\n")
+        self.assertEqual([one["subject"] for one in found()], subjects[2:])
+        self.assertTrue(chromium.with_suffix(".json.broken").exists())
         with MainApplication() as application:
             self.assertIn("it has no desktop entry", found()[0]["cause"])
             self.container.install(MAIN_APPLICATION)
@@ -109,6 +114,7 @@ class Tool(unittest.TestCase):
                 registered.unlink()
             self.assertIn(f"it runs as process {application.pid}", found()[0]["cause"])
         self.assertEqual(nmctl("unregister").returncode, 0)
+        shutil.rmtree(chromium.parents[2])
         self.assertEqual(outside_the_container(), self.before)
 
     @unittest.skipIf(os.geteuid(), "only root can mount")

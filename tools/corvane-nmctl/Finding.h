@@ -15,9 +15,9 @@ struct Finding {
   };
 
   State state = State::good;
-  std::string subject;         ///< "Chromium", "shared folder"
-  std::string cause;           ///< what is wrong; what is fine, where nothing is
-  std::string mend;            ///< what to do; "" where nothing is wrong
+  std::string subject;  ///< "Chromium", "shared folder"
+  std::string cause;    ///< what is wrong; what is fine, where nothing is
+  std::string mend;     ///< what to do, "run: " and a shell command if one does it; "": nothing
   bool isConsequence = false;  ///< wrong, but only because of another finding
 
   static Finding good(std::string subject, std::string what) {

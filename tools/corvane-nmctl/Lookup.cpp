@@ -10,6 +10,7 @@
 #include "tools/corvane-nmctl/Manifest.h"
 #include "tools/corvane-nmctl/ManifestCheck.h"
 #include "tools/corvane-nmctl/Output.h"
+#include "tools/corvane-nmctl/Registration.h"
 #include "tools/corvane-nmctl/WholeFile.h"
 
 namespace corvane::Nmctl {
@@ -36,10 +37,15 @@ std::string registering(const Browser& browser) {
   return "corvane-nmctl register --browser " + std::string(browser.name);
 }
 
+std::string movingAside(const std::string& path, const Browser& browser) {
+  return "run: mv " + shellWord(path) + " " + shellWord(asideOf(path)) + " && " +
+         registering(browser);
+}
+
 std::string movingAway(const Candidate& candidate, const Browser& browser) {
   if (!candidate.isUsers)
     return "install the package again, or remove " + shellWord(candidate.path) + " (as root)";
-  return "move " + shellWord(candidate.path) + " away, then run: " + registering(browser);
+  return movingAside(candidate.path, browser);
 }
 
 /// What stands in the way of the folder `path`: it, or one above it, is no folder. "" when nothing.
@@ -77,8 +83,7 @@ Fault absence(const Browser& browser, const Policies& policies, const Surroundin
   }
   for (const std::string_view folder : browser.userFolders)
     if (const std::string path = obstacleTo(surroundings.expanded(folder)); !path.empty())
-      return {"the host is not registered: " + path + " is no folder",
-              "move " + shellWord(path) + " away, then run: " + registering(browser)};
+      return {"the host is not registered: " + path + " is no folder", movingAside(path, browser)};
   return {
       "the host is not registered: there is no " + manifestFileName() + " where the browser looks",
       "run: " + registering(browser)};

@@ -87,7 +87,13 @@ Result<FoundManifest> ownAt(const Place& place, const Surroundings& surroundings
   return found;
 }
 
-/// A name beside `path` that is free.
+Result<Done> rename(const std::string& from, const std::string& to) {
+  if (std::rename(from.c_str(), to.c_str()) == 0) return Done{};
+  return Platform::failureFromErrno("rename", from);
+}
+
+}  // namespace
+
 std::string asideOf(const std::string& path) {
   std::string result = path + ".broken";
   struct stat status = {};
@@ -95,13 +101,6 @@ std::string asideOf(const std::string& path) {
     result = path + ".broken." + std::to_string(i);
   return result;
 }
-
-Result<Done> rename(const std::string& from, const std::string& to) {
-  if (std::rename(from.c_str(), to.c_str()) == 0) return Done{};
-  return Platform::failureFromErrno("rename", from);
-}
-
-}  // namespace
 
 std::string Place::titles() const {
   std::string result;

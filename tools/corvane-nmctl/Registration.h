@@ -63,6 +63,9 @@ struct Plan {
 Result<Plan> planFor(const Place& place, const Surroundings& surroundings,
                      const std::vector<std::string>& identifiers = {});
 
+/// A name beside `path` that is free, for what is moved out of the way.
+std::string asideOf(const std::string& path);
+
 /// Carries the plan out; the manifest last and by renaming. What is damaged keeps its text under
 /// another name.
 Result<Done> carryOut(const Plan& plan, const Place& place);

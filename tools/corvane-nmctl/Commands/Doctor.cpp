@@ -2,11 +2,13 @@
 #include <CLI/Config.hpp>
 #include <CLI/Formatter.hpp>
 #include <algorithm>
+#include <iostream>
 #include <memory>
 
 #include "Platform/StandardStreams.h"
 #include "tools/corvane-nmctl/Commands/Commands.h"
 #include "tools/corvane-nmctl/Examination.h"
+#include "tools/corvane-nmctl/Fixes.h"
 
 namespace corvane::Nmctl::Commands {
 namespace {
@@ -36,14 +38,40 @@ Findings merged(const Findings& findings) {
   return result;
 }
 
-void run(Context& context, const Selection& selection) {
+bool confirms(Output& output, const std::string& command) {
+  output.prompt("run " + printable(command) + " ? [y/N] ");
+  output.flush();
+  std::string answer;
+  std::getline(std::cin, answer);
+  return answer == "y" || answer == "yes";
+}
+
+/// Runs the commands that people confirm. Returns whether any was run.
+bool fix(Context& context, const Findings& findings) {
+  bool isAnyRun = false;
+  for (const std::string& command : Fixes::commandsFor(findings)) {
+    if (!confirms(context.output, command)) continue;
+    isAnyRun = true;
+    if (!Fixes::run(command)) Output::complain("that failed: " + printable(command));
+  }
+  return isAnyRun;
+}
+
+void run(Context& context, const Selection& selection, bool fixes) {
+  if (fixes && context.output.isJson())
+    return misuse(context, "--fix asks, and so does not go with --json");
   Platform::ignoreSignalsOfWrites();
-  const Findings findings = examineAll(selection, context.surroundings);
-  if (!isAllWell(findings)) context.status = 1;
+  Findings findings = examineAll(selection, context.surroundings);
   if (!context.output.isJson()) {
     for (const Finding& finding : merged(findings)) print(context.output, finding);
-    return;
+    if (fixes && fix(context, findings)) {
+      context.output.line("\nafter that:");
+      findings = examineAll(selection, context.surroundings);
+      for (const Finding& finding : merged(findings)) print(context.output, finding);
+    }
   }
+  if (!isAllWell(findings)) context.status = 1;
+  if (!context.output.isJson()) return;
   boost::json::array list;
   for (const Finding& finding : findings)
     list.push_back({{"subject", finding.subject},
@@ -69,7 +97,10 @@ void addDoctor(CLI::App& app, Context& context) {
       .add_option("--extension", selection->extension,
                   "whether this extension may start the host, by its identifier, instead of ours")
       ->check(isIdentifier);
-  command.callback([&context, selection] { run(context, *selection); });
+  const auto fixes = std::make_shared<bool>(false);
+  command.add_flag("--fix", *fixes,
+                   "offer to run each command that fixes something, and examine all again");
+  command.callback([&context, selection, fixes] { run(context, *selection, *fixes); });
 }
 
 }  // namespace corvane::Nmctl::Commands
