@@ -82,6 +82,7 @@ class Tool(unittest.TestCase):
         for secret in (*SECRETS, os.environ["HOME"], Path(os.environ["HOME"]).name):
             self.assertNotIn(secret, report)
         self.assertIn("Error occured…", report)
+        self.assertRegex(report, r"Message len… \d+bytes")
         self.assertGreater(report.count("\n"), len(log.splitlines()))
         self.assertIn("main application: it runs and answers", report)
 

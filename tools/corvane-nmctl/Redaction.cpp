@@ -5,6 +5,7 @@
 #include <system_error>
 #include <utility>
 
+#include "corvane-nm/RequestProcessing/BrowserCommands.h"
 #include "tools/corvane-nmctl/LogRecord.h"
 #include "tools/corvane-nmctl/WholeFile.h"
 
@@ -52,6 +53,38 @@ std::string systemErrorsIn(std::string_view text) {
   return found;
 }
 
+bool isIdentifier(std::string_view word) {
+  constexpr std::string_view pattern = "00000000-0000-0000-0000-000000000000";
+  return word.size() == pattern.size() &&
+         std::equal(pattern.begin(), pattern.end(), word.begin(), [](char expected, char c) {
+           return expected == '0' ? std::isxdigit(static_cast<unsigned char>(c)) != 0 : c == '-';
+         });
+}
+
+bool isSize(std::string_view word) {
+  const std::size_t digits = std::min(word.find_first_not_of("0123456789"), word.size());
+  return digits > 0 && word.substr(digits) == "bytes";
+}
+
+/// Whether a word that may come from outside says nothing about what people do.
+bool isHarmless(std::string_view word) {
+  return word == "true" || word == "false" || isIdentifier(word) || isSize(word) ||
+         RequestProcessing::findBrowserCommand(word) != nullptr;
+}
+
+/// The harmless words of `text`, each behind a blank.
+std::string harmlessWordsIn(std::string_view text) {
+  constexpr std::string_view separators = " ,:=()";
+  std::string kept;
+  for (std::size_t at = 0; at < text.size();) {
+    const std::size_t end = std::min(text.find_first_of(separators, at), text.size());
+    const std::string_view word = text.substr(at, end - at);
+    if (isHarmless(word)) kept.append(" ").append(word);
+    at = end + 1;
+  }
+  return kept;
+}
+
 /// Only what consists of the words of a program: letters, digits, blanks and the signs of
 /// identifiers.
 bool isOfPlainWords(std::string_view place) {
@@ -88,7 +121,8 @@ std::string Redaction::logLine(std::string_view line) const {
   message.remove_prefix(placeEnd);
   const std::size_t end = endOfFixedWords(message);
   std::string kept(message.substr(0, end));
-  if (end < message.size()) kept += "…" + systemErrorsIn(message);
+  if (end < message.size())
+    kept += "…" + harmlessWordsIn(message.substr(end)) + systemErrorsIn(message);
   return text(time + place + kept);
 }
 

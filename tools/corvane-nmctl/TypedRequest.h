@@ -14,7 +14,8 @@ namespace corvane::Nmctl {
 /// quotes ends at a blank; `true`, `false` and whole numbers become such values, unless the
 /// parameter is known to be a text; all else is text. A value in quotes is text: as it is in '…',
 /// with \" and \\ in "…". Quotes further inside a value are part of it. `key:=` takes any JSON.
-/// `init` without parameters asks for the version that this host speaks. The message gets `id` as its "id".
+/// `init` without parameters asks for the version that this host speaks. The message gets `id` as
+/// its "id".
 ///
 /// `{"type": "init", …}` is the message itself.
 ///
