@@ -4,6 +4,7 @@ import contextlib
 import json
 import os
 import shutil
+import stat
 import subprocess
 import time
 import unittest
@@ -76,6 +77,11 @@ class Tool(unittest.TestCase):
             for path in (("--force", link), (kept,)):
                 self.assertEqual(nmctl("report", *path).returncode, 1)
             self.assertEqual(kept.read_text(), "precious")
+            if os.geteuid() == 0:  # who may write to disks
+                disk = kept.with_name("disk")
+                os.mknod(disk, stat.S_IFBLK | 0o600, os.makedev(240, 0))
+                self.addCleanup(disk.unlink)
+                self.assertIn("is no file, terminal or pipe", nmctl("report", disk).stderr)
             report = nmctl("report", "/dev/stdout").stdout  # a pipe
         log = "\n".join(self.container.log())
         self.assertIn("secret", log)  # there was something to leave out

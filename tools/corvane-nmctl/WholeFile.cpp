@@ -25,14 +25,21 @@ using Platform::File;
 constexpr std::size_t longestFile = 1 << 20;
 constexpr std::string_view partSuffix = ".new";  // behind ".PROCESS"
 
-/// Writes into the device, pipe or the like that `path` leads to.
-Result<Done> writeInto(const std::string& path, std::string_view text) {
+/// Succeeds if a text may be written into what is at `path`: never into a disk or a file.
+Result<Done> checkStream(const std::string& path, mode_t mode) {
+  if (S_ISCHR(mode) || S_ISFIFO(mode) || S_ISSOCK(mode)) return Done{};
+  return Failure{FailureCause::alreadyExists, path + " is no file, terminal or pipe"};
+}
+
+/// Writes into the terminal or pipe that `path` leads to. `mode` is what was there before: not even
+/// opened if it is of another kind.
+Result<Done> writeInto(const std::string& path, std::string_view text, mode_t mode) {
+  if (auto checked = checkStream(path, mode); !checked) return checked;
   const auto target = Platform::openAt(AT_FDCWD, path, O_WRONLY | O_NOCTTY);
   if (!target) return target.failure();
   struct stat status = {};
   if (::fstat(target->number(), &status) != 0) return Platform::failureFromErrno("stat", path);
-  if (S_ISREG(status.st_mode))
-    return Failure{FailureCause::alreadyExists, path + " has become a file meanwhile"};
+  if (auto checked = checkStream(path, status.st_mode); !checked) return checked;
   return Platform::Descriptor::writeAll(target->number(), bytesOf(text));
 }
 
@@ -93,7 +100,7 @@ Result<Done> writeOut(const std::string& path, std::string_view text, bool overw
   struct stat target = {};
   if (::lstat(path.c_str(), &own) != 0) return Platform::failureFromErrno("stat", path);
   const bool isThere = ::stat(path.c_str(), &target) == 0;
-  if (isThere && !S_ISREG(target.st_mode)) return writeInto(path, text);
+  if (isThere && !S_ISREG(target.st_mode)) return writeInto(path, text, target.st_mode);
   if (S_ISLNK(own.st_mode))
     return Failure{FailureCause::alreadyExists, path + " is a symbolic link; name the file itself"};
   if (!overwrites)

@@ -22,10 +22,10 @@ Result<Done> writeNewFile(const std::string& path, std::string_view text, mode_t
 /// new one, whole. What was written in part is taken away when it fails.
 Result<Done> replaceFile(const std::string& path, std::string_view text, mode_t mode);
 
-/// Writes `text` to where a person said: to a new file of mode 0600, or, if something else than a
-/// regular file is there (a terminal, a pipe), into that. Replaces a regular file only if
+/// Writes `text` to where a person said: to a new file of mode 0600, or, if a terminal or another
+/// character device, a pipe or a socket is there, into that. Replaces a regular file only if
 /// `overwrites`, and never writes to a file through a symbolic link. Blocks as long as a pipe has
-/// no reader. Fails otherwise, and leaves no partial file.
+/// no reader. Fails otherwise, for example for a disk, and leaves no partial file.
 Result<Done> writeOut(const std::string& path, std::string_view text, bool overwrites);
 
 /// Takes away what a replaceFile of `path` left whose process was killed.
