@@ -15,8 +15,9 @@ from host import (DEADLINE, EXECUTABLE, MAIN_APPLICATION, NOBODY, Container, Hos
 from standstill import stopped
 from tool import TOOL
 
-SECRETS = ("ads.example", "secret", "q=1", "somebody")
-PAGE = "https://secret.example.org/somebody?q=1"
+TOKEN = "0b7a3c1e-5d2f-4e6a-9c8b-1f2e3d4c5b6a"
+SECRETS = ("ads.example", "secret", "q=", "somebody", TOKEN)
+PAGE = f"https://secret.example.org/somebody?q={TOKEN}"
 RULE = "||ads.example^$third-party"
 EVERYTHING = 31  # the log level
 

@@ -53,14 +53,6 @@ std::string systemErrorsIn(std::string_view text) {
   return found;
 }
 
-bool isIdentifier(std::string_view word) {
-  constexpr std::string_view pattern = "00000000-0000-0000-0000-000000000000";
-  return word.size() == pattern.size() &&
-         std::equal(pattern.begin(), pattern.end(), word.begin(), [](char expected, char c) {
-           return expected == '0' ? std::isxdigit(static_cast<unsigned char>(c)) != 0 : c == '-';
-         });
-}
-
 bool isSize(std::string_view word) {
   const std::size_t digits = std::min(word.find_first_not_of("0123456789"), word.size());
   return digits > 0 && word.substr(digits) == "bytes";
@@ -68,17 +60,20 @@ bool isSize(std::string_view word) {
 
 /// Whether a word that may come from outside says nothing about what people do.
 bool isHarmless(std::string_view word) {
-  return word == "true" || word == "false" || isIdentifier(word) || isSize(word) ||
+  return word == "true" || word == "false" || isSize(word) ||
          RequestProcessing::findBrowserCommand(word) != nullptr;
 }
 
-/// The harmless words of `text`, each behind a blank.
+/// The harmless words of `text`, each behind a blank. Only whole words count, but for punctuation
+/// around them: a part of an address or of a rule is not harmless whatever it looks like.
 std::string harmlessWordsIn(std::string_view text) {
-  constexpr std::string_view separators = " ,:=()";
+  constexpr std::string_view punctuation = "(),:";
   std::string kept;
   for (std::size_t at = 0; at < text.size();) {
-    const std::size_t end = std::min(text.find_first_of(separators, at), text.size());
-    const std::string_view word = text.substr(at, end - at);
+    const std::size_t end = std::min(text.find(' ', at), text.size());
+    std::string_view word = text.substr(at, end - at);
+    word.remove_prefix(std::min(word.find_first_not_of(punctuation), word.size()));
+    word = word.substr(0, word.find_last_not_of(punctuation) + 1);
     if (isHarmless(word)) kept.append(" ").append(word);
     at = end + 1;
   }

@@ -19,8 +19,8 @@ class Redaction {
   [[nodiscard]] std::string text(std::string_view text) const;
 
   /// A log line. What it says in fixed words stays: time, place in the program, the message up to
-  /// the first thing that came from outside; behind it names of commands, truth values, identifiers
-  /// of hosts, sizes and texts of system errors. The rest becomes "…".
+  /// the first thing that came from outside; behind it names of commands, truth values and sizes
+  /// that stand as words, and texts of system errors. The rest becomes "…".
   [[nodiscard]] std::string logLine(std::string_view line) const;
 
  private:
