@@ -6,6 +6,7 @@ import os
 import shutil
 import stat
 import subprocess
+import tempfile
 import time
 import unittest
 from pathlib import Path
@@ -117,6 +118,10 @@ class Tool(unittest.TestCase):
             application.command("fault silent times=1")
             self.assertEqual(found(), [])
             self.assertEqual(found("note"), [])  # no error that the doctor has caused before
+            left = '>"$1/.corvane-nmctl.$$"; exec "$0" doctor --browser firefox'  # of one killed
+            said = subprocess.run(["sh", "-c", left, TOOL, self.container.folder / "Data"], timeout=60,
+                                  stdout=subprocess.PIPE, text=True, check=True)
+            self.assertNotIn("no file can be written", said.stdout)
             self.assertEqual(list(self.container.folder.glob("Data/ExchangeResponse*")), [])
             for registered in self.container.folder.glob("Applications/*/*"):
                 registered.unlink()
@@ -127,6 +132,14 @@ class Tool(unittest.TestCase):
 
     @unittest.skipIf(os.geteuid(), "only root can mount")
     def test_file_systems_that_take_nothing_are_named_once(self):
+        with tempfile.TemporaryDirectory() as folder:
+            subprocess.run(["mount", "-t", "tmpfs", "-o", "noexec", "tmpfs", folder], check=True)
+            self.addCleanup(subprocess.run, ["umount", folder], check=True)
+            host = shutil.copy(EXECUTABLE, folder)
+            os.chmod(host, 0o700)  # which others may not run, but that is not what is wrong
+            said = nmctl("register", "--browser", "firefox", "--host", host).stderr
+            self.assertIn("mounted noexec", said)
+            self.doCleanups()
         with MainApplication():
             pass
         for folder, options, words in (("", "size=32k", "is full"), ("", "nr_inodes=9", "no inodes"),

@@ -1,6 +1,7 @@
 #include "tools/corvane-nmctl/Lookup.h"
 
 #include <sys/stat.h>
+#include <sys/statvfs.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -175,12 +176,11 @@ std::optional<Fault> programFault(const std::string& path, const std::string& re
   if (S_ISDIR(status.st_mode))
     return Fault{"a folder is where the host should be: " + path, renewal};
   if (::access(path.c_str(), X_OK) == 0) return std::nullopt;
-  constexpr mode_t anyone = S_IXUSR | S_IXGRP | S_IXOTH;
-  if ((status.st_mode & anyone) == anyone)  // so it is not the file's rights
+  struct statvfs system = {};
+  if (::statvfs(path.c_str(), &system) == 0 && (system.f_flag & ST_NOEXEC) != 0)
     return Fault{"the host is where no program may run (a file system mounted noexec): " + path,
                  "mount it with exec (findmnt -T " + shellWord(path) +
-                     " shows it), or install the "
-                     "package elsewhere"};
+                     " shows it), or install the package elsewhere"};
   return Fault{"not permitted to run the host, " + path, "run: chmod 755 " + shellWord(path)};
 }
 

@@ -3,6 +3,10 @@
 #include <sys/statvfs.h>
 #include <unistd.h>
 
+#include <bit>
+#include <cstdint>
+
+#include "Platform/Random.h"
 #include "tools/corvane-nmctl/Output.h"
 #include "tools/corvane-nmctl/WholeFile.h"
 
@@ -15,7 +19,9 @@ constexpr std::size_t probeSize = 16384;  // more than one block, and than what 
 
 std::optional<Fault> storageFault(std::string path) {
   while (path.size() > 1 && ::access(path.c_str(), F_OK) != 0) path.resize(path.rfind('/'));
-  const std::string probe = path + "/.corvane-nmctl." + std::to_string(::getpid());
+  // Random, so that no file that a killed process left is in the way.
+  const auto suffix = std::bit_cast<std::uint64_t>(Platform::randomBytes<8>());
+  const std::string probe = path + "/.corvane-nmctl." + std::to_string(suffix);
   const auto written = writeNewFile(probe, std::string(probeSize, '\0'), 0600);
   if (written) {
     ::unlink(probe.c_str());
