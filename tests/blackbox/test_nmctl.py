@@ -178,6 +178,10 @@ class Tool(unittest.TestCase):
                 ("Data/ExchangeRequestContainer.data", lambda path: (path.unlink(), path.mkdir()),
                  "{} is no file"),
                 ("Data", lambda path: path.chmod(0), "not permitted to look into {}"),
+                ("Logs", lambda path: (Path(f"{path}.kept/com.corvane.application").mkdir(parents=True),
+                                       path.symlink_to("Logs.kept")),
+                 "{} is a symbolic link, which is not followed"),
+                ("Notifications", lambda path: path.chmod(0), "not permitted to look into {}"),
         ):
             container = Container(EVERYTHING)
             path = container.folder / name
@@ -191,4 +195,7 @@ class Tool(unittest.TestCase):
                 causes = [one["cause"] for one in json.loads(said)["findings"]
                           if one["state"] == "wrong"]
                 self.assertEqual(causes[1:], [what.format(path)])  # the browser is not registered
-        self.assertIn(what.format(path), nmctl("status", **options).stderr)
+                self.assertEqual(list(container.folder.rglob(".corvane-nmctl-trials")), [])
+        status = nmctl("status", "--json", **options)
+        self.assertIn(what.format(path), status.stderr)
+        self.assertIsNone(json.loads(status.stdout)["exchangeFiles"][0]["isLeft"])

@@ -18,7 +18,7 @@ bool isAllWell(const Findings& findings) {
 
 Findings examineAll(const Selection& selection, const Surroundings& surroundings) {
   const Container container = findContainer();
-  OwnTrials trials(container.path);
+  OwnTrials trials(container);
   Findings foundations = examineFoundations(container);
   const bool isSound = isAllWell(foundations);
   Findings result = examineBrowsers(selection, surroundings, !isSound);

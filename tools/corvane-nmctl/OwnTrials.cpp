@@ -5,6 +5,7 @@
 #include <sstream>
 
 #include "SharedComponents/Configuration.h"
+#include "tools/corvane-nmctl/Ways.h"
 #include "tools/corvane-nmctl/WholeFile.h"
 
 namespace corvane::Nmctl {
@@ -20,10 +21,10 @@ VCSDate::Date now() {
 
 }  // namespace
 
-OwnTrials::OwnTrials(const std::string& container)
-    : path_(container + "/Logs/" + Configuration::MainAppBundleIdentifier +
-            "/.corvane-nmctl-trials"),
-      begin_(now()) {
+OwnTrials::OwnTrials(const Container& container) : begin_(now()) {
+  if (container.fault || faultOf(Way::logs, container.path)) return;
+  path_ =
+      container.path + "/Logs/" + Configuration::MainAppBundleIdentifier + "/.corvane-nmctl-trials";
   const auto text = readWhole(path_);
   std::istringstream lines(text ? text.value() : "");
   std::int64_t begin = 0;
@@ -39,6 +40,7 @@ bool OwnTrials::cover(VCSDate::Date time) const {
 }
 
 void OwnTrials::keep() {
+  if (path_.empty()) return;
   spans_.emplace_back(begin_, now());
   if (spans_.size() > kept) spans_.erase(spans_.begin());
   std::ostringstream text;

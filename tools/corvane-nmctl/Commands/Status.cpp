@@ -3,6 +3,8 @@
 #include <CLI/Formatter.hpp>
 #include <algorithm>
 #include <map>
+#include <optional>
+#include <vector>
 
 #include "tools/corvane-nmctl/Commands/Commands.h"
 #include "tools/corvane-nmctl/Link.h"
@@ -13,6 +15,8 @@ namespace {
 
 using namespace std::chrono_literals;
 
+using Observers = std::vector<Platform::NotificationObserver>;
+
 constexpr auto patience = 200ms;
 
 std::string waiting(const ExchangeFileFacts& file) {
@@ -22,13 +26,19 @@ std::string waiting(const ExchangeFileFacts& file) {
   return file.records ? std::to_string(*file.records) : "?";
 }
 
-/// Replies to hosts that have ended are one row.
-void printFiles(Output& output, const std::vector<ExchangeFileFacts>& files, const LinkEnds& ends) {
+std::optional<LinkEnds> endsAmong(const std::optional<Observers>& observers) {
+  if (!observers) return std::nullopt;
+  return linkEndsAmong(*observers);
+}
+
+/// Replies to hosts that have ended are one row. Without `ends` it is unknown which those are.
+void printFiles(Output& output, const std::vector<ExchangeFileFacts>& files,
+                const std::optional<LinkEnds>& ends) {
   std::vector<std::vector<std::string>> rows;
   std::size_t left = 0;
   std::uint64_t leftBytes = 0;
   for (const ExchangeFileFacts& file : files) {
-    if (isLeftReply(file.name, ends) && file.problem.empty() && !file.isLocked) {
+    if (ends && isLeftReply(file.name, *ends) && file.problem.empty() && !file.isLocked) {
       ++left;
       leftBytes += file.size;
     } else {
@@ -46,11 +56,12 @@ void printFiles(Output& output, const std::vector<ExchangeFileFacts>& files, con
 }
 
 void print(Output& output, const std::vector<ExchangeFileFacts>& files,
-           const std::vector<Platform::NotificationObserver>& observers) {
-  printFiles(output, files, linkEndsAmong(observers));
+           const std::optional<Observers>& observers) {
+  printFiles(output, files, endsAmong(observers));
+  if (!observers) return;
   std::vector<std::vector<std::string>> rows;
   std::map<std::string, std::string> processes;
-  for (const auto& [name, process, isGone] : observers) {
+  for (const auto& [name, process, isGone] : *observers) {
     std::string& list = processes[name];
     list += (list.empty() ? "" : ", ") + std::to_string(process) + (isGone ? " (gone)" : "");
   }
@@ -64,21 +75,21 @@ void print(Output& output, const std::vector<ExchangeFileFacts>& files,
 }
 
 JsonObject jsonOf(const std::vector<ExchangeFileFacts>& files,
-                  const std::vector<Platform::NotificationObserver>& observers) {
-  const LinkEnds ends = linkEndsAmong(observers);
+                  const std::optional<Observers>& observers) {
+  const auto ends = endsAmong(observers);
   boost::json::array list;
   for (const ExchangeFileFacts& file : files) {
     JsonObject object{{"name", file.name},
                       {"bytes", file.size},
                       {"isLocked", file.isLocked},
-                      {"isDamaged", file.isDamaged},
-                      {"isLeft", isLeftReply(file.name, ends)}};
+                      {"isDamaged", file.isDamaged}};
+    object["isLeft"] = ends ? JsonValue(isLeftReply(file.name, *ends)) : JsonValue();
     object["waiting"] = file.records ? JsonValue(*file.records) : JsonValue();
     if (!file.problem.empty()) object["problem"] = file.problem;
     list.push_back(std::move(object));
   }
   boost::json::array who;
-  for (const auto& [name, process, isGone] : observers)
+  for (const auto& [name, process, isGone] : observers.value_or(Observers()))
     who.push_back({{"notification", name}, {"process", process}, {"isGone", isGone}});
   return {{"exchangeFiles", list}, {"observers", who}};
 }
@@ -105,7 +116,7 @@ void run(Context& context) {
     problems.emplace_back(listed.failure().text);
     fail(context, listed.failure().text);
   }
-  const auto observers = listed ? listed.value() : std::vector<Platform::NotificationObserver>();
+  const auto observers = listed ? std::optional(listed.value()) : std::nullopt;
   if (context.output.isJson()) {
     JsonObject object = jsonOf(files, observers);
     object["isApplicationRunning"] = isKnown ? JsonValue(isRunning) : JsonValue();
