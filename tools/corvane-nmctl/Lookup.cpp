@@ -34,19 +34,22 @@ std::vector<Candidate> candidatesFor(const Browser& browser, const Policies& pol
   return result;
 }
 
-std::string registering(const Browser& browser) {
-  return "corvane-nmctl register --browser " + std::string(browser.name);
+/// The command that registers the host for ours and for the extension `identifier`, if it is one of
+/// such a browser's.
+std::string registering(const Browser& browser, const std::string& identifier) {
+  std::string command = "corvane-nmctl register --browser " + std::string(browser.name);
+  if (allowanceOf(browser.format, identifier)) command += " --extension " + shellWord(identifier);
+  return command;
 }
 
-std::string movingAside(const std::string& path, const Browser& browser) {
-  return "run: mv " + shellWord(path) + " " + shellWord(asideOf(path)) + " && " +
-         registering(browser);
+/// What fixes it, if `command` does once the host is there.
+std::string running(const std::string& command, const Surroundings& surroundings) {
+  const bool hasHost = ::access(surroundings.hostPath.c_str(), X_OK) == 0;
+  return (hasHost ? "run: " : "install the package again, then run: ") + command;
 }
 
-std::string movingAway(const Candidate& candidate, const Browser& browser) {
-  if (!candidate.isUsers)
-    return "install the package again, or remove " + shellWord(candidate.path) + " (as root)";
-  return movingAside(candidate.path, browser);
+std::string movingAside(const std::string& path, const std::string& next) {
+  return "mv -nT " + shellWord(path) + " " + shellWord(asideOf(path)) + " && " + next;
 }
 
 /// What stands in the way of the folder `path`: it, or one above it, is no folder. "" when nothing.
@@ -56,21 +59,24 @@ std::string obstacleTo(std::string path) {
   return path.empty() || S_ISDIR(status.st_mode) ? "" : path;
 }
 
-/// What mends a manifest that the browser does not take, or that names a program that is no good.
+/// What fixes a manifest that the browser does not take, or that names a program that is no good.
 std::string mendFor(const Candidate& candidate, const Browser& browser,
-                    const Surroundings& surroundings) {
+                    const Surroundings& surroundings, const std::string& identifier) {
   using State = FoundManifest::State;
   const FoundManifest found = findManifest(candidate.path, browser.format, surroundings.hostPath);
   if (found.isAsWritten) return "install the package again";
+  if (!candidate.isUsers)
+    return "install the package again, or remove " + shellWord(candidate.path) + " (as root)";
+  const std::string registration = registering(browser, identifier);
   const bool isRepaired = found.state == State::outdated || found.state == State::damaged;
-  if (!candidate.isUsers || (!isRepaired && found.state != State::usable))
-    return movingAway(candidate, browser);
-  if (::access(surroundings.hostPath.c_str(), X_OK) != 0)
-    return "install the package again, then run: " + registering(browser);
-  return "run: " + (isRepaired ? "corvane-nmctl repair" : registering(browser));
+  if (!isRepaired && found.state != State::usable)
+    return running(movingAside(candidate.path, registration), surroundings);
+  const bool isOfOurs = !allowanceOf(browser.format, identifier);
+  return running(isRepaired && isOfOurs ? "corvane-nmctl repair" : registration, surroundings);
 }
 
-Fault absence(const Browser& browser, const Policies& policies, const Surroundings& surroundings) {
+Fault absence(const Browser& browser, const Policies& policies, const Surroundings& surroundings,
+              const std::string& identifier) {
   if (policies.forbidUserLevel) {
     Policies without = policies;
     without.forbidUserLevel = false;
@@ -82,12 +88,14 @@ Fault absence(const Browser& browser, const Policies& policies, const Surroundin
     return {"the host is not registered for all users, and a policy lets no user register hosts",
             "install the package"};
   }
+  const std::string registration = registering(browser, identifier);
   for (const std::string_view folder : browser.userFolders)
     if (const std::string path = obstacleTo(surroundings.expanded(folder)); !path.empty())
-      return {"the host is not registered: " + path + " is no folder", movingAside(path, browser)};
+      return {"the host is not registered: " + path + " is no folder",
+              running(movingAside(path, registration), surroundings)};
   return {
       "the host is not registered: there is no " + manifestFileName() + " where the browser looks",
-      "run: " + registering(browser)};
+      running(registration, surroundings)};
 }
 
 /// Whether something is at `path` that browsers take for nothing: the folder can't be looked into,
@@ -109,7 +117,7 @@ std::optional<Lookup> look(const Candidate& candidate, const Browser& browser,
     return result;
   };
   const auto fault = [&](const std::string& cause) {
-    return failing(path + ": " + cause, mendFor(candidate, browser, surroundings));
+    return failing(path + ": " + cause, mendFor(candidate, browser, surroundings, identifier));
   };
   const auto refusal = [&](const char* deed, const char* what) {
     return failing(std::string("not permitted to ") + deed + " " + path,
@@ -130,13 +138,13 @@ std::optional<Lookup> look(const Candidate& candidate, const Browser& browser,
   if (checked.fault) return fault(*checked.fault);
   if (checked.refusal && wanted)
     return failing(path + ": " + *checked.refusal,
-                   "run: " + registering(browser) + " --extension " + shellWord(identifier));
+                   running(registering(browser, identifier), surroundings));
   if (checked.refusal) return fault(*checked.refusal);
   result.hostPath = checked.hostPath;
   result.extension = wanted.value_or(extensionFor(browser.format));
   result.others = otherAllowances(browser.format, text.value());
   std::erase(result.others, result.extension);
-  result.renewal = mendFor(candidate, browser, surroundings);
+  result.renewal = mendFor(candidate, browser, surroundings, identifier);
   return result;
 }
 
@@ -161,7 +169,7 @@ Lookup lookUp(const Browser& browser, const Policies& policies, const Surroundin
     if (!first) first = std::move(found);
   }
   if (first) return *first;
-  none.fault = absence(browser, policies, surroundings);
+  none.fault = absence(browser, policies, surroundings, identifier);
   return none;
 }
 

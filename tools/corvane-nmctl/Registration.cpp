@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdio>
 #include <filesystem>
 
 #include "Platform/File.h"
@@ -69,7 +68,7 @@ mode_t folderModeFor(const Place& place) {
   return place.isUsers ? 0700 : 0755;
 }
 
-/// Takes away what a registration leaves beside the manifest, also one that was killed.
+/// Removes what a registration leaves beside the manifest, also one that was killed.
 void sweep(const Place& place) {
   removeLeftParts(place.path());
   MadeFolders::remove(place.folder);
@@ -87,9 +86,10 @@ Result<FoundManifest> ownAt(const Place& place, const Surroundings& surroundings
   return found;
 }
 
-Result<Done> rename(const std::string& from, const std::string& to) {
-  if (std::rename(from.c_str(), to.c_str()) == 0) return Done{};
-  return Platform::failureFromErrno("rename", from);
+/// Gives the file `path` the further name `aside`; fails if that exists by now.
+Result<Done> keepAs(const std::string& aside, const std::string& path) {
+  if (::link(path.c_str(), aside.c_str()) == 0) return Done{};
+  return Platform::failureFromErrno("keep as " + aside, path);
 }
 
 }  // namespace
@@ -172,10 +172,12 @@ Result<Done> carryOut(const Plan& plan, const Place& place) {
   if (plan.files.empty()) return Done{};
   if (auto made = MadeFolders::make(place.folder, plan.folderMode); !made) return made;
   if (!plan.aside.empty())
-    if (auto moved = rename(place.path(), plan.aside); !moved) return moved;
+    if (auto kept = keepAs(plan.aside, place.path()); !kept) return kept;
   const Plan::NewFile& manifest = plan.files.back();
   auto written = replaceFile(manifest.path, manifest.text, manifest.mode);
-  if (!written) MadeFolders::remove(place.folder);
+  if (written) return written;
+  if (!plan.aside.empty()) ::unlink(plan.aside.c_str());
+  MadeFolders::remove(place.folder);
   return written;
 }
 
@@ -186,10 +188,9 @@ Result<bool> unregisterAt(const Place& place, const Surroundings& surroundings) 
   }
   const auto found = ownAt(place, surroundings);
   if (!found) return found.failure();
-  const auto removed = found->state == FoundManifest::State::damaged
-                           ? rename(place.path(), asideOf(place.path()))
-                           : Platform::removeFile(place.path());
-  if (!removed) return removed.failure();
+  if (found->state == FoundManifest::State::damaged)
+    if (auto kept = keepAs(asideOf(place.path()), place.path()); !kept) return kept.failure();
+  if (auto removed = Platform::removeFile(place.path()); !removed) return removed.failure();
   sweep(place);
   return true;
 }

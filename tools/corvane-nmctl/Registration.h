@@ -51,8 +51,8 @@ struct Plan {
     std::string text;
     mode_t mode;
   };
-  std::vector<NewFile> files;  ///< that it would write; none when all is as it should be
-  std::string aside;  ///< where what is there now, which is damaged, goes first; "": nowhere
+  std::vector<NewFile> files;       ///< that it would write; none when all is as it should be
+  std::string aside;                ///< new path of the damaged file; empty if there is none
   std::vector<std::string> others;  ///< what is allowed beside our extensions
 };
 
@@ -66,11 +66,11 @@ Result<Plan> planFor(const Place& place, const Surroundings& surroundings,
 /// A name beside `path` that is free, for what is moved out of the way.
 std::string asideOf(const std::string& path);
 
-/// Carries the plan out; the manifest last and by renaming. What is damaged keeps its text under
-/// another name.
+/// Carries the plan out; the manifest last and by renaming. A damaged one keeps its text as
+/// `plan.aside`. Fails without writing if a file of that name was made meanwhile.
 Result<Done> carryOut(const Plan& plan, const Place& place);
 
-/// Takes our manifest away, and the folders that were made for it; a damaged one is moved aside.
+/// Removes our manifest, and the folders that were made for it; a damaged one is moved aside.
 /// False when there was none of ours. Fails as planFor does.
 Result<bool> unregisterAt(const Place& place, const Surroundings& surroundings);
 

@@ -83,6 +83,24 @@ TEST_F(Machine, LooksWhereEachBrowserLooks) {
   EXPECT_NE(lookUpIn("librewolf").find("not registered"), std::string::npos);
 }
 
+TEST_F(Machine, FixesWithTheHostAndTheExtensionThatAreAskedFor) {
+  const std::string path =
+      surroundings_.configFolder + "/chromium/NativeMessagingHosts/com.corvane.nm.json";
+  const auto fix = [&] {
+    const std::string extension(32, 'a');
+    return lookUp(*findBrowser("chromium"), {}, surroundings_, extension).fault->mend;
+  };
+  const std::string registering =
+      "corvane-nmctl register --browser chromium --extension " + std::string(32, 'a');
+  EXPECT_EQ(fix(), "install the package again, then run: " + registering);
+  surroundings_.hostPath = "/bin/sh";
+  EXPECT_EQ(fix(), "run: " + registering);
+  testing::writeFile(path, "{");
+  EXPECT_EQ(fix(), "run: " + registering);
+  testing::writeFile(path, "{}");
+  EXPECT_EQ(fix(), "run: mv -nT " + path + " " + path + ".broken && " + registering);
+}
+
 TEST_F(Machine, ObeysTheLastPolicyByName) {
   const auto policy = [&](const char* name, const char* text) {
     testing::writeFile(root_ + "/etc/chromium/policies/managed/" + name, text);

@@ -102,6 +102,10 @@ TEST_F(Registration, WritesByRenamingAndOnlyOverItsOwn) {
   EXPECT_EQ(testing::contentOf(chromium_), written);
   EXPECT_EQ(testing::contentOf(chromium_ + ".broken"), "{");
   testing::writeFile(chromium_, "");
+  const Plan late{{}, 0700, {{chromium_, written, 0644}}, chromium_ + ".broken", {}};  // is there
+  const fs::path folder = fs::path(chromium_).parent_path();
+  EXPECT_FALSE(carryOut(late, {{}, ManifestFormat::chromium, folder, true}));
+  EXPECT_EQ(testing::contentOf(chromium_ + ".broken") + testing::contentOf(chromium_), "{");
   EXPECT_EQ(run({"unregister"}), 0);
   EXPECT_FALSE(fs::exists(chromium_));
   EXPECT_TRUE(fs::exists(chromium_ + ".broken.2"));

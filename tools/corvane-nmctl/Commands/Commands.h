@@ -48,6 +48,10 @@ std::string isBrowser(const std::string& name);
 /// "", or why `identifier` is none of an extension, for CLI11.
 std::string isIdentifier(const std::string& identifier);
 
+/// Prints where the damaged manifest is that the plan has moved, and what it means; a no-op if there
+/// was none.
+void printAside(Output& output, const Plan& plan);
+
 /// Says why something failed, and makes the exit status say that something did. Where nothing else
 /// comes as JSON, that does in the end.
 void fail(Context& context, const std::string& why);

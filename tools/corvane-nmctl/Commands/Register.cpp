@@ -18,6 +18,11 @@ struct RegisterOptions {
   std::vector<std::string> extensions;
 };
 
+void printOthers(Output& output, const Plan& plan) {
+  for (const std::string& other : plan.others)
+    output.line("    it also allows " + printable(other));
+}
+
 void printPlan(Output& output, const Place& place, const Plan& plan) {
   output.heading(place.titles());
   if (plan.files.empty())
@@ -31,6 +36,7 @@ void printPlan(Output& output, const Place& place, const Plan& plan) {
                 std::to_string(text.size()) + " bytes:");
     output.line(text.substr(0, text.size() - 1));  // `line` writes the last line feed
   }
+  printOthers(output, plan);
 }
 
 JsonObject jsonOf(const Place& place, const Plan& plan) {
@@ -50,10 +56,8 @@ JsonObject jsonOf(const Place& place, const Plan& plan) {
 void printDone(Output& output, const Place& place, const Plan& plan) {
   output.marked(Output::Mark::good, place.titles() + ": " + printable(place.path()) +
                                         (plan.files.empty() ? " was there already" : ""));
-  if (!plan.aside.empty())
-    output.line("    what was there, and damaged, is now " + printable(plan.aside));
-  for (const std::string& other : plan.others)
-    output.line("    it also allows " + printable(other));
+  printAside(output, plan);
+  printOthers(output, plan);
 }
 
 /// Without a choice: the browsers that are installed here outside a sandbox.

@@ -36,7 +36,7 @@ void repair(Context& context, const Selection& selection, bool isOfSystem) {
     if (context.output.isJson()) continue;
     context.output.marked(Output::Mark::good,
                           place.titles() + ": wrote " + printable(place.path()) + " anew");
-    if (!plan->aside.empty()) context.output.line("    what was there is now " + plan->aside);
+    printAside(context.output, plan.value());
   }
   if (context.output.isJson()) return context.output.json({{"repaired", repaired}});
   if (repaired.empty() && context.status == 0) context.output.line("nothing to repair");

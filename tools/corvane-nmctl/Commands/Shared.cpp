@@ -34,6 +34,12 @@ std::string isIdentifier(const std::string& identifier) {
   return isOne ? "" : "that is no identifier of an extension";
 }
 
+void printAside(Output& output, const Plan& plan) {
+  if (plan.aside.empty()) return;
+  output.line("    what was there, and damaged, is now " + printable(plan.aside) +
+              "; extensions that it allowed must be registered again");
+}
+
 void misuse(Context& context, const std::string& why) {
   fail(context, why);
   context.status = usageStatus;
