@@ -1,6 +1,7 @@
 // Keeps the one link to the host, and shares it with the pages of the extension: each gets
 // {link, appState, isPushed} when it opens its port and after every change; each may send
-// {id, type, parameters} and gets {id, reply} or {id, error} back.
+// {id, type, parameters} and gets {id, reply} or {id, error} back, or {connect: true}, which ends a
+// pause.
 
 import {CorvaneClient} from "./client/client.js";
 
@@ -29,7 +30,11 @@ client.onAppState((state, isPushed) => tell(isPushed));
 chrome.runtime.onConnect.addListener((page) => {
   pages.add(page);
   page.onDisconnect.addListener(() => pages.delete(page));
-  page.onMessage.addListener(async ({id, type, parameters}) => {
+  page.onMessage.addListener(async ({id, type, parameters, connect}) => {
+    if (connect) {
+      client.connect().catch(() => {}); // the link tells
+      return;
+    }
     const answer = await client.request(type, parameters).then(
       (reply) => ({id, reply}),
       (error) => ({id, error: plain(error)}));

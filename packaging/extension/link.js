@@ -29,6 +29,15 @@ export class SharedLink {
     });
   }
 
+  /** Has the host tried at once, also during a pause. */
+  connect() {
+    try {
+      this.#port.postMessage({connect: true});
+    } catch {
+      // The background script was stopped; it connects to the host when it starts again.
+    }
+  }
+
   /** Connects to the background script, which starts it if the browser had stopped it. */
   #open() {
     let hasSpoken = false;

@@ -134,7 +134,7 @@ $("https").addEventListener("change", switchPage);
 $("log").addEventListener("click", () => command("openFilteringLog"));
 $("settings").addEventListener("click", () => command("openSettings"));
 $("trouble-button").addEventListener("click", () =>
-  isLive() ? lookAtPage(true) : shared.ask("getCurrentAppState"));
+  isLive() ? lookAtPage(true) : shared.connect());
 setInterval(renderPause, 1000);
 
 const given = new URLSearchParams(location.search).get("url");

@@ -209,6 +209,7 @@ class Scenarios:
         site = {"url": "http://" + '"' * (LARGEST // 2), "referrer": "", "userAgent": ""}
         error = self.send(page, "reportSite", site)["error"]  # said in the reply, with backslashes
         self.assertEqual(error["reason"], "too large", error)
+        page.until('document.body.dataset.link === "live"')
         self.assertEqual(self.send(page, "openSettings")["reply"]["result"], "ok")
 
 

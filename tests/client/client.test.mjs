@@ -79,6 +79,7 @@ test("pauses double up to the longest, and begin anew after a link that held", a
     assert.deepEqual([link.state, link.error.reason, link.retryAt - clock.now()],
                      ["waiting", "not found", pause]);
     await clock.pass(pause - 1);
+    await assert.rejects(client.request("openSettings"), hasReason("not found"));
     assert.equal(link.state, "waiting");
     await clock.pass(1);
     assert.deepEqual([link.state, link.error.reason], ["connecting", "not found"]);

@@ -141,20 +141,23 @@ export class CorvaneClient {
   }
 
   /**
-   * Sends a request, over a new link if there is none, and gives its reply.
+   * Sends a request, over a new link if the client is closed, and gives its reply.
    *
    * Rejects with a `CorvaneError` when the reply is an error (`refused`), when it does not come in
-   * time, and when the link can't be made or ends before. Nothing is sent twice: after the end of a
+   * time, and when the link can't be made or ends before. During a pause it rejects at once with
+   * the reason for the pause: requests never start a host more often than the pauses allow. Nothing is sent twice: after the end of a
    * link nobody knows whether the command was carried out.
    */
   async request<Command extends CommandName>(
     type: Command,
     ...[parameters, options]: Rest<Command>
   ): Promise<Reply<Command>> {
+    const reason = this.#reasonForPause();
+    if (reason) throw reason;
     await this.connect();
     const timeLimit = options?.timeLimit ?? timeLimitOf(type, parameters);
     const connection = this.#connection;
-    if (!connection) throw this.#link.state === "waiting" ? this.#link.error : closed();
+    if (!connection) throw this.#reasonForPause() ?? closed();
     const before = this.#appState;
     const reply = await connection.ask(type, parameters, timeLimit);
     if (reply.result !== "ok") {
@@ -172,6 +175,10 @@ export class CorvaneClient {
     this.#pause = 0;
     this.#setLink({state: "closed"});
     connection?.end(closed());
+  }
+
+  #reasonForPause(): CorvaneError | undefined {
+    return this.#link.state === "waiting" ? this.#link.error : undefined;
   }
 
   #open(): Promise<HostInfo> {
