@@ -19,9 +19,18 @@ function plain({reason, message, reply, browserText}) {
 
 function tell(isPushed) {
   pages.forEach((page) => page.postMessage(news(isPushed)));
-  const isOff = client.appState?.isRunning && !client.appState.isProtectionEnabled;
+  showOnButton();
+}
+
+/** The button's shield has its tick only while pages are filtered, as far as is known. */
+function showOnButton() {
+  const {isRunning, isProtectionEnabled} = client.appState ?? {};
+  const isLive = client.link.state === "live";
+  const isOn = isLive && isRunning && isProtectionEnabled;
+  const isOff = isLive && isRunning && !isProtectionEnabled;
   const text = client.link.state === "waiting" ? "!" : isOff ? "off" : "";
   chrome.action.setBadgeText({text});
+  chrome.action.setIcon({path: isOn ? "icon.png" : "icon-off.png"});
 }
 
 client.onLink(() => tell());

@@ -13,11 +13,18 @@ let tab; // the current one
 let address; // {url, port} of the page, if it is one that can be filtered
 let page; // its state, once it is known
 let busy = 0; // commands under way
+let commandError = ""; // of the last command
+let startError; // what went wrong after "Start it", until the application runs
+let isStarting = false;
+
+// The command that starts the application asks for a page, too; this one where there is none.
+const ANY_PAGE = {url: "http://localhost/", port: 80};
 
 const shared = new SharedLink((news) => {
   const wasUsable = isUsable();
   link = news.link;
   app = news.appState ?? app;
+  if (isUsable()) startError = undefined;
   render();
   if (isUsable() && (news.isPushed || !wasUsable)) lookAtPage();
 });
@@ -33,9 +40,9 @@ function addressOf(text) {
 }
 
 /** Asks for the state of the page; what the application answers late is overtaken by what is new. */
-async function lookAtPage(forceStartApp = false) {
+async function lookAtPage() {
   if (!address) return;
-  const {reply} = await shared.ask("getCurrentFilteringState", {...address, forceStartApp});
+  const {reply} = await shared.ask("getCurrentFilteringState", {...address, forceStartApp: false});
   page = reply?.parameters ?? page;
   render();
 }
@@ -45,9 +52,21 @@ async function command(type, parameters) {
   busy += 1;
   render();
   const {error} = await shared.ask(type, parameters);
+  commandError = error ? `That did not work: ${error.message}` : "";
   busy -= 1;
   await lookAtPage();
-  $("protection-note").textContent = error ? `${type}: ${error.message}` : noteOnProtection();
+  render();
+}
+
+/** Starts the application, whatever page is shown. An error about the page alone is no failure. */
+async function startApp() {
+  isStarting = true;
+  startError = undefined;
+  render();
+  const page = {...(address ?? ANY_PAGE), forceStartApp: true};
+  const {error} = await shared.ask("getCurrentFilteringState", page);
+  isStarting = false;
+  startError = isUsable() ? undefined : error;
   render();
 }
 
@@ -58,9 +77,13 @@ function noteOnProtection() {
 
 function troubleNow() {
   if (link.error) {
-    return {...UNKNOWN_TROUBLE, ...TROUBLES[link.error.reason], browser: link.error.browserText};
+    const {reason, browserText} = link.error;
+    const details = browserText && `The browser says: ${browserText}`;
+    return {...UNKNOWN_TROUBLE, ...TROUBLES[reason], details};
   }
-  return isLive() && app && !app.isRunning ? TROUBLES["not running"] : undefined;
+  if (!isLive() || !app || app.isRunning) return undefined;
+  if (!startError) return TROUBLES["not running"];
+  return {...TROUBLES["not started"], details: `The helper program says: ${startError.message}`};
 }
 
 function renderLink() {
@@ -68,9 +91,10 @@ function renderLink() {
   $("trouble").hidden = !trouble;
   $("trouble-title").textContent = trouble?.title ?? "";
   $("trouble-text").textContent = trouble?.text ?? "";
-  $("trouble-browser").textContent = trouble?.browser ? `The browser says: ${trouble.browser}` : "";
+  $("trouble-details").textContent = trouble?.details ?? "";
   $("trouble-button").textContent = isLive() ? "Start it" : "Try again";
-  $("version").textContent = isLive() ? `Host ${link.host.version}` : "";
+  $("trouble-button").disabled = isStarting;
+  $("version").textContent = isLive() ? `Version ${link.host.version}` : "";
   const words = {connecting: "connecting", live: app?.isRunning ? "connected" : "not running"};
   $("chip").textContent = (!link.error && words[link.state]) || "not connected";
   $("protection-card").hidden = $("site-card").hidden = Boolean(trouble);
@@ -79,8 +103,8 @@ function renderLink() {
 
 function renderPause() {
   const seconds = Math.max(0, Math.ceil((link.retryAt - Date.now()) / 1000));
-  const whenWaiting = `by itself in ${seconds} s`;
-  $("retry").textContent = {waiting: whenWaiting, connecting: "trying …"}[link.state] ?? "";
+  const words = {waiting: `by itself in ${seconds} s`, connecting: "trying …"};
+  $("retry").textContent = isStarting ? "starting …" : words[link.state] ?? "";
 }
 
 function pageNote() {
@@ -111,10 +135,12 @@ function render() {
   document.body.toggleAttribute("aria-busy", busy > 0);
   renderLink();
   const isOn = isUsable() && app.isProtectionEnabled;
+  $("shield").src = isOn ? "icon.svg" : "icon-off.svg";
   $("protection").checked = isOn;
   $("protection-text").textContent =
     isUsable() ? `Protection is ${isOn ? "on" : "off"}` : "Protection";
-  if (!busy) $("protection-note").textContent = noteOnProtection();
+  $("protection-note").textContent = noteOnProtection();
+  $("command-error").textContent = isUsable() ? commandError : "";
   renderPage();
   controls.forEach((control) => (control.disabled = !isUsable() || busy > 0));
   $("log").hidden = $("settings").hidden = !isUsable();
@@ -134,7 +160,7 @@ $("https").addEventListener("change", switchPage);
 $("log").addEventListener("click", () => command("openFilteringLog"));
 $("settings").addEventListener("click", () => command("openSettings"));
 $("trouble-button").addEventListener("click", () =>
-  isLive() ? lookAtPage(true) : shared.connect());
+  isLive() ? startApp() : shared.connect());
 setInterval(renderPause, 1000);
 
 const given = new URLSearchParams(location.search).get("url");

@@ -2,27 +2,27 @@
 
 const MEND = "In a terminal, “corvane-nmctl doctor” says what is wrong.";
 
-export const UNKNOWN_TROUBLE = {title: "The host can't be reached", text: MEND};
+export const UNKNOWN_TROUBLE = {title: "The application can't be reached", text: MEND};
 
 export const TROUBLES = {
   "not found": {
-    title: "The host is not registered",
-    text: `The browser finds no native messaging host that this extension may use. ${MEND}`,
+    title: "The helper program is not registered",
+    text: `The browser finds no helper program that this extension may use. ${MEND}`,
   },
   forbidden: {
-    title: "The host is not for this extension",
-    text: `A host is registered, but does not name this extension, or a policy forbids it. ${MEND}`,
+    title: "The helper program is not for this extension",
+    text: `One is registered, but does not name this extension, or a policy forbids it. ${MEND}`,
   },
   exited: {
-    title: "The host has ended",
+    title: "The helper program has ended",
     text: `It could not be started, or has stopped. ${MEND}`,
   },
   mute: {
-    title: "The host does not answer",
+    title: "The helper program does not answer",
     text: `It was started and said nothing. ${MEND}`,
   },
   "too large": {
-    title: "The host said too much",
+    title: "The helper program said too much",
     text: "Its answer was larger than the browser takes, or it ended while it was being asked.",
   },
   "version mismatch": {
@@ -32,5 +32,9 @@ export const TROUBLES = {
   "not running": {
     title: "The application is not running",
     text: "Nothing is filtered until it is started.",
+  },
+  "not started": {
+    title: "The application could not be started",
+    text: "Is it installed? Nothing is filtered until it runs.",
   },
 };

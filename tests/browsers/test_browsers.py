@@ -11,7 +11,7 @@ import unittest
 from pathlib import Path
 
 import browser
-from host import EXECUTABLE, Container, MainApplication
+from host import EXECUTABLE, MAIN_APPLICATION, Container, MainApplication, kill_launched
 
 HOST = Path(EXECUTABLE)
 PICTURES = Path(os.environ["CORVANE_PICTURES"])
@@ -57,12 +57,19 @@ CONNECT_ONCE = """import(document.baseURI.replace(/[^/]*$/, "client/client.js"))
   })"""
 
 
+CLICK = 'document.getElementById("trouble-button").click()'
+
+
 class QuietHandler(http.server.BaseHTTPRequestHandler):
     log_message = staticmethod(lambda *_: None)
 
 
 def shows(identifier, text):
     return f'document.getElementById("{identifier}").textContent.endsWith("{text}")'
+
+
+def has_tick(answer):
+    return f'document.getElementById("shield").src.endsWith("icon.svg") === {answer}'
 
 
 def says(identifier, text):
@@ -119,11 +126,18 @@ class Scenarios:
         started = self.start()
         page = started.open(f"popup.html?url={PAGE}")
         page.until(shows("certificate", "Example Authority"))
+        page.until(has_tick("true"))
         self.picture(page, "live")
         application.command("protection off")
         page.until(shows("protection-text", "off"))
+        page.until(has_tick("false"))
+        self.picture(page, "off")
+        application.command("fault error command=setProtectionStatus times=1 Not now.")
         page.evaluate('document.getElementById("protection").click()')
-        page.until(shows("protection-text", "on"))
+        page.until('document.getElementById("command-error").textContent.includes("Not now.")')
+        page.until('!document.getElementById("protection").disabled')
+        page.evaluate('document.getElementById("protection").click()')
+        page.until(shows("protection-text", "on") + ' && ' + says("command-error", ""))
         self.assertTrue(application.state()["protection"])
         page.until('!document.getElementById("https").disabled')
         page.evaluate('document.getElementById("https").click()')
@@ -132,6 +146,18 @@ class Scenarios:
         application.kill()
         page.until(shows("trouble-title", "not running"))
         self.picture(page, "stopped")
+
+    def test_popup_starts_the_application_whatever_page_is_shown(self):
+        page = self.start().open("popup.html?url=about:blank")
+        page.until(shows("trouble-title", "not running"))
+        page.until(has_tick("false"))
+        page.evaluate(CLICK)
+        page.until(shows("trouble-details", "Can't start main app."))
+        self.picture(page, "not-started")
+        self.addCleanup(kill_launched)
+        self.container.install(f'"{MAIN_APPLICATION}" --daemon')
+        page.evaluate(CLICK)
+        page.until(says("chip", "connected") + " && " + has_tick("true"))
 
     def test_host_killed_under_the_browser(self):
         self.application()
@@ -184,7 +210,7 @@ class Scenarios:
         popup.until(shows("trouble-title", "not registered"))
         self.picture(popup, "not-connected")
         started.register(HOST)
-        popup.evaluate('document.getElementById("trouble-button").click()')
+        popup.evaluate(CLICK)
         popup.until(says("chip", "not running"))
 
     def test_two_hundred_ports(self):
