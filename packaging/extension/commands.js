@@ -1,6 +1,6 @@
 // Sends any command, with parameters typed by hand, and shows the replies, newest first.
 
-import {SharedLink} from "./link.js";
+import {PageClient} from "./client/page.js";
 
 const page = {url: "https://example.org/", port: 443};
 const EXAMPLES = {
@@ -22,7 +22,8 @@ const EXAMPLES = {
 const [form, type, parameters, replies, linkState] =
   ["form", "type", "parameters", "replies", "link"].map((id) => document.getElementById(id));
 
-const shared = new SharedLink(({link}) => {
+const client = new PageClient();
+client.onLink((link) => {
   linkState.textContent = link.error?.reason ?? link.state;
   document.body.dataset.link = link.state;
 });
@@ -34,10 +35,16 @@ function element(name, className, text) {
   return made;
 }
 
+/** What JSON shows of an error. */
+function plain({reason, message, reply, browserText}) {
+  return {reason, message, reply, browserText};
+}
+
 /** Sends a command, shows what comes of it and gives it: {reply} or {error}. */
 async function send(command, values) {
   const begin = performance.now();
-  const {reply, error} = await shared.ask(command, values);
+  const {reply, error} = await client.request(command, values).then(
+    (answer) => ({reply: answer}), (failure) => ({error: plain(failure)}));
   const milliseconds = (performance.now() - begin).toFixed(1);
   const entry = element("article", error ? "card failed" : "card", "");
   entry.append(

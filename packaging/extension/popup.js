@@ -1,14 +1,13 @@
 // Shows the state of protection, of the page in the current tab and of the link, and switches what
 // can be switched. As a page of its own it shows what it is told: popup.html?url=https://…
 
-import {SharedLink} from "./link.js";
+import {PageClient} from "./client/page.js";
 import {TROUBLES, UNKNOWN_TROUBLE} from "./troubles.js";
 
 const $ = (id) => document.getElementById(id);
 const controls = ["protection", "http", "https", "log", "settings"].map($);
+const client = new PageClient();
 
-let link = {state: "connecting"};
-let app; // the main application's state, once it is known
 let tab; // the current one
 let address; // {url, port} of the page, if it is one that can be filtered
 let page; // its state, once it is known
@@ -16,21 +15,23 @@ let busy = 0; // commands under way
 let commandError = ""; // of the last command
 let startError; // what went wrong after "Start it", until the application runs
 let isStarting = false;
+let wasUsable = false; // at the last news
 
 // The command that starts the application asks for a page, too; this one where there is none.
 const ANY_PAGE = {url: "http://localhost/", port: 80};
 
-const shared = new SharedLink((news) => {
-  const wasUsable = isUsable();
-  link = news.link;
-  app = news.appState ?? app;
+function hear(isPushed) {
   if (isUsable()) startError = undefined;
   render();
-  if (isUsable() && (news.isPushed || !wasUsable)) lookAtPage();
-});
+  if (isUsable() && (isPushed || !wasUsable)) lookAtPage();
+  wasUsable = isUsable();
+}
 
-const isLive = () => link.state === "live";
-const isUsable = () => isLive() && app?.isRunning === true;
+client.onLink(() => hear(false));
+client.onAppState((_, isPushed) => hear(isPushed));
+
+const isLive = () => client.link.state === "live";
+const isUsable = () => isLive() && client.appState?.isRunning === true;
 
 function addressOf(text) {
   const url = URL.canParse(text ?? "") ? new URL(text) : undefined;
@@ -42,8 +43,9 @@ function addressOf(text) {
 /** Asks for the state of the page; what the application answers late is overtaken by what is new. */
 async function lookAtPage() {
   if (!address) return;
-  const {reply} = await shared.ask("getCurrentFilteringState", {...address, forceStartApp: false});
-  page = reply?.parameters ?? page;
+  const request = {...address, forceStartApp: false};
+  page = await client.request("getCurrentFilteringState", request)
+    .then((reply) => reply.parameters, (error) => error.reply?.parameters ?? page);
   render();
 }
 
@@ -51,8 +53,8 @@ async function lookAtPage() {
 async function command(type, parameters) {
   busy += 1;
   render();
-  const {error} = await shared.ask(type, parameters);
-  commandError = error ? `That did not work: ${error.message}` : "";
+  commandError = await client.request(type, parameters)
+    .then(() => "", (error) => `That did not work: ${error.message}`);
   busy -= 1;
   await lookAtPage();
   render();
@@ -63,8 +65,9 @@ async function startApp() {
   isStarting = true;
   startError = undefined;
   render();
-  const page = {...(address ?? ANY_PAGE), forceStartApp: true};
-  const {error} = await shared.ask("getCurrentFilteringState", page);
+  const request = {...(address ?? ANY_PAGE), forceStartApp: true};
+  const error = await client.request("getCurrentFilteringState", request)
+    .then(() => undefined, (failure) => failure);
   isStarting = false;
   startError = isUsable() ? undefined : error;
   render();
@@ -72,21 +75,23 @@ async function startApp() {
 
 function noteOnProtection() {
   if (!isUsable()) return "";
-  return app.isProtectionEnabled ? "Pages are filtered." : "Nothing is filtered.";
+  return client.appState.isProtectionEnabled ? "Pages are filtered." : "Nothing is filtered.";
 }
 
 function troubleNow() {
+  const {link, appState} = client;
   if (link.error) {
     const {reason, browserText} = link.error;
     const details = browserText && `The browser says: ${browserText}`;
     return {...UNKNOWN_TROUBLE, ...TROUBLES[reason], details};
   }
-  if (!isLive() || !app || app.isRunning) return undefined;
+  if (!isLive() || !appState || appState.isRunning) return undefined;
   if (!startError) return TROUBLES["not running"];
   return {...TROUBLES["not started"], details: `The helper program says: ${startError.message}`};
 }
 
 function renderLink() {
+  const {link, appState} = client;
   const trouble = troubleNow();
   $("trouble").hidden = !trouble;
   $("trouble-title").textContent = trouble?.title ?? "";
@@ -95,13 +100,14 @@ function renderLink() {
   $("trouble-button").textContent = isLive() ? "Start it" : "Try again";
   $("trouble-button").disabled = isStarting;
   $("version").textContent = isLive() ? `Version ${link.host.version}` : "";
-  const words = {connecting: "connecting", live: app?.isRunning ? "connected" : "not running"};
+  const words = {connecting: "connecting", live: appState?.isRunning ? "connected" : "not running"};
   $("chip").textContent = (!link.error && words[link.state]) || "not connected";
   $("protection-card").hidden = $("site-card").hidden = Boolean(trouble);
   renderPause();
 }
 
 function renderPause() {
+  const {link} = client;
   const seconds = Math.max(0, Math.ceil((link.retryAt - Date.now()) / 1000));
   const words = {waiting: `by itself in ${seconds} s`, connecting: "trying …"};
   $("retry").textContent = isStarting ? "starting …" : words[link.state] ?? "";
@@ -130,11 +136,11 @@ function renderPage() {
 }
 
 function render() {
-  document.body.dataset.link = link.state;
+  document.body.dataset.link = client.link.state;
   document.body.dataset.usable = isUsable();
   document.body.toggleAttribute("aria-busy", busy > 0);
   renderLink();
-  const isOn = isUsable() && app.isProtectionEnabled;
+  const isOn = isUsable() && client.appState.isProtectionEnabled;
   $("shield").src = isOn ? "icon.svg" : "icon-off.svg";
   $("protection").checked = isOn;
   $("protection-text").textContent =
@@ -160,7 +166,7 @@ $("https").addEventListener("change", switchPage);
 $("log").addEventListener("click", () => command("openFilteringLog"));
 $("settings").addEventListener("click", () => command("openSettings"));
 $("trouble-button").addEventListener("click", () =>
-  isLive() ? startApp() : shared.connect());
+  isLive() ? startApp() : client.connect());
 setInterval(renderPause, 1000);
 
 const given = new URLSearchParams(location.search).get("url");

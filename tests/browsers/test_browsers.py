@@ -242,6 +242,20 @@ class Scenarios:
 class InChromium(Scenarios, unittest.TestCase):
     name = "chromium"
 
+    def test_a_page_starts_the_stopped_background_script(self):
+        self.application()
+        started = self.start()
+        page = started.open("popup.html")
+        page.until(says("chip", "connected"))
+        hosts = started.hosts(HOST)
+        told = browser.UNTIL % says("chip", "connecting")
+        page.evaluate(f"void {told}.then(() => (document.body.dataset.told = true))")
+        (script,) = (target["targetId"] for target in started.call("Target.getTargets")["targetInfos"]
+                     if target["type"] == "service_worker")
+        started.call("Target.closeTarget", targetId=script)
+        self.assertEqual(browser.wait_for_end(hosts), set())
+        page.until("document.body.dataset.told && " + says("chip", "connected"))
+
 
 class InFirefox(Scenarios, unittest.TestCase):
     name = "firefox"

@@ -1,9 +1,11 @@
-// The client, and the pages' link of the sample, beside ports and a clock of the test's own.
+// The client and its pages, beside ports and a clock of the test's own.
 
 import assert from "node:assert/strict";
-import {readFile} from "node:fs/promises";
 import {beforeEach, test} from "node:test";
 import {CorvaneClient, PUSH_ID, timeLimitOf} from "../../packaging/extension/client/client.js";
+import {PORT_NAME} from "../../packaging/extension/client/messages.js";
+import {PageClient} from "../../packaging/extension/client/page.js";
+import {shareClient} from "../../packaging/extension/client/share.js";
 
 const HOST = {version: "9.9", apiVersion: "1", isValidatedOnHost: true, platform: "mac"};
 
@@ -53,6 +55,7 @@ class FakePort {
 
 const settle = () => new Promise((resolve) => setImmediate(resolve));
 const state = (second) => ({lastCheckTime: `2026-01-01T00:00:0${second}.000+00:00`});
+const newPort = () => ports[ports.push(new FakePort()) - 1];
 const hasReason = (reason) => (error) => error.name === "CorvaneError" && error.reason === reason;
 
 let clock, ports, client, link;
@@ -60,7 +63,7 @@ let clock, ports, client, link;
 beforeEach(() => {
   clock = new FakeClock();
   ports = [];
-  const runtime = {connectNative: () => ports[ports.push(new FakePort()) - 1]};
+  const runtime = {connectNative: newPort};
   client = new CorvaneClient({runtime, clock, longestPause: 4000});
   client.onLink((now) => (link = now));
 });
@@ -244,26 +247,53 @@ test("an extension without the permission is told so, each time", async () => {
   assert.deepEqual([attempts, without.link.error.reason], [2, "forbidden"]);
 });
 
-test("pages survive the end of the background script, and wake it", async (context) => {
-  const source = await readFile(new URL("../../packaging/extension/link.js", import.meta.url));
-  const {SharedLink} = await import(`data:text/javascript;base64,${source.toString("base64")}`);
-  context.mock.timers.enable({apis: ["setTimeout"]});
-  globalThis.chrome = {runtime: {connect: () => ports[ports.push(new FakePort()) - 1]}};
-  context.after(() => delete globalThis.chrome);
+test("an aborted request ends its wait; before the greeting's answer it is not sent", async () => {
+  const abortion = new AbortController();
+  const {signal} = abortion;
+  const greeted = becomeLive();
+  const isAborted = (error) => error === signal.reason;
+  const early = assert.rejects(client.request("updateApp", undefined, {signal}), isAborted);
+  abortion.abort();
+  await early;
+  await assert.rejects(client.request("updateApp", undefined, {signal}), isAborted);
+  const port = await greeted;
+  assert.deepEqual(port.sent.map(({type}) => type), ["init"]);
+  const later = new AbortController();
+  const asked = client.request("updateApp", undefined, {signal: later.signal});
+  await settle();
+  later.abort(new Error("enough"));
+  await assert.rejects(asked, /enough/);
+  await port.answer(); // nobody waits any more
+  assert.equal(link.state, "live");
+});
+
+test("pages survive the end of the background script, and wake it", async () => {
+  const page = new PageClient({clock, runtime: {connect: newPort}});
   const heard = [];
-  const shared = new SharedLink((news) => heard.push(news));
-  ports[0].receive({link: 1});
-  const asked = shared.ask("openSettings");
+  page.onLink(({state}) => heard.push(state));
+  ports[0].receive({link: {state: "live", host: HOST}});
+  const asked = page.request("openSettings");
   ports[0].ended();
-  assert.equal((await asked).error.reason, "interrupted");
-  ports[1].postMessage = () => { throw new Error("disconnected port"); };
+  await assert.rejects(asked, hasReason("interrupted"));
   ports[1].ended(); // it said nothing: no haste
-  assert.equal((await shared.ask("openSettings")).error.reason, "interrupted");
+  await assert.rejects(page.request("openSettings"), hasReason("interrupted"));
   assert.equal(ports.length, 2);
-  context.mock.timers.tick(1000);
-  ports[2].receive({link: 2});
-  const again = shared.ask("openSettings");
+  await clock.pass(1000);
+  const again = page.request("openSettings");
+  ports[2].receive({link: {state: "waiting", retryAt: 1, error: {reason: "mute", message: ""}}});
   ports[2].receive({id: ports[2].sent[0].id, reply: "there"});
-  assert.equal((await again).reply, "there");
-  assert.deepEqual(heard, [{link: 1}, {link: 2}]);
+  assert.equal(await again, "there");
+  assert.ok(hasReason("mute")(page.link.error));
+  assert.deepEqual(heard, ["live", "connecting", "connecting", "waiting"]);
+});
+
+test("content scripts are refused", () => {
+  let open;
+  shareClient(client, {onConnect: {addListener: (listener) => (open = listener)},
+                       getURL: () => "chrome-extension://own/"});
+  for (const [url, isOpen] of [["https://example.org/", false], ["chrome-extension://own/p", true]]) {
+    const port = Object.assign(newPort(), {name: PORT_NAME, sender: {url}});
+    open(port);
+    assert.deepEqual([port.isOpen, port.sent.length > 0], [isOpen, isOpen]);
+  }
 });

@@ -6,8 +6,19 @@ export const systemClock = {
         return () => clearTimeout(timer);
     },
 };
-/** Firefox keeps its own interface beside the other's; it is the one that gives `port.error`. */
+/** What native messaging needs; empty outside an extension. */
 export function browserRuntime() {
+    return runtimeOf() ?? {};
+}
+/** What background script and pages need to talk; throws outside an extension. */
+export function extensionRuntime() {
+    const runtime = runtimeOf();
+    if (!runtime)
+        throw new Error("This is no page and no background script of an extension.");
+    return runtime;
+}
+/** Firefox keeps its own interface beside the other's; it is the one that gives `port.error`. */
+function runtimeOf() {
     const scope = globalThis;
-    return scope.browser?.runtime ?? scope.chrome?.runtime ?? {};
+    return scope.browser?.runtime ?? scope.chrome?.runtime;
 }

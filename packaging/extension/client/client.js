@@ -1,5 +1,6 @@
 import { browserRuntime, systemClock } from "./browser.js";
 import { Connection } from "./connection.js";
+import { abortable, guarded } from "./link.js";
 import { HOST_NAME, PUSH_ID } from "./protocol.js";
 import { CorvaneError } from "./reasons.js";
 export * from "./protocol.js";
@@ -35,6 +36,7 @@ export function timeLimitOf(type, parameters) {
  *
  * An open link keeps a background script alive in both browsers. Without a link, the browser may
  * stop the script during a pause, and the client with it: make a client whenever the script starts.
+ * Pages of the extension use it through `shareClient` and `PageClient`.
  */
 export class CorvaneClient {
     #options;
@@ -92,24 +94,13 @@ export class CorvaneClient {
      *
      * Rejects with a `CorvaneError` when the reply is an error (`refused`), when it does not come in
      * time, and when the link can't be made or ends before. During a pause it rejects at once with
-     * the reason for the pause: requests never start a host more often than the pauses allow. Nothing is sent twice: after the end of a
-     * link nobody knows whether the command was carried out.
+     * the reason for the pause: requests never start a host more often than the pauses allow. With a
+     * signal that is aborted it rejects with the signal's reason. Nothing is sent twice: after the end
+     * of a link nobody knows whether the command was carried out.
      */
     async request(type, ...[parameters, options]) {
-        const reason = this.#reasonForPause();
-        if (reason)
-            throw reason;
-        await this.connect();
-        const timeLimit = options?.timeLimit ?? timeLimitOf(type, parameters);
-        const connection = this.#connection;
-        if (!connection)
-            throw this.#reasonForPause() ?? closed();
-        const before = this.#appState;
-        const reply = await connection.ask(type, parameters, timeLimit);
-        if (reply.result !== "ok") {
-            throw new CorvaneError("refused", reply.data ?? "The host gives no reason.", reply);
-        }
-        this.#takeReply(reply, before);
+        options?.signal?.throwIfAborted();
+        const reply = await abortable(this.#ask(type, parameters, options ?? {}), options?.signal);
         return reply;
     }
     /** Ends the link, and with it the host. `connect` and `request` begin a new one. */
@@ -120,6 +111,23 @@ export class CorvaneClient {
         this.#pause = 0;
         this.#setLink({ state: "closed" });
         connection?.end(closed());
+    }
+    async #ask(type, parameters, { signal, timeLimit = timeLimitOf(type, parameters) }) {
+        const reason = this.#reasonForPause();
+        if (reason)
+            throw reason;
+        await this.connect();
+        signal?.throwIfAborted(); // before it is sent
+        const connection = this.#connection;
+        if (!connection)
+            throw this.#reasonForPause() ?? closed();
+        const before = this.#appState;
+        const reply = await connection.ask(type, parameters, timeLimit);
+        if (reply.result !== "ok") {
+            throw new CorvaneError("refused", reply.data ?? "The host gives no reason.", reply);
+        }
+        this.#takeReply(reply, before);
+        return reply;
     }
     #reasonForPause() {
         return this.#link.state === "waiting" ? this.#link.error : undefined;
@@ -194,17 +202,6 @@ export class CorvaneClient {
         const isPushed = requestId === PUSH_ID;
         for (const listener of this.#stateListeners)
             guarded(() => listener(appState, isPushed));
-    }
-}
-/** What a listener throws is an error of its own: the browser reports it, and all else goes on. */
-function guarded(listen) {
-    try {
-        listen();
-    }
-    catch (error) {
-        queueMicrotask(() => {
-            throw error;
-        });
     }
 }
 function closed() {

@@ -2,18 +2,18 @@ import { API_VERSION, PUSH_ID } from "./protocol.js";
 import { CorvaneError, reasonOf } from "./reasons.js";
 /** One port and so one process of the host, from its start to its end; never opened again. */
 export class Connection {
-    runtime;
-    clock;
-    owner;
+    #runtime;
+    #clock;
+    #owner;
     #waiting = new Map();
     #port;
     #lastId = 0;
     #isGreeted = false;
     #endedBy;
     constructor(runtime, clock, owner) {
-        this.runtime = runtime;
-        this.clock = clock;
-        this.owner = owner;
+        this.#runtime = runtime;
+        this.#clock = clock;
+        this.#owner = owner;
     }
     /** Opens the port and greets the host; whatever goes wrong is the connection's end. */
     async greet(hostName, timeLimit) {
@@ -38,7 +38,7 @@ export class Connection {
             const id = String(++this.#lastId);
             const request = parameters ? { type, id, parameters } : { type, id };
             this.#post(request);
-            const callOffLimit = this.clock.after(timeLimit, () => {
+            const callOffLimit = this.#clock.after(timeLimit, () => {
                 this.#waiting.delete(id);
                 reject(new CorvaneError("time limit", `No answer to ${type} within ${timeLimit} ms.`));
             });
@@ -51,7 +51,7 @@ export class Connection {
             return;
         this.#endedBy = error;
         this.#port?.disconnect();
-        this.owner.ended(error);
+        this.#owner.ended(error);
         for (const waiting of this.#waiting.values()) {
             waiting.callOffLimit();
             waiting.reject(error);
@@ -61,14 +61,14 @@ export class Connection {
     #open(hostName) {
         if (this.#endedBy)
             throw this.#endedBy; // before it began: no host may be started any more
-        if (!this.runtime.connectNative) {
+        if (!this.#runtime.connectNative) {
             throw new CorvaneError("forbidden", 'The extension lacks the permission "nativeMessaging".');
         }
-        const port = this.runtime.connectNative(hostName);
+        const port = this.#runtime.connectNative(hostName);
         this.#port = port;
         port.onMessage.addListener((message) => this.#receive(message));
         port.onDisconnect.addListener((ended) => {
-            const text = (ended.error ?? this.runtime.lastError)?.message;
+            const text = (ended.error ?? this.#runtime.lastError)?.message;
             const reason = reasonOf(text, this.#isGreeted);
             this.#port = undefined;
             this.end(new CorvaneError(reason, text ?? "The host has ended.", undefined, text));
@@ -89,7 +89,7 @@ export class Connection {
     #receive(message) {
         const reply = message;
         if (reply?.requestId === PUSH_ID) {
-            this.owner.pushed(reply);
+            this.#owner.pushed(reply);
             return;
         }
         const waiting = this.#waiting.get(String(reply?.requestId));

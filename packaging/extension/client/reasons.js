@@ -1,14 +1,12 @@
 /** What this module rejects with; `reason` is for programs, `message` for those who read logs. */
 export class CorvaneError extends Error {
-    reason;
-    reply;
-    browserText;
     name = "CorvaneError";
-    constructor(reason, message, 
+    reason;
     /** With `refused` and `version mismatch`: the whole reply. */
-    reply, 
+    reply;
     /** What the browser said when the link broke, if it said anything; its wording may change. */
-    browserText) {
+    browserText;
+    constructor(reason, message, reply, browserText) {
         super(message);
         this.reason = reason;
         this.reply = reply;

@@ -21,6 +21,8 @@ import type {Reply} from "./protocol.js";
  * - `refused`: the host answered, with an error; see `reply`.
  * - `time limit`: the host did not answer in time. The command may still be carried out.
  * - `too large`: the browser would not take the request (64 MiB in Chromium).
+ * - `interrupted`: only in pages; the browser stopped the background script before the answer. The
+ *   command may have been carried out.
  */
 export type Reason =
   | "not found"
@@ -32,21 +34,23 @@ export type Reason =
   | "failed"
   | "closed"
   | "refused"
-  | "time limit";
+  | "time limit"
+  | "interrupted";
 
 /** What this module rejects with; `reason` is for programs, `message` for those who read logs. */
 export class CorvaneError extends Error {
   override readonly name = "CorvaneError";
+  readonly reason: Reason;
+  /** With `refused` and `version mismatch`: the whole reply. */
+  readonly reply: Reply | undefined;
+  /** What the browser said when the link broke, if it said anything; its wording may change. */
+  readonly browserText: string | undefined;
 
-  constructor(
-    readonly reason: Reason,
-    message: string,
-    /** With `refused` and `version mismatch`: the whole reply. */
-    readonly reply?: Reply,
-    /** What the browser said when the link broke, if it said anything; its wording may change. */
-    readonly browserText?: string,
-  ) {
+  constructor(reason: Reason, message: string, reply?: Reply, browserText?: string) {
     super(message);
+    this.reason = reason;
+    this.reply = reply;
+    this.browserText = browserText;
   }
 }
 

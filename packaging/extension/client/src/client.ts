@@ -1,24 +1,17 @@
 import {browserRuntime, systemClock} from "./browser.js";
 import type {Clock, NativeRuntime} from "./browser.js";
 import {Connection} from "./connection.js";
+import {abortable, guarded} from "./link.js";
+import type {HostLink, Link, RequestArguments, RequestOptions, StopListening} from "./link.js";
 import {HOST_NAME, PUSH_ID} from "./protocol.js";
-import type {AppState, CommandName, Commands, HostInfo, Reply} from "./protocol.js";
+import type {AppState, CommandName, HostInfo, Reply} from "./protocol.js";
 import {CorvaneError} from "./reasons.js";
 
 export * from "./protocol.js";
 export {CorvaneError} from "./reasons.js";
 export type {Reason} from "./reasons.js";
 export type {Clock, NativePort, NativeRuntime} from "./browser.js";
-
-/** Where the link to the host stands. */
-export type Link =
-  /** `connect` was not called yet, or `close` was. */
-  | {readonly state: "closed"}
-  /** The host is being started and greeted; `error` is what ended the last attempt, if any. */
-  | {readonly state: "connecting"; readonly error?: CorvaneError}
-  | {readonly state: "live"; readonly host: HostInfo}
-  /** There is no link, for the reason in `error`; at `retryAt` (by the clock) it is tried again. */
-  | {readonly state: "waiting"; readonly error: CorvaneError; readonly retryAt: number};
+export type {HostLink, Link, RequestOptions, StopListening} from "./link.js";
 
 export interface ClientOptions {
   /** The host's name in its manifests. */
@@ -34,19 +27,6 @@ export interface ClientOptions {
   /** For tests. */
   clock?: Clock;
 }
-
-export interface RequestOptions {
-  /** Milliseconds for the answer, from when the request is sent; default: `timeLimitOf`. */
-  timeLimit?: number;
-}
-
-/** A listener's own end: call it to hear no more. */
-export type StopListening = () => void;
-
-/** What follows a command's name: its parameters, if it has any, and options. */
-type Rest<Command extends CommandName> = undefined extends Commands[Command]["parameters"]
-  ? [parameters?: undefined, options?: RequestOptions]
-  : [parameters: Commands[Command]["parameters"], options?: RequestOptions];
 
 const WAITING_COMMANDS: readonly CommandName[] = [
   "setProtectionStatus",
@@ -81,8 +61,9 @@ export function timeLimitOf(type: CommandName, parameters?: object): number {
  *
  * An open link keeps a background script alive in both browsers. Without a link, the browser may
  * stop the script during a pause, and the client with it: make a client whenever the script starts.
+ * Pages of the extension use it through `shareClient` and `PageClient`.
  */
-export class CorvaneClient {
+export class CorvaneClient implements HostLink {
   readonly #options: Required<ClientOptions>;
   readonly #linkListeners = new Set<(link: Link) => void>();
   readonly #stateListeners = new Set<(state: AppState, isPushed: boolean) => void>();
@@ -145,25 +126,16 @@ export class CorvaneClient {
    *
    * Rejects with a `CorvaneError` when the reply is an error (`refused`), when it does not come in
    * time, and when the link can't be made or ends before. During a pause it rejects at once with
-   * the reason for the pause: requests never start a host more often than the pauses allow. Nothing is sent twice: after the end of a
-   * link nobody knows whether the command was carried out.
+   * the reason for the pause: requests never start a host more often than the pauses allow. With a
+   * signal that is aborted it rejects with the signal's reason. Nothing is sent twice: after the end
+   * of a link nobody knows whether the command was carried out.
    */
   async request<Command extends CommandName>(
     type: Command,
-    ...[parameters, options]: Rest<Command>
+    ...[parameters, options]: RequestArguments<Command>
   ): Promise<Reply<Command>> {
-    const reason = this.#reasonForPause();
-    if (reason) throw reason;
-    await this.connect();
-    const timeLimit = options?.timeLimit ?? timeLimitOf(type, parameters);
-    const connection = this.#connection;
-    if (!connection) throw this.#reasonForPause() ?? closed();
-    const before = this.#appState;
-    const reply = await connection.ask(type, parameters, timeLimit);
-    if (reply.result !== "ok") {
-      throw new CorvaneError("refused", reply.data ?? "The host gives no reason.", reply);
-    }
-    this.#takeReply(reply, before);
+    options?.signal?.throwIfAborted();
+    const reply = await abortable(this.#ask(type, parameters, options ?? {}), options?.signal);
     return reply as Reply<Command>;
   }
 
@@ -175,6 +147,26 @@ export class CorvaneClient {
     this.#pause = 0;
     this.#setLink({state: "closed"});
     connection?.end(closed());
+  }
+
+  async #ask(
+    type: CommandName,
+    parameters: object | undefined,
+    {signal, timeLimit = timeLimitOf(type, parameters)}: RequestOptions,
+  ): Promise<Reply> {
+    const reason = this.#reasonForPause();
+    if (reason) throw reason;
+    await this.connect();
+    signal?.throwIfAborted(); // before it is sent
+    const connection = this.#connection;
+    if (!connection) throw this.#reasonForPause() ?? closed();
+    const before = this.#appState;
+    const reply = await connection.ask(type, parameters, timeLimit);
+    if (reply.result !== "ok") {
+      throw new CorvaneError("refused", reply.data ?? "The host gives no reason.", reply);
+    }
+    this.#takeReply(reply, before);
+    return reply;
   }
 
   #reasonForPause(): CorvaneError | undefined {
@@ -250,17 +242,6 @@ export class CorvaneClient {
     this.#appState = appState;
     const isPushed = requestId === PUSH_ID;
     for (const listener of this.#stateListeners) guarded(() => listener(appState, isPushed));
-  }
-}
-
-/** What a listener throws is an error of its own: the browser reports it, and all else goes on. */
-function guarded(listen: () => void): void {
-  try {
-    listen();
-  } catch (error) {
-    queueMicrotask(() => {
-      throw error;
-    });
   }
 }
 

@@ -23,17 +23,20 @@ export interface ConnectionOwner {
 
 /** One port and so one process of the host, from its start to its end; never opened again. */
 export class Connection {
+  readonly #runtime: NativeRuntime;
+  readonly #clock: Clock;
+  readonly #owner: ConnectionOwner;
   readonly #waiting = new Map<string, Waiting>();
   #port: NativePort | undefined;
   #lastId = 0;
   #isGreeted = false;
   #endedBy: CorvaneError | undefined;
 
-  constructor(
-    private readonly runtime: NativeRuntime,
-    private readonly clock: Clock,
-    private readonly owner: ConnectionOwner,
-  ) {}
+  constructor(runtime: NativeRuntime, clock: Clock, owner: ConnectionOwner) {
+    this.#runtime = runtime;
+    this.#clock = clock;
+    this.#owner = owner;
+  }
 
   /** Opens the port and greets the host; whatever goes wrong is the connection's end. */
   async greet(hostName: string, timeLimit: number): Promise<Greeting> {
@@ -57,7 +60,7 @@ export class Connection {
       const id = String(++this.#lastId);
       const request: Request = parameters ? {type, id, parameters} : {type, id};
       this.#post(request);
-      const callOffLimit = this.clock.after(timeLimit, () => {
+      const callOffLimit = this.#clock.after(timeLimit, () => {
         this.#waiting.delete(id);
         reject(new CorvaneError("time limit", `No answer to ${type} within ${timeLimit} ms.`));
       });
@@ -70,7 +73,7 @@ export class Connection {
     if (this.#endedBy) return;
     this.#endedBy = error;
     this.#port?.disconnect();
-    this.owner.ended(error);
+    this.#owner.ended(error);
     for (const waiting of this.#waiting.values()) {
       waiting.callOffLimit();
       waiting.reject(error);
@@ -80,14 +83,14 @@ export class Connection {
 
   #open(hostName: string): void {
     if (this.#endedBy) throw this.#endedBy; // before it began: no host may be started any more
-    if (!this.runtime.connectNative) {
+    if (!this.#runtime.connectNative) {
       throw new CorvaneError("forbidden", 'The extension lacks the permission "nativeMessaging".');
     }
-    const port = this.runtime.connectNative(hostName);
+    const port = this.#runtime.connectNative(hostName);
     this.#port = port;
     port.onMessage.addListener((message) => this.#receive(message));
     port.onDisconnect.addListener((ended) => {
-      const text = (ended.error ?? this.runtime.lastError)?.message;
+      const text = (ended.error ?? this.#runtime.lastError)?.message;
       const reason = reasonOf(text, this.#isGreeted);
       this.#port = undefined;
       this.end(new CorvaneError(reason, text ?? "The host has ended.", undefined, text));
@@ -108,7 +111,7 @@ export class Connection {
   #receive(message: unknown): void {
     const reply = message as Reply | null;
     if (reply?.requestId === PUSH_ID) {
-      this.owner.pushed(reply);
+      this.#owner.pushed(reply);
       return;
     }
     const waiting = this.#waiting.get(String(reply?.requestId));

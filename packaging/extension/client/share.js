@@ -1,0 +1,57 @@
+import { extensionRuntime } from "./browser.js";
+import { PORT_NAME, plainError, withError } from "./messages.js";
+/**
+ * Shares the background script's client with the pages of the extension: its popup, its options,
+ * its tabs. Each of them makes a `PageClient`. A page that opens ends a pause of the client's.
+ *
+ * Call it once, as soon as the background script starts: the browser reports the page that started
+ * the script only to listeners which are added at once. Content scripts are refused, as they run
+ * in pages of others.
+ */
+export function shareClient(client, runtime = extensionRuntime()) {
+    const pages = new Set();
+    client.onLink(() => pages.forEach((page) => tell(page, linkOf(client))));
+    client.onAppState((appState, isPushed) => pages.forEach((page) => tell(page, { appState, isPushed })));
+    runtime.onConnect.addListener((page) => {
+        if (page.name !== PORT_NAME)
+            return;
+        if (!isOwnPage(page, runtime)) {
+            page.disconnect();
+            return;
+        }
+        pages.add(page);
+        page.onDisconnect.addListener(() => pages.delete(page));
+        page.onMessage.addListener(async (message) => {
+            const answer = await answerTo(client, message);
+            if (answer && pages.has(page))
+                tell(page, answer);
+        });
+        tell(page, linkOf(client));
+        if (client.appState)
+            tell(page, { appState: client.appState, isPushed: false });
+        client.connect().catch(() => { }); // the link tells
+    });
+}
+function linkOf(client) {
+    return { link: withError(client.link, plainError) };
+}
+function tell(page, message) {
+    page.postMessage(message);
+}
+function isOwnPage(page, runtime) {
+    return page.sender?.url?.startsWith(runtime.getURL("")) === true;
+}
+async function answerTo(client, message) {
+    if ("connect" in message) {
+        client.connect().catch(() => { }); // the link tells
+        return undefined;
+    }
+    const { id, type, parameters, timeLimit } = message;
+    const request = client.request;
+    try {
+        return { id, reply: await request.call(client, type, parameters, { timeLimit }) };
+    }
+    catch (error) {
+        return { id, error: plainError(error) };
+    }
+}
