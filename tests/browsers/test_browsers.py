@@ -4,6 +4,7 @@ import http.server
 import json
 import os
 import shutil
+import subprocess
 import tempfile
 import threading
 import time
@@ -212,6 +213,21 @@ class Scenarios:
         started.register(HOST)
         popup.evaluate(CLICK)
         popup.until(says("chip", "not running"))
+
+    def test_an_extension_of_ones_own(self):
+        self.application()
+        folder = Path(self.enterContext(tempfile.TemporaryDirectory())) / "mine"
+        started = self.enterContext(browser.start(self.name, self.home))
+        command = [HOST.with_name("corvane-nmctl"), "--json", "new-extension", folder,
+                   "--browser", self.name, "--dir", started.manifests]
+        made = json.loads(subprocess.run(command, check=True, stdout=subprocess.PIPE).stdout)
+        started.install(folder)
+        page = started.open("popup.html")
+        page.until(says("text", "live"))
+        if self.name == "chromium":
+            self.assertEqual(page.evaluate("chrome.runtime.id"), made["chromium"])
+        again = subprocess.run(command, check=False, capture_output=True)
+        self.assertEqual(again.returncode, 1)
 
     def test_two_hundred_ports(self):
         started, page = self.probe()

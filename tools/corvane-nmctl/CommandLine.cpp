@@ -20,6 +20,7 @@ int run(int count, const char* const* arguments, Context& context) {
       "--json", [&context] { context.output.setFormat(Output::Format::json); },
       "JSON on standard output instead of text");
   Commands::addRegister(app, context);
+  Commands::addNewExtension(app, context);
   Commands::addUnregister(app, context);
   Commands::addList(app, context);
   Commands::addRepair(app, context);

@@ -29,6 +29,7 @@ struct Context {
 namespace Commands {
 
 void addRegister(CLI::App& app, Context& context);
+void addNewExtension(CLI::App& app, Context& context);
 void addUnregister(CLI::App& app, Context& context);
 void addList(CLI::App& app, Context& context);
 void addRepair(CLI::App& app, Context& context);

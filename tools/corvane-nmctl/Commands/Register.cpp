@@ -1,3 +1,5 @@
+#include "tools/corvane-nmctl/Commands/Register.h"
+
 #include <CLI/App.hpp>
 #include <CLI/Config.hpp>
 #include <CLI/Formatter.hpp>
@@ -16,6 +18,7 @@ struct RegisterOptions {
   bool isPlan = false;
   std::string hostPath;
   std::vector<std::string> extensions;
+  JsonObject json = {};  ///< what is told beside the registrations
 };
 
 void printOthers(Output& output, const Plan& plan) {
@@ -110,11 +113,25 @@ void run(Context& context, const RegisterOptions& options) {
     if (context.output.isJson()) continue;
     (options.isPlan ? printPlan : printDone)(context.output, place, plan.value());
   }
-  if (context.output.isJson())
-    context.output.json({{options.isPlan ? "plan" : "registered", done}});
+  if (!context.output.isJson()) return;
+  JsonObject told = options.json;
+  told[options.isPlan ? "plan" : "registered"] = done;
+  context.output.json(told);
 }
 
 }  // namespace
+
+void registerHost(Context& context, const Selection& selection,
+                  const std::vector<std::string>& extensions, const JsonObject& json) {
+  RegisterOptions options = {selection, false, {}, {}, json};
+  const auto chosen = selectionFor(options, context.surroundings);
+  const auto places =
+      chosen ? placesOf(chosen.value(), context.surroundings, Level::user) : chosen.failure();
+  for (const std::string& identifier : extensions)
+    if (places && unusable({identifier}, places.value()) == nullptr)
+      options.extensions.push_back(identifier);
+  run(context, options);
+}
 
 void addRegister(CLI::App& app, Context& context) {
   CLI::App& command = *app.add_subcommand(
