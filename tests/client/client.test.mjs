@@ -287,7 +287,7 @@ test("pages survive the end of the background script, and wake it", async () => 
   assert.deepEqual(heard, ["live", "connecting", "connecting", "waiting"]);
 });
 
-test("content scripts are refused", () => {
+test("content scripts are refused, and pages that open end no pause", async () => {
   let open;
   shareClient(client, {onConnect: {addListener: (listener) => (open = listener)},
                        getURL: () => "chrome-extension://own/"});
@@ -296,4 +296,7 @@ test("content scripts are refused", () => {
     open(port);
     assert.deepEqual([port.isOpen, port.sent.length > 0], [isOpen, isOpen]);
   }
+  await ports.at(-1).end(null); // the host that the page started
+  open(Object.assign(newPort(), {name: PORT_NAME, sender: {url: "chrome-extension://own/p"}}));
+  assert.deepEqual([link.state, ports.at(-1).sent[0].link.state], ["waiting", "waiting"]);
 });

@@ -11,7 +11,8 @@ type UntypedRequest = (type: string, values?: object, options?: RequestOptions) 
 
 /**
  * Shares the background script's client with the pages of the extension: its popup, its options,
- * its tabs. Each of them makes a `PageClient`. A page that opens ends a pause of the client's.
+ * its tabs. Each of them makes a `PageClient`. A page that opens connects a client that is closed;
+ * during a pause it waits like requests do, as each attempt starts a process.
  *
  * Call it once, as soon as the background script starts: the browser reports the page that started
  * the script only to listeners which are added at once. Content scripts are refused, as they run
@@ -39,7 +40,7 @@ export function shareClient(
     });
     tell(page, linkOf(client));
     if (client.appState) tell(page, {appState: client.appState, isPushed: false});
-    client.connect().catch(() => {}); // the link tells
+    if (client.link.state === "closed") client.connect().catch(() => {}); // the link tells
   });
 }
 
