@@ -14,6 +14,7 @@ class FakeClock {
   #alarms = new Set();
 
   now = () => this.#time;
+  pending = () => this.#alarms.size;
 
   after(milliseconds, action) {
     const alarm = {time: this.#time + milliseconds, action};
@@ -263,6 +264,7 @@ test("an aborted request ends its wait; before the greeting's answer it is not s
   await settle();
   later.abort(new Error("enough"));
   await assert.rejects(asked, /enough/);
+  assert.equal(clock.pending(), 0);
   await port.answer(); // nobody waits any more
   assert.equal(link.state, "live");
 });

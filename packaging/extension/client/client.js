@@ -100,8 +100,7 @@ export class CorvaneClient {
      */
     async request(type, ...[parameters, options]) {
         options?.signal?.throwIfAborted();
-        const reply = await abortable(this.#ask(type, parameters, options ?? {}), options?.signal);
-        return reply;
+        return (await this.#ask(type, parameters, options ?? {}));
     }
     /** Ends the link, and with it the host. `connect` and `request` begin a new one. */
     close() {
@@ -116,13 +115,13 @@ export class CorvaneClient {
         const reason = this.#reasonForPause();
         if (reason)
             throw reason;
-        await this.connect();
+        await abortable(this.connect(), signal);
         signal?.throwIfAborted(); // before it is sent
         const connection = this.#connection;
         if (!connection)
             throw this.#reasonForPause() ?? closed();
         const before = this.#appState;
-        const reply = await connection.ask(type, parameters, timeLimit);
+        const reply = await connection.ask(type, parameters, timeLimit, signal);
         if (reply.result !== "ok") {
             throw new CorvaneError("refused", reply.data ?? "The host gives no reason.", reply);
         }

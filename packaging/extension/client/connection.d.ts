@@ -17,8 +17,8 @@ export declare class Connection {
     constructor(runtime: NativeRuntime, clock: Clock, owner: ConnectionOwner);
     /** Opens the port and greets the host; whatever goes wrong is the connection's end. */
     greet(hostName: string, timeLimit: number): Promise<Greeting>;
-    /** The reply, of whatever result; `timeLimit` in milliseconds. */
-    ask(type: string, parameters: object | undefined, timeLimit: number): Promise<Reply>;
+    /** The reply, of whatever result; `timeLimit` in milliseconds. Nothing is kept after an abort. */
+    ask(type: string, parameters: object | undefined, timeLimit: number, signal?: AbortSignal): Promise<Reply>;
     /** Closes the port; whoever waits for a reply gets `error`. The second time it does nothing. */
     end(error: CorvaneError): void;
 }

@@ -1,3 +1,4 @@
+import { abortable } from "./link.js";
 import { API_VERSION, PUSH_ID } from "./protocol.js";
 import { CorvaneError, reasonOf } from "./reasons.js";
 /** One port and so one process of the host, from its start to its end; never opened again. */
@@ -32,18 +33,19 @@ export class Connection {
             throw reason;
         }
     }
-    /** The reply, of whatever result; `timeLimit` in milliseconds. */
-    ask(type, parameters, timeLimit) {
-        return new Promise((resolve, reject) => {
-            const id = String(++this.#lastId);
+    /** The reply, of whatever result; `timeLimit` in milliseconds. Nothing is kept after an abort. */
+    ask(type, parameters, timeLimit, signal) {
+        const id = String(++this.#lastId);
+        const asked = new Promise((resolve, reject) => {
             const request = parameters ? { type, id, parameters } : { type, id };
             this.#post(request);
             const callOffLimit = this.#clock.after(timeLimit, () => {
-                this.#waiting.delete(id);
+                this.#take(id);
                 reject(new CorvaneError("time limit", `No answer to ${type} within ${timeLimit} ms.`));
             });
             this.#waiting.set(id, { resolve, reject, callOffLimit });
         });
+        return abortable(asked, signal, () => this.#take(id));
     }
     /** Closes the port; whoever waits for a reply gets `error`. The second time it does nothing. */
     end(error) {
@@ -92,12 +94,15 @@ export class Connection {
             this.#owner.pushed(reply);
             return;
         }
-        const waiting = this.#waiting.get(String(reply?.requestId));
-        if (!reply || !waiting)
-            return;
-        this.#waiting.delete(reply.requestId);
-        waiting.callOffLimit();
-        waiting.resolve(reply);
+        if (reply)
+            this.#take(String(reply.requestId))?.resolve(reply);
+    }
+    /** Removes the request `id` and its time limit; nothing if it does not wait. */
+    #take(id) {
+        const waiting = this.#waiting.get(id);
+        this.#waiting.delete(id);
+        waiting?.callOffLimit();
+        return waiting;
     }
 }
 function versionMismatch(reply, host) {

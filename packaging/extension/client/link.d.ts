@@ -51,7 +51,10 @@ export interface HostLink {
     /** Sends a request and gives its reply; rejects with a `CorvaneError`, or the signal's reason. */
     request<Command extends CommandName>(type: Command, ...rest: RequestArguments<Command>): Promise<Reply<Command>>;
 }
-/** Settles as `promise` does, or rejects with the reason of `signal` if that is aborted first. */
-export declare function abortable<T>(promise: Promise<T>, signal: AbortSignal | undefined): Promise<T>;
+/**
+ * Settles as `promise` does. If `signal` is aborted first, calls `abandon` and rejects with the
+ * signal's reason.
+ */
+export declare function abortable<T>(promise: Promise<T>, signal: AbortSignal | undefined, abandon?: () => void): Promise<T>;
 /** Reports what a listener throws as an uncaught error; the other listeners are still called. */
 export declare function guarded(listen: () => void): void;

@@ -1,9 +1,15 @@
-/** Settles as `promise` does, or rejects with the reason of `signal` if that is aborted first. */
-export function abortable(promise, signal) {
+/**
+ * Settles as `promise` does. If `signal` is aborted first, calls `abandon` and rejects with the
+ * signal's reason.
+ */
+export function abortable(promise, signal, abandon = () => { }) {
     if (!signal)
         return promise;
     return new Promise((resolve, reject) => {
-        const abort = () => reject(signal.reason);
+        const abort = () => {
+            abandon();
+            reject(signal.reason);
+        };
         signal.addEventListener("abort", abort);
         promise.then(resolve, reject).finally(() => signal.removeEventListener("abort", abort));
     });

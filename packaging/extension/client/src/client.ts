@@ -135,8 +135,7 @@ export class CorvaneClient implements HostLink {
     ...[parameters, options]: RequestArguments<Command>
   ): Promise<Reply<Command>> {
     options?.signal?.throwIfAborted();
-    const reply = await abortable(this.#ask(type, parameters, options ?? {}), options?.signal);
-    return reply as Reply<Command>;
+    return (await this.#ask(type, parameters, options ?? {})) as Reply<Command>;
   }
 
   /** Ends the link, and with it the host. `connect` and `request` begin a new one. */
@@ -156,12 +155,12 @@ export class CorvaneClient implements HostLink {
   ): Promise<Reply> {
     const reason = this.#reasonForPause();
     if (reason) throw reason;
-    await this.connect();
+    await abortable(this.connect(), signal);
     signal?.throwIfAborted(); // before it is sent
     const connection = this.#connection;
     if (!connection) throw this.#reasonForPause() ?? closed();
     const before = this.#appState;
-    const reply = await connection.ask(type, parameters, timeLimit);
+    const reply = await connection.ask(type, parameters, timeLimit, signal);
     if (reply.result !== "ok") {
       throw new CorvaneError("refused", reply.data ?? "The host gives no reason.", reply);
     }

@@ -1,4 +1,5 @@
 import type {Clock, NativePort, NativeRuntime} from "./browser.js";
+import {abortable} from "./link.js";
 import {API_VERSION, PUSH_ID} from "./protocol.js";
 import type {HostInfo, Reply, Request} from "./protocol.js";
 import {CorvaneError, reasonOf} from "./reasons.js";
@@ -54,18 +55,24 @@ export class Connection {
     }
   }
 
-  /** The reply, of whatever result; `timeLimit` in milliseconds. */
-  ask(type: string, parameters: object | undefined, timeLimit: number): Promise<Reply> {
-    return new Promise((resolve, reject) => {
-      const id = String(++this.#lastId);
+  /** The reply, of whatever result; `timeLimit` in milliseconds. Nothing is kept after an abort. */
+  ask(
+    type: string,
+    parameters: object | undefined,
+    timeLimit: number,
+    signal?: AbortSignal,
+  ): Promise<Reply> {
+    const id = String(++this.#lastId);
+    const asked = new Promise<Reply>((resolve, reject) => {
       const request: Request = parameters ? {type, id, parameters} : {type, id};
       this.#post(request);
       const callOffLimit = this.#clock.after(timeLimit, () => {
-        this.#waiting.delete(id);
+        this.#take(id);
         reject(new CorvaneError("time limit", `No answer to ${type} within ${timeLimit} ms.`));
       });
       this.#waiting.set(id, {resolve, reject, callOffLimit});
     });
+    return abortable(asked, signal, () => this.#take(id));
   }
 
   /** Closes the port; whoever waits for a reply gets `error`. The second time it does nothing. */
@@ -114,11 +121,15 @@ export class Connection {
       this.#owner.pushed(reply);
       return;
     }
-    const waiting = this.#waiting.get(String(reply?.requestId));
-    if (!reply || !waiting) return;
-    this.#waiting.delete(reply.requestId);
-    waiting.callOffLimit();
-    waiting.resolve(reply);
+    if (reply) this.#take(String(reply.requestId))?.resolve(reply);
+  }
+
+  /** Removes the request `id` and its time limit; nothing if it does not wait. */
+  #take(id: string): Waiting | undefined {
+    const waiting = this.#waiting.get(id);
+    this.#waiting.delete(id);
+    waiting?.callOffLimit();
+    return waiting;
   }
 }
 

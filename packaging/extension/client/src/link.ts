@@ -53,11 +53,21 @@ export interface HostLink {
   ): Promise<Reply<Command>>;
 }
 
-/** Settles as `promise` does, or rejects with the reason of `signal` if that is aborted first. */
-export function abortable<T>(promise: Promise<T>, signal: AbortSignal | undefined): Promise<T> {
+/**
+ * Settles as `promise` does. If `signal` is aborted first, calls `abandon` and rejects with the
+ * signal's reason.
+ */
+export function abortable<T>(
+  promise: Promise<T>,
+  signal: AbortSignal | undefined,
+  abandon: () => void = () => {},
+): Promise<T> {
   if (!signal) return promise;
   return new Promise<T>((resolve, reject) => {
-    const abort = (): void => reject(signal.reason);
+    const abort = (): void => {
+      abandon();
+      reject(signal.reason);
+    };
     signal.addEventListener("abort", abort);
     promise.then(resolve, reject).finally(() => signal.removeEventListener("abort", abort));
   });
