@@ -282,6 +282,11 @@ test("pages survive the end of the background script, and wake it", async () => 
   assert.equal(ports.length, 2);
   await clock.pass(1000);
   const again = page.request("openSettings");
+  const abortion = new AbortController();
+  const aborted = page.request("updateApp", undefined, {signal: abortion.signal});
+  abortion.abort(new Error("enough"));
+  await assert.rejects(aborted, /enough/);
+  assert.deepEqual(ports[2].sent.at(-1), {abort: ports[2].sent.at(-2).id});
   ports[2].receive({link: {state: "waiting", retryAt: 1, error: {reason: "mute", message: ""}}});
   ports[2].receive({id: ports[2].sent[0].id, reply: "there"});
   assert.equal(await again, "there");
@@ -289,7 +294,7 @@ test("pages survive the end of the background script, and wake it", async () => 
   assert.deepEqual(heard, ["live", "connecting", "connecting", "waiting"]);
 });
 
-test("content scripts are refused, and pages that open end no pause", async () => {
+test("content scripts are refused; pages abort, and end no pause as they open", async () => {
   let open;
   shareClient(client, {onConnect: {addListener: (listener) => (open = listener)},
                        getURL: () => "chrome-extension://own/"});
@@ -298,7 +303,13 @@ test("content scripts are refused, and pages that open end no pause", async () =
     open(port);
     assert.deepEqual([port.isOpen, port.sent.length > 0], [isOpen, isOpen]);
   }
-  await ports.at(-1).end(null); // the host that the page started
+  const [, page, host] = ports;
+  page.receive({id: 1, type: "updateApp"});
+  page.receive({id: 2, type: "openSettings"});
+  page.receive({abort: 1});
+  await host.answer({parameters: HOST});
+  assert.deepEqual(host.sent.map(({type}) => type), ["init", "openSettings"]);
+  await host.end(null);
   open(Object.assign(newPort(), {name: PORT_NAME, sender: {url: "chrome-extension://own/p"}}));
   assert.deepEqual([link.state, ports.at(-1).sent[0].link.state], ["waiting", "waiting"]);
 });

@@ -12,15 +12,18 @@ export interface PlainError {
     reply?: Reply | undefined;
     browserText?: string | undefined;
 }
-/** From a page: ends a pause, or asks the host. */
-export type PageMessage = {
-    connect: true;
-} | {
+export interface PageRequest {
     id: number;
     type: string;
     parameters?: object | undefined;
     timeLimit?: number | undefined;
-};
+}
+/** From a page: skips a pause, asks the host, or abandons the request of that identifier. */
+export type PageMessage = {
+    connect: true;
+} | {
+    abort: number;
+} | PageRequest;
 /** To a page: what is new, and the outcome of its requests. */
 export type BackgroundMessage = {
     link: LinkWith<PlainError>;

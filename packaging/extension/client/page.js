@@ -57,17 +57,21 @@ export class PageClient {
     async request(type, ...[parameters, options]) {
         const { timeLimit, signal } = options ?? {};
         signal?.throwIfAborted();
-        const reply = await abortable(this.#ask(type, parameters, timeLimit), signal);
-        return reply;
+        const id = ++this.#lastId;
+        const asked = this.#ask({ id, type, parameters, timeLimit });
+        return (await abortable(asked, signal, () => this.#abandon(id)));
     }
-    #ask(type, parameters, timeLimit) {
+    #ask(message) {
         return new Promise((resolve, reject) => {
             if (!this.#port)
                 throw interrupted();
-            const id = ++this.#lastId;
-            this.#post({ id, type, parameters, timeLimit });
-            this.#waiting.set(id, { resolve, reject });
+            this.#post(message);
+            this.#waiting.set(message.id, { resolve, reject });
         });
+    }
+    #abandon(id) {
+        if (this.#waiting.delete(id))
+            this.#post({ abort: id });
     }
     #post(message) {
         this.#port?.postMessage(message);

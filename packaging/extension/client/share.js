@@ -22,8 +22,9 @@ export function shareClient(client, runtime = extensionRuntime()) {
         }
         pages.add(page);
         page.onDisconnect.addListener(() => pages.delete(page));
+        const pending = new Map();
         page.onMessage.addListener(async (message) => {
-            const answer = await answerTo(client, message);
+            const answer = await answerTo(client, message, pending);
             if (answer && pages.has(page))
                 tell(page, answer);
         });
@@ -43,17 +44,27 @@ function tell(page, message) {
 function isOwnPage(page, runtime) {
     return page.sender?.url?.startsWith(runtime.getURL("")) === true;
 }
-async function answerTo(client, message) {
+async function answerTo(client, message, pending) {
     if ("connect" in message) {
         client.connect().catch(() => { }); // the link tells
         return undefined;
     }
+    if ("abort" in message) {
+        pending.get(message.abort)?.abort();
+        return undefined;
+    }
     const { id, type, parameters, timeLimit } = message;
+    const abortion = new AbortController();
+    pending.set(id, abortion);
     const request = client.request;
     try {
-        return { id, reply: await request.call(client, type, parameters, { timeLimit }) };
+        const { signal } = abortion;
+        return { id, reply: await request.call(client, type, parameters, { timeLimit, signal }) };
     }
     catch (error) {
         return { id, error: plainError(error) };
+    }
+    finally {
+        pending.delete(id);
     }
 }

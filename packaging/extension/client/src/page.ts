@@ -3,7 +3,7 @@ import type {Clock, ExtensionRuntime, PagePort} from "./browser.js";
 import {abortable, guarded} from "./link.js";
 import type {HostLink, Link, RequestArguments, StopListening} from "./link.js";
 import {PORT_NAME, errorFrom, withError} from "./messages.js";
-import type {BackgroundMessage, PageMessage} from "./messages.js";
+import type {BackgroundMessage, PageMessage, PageRequest} from "./messages.js";
 import type {AppState, CommandName, Reply} from "./protocol.js";
 import {CorvaneError} from "./reasons.js";
 
@@ -88,17 +88,21 @@ export class PageClient implements HostLink {
   ): Promise<Reply<Command>> {
     const {timeLimit, signal} = options ?? {};
     signal?.throwIfAborted();
-    const reply = await abortable(this.#ask(type, parameters, timeLimit), signal);
-    return reply as Reply<Command>;
+    const id = ++this.#lastId;
+    const asked = this.#ask({id, type, parameters, timeLimit});
+    return (await abortable(asked, signal, () => this.#abandon(id))) as Reply<Command>;
   }
 
-  #ask(type: string, parameters?: object, timeLimit?: number): Promise<Reply> {
+  #ask(message: PageRequest): Promise<Reply> {
     return new Promise((resolve, reject) => {
       if (!this.#port) throw interrupted();
-      const id = ++this.#lastId;
-      this.#post({id, type, parameters, timeLimit});
-      this.#waiting.set(id, {resolve, reject});
+      this.#post(message);
+      this.#waiting.set(message.id, {resolve, reject});
     });
+  }
+
+  #abandon(id: number): void {
+    if (this.#waiting.delete(id)) this.#post({abort: id});
   }
 
   #post(message: PageMessage): void {

@@ -6,6 +6,9 @@ import {PORT_NAME, plainError, withError} from "./messages.js";
 import type {BackgroundMessage, PageMessage} from "./messages.js";
 import type {Reply} from "./protocol.js";
 
+/** One page's requests in flight, by their identifiers. */
+type Pending = Map<number, AbortController>;
+
 /** `request` without its types: what comes through a port has none. */
 type UntypedRequest = (type: string, values?: object, options?: RequestOptions) => Promise<Reply>;
 
@@ -34,8 +37,9 @@ export function shareClient(
     }
     pages.add(page);
     page.onDisconnect.addListener(() => pages.delete(page));
+    const pending: Pending = new Map();
     page.onMessage.addListener(async (message) => {
-      const answer = await answerTo(client, message as PageMessage);
+      const answer = await answerTo(client, message as PageMessage, pending);
       if (answer && pages.has(page)) tell(page, answer);
     });
     tell(page, linkOf(client));
@@ -59,16 +63,26 @@ function isOwnPage(page: PagePort, runtime: ExtensionRuntime): boolean {
 async function answerTo(
   client: CorvaneClient,
   message: PageMessage,
+  pending: Pending,
 ): Promise<BackgroundMessage | undefined> {
   if ("connect" in message) {
     client.connect().catch(() => {}); // the link tells
     return undefined;
   }
+  if ("abort" in message) {
+    pending.get(message.abort)?.abort();
+    return undefined;
+  }
   const {id, type, parameters, timeLimit} = message;
+  const abortion = new AbortController();
+  pending.set(id, abortion);
   const request = client.request as UntypedRequest;
   try {
-    return {id, reply: await request.call(client, type, parameters, {timeLimit})};
+    const {signal} = abortion;
+    return {id, reply: await request.call(client, type, parameters, {timeLimit, signal})};
   } catch (error) {
     return {id, error: plainError(error)};
+  } finally {
+    pending.delete(id);
   }
 }
