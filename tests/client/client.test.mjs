@@ -294,7 +294,7 @@ test("pages survive the end of the background script, and wake it", async () => 
   assert.deepEqual(heard, ["live", "connecting", "connecting", "waiting"]);
 });
 
-test("content scripts are refused; pages abort, and end no pause as they open", async () => {
+test("content scripts are refused; pages abort, and end no pause as they open", async (context) => {
   let open;
   shareClient(client, {onConnect: {addListener: (listener) => (open = listener)},
                        getURL: () => "chrome-extension://own/"});
@@ -310,6 +310,11 @@ test("content scripts are refused; pages abort, and end no pause as they open", 
   await host.answer({parameters: HOST});
   assert.deepEqual(host.sent.map(({type}) => type), ["init", "openSettings"]);
   await host.end(null);
+  context.mock.method(globalThis, "queueMicrotask", () => {});
+  page.postMessage = () => assert.fail("of the port");
   open(Object.assign(newPort(), {name: PORT_NAME, sender: {url: "chrome-extension://own/p"}}));
   assert.deepEqual([link.state, ports.at(-1).sent[0].link.state], ["waiting", "waiting"]);
+  const told = ports.at(-1).sent;
+  void client.connect();
+  assert.equal(told.at(-1).link.state, "connecting");
 });

@@ -1,4 +1,5 @@
 import { extensionRuntime } from "./browser.js";
+import { guarded } from "./link.js";
 import { PORT_NAME, plainError, withError } from "./messages.js";
 /**
  * Shares the background script's client with the pages of the extension: its popup, its options,
@@ -38,8 +39,9 @@ export function shareClient(client, runtime = extensionRuntime()) {
 function linkOf(client) {
     return { link: withError(client.link, plainError) };
 }
+/** A port that fails keeps no other page from being told. */
 function tell(page, message) {
-    page.postMessage(message);
+    guarded(() => page.postMessage(message));
 }
 function isOwnPage(page, runtime) {
     return page.sender?.url?.startsWith(runtime.getURL("")) === true;

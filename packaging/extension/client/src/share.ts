@@ -1,6 +1,7 @@
 import {extensionRuntime} from "./browser.js";
 import type {ExtensionRuntime, PagePort} from "./browser.js";
 import type {CorvaneClient} from "./client.js";
+import {guarded} from "./link.js";
 import type {RequestOptions} from "./link.js";
 import {PORT_NAME, plainError, withError} from "./messages.js";
 import type {BackgroundMessage, PageMessage} from "./messages.js";
@@ -52,8 +53,9 @@ function linkOf(client: CorvaneClient): BackgroundMessage {
   return {link: withError(client.link, plainError)};
 }
 
+/** A port that fails keeps no other page from being told. */
 function tell(page: PagePort, message: BackgroundMessage): void {
-  page.postMessage(message);
+  guarded(() => page.postMessage(message));
 }
 
 function isOwnPage(page: PagePort, runtime: ExtensionRuntime): boolean {
