@@ -44,10 +44,15 @@ test("a page asks, hears and is interrupted through the client of the background
   client.close();
 });
 
-test("a host that can't be started", async () => {
+test("hosts that can't be started, and applications that only one command starts", async () => {
   const absent = new FakeHost();
   absent.failure = "No such native application com.corvane.nm";
   const alone = new CorvaneClient({runtime: absent.runtime});
   assert.equal(await reasonOf(alone.connect()), "not found");
   alone.close();
+  host.appState.isRunning = false;
+  const forced = {url: "https://example.org/", port: 443, forceStartApp: true};
+  assert.equal(await reasonOf(client.request("removeRule", forced)), "refused");
+  await client.request("getCurrentFilteringState", forced);
+  client.close();
 });

@@ -135,7 +135,8 @@ export class FakeHost {
             return greeting(values.apiVersion);
         if (type === "getCurrentAppState")
             return {};
-        if (values.forceStartApp)
+        const canStart = type === "getCurrentFilteringState"; // no other command can
+        if (canStart && values.forceStartApp)
             this.appState.isRunning = true;
         if (!ANSWERS.has(type))
             return undefined;

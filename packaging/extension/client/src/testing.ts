@@ -149,7 +149,8 @@ export class FakeHost {
   #usualAnswer(type: string, values: Values): Partial<Reply> | undefined {
     if (type === "init") return greeting(values.apiVersion);
     if (type === "getCurrentAppState") return {};
-    if (values.forceStartApp) this.appState.isRunning = true;
+    const canStart = type === "getCurrentFilteringState"; // no other command can
+    if (canStart && values.forceStartApp) this.appState.isRunning = true;
     if (!ANSWERS.has(type)) return undefined;
     if (!this.appState.isRunning) {
       return {result: "error", data: "Can't connect to main app, timeout reached."};
