@@ -106,7 +106,7 @@ Result<ExtensionIdentifiers> writeExtension(const std::string& folder) {
     fillIn(text, "@FIREFOX_ID@", identifiers.firefox);
     fillIn(text, "@HOST_NAME@", Product::hostName);
     if (auto made = makeFoldersOf(path); !made) return made.failure();
-    if (auto written = replaceFile(path, text, extensionFileMode); !written)
+    if (auto written = writeNewFile(path, text, extensionFileMode); !written)
       return written.failure();
   }
   return identifiers;
