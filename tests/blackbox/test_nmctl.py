@@ -94,6 +94,29 @@ class Tool(unittest.TestCase):
         self.assertGreater(report.count("\n"), len(log.splitlines()))
         self.assertIn("main application: it runs and answers", report)
 
+    def test_new_extension_writes_nothing_before_it_can_register(self):
+        home = Path(os.environ["HOME"])
+        folder, blocked = home / "mine", home / "blocked"
+        self.assertEqual(nmctl("new-extension", folder, "--dir", blocked).returncode, 2)
+        self.assertFalse(folder.exists())
+        blocked.touch()
+        command = ("new-extension", "--browser", "firefox", "--dir")
+        failed = nmctl(*command, blocked, f"{folder}/")
+        self.assertEqual(failed.returncode, 1)
+        self.assertNotIn("Load it", failed.stdout)
+        again = failed.stdout.splitlines()[-1].partition("corvane-nmctl ")[2].split()
+        blocked.unlink()
+        self.assertEqual(nmctl(*again).returncode, 0)
+        self.assertIn(again[-1], (blocked / "com.corvane.nm.json").read_text())
+        made = nmctl(*command[:-1], f"{folder}2/").stdout
+        self.assertIn(f" {folder}2/manifest.json\n", made)
+        check = nmctl(*made.splitlines()[-1].split()[1:], "--json")
+        self.assertNotIn("Firefox", [one["subject"] for one in json.loads(check.stdout)["findings"]
+                                     if one["state"] == "wrong"])
+        self.assertEqual(nmctl("unregister").returncode, 0)
+        for path in (folder, f"{folder}2", blocked):
+            shutil.rmtree(path)
+
     def test_doctor_gives_one_cause_and_one_mend(self):
         def found(state="wrong"):
             answer = nmctl("doctor", "--json", "--browser", "chromium", "--browser", "firefox")

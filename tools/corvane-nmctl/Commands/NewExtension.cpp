@@ -5,6 +5,8 @@
 #include <CLI/Formatter.hpp>
 #include <filesystem>
 #include <memory>
+#include <string>
+#include <vector>
 
 #include "tools/corvane-nmctl/Commands/Register.h"
 
@@ -16,6 +18,14 @@ struct NewExtensionOptions {
   std::string folder;
 };
 
+/// The options that select the same browsers on a command line.
+std::string optionsOf(const Selection& selection) {
+  std::string result;
+  for (const std::string& browser : selection.browsers) result += " --browser " + browser;
+  if (!selection.folder.empty()) result += " --dir " + shellWord(selection.folder);
+  return result;
+}
+
 void printNextSteps(Output& output, const std::string& folder, const ExtensionIdentifiers& made) {
   output.line();
   output.line("Load it in Chromium and its relatives: chrome://extensions, \"Developer mode\",");
@@ -26,17 +36,50 @@ void printNextSteps(Output& output, const std::string& folder, const ExtensionId
   output.line("    " + made.firefox);
 }
 
+/// Not for a folder of --dir, which doctor does not look into.
+void printChecks(Output& output, const Selection& selection,
+                 const std::vector<std::string>& identifiers) {
+  output.line("If it shows no link, find out why:");
+  const std::string command = "    corvane-nmctl doctor" + optionsOf(selection) + " --extension ";
+  for (const std::string& identifier : identifiers) output.line(command + identifier);
+}
+
+void printHowToRegister(Output& output, const Selection& selection,
+                        const std::vector<std::string>& identifiers) {
+  std::string command = "corvane-nmctl register" + optionsOf(selection);
+  for (const std::string& identifier : identifiers) command += " --extension " + identifier;
+  output.line("When that is mended, let it start the host: " + command);
+}
+
+std::string absoluteFolder(const std::string& given) {
+  std::string folder = std::filesystem::absolute(given).lexically_normal().string();
+  if (folder.size() > 1 && folder.ends_with('/')) folder.pop_back();
+  return folder;
+}
+
 void run(Context& context, const NewExtensionOptions& options) {
-  const std::string folder = std::filesystem::absolute(options.folder).lexically_normal().string();
+  const auto places = placesToRegister(context, options.selection);
+  if (!places) return;
+  const std::string folder = absoluteFolder(options.folder);
   const auto made = writeExtension(folder);
   if (!made) return fail(context, made.failure().text);
-  const bool isText = !context.output.isJson();
-  if (isText)
-    context.output.marked(Output::Mark::good,
-                          printable(folder) + ": an extension that switches protection");
-  registerHost(context, options.selection, {made->chromium, made->firefox},
-               {{"folder", folder}, {"chromium", made->chromium}, {"firefox", made->firefox}});
-  if (isText) printNextSteps(context.output, folder, made.value());
+  const ExtensionIdentifiers& identifiers = made.value();
+  Output& output = context.output;
+  if (!output.isJson())
+    output.marked(Output::Mark::good,
+                  printable(folder) + ": an extension that switches protection");
+  std::vector<std::string> usable = {identifiers.chromium, identifiers.firefox};
+  std::erase_if(usable, [&](const std::string& one) { return !canAllow(*places, one); });
+  const auto registered = registerHost(context, *places, usable, false);
+  if (output.isJson())
+    return output.json({{"folder", folder},
+                        {"chromium", identifiers.chromium},
+                        {"firefox", identifiers.firefox},
+                        {"registered", registered}});
+  if (registered.size() < places->size())
+    return printHowToRegister(output, options.selection, usable);
+  printNextSteps(output, folder, identifiers);
+  if (options.selection.folder.empty()) printChecks(output, options.selection, usable);
 }
 
 }  // namespace

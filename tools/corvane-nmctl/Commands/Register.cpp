@@ -18,7 +18,6 @@ struct RegisterOptions {
   bool isPlan = false;
   std::string hostPath;
   std::vector<std::string> extensions;
-  JsonObject json = {};  ///< what is told beside the registrations
 };
 
 void printOthers(Output& output, const Plan& plan) {
@@ -64,8 +63,7 @@ void printDone(Output& output, const Place& place, const Plan& plan) {
 }
 
 /// Without a choice: the browsers that are installed here outside a sandbox.
-Result<Selection> selectionFor(const RegisterOptions& options, const Surroundings& surroundings) {
-  const Selection& given = options.selection;
+Result<Selection> selectionFor(const Selection& given, const Surroundings& surroundings) {
   if (!given.browsers.empty() || !given.folder.empty()) return given;
   Selection found;
   for (const Browser& browser : browsers())
@@ -79,31 +77,57 @@ Result<Selection> selectionFor(const RegisterOptions& options, const Surrounding
 const std::string* unusable(const std::vector<std::string>& extensions,
                             const std::vector<Place>& places) {
   for (const std::string& identifier : extensions)
-    if (std::none_of(places.begin(), places.end(), [&](const Place& place) {
-          return allowanceOf(place.format, identifier).has_value();
-        }))
-      return &identifier;
+    if (!canAllow(places, identifier)) return &identifier;
   return nullptr;
 }
 
 void run(Context& context, const RegisterOptions& options) {
   if (!options.hostPath.empty()) context.surroundings.hostPath = options.hostPath;
-  if (const auto fault = programFault(context.surroundings.hostPath, "install the package again"))
-    return fail(context, fault->cause + "; " + fault->mend);
-  const auto selection = selectionFor(options, context.surroundings);
-  if (!selection) return fail(context, selection.failure().text);
-  const auto places = placesOf(selection.value(), context.surroundings, Level::user);
-  if (!places) return misuse(context, places.failure().text);
-  if (const std::string* identifier = unusable(options.extensions, places.value()))
+  const auto places = placesToRegister(context, options.selection);
+  if (!places) return;
+  if (const std::string* identifier = unusable(options.extensions, *places))
     return misuse(context, "none of these browsers has extensions like " + *identifier);
+  const auto done = registerHost(context, *places, options.extensions, options.isPlan);
+  if (context.output.isJson())
+    context.output.json({{options.isPlan ? "plan" : "registered", done}});
+}
+
+}  // namespace
+
+std::optional<std::vector<Place>> placesToRegister(Context& context, const Selection& selection) {
+  if (const auto fault = programFault(context.surroundings.hostPath, "install the package again")) {
+    fail(context, fault->cause + "; " + fault->mend);
+    return std::nullopt;
+  }
+  const auto chosen = selectionFor(selection, context.surroundings);
+  if (!chosen) {
+    fail(context, chosen.failure().text);
+    return std::nullopt;
+  }
+  auto places = placesOf(chosen.value(), context.surroundings, Level::user);
+  if (!places) {
+    misuse(context, places.failure().text);
+    return std::nullopt;
+  }
+  return std::move(places).value();
+}
+
+bool canAllow(const std::vector<Place>& places, const std::string& identifier) {
+  return std::any_of(places.begin(), places.end(), [&](const Place& place) {
+    return allowanceOf(place.format, identifier).has_value();
+  });
+}
+
+boost::json::array registerHost(Context& context, const std::vector<Place>& places,
+                                const std::vector<std::string>& extensions, bool isPlan) {
   boost::json::array done;
-  for (const Place& place : places.value()) {
-    const auto plan = planFor(place, context.surroundings, options.extensions);
+  for (const Place& place : places) {
+    const auto plan = planFor(place, context.surroundings, extensions);
     if (!plan) {
       fail(context, plan.failure().text);
       continue;
     }
-    if (!options.isPlan) {
+    if (!isPlan) {
       if (const auto outcome = carryOut(plan.value(), place); !outcome) {
         fail(context, outcome.failure().text);
         continue;
@@ -111,26 +135,9 @@ void run(Context& context, const RegisterOptions& options) {
     }
     done.push_back(jsonOf(place, plan.value()));
     if (context.output.isJson()) continue;
-    (options.isPlan ? printPlan : printDone)(context.output, place, plan.value());
+    (isPlan ? printPlan : printDone)(context.output, place, plan.value());
   }
-  if (!context.output.isJson()) return;
-  JsonObject told = options.json;
-  told[options.isPlan ? "plan" : "registered"] = done;
-  context.output.json(told);
-}
-
-}  // namespace
-
-void registerHost(Context& context, const Selection& selection,
-                  const std::vector<std::string>& extensions, const JsonObject& json) {
-  RegisterOptions options = {selection, false, {}, {}, json};
-  const auto chosen = selectionFor(options, context.surroundings);
-  const auto places =
-      chosen ? placesOf(chosen.value(), context.surroundings, Level::user) : chosen.failure();
-  for (const std::string& identifier : extensions)
-    if (places && unusable({identifier}, places.value()) == nullptr)
-      options.extensions.push_back(identifier);
-  run(context, options);
+  return done;
 }
 
 void addRegister(CLI::App& app, Context& context) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -8,9 +9,18 @@
 
 namespace corvane::Nmctl::Commands {
 
-/// Does what the command `register` does, and reports it: lets these extensions, too, start the
-/// host, each in those of the browsers that can have it. JSON gets the members of `json`, too.
-void registerHost(Context& context, const Selection& selection,
-                  const std::vector<std::string>& extensions, const JsonObject& json);
+/// Returns where `register` would write manifests for `selection`. Writes nothing. Returns nothing,
+/// after saying why, when the host can't be started, no browser is found, or the selection makes no
+/// sense.
+std::optional<std::vector<Place>> placesToRegister(Context& context, const Selection& selection);
+
+/// Whether any of the places can allow an extension with an identifier like this one.
+bool canAllow(const std::vector<Place>& places, const std::string& identifier);
+
+/// Registers the host at `places`, or with `isPlan` only shows how: lets these extensions, too,
+/// start it, each at the places that can allow it. Reports each place that fails, and as text each
+/// that succeeds. Returns those that succeed, as JSON.
+boost::json::array registerHost(Context& context, const std::vector<Place>& places,
+                                const std::vector<std::string>& extensions, bool isPlan);
 
 }  // namespace corvane::Nmctl::Commands
