@@ -11,5 +11,7 @@ client.onAppState((state) => {
 });
 client.onLink((link) => (text.textContent = link.error?.message ?? link.state));
 box.addEventListener("change", () =>
-  client.request("setProtectionStatus", {isEnabled: box.checked})
-    .catch((error) => (text.textContent = error.message)));
+  client.request("setProtectionStatus", {isEnabled: box.checked}).catch((error) => {
+    box.checked = client.appState.isProtectionEnabled; // as it was
+    text.textContent = error.message;
+  }));
