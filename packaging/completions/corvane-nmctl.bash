@@ -26,6 +26,8 @@ _corvane_nmctl() {
     mapfile -t COMPREPLY < <(compgen -W "$("$1" --help 2>/dev/null | sed -n '/^Subcommands:/,$s/^  \([a-z][a-z-]*\) .*/\1/p')" -- "$word")
   elif [[ $command == report ]]; then
     mapfile -t COMPREPLY < <(compgen -f -- "$word")
+  elif [[ $command == new-extension ]]; then
+    mapfile -t COMPREPLY < <(compgen -d -- "$word")
   fi
 }
 complete -o filenames -F _corvane_nmctl corvane-nmctl

@@ -19,3 +19,4 @@ complete -c corvane-nmctl -n 'string match -q -- "-*" (commandline -ct)' -a '(__
 complete -c corvane-nmctl -n 'string match -q -- --browser (commandline -opc)[-1]' -a '(__corvane_nmctl_browsers)'
 complete -c corvane-nmctl -n 'string match -q -- --level (commandline -opc)[-1]' -a 'error warning info debug verbose'
 complete -c corvane-nmctl -n 'string match -q report (__corvane_nmctl_command)' -F
+complete -c corvane-nmctl -n 'string match -q new-extension (__corvane_nmctl_command)' -a '(__fish_complete_directories (commandline -ct))'
