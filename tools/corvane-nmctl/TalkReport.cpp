@@ -27,7 +27,7 @@ std::string member(const JsonObject& object, const char* key) {
   return value == nullptr ? "" : textOf(*value);
 }
 
-std::string milliseconds(TalkReport::Duration duration) {
+std::string inMilliseconds(TalkReport::Duration duration) {
   std::array<char, 32> text{};
   std::snprintf(text.data(), text.size(), "%.1f ms", duration.count());
   return text.data();
@@ -107,7 +107,7 @@ void TalkReport::reply(const std::string& type, const std::string& id, Duration 
   removePrompt();
   output_.marked(
       isOk(message) ? Output::Mark::good : Output::Mark::bad,
-      printable(type) + " (" + printable(id) + "), " + milliseconds(duration) + errorIn(message));
+      printable(type) + " (" + printable(id) + "), " + inMilliseconds(duration) + errorIn(message));
   details(message);
 }
 
