@@ -1,5 +1,6 @@
 #include "Platform/ApplicationLauncher.h"
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <memory>
@@ -98,6 +99,9 @@ Result<Done> ApplicationLauncher::check(const std::string& bundleIdentifier) {
   if (!program) return program.failure();
   const std::string path = (program->starts_with('/') ? "" : home.value() + "/") + program.value();
   if (systemCalls().access(path.c_str(), X_OK) != 0) return failureFromErrno("execute", path);
+  struct stat status = {};
+  if (systemCalls().stat(path.c_str(), &status) != 0) return failureFromErrno("stat", path);
+  if (!S_ISREG(status.st_mode)) return Failure{FailureCause::malformed, path + " is no program"};
   return Done{};
 }
 

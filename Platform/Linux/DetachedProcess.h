@@ -16,8 +16,8 @@ struct OutputOptions {
   std::chrono::seconds limit;  ///< after which SIGALRM ends it; at least 1
 };
 
-/// The path of `program`: one without a slash is looked for where the system keeps programs, and must
-/// be executable; one with a slash is its own path, whatever is there.
+/// The path of `program`: one without a slash is looked for where the system keeps programs, and
+/// must be executable; one with a slash is its own path, whatever is there.
 Result<std::string> programPath(const std::string& program);
 
 /// Starts a program in a session of its own, as no child of this process: default signals, empty
