@@ -21,10 +21,13 @@ foreach(page ${pages})
   compressed(${CMAKE_BINARY_DIR}/packaging/${page}.1 ${page}.1 ${CMAKE_INSTALL_MANDIR}/man1)
 endforeach()
 
+# Debian's folder; RPM distributions take ${CMAKE_INSTALL_DATADIR}/zsh/site-functions.
+set(CORVANE_ZSH_COMPLETIONS ${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions CACHE STRING
+  "Where completions for zsh are installed")
 if(CORVANE_TOOLS AND NOT APPLE)
   install(FILES packaging/completions/corvane-nmctl.bash
     DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME corvane-nmctl)
-  install(FILES packaging/completions/_corvane-nmctl DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions)
+  install(FILES packaging/completions/_corvane-nmctl DESTINATION ${CORVANE_ZSH_COMPLETIONS})
   install(FILES packaging/completions/corvane-nmctl.fish
     DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d)
 endif()

@@ -16,6 +16,7 @@ _corvane_nmctl() {
       mapfile -t COMPREPLY < <(compgen -W "$("$1" check-main-app --list 2>/dev/null | sed -n 's/^\([^ ][^ ]*\).*/\1/p')" -- "$word")
       return ;;
     --host | --dir)
+      compopt -o filenames
       mapfile -t COMPREPLY < <(compgen -f -- "$word")
       return ;;
     --extension | --since | --limit | --command | -c) return ;;
@@ -25,9 +26,10 @@ _corvane_nmctl() {
   elif [[ -z $command ]]; then
     mapfile -t COMPREPLY < <(compgen -W "$("$1" --help 2>/dev/null | sed -n '/^Subcommands:/,$s/^  \([a-z][a-z-]*\) .*/\1/p')" -- "$word")
   elif [[ $command == report ]]; then
+    compopt -o filenames
     mapfile -t COMPREPLY < <(compgen -f -- "$word")
   elif [[ $command == new-extension ]]; then
     mapfile -t COMPREPLY < <(compgen -d -- "$word")
   fi
 }
-complete -o filenames -F _corvane_nmctl corvane-nmctl
+complete -F _corvane_nmctl corvane-nmctl
