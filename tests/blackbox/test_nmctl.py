@@ -89,6 +89,7 @@ class Tool(unittest.TestCase):
         self.assertIn("secret", log)  # there was something to leave out
         for secret in (*SECRETS, os.environ["HOME"], Path(os.environ["HOME"]).name):
             self.assertNotIn(secret, report)
+        self.assertNotIn("The report is in", report)
         self.assertIn("Error occured…", report)
         self.assertRegex(report, r"Message len… \d+bytes")
         self.assertGreater(report.count("\n"), len(log.splitlines()))
@@ -117,6 +118,16 @@ class Tool(unittest.TestCase):
         for path in (folder, f"{folder}2", blocked):
             shutil.rmtree(path)
 
+    def test_bash_completes_commands_and_names_of_browsers(self):
+        script = Path(__file__).parents[2] / "packaging/completions/corvane-nmctl.bash"
+        for words, expected in (("doc", "doctor"), ("list --browser chromi", "chromium")):
+            line = (f'source "$0"; COMP_WORDS=("$1" {words}); COMP_CWORD=$((${{#COMP_WORDS[@]}} - 1)); '
+                    '_corvane_nmctl "$1"; echo "${COMPREPLY[@]}"; complete -p corvane-nmctl')
+            said = subprocess.run(["bash", "-c", line, script, TOOL], capture_output=True, text=True,
+                                  timeout=60, check=True)
+            self.assertEqual(said.stdout.splitlines(),
+                             [expected, "complete -F _corvane_nmctl corvane-nmctl"])
+
     def test_doctor_gives_one_cause_and_one_mend(self):
         def found(state="wrong"):
             answer = nmctl("doctor", "--json", "--browser", "chromium", "--browser", "firefox")
@@ -137,6 +148,8 @@ class Tool(unittest.TestCase):
         self.assertTrue(chromium.with_suffix(".json.broken").exists())
         with MainApplication() as application:
             self.assertIn("it has no desktop entry", found()[0]["cause"])
+            self.container.install("/usr/bin")
+            self.assertIn("/usr/bin is no program", found()[0]["cause"])
             self.container.install(MAIN_APPLICATION)
             application.command("fault silent times=1")
             self.assertEqual(found(), [])

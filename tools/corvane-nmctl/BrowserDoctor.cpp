@@ -51,9 +51,12 @@ void examineNative(const Browser& browser, const Selection& selection,
   if (fault) return findings.push_back(Finding::wrong(title, fault->cause, fault->mend));
   findings.push_back(examineHost(title, found, argumentsFor(browser, found),
                                  found.hostPath == surroundings.hostPath, linkIsBroken));
+  const std::string choice = " --browser " + std::string(browser.name);
+  const std::string removal =
+      "; to remove that: corvane-nmctl unregister" + choice + " && corvane-nmctl register" + choice;
   for (const std::string& other : found.others)
-    findings.push_back(Finding::note(
-        title, "its manifest also allows " + other + "; unregister and register removes that"));
+    findings.push_back(
+        Finding::note(title, "its manifest also allows " + other + (found.isUsers ? removal : "")));
 }
 
 }  // namespace

@@ -31,4 +31,19 @@ Findings examineAll(const Selection& selection, const Surroundings& surroundings
   return result;
 }
 
+Findings merged(const Findings& findings) {
+  Findings result;
+  for (const Finding& finding : findings) {
+    const auto same = std::find_if(result.begin(), result.end(), [&finding](const Finding& one) {
+      return one.state == Finding::State::wrong && one.state == finding.state &&
+             one.cause == finding.cause && one.mend == finding.mend;
+    });
+    if (same == result.end())
+      result.push_back(finding);
+    else
+      same->subject += ", " + finding.subject;
+  }
+  return result;
+}
+
 }  // namespace corvane::Nmctl

@@ -9,6 +9,10 @@ namespace corvane::Nmctl {
 /// Everything that the doctor finds: first of the browsers, then of the link.
 Findings examineAll(const Selection& selection, const Surroundings& surroundings);
 
+/// Returns `findings` with one for each cause: those of several browsers that one step fixes become
+/// one.
+Findings merged(const Findings& findings);
+
 /// Whether nothing is wrong.
 bool isAllWell(const Findings& findings);
 

@@ -43,10 +43,11 @@ struct LinkEnds {
   pid_t application = 0;                                        ///< 0: none observes requests
 };
 
-/// Who is there. A host that was killed may be among them; it is marked as gone.
+/// Returns the processes at both ends. A host that was killed may be among them; it is marked as
+/// gone.
 LinkEnds linkEndsAmong(const std::vector<Platform::NotificationObserver>& observers);
 
-/// Likewise, of `container`; nobody when that can't be read.
+/// Likewise, of `container`; empty if that can't be read.
 LinkEnds linkEndsIn(const std::string& container);
 
 /// Whether the exchange file `name` holds replies to a host that is not there any more.

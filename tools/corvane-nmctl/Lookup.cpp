@@ -111,6 +111,7 @@ std::optional<Lookup> look(const Candidate& candidate, const Browser& browser,
                            const Surroundings& surroundings, const std::string& identifier) {
   const std::string& path = candidate.path;
   Lookup result;
+  result.isUsers = candidate.isUsers;
   result.manifestPath = path;
   const auto failing = [&](const std::string& cause, const std::string& mend) {
     result.fault = Fault{cause, mend};

@@ -12,6 +12,7 @@ namespace corvane::Nmctl {
 
 /// Where a browser's look for the host ends.
 struct Lookup {
+  bool isUsers = false;      ///< whether the manifest is the user's, not the system's
   std::string manifestPath;  ///< the manifest that it takes; "" when there is none
   std::string hostPath;      ///< the program that it would start
   std::string extension;     ///< that the browser would start it for, as manifests allow one

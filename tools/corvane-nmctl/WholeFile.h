@@ -19,7 +19,7 @@ std::string resolvedPath(const std::string& path);
 Result<Done> writeNewFile(const std::string& path, std::string_view text, mode_t mode);
 
 /// Puts a file with `text` and `mode` at `path` by a renaming: who looks sees the old file or the
-/// new one, whole. What was written in part is taken away when it fails.
+/// new one, whole. Removes a partial file if it fails.
 Result<Done> replaceFile(const std::string& path, std::string_view text, mode_t mode);
 
 /// Writes `text` to where a person said: to a new file of mode 0600, or, if a terminal or another
@@ -28,7 +28,7 @@ Result<Done> replaceFile(const std::string& path, std::string_view text, mode_t 
 /// no reader. Fails otherwise, for example for a disk, and leaves no partial file.
 Result<Done> writeOut(const std::string& path, std::string_view text, bool overwrites);
 
-/// Takes away what a replaceFile of `path` left whose process was killed.
+/// Removes what a replaceFile of `path` left whose process was killed.
 void removeLeftParts(const std::string& path);
 
 }  // namespace corvane::Nmctl

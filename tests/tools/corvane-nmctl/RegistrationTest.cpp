@@ -160,6 +160,7 @@ TEST_F(Registration, RefusesFoldersOfOthersAndShowsItsPlan) {
   EXPECT_EQ(run({"register", "--plan", "--browser", "firefox", "--json"}), 0);
   EXPECT_EQ(run({"register", "--browser", "nonsense"}), 2);
   EXPECT_EQ(run({"register", "--browser", "chromium", "--extension", "a@b"}), 2);
+  EXPECT_EQ(run({"doctor", "--browser", "chromium", "--extension", "a@b"}), 2);
   EXPECT_EQ(run({"register", "--dir", home_.c_str()}), 2);
   EXPECT_EQ(run({"register"}), 1);  // no browser is found
   EXPECT_EQ(run({"register", "--host", "relative"}), 2);

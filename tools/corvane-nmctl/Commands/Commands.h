@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "tools/corvane-nmctl/Output.h"
 #include "tools/corvane-nmctl/Registration.h"
@@ -49,8 +50,13 @@ std::string isBrowser(const std::string& name);
 /// "", or why `identifier` is none of an extension, for CLI11.
 std::string isIdentifier(const std::string& identifier);
 
-/// Prints where the damaged manifest is that the plan has moved, and what it means; a no-op if there
-/// was none.
+/// Whether a browser of one of `formats` may have an extension of this identifier; otherwise the
+/// command line makes no sense, and this says so.
+bool isUsable(Context& context, const std::string& identifier,
+              const std::vector<ManifestFormat>& formats);
+
+/// Prints where the damaged manifest is that the plan has moved, and what it means; a no-op if
+/// there was none.
 void printAside(Output& output, const Plan& plan);
 
 /// Says why something failed, and makes the exit status say that something did. Where nothing else

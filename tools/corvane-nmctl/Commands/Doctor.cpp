@@ -1,9 +1,9 @@
 #include <CLI/App.hpp>
 #include <CLI/Config.hpp>
 #include <CLI/Formatter.hpp>
-#include <algorithm>
 #include <iostream>
 #include <memory>
+#include <vector>
 
 #include "Platform/StandardStreams.h"
 #include "tools/corvane-nmctl/Commands/Commands.h"
@@ -20,22 +20,6 @@ void print(Output& output, const Finding& finding) {
   output.marked(finding.isConsequence ? Output::Mark::note : marks[static_cast<int>(finding.state)],
                 finding.subject + ": " + printable(finding.cause));
   if (!finding.mend.empty()) output.line("    " + printable(finding.mend));
-}
-
-/// One for each cause: those of several browsers that one step mends become one.
-Findings merged(const Findings& findings) {
-  Findings result;
-  for (const Finding& finding : findings) {
-    const auto same = std::find_if(result.begin(), result.end(), [&finding](const Finding& one) {
-      return one.state == Finding::State::wrong && one.state == finding.state &&
-             one.cause == finding.cause && one.mend == finding.mend;
-    });
-    if (same == result.end())
-      result.push_back(finding);
-    else
-      same->subject += ", " + finding.subject;
-  }
-  return result;
 }
 
 bool confirms(Output& output, const std::string& command) {
@@ -60,6 +44,11 @@ bool fix(Context& context, const Findings& findings) {
 void run(Context& context, const Selection& selection, bool fixes) {
   if (fixes && context.output.isJson())
     return misuse(context, "--fix asks, and so does not go with --json");
+  std::vector<ManifestFormat> formats;
+  for (const std::string& name : selection.browsers) formats.push_back(findBrowser(name)->format);
+  if (!selection.extension.empty() && !formats.empty() &&
+      !isUsable(context, selection.extension, formats))
+    return;
   Platform::ignoreSignalsOfWrites();
   Findings findings = examineAll(selection, context.surroundings);
   if (!context.output.isJson()) {

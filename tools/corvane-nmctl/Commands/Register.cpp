@@ -3,7 +3,6 @@
 #include <CLI/App.hpp>
 #include <CLI/Config.hpp>
 #include <CLI/Formatter.hpp>
-#include <algorithm>
 #include <memory>
 
 #include "tools/corvane-nmctl/Commands/Commands.h"
@@ -73,20 +72,14 @@ Result<Selection> selectionFor(const Selection& given, const Surroundings& surro
   return found;
 }
 
-/// An identifier that none of the places can allow, or nullptr.
-const std::string* unusable(const std::vector<std::string>& extensions,
-                            const std::vector<Place>& places) {
-  for (const std::string& identifier : extensions)
-    if (!canAllow(places, identifier)) return &identifier;
-  return nullptr;
-}
-
 void run(Context& context, const RegisterOptions& options) {
   if (!options.hostPath.empty()) context.surroundings.hostPath = options.hostPath;
   const auto places = placesToRegister(context, options.selection);
   if (!places) return;
-  if (const std::string* identifier = unusable(options.extensions, *places))
-    return misuse(context, "none of these browsers has extensions like " + *identifier);
+  std::vector<ManifestFormat> formats;
+  for (const Place& place : *places) formats.push_back(place.format);
+  for (const std::string& identifier : options.extensions)
+    if (!isUsable(context, identifier, formats)) return;
   const auto done = registerHost(context, *places, options.extensions, options.isPlan);
   if (context.output.isJson())
     context.output.json({{options.isPlan ? "plan" : "registered", done}});

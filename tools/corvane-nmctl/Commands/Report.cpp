@@ -1,3 +1,4 @@
+#include <sys/stat.h>
 #include <sys/utsname.h>
 
 #include <CLI/App.hpp>
@@ -46,12 +47,12 @@ std::string shown(const Redaction& redaction, std::string_view text) {
 
 std::string findings(const Surroundings& surroundings, const Redaction& redaction) {
   std::string text;
-  for (const Finding& finding : examineAll({}, surroundings)) {
+  for (const Finding& finding : merged(examineAll({}, surroundings))) {
     if (finding.state == Finding::State::note) continue;  // log lines come below
     const bool isGood = finding.state == Finding::State::good;
-    text += (isGood ? "ok     " : "WRONG  ") + finding.subject + ": " +
-            shown(redaction, finding.cause) + "\n";
-    if (!isGood) text += "       " + shown(redaction, finding.mend) + "\n";
+    const char* const mark = finding.isConsequence ? "!      " : isGood ? "ok     " : "WRONG  ";
+    text += mark + finding.subject + ": " + shown(redaction, finding.cause) + "\n";
+    if (!finding.mend.empty()) text += "       " + shown(redaction, finding.mend) + "\n";
   }
   return text;
 }
@@ -109,6 +110,8 @@ void run(Context& context, const ReportOptions& options) {
   if (const auto written = writeOut(file, text, options.overwrites); !written)
     return fail(context, written.failure().text);
   if (context.output.isJson()) return context.output.json({{"file", file}});
+  struct stat status = {};
+  if (::stat(file.c_str(), &status) != 0 || !S_ISREG(status.st_mode)) return;
   context.output.line("The report is in " + printable(file) +
                       "; read it before you send it to anybody.");
 }

@@ -1,6 +1,7 @@
 #include <CLI/App.hpp>
 #include <CLI/Config.hpp>
 #include <CLI/Formatter.hpp>
+#include <algorithm>
 
 #include "tools/corvane-nmctl/Commands/Commands.h"
 #include "tools/corvane-nmctl/ManifestCheck.h"
@@ -32,6 +33,15 @@ std::string isIdentifier(const std::string& identifier) {
   const bool isOne = allowanceOf(ManifestFormat::chromium, identifier) ||
                      allowanceOf(ManifestFormat::firefox, identifier);
   return isOne ? "" : "that is no identifier of an extension";
+}
+
+bool isUsable(Context& context, const std::string& identifier,
+              const std::vector<ManifestFormat>& formats) {
+  const bool isOne = std::any_of(formats.begin(), formats.end(), [&](ManifestFormat format) {
+    return allowanceOf(format, identifier).has_value();
+  });
+  if (!isOne) misuse(context, "none of these browsers has extensions like " + identifier);
+  return isOne;
 }
 
 void printAside(Output& output, const Plan& plan) {
