@@ -17,7 +17,7 @@ struct Lookup {
   std::string hostPath;      ///< the program that it would start
   std::string extension;     ///< that the browser would start it for, as manifests allow one
   std::vector<std::string> others = {};  ///< what the manifest allows beside that one and ours
-  std::string renewal;         ///< what mends it when that program is not the host as it should be
+  std::string renewal;         ///< what fixes it when that program is not the host as it should be
   std::optional<Fault> fault;  ///< why it starts none
 };
 
@@ -29,7 +29,7 @@ Lookup lookUp(const Browser& browser, const Policies& policies, const Surroundin
               const std::string& identifier = {});
 
 /// Why the program `path` can't be started, as far as that shows from outside. `renewal` is the
-/// mend where it has to be another one.
+/// fix where it has to be another one.
 std::optional<Fault> programFault(const std::string& path, const std::string& renewal);
 
 }  // namespace corvane::Nmctl

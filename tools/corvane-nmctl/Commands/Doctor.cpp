@@ -75,7 +75,7 @@ void run(Context& context, const Selection& selection, bool fixes) {
 
 void addDoctor(CLI::App& app, Context& context) {
   CLI::App& command = *app.add_subcommand(
-      "doctor", "Find out what is wrong with each browser and with the link, and what mends it");
+      "doctor", "Find out what is wrong with each browser and with the link, and how to fix it");
   const auto selection = std::make_shared<Selection>();
   command
       .add_option("--browser", selection->browsers,

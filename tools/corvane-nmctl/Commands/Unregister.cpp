@@ -36,7 +36,7 @@ void run(Context& context, const Selection& selection) {
 
 void addUnregister(CLI::App& app, Context& context) {
   CLI::App& command = *app.add_subcommand(
-      "unregister", "Take this user's manifests of the host away, and nothing else");
+      "unregister", "Remove this user's manifests of the host, and nothing else");
   const auto selection = std::make_shared<Selection>();
   addSelection(command, *selection);
   command.callback([&context, selection] { run(context, *selection); });
