@@ -62,7 +62,7 @@ class Tool(unittest.TestCase):
             page = {"url": PAGE, "port": 443, "forceStartApp": False}
             host.ask("getCurrentFilteringState", "secret", page)
             host.ask("addRule", RULE, {"ruleText": RULE})
-            self.container.install(MAIN_APPLICATION)
+            self.container.install(f'"{MAIN_APPLICATION}"')
             application.command(f"fault error times=1 {PAGE} {RULE}")
             host.ask("removeRule", "1", {"ruleText": RULE})
             application.command("fault string-error times=1 The rule ads.example of somebody")
@@ -150,7 +150,7 @@ class Tool(unittest.TestCase):
             self.assertIn("it has no desktop entry", found()[0]["cause"])
             self.container.install("/usr/bin")
             self.assertIn("/usr/bin is no program", found()[0]["cause"])
-            self.container.install(MAIN_APPLICATION)
+            self.container.install(f'"{MAIN_APPLICATION}"')
             application.command("fault silent times=1")
             self.assertEqual(found(), [])
             self.assertEqual(found("note"), [])  # no error that the doctor has caused before

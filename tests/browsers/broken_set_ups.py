@@ -176,7 +176,7 @@ class Setting:
     def __enter__(self):
         self.stack = contextlib.ExitStack()
         self.container = Container()
-        self.container.install(MAIN_APPLICATION)
+        self.container.install(f'"{MAIN_APPLICATION}"')
         self.application = MainApplication()
         answer = nmctl("register", "--host", EXECUTABLE)
         if answer.returncode:
