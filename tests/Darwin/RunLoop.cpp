@@ -204,7 +204,7 @@ int corvane::darwin::liveObjects() {
   return objects;
 }
 
-// Clang's specification of automatic reference counting. Nothing here is released later.
+// Clang's document on automatic reference counting. Nothing here is released later.
 extern "C" void* objc_autoreleasePoolPush() {
   return nullptr;
 }
