@@ -27,7 +27,7 @@ int registrations();
 int queueCalls();
 
 /// Holds back notifications on their way to this process, from the call on, until it is called with
-/// `false`: posting returns before delivery, and nobody says by how much.
+/// `false`: notify_post(3) returns before delivery and promises no time for it.
 void delayNotifications(bool isDelayed);
 
 /// What os_log(3) shows of what was logged.

@@ -130,7 +130,8 @@ TEST(DarwinTest, AWatchDoesNotKeepAFileOpenForReading) {
   FileWatch watch([](FileEvent) {});
   ASSERT_TRUE(watch.start(folder.path() / "file"));
   const OwnedDescriptor file(::open((folder.path() / "file").c_str(), O_RDWR | O_CLOEXEC));
-  EXPECT_EQ(::fcntl(file.number(), F_SETLEASE, F_WRLCK), 0) << "only where nobody else reads";
+  EXPECT_EQ(::fcntl(file.number(), F_SETLEASE, F_WRLCK), 0)
+      << "a write lease needs a file that no descriptor has open for reading";
 }
 
 TEST(DarwinTest, TheSystemLogShowsTheText) {

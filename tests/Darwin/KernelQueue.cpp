@@ -109,7 +109,7 @@ void showActivity(const Queue& queue) {
   [[maybe_unused]] const auto told = ::write(queue.activity, &count, sizeof count);
 }
 
-/// A watch of inotify stays: to take it away is slow, and nobody asks for what it tells.
+/// The inotify watch stays: removing it is slow, and its events are ignored without a note.
 void forget(Queue& queue, const Key& key) {
   if (queue.notes.erase(key) == 0) return;
   if (key.filter == EVFILT_READ || key.filter == EVFILT_WRITE) tellEpoll(queue, key.ident);

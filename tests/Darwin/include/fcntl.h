@@ -3,5 +3,5 @@
 #pragma GCC system_header
 #include_next <fcntl.h>
 
-// Names a file without opening it for reading, as the flag of Darwin does: it keeps nobody waiting.
+// Opens a file for events only, as Darwin's flag does: neither for reading nor for writing.
 #define O_EVTONLY O_PATH
