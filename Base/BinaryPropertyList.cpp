@@ -67,7 +67,7 @@ bool isZero(ByteView bytes) {
 }
 
 /// An object of which the marker, its first byte, says everything but the place.
-struct ShortForm {
+struct alignas(64) ShortForm {  // a power of two, as an index is shifted faster than multiplied
   Object object{};
   std::uint64_t size = UINT64_MAX;          ///< bytes of marker and content; this: it is none such
   std::array<std::uint64_t, 2> notAscii{};  ///< bits of the content that no ASCII text has
@@ -284,23 +284,27 @@ template <class Width>
 bool Scan::readAll(Width width) {
   const ByteView bytes = layout_.bytes;
   const std::size_t table = layout_.table;
-  const auto& forms = shortForms[layout_.referenceWidth == 1 ? 0 : 1];
+  const ShortForm* const forms = shortForms[layout_.referenceWidth == 1 ? 0 : 1].data();
   const std::byte* entry = bytes.data() + table;
+  std::uint64_t bytesLeft = bytesLeft_;  // in a register
   for (Object& object : objects_) {
     const std::uint64_t offset = bigEndian(entry, width);
     entry += width;
-    if (offset < magic.size() || offset >= table) return false;
+    if (offset - magic.size() >= table - magic.size())
+      return false;  // or is below, and wraps around
     const std::byte* const at = bytes.data() + offset;
     const ShortForm& form = forms[markerAt(at)];
     std::array<std::uint64_t, 2> content{};  // as much is there, as the trailer is longer
     std::memcpy(content.data(), at + 1, sizeof content);
     const bool isAscii = ((content[0] & form.notAscii[0]) | (content[1] & form.notAscii[1])) == 0;
-    if (form.size <= table - offset && form.size <= bytesLeft_ && isAscii) {
+    if (form.size <= table - offset && form.size <= bytesLeft && isAscii) {
       object = form.object;
       object.start = at + 1;
-      bytesLeft_ -= form.size;
+      bytesLeft -= form.size;
     } else {
+      bytesLeft_ = bytesLeft;
       object = longObjectAt(at);
+      bytesLeft = bytesLeft_;
     }
   }
   return true;
@@ -326,10 +330,13 @@ Object Scan::longObjectAt(const std::byte* at) {
   return object;
 }
 
-/// Walks once over every array and dictionary that can be reached from the top.
+/// Walks once over every array and dictionary that can be reached from the top. `Width` is that of
+/// references: a number, or a constant where the compiler shall know it.
+template <class Width>
 class Walk {
  public:
-  Walk(const Layout& layout, std::span<Object> objects) : layout_(layout), objects_(objects) {}
+  Walk(const Layout& layout, std::span<Object> objects, Width width)
+      : layout_(layout), objects_(objects), width_(width) {}
 
   /// What is wrong, or null.
   Fault walk() {
@@ -351,12 +358,14 @@ class Walk {
 
   const Layout& layout_;
   const std::span<Object> objects_;
+  [[no_unique_address]] const Width width_;
   Fault fault_ = nullptr;
 };
 
 /// How many levels there are from the object `index`, which stands on level `depth`, down. Never
 /// goes deeper than the depth allowed, and into each object once.
-unsigned Walk::levelsOf(Index index, unsigned depth) {
+template <class Width>
+unsigned Walk<Width>::levelsOf(Index index, unsigned depth) {
   constexpr unsigned maximumDepth = BinaryPropertyList::maximumDepth;
   Object& object = objects_[static_cast<std::size_t>(index)];
   const bool isKnown = isContainer(object) && object.levels <= maximumDepth;
@@ -369,18 +378,18 @@ unsigned Walk::levelsOf(Index index, unsigned depth) {
   const std::byte* values = object.start;
   if (object.kind == Kind::dictionary) {
     if (!areKeysSound(values, object.count, depth + 1)) return 0;
-    values += object.count * layout_.referenceWidth;
+    values += object.count * width_;
   }
   object.levels = static_cast<std::uint8_t>(1 + levelsOfAll(values, object.count, depth + 1));
   return object.levels;
 }
 
 /// Whether all of the `count` objects on level `depth` that are referred to at `at` are texts.
-inline bool Walk::areKeysSound(const std::byte* at, std::size_t count, unsigned depth) {
-  const std::size_t width = layout_.referenceWidth;
+template <class Width>
+bool Walk<Width>::areKeysSound(const std::byte* at, std::size_t count, unsigned depth) {
   const std::span<const Object> objects = objects_;
-  for (; count > 0; --count, at += width) {
-    const Index key = bigEndian(at, width);
+  for (; count > 0; --count, at += width_) {
+    const Index key = bigEndian(at, width_);
     if (key < objects.size() && objects[static_cast<std::size_t>(key)].kind == Kind::text &&
         depth <= BinaryPropertyList::maximumDepth)
       continue;
@@ -393,12 +402,12 @@ inline bool Walk::areKeysSound(const std::byte* at, std::size_t count, unsigned 
 }
 
 /// The most levels of the `count` objects on level `depth` that are referred to at `at`.
-inline unsigned Walk::levelsOfAll(const std::byte* at, std::size_t count, unsigned depth) {
-  const std::size_t width = layout_.referenceWidth;
+template <class Width>
+unsigned Walk<Width>::levelsOfAll(const std::byte* at, std::size_t count, unsigned depth) {
   const std::span<const Object> objects = objects_;
   unsigned levels = count > 0 ? 1 : 0;
-  for (; count > 0; --count, at += width) {
-    const Index child = bigEndian(at, width);
+  for (; count > 0; --count, at += width_) {
+    const Index child = bigEndian(at, width_);
     if (child >= objects.size()) return fail("a reference is out of range");
     // Most contain no others.
     if (objects[static_cast<std::size_t>(child)].kind >= Kind::boolean &&
@@ -411,10 +420,18 @@ inline unsigned Walk::levelsOfAll(const std::byte* at, std::size_t count, unsign
 }
 
 /// Says what is wrong with what is no object.
-Fault Walk::faultOf(Index index) const {
+template <class Width>
+Fault Walk<Width>::faultOf(Index index) const {
   if (objects_[static_cast<std::size_t>(index)].levels == overlapping) return "objects overlap";
   const std::byte* const at = layout_.startOf(index);
   return layout_.objectAt(at) ? "an ASCII string holds another byte" : layout_.faultAt(at);
+}
+
+/// What is wrong with what the top leads to, or null.
+Fault walk(const Layout& layout, std::span<Object> objects) {
+  if (layout.referenceWidth == 1)  // nearly always
+    return Walk(layout, objects, std::integral_constant<std::size_t, 1>()).walk();
+  return Walk(layout, objects, layout.referenceWidth).walk();
 }
 
 }  // namespace
@@ -430,8 +447,7 @@ Result<BinaryPropertyList> BinaryPropertyList::open(ByteView bytes) {
   list.referenceWidth_ = layout.referenceWidth;
   if (!Scan(layout, objects).readAll())
     return Failure{FailureCause::malformed, "an offset is out of range"};
-  if (const Fault fault = Walk(layout, objects).walk())
-    return Failure{FailureCause::malformed, fault};
+  if (const Fault fault = walk(layout, objects)) return Failure{FailureCause::malformed, fault};
   return list;
 }
 

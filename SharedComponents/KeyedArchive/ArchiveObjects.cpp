@@ -41,7 +41,9 @@ inline BinaryPropertyList::Index ArchiveObjects::indexOf(Uid uid) const {
 
 const ArchiveObjects::Object* ArchiveObjects::atIfAny(Uid uid) const {
   const Object& object = list_.object(indexOf(uid));
-  const bool isNothing = object.kind == Kind::text && object.textEquals(ArchiveNames::nothing);
+  const bool isNothing = object.kind == Kind::text &&
+                         object.count == ArchiveNames::nothing.size() &&
+                         object.textEquals(ArchiveNames::nothing);
   return isNothing ? nullptr : &object;
 }
 
