@@ -12,6 +12,7 @@ import unittest
 from pathlib import Path
 
 import browser
+import browser_process
 from host import EXECUTABLE, MAIN_APPLICATION, Container, MainApplication, kill_launched
 
 HOST = Path(EXECUTABLE)
@@ -167,7 +168,7 @@ class Scenarios:
         page.until(says("chip", "connected"))
         hosts = started.hosts(HOST)
         self.assertEqual(len(hosts), 1)
-        told = browser.UNTIL % shows("trouble-title", "has ended")
+        told = browser_process.UNTIL % shows("trouble-title", "has ended")
         page.evaluate(f"void {told}.then(() => (document.body.dataset.told = true))")
         browser.kill_hosts(hosts)
         page.until("document.body.dataset.told && " + says("chip", "connected"))
@@ -181,7 +182,7 @@ class Scenarios:
         hosts = started.hosts(HOST)
         self.assertNotEqual(self.left_behind(), before)
         started.kill()
-        self.assertEqual((len(hosts), browser.wait_for_end(hosts)), (1, set()))
+        self.assertEqual((len(hosts), browser_process.wait_for_end(hosts)), (1, set()))
         self.assertEqual(self.left_behind(), before)
 
     def left_behind(self):
@@ -236,7 +237,7 @@ class Scenarios:
           for (let i = 0; i < 200; ++i)
             if (!(await askOnce("1")).size) throw new Error(`nothing came to port ${i}`);
         })(%s)""" % ASK_ONCE)
-        self.assertEqual(browser.wait_for_end(started.hosts(HOST)), set())
+        self.assertEqual(browser_process.wait_for_end(started.hosts(HOST)), set())
         print(f"{self.name}: 200 ports in {time.monotonic() - begin:.1f} s")
 
     def test_largest_reply(self):
@@ -264,12 +265,12 @@ class InChromium(Scenarios, unittest.TestCase):
         page = started.open("popup.html")
         page.until(says("chip", "connected"))
         hosts = started.hosts(HOST)
-        told = browser.UNTIL % says("chip", "connecting")
+        told = browser_process.UNTIL % says("chip", "connecting")
         page.evaluate(f"void {told}.then(() => (document.body.dataset.told = true))")
         (script,) = (target["targetId"] for target in started.call("Target.getTargets")["targetInfos"]
                      if target["type"] == "service_worker")
         started.call("Target.closeTarget", targetId=script)
-        self.assertEqual(browser.wait_for_end(hosts), set())
+        self.assertEqual(browser_process.wait_for_end(hosts), set())
         page.until("document.body.dataset.told && " + says("chip", "connected"))
 
 

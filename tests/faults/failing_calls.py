@@ -20,7 +20,7 @@ from pathlib import Path
 
 ROOT = Path(__file__).resolve().parents[2]
 ENVIRONMENT = {"CORVANE_NM": str(ROOT / "build/release/bin/corvane-nm"),
-               "PYTHONPATH": str(ROOT / "scripts/lib"), "PYTHONDONTWRITEBYTECODE": "1"}
+               "PYTHONPATH": str(ROOT / "tests/harness"), "PYTHONDONTWRITEBYTECODE": "1"}
 LIMIT = 540  # seconds
 SLICES = {"start": 9, "init": 1, "exchange": 4, "push": 3, "app-starts": 6, "app-ends": 3,
           "launch": 11, "appReconfig": 1, "leave": 1}

@@ -16,7 +16,7 @@ import time
 from pathlib import Path
 from typing import NamedTuple
 
-ROOT = Path(__file__).resolve().parents[2]
+ROOT = Path(__file__).resolve().parents[1]
 PLANTED = ROOT / "build/planted"
 SOURCE, BUILD = PLANTED / "source", PLANTED / "build"
 MOST_RUNS = 20_000

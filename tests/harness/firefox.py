@@ -12,7 +12,7 @@ import socket
 import subprocess
 import threading
 
-from browser import DEADLINE, Browser, Page
+from browser_process import DEADLINE, Browser, Page
 
 # As if somebody clicked the extension's button: it opens the popup.
 CLICK = """

@@ -14,7 +14,7 @@ import select
 import subprocess
 import time
 
-from browser import DEADLINE, Browser, Page
+from browser_process import DEADLINE, Browser, Page
 
 
 class Chromium(Browser):

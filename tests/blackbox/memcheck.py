@@ -7,7 +7,7 @@ import sys
 import unittest
 from pathlib import Path
 
-TESTS = Path(__file__).resolve().parents[2] / "tests/blackbox"
+TESTS = Path(__file__).resolve().parent
 
 PROCESS_ENDS = "it waits for the end of a process, and Debian's valgrind knows no pidfd_open"
 SLOW = "at this pace the stand-in does not keep the contract's own limits of time"
