@@ -108,6 +108,7 @@ class Scenarios:
         return started, started.open("blank.html")
 
     def picture(self, page, what):
+        self.assertTrue(page.evaluate("document.body.scrollWidth <= document.body.clientWidth"), what)
         for is_dark in (False, True):
             page.show_dark(is_dark)
             page.screenshot(PICTURES / f"{self.name}-{what}-{'dark' if is_dark else 'light'}.png")
@@ -137,6 +138,7 @@ class Scenarios:
         application.command("fault error command=setProtectionStatus times=1 Not now.")
         page.evaluate('document.getElementById("protection").click()')
         page.until('document.getElementById("command-error").textContent.includes("Not now.")')
+        self.picture(page, "refused")
         page.until('!document.getElementById("protection").disabled')
         page.evaluate('document.getElementById("protection").click()')
         page.until(shows("protection-text", "on") + ' && ' + says("command-error", ""))
@@ -160,6 +162,7 @@ class Scenarios:
         self.container.install(f'"{MAIN_APPLICATION}" --daemon')
         page.evaluate(CLICK)
         page.until(says("chip", "connected") + " && " + has_tick("true"))
+        self.picture(page, "no-page")
 
     def test_host_killed_under_the_browser(self):
         self.application()

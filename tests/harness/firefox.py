@@ -161,6 +161,12 @@ class FirefoxPage(Page):
     def show_dark(self, is_dark):
         setting = "layout.css.prefers-color-scheme.content-override"
         self.browser.run_inside(f"Services.prefs.setIntPref('{setting}', {0 if is_dark else 1});")
+        # The page's process hears of the setting later.
+        self.evaluate("""new Promise((resolve) => {
+          const query = matchMedia("(prefers-color-scheme: dark)");
+          query.onchange = () => { if (query.matches === %s) resolve(true); };
+          query.onchange();
+        })""" % json.dumps(is_dark))
 
     def screenshot(self, path):
         """Writes what the page shows, at its own size, as a PNG file."""
