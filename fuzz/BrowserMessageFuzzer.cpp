@@ -26,49 +26,31 @@ class EchoingClient final : public ExtensionBrowserApiProtocol {
   Mood mood = Mood::answers;
   std::optional<std::string> given;  ///< by the last operation that takes a text
 
-  void appState(ResultReply<EBAAppStateResponse> reply) override {
-    if (mood == Mood::isLate) return reply(std::nullopt, ErrorCode::linkTimeout());
-    reply(EBAAppStateResponse{true, "de"}, std::nullopt);
-  }
-  void getCurrentFilteringState(const std::string& url, std::int64_t /*port*/,
-                                const std::string& /*appName*/,
-                                ResultReply<EBACurrentFilteringStateResponse> reply) override {
-    EBACurrentFilteringStateResponse record;
-    record.originalCertIssuer = url;
-    reply(record, errorOf(url));
-  }
-  void setProtectionStatus(bool /*isEnabled*/, ErrorReply reply) override { reply(error()); }
-  void setHttpFilteringStatus(const std::string& url, bool /*isEnabled*/,
-                              ErrorReply reply) override {
-    reply(errorOf(url));
-  }
-  void setHttpsFilteringStatus(const std::string& url, bool /*isEnabled*/,
-                               UniqueFunction<void(bool, Error)> reply) override {
-    reply(false, errorOf(url));
-  }
-  void addRule(const std::string& rule, ErrorReply reply) override { reply(errorOf(rule)); }
-  void removeRule(const std::string& rule, ErrorReply reply) override { reply(errorOf(rule)); }
-  void removeCustomRules(const std::string& url, ErrorReply reply) override { reply(errorOf(url)); }
-  void openOriginalCert(const std::string& domain, std::int64_t /*port*/,
-                        const std::string& /*appName*/, ErrorReply reply) override {
-    reply(errorOf(domain));
-  }
-  void reportSite(const std::string& url, const std::string& /*referrer*/,
-                  const std::string& /*userAgent*/, ResultReply<std::string> reply) override {
-    reply(url, errorOf(url));
-  }
-  void openFilteringLog(ErrorReply reply) override { reply(error()); }
-  void openSettings(ErrorReply reply) override { reply(error()); }
-  void updateApp(ErrorReply reply) override { reply(error()); }
-
  private:
-  Error errorOf(const std::string& text) {
-    given = text;
-    return error();
+  void call(Command action, Body&& body, BodyReply&& reply) override {
+    using enum ExtensionBrowserApiConstants::ApiCommandParam;
+    for (const auto key : {url, ruleText, domain}) {
+      const auto* text = body ? body->find<std::string>(rawValue(key)) : nullptr;
+      if (text != nullptr) given = *text;
+    }
+    if (mood == Mood::isLate) return reply(std::nullopt, ErrorCode::linkTimeout());
+    const bool isState = action == ExtensionBrowserApiConstants::apiCommandAppState;
+    const bool isRefused = mood == Mood::fails && !isState;
+    reply(answerTo(action), isRefused ? Error(ErrorCode::other(given)) : std::nullopt);
   }
-  [[nodiscard]] Error error() const {
-    if (mood == Mood::isLate) return ErrorCode::linkTimeout();
-    return mood == Mood::fails ? Error(ErrorCode::other(given)) : std::nullopt;
+  [[nodiscard]] Body answerTo(Command action) const {
+    using namespace ExtensionBrowserApiConstants;  // NOLINT(google-build-using-namespace)
+    Value result;
+    if (action == apiCommandAppState) result = EBAAppStateResponse{true, "de"}.record();
+    if (action == apiCommandReportSite) result = *given;
+    if (action == apiCommandGetCurrentFilteringState) {
+      EBACurrentFilteringStateResponse record;
+      record.originalCertIssuer = *given;
+      result = record.record();
+    }
+    Dictionary body;
+    body.append(std::string(rawValue(ApiCommandParam::result)), std::move(result));
+    return body;
   }
 };
 

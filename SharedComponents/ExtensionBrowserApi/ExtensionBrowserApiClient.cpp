@@ -18,42 +18,6 @@ constexpr char responseKey[] = "ExchangeResponseContainer";
 /// How often the newest reply is read before the exchange counts as failed.
 constexpr int readAttempts = 100;
 
-/// Appends parameters and their values, which take turns, to the body of a request.
-template <class T, class... More>
-void append(Dictionary& body, ApiCommandParam param, const T& value, const More&... more) {
-  body.append(std::string(rawValue(param)), value);
-  if constexpr (sizeof...(more) > 0) append(body, more...);
-}
-
-template <class... ParamsAndValues>
-Dictionary bodyOf(const ParamsAndValues&... all) {
-  Dictionary body;
-  body.reserve(sizeof...(all) / 2);
-  append(body, all...);
-  return body;
-}
-
-/// The result in `body`, if it is there and a `T`.
-template <class T>
-const T* resultOf(const std::optional<Dictionary>& body) {
-  return body ? body->find<T>(rawValue(ApiCommandParam::result)) : nullptr;
-}
-
-/// The state record in `body`, or nothing.
-template <class State>
-std::optional<State> stateOf(const std::optional<Dictionary>& body) {
-  const auto* record = resultOf<Record>(body);
-  return record == nullptr ? std::nullopt : State::fromRecord(*record);
-}
-
-/// The reply of an operation that answers with an error or nothing.
-auto withoutResult(ExtensionBrowserApiProtocol::ErrorReply reply) {
-  return [reply = std::move(reply)](const std::optional<Dictionary>& /*body*/,
-                                    const ExtensionBrowserApiProtocol::Error& error) mutable {
-    reply(error);
-  };
-}
-
 }  // namespace
 
 /// One exchange; the work order is held as long as it exists.
@@ -76,97 +40,7 @@ std::shared_ptr<ExtensionBrowserApiClient> ExtensionBrowserApiClient::make(Link 
   return std::shared_ptr<ExtensionBrowserApiClient>(new ExtensionBrowserApiClient(std::move(link)));
 }
 
-void ExtensionBrowserApiClient::appState(ResultReply<EBAAppStateResponse> reply) {
-  call(apiCommandAppState, std::nullopt,
-       [reply = std::move(reply)](const Body& body, const Error& error) mutable {
-         reply(stateOf<EBAAppStateResponse>(body), error);
-       });
-}
-
-void ExtensionBrowserApiClient::getCurrentFilteringState(
-    const std::string& url, std::int64_t port, const std::string& appName,
-    ResultReply<EBACurrentFilteringStateResponse> reply) {
-  call(
-      apiCommandGetCurrentFilteringState,
-      bodyOf(ApiCommandParam::url, url, ApiCommandParam::port, port, ApiCommandParam::app, appName),
-      [reply = std::move(reply)](const Body& body, const Error& error) mutable {
-        reply(stateOf<EBACurrentFilteringStateResponse>(body), error);
-      });
-}
-
-void ExtensionBrowserApiClient::setProtectionStatus(bool isEnabled, ErrorReply reply) {
-  call(apiCommandSetProtectionStatus, bodyOf(ApiCommandParam::enabled, isEnabled),
-       withoutResult(std::move(reply)));
-}
-
-void ExtensionBrowserApiClient::setHttpFilteringStatus(const std::string& url, bool isEnabled,
-                                                       ErrorReply reply) {
-  call(apiCommandSetHttpFilteringStatus,
-       bodyOf(ApiCommandParam::url, url, ApiCommandParam::enabled, isEnabled),
-       withoutResult(std::move(reply)));
-}
-
-void ExtensionBrowserApiClient::setHttpsFilteringStatus(const std::string& url, bool isEnabled,
-                                                        UniqueFunction<void(bool, Error)> reply) {
-  call(apiCommandSetHttpsFilteringStatus,
-       bodyOf(ApiCommandParam::url, url, ApiCommandParam::enabled, isEnabled),
-       [reply = std::move(reply)](const Body& body, const Error& error) mutable {
-         const auto* result = resultOf<bool>(body);
-         reply(result != nullptr && *result, error);
-       });
-}
-
-void ExtensionBrowserApiClient::rule(Command action, const std::string& ruleText,
-                                     ErrorReply reply) {
-  call(action, bodyOf(ApiCommandParam::ruleText, ruleText), withoutResult(std::move(reply)));
-}
-
-void ExtensionBrowserApiClient::addRule(const std::string& ruleText, ErrorReply reply) {
-  rule(apiCommandAddRule, ruleText, std::move(reply));
-}
-
-void ExtensionBrowserApiClient::removeRule(const std::string& ruleText, ErrorReply reply) {
-  rule(apiCommandRemoveRule, ruleText, std::move(reply));
-}
-
-void ExtensionBrowserApiClient::removeCustomRules(const std::string& url, ErrorReply reply) {
-  call(apiCommandRemoveCustomRules, bodyOf(ApiCommandParam::url, url),
-       withoutResult(std::move(reply)));
-}
-
-void ExtensionBrowserApiClient::openOriginalCert(const std::string& domain, std::int64_t port,
-                                                 const std::string& appName, ErrorReply reply) {
-  call(apiCommandOpenOriginalCert,
-       bodyOf(ApiCommandParam::domain, domain, ApiCommandParam::port, port, ApiCommandParam::app,
-              appName),
-       withoutResult(std::move(reply)));
-}
-
-void ExtensionBrowserApiClient::reportSite(const std::string& url, const std::string& referrer,
-                                           const std::string& userAgent,
-                                           ResultReply<std::string> reply) {
-  call(apiCommandReportSite,
-       bodyOf(ApiCommandParam::url, url, ApiCommandParam::referrer, referrer,
-              ApiCommandParam::userAgent, userAgent),
-       [reply = std::move(reply)](const Body& body, const Error& error) mutable {
-         const auto* result = resultOf<std::string>(body);
-         reply(result == nullptr ? std::nullopt : std::optional(*result), error);
-       });
-}
-
-void ExtensionBrowserApiClient::openFilteringLog(ErrorReply reply) {
-  call(apiCommandOpenFilteringLog, std::nullopt, withoutResult(std::move(reply)));
-}
-
-void ExtensionBrowserApiClient::openSettings(ErrorReply reply) {
-  call(apiCommandOpenSettings, std::nullopt, withoutResult(std::move(reply)));
-}
-
-void ExtensionBrowserApiClient::updateApp(ErrorReply reply) {
-  call(apiCommandUpdateApp, std::nullopt, withoutResult(std::move(reply)));
-}
-
-/// One operation: leaves a trace under its name and adds its exchange.
+/// Leaves a trace under the operation's name and adds its exchange.
 void ExtensionBrowserApiClient::call(Command action, Body&& body, BodyReply&& reply) {
   VCLogDebugTrace({file, operationName(action)});
   through(action, std::move(body), std::move(reply));

@@ -4,7 +4,6 @@
 #include <string>
 
 #include "SharedComponents/ExchangeBuffer.h"
-#include "SharedComponents/ExtensionBrowserApi/ExtensionBrowserApiConstants.h"
 #include "SharedComponents/ExtensionBrowserApi/ExtensionBrowserApiProtocol.h"
 #include "SharedComponents/RequestSignalling.h"
 #include "VCommons/VCommonsKit/SerialOrder.h"
@@ -36,37 +35,13 @@ class ExtensionBrowserApiClient final
 
   static std::shared_ptr<ExtensionBrowserApiClient> make(Link link);
 
-  void appState(ResultReply<EBAAppStateResponse> reply) override;
-  void getCurrentFilteringState(const std::string& url, std::int64_t port,
-                                const std::string& appName,
-                                ResultReply<EBACurrentFilteringStateResponse> reply) override;
-  void setProtectionStatus(bool isEnabled, ErrorReply reply) override;
-  void setHttpFilteringStatus(const std::string& url, bool isEnabled, ErrorReply reply) override;
-  void setHttpsFilteringStatus(const std::string& url, bool isEnabled,
-                               UniqueFunction<void(bool, Error)> reply) override;
-  void addRule(const std::string& ruleText, ErrorReply reply) override;
-  void removeRule(const std::string& ruleText, ErrorReply reply) override;
-  void removeCustomRules(const std::string& url, ErrorReply reply) override;
-  void openOriginalCert(const std::string& domain, std::int64_t port, const std::string& appName,
-                        ErrorReply reply) override;
-  void reportSite(const std::string& url, const std::string& referrer, const std::string& userAgent,
-                  ResultReply<std::string> reply) override;
-  void openFilteringLog(ErrorReply reply) override;
-  void openSettings(ErrorReply reply) override;
-  void updateApp(ErrorReply reply) override;
-
  private:
-  using Command = ExtensionBrowserApiConstants::Command;
-  using Body = std::optional<Dictionary>;
-  using BodyReply = UniqueFunction<void(const Body&, const Error&)>;
-
   struct Exchange;
   using ExchangePointer = std::shared_ptr<Exchange>;
 
   explicit ExtensionBrowserApiClient(Link link);
 
-  void rule(Command action, const std::string& ruleText, ErrorReply reply);
-  void call(Command action, Body&& body, BodyReply&& reply);
+  void call(Command action, Body&& body, BodyReply&& reply) override;
   void through(Command action, Body&& body, BodyReply&& reply);
   void sendRequest(const ExchangePointer& exchange, Body body);
   void takeResponse(const ExchangePointer& exchange);

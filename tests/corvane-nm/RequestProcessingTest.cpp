@@ -25,41 +25,16 @@ class ScriptedClient final : public ExtensionBrowserApiProtocol {
   Error error;
   bool isMute = false;
 
-  void appState(ResultReply<EBAAppStateResponse> reply) override {
-    exchange("appState", [reply = std::move(reply)]() mutable {
-      reply(EBAAppStateResponse{true, "de"}, std::nullopt);
-    });
-  }
-  void getCurrentFilteringState(const std::string&, std::int64_t, const std::string&,
-                                ResultReply<EBACurrentFilteringStateResponse> reply) override {
-    exchange("filtering", [this, reply = std::move(reply)]() mutable {
-      reply(EBACurrentFilteringStateResponse(), error);
-    });
-  }
-  void setProtectionStatus(bool, ErrorReply reply) override { plain("protection", reply); }
-  void removeCustomRules(const std::string&, ErrorReply reply) override { plain("custom", reply); }
-  void openSettings(ErrorReply reply) override { plain("openSettings", reply); }
-  // No test asks for these.
-  using Flag = UniqueFunction<void(bool, Error)>;
-  using Text = const std::string&;
-  void setHttpFilteringStatus(Text, bool, ErrorReply) override {}
-  void setHttpsFilteringStatus(Text, bool, Flag) override {}
-  void addRule(Text, ErrorReply) override {}
-  void removeRule(Text, ErrorReply) override {}
-  void openOriginalCert(Text, std::int64_t, Text, ErrorReply) override {}
-  void reportSite(Text, Text, Text, ResultReply<std::string>) override {}
-  void openFilteringLog(ErrorReply) override {}
-  void updateApp(ErrorReply) override {}
-
  private:
-  void exchange(const std::string& call, UniqueFunction<void()> answer) {
-    workOrder_.async([this, call, answer = std::move(answer)]() mutable {
-      calls += call + ";";
-      if (!isMute) answer();
+  void call(Command action, Body&& /*body*/, BodyReply&& reply) override {
+    workOrder_.async([this, action, reply = std::move(reply)]() mutable {
+      calls += std::string(rawValue(action)) + ";";
+      if (isMute) return;
+      const bool isState = action == ExtensionBrowserApiConstants::apiCommandAppState;
+      Dictionary body;
+      if (isState) body.append("result", EBAAppStateResponse{true, "de"}.record());
+      reply(body, isState ? std::nullopt : error);
     });
-  }
-  void plain(const std::string& call, ErrorReply& reply) {
-    exchange(call, [this, reply = std::move(reply)]() mutable { reply(error); });
   }
 
   SerialOrder& workOrder_;
@@ -183,12 +158,12 @@ TEST_F(RequestProcessingTest, AChangeOfStateHoldsUpAllExchangesUntilItIsAnnounce
   send(processor_, "setProtectionStatus", R"({"isEnabled":true})");
   send(processor_, "openSettings", "{}");
   send(processor_, "getCurrentAppState", "{}");
-  EXPECT_EQ(happened(), "protection; ");
+  EXPECT_EQ(happened(), "setProtectionStatus; ");
   announce();
   EXPECT_EQ(happened(), "appState;appState;appState;openSettings; ok//3 ok//1 ok//2 ");
   client_.error = ErrorCode::other("broken");
   send(processor_, "setProtectionStatus", R"({"isEnabled":true})");
-  EXPECT_EQ(happened(), "protection; error/broken/4 ") << "nothing to wait for";
+  EXPECT_EQ(happened(), "setProtectionStatus; error/broken/4 ") << "nothing to wait for";
 }
 
 /// The second one takes the signal over from the first: one announcement ends one of them.
@@ -197,9 +172,9 @@ TEST_F(RequestProcessingTest, ChangesOfStateOneAfterAnotherAreEachAnnounced) {
   signalling_.setHandler(RequestResponseName::appState, [&] { ++ownersSignals; });
   for (const char* isEnabled : {"true", "false"})
     send(processor_, "setProtectionStatus", std::string(R"({"isEnabled":)") + isEnabled + "}");
-  EXPECT_EQ(happened(), "protection; ");
+  EXPECT_EQ(happened(), "setProtectionStatus; ");
   announce();
-  EXPECT_EQ(happened(), "protection; ");
+  EXPECT_EQ(happened(), "setProtectionStatus; ");
   announce();
   EXPECT_EQ(happened(), "appState;appState; ok//1 ok//2 ");
   announce();
@@ -217,7 +192,7 @@ TEST_F(RequestProcessingTest, AForcedStartHoldsUpAllCommandsUntilTheStateIsAnnou
     if (!isStarted) break;
     EXPECT_EQ(happened(), " ") << "an announcement before the start does not count";
     announce();
-    EXPECT_EQ(happened(), "appState;filtering;appState; ok//1 ok//2 ");
+    EXPECT_EQ(happened(), "appState;getCurrentFilteringState;appState; ok//1 ok//2 ");
   }
   EXPECT_EQ(happened(), "appState; error/Can't start main app./3 ok//4 ");
   send(hastyProcessor_, "getCurrentFilteringState", forced_);
