@@ -9,7 +9,7 @@
 namespace corvane {
 namespace {
 
-/// Also when `time` is a little ahead: another host may have looked at the clock after us.
+/// True as well if `time` is a little ahead: another host may have read the clock after this one.
 bool isRecent(VCSDate::Date time, VCSDate::Date now) {
   return std::chrono::abs(now - time) <= DDFileLogger::sameRollPeriod;
 }
@@ -44,12 +44,13 @@ void DDFileLogger::rollLogFile() {
   if (!isRolledAlready) roll(time);
 }
 
-/// Goes to the newest file when there is no current one, or when others have made or removed files.
+/// Switches to the newest file if there is no current one or if another host has created or
+/// removed files.
 void DDFileLogger::followOthers() {
   if (!manager_.mayHaveChanged() && current_) return;
   const auto listed = manager_.newestLogFile();
   if (!listed) {  // unknown: the current file, if any, stays
-    manager_.forgetLook();
+    manager_.forgetFolderState();
     return;
   }
   const auto& newest = listed.value();
@@ -61,11 +62,11 @@ void DDFileLogger::followOthers() {
     const auto status = current_->file.status();
     if (!status || status->isLinked) return;
   }
-  take(*newest);
+  switchTo(*newest);
 }
 
-/// Makes an existing file the current one; when that fails there is none.
-void DDFileLogger::take(const DDLogFileInfo& info) {
+/// Makes an existing file the current one; if it can't be opened, there is no current file.
+void DDFileLogger::switchTo(const DDLogFileInfo& info) {
   auto file = manager_.open(info);
   if (!file) {
     current_.reset();
@@ -75,11 +76,12 @@ void DDFileLogger::take(const DDLogFileInfo& info) {
   current_->mustRoll = isTooLarge() || manager_.isArchived(info);
 }
 
-/// True when there is a current file then. Fails when it is unknown which is the newest.
-Result<bool> DDFileLogger::takeNewest() {
+/// Switches to the newest file; returns whether there is a current file now. Fails if the directory
+/// can't be listed.
+Result<bool> DDFileLogger::switchToNewest() {
   const auto newest = manager_.newestLogFile();
   if (!newest) return newest.failure();
-  if (newest.value()) take(*newest.value());
+  if (newest.value()) switchTo(*newest.value());
   return current_.has_value();
 }
 
@@ -91,43 +93,44 @@ void DDFileLogger::roll(Time now) {
   }
 }
 
-/// One host at a time rolls a file: who comes too late takes what the other made, at once or with
-/// the next line. Where the file system knows no locks, two may make a file each; the newer one is
-/// used then.
+/// Rolls under the file's lock, so that one host rolls it. A latecomer adopts the other host's new
+/// file, at once or with the next line. On a file system without locks two hosts may each create a
+/// file; all use the newer one then.
 void DDFileLogger::rollCurrent(Time now) {
   const auto locked = current_->file.tryLock();
   if (!locked && isHeldByOther(locked.failure())) return;
   const auto listed = manager_.newestLogFile();
   if (listed && listed.value() && listed.value()->created > current_->info.created) {
-    take(*listed.value());
+    switchTo(*listed.value());
     return;
   }
   if (listed) makeSuccessor(now);
-  // Should that fail, the lock goes with the file.
+  // If this fails, closing the file releases the lock.
   if (current_) static_cast<void>(current_->file.unlock());
 }
 
-/// Without a file that could be locked it is the folder. Nobody holds that for longer than it takes
-/// to make a file, so the number of tries only bounds what a stopped process can do.
+/// Creates the first file, or adopts one that another host has created meanwhile. There is no file
+/// to lock yet, so this locks the directory. A host holds that lock only while it creates a file;
+/// the number of tries bounds the wait for a process that was stopped meanwhile.
 void DDFileLogger::makeFirst(Time now) {
   constexpr int tries = 1000;
   if (!manager_.makeFolder()) return;
   auto lock = manager_.lockFolder();
   for (int i = 0; i < tries && !lock && isHeldByOther(lock.failure()); ++i) {
-    const auto taken = takeNewest();
-    if (!taken || taken.value()) return;
+    const auto isOpen = switchToNewest();
+    if (!isOpen || isOpen.value()) return;
     std::this_thread::yield();
     lock = manager_.lockFolder();
   }
-  const auto taken = takeNewest();
-  if (taken && !taken.value()) makeSuccessor(now);
+  const auto isOpen = switchToNewest();
+  if (isOpen && !isOpen.value()) makeSuccessor(now);
 }
 
-/// Makes a new file and makes it the current one; when that fails the old one is kept.
+/// Creates a new file and makes it the current one; if that fails, the old one stays current.
 void DDFileLogger::makeSuccessor(Time now) {
   auto made = manager_.create(now);
   if (!made) {
-    if (made.failure().cause == FailureCause::alreadyExists) static_cast<void>(takeNewest());
+    if (made.failure().cause == FailureCause::alreadyExists) static_cast<void>(switchToNewest());
     return;
   }
   if (current_) manager_.markArchived(current_->info);

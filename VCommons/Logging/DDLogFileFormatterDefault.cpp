@@ -7,7 +7,7 @@
 namespace corvane::DDLogFileFormatterDefault {
 namespace {
 
-/// What the clocks on the wall show at `time`, as if they showed UTC.
+/// The local time at `time`, as a date whose UTC fields are the local ones.
 VCSDate::Date localDate(std::chrono::system_clock::time_point time) {
   const auto second = std::chrono::floor<std::chrono::seconds>(time);
   const std::time_t unixTime = second.time_since_epoch().count();

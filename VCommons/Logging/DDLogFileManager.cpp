@@ -14,10 +14,11 @@ constexpr std::string_view datePattern = "yyyy-MM-dd--HH-mm-ss-SSS";
 constexpr std::string_view nameSuffix = ".log";
 constexpr const char* archivedMark = "lumberjack.log.archived";
 
-/// File systems stamp changes with the time of the last clock tick, which is up to this old.
+/// File systems stamp changes with the time of the last clock tick, at most this long ago.
 constexpr std::chrono::milliseconds stampGranularity(20);
 
-/// None in a folder that is missing or that a symbolic link stands for: those may be others' files.
+/// The names in the directory `path`; none if it is missing or a symbolic link, because the files
+/// there may be somebody else's.
 Result<std::vector<std::string>> namesIn(const std::string& path) {
   const auto folder = Platform::Folders::open(path);
   if (folder) return Platform::Folders::entries(folder.value());
@@ -59,12 +60,12 @@ Result<std::optional<DDLogFileInfo>> DDLogFileManager::newestLogFile() const {
 
 bool DDLogFileManager::mayHaveChanged() {
   const auto now = std::chrono::system_clock::now();
-  const auto before = std::exchange(lastLook_, std::nullopt);
+  const auto before = std::exchange(lastState_, std::nullopt);
   const auto status = Platform::statusOf(folder_);
   if (!status) return true;
-  const Look look = {status->device, status->inode, status->changed};
-  if (now - look.changed > stampGranularity) lastLook_ = look;
-  return before != look;
+  const FolderState state = {status->device, status->inode, status->changed};
+  if (now - state.changed > stampGranularity) lastState_ = state;
+  return before != state;
 }
 
 bool DDLogFileManager::makeFolder() {
@@ -86,7 +87,7 @@ Result<Platform::File> DDLogFileManager::open(const DDLogFileInfo& info) const {
   return Platform::File::open(pathOf(info), Platform::File::Access::append);
 }
 
-Result<DDLogFileManager::Made> DDLogFileManager::create(VCSDate::Date now) const {
+Result<DDLogFileManager::NewFile> DDLogFileManager::create(VCSDate::Date now) const {
   const auto listed = newestLogFile();
   if (!listed) return listed.failure();
   const auto& newest = listed.value();
@@ -95,11 +96,11 @@ Result<DDLogFileManager::Made> DDLogFileManager::create(VCSDate::Date now) const
   info.name += nameSuffix;
   auto file = Platform::File::open(pathOf(info), Platform::File::Access::makeAppend);
   if (!file) return file.failure();
-  return Made{std::move(file).value(), std::move(info)};
+  return NewFile{std::move(file).value(), std::move(info)};
 }
 
 void DDLogFileManager::markArchived(const DDLogFileInfo& info) const {
-  // A file system without marks costs the next start a look at the file's age and size.
+  // Without the mark the next start checks the file's age and size instead.
   static_cast<void>(Platform::FileAttributes::mark(pathOf(info), archivedMark));
 }
 
@@ -113,7 +114,7 @@ void DDLogFileManager::deleteOldLogFiles() const {
   const auto files = sortedLogFiles();
   if (!files) return;
   for (std::size_t i = maximumNumberOfLogFiles_; i < files.value().size(); ++i) {
-    // Another host may have been quicker.
+    // Fails if another host has removed the file first.
     [[maybe_unused]] const auto removed = Platform::removeFile(pathOf(files.value()[i]));
   }
 }
