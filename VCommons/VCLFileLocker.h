@@ -8,20 +8,21 @@
 
 namespace corvane {
 
-/// An advisory, exclusive lock on a whole file (flock(2)) by which processes take turns. It
-/// excludes only those who lock the same file, not plain readers and writers. The file is made with
-/// mode 0600 when it is missing, never written to and never removed. A symbolic link in its place
-/// is refused: it can't be locked.
+/// An advisory, exclusive lock on a whole file (flock(2)), for mutual exclusion between processes.
+/// It excludes only those who lock the same file, not plain readers and writers. Creates the file
+/// with mode 0600 if it is missing; never writes to it and never removes it. A symbolic link in its
+/// place can't be locked: opening it fails.
 ///
-/// Two lockers on one path exclude each other, in one process as in two. A lock that is held goes
-/// with its holder: with the object, or with the process, however that ends. Safe from any thread;
-/// while one thread waits in `waitLock`, others that call the same object wait too.
+/// Two lockers on one path exclude each other, within one process as between two. The lock ends
+/// with the locker or with the process, however that ends. Thread-safe, except where noted; while
+/// one thread blocks in `waitLock`, all other calls on the same object block too.
 class VCLFileLocker {
  public:
-  /// Touches no file yet.
+  /// Does not touch the file; the first attempt to lock opens it, and it stays open.
   explicit VCLFileLocker(std::string path);
 
-  /// For the file `path` that is open already as `file`, to be locked and used with one descriptor.
+  /// For a caller that has opened `path` as `file` and uses and locks it by one descriptor. Takes
+  /// ownership of `file`.
   VCLFileLocker(std::string path, Platform::File file);
 
   /// Unlocks the file if it is locked, then closes it. A copy of the descriptor, such as that of a
@@ -30,24 +31,26 @@ class VCLFileLocker {
   VCLFileLocker(const VCLFileLocker&) = delete;
   VCLFileLocker& operator=(const VCLFileLocker&) = delete;
 
-  /// Takes the lock if nobody else has it; never waits. True when this object holds it now, also
-  /// when it did before: no count is kept, one `unlock` gives it back.
+  /// Takes the lock if no other locker holds it; never waits. Returns whether this object holds it
+  /// now. Idempotent: there is no count, one `unlock` releases it. False as well if the file can't
+  /// be opened or the system can't lock it.
   bool lock();
 
-  /// The same, but waits without limit until everybody else has given the lock back. False only
-  /// when the file can't be opened or the system can't lock it.
+  /// The same, but blocks without limit while another locker holds the lock. False only if the file
+  /// can't be opened or the system can't lock it.
   bool waitLock();
 
-  /// Whether the last `lock` failed because another holder has the lock.
+  /// Whether the last `lock` failed because another locker holds the lock. Only on the thread that
+  /// called it.
   [[nodiscard]] bool isContended() const { return isContended_; }
 
-  /// Gives the lock back; the file stays open. True when this object holds it no longer, also when
-  /// it never did; false when the system refuses, and then it is still held.
+  /// Releases the lock; the file stays open. Returns whether this object does not hold it now:
+  /// true as well if it never did, false if the system refuses.
   bool unlock();
 
   [[nodiscard]] const std::string& path() const { return path_; }
 
-  /// The file, for the thread that has taken the lock and only until it gives it back.
+  /// The locked file. Only on the thread that holds the lock, and only until it unlocks.
   [[nodiscard]] Platform::File& lockedFile() { return *file_; }
 
  private:

@@ -14,7 +14,7 @@ constexpr auto debugLevel = static_cast<std::uint32_t>(DDLogLevel::debug);
 
 }  // namespace
 
-VCLLogger::VCLLogger(Pieces pieces) : pieces_(std::move(pieces)) {
+VCLLogger::VCLLogger(Dependencies dependencies) : dependencies_(std::move(dependencies)) {
   ddLogLevel = infoLevel;
 }
 
@@ -26,18 +26,19 @@ VCLLogger& VCLLogger::singleton() {
 
 void VCLLogger::initLogger(const std::string& folder) {
   std::call_once(once_, [&] {
-    DDLogFileManager manager(folder, pieces_.applicationName,
-                             pieces_.limits.maximumNumberOfLogFiles);
-    fileLogger_ = std::make_shared<DDFileLogger>(std::move(manager), pieces_.limits, pieces_.clock);
-    pieces_.dispatcher.addLogger(fileLogger_);
-    if (pieces_.osLogger) pieces_.dispatcher.addLogger(pieces_.osLogger);
+    DDLogFileManager manager(folder, dependencies_.applicationName,
+                             dependencies_.limits.maximumNumberOfLogFiles);
+    fileLogger_ = std::make_shared<DDFileLogger>(std::move(manager), dependencies_.limits,
+                                                 dependencies_.clock);
+    dependencies_.dispatcher.addLogger(fileLogger_);
+    if (dependencies_.osLogger) dependencies_.dispatcher.addLogger(dependencies_.osLogger);
     initialized_ = true;
   });
 }
 
 void VCLLogger::modifyLogLevel(std::uint32_t level) {
   if (!initialized_) return;
-  pieces_.dispatcher.loggingQueue().async([this, level] {
+  dependencies_.dispatcher.loggingQueue().async([this, level] {
     fileLogger_->rollLogFile();
     changeLevel(level);
   });
@@ -69,11 +70,11 @@ void VCLLogger::addObserver(const std::string& key, Observer observer) {
 }
 
 void VCLLogger::flush() {
-  pieces_.dispatcher.flushLog();
+  dependencies_.dispatcher.flushLog();
 }
 
 bool VCLLogger::flushWithin(std::chrono::milliseconds limit) {
-  return pieces_.dispatcher.flushLogWithin(limit);
+  return dependencies_.dispatcher.flushLogWithin(limit);
 }
 
 std::shared_ptr<DDFileLogger> VCLLogger::fileLogger() const {

@@ -12,62 +12,66 @@
 #include "VCommons/Logging/DDFileLogger.h"
 #include "VCommons/Logging/DDLog.h"
 
+/// The support library, in this folder: logging, dates, file locks, facts about processes, task
+/// queues. It knows nothing of browsers or of the main application.
 namespace corvane {
 
-/// Attaches the sinks to the log dispatcher and holds the library-wide level `ddLogLevel`. The log
-/// files are shared by all hosts that run; none is touched before the first line or the first
-/// change of level. All operations are safe from any thread.
+/// Sets logging up: attaches the sinks to the log dispatcher and keeps the library-wide level
+/// `ddLogLevel`. All running hosts share the log files; none is touched before the first line or
+/// the first change of level. Thread-safe, except where noted.
 class VCLLogger {
  public:
-  /// What a logger works with; a test brings its own.
-  struct Pieces {
-    DDLog& dispatcher;
+  /// What a logger works with; a test passes its own.
+  struct Dependencies {
+    DDLog& dispatcher;                   ///< must outlive the logger
     std::string applicationName;         ///< begins the names of the log files
     std::shared_ptr<DDLogger> osLogger;  ///< the second sink; may be null
     DDFileLogger::Limits limits = {std::chrono::seconds(86400), 512000, 7};
-    DDLog::Clock clock = std::chrono::system_clock::now;
+    DDLog::Clock clock = std::chrono::system_clock::now;  ///< dates log files
   };
 
-  /// Called on the logging queue, before and after each change of the property that is observed.
+  /// Called on the logging queue, before and after each change of the observed property. Either may
+  /// be empty. May add observers; must not call initLogger.
   struct Observer {
     std::function<void()> willChange;
     std::function<void()> didChange;
   };
 
-  /// Sets `ddLogLevel` to Info.
-  explicit VCLLogger(Pieces pieces);
+  /// Sets `ddLogLevel`, of which the process has one, to Info.
+  explicit VCLLogger(Dependencies dependencies);
 
-  /// The one of the process.
+  /// The logger of the process, never destroyed.
   static VCLLogger& singleton();
 
-  /// Attaches a file sink in `folder` and the sink to the system log. Only the first call has an
-  /// effect. The folder need not exist. Not from the logging queue.
+  /// Attaches a file sink in the directory `folder`, which need not exist, and the sink to the
+  /// system log. Only the first call has an effect. Must not be called on the logging queue.
   void initLogger(const std::string& folder);
 
-  /// Rolls the log file and then sets `ddLogLevel` to `level`, whatever its bits; both happen
-  /// later, on the logging queue, so that each level's messages begin a fresh file. Before
-  /// initLogger it does nothing.
+  /// Rolls the log file and then sets `ddLogLevel` to `level`, any mask of DDLogFlag. Returns at
+  /// once; both happen later, on the logging queue, so that the messages of each level begin a new
+  /// file. A no-op before initLogger.
   void modifyLogLevel(std::uint32_t level);
 
-  /// 15 (Debug) when `ddLogLevel` is exactly that, otherwise 7 (Info). Observable by the key
+  /// 15 (Debug) if `ddLogLevel` is exactly that, otherwise 7 (Info). Observable by the key
   /// "logLevel".
   [[nodiscard]] std::uint32_t logLevel() const;
 
-  /// Observes the property `key`, for good; "logLevel" is the only one that changes.
+  /// Observes the property `key` for good. "logLevel" is the only one that changes; any other key
+  /// is ignored.
   void addObserver(const std::string& key, Observer observer);
 
-  /// Returns when all that was logged before is in the sinks.
+  /// Blocks until all messages logged before are in the sinks.
   void flush();
-  /// Likewise, but waits no longer than `limit`; false when that was too short.
+  /// The same for at most `limit`; returns whether that was enough.
   bool flushWithin(std::chrono::milliseconds limit);
 
-  /// The file sink, or null before initLogger. To be used on the logging queue only.
+  /// The file sink, or null before initLogger. Use it on the logging queue only.
   [[nodiscard]] std::shared_ptr<DDFileLogger> fileLogger() const;
 
  private:
   void changeLevel(std::uint32_t level);
 
-  Pieces pieces_;
+  Dependencies dependencies_;
   std::once_flag once_;
   std::atomic<bool> initialized_ = false;  // published after fileLogger_ is set for good
   std::shared_ptr<DDFileLogger> fileLogger_;

@@ -50,7 +50,7 @@ std::optional<Date> dateOf(const Fields& fields) {
          std::chrono::milliseconds(millisecond);
 }
 
-/// How often the character at `at` stands there in a row.
+/// The length of the run of equal characters that begins at `at`.
 std::size_t runLength(std::string_view pattern, std::size_t at) {
   const std::size_t end = pattern.find_first_not_of(pattern[at], at);
   return (end == std::string_view::npos ? pattern.size() : end) - at;
@@ -74,7 +74,7 @@ std::optional<std::chrono::minutes> offsetOf(std::string_view text) {
 
 }  // namespace
 
-/// Each letter, from the last on, takes the last digit that is left of its field.
+/// Goes through the pattern backwards; each letter takes the last digit that its field has left.
 std::string formatted(Date date, std::string_view pattern) {
   Fields rest = fieldsOf(date);
   std::string text(pattern);

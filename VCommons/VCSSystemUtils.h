@@ -6,12 +6,12 @@
 
 namespace corvane {
 
-/// Facts about other processes of the system. Stateless, safe from any thread.
+/// Facts about other processes of the system. Stateless and thread-safe.
 class VCSSystemUtils {
  public:
-  /// The full path of the executable file of process `pid`, or nothing: no such process, one that
-  /// has ended, not permitted, a path above 4095 bytes, or not to be known
-  /// now. Asks the system at each call.
+  /// The full path of the executable file of process `pid`, queried at each call. Nothing if there
+  /// is no such process (any more), if this process may not know, if the path is longer than 4095
+  /// bytes, or if the system can't tell for now (it lacks memory, for example).
   static std::optional<std::string> execPathForPid(std::int32_t pid);
 };
 

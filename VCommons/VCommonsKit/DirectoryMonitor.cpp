@@ -15,9 +15,9 @@ void DirectoryMonitor::stopMonitoring() {
   watch_.end();
 }
 
-/// The monitor may be gone when the delegate returns.
+/// The delegate may destroy the monitor, so nothing here may use it afterwards.
 void DirectoryMonitor::reportChange() {
-  if (const auto told = delegate().lock()) told->directoryMonitorDidObserveChange(*this);
+  if (const auto receiver = delegate().lock()) receiver->directoryMonitorDidObserveChange(*this);
 }
 
 std::weak_ptr<DirectoryMonitorDelegate> DirectoryMonitor::delegate() const {
