@@ -42,14 +42,14 @@ bool truncate(ExchangeFile& exchange, std::uint64_t length, const char* function
 }
 
 /// A record where it lies in its file.
-struct Place {
+struct Extent {
   std::uint64_t start = 0;
   std::uint32_t length = 0;
 };
 
 /// Where the newest record lies, or nothing: then there is none, and a file that can't be right has
 /// been emptied.
-std::optional<Place> newestRecord(ExchangeFile& exchange) {
+std::optional<Extent> newestRecord(ExchangeFile& exchange) {
   const std::uint64_t size = exchange.length();
   if (size <= lengthSize) {
     if (truncate(exchange, 0, getFunction)) VCLogCDebug({file, getFunction}, "buffer is epmty");
@@ -67,7 +67,7 @@ std::optional<Place> newestRecord(ExchangeFile& exchange) {
     VCLogCWarn({file, getFunction}, "buffer is corrupted");
     return std::nullopt;
   }
-  return Place{size - lengthSize - length, length};
+  return Extent{size - lengthSize - length, length};
 }
 
 /// The longest record, in bytes, that a file within its limits can hold.
@@ -76,23 +76,23 @@ constexpr std::uint64_t longestRecord =
 
 /// The bytes of the record at `place`. Nothing if they can't all be read, or if they are more than
 /// a file within its limits can hold; an error line says which.
-std::optional<std::vector<std::byte>> bytesAt(ExchangeFile& exchange, const Place& place) {
-  if (place.length > longestRecord) {
+std::optional<std::vector<std::byte>> bytesAt(ExchangeFile& exchange, const Extent& extent) {
+  if (extent.length > longestRecord) {
     VCLogCError({file, getFunction}, "Can't read exchange object of %@bytes, above %@bytes",
-                place.length, longestRecord);
+                extent.length, longestRecord);
     return std::nullopt;
   }
-  std::vector<std::byte> bytes(place.length);
-  const auto count = exchange.file().readAt(bytes, place.start);
+  std::vector<std::byte> bytes(extent.length);
+  const auto count = exchange.file().readAt(bytes, extent.start);
   const std::size_t received = count ? count.value() : 0;
   VCLogCDebug({file, getFunction}, "Data readed %@bytes length.", received);
-  if (received != place.length) {
+  if (received != extent.length) {
     VCLogCError({file, getFunction},
                 "Exchange object invalid. Must be %@bytes length, but received %@bytes.",
-                place.length, received);
+                extent.length, received);
     return std::nullopt;
   }
-  VCLogCDebug({file, getFunction}, "Exchange object received %@bytes length.", place.length);
+  VCLogCDebug({file, getFunction}, "Exchange object received %@bytes length.", extent.length);
   return bytes;
 }
 
@@ -176,8 +176,8 @@ void ExchangeBuffer::run(ExchangeFile& exchange, Operation operation) {
 }
 
 /// An operation whose lock another process has.
-struct ExchangeBuffer::Waiting {
-  explicit Waiting(Operation pending) : operation(std::move(pending)), exchange(operation.path) {}
+struct ExchangeBuffer::LockWait {
+  explicit LockWait(Operation pending) : operation(std::move(pending)), exchange(operation.path) {}
 
   Operation operation;
   ExchangeFile exchange;
@@ -185,21 +185,19 @@ struct ExchangeBuffer::Waiting {
 
 /// Waits on a thread of its own; where the system starts none, tries again and again.
 void ExchangeBuffer::waitForLock(Operation operation) {
-  const auto waiting = std::make_shared<Waiting>(std::move(operation));
-  if (waiting->exchange.state() != ExchangeFile::State::contended)
-    return run(waiting->exchange, std::move(waiting->operation));
-  const auto started = Platform::startThread("exchange lock", [this, waiting = waiting]() mutable {
-    waiting->exchange.waitForLock();
-    loop_.post([this, waiting = std::move(waiting)] {
-      run(waiting->exchange, std::move(waiting->operation));
-    });
+  const auto wait = std::make_shared<LockWait>(std::move(operation));
+  if (wait->exchange.state() != ExchangeFile::State::contended)
+    return run(wait->exchange, std::move(wait->operation));
+  const auto started = Platform::startThread("exchange lock", [this, wait = wait]() mutable {
+    wait->exchange.waitForLock();
+    loop_.post([this, wait = std::move(wait)] { run(wait->exchange, std::move(wait->operation)); });
   });
   if (started) return;
-  waiting->exchange.close();
-  tryAgainLater(std::move(waiting->operation));
+  wait->exchange.close();
+  retryLater(std::move(wait->operation));
 }
 
-void ExchangeBuffer::tryAgainLater(Operation operation) {
+void ExchangeBuffer::retryLater(Operation operation) {
   auto retry = std::make_shared<Platform::EventLoop::Registration>();
   *retry = loop_.at(Platform::EventLoop::now() + retryPause,
                     [this, operation = std::move(operation), retry]() mutable {
@@ -223,27 +221,28 @@ void ExchangeBuffer::setExchange(const std::string& key, const std::string& id,
 void ExchangeBuffer::getExchange(const std::string& key, const std::optional<std::string>& id,
                                  UniqueFunction<void(std::optional<ExchangeRecord>)> done) {
   withFile(key, [this, key, id, done = std::move(done)](ExchangeFile& exchange) mutable {
-    auto record = take(exchange, key, id);
+    auto record = takeNewest(exchange, key, id);
     exchange.close();
     done(std::move(record));
   });
 }
 
-std::optional<ExchangeRecord> ExchangeBuffer::take(ExchangeFile& exchange, const std::string& key,
-                                                   const std::optional<std::string>& id) {
+std::optional<ExchangeRecord> ExchangeBuffer::takeNewest(ExchangeFile& exchange,
+                                                         const std::string& key,
+                                                         const std::optional<std::string>& id) {
   const auto undecodable = std::exchange(undecodable_, std::nullopt);
   if (exchange.state() == ExchangeFile::State::notLocked) return std::nullopt;
   if (exchange.state() != ExchangeFile::State::ready) {
     VCLogCError({file, getFunction}, "Can't get file handle for: %@", exchange.url());
     return std::nullopt;
   }
-  const auto place = newestRecord(exchange);
-  if (!place) return std::nullopt;
-  const RecordPosition newest{key, place->start, place->length};
+  const auto extent = newestRecord(exchange);
+  if (!extent) return std::nullopt;
+  const RecordPosition newest{key, extent->start, extent->length};
   std::optional<ExchangeRecord> record;
   if (newest != undecodable) {
-    const auto bytes = bytesAt(exchange, *place);
-    if (!bytes && place->length <= longestRecord) return std::nullopt;  // it may be readable yet
+    const auto bytes = bytesAt(exchange, *extent);
+    if (!bytes && extent->length <= longestRecord) return std::nullopt;  // it may be readable yet
     if (bytes) record = decoded(*bytes);
   }
   if (!record) {
@@ -253,7 +252,7 @@ std::optional<ExchangeRecord> ExchangeBuffer::take(ExchangeFile& exchange, const
   const bool isMatch = !id || *id == record->id;
   VCLogCDebug({file, getFunction}, "key: %@, id: %@, name: %@, goToNext: %@", key, record->id,
               record->name, isMatch ? "true" : "false");
-  if (!isMatch || !truncate(exchange, place->start, getFunction)) return std::nullopt;
+  if (!isMatch || !truncate(exchange, extent->start, getFunction)) return std::nullopt;
   return record;
 }
 

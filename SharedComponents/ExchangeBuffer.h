@@ -70,7 +70,7 @@ class ExchangeBuffer {
  private:
   using Use = UniqueFunction<void(ExchangeFile&)>;
   struct Operation;
-  struct Waiting;
+  struct LockWait;
 
   /// The position of the newest record of a key.
   struct RecordPosition {
@@ -85,9 +85,9 @@ class ExchangeBuffer {
   void start(Operation operation);
   void run(ExchangeFile& exchange, Operation operation);
   void waitForLock(Operation operation);
-  void tryAgainLater(Operation operation);
-  std::optional<ExchangeRecord> take(ExchangeFile& exchange, const std::string& key,
-                                     const std::optional<std::string>& id);
+  void retryLater(Operation operation);
+  std::optional<ExchangeRecord> takeNewest(ExchangeFile& exchange, const std::string& key,
+                                           const std::optional<std::string>& id);
   std::optional<ExchangeRecord> decoded(ByteView archive) const;
 
   Platform::EventLoop& loop_;

@@ -14,7 +14,7 @@ namespace {
 
 /// Records why a file can't be opened: once for the same reason in a row, as a reply is looked for
 /// a hundred times. Null: one was opened. On the event loop's thread, as all opening is.
-void record(const Failure* failure) {
+void logOpening(const Failure* failure) {
   static auto& last = *new std::string;
   std::string text = failure == nullptr ? "" : "no exchange: " + failure->description();
   if (failure != nullptr && text != last) SystemLog::write(SystemLog::Severity::error, text);
@@ -36,14 +36,14 @@ void ExchangeFile::open() {
   auto opened = File::open(path_, File::Access::update);
   if (!opened) {
     const bool isMissing = opened.failure().cause == FailureCause::notFound;
-    if (!isMissing) record(&opened.failure());
+    if (!isMissing) logOpening(&opened.failure());
     state_ = isMissing ? State::notOpened : State::notLocked;
     return;
   }
-  record(nullptr);
+  logOpening(nullptr);
   locker_.emplace(path_, std::move(opened).value());
   if (locker_->lock()) {
-    look();
+    readStatus();
   } else {
     state_ = locker_->isContended() ? State::contended : State::notLocked;
   }
@@ -51,13 +51,13 @@ void ExchangeFile::open() {
 
 void ExchangeFile::waitForLock() {
   if (locker_->waitLock()) {
-    look();
+    readStatus();
   } else {
     state_ = State::notLocked;
   }
 }
 
-void ExchangeFile::look() {
+void ExchangeFile::readStatus() {
   const auto status = file().status();
   state_ = !status ? State::notOpened : status->isLinked ? State::ready : State::removed;
   if (status) length_ = status->size;

@@ -48,7 +48,7 @@ class ExchangeFile {
 
  private:
   void open();
-  void look();
+  void readStatus();
 
   const std::string path_;
   std::optional<VCLFileLocker> locker_;

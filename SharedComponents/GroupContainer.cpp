@@ -19,15 +19,15 @@ GroupContainer::GroupContainer(Result<std::string> folder, std::string groupIden
       mainAppIdentifier_(std::move(mainAppIdentifier)) {}
 
 const std::optional<std::string>& GroupContainer::logsUrl() {
-  return made(logs_, "Logs/" + mainAppIdentifier_, "logsUrl", "logs");
+  return madeFolder(logs_, "Logs/" + mainAppIdentifier_, "logsUrl", "logs");
 }
 
 const std::optional<std::string>& GroupContainer::dataUrl() {
-  return made(data_, "Data", "dataUrl", "data");
+  return madeFolder(data_, "Data", "dataUrl", "data");
 }
 
 Result<Done> GroupContainer::pickUpLogLevel(VCLLogger& logger) const {
-  const auto settings = Platform::GroupSettings::open(required(), groupIdentifier_);
+  const auto settings = Platform::GroupSettings::open(requiredContainer(), groupIdentifier_);
   if (!settings) {
     return Failure{settings.failure().cause,
                    "the group settings cannot be opened: " + settings.failure().text};
@@ -43,12 +43,14 @@ Result<Done> GroupContainer::pickUpLogLevel(VCLLogger& logger) const {
   return Done{};
 }
 
-const std::optional<std::string>& GroupContainer::made(Folder& folder, const std::string& component,
-                                                       const char* property, const char* purpose) {
+const std::optional<std::string>& GroupContainer::madeFolder(Folder& folder,
+                                                             const std::string& component,
+                                                             const char* property,
+                                                             const char* purpose) {
   if (std::exchange(folder.isTried, true)) return folder.path;
-  const auto outcome = Platform::makeFolders(required(), component);
+  const auto outcome = Platform::makeFolders(requiredContainer(), component);
   if (outcome) {
-    folder.path = required() + "/" + component;
+    folder.path = requiredContainer() + "/" + component;
   } else {
     folder.failure = outcome.failure().text;
     VCLogCError({"SharedComponents/SharedResources", property}, "Can't create group %s folder: %@",
@@ -57,7 +59,7 @@ const std::optional<std::string>& GroupContainer::made(Folder& folder, const std
   return folder.path;
 }
 
-const std::string& GroupContainer::required() const {
+const std::string& GroupContainer::requiredContainer() const {
   if (!folder_)
     Platform::hardStop("the shared container of " + groupIdentifier_ +
                        " can't be used: " + folderFailure_);

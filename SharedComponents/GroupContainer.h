@@ -46,9 +46,9 @@ class GroupContainer {
     std::optional<std::string> path;
     std::string failure;
   };
-  const std::optional<std::string>& made(Folder& folder, const std::string& component,
-                                         const char* property, const char* purpose);
-  [[nodiscard]] const std::string& required() const;
+  const std::optional<std::string>& madeFolder(Folder& folder, const std::string& component,
+                                               const char* property, const char* purpose);
+  [[nodiscard]] const std::string& requiredContainer() const;
 
   const std::optional<std::string> folder_;
   const std::string folderFailure_;  // why there is no folder

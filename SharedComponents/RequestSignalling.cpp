@@ -32,19 +32,19 @@ struct RequestSignalling::Request {
   std::string replyName;  // of the notification that answers it; empty: none does
   Begin begin;
   UniqueFunction<void(Outcome)> done;
-  SerialOrder::Hold turn = {};
+  SerialQueue::Hold hold = {};
   bool isPosted = false;
   bool isAnswered = false;
-  Platform::EventLoop::Registration limit = {};
+  Platform::EventLoop::Registration timer = {};
 };
 
 RequestSignalling::RequestSignalling(Platform::EventLoop& loop,
-                                     Platform::NotificationCenter& center, Orders orders,
+                                     Platform::NotificationCenter& center, Queues queues,
                                      const std::string& mainAppIdentifier,
                                      std::chrono::milliseconds replyLimit)
     : loop_(loop),
       center_(center),
-      orders_(orders),
+      queues_(queues),
       prefix_(mainAppIdentifier + ".DARWIN_NOTIFICATION."),
       replyLimit_(replyLimit) {}
 
@@ -55,17 +55,17 @@ void RequestSignalling::sendRequest(RequestResponseName name, const std::string&
   auto request = std::make_unique<Request>(
       Request{name, responseId.empty() ? std::string() : notificationName(name, responseId),
               std::move(begin), std::move(done)});
-  orders_.requests.async(
+  queues_.requests.async(
       [this, request = std::move(request)]() mutable { start(std::move(request)); });
 }
 
 /// Listens for the reply before the request can be seen.
 void RequestSignalling::start(std::unique_ptr<Request> request) {
-  request->turn = orders_.requests.hold();
+  request->hold = queues_.requests.hold();
   pending_ = std::move(request);
   if (!pending_->replyName.empty()) {
     (void)center_.observe(
-        pending_->replyName, [this] { replyCame(); },
+        pending_->replyName, [this] { replyReceived(); },
         Platform::NotificationCenter::Audience::thisProcessOnly);
   }
   Begin begin = std::move(pending_->begin);  // the request may be over before it returns
@@ -82,21 +82,21 @@ void RequestSignalling::post() {
   pending_->isPosted = true;
   replyDeadline_ = Platform::EventLoop::now() + replyLimit_;
   if (pending_->isAnswered || pending_->replyName.empty()) return finish(Outcome::answered);
-  pending_->limit = loop_.at(replyDeadline_, [this] { limitPassed(); });
+  pending_->timer = loop_.at(replyDeadline_, [this] { deadlinePassed(); });
 }
 
 /// A reply that came in time while the loop was busy still counts.
-void RequestSignalling::limitPassed() {
+void RequestSignalling::deadlinePassed() {
   center_.deliverPending();
   if (pending_ && !pending_->isAnswered) finish(Outcome::timedOut);
 }
 
 /// Finishes the request, but not before the handlers of notifications that were received earlier.
 /// Those are still queued if several were received together.
-void RequestSignalling::replyCame() {
+void RequestSignalling::replyReceived() {
   if (std::exchange(pending_->isAnswered, true) || !pending_->isPosted) return;
-  if (!orders_.handlers.hasTasks()) return finish(Outcome::answered);
-  pending_->limit = {};
+  if (!queues_.handlers.hasTasks()) return finish(Outcome::answered);
+  pending_->timer = {};
   loop_.post([this] { finish(Outcome::answered); });
 }
 
@@ -113,7 +113,7 @@ void RequestSignalling::finish(Outcome outcome) {
 }
 
 void RequestSignalling::setHandler(RequestResponseName name, Handler handler) {
-  orders_.handlers.async(
+  queues_.handlers.async(
       [this, name = notificationName(name), handler = std::move(handler)]() mutable {
         install(name, std::move(handler));
       });
@@ -121,7 +121,7 @@ void RequestSignalling::setHandler(RequestResponseName name, Handler handler) {
 
 RequestSignalling::Handler RequestSignalling::handler(RequestResponseName name) {
   Handler result;
-  orders_.handlers.sync([&] {
+  queues_.handlers.sync([&] {
     const auto found = handlers_.find(notificationName(name));
     if (found != handlers_.end()) result = found->second;
   });
@@ -147,10 +147,10 @@ void RequestSignalling::install(const std::string& name, Handler handler) {
   if (!observed_.insert(name).second) return;
   // What fails now is tried again by the center.
   (void)center_.observe(
-      name, [this, name] { orders_.handlers.async([this, name] { delivered(name); }); });
+      name, [this, name] { queues_.handlers.async([this, name] { runHandler(name); }); });
 }
 
-void RequestSignalling::delivered(const std::string& name) {
+void RequestSignalling::runHandler(const std::string& name) {
   const auto found = handlers_.find(name);
   if (found == handlers_.end()) return;
   const Handler handler = found->second;  // it may replace itself while it runs

@@ -10,7 +10,7 @@
 #include "Base/UniqueFunction.h"
 #include "Platform/EventLoop.h"
 #include "Platform/NotificationCenter.h"
-#include "VCommons/VCommonsKit/SerialOrder.h"
+#include "VCommons/VCommonsKit/SerialQueue.h"
 
 namespace corvane {
 
@@ -27,15 +27,15 @@ class RequestSignalling {
  public:
   using Handler = std::function<void()>;
 
-  /// The two serial orders of a process in which signalling runs.
-  struct Orders {
-    SerialOrder& handlers;  ///< handlers run here, and only here is their registry changed
-    SerialOrder& requests;  ///< one request at a time waits here for its reply
+  /// The two serial queues of a process in which signalling runs.
+  struct Queues {
+    SerialQueue& handlers;  ///< handlers run here, and only here is their registry changed
+    SerialQueue& requests;  ///< one request at a time waits here for its reply
   };
 
-  /// All of it must outlive this object and everything in the orders. `replyLimit`: how long a
+  /// All of it must outlive this object and everything in the queues. `replyLimit`: how long a
   /// request waits for its reply.
-  RequestSignalling(Platform::EventLoop& loop, Platform::NotificationCenter& center, Orders orders,
+  RequestSignalling(Platform::EventLoop& loop, Platform::NotificationCenter& center, Queues queues,
                     const std::string& mainAppIdentifier, std::chrono::milliseconds replyLimit);
   ~RequestSignalling();
   RequestSignalling(const RequestSignalling&) = delete;
@@ -74,7 +74,7 @@ class RequestSignalling {
 
   /// Installs now what setHandler has queued; not for a handler.
   void installPending() {
-    orders_.handlers.sync([] {});
+    queues_.handlers.sync([] {});
   }
 
   /// The handler of `name`, empty when there is none. Sees the effect of every setHandler before.
@@ -91,16 +91,16 @@ class RequestSignalling {
   struct Request;
 
   void install(const std::string& name, Handler handler);
-  void delivered(const std::string& name);
+  void runHandler(const std::string& name);
   void start(std::unique_ptr<Request> request);
   void post();
-  void limitPassed();
-  void replyCame();
+  void deadlinePassed();
+  void replyReceived();
   void finish(Outcome outcome);
 
   Platform::EventLoop& loop_;
   Platform::NotificationCenter& center_;
-  const Orders orders_;
+  const Queues queues_;
   const std::string prefix_;
   const std::chrono::milliseconds replyLimit_;
   Platform::EventLoop::Clock::time_point replyDeadline_;

@@ -15,13 +15,13 @@ SharedResources::SharedResources(Platform::EventLoop& loop)
                  Configuration::AppGroupIdentifier, Configuration::MainAppBundleIdentifier),
       center_(loop, container_.url().value_or("")),
       applications_(loop, container_.url().value_or(""), center_),
-      handlersOrder_(loop, "SharedResourcesQueue"),
-      requestsOrder_(loop, "SharedResourcesQueue.Requests"),
-      workOrder_(loop, "ExtensionBrowserApiClient.sharedWorkQueue"),
-      signalling_(loop, center_, {handlersOrder_, requestsOrder_},
+      handlersQueue_(loop, "SharedResourcesQueue"),
+      requestsQueue_(loop, "SharedResourcesQueue.Requests"),
+      workQueue_(loop, "ExtensionBrowserApiClient.sharedWorkQueue"),
+      signalling_(loop, center_, {handlersQueue_, requestsQueue_},
                   Configuration::MainAppBundleIdentifier, TimeLimits::reply),
       exchangeBuffer_(loop, [this] { return dataFolder(); }),
-      client_(ExtensionBrowserApiClient::make({loop, exchangeBuffer_, signalling_, workOrder_,
+      client_(ExtensionBrowserApiClient::make({loop, exchangeBuffer_, signalling_, workQueue_,
                                                uuidFrom(Platform::randomBytes<16>())})) {}
 
 Result<Done> SharedResources::pickUpLogLevel() const {

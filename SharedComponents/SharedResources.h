@@ -13,7 +13,7 @@
 #include "SharedComponents/ExtensionBrowserApi/ExtensionBrowserApiClient.h"
 #include "SharedComponents/GroupContainer.h"
 #include "SharedComponents/RequestSignalling.h"
-#include "VCommons/VCommonsKit/SerialOrder.h"
+#include "VCommons/VCommonsKit/SerialQueue.h"
 
 namespace corvane {
 
@@ -46,7 +46,7 @@ class SharedResources {
   Platform::RunningApplications& runningApplications() { return applications_; }
 
   /// The order of the exchanges, and the client that runs them.
-  SerialOrder& workOrder() { return workOrder_; }
+  SerialQueue& workQueue() { return workQueue_; }
   ExtensionBrowserApiClient& client() { return *client_; }
 
   /// Removes what this process left in the container for others to reach it, as the last thing
@@ -59,9 +59,9 @@ class SharedResources {
   GroupContainer container_;
   Platform::NotificationCenter center_;
   Platform::RunningApplications applications_;
-  SerialOrder handlersOrder_;
-  SerialOrder requestsOrder_;
-  SerialOrder workOrder_;
+  SerialQueue handlersQueue_;
+  SerialQueue requestsQueue_;
+  SerialQueue workQueue_;
   RequestSignalling signalling_;
   ExchangeBuffer exchangeBuffer_;
   std::shared_ptr<ExtensionBrowserApiClient> client_;

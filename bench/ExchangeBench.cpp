@@ -48,9 +48,9 @@ struct Side {
         signalling(loop, center, {handlers, requests}, application, replyLimit) {}
 
   Platform::NotificationCenter center;
-  SerialOrder handlers;
-  SerialOrder requests;
-  SerialOrder work;
+  SerialQueue handlers;
+  SerialQueue requests;
+  SerialQueue work;
   ExchangeBuffer exchange;
   RequestSignalling signalling;
 };

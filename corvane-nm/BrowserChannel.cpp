@@ -21,7 +21,7 @@ constexpr std::chrono::milliseconds heapTrimDelay{500};
 
 /// What the host keeps for a pending request beside the request and a copy of its strings, in
 /// bytes: the handler and its continuations. Measured.
-constexpr std::size_t costOfWaiting = 500;
+constexpr std::size_t overheadOfPendingRequest = 500;
 
 }  // namespace
 
@@ -29,7 +29,8 @@ BrowserChannel::BrowserChannel(EventLoop& loop, int input, int output, Processor
                                Limits limits)
     : loop_(loop),
       input_(input),
-      reader_(input, [this](RequestProcessing::Request&& request) { take(std::move(request)); }),
+      reader_(input,
+              [this](RequestProcessing::Request&& request) { handleRequest(std::move(request)); }),
       writer_(loop, output, [this] { outputDrained(); }),
       processor_(std::move(processor)),
       limits_(limits) {}
@@ -65,8 +66,8 @@ void BrowserChannel::read() {
   });
 }
 
-void BrowserChannel::take(RequestProcessing::Request&& request) {
-  const std::size_t bytes = 2 * request.bytes() + costOfWaiting;
+void BrowserChannel::handleRequest(RequestProcessing::Request&& request) {
+  const std::size_t bytes = 2 * request.bytes() + overheadOfPendingRequest;
   ++pendingRequests_;
   pendingBytes_ += bytes;
   processor_(std::move(request),

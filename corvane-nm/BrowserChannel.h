@@ -69,7 +69,7 @@ class BrowserChannel {
 
   void watchInput();
   void read();
-  void take(RequestProcessing::Request&& request);
+  void handleRequest(RequestProcessing::Request&& request);
   void pauseIfFull();
   void resumeIfRoom();
   void resume();

@@ -44,19 +44,19 @@ void FrameReader::resume() {
 
 /// Reads once. What is left from before are the first bytes of a length at the most.
 Result<std::size_t> FrameReader::fill() {
-  std::memmove(ahead_.data(), ahead_.data() + aheadStart_, available());
-  aheadEnd_ = available();
-  aheadStart_ = 0;
+  std::memmove(buffer_.data(), buffer_.data() + bufferStart_, available());
+  bufferEnd_ = available();
+  bufferStart_ = 0;
   auto count = Platform::Descriptor::read(
-      descriptor_, std::as_writable_bytes(std::span(ahead_).subspan(aheadEnd_)));
-  if (count) aheadEnd_ += count.value();
+      descriptor_, std::as_writable_bytes(std::span(buffer_).subspan(bufferEnd_)));
+  if (count) bufferEnd_ += count.value();
   return count;
 }
 
 /// The next bytes that have been read; `count` of them are there.
-std::string_view FrameReader::take(std::size_t count) {
-  const std::string_view bytes{ahead_.data() + aheadStart_, count};
-  aheadStart_ += count;
+std::string_view FrameReader::consume(std::size_t count) {
+  const std::string_view bytes{buffer_.data() + bufferStart_, count};
+  bufferStart_ += count;
   return bytes;
 }
 
@@ -73,7 +73,7 @@ bool FrameReader::readLength() {
   if (hasLength_) return true;
   if (available() > 0) beginFrame();
   if (available() < sizeof length_) return false;
-  std::memcpy(&length_, take(sizeof length_).data(), sizeof length_);
+  std::memcpy(&length_, consume(sizeof length_).data(), sizeof length_);
   hasLength_ = true;
   received_ = 0;
   VCLogCDebug(listenPoint(), "Message lenData: %@bytes", sizeof length_);
@@ -86,7 +86,7 @@ bool FrameReader::readBody() {
   const auto count =
       static_cast<std::uint32_t>(std::min<std::size_t>(length_ - received_, available()));
   received_ += count;
-  parser_.write(take(count), received_ == length_);
+  parser_.write(consume(count), received_ == length_);
   if (received_ < length_) return false;
   frameEnded();
   return true;

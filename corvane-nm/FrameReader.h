@@ -39,8 +39,8 @@ class FrameReader {
   void resume();
 
  private:
-  [[nodiscard]] std::size_t available() const { return aheadEnd_ - aheadStart_; }
-  std::string_view take(std::size_t count);
+  [[nodiscard]] std::size_t available() const { return bufferEnd_ - bufferStart_; }
+  std::string_view consume(std::size_t count);
   Result<std::size_t> fill();
   void handleFrames();
   void beginFrame();
@@ -61,9 +61,9 @@ class FrameReader {
   RequestProcessing::RequestParser parser_;
 
   // What has been read and not handled. A small frame so costs one system call.
-  std::array<char, std::size_t{64} * 1024> ahead_;
-  std::size_t aheadStart_ = 0;
-  std::size_t aheadEnd_ = 0;
+  std::array<char, std::size_t{64} * 1024> buffer_;
+  std::size_t bufferStart_ = 0;
+  std::size_t bufferEnd_ = 0;
 };
 
 }  // namespace corvane

@@ -19,7 +19,7 @@ void applyStoredLogLevel(const SharedResources& shared) {
 
 Host::Host(Platform::BrowserDescriptors browser)
     : listener(loop, shared.signalling(), TimeLimits::appState),
-      processor(loop, {shared.client(), shared.workOrder(), listener,
+      processor(loop, {shared.client(), shared.workQueue(), listener,
                        [this] { return watch.isMainAppRunning(); },
                        [this](UniqueFunction<void(bool)> answer) {
                          Platform::ApplicationLauncher::launch(

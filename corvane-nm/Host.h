@@ -7,7 +7,7 @@
 #include "corvane-nm/MainAppWatch.h"
 #include "corvane-nm/RequestProcessing/AppStateListener.h"
 #include "corvane-nm/RequestProcessing/CallerApplication.h"
-#include "corvane-nm/RequestProcessing/RequestProcessing.h"
+#include "corvane-nm/RequestProcessing/Processor.h"
 
 namespace corvane {
 

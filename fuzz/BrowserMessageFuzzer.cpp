@@ -5,7 +5,7 @@
 
 #include "Base/JsonWriter.h"
 #include "Base/ScopeExit.h"
-#include "corvane-nm/RequestProcessing/RequestProcessing.h"
+#include "corvane-nm/RequestProcessing/Processor.h"
 #include "fuzz/Fuzzing.h"
 #include "fuzz/Requests.h"
 #include "tests/Support/TemporaryFolder.h"
@@ -91,9 +91,9 @@ class Host {
   const testing::TemporaryFolder folder_;
   Platform::EventLoop loop_;
   Platform::NotificationCenter center_{loop_, folder_.path().string()};
-  SerialOrder handlers_{loop_, "SharedResourcesQueue"};
-  SerialOrder requests_{loop_, "SharedResourcesQueue.Requests"};
-  SerialOrder work_{loop_, "ExtensionBrowserApiClient.sharedWorkQueue"};
+  SerialQueue handlers_{loop_, "SharedResourcesQueue"};
+  SerialQueue requests_{loop_, "SharedResourcesQueue.Requests"};
+  SerialQueue work_{loop_, "ExtensionBrowserApiClient.sharedWorkQueue"};
   RequestSignalling signalling_{
       loop_, center_, {handlers_, requests_}, "com.example.app", std::chrono::milliseconds(0)};
   AppStateListener listener_{loop_, signalling_, std::chrono::milliseconds(0)};

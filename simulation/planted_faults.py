@@ -42,7 +42,7 @@ FAULTS = [
     Fault("listens-late", SHARED + "RequestSignalling.cpp", """\
   if (!pending_->replyName.empty()) {
     (void)center_.observe(
-        pending_->replyName, [this] { replyCame(); },
+        pending_->replyName, [this] { replyReceived(); },
         Platform::NotificationCenter::Audience::thisProcessOnly);
   }
   Begin begin = std::move(pending_->begin);  // the request may be over before it returns
@@ -52,7 +52,7 @@ FAULTS = [
   Begin begin = std::move(pending_->begin);
   begin([this](bool isPublished) {
     (void)center_.observe(
-        pending_->replyName, [this] { replyCame(); },
+        pending_->replyName, [this] { replyReceived(); },
         Platform::NotificationCenter::Audience::thisProcessOnly);
 """, "a host listens for the reply only after it has appended the request"),
     Fault("posts-early", SHARED + "RequestSignalling.cpp", """\
@@ -86,7 +86,7 @@ void RequestSignalling::post() {
           "if (record && record->name == rawValue(exchange->action))", "if (record)",
           "a host takes a reply whatever command it answers"),
     Fault("order-lost", SHARED + "ExtensionBrowserApi/ExtensionBrowserApiClient.cpp",
-          "self->link_.workOrder.hold()}", "{}}", "exchanges of a host do not wait for each other"),
+          "self->link_.workQueue.hold()}", "{}}", "exchanges of a host do not wait for each other"),
     Fault("length-first", SHARED + "ExchangeBuffer.cpp",
           "writeAt(bytesOf(archive), length, exchange.length())",
           "writeAt(length, bytesOf(archive), exchange.length())",
@@ -95,15 +95,15 @@ void RequestSignalling::post() {
           "  truncate(exchange, exchange.length(), setFunction);\n", "",
           "a host leaves a record that it could write in part only"),
     Fault("reply-stays", SHARED + "ExchangeBuffer.cpp",
-          "if (!isMatch || !truncate(exchange, place->start, getFunction))", "if (!isMatch)",
+          "if (!isMatch || !truncate(exchange, extent->start, getFunction))", "if (!isMatch)",
           "a host leaves the reply that it takes in the file"),
     Fault("lock-ignored", SHARED + "ExchangeFile.cpp", "if (locker_->lock()) {",
           "if (locker_->lock() || locker_->isContended()) {",
           "a host uses an exchange file that another process has locked"),
     Fault("lock-waited-for", SHARED + "ExchangeFile.cpp", "if (locker_->lock()) {",
           "if (locker_->waitLock()) {", "a host's event loop waits for the lock of an exchange file"),
-    Fault("descriptor-leaks", SHARED + "ExchangeFile.cpp", "  record(nullptr);\n",
-          "  record(nullptr);\n  (void)new auto(File::open(path_, File::Access::update));\n",
+    Fault("descriptor-leaks", SHARED + "ExchangeFile.cpp", "  logOpening(nullptr);\n",
+          "  logOpening(nullptr);\n  (void)new auto(File::open(path_, File::Access::update));\n",
           "a host leaves a descriptor open at each exchange"),
     Fault("no-wake", "Platform/Linux/Poller.cpp", "  implementation_->wake();\n", "",
           "a host does not wake up when its thread has got the lock of a file"),
@@ -116,7 +116,7 @@ void RequestSignalling::post() {
           "loop_.at(Platform::EventLoop::Clock::time_point::max(),",
           "a host waits for an announcement without limit"),
     Fault("wait-not-held", REQUESTS + "CommandHandlers.cpp",
-          "hold = environment_.workOrder.hold()](bool came)", "hold = 0](bool came)",
+          "hold = environment_.workQueue.hold()](bool came)", "hold = 0](bool came)",
           "exchanges go on while a command waits for its announcement"),
     Fault("push-dropped", HOST + "MainAppWatch.cpp", "  if (mayPush()) return push();\n",
           "  if (pendingPushes_ > 0) return;\n  if (mayPush()) return push();\n",
@@ -135,8 +135,8 @@ void RequestSignalling::post() {
     Fault("rest-lost", HOST + "FrameWriter.cpp", "frame.written += count.value();",
           "frame.written += count.value() > 0 ? piece.size() : 0;",
           "a host loses what a short write leaves"),
-    Fault("pieces-misread", HOST + "FrameReader.cpp", "  aheadEnd_ = available();\n",
-          "  aheadEnd_ = 0;\n", "a host forgets the first bytes of a length that comes in pieces"),
+    Fault("pieces-misread", HOST + "FrameReader.cpp", "  bufferEnd_ = available();\n",
+          "  bufferEnd_ = 0;\n", "a host forgets the first bytes of a length that comes in pieces"),
     Fault("end-unnoticed", HOST + "FrameReader.cpp", "if (!count || count.value() == 0) {",
           "if (!count) {", "a host does not notice the end of its input"),
     Fault("writes-blocking", "Platform/Linux/PipeOpening.cpp", "O_WRONLY | O_NONBLOCK | O_CLOEXEC",

@@ -25,7 +25,7 @@ struct ExtensionBrowserApiClient::Exchange {
   std::shared_ptr<ExtensionBrowserApiClient> client;
   Command action;
   BodyReply reply;
-  SerialOrder::Hold turn;
+  SerialQueue::Hold hold;
   int attempts = 0;                                   // at reading the response
   Platform::EventLoop::Clock::time_point deadline{};  // of the attempts
 };
@@ -48,13 +48,13 @@ void ExtensionBrowserApiClient::call(Command action, Body&& body, BodyReply&& re
 
 /// Adds one exchange to the work order. Its steps are the functions that follow.
 void ExtensionBrowserApiClient::through(Command action, Body&& body, BodyReply&& reply) {
-  link_.workOrder.async([weak = weak_from_this(), action, body = std::move(body),
+  link_.workQueue.async([weak = weak_from_this(), action, body = std::move(body),
                          reply = std::move(reply)]() mutable {
     const auto self = weak.lock();
     if (!self) return;
     self->VCLogDebugTrace({file, throughFunction});
     self->sendRequest(std::make_shared<Exchange>(
-                          Exchange{self, action, std::move(reply), self->link_.workOrder.hold()}),
+                          Exchange{self, action, std::move(reply), self->link_.workQueue.hold()}),
                       std::move(body));
   });
 }

@@ -6,7 +6,7 @@
 #include "SharedComponents/ExchangeBuffer.h"
 #include "SharedComponents/ExtensionBrowserApi/ExtensionBrowserApiProtocol.h"
 #include "SharedComponents/RequestSignalling.h"
-#include "VCommons/VCommonsKit/SerialOrder.h"
+#include "VCommons/VCommonsKit/SerialQueue.h"
 #include "VCommons/VCommonsKit/VCLog.h"
 
 namespace corvane {
@@ -29,7 +29,7 @@ class ExtensionBrowserApiClient final
     Platform::EventLoop& loop;
     ExchangeBuffer& exchange;
     RequestSignalling& signalling;
-    SerialOrder& workOrder;        ///< in which the exchanges run
+    SerialQueue& workQueue;        ///< in which the exchanges run
     std::string clientIdentifier;  ///< names the files of the replies; no other process has it
   };
 

@@ -18,9 +18,9 @@ constexpr Uid rootUid = 1;
 
 // The order of fields is the one in which Foundation's hash table lists them. No reader depends on
 // it; it makes archives comparable.
-class Writing {
+class ArchiveWriter {
  public:
-  Writing(ArchiveNumbering& numbering, std::size_t referenceWidth)
+  ArchiveWriter(ArchiveNumbering& numbering, std::size_t referenceWidth)
       : numbering_(numbering), list_(referenceWidth, numbering.sizeEstimate()) {}
 
   void writeAll();
@@ -55,7 +55,7 @@ class Writing {
   const Entry* entry_ = nullptr;  // the object that is being written
 };
 
-void Writing::writeAll() {
+void ArchiveWriter::writeAll() {
   const auto archive = addObject(
       {ArchiveTexts::version, ArchiveTexts::archiver, ArchiveTexts::top, ArchiveTexts::objects});
   list_.setValue(archive, 0, list_.addInteger(ArchiveNames::archiveVersion));
@@ -74,7 +74,7 @@ void Writing::writeAll() {
 }
 
 /// A dictionary with its keys.
-BinaryPropertyListWriter::Container Writing::addObject(
+BinaryPropertyListWriter::Container ArchiveWriter::addObject(
     std::initializer_list<ArchiveTexts::Id> keys) {
   const auto object = list_.addDictionary(keys.size());
   std::size_t position = 0;
@@ -83,34 +83,34 @@ BinaryPropertyListWriter::Container Writing::addObject(
 }
 
 /// Writes a text unless an equal one has been written.
-Index Writing::addText(ArchiveTexts::Id id) {
+Index ArchiveWriter::addText(ArchiveTexts::Id id) {
   ArchiveTexts& texts = numbering_.texts();
   auto& place = texts.use(id).place;
   if (place == 0) place = static_cast<std::uint32_t>(list_.addText(texts.view(id)));
   return place;
 }
 
-Index Writing::addScalar(const Value& scalar) {
+Index ArchiveWriter::addScalar(const Value& scalar) {
   if (const auto* boolean = scalar.as<bool>()) return list_.addBoolean(*boolean);
   if (const auto* integer = scalar.as<std::int64_t>()) return list_.addInteger(*integer);
   if (const auto* integer = scalar.as<std::uint64_t>()) return list_.addUnsigned(*integer);
   return list_.addReal(*scalar.as<double>());
 }
 
-Index Writing::operator()(ArchiveNumbering::BoxedText) {
+Index ArchiveWriter::operator()(ArchiveNumbering::BoxedText) {
   const auto object = addObject({ArchiveTexts::objectClass, ArchiveTexts::string});
   list_.setValue(object, 0, addClassUid());
   list_.setValue(object, 1, addText(ArchiveTexts::nothing));
   return object.index;
 }
 
-Index Writing::operator()(Value::Null) {
+Index ArchiveWriter::operator()(Value::Null) {
   const auto object = addObject({ArchiveTexts::objectClass});
   list_.setValue(object, 0, addClassUid());
   return object.index;
 }
 
-Index Writing::operator()(const Dictionary* dictionary) {
+Index ArchiveWriter::operator()(const Dictionary* dictionary) {
   const auto object =
       addObject({ArchiveTexts::keys, ArchiveTexts::values, ArchiveTexts::objectClass});
   const std::size_t count = dictionary->size();
@@ -120,7 +120,7 @@ Index Writing::operator()(const Dictionary* dictionary) {
   return object.index;
 }
 
-Index Writing::operator()(const Record* record) {
+Index ArchiveWriter::operator()(const Record* record) {
   const RecordClass& recordClass = *record->recordClass;
   const auto isClass = [&](std::size_t position) { return position == recordClass.fields.size(); };
   const auto isStored = [&](std::size_t position) {
@@ -147,12 +147,12 @@ Index Writing::operator()(const Record* record) {
   return object.index;
 }
 
-Index Writing::addField(const Record& record, std::size_t position) {
+Index ArchiveWriter::addField(const Record& record, std::size_t position) {
   const Value& field = record.fields[position];
   return field.as<std::string>() != nullptr ? addReference(position) : addScalar(field);
 }
 
-Index Writing::operator()(const ErrorObject* error) {
+Index ArchiveWriter::operator()(const ErrorObject* error) {
   const auto object = addObject({ArchiveTexts::errorCode, ArchiveTexts::errorUserInfo,
                                  ArchiveTexts::errorDomain, ArchiveTexts::objectClass});
   list_.setValue(object, 0, list_.addInteger(error->code));
@@ -162,7 +162,7 @@ Index Writing::operator()(const ErrorObject* error) {
   return object.index;
 }
 
-Index Writing::operator()(const ArchiveNumbering::ClassEntry& objectClass) {
+Index ArchiveWriter::operator()(const ArchiveNumbering::ClassEntry& objectClass) {
   // The platform packs names of up to seven characters into the pointer, where all are the same; a
   // longer name comes from elsewhere each time, but for the classes that Foundation knows by heart.
   constexpr std::size_t packedLength = 7;
@@ -191,14 +191,14 @@ Result<std::string> KeyedArchiver::archive(const Value& root, std::size_t limit)
   // written twice.
   std::size_t width = BinaryPropertyListWriter::referenceWidthFor(numbering.entries().size());
   for (;;) {
-    Writing writing(numbering, width);
-    writing.writeAll();
-    if (writing.list().referenceWidthSuffices()) {
-      std::string archive = writing.list().finish();
+    ArchiveWriter writer(numbering, width);
+    writer.writeAll();
+    if (writer.list().referenceWidthSuffices()) {
+      std::string archive = writer.list().finish();
       if (archive.size() > limit) return tooLong();
       return archive;
     }
-    width = BinaryPropertyListWriter::referenceWidthFor(writing.list().objectCount());
+    width = BinaryPropertyListWriter::referenceWidthFor(writer.list().objectCount());
     numbering.texts().forgetPlaces();
   }
 } catch (const MalformedArchive& fault) {

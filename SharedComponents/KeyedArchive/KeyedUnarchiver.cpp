@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "SharedComponents/KeyedArchive/ArchiveReading.h"
+#include "SharedComponents/KeyedArchive/ArchiveReader.h"
 #include "SharedComponents/KeyedArchive/MalformedArchive.h"
 
 namespace corvane {
@@ -13,7 +13,7 @@ Result<Value> KeyedUnarchiver::unarchive(ByteView bytes, const ArchivableClasses
   try {
     ArchiveObjects objects(list.value(), classes, ArchiveLimits::maximumTextBytes(bytes.size()));
     Value root;
-    if (!ArchiveReading(objects).read(objects.root(), {}, root)) root = Value();
+    if (!ArchiveReader(objects).read(objects.root(), {}, root)) root = Value();
     return root;
   } catch (const MalformedArchive& fault) {
     return Failure{FailureCause::malformed, fault.reason};

@@ -25,18 +25,18 @@ void DispatchQueue::async(Task task) {
   }
 }
 
-/// Adds `task` for the queue's thread, or for the end of the turn that calls this. False, with
-/// `task` untouched, when the caller must run it because there is neither.
+/// Adds `task` for the queue's thread or, inside a task of this queue, for the end of that task.
+/// Otherwise returns false and leaves `task` to the caller, which must run it.
 bool DispatchQueue::enqueue(Task& task) {
   const std::lock_guard lock(mutex_);
   if (!startWorker() && runs_ != std::this_thread::get_id()) return false;
   items_.push_back({added_, std::move(task)});
-  ++added_;  // not before: there may be no memory for the task
+  ++added_;  // last, because push_back may throw
   return true;
 }
 
-/// Starts the queue's thread unless it runs. False when the system starts no more threads, which
-/// the system log says once. The mutex is held.
+/// Starts the queue's thread unless it runs. Returns false if the system starts no more threads; a
+/// record in the system log says so once. The mutex is held.
 bool DispatchQueue::startWorker() {
   if (hasWorker_) return true;
   const auto started = Platform::startThread(label_, [this] { work(); });
@@ -62,7 +62,7 @@ bool DispatchQueue::isCurrent() const {
   return runs_ == std::this_thread::get_id();
 }
 
-/// What the queue's thread does.
+/// The body of the queue's thread.
 void DispatchQueue::work() {
   std::unique_lock lock(mutex_);
   for (;;) {
@@ -71,7 +71,7 @@ void DispatchQueue::work() {
     runItem(lock);
   }
   hasWorker_ = false;
-  changed_.notify_all();  // before the mutex is given back: the queue may be gone then
+  changed_.notify_all();  // before unlocking: the queue may be destroyed after that
 }
 
 /// The mutex is held.
@@ -86,7 +86,7 @@ void DispatchQueue::runItem(std::unique_lock<std::mutex>& lock) {
   runs_ = std::this_thread::get_id();
   lock.unlock();
   task();
-  task = {};  // what it owns goes while it is still the queue's turn
+  task = {};  // what it owns is destroyed before the next task starts
   lock.lock();
   finishTurn();
 }

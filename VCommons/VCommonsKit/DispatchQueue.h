@@ -12,10 +12,13 @@
 
 namespace corvane {
 
-/// A serial queue for work that must not hold up the event loop: tasks run one at a time, in the
-/// order in which they were added, whichever threads they came from. It is an order, not a thread:
-/// `sync` runs on the caller's own thread, and the queue's thread starts with the first `async`.
-/// Thread-safe.
+/// A serial queue for work that must not block the event loop: runs tasks one at a time, in the
+/// order in which they were added, whichever threads added them. `sync` runs its task on the
+/// caller's thread; the queue's own thread starts with the first `async` and then stays. So a queue
+/// that only `sync` uses has no thread. Thread-safe.
+///
+/// Tasks must not throw: on the queue's thread that would end the process. A task, and everything
+/// that it owns, is destroyed before the next one starts.
 class DispatchQueue {
  public:
   using Task = UniqueFunction<void()>;
@@ -23,35 +26,36 @@ class DispatchQueue {
   /// `label` names the queue and, shortened to what the system allows, its thread.
   explicit DispatchQueue(std::string label);
 
-  /// Blocks until everything added has run. Queues of the process are created once and never
-  /// destroyed; this is for tests and for owners with a shorter life.
+  /// Blocks until everything added has run. No other thread may use the queue any more. The queue
+  /// of the process's log is never destroyed; this is for tests and for owners with a shorter life.
   ~DispatchQueue();
   DispatchQueue(const DispatchQueue&) = delete;
   DispatchQueue& operator=(const DispatchQueue&) = delete;
 
-  /// Adds `task` and returns at once. While the system starts no thread for the queue, which the
-  /// system log says, it runs `task` like `sync` instead; a task of this queue that calls it has it
-  /// run at the end of its turn.
+  /// Adds `task` and returns at once. If the system starts no thread for the queue, a record in the
+  /// system log says so, and this blocks and runs `task` like `sync`; inside a task of this queue
+  /// it returns, and `task` runs on the thread that runs the task before it.
   void async(Task task);
 
-  /// Blocks until all that was added before has run, then runs `body` on the calling thread.
-  /// Calling it from a task of the same queue could never return and ends the process with the
-  /// queue's name.
+  /// Blocks until everything added before has run, then runs `body` on the calling thread. Called
+  /// inside a task of the same queue it could never return, so it ends the process, naming the
+  /// queue.
   template <class F>
   void sync(F&& body) {
     const Turn turn(*this);
     body();
   }
 
-  /// Blocks until everything added before this call has run, for at most `limit`. True when it
-  /// has. False at once when called from a task of this queue.
+  /// Blocks until everything added before this call has run, for at most `limit`. Returns whether
+  /// it has. Returns false at once inside a task of this queue.
   bool drain(std::chrono::milliseconds limit);
 
-  /// True on the thread that is running a task of this queue right now.
+  /// Whether the calling thread is inside a task of this queue.
   [[nodiscard]] bool isCurrent() const;
 
  private:
-  /// The exclusive right to run a task: for the one with the next number.
+  /// The exclusive right to run a task, for a caller of `sync`. The constructor takes a number and
+  /// blocks until all lower numbers are done; the destructor passes the right on.
   class Turn {
    public:
     explicit Turn(DispatchQueue& queue);
@@ -64,7 +68,7 @@ class DispatchQueue {
   };
 
   struct Item {
-    std::uint64_t number;
+    std::uint64_t number;  // its place among all tasks, from 0
     Task task;
   };
 

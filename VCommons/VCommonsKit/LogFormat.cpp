@@ -145,7 +145,7 @@ std::string integerText(const Conversion& conversion, const LogArgument& argumen
                  static_cast<unsigned long long>(unsignedValue(argument)));
 }
 
-std::string textText(const Conversion& conversion, const LogArgument& argument) {
+std::string stringText(const Conversion& conversion, const LogArgument& argument) {
   if (argument.kind() != Kind::text || !conversion.precision) return naturalText(argument);
   TruncatedText text(longestValue);
   text += argument.text().substr(0, *conversion.precision);
@@ -201,7 +201,7 @@ std::string converted(const Conversion& conversion, const LogArgument& argument)
       if (whole) return padded(conversion, characterText(unsignedValue(argument)));
       break;
     default:
-      return padded(conversion, textText(conversion, argument));
+      return padded(conversion, stringText(conversion, argument));
   }
   return padded(conversion, naturalText(argument));
 }

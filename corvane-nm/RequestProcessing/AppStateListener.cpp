@@ -27,13 +27,13 @@ void AppStateListener::returnAppStateListener() {
   if (saved_) signalling_.setHandler(appState, std::exchange(saved_, nullptr));
 }
 
-void AppStateListener::waitAppStateNotificationAndReturnListener(Woken done) {
+void AppStateListener::waitAppStateNotificationAndReturnListener(Completion done) {
   static constexpr char function[] = "waitAppStateNotificationAndReturnListener()";
   VCLogCDebugTrace({file, function});
   waitAndReturnListener(function, std::move(done));
 }
 
-void AppStateListener::waitAndReturnListener(const char* function, Woken done) {
+void AppStateListener::waitAndReturnListener(const char* function, Completion done) {
   const std::uint64_t number = ++lastNumber_;
   Waiting& waiting = waiting_.emplace(number, Waiting{function, std::move(done)}).first->second;
   waiting.limit =
@@ -49,13 +49,13 @@ void AppStateListener::received() {
   }
 }
 
-void AppStateListener::finish(std::uint64_t number, bool came) {
+void AppStateListener::finish(std::uint64_t number, bool isReceived) {
   const auto node = waiting_.extract(number);
   if (!node) return;  // a second signal came before this ran
   Waiting waiting = std::move(node.mapped());
-  VCLogCDebug({file, waiting.function}, "After waiting, result: %@", came ? "true" : "false");
+  VCLogCDebug({file, waiting.function}, "After waiting, result: %@", isReceived ? "true" : "false");
   returnAppStateListener();
-  waiting.done(came);
+  waiting.done(isReceived);
 }
 
 }  // namespace corvane::RequestProcessing

@@ -17,7 +17,7 @@ namespace corvane::RequestProcessing {
 class AppStateListener {
  public:
   /// Called once: with true when the signal came, with false when the limit passed.
-  using Woken = UniqueFunction<void(bool)>;
+  using Completion = UniqueFunction<void(bool)>;
 
   /// `loop` and `signalling` must outlive this object; `limit` is the longest wait.
   AppStateListener(Platform::EventLoop& loop, RequestSignalling& signalling,
@@ -32,16 +32,16 @@ class AppStateListener {
 
   /// Waits for the signal, hands it back, and then calls `done`. There is no memory: a signal
   /// before this call ends no wait. One signal ends all waits.
-  void waitAppStateNotificationAndReturnListener(Woken done);
+  void waitAppStateNotificationAndReturnListener(Completion done);
 
   /// The same as a part of the operation `function`, which the log line names; the string must
   /// outlive the wait.
-  void waitAndReturnListener(const char* function, Woken done);
+  void waitAndReturnListener(const char* function, Completion done);
 
  private:
   struct Waiting {
     const char* function;
-    Woken done;
+    Completion done;
     Platform::EventLoop::Registration limit = {};
   };
 

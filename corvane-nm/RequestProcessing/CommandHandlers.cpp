@@ -50,7 +50,7 @@ AppState CommandHandlers::defaultState() const {
 }
 
 /// Makes `work` the answer that a request with unusable parameters gets, its serial number taken.
-void CommandHandlers::preset(WorkingReply& work) {
+void CommandHandlers::presetResponse(WorkingReply& work) {
   work.response.id = serial_.takeNext();
   work.response.status = ResponseStatus::error(ErrorText::invalidParameters);
   work.response.appState = defaultState();
@@ -64,14 +64,14 @@ void CommandHandlers::finish(Work work) {
 
 /// Presets the answer, reads the main application's state into it when that runs, and goes on with
 /// `ownStep`; an error of the main application ends the command instead.
-void CommandHandlers::withMainAppState(Work work, OwnStep ownStep) {
-  preset(*work);
-  if (!work->response.appState.isRunning) return ownStep(std::move(work));
+void CommandHandlers::withMainAppState(Work work, NextStep next) {
+  presetResponse(*work);
+  if (!work->response.appState.isRunning) return next(std::move(work));
   environment_.client.appState(
-      [work = std::move(work), ownStep = std::move(ownStep)](
+      [work = std::move(work), next = std::move(next)](
           const std::optional<EBAAppStateResponse>& record, const Error& error) mutable {
         const Error remaining = apply(record, error, work->response.appState);
-        if (!remaining) return ownStep(std::move(work));
+        if (!remaining) return next(std::move(work));
         work->response.status = ResponseStatus::fromClientError(remaining);
         WorkingReply::send(std::move(work));
       });
@@ -93,11 +93,11 @@ void CommandHandlers::answerWithMainAppState(Work work) {
 /// Starts the main application and waits until it announces its state, or for as long as that may
 /// take, then goes on with `next`; no other command starts meanwhile. One that can't be started
 /// ends the command.
-void CommandHandlers::launchMainAppAndWait(Work work, OwnStep next) {
+void CommandHandlers::launchMainAppAndWait(Work work, NextStep next) {
   environment_.launchMainApp([this, work = std::move(work), next = std::move(next),
                               hold = requests_.hold()](bool isStarted) mutable {
     if (!isStarted) {
-      preset(*work);
+      presetResponse(*work);
       work->response.status = ResponseStatus::error(ErrorText::cannotStartMainApp);
       return WorkingReply::send(std::move(work));
     }
@@ -140,7 +140,7 @@ void CommandHandlers::waitAppStateNotificationAndReply(Work work) {
   }
   listener.waitAndReturnListener(
       function,
-      [this, work = std::move(work), hold = environment_.workOrder.hold()](bool came) mutable {
+      [this, work = std::move(work), hold = environment_.workQueue.hold()](bool came) mutable {
         if (came) return answerWithMainAppState(std::move(work));
         work->response.status = ResponseStatus::error(ErrorText::appStateTimeout);
         WorkingReply::send(std::move(work));
@@ -170,11 +170,11 @@ void CommandHandlers::start(Work work) {
     case CommandId::reportSite:
       return reportSite(std::move(work));
     case CommandId::openFilteringLog:
-      return callBare(std::move(work), &Protocol::openFilteringLog);
+      return callWithoutParameters(std::move(work), &Protocol::openFilteringLog);
     case CommandId::openSettings:
-      return callBare(std::move(work), &Protocol::openSettings);
+      return callWithoutParameters(std::move(work), &Protocol::openSettings);
     case CommandId::updateApp:
-      return callBare(std::move(work), &Protocol::updateApp);
+      return callWithoutParameters(std::move(work), &Protocol::updateApp);
   }
 }
 
@@ -199,10 +199,10 @@ void CommandHandlers::init(Work work) {
 void CommandHandlers::getCurrentFilteringState(Work work) {
   const bool* const forceStartApp = work->parameters().flag(Parameter::forceStartApp);
   if (forceStartApp == nullptr) {
-    preset(*work);
+    presetResponse(*work);
     return WorkingReply::send(std::move(work));
   }
-  OwnStep ask = [this](Work started) {
+  NextStep ask = [this](Work started) {
     withMainAppState(std::move(started),
                      [this](Work stated) { askForFilteringState(std::move(stated)); });
   };
@@ -226,14 +226,14 @@ void CommandHandlers::askForFilteringState(Work work) {
 }
 
 void CommandHandlers::setProtectionStatus(Work work) {
-  preset(*work);
+  presetResponse(*work);
   if (!work->isComplete()) return WorkingReply::send(std::move(work));
   const bool isEnabled = *work->parameters().flag(Parameter::isEnabled);
   environment_.client.setProtectionStatus(isEnabled, finalReply(std::move(work)));
 }
 
 void CommandHandlers::setFilteringStatus(Work work) {
-  preset(*work);
+  presetResponse(*work);
   if (!work->isComplete()) return WorkingReply::send(std::move(work));
   const Parameters& parameters = work->parameters();
   environment_.client.setHttpFilteringStatus(
@@ -249,7 +249,7 @@ void CommandHandlers::setFilteringStatus(Work work) {
 }
 
 void CommandHandlers::removeCustomRules(Work work) {
-  preset(*work);
+  presetResponse(*work);
   if (!work->isComplete()) return WorkingReply::send(std::move(work));
   const std::string& url = *work->parameters().text(Parameter::url);
   environment_.client.removeCustomRules(url, finalReply(std::move(work)));
@@ -290,7 +290,8 @@ void CommandHandlers::reportSite(Work work) {
   });
 }
 
-void CommandHandlers::callBare(Work work, void (Protocol::*operation)(Protocol::ErrorReply)) {
+void CommandHandlers::callWithoutParameters(Work work,
+                                            void (Protocol::*operation)(Protocol::ErrorReply)) {
   withMainAppState(std::move(work), [this, operation](Work stated) {
     (environment_.client.*operation)(finalReply(std::move(stated)));
   });

@@ -6,7 +6,7 @@
 
 #include "Base/UniqueFunction.h"
 #include "SharedComponents/ExtensionBrowserApi/ExtensionBrowserApiProtocol.h"
-#include "VCommons/VCommonsKit/SerialOrder.h"
+#include "VCommons/VCommonsKit/SerialQueue.h"
 #include "corvane-nm/RequestProcessing/AppStateListener.h"
 #include "corvane-nm/RequestProcessing/WorkingReply.h"
 
@@ -15,7 +15,7 @@ namespace corvane::RequestProcessing {
 /// What the handlers need of the rest of the host. All of it must outlive them.
 struct Environment {
   ExtensionBrowserApiProtocol& client;
-  SerialOrder& workOrder;  ///< that of the client's exchanges
+  SerialQueue& workQueue;  ///< that of the client's exchanges
   AppStateListener& appStateListener;
   std::function<bool()> isMainAppRunning;
   /// Starts it even if it runs; its argument gets false when it can't be started.
@@ -35,7 +35,7 @@ struct Environment {
 class CommandHandlers {
  public:
   /// `requests` is the order in which handlers start.
-  CommandHandlers(Environment environment, SerialOrder& requests)
+  CommandHandlers(Environment environment, SerialQueue& requests)
       : environment_(std::move(environment)), requests_(requests) {}
 
   /// Starts the handler of the work's command.
@@ -43,7 +43,7 @@ class CommandHandlers {
 
  private:
   using Protocol = ExtensionBrowserApiProtocol;
-  using OwnStep = UniqueFunction<void(Work)>;
+  using NextStep = UniqueFunction<void(Work)>;
 
   void init(Work work);
   void getCurrentAppState(Work work);
@@ -54,20 +54,20 @@ class CommandHandlers {
   void changeRule(Work work, void (Protocol::*operation)(const std::string&, Protocol::ErrorReply));
   void openOriginalCert(Work work);
   void reportSite(Work work);
-  void callBare(Work work, void (Protocol::*operation)(Protocol::ErrorReply));
+  void callWithoutParameters(Work work, void (Protocol::*operation)(Protocol::ErrorReply));
 
   [[nodiscard]] AppState defaultState() const;
-  void preset(WorkingReply& work);
+  void presetResponse(WorkingReply& work);
   void finish(Work work);
-  void withMainAppState(Work work, OwnStep ownStep);
+  void withMainAppState(Work work, NextStep ownStep);
   void answerWithMainAppState(Work work);
-  void launchMainAppAndWait(Work work, OwnStep next);
+  void launchMainAppAndWait(Work work, NextStep next);
   Protocol::ErrorReply finalReply(Work work);
   void waitAppStateNotificationAndReply(Work work);
   void askForFilteringState(Work work);
 
   Environment environment_;
-  SerialOrder& requests_;
+  SerialQueue& requests_;
   ReplySerial serial_;
 };
 

@@ -31,8 +31,8 @@ struct Side {
         buffer(loop, [folder] { return folder.string(); }),
         signalling(loop, center, {handlers, requests}, application, limit) {}
 
-  SerialOrder handlers;
-  SerialOrder requests;
+  SerialQueue handlers;
+  SerialQueue requests;
   Platform::NotificationCenter center;
   ExchangeBuffer buffer;
   RequestSignalling signalling;
@@ -65,7 +65,7 @@ class ExtensionBrowserApiClientTest : public ::testing::Test {
                                     });
   }
   [[nodiscard]] std::shared_ptr<ExtensionBrowserApiClient> client(Side& side) {
-    return ExtensionBrowserApiClient::make({loop_, side.buffer, side.signalling, workOrder_, "ME"});
+    return ExtensionBrowserApiClient::make({loop_, side.buffer, side.signalling, workQueue_, "ME"});
   }
   /// Whether a request is answered; `meanwhile` runs once the client listens.
   bool isAnswered(
@@ -85,7 +85,7 @@ class ExtensionBrowserApiClientTest : public ::testing::Test {
 
   testing::TemporaryFolder folder_;
   Platform::EventLoop loop_;
-  SerialOrder workOrder_{loop_, "ExtensionBrowserApiClient.sharedWorkQueue"};
+  SerialQueue workQueue_{loop_, "ExtensionBrowserApiClient.sharedWorkQueue"};
   Side application_{loop_, folder_.path(), 0ms};
   Side patient_{loop_, folder_.path(), 60s};
 };
@@ -122,10 +122,10 @@ TEST_F(ExtensionBrowserApiClientTest, ExchangesRunOneAfterAnotherInTheOrderOfThe
     return ExchangeRecord{request.id, request.name, std::nullopt};
   });
   const auto shared = client(patient_);
-  SerialOrder::Hold hold;
+  SerialQueue::Hold hold;
   shared->openSettings([&](const Error&) {
     order.emplace_back("reply 1");
-    hold = workOrder_.hold();
+    hold = workQueue_.hold();
   });
   shared->updateApp([&](const Error&) { order.emplace_back("reply 2"); });
   EXPECT_TRUE(turnUntil(loop_, [&] { return order.size() == 2; }));
@@ -148,7 +148,7 @@ TEST_F(ExtensionBrowserApiClientTest, NobodyIsCalledWhenTheRequestIsRefusedOrThe
   EXPECT_TRUE(turnUntil(loop_, [&] { return held.use_count() == 2; }))
       << "only this test and its own copy hold it";
   bool isNextStarted = false;
-  workOrder_.async([&] { isNextStarted = true; });
+  workQueue_.async([&] { isNextStarted = true; });
   EXPECT_TRUE(turnUntil(loop_, [&] { return isNextStarted; }));
   EXPECT_EQ(left("ExchangeRequestContainer"), "");
 }

@@ -1,30 +1,30 @@
-#include "VCommons/VCommonsKit/SerialOrder.h"
+#include "VCommons/VCommonsKit/SerialQueue.h"
 
 #include "Platform/HardStop.h"
 
 namespace corvane {
 
-SerialOrder::SerialOrder(Platform::EventLoop& loop, std::string label)
+SerialQueue::SerialQueue(Platform::EventLoop& loop, std::string label)
     : loop_(loop), label_(std::move(label)) {}
 
-void SerialOrder::async(Task task) {
+void SerialQueue::async(Task task) {
   tasks_.push_back(std::move(task));
   postStart();
 }
 
-void SerialOrder::postStart() {
+void SerialQueue::postStart() {
   if (!std::exchange(isPosted_, true)) loop_.post([this] { startAll(); });
 }
 
-/// Starts what is there now, so that tasks that were added together run together, before what the
-/// first of them posts; what they add to the order gets another turn of the loop.
-void SerialOrder::startAll() {
+/// Starts the tasks that are queued now, so that tasks added together run together, before any task
+/// that the first of them posts to the loop. Tasks that they add run in another turn of the loop.
+void SerialQueue::startAll() {
   isPosted_ = false;
   for (std::size_t left = tasks_.size(); left > 0 && holds_ == 0; --left) startOne();
   if (holds_ == 0 && !tasks_.empty()) postStart();
 }
 
-void SerialOrder::startOne() {
+void SerialQueue::startOne() {
   if (tasks_.empty()) return;
   Task task = std::move(tasks_.front());
   tasks_.pop_front();
@@ -32,7 +32,7 @@ void SerialOrder::startOne() {
   task();
 }
 
-void SerialOrder::runAll() {
+void SerialQueue::runAll() {
   for (;; startOne()) {
     if (isRunning_ || holds_ > 0)
       Platform::hardStop("sync on the serial order \"" + label_ + "\" while it is occupied");
@@ -40,12 +40,12 @@ void SerialOrder::runAll() {
   }
 }
 
-SerialOrder::Hold SerialOrder::hold() {
+SerialQueue::Hold SerialQueue::hold() {
   ++holds_;
   return Hold(*this);
 }
 
-void SerialOrder::release() {
+void SerialQueue::release() {
   if (--holds_ == 0 && !tasks_.empty()) postStart();
 }
 

@@ -1,4 +1,4 @@
-#include "corvane-nm/RequestProcessing/RequestProcessing.h"
+#include "corvane-nm/RequestProcessing/Processor.h"
 
 #include <gtest/gtest.h>
 
@@ -19,7 +19,7 @@ using namespace std::chrono_literals;
 /// one after another.
 class ScriptedClient final : public ExtensionBrowserApiProtocol {
  public:
-  explicit ScriptedClient(SerialOrder& workOrder) : workOrder_(workOrder) {}
+  explicit ScriptedClient(SerialQueue& workQueue) : workQueue_(workQueue) {}
 
   std::string calls;  // each with a semicolon
   Error error;
@@ -27,7 +27,7 @@ class ScriptedClient final : public ExtensionBrowserApiProtocol {
 
  private:
   void call(Command action, Body&& /*body*/, BodyReply&& reply) override {
-    workOrder_.async([this, action, reply = std::move(reply)]() mutable {
+    workQueue_.async([this, action, reply = std::move(reply)]() mutable {
       calls += std::string(rawValue(action)) + ";";
       if (isMute) return;
       const bool isState = action == ExtensionBrowserApiConstants::apiCommandAppState;
@@ -37,10 +37,10 @@ class ScriptedClient final : public ExtensionBrowserApiProtocol {
     });
   }
 
-  SerialOrder& workOrder_;
+  SerialQueue& workQueue_;
 };
 
-class RequestProcessingTest : public ::testing::Test {
+class ProcessorTest : public ::testing::Test {
  protected:
   /// Sends one message; its reply comes into `replies_`, and "-" when there is none.
   void send(Processor& processor, const std::string& type, const std::string& parameters) {
@@ -83,7 +83,7 @@ class RequestProcessingTest : public ::testing::Test {
 
   Environment environment(AppStateListener& listener) {
     return {client_,
-            workOrder_,
+            workQueue_,
             listener,
             [] { return true; },
             [this](UniqueFunction<void(bool)> answer) {
@@ -101,10 +101,10 @@ class RequestProcessingTest : public ::testing::Test {
   std::string replies_;  // each with a space
   const corvane::testing::TemporaryFolder folder_;
   Platform::EventLoop loop_;
-  SerialOrder workOrder_{loop_, "ExtensionBrowserApiClient.sharedWorkQueue"};
-  SerialOrder handlers_{loop_, "SharedResourcesQueue"};
-  SerialOrder requests_{loop_, "SharedResourcesQueue.Requests"};
-  ScriptedClient client_{workOrder_};
+  SerialQueue workQueue_{loop_, "ExtensionBrowserApiClient.sharedWorkQueue"};
+  SerialQueue handlers_{loop_, "SharedResourcesQueue"};
+  SerialQueue requests_{loop_, "SharedResourcesQueue.Requests"};
+  ScriptedClient client_{workQueue_};
   Platform::NotificationCenter center_{loop_, folder_.path().string()};
   RequestSignalling signalling_{loop_, center_, {handlers_, requests_}, "com.example.app", 0ms};
   AppStateListener patient_{loop_, signalling_, 60s};
@@ -115,13 +115,13 @@ class RequestProcessingTest : public ::testing::Test {
   UniqueFunction<void(bool)> launchAnswer_;
 };
 
-TEST_F(RequestProcessingTest, AChangeThatIsNotAnnouncedIsAnsweredWithTheStateAsItWas) {
+TEST_F(ProcessorTest, AChangeThatIsNotAnnouncedIsAnsweredWithTheStateAsItWas) {
   EXPECT_EQ(answerOf(hastyProcessor_, "removeCustomRules", R"({"url":"u"})"),
             "error/AppState timeout occured/1");
   EXPECT_EQ(reply_.at("appState").at("locale"), "en");
 }
 
-TEST_F(RequestProcessingTest, ASignalEndsAllWaitsThatBeganBeforeAndThenGoesToItsOwner) {
+TEST_F(ProcessorTest, ASignalEndsAllWaitsThatBeganBeforeAndThenGoesToItsOwner) {
   std::string events;
   signalling_.setHandler(RequestResponseName::appState, [&] { events += 'o'; });
   const auto wait = [&] {
@@ -144,7 +144,7 @@ TEST_F(RequestProcessingTest, ASignalEndsAllWaitsThatBeganBeforeAndThenGoesToIts
   EXPECT_EQ(events, "ttoo") << "nothing is remembered: nothing changes";
 }
 
-TEST_F(RequestProcessingTest, ARefusedRequestLeavesTheSignalWithItsOwner) {
+TEST_F(ProcessorTest, ARefusedRequestLeavesTheSignalWithItsOwner) {
   int ownersSignals = 0;
   signalling_.setHandler(RequestResponseName::appState, [&] { ++ownersSignals; });
   client_.isMute = true;  // as when the request could not be written
@@ -154,7 +154,7 @@ TEST_F(RequestProcessingTest, ARefusedRequestLeavesTheSignalWithItsOwner) {
 }
 
 /// No other exchange comes between a change and the state that is read after it was announced.
-TEST_F(RequestProcessingTest, AChangeOfStateHoldsUpAllExchangesUntilItIsAnnounced) {
+TEST_F(ProcessorTest, AChangeOfStateHoldsUpAllExchangesUntilItIsAnnounced) {
   send(processor_, "setProtectionStatus", R"({"isEnabled":true})");
   send(processor_, "openSettings", "{}");
   send(processor_, "getCurrentAppState", "{}");
@@ -167,7 +167,7 @@ TEST_F(RequestProcessingTest, AChangeOfStateHoldsUpAllExchangesUntilItIsAnnounce
 }
 
 /// The second one takes the signal over from the first: one announcement ends one of them.
-TEST_F(RequestProcessingTest, ChangesOfStateOneAfterAnotherAreEachAnnounced) {
+TEST_F(ProcessorTest, ChangesOfStateOneAfterAnotherAreEachAnnounced) {
   int ownersSignals = 0;
   signalling_.setHandler(RequestResponseName::appState, [&] { ++ownersSignals; });
   for (const char* isEnabled : {"true", "false"})
@@ -181,7 +181,7 @@ TEST_F(RequestProcessingTest, ChangesOfStateOneAfterAnotherAreEachAnnounced) {
   EXPECT_EQ(ownersSignals, 0) << "intercepted twice, it does not come back";
 }
 
-TEST_F(RequestProcessingTest, AForcedStartHoldsUpAllCommandsUntilTheStateIsAnnounced) {
+TEST_F(ProcessorTest, AForcedStartHoldsUpAllCommandsUntilTheStateIsAnnounced) {
   isLaunchSlow_ = true;
   for (const bool isStarted : {true, false}) {
     send(processor_, "getCurrentFilteringState", forced_);

@@ -13,7 +13,7 @@ namespace corvane {
 /// Makes values of the objects in an archive, by their numbers. Goes into objects no deeper than is
 /// allowed, and so ends where they contain themselves. A part of `KeyedUnarchiver`, whose header
 /// says what is refused and what is left out. What is refused throws `MalformedArchive`.
-class ArchiveReading {
+class ArchiveReader {
  public:
   using Object = ArchiveObjects::Object;
   using Uid = ArchiveObjects::Uid;
@@ -27,7 +27,7 @@ class ArchiveReading {
   };
 
   /// `objects` must outlive this.
-  explicit ArchiveReading(ArchiveObjects& objects) : objects_(objects) {}
+  explicit ArchiveReader(ArchiveObjects& objects) : objects_(objects) {}
 
   /// Reads entry `uid` into `into`; false for what no value can express.
   bool read(Uid uid, Place place, Value& into);

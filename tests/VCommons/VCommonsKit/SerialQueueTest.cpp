@@ -1,4 +1,4 @@
-#include "VCommons/VCommonsKit/SerialOrder.h"
+#include "VCommons/VCommonsKit/SerialQueue.h"
 
 #include <gtest/gtest.h>
 
@@ -13,19 +13,19 @@ using namespace std::chrono_literals;
 using Platform::EventLoop;
 using testing::turnThrough;
 
-class SerialOrderTest : public ::testing::Test {
+class SerialQueueTest : public ::testing::Test {
  protected:
   void add(char name) {
     serial_.async([this, name] { ran_ += name; });
   }
 
   EventLoop loop_;
-  SerialOrder serial_{loop_, "the order"};
-  SerialOrder other_{loop_, "another order"};
+  SerialQueue serial_{loop_, "the order"};
+  SerialQueue other_{loop_, "another order"};
   std::string ran_;
 };
 
-TEST_F(SerialOrderTest, TasksStartLaterInOrderAndNoneInsideAnother) {
+TEST_F(SerialQueueTest, TasksStartLaterInOrderAndNoneInsideAnother) {
   serial_.async([&] {
     add('3');
     other_.async([&] { ran_ += '4'; });
@@ -38,11 +38,11 @@ TEST_F(SerialOrderTest, TasksStartLaterInOrderAndNoneInsideAnother) {
   EXPECT_EQ(ran_, "4s123");
 }
 
-TEST_F(SerialOrderTest, NothingStartsWhileItIsHeld) {
-  SerialOrder::Hold outer = serial_.hold();
+TEST_F(SerialQueueTest, NothingStartsWhileItIsHeld) {
+  SerialQueue::Hold outer = serial_.hold();
   add('1');
   add('2');
-  SerialOrder::Hold inner = serial_.hold();
+  SerialQueue::Hold inner = serial_.hold();
   turnThrough(loop_);
   other_.async([&] { ran_ += 'o'; });
   turnThrough(loop_);
@@ -51,7 +51,7 @@ TEST_F(SerialOrderTest, NothingStartsWhileItIsHeld) {
   add('3');
   turnThrough(loop_);
   EXPECT_EQ(ran_, "o") << "held once more";
-  SerialOrder::Hold moved = std::move(inner);
+  SerialQueue::Hold moved = std::move(inner);
   turnThrough(loop_);
   EXPECT_EQ(ran_, "o");
   moved = {};
@@ -62,7 +62,7 @@ TEST_F(SerialOrderTest, NothingStartsWhileItIsHeld) {
 }
 
 /// As an operation does that waits for a reply.
-TEST_F(SerialOrderTest, ATaskGoesOnInItsContinuationWhetherThatRunsOrIsDestroyed) {
+TEST_F(SerialQueueTest, ATaskGoesOnInItsContinuationWhetherThatRunsOrIsDestroyed) {
   EventLoop::Registration pending;
   for (const char name : {'a', 'b'}) {
     serial_.async([&, name] {
@@ -80,13 +80,13 @@ TEST_F(SerialOrderTest, ATaskGoesOnInItsContinuationWhetherThatRunsOrIsDestroyed
   EXPECT_EQ(ran_, "ab+122");
 }
 
-TEST(SerialOrderDeathTest, SyncThatCouldNeverReturnEndsTheProcessWithTheName) {
+TEST(SerialQueueDeathTest, SyncThatCouldNeverReturnEndsTheProcessWithTheName) {
   ::testing::GTEST_FLAG(death_test_style) = "threadsafe";
   const auto run = [](bool isHeld) {
     EventLoop loop;
-    SerialOrder outer(loop, "the outer one");
-    SerialOrder inner(loop, "the inner one");
-    SerialOrder::Hold hold;
+    SerialQueue outer(loop, "the outer one");
+    SerialQueue inner(loop, "the inner one");
+    SerialQueue::Hold hold;
     if (isHeld) hold = outer.hold();
     outer.sync([&] { inner.sync([&] { outer.sync([] {}); }); });
   };

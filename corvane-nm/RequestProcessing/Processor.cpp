@@ -1,4 +1,4 @@
-#include "corvane-nm/RequestProcessing/RequestProcessing.h"
+#include "corvane-nm/RequestProcessing/Processor.h"
 
 #include <memory>
 #include <utility>
@@ -6,12 +6,12 @@
 namespace corvane::RequestProcessing {
 
 Processor::Processor(Platform::EventLoop& loop, Environment environment)
-    : order_(loop, "RequestProcessingQueue"), handlers_(std::move(environment), order_) {}
+    : queue_(loop, "RequestProcessingQueue"), handlers_(std::move(environment), queue_) {}
 
 void Processor::process(Request&& request, ReplyCallback&& reply) {
   const BrowserCommand* const command = findBrowserCommand(request.type);
   if (command == nullptr) return;
-  order_.async([this, work = std::make_unique<WorkingReply>(*command, std::move(request),
+  queue_.async([this, work = std::make_unique<WorkingReply>(*command, std::move(request),
                                                             std::move(reply))]() mutable {
     handlers_.start(std::move(work));
   });

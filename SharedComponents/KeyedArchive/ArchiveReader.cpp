@@ -1,4 +1,4 @@
-#include "SharedComponents/KeyedArchive/ArchiveReading.h"
+#include "SharedComponents/KeyedArchive/ArchiveReader.h"
 
 #include <algorithm>
 #include <string>
@@ -22,7 +22,7 @@ std::int64_t signedInteger(const BinaryPropertyList::Object& stored, const char*
 
 }  // namespace
 
-bool ArchiveReading::read(Uid uid, Place place, Value& into) {
+bool ArchiveReader::read(Uid uid, Place place, Value& into) {
   const Object& entry = objects_.at(uid);
   switch (entry.kind) {
     case Kind::boolean:
@@ -51,7 +51,7 @@ bool ArchiveReading::read(Uid uid, Place place, Value& into) {
   throw MalformedArchive{"an entry is no object"};
 }
 
-bool ArchiveReading::readObject(const Object& object, Place place, Value& into) {
+bool ArchiveReader::readObject(const Object& object, Place place, Value& into) {
   using Class = ArchiveObjects::Class;
   const Class objectClass = objects_.classOf(object, place.inUserInfo);
   switch (objectClass.kind) {
@@ -81,7 +81,7 @@ bool ArchiveReading::readObject(const Object& object, Place place, Value& into) 
 }
 
 /// Of equal keys the first one counts.
-bool ArchiveReading::readDictionary(const Object& object, Place place, Dictionary& into) {
+bool ArchiveReader::readDictionary(const Object& object, Place place, Dictionary& into) {
   const Object& keys = references(object, ArchiveNames::keys);
   const Object& values = references(object, ArchiveNames::values);
   const std::size_t count = keys.count;
@@ -103,7 +103,7 @@ bool ArchiveReading::readDictionary(const Object& object, Place place, Dictionar
 }
 
 /// Reads a key of a dictionary; false when it is no text.
-bool ArchiveReading::readKey(Uid uid, Place place, std::string& into) {
+bool ArchiveReader::readKey(Uid uid, Place place, std::string& into) {
   const Object& entry = objects_.at(uid);
   if (entry.kind == Kind::text) {  // nearly always
     into = objects_.text(entry);
@@ -117,22 +117,21 @@ bool ArchiveReading::readKey(Uid uid, Place place, std::string& into) {
 }
 
 /// The field `key`, an array.
-const ArchiveReading::Object& ArchiveReading::references(const Object& object,
-                                                         std::string_view key) {
+const ArchiveReader::Object& ArchiveReader::references(const Object& object, std::string_view key) {
   const auto& array = objects_.field(object, key);
   if (array.kind != Kind::array)
     throw MalformedArchive{"a dictionary lacks its keys or its values"};
   return array;
 }
 
-ArchiveReading::Uid ArchiveReading::reference(const Object& array, std::size_t position) const {
+ArchiveReader::Uid ArchiveReader::reference(const Object& array, std::size_t position) const {
   const Object& uid = objects_.list().object(objects_.list().element(array, position));
   if (uid.kind != Kind::uid)
     throw MalformedArchive{"a dictionary holds something else than objects"};
   return uid.uid();
 }
 
-Record ArchiveReading::record(const Object& object, const RecordClass& recordClass) {
+Record ArchiveReader::record(const Object& object, const RecordClass& recordClass) {
   Record record{&recordClass, {}};
   record.fields.resize(recordClass.fields.size());
   const auto& order = recordClass.storedOrder;
@@ -149,7 +148,7 @@ Record ArchiveReading::record(const Object& object, const RecordClass& recordCla
 
 /// Whether the keys of `object` are those of `recordClass`, each where it is expected, as they are
 /// in nearly all archives. Otherwise each must be looked for.
-bool ArchiveReading::isInStoredOrder(const Object& object, const RecordClass& recordClass) const {
+bool ArchiveReader::isInStoredOrder(const Object& object, const RecordClass& recordClass) const {
   const auto& order = recordClass.storedOrder;
   if (object.count != order.size()) return false;
   for (std::size_t i = 0; i < order.size(); ++i) {
@@ -162,7 +161,7 @@ bool ArchiveReading::isInStoredOrder(const Object& object, const RecordClass& re
 }
 
 /// Leaves `into` null for a field that is missing, and for what should be a text and is none.
-void ArchiveReading::readField(const Object& stored, RecordField::Kind kind, Value& into) {
+void ArchiveReader::readField(const Object& stored, RecordField::Kind kind, Value& into) {
   if (!stored) return;
   switch (kind) {
     case RecordField::Kind::boolean:
@@ -179,7 +178,7 @@ void ArchiveReading::readField(const Object& stored, RecordField::Kind kind, Val
   }
 }
 
-ErrorObject ArchiveReading::error(const Object& object, Place place) {
+ErrorObject ArchiveReader::error(const Object& object, Place place) {
   ErrorObject error;
   const auto& domain = objects_.field(object, ArchiveNames::errorDomain);
   if (domain.kind != Kind::uid) throw MalformedArchive{"an error has no domain"};
@@ -191,7 +190,7 @@ ErrorObject ArchiveReading::error(const Object& object, Place place) {
   return error;
 }
 
-std::optional<Dictionary> ArchiveReading::userInfo(const Object& object, Place place) {
+std::optional<Dictionary> ArchiveReader::userInfo(const Object& object, Place place) {
   const auto& field = objects_.field(object, ArchiveNames::errorUserInfo);
   if (!field) return std::nullopt;
   if (field.kind != Kind::uid) throw MalformedArchive{"an error's user info is no object"};

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "VCommons/VCommonsKit/SerialOrder.h"
+#include "VCommons/VCommonsKit/SerialQueue.h"
 #include "corvane-nm/RequestProcessing/CommandHandlers.h"
 
 namespace corvane::RequestProcessing {
@@ -20,7 +20,7 @@ class Processor {
   void process(Request&& request, ReplyCallback&& reply);
 
  private:
-  SerialOrder order_;
+  SerialQueue queue_;
   CommandHandlers handlers_;
 };
 
