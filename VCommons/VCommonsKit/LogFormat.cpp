@@ -21,7 +21,7 @@ constexpr std::size_t longestValue = std::size_t{16} << 10;
 
 constexpr std::string_view nothing = "(null)";
 
-/// What stands between "%" and the conversion's letter, and the letter.
+/// A conversion: what is between "%" and its letter, and the letter.
 struct Conversion {
   std::string flags;
   std::size_t width = 0;
@@ -49,7 +49,7 @@ std::string realText(double value) {
   return text.data();
 }
 
-/// The text form of what has no text of its own.
+/// The text form of an argument that is no string, object or list.
 std::string plainText(const LogArgument& argument) {
   switch (argument.kind()) {
     case Kind::signedInteger:
@@ -115,7 +115,7 @@ std::uint64_t unsignedValue(const LogArgument& argument) {
   return argument.bits() & ((std::uint64_t{1} << (argument.width() * 8)) - 1);
 }
 
-/// One number through the library's own printf, by a format that is made here and suits `value`.
+/// Prints one number with snprintf. The format is made here and suits the type of `value`.
 template <class T>
 std::string printed(const Conversion& conversion, std::string_view length, char letter, T value) {
   constexpr std::size_t longestNumber = 320;  // 1.8e308 written out
@@ -170,7 +170,7 @@ std::string realConversion(const Conversion& conversion, const LogArgument& argu
   return printed(conversion, "", conversion.letter, value);
 }
 
-/// An argument by its conversion, or in its text form when the two do not go together.
+/// Prints an argument by its conversion, or in its text form if the conversion does not suit it.
 std::string converted(const Conversion& conversion, const LogArgument& argument) {
   const bool whole = isWhole(argument.kind());
   const bool wholeOrPointer = whole || argument.kind() == Kind::pointer;
@@ -206,7 +206,7 @@ std::string converted(const Conversion& conversion, const LogArgument& argument)
   return padded(conversion, naturalText(argument));
 }
 
-/// Reads a format from its first to its last character.
+/// One pass over a format from its first to its last character.
 class Formatter {
  public:
   Formatter(std::string_view format, std::span<const LogArgument> arguments)
@@ -231,7 +231,7 @@ class Formatter {
     return true;
   }
 
-  /// Digits, as far as there are any; numbers beyond every use become some large one.
+  /// Reads digits, if there are any, as a number; 0 if there are none, at most 1,000,000.
   std::size_t number() {
     std::size_t value = 0;
     for (; isDigit(peek()); ++at_) {
@@ -244,7 +244,7 @@ class Formatter {
     return nextArgument_ < arguments_.size() ? &arguments_[nextArgument_++] : nullptr;
   }
 
-  /// A width or precision: digits, or "*" for an argument, whose sign is the result.
+  /// Reads a width or a precision: digits, or "*" for the next argument, which may be negative.
   std::int64_t fieldSize() {
     if (!take('*')) return static_cast<std::int64_t>(number());
     const LogArgument* const argument = next();
@@ -260,7 +260,7 @@ class Formatter {
     }
   }
 
-  /// "%1$": the number, or 0 and nothing read when there is none.
+  /// Reads the "1$" of "%1$@": returns the number, or 0, with nothing consumed, if there is none.
   std::size_t readArgumentNumber() {
     const std::size_t begin = at_;
     const std::size_t position = number();
@@ -285,7 +285,7 @@ class Formatter {
     return conversion;
   }
 
-  /// At a "%": appends what it stands for.
+  /// Reads the conversion that begins at the present "%" and appends its text.
   void convert(std::string& text) {
     const std::size_t begin = at_++;
     const std::size_t position = readArgumentNumber();

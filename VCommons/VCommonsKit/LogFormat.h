@@ -14,46 +14,55 @@
 
 namespace corvane {
 
-/// One value for a log format. Small and borrowed: it lives no longer than what it was made from,
-/// which is the log call's own argument. Takes integers, reals, booleans, texts, pointers,
-/// optionals of these, objects with `description()`, and callables without arguments that return a
-/// text; the last two are asked for their text only when a message is really written.
+/// One argument of a log format, by reference: it must not outlive the value that it was made from,
+/// which is an argument of the log call. Cheap to make and to copy; allocates nothing.
+///
+/// Takes integers, enumerations (as their integers), reals, booleans, strings, pointers, optionals
+/// of these, objects with `appendDescription(TruncatedText&)` or `description()`, and callables
+/// without arguments that return a string. Anything else does not compile. Objects and callables
+/// are asked for their text only when a message is really written.
 class LogArgument {
  public:
+  /// What the argument holds, and so which of the functions below may be called.
   enum class Kind {
-    absent,
+    absent,  ///< an empty optional or a null `const char*`
     signedInteger,
     unsignedInteger,
     real,
     boolean,
     text,
     pointer,
-    object,
+    object,  ///< something that describes itself
     list
   };
 
+  /// Refers to `value`; chooses the kind by its type.
   template <class T>
   requires(!std::same_as<T, LogArgument>) explicit LogArgument(const T& value) { set(value); }
-  /// A list as a single value; `values` stay where they are.
+  /// A list as a single argument. Refers to `values`, which must outlive it.
   explicit LogArgument(std::span<const LogArgument> values)
       : kind_(Kind::list), size_(values.size()), address_(values.data()) {}
 
   [[nodiscard]] Kind kind() const { return kind_; }
 
-  /// The number under the kinds signedInteger, unsignedInteger and boolean; signed ones as two's
-  /// complement.
+  /// Kinds signedInteger, unsignedInteger and boolean: the number, sign-extended to 64 bits in
+  /// two's complement.
   [[nodiscard]] std::uint64_t bits() const { return bits_; }
-  /// Bytes of the integer type that `bits` came from.
+  /// The size in bytes of the integer type that `bits` came from.
   [[nodiscard]] std::size_t width() const { return size_; }
+  /// Kind real.
   [[nodiscard]] double real() const { return std::bit_cast<double>(bits_); }
+  /// Kind pointer; may be null.
   [[nodiscard]] const void* pointer() const { return address_; }
+  /// Kind text: a view of the caller's string.
   [[nodiscard]] std::string_view text() const {
     return {static_cast<const char*>(address_), size_};
   }
+  /// Kind list: the elements, which may be lists, too.
   [[nodiscard]] std::span<const LogArgument> list() const {
     return {static_cast<const LogArgument*>(address_), size_};
   }
-  /// Kind object: appends its text.
+  /// Kind object: appends its description to `text`, which keeps as much as it has room for.
   void describe(TruncatedText& text) const { describe_(address_, text); }
 
  private:
@@ -66,10 +75,10 @@ class LogArgument {
   }
 
   Kind kind_ = Kind::absent;
-  std::size_t size_ = 0;
-  const void* address_ = nullptr;
-  std::uint64_t bits_ = 0;  // of a real, too
-  void (*describe_)(const void*, TruncatedText&) = nullptr;
+  std::size_t size_ = 0;  // of an integer in bytes, of a string in bytes, of a list in elements
+  const void* address_ = nullptr;  // of a pointer: its value; otherwise of what is referred to
+  std::uint64_t bits_ = 0;         // of a real, too
+  void (*describe_)(const void*, TruncatedText&) = nullptr;  // knows the type at `address_`
 };
 
 namespace detail {
@@ -78,15 +87,17 @@ inline constexpr bool isOptional = false;
 template <class T>
 inline constexpr bool isOptional<std::optional<T>> = true;
 
-/// An object whose description may be long, and is appended to a truncated text.
+/// An object whose description may be long: it appends it piece by piece to a string with a limit.
 template <class T>
 concept AppendsDescription = requires(const T& value, TruncatedText& text) {
   value.appendDescription(text);
 };
+/// An object that returns its description; `appendDescription` is preferred if it has both.
 template <class T>
 concept Describable = requires(const T& value) {
   { value.description() } -> std::convertible_to<std::string_view>;
 };
+/// A callable that makes a string which is too costly to make for a suppressed message.
 template <class T>
 concept TextCallable = requires(const T& value) {
   { value() } -> std::convertible_to<std::string_view>;
@@ -143,22 +154,24 @@ void LogArgument::set(const T& value) {
   }
 }
 
-/// `format` with its conversions replaced by `arguments`: the conversions of printf
+/// Returns `format` with its conversions replaced by `arguments`: the conversions of printf
 /// (https://pubs.opengroup.org/onlinepubs/9699919799/functions/fprintf.html), "%1$@" for arguments
-/// by number, and "%@" for the text form of any argument. It differs where printf leaves a caller
-/// no way out:
+/// by number, and "%@" for the text form of any argument. Unlike printf it is defined for any
+/// format and any arguments:
 ///
 /// - an argument knows its own type and size, so length modifiers are read and ignored;
 /// - an argument that does not suit its conversion is printed in its text form;
 /// - a missing argument and an empty optional print "(null)";
-/// - "%n" and unknown conversions stand as they are;
-/// - widths and precisions of numbers end at 200;
-/// - the text of an argument, a list included, is truncated to 16 KiB (TruncatedText), counted
+/// - "%n" and unknown conversions are copied to the result unchanged;
+/// - widths, and the precisions of numbers, are limited to 200;
+/// - the text of one argument, or of a whole list, is truncated to 16 KiB (TruncatedText), counted
 ///   before control characters are made visible;
 /// - control characters in the text of an argument are made visible (Unicode::appendVisible);
-/// - those of the format stay.
+/// - control characters in the format itself are not changed.
 ///
-/// Well defined for any format and any arguments. Safe from any thread.
+/// The text form: integers in decimal, reals with 15 to 17 significant digits, as few as read back
+/// as the same number, "true" and "false", addresses as "0x…", null pointers as "(null)", lists as
+/// "(1, two)". Thread-safe.
 std::string formatLogText(std::string_view format, std::span<const LogArgument> arguments);
 
 }  // namespace corvane
