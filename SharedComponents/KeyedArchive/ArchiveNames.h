@@ -3,13 +3,20 @@
 #include <cstdint>
 #include <string_view>
 
-/// The names that a keyed archive is held together by, as Foundation's NSKeyedArchiver writes them.
+/// The names in the structure of a keyed archive, as Foundation's NSKeyedArchiver writes them.
 /// Public description: https://github.com/swiftlang/swift-corelibs-foundation,
 /// NSKeyedArchiver.swift.
+///
+/// The archive is a property list whose top dictionary has the version, the archiver's name, a
+/// dictionary with the number of the root object, and the array of all objects. An object refers
+/// to others by their position in that array (a UID). Strings and plain numbers stand in the array
+/// themselves; any other object is a dictionary that also refers to its class.
 namespace corvane::ArchiveNames {
 
+/// The only version of the format; the value of `version`.
 inline constexpr std::int64_t archiveVersion = 100000;
 
+/// The top dictionary, and in `top` the key of the root.
 inline constexpr std::string_view version = "$version";
 inline constexpr std::string_view archiver = "$archiver";
 inline constexpr std::string_view keyedArchiver = "NSKeyedArchiver";
@@ -17,11 +24,14 @@ inline constexpr std::string_view top = "$top";
 inline constexpr std::string_view root = "root";
 inline constexpr std::string_view objects = "$objects";
 
-inline constexpr std::string_view nothing = "$null";  ///< an entry that is no object
+/// The object at position 0, which stands for no object; keys of objects; keys of class entries.
+inline constexpr std::string_view nothing = "$null";
 inline constexpr std::string_view objectClass = "$class";
 inline constexpr std::string_view className = "$classname";
-inline constexpr std::string_view classes = "$classes";  ///< the class and those above it
+inline constexpr std::string_view classes =
+    "$classes";  ///< names of the class and its superclasses
 
+/// The keys of dictionaries, of strings that are objects, and of errors.
 inline constexpr std::string_view keys = "NS.keys";
 inline constexpr std::string_view values = "NS.objects";
 inline constexpr std::string_view string = "NS.string";
@@ -29,6 +39,7 @@ inline constexpr std::string_view errorCode = "NSCode";
 inline constexpr std::string_view errorDomain = "NSDomain";
 inline constexpr std::string_view errorUserInfo = "NSUserInfo";
 
+/// The names of classes.
 inline constexpr std::string_view dictionaryClass = "NSDictionary";
 inline constexpr std::string_view mutableDictionaryClass = "NSMutableDictionary";
 inline constexpr std::string_view stringClass = "NSString";

@@ -23,7 +23,8 @@ void requireDepth(unsigned depth) {
   if (depth > ArchiveLimits::maximumDepth) throw MalformedArchive{"objects are nested too deeply"};
 }
 
-// Roughly what an object takes besides its text: references, UIDs, markers, its place in the table.
+// Roughly the bytes of an object besides its string (references, UIDs, markers, its entry in the
+// offset table), and of the archive's frame.
 constexpr std::size_t bytesOfObject = 16;
 constexpr std::size_t bytesOfFrame = 320;
 
@@ -35,7 +36,7 @@ ArchiveNumbering::ArchiveNumbering(const Value& root) {
   numberValue(root, 1);
 }
 
-/// Made in its place, as a copy would wait for the parts of what it copies.
+/// Constructs the content in place: copying a variant that was just written stalls the processor.
 template <class Content>
 ArchiveNumbering::Uid ArchiveNumbering::add(const Content& content) {
   sizeEstimate_ += bytesOfObject;
@@ -43,7 +44,7 @@ ArchiveNumbering::Uid ArchiveNumbering::add(const Content& content) {
   return static_cast<Uid>(entries_.size() - 1);
 }
 
-/// Gives the object its number, and room for its references.
+/// Numbers the object and reserves its references.
 template <class Content>
 ArchiveNumbering::Uid ArchiveNumbering::beginObject(const Content& content,
                                                     std::size_t references) {

@@ -16,29 +16,34 @@
 
 namespace corvane {
 
-/// Gives every object of an archive its number (UID) before the first byte is written, because the
-/// list of objects begins with their count and objects name those that come after them.
+/// Numbers the objects of an archive before the first byte is written: the array of objects begins
+/// with their count, and objects refer to later ones by number (UID).
 ///
-/// Objects are numbered when they are first met, as NSKeyedArchiver meets them: the object, then
-/// what is in it (a dictionary: all keys, then all values), then its class unless it has a number.
-/// Equal texts, equal numbers, the null object and classes have one number each. A part of
-/// `KeyedArchiver`; keeps views of the value that it numbers.
+/// An object gets its number when NSKeyedArchiver would first meet it: the object, then its parts
+/// (of a dictionary all keys, then all values), then its class unless that has a number. Equal
+/// strings, equal numbers, the null object and classes share one number each.
+///
+/// A part of `KeyedArchiver`. Refers to the value that it numbers, which must outlive it. Not
+/// thread-safe.
 class ArchiveNumbering {
  public:
   using Uid = ArchiveTexts::Uid;
 
-  struct Nothing {};
+  struct Nothing {};  ///< the entry 0, "$null"
+  /// A string.
   struct Text {
     ArchiveTexts::Id id;
   };
-  struct BoxedText {};  ///< the text "$null", which would mean nothing if it stood alone
+  struct BoxedText {};  ///< the string "$null", wrapped in an object to tell it from `Nothing`
+  /// A class.
   struct ClassEntry {
     ArchiveTexts::Id name;
-    bool isNamedTwice;  ///< the name in the list of classes is a text of its own
+    bool isNamedTwice;  ///< its name is repeated, not shared, in the list of classes
   };
 
-  /// One object. `first` is where its references begin: a dictionary's keys, then its values; one
-  /// for each field of a record that is a text; domain and user info (0: none) of an error.
+  /// One object, and where its references begin. References are: a dictionary's keys, then its
+  /// values; one per field of a record (used if the field is a string); domain and user info of an
+  /// error (0: no user info).
   struct Entry {
     std::variant<Nothing, Text, BoxedText, const Value*, Value::Null, const Dictionary*,
                  const Record*, const ErrorObject*, ClassEntry>
@@ -47,27 +52,28 @@ class ArchiveNumbering {
     Uid classUid = 0;
   };
 
-  /// Numbers `root` and everything in it. Throws `MalformedArchive` when a text is not well formed,
-  /// when objects are nested too deeply, or when a record has a field of a kind that records don't
-  /// have.
+  /// Numbers `root` and everything in it. Throws `MalformedArchive` if a string is not well formed
+  /// (Base/Unicode.h, unpaired surrogates allowed), if objects are nested too deeply, or if a
+  /// record has a field of a kind that records can't have.
   explicit ArchiveNumbering(const Value& root);
 
-  /// All objects in the order of their numbers; entry 0 is nothing, entry 1 the root.
+  /// All objects in the order of their numbers: 0 is `Nothing`, 1 the root.
   [[nodiscard]] std::span<const Entry> entries() const { return entries_; }
 
-  /// `count` references of `entry`, from number `position` on.
+  /// Returns `count` references of `entry`, beginning with its reference `position`.
   [[nodiscard]] std::span<const Uid> references(const Entry& entry, std::size_t position,
                                                 std::size_t count) const {
     return std::span(references_).subspan(entry.first + position, count);
   }
 
-  /// All texts that are objects, with their numbers.
+  /// The strings of the archive, with the numbers of those that are objects.
   [[nodiscard]] ArchiveTexts& texts() { return texts_; }
 
-  /// About how many bytes the archive will have.
+  /// Roughly the size of the archive in bytes; for reserving memory.
   [[nodiscard]] std::size_t sizeEstimate() const { return sizeEstimate_; }
 
-  /// How many bytes the texts take at least: three bytes of UTF-8 may be a code unit of two.
+  /// A lower bound on the bytes that the strings take: three bytes of UTF-8 may become one UTF-16
+  /// code unit of two.
   [[nodiscard]] std::size_t leastTextBytes() const { return textBytes_ / 3 * 2; }
 
  private:
@@ -91,7 +97,7 @@ class ArchiveNumbering {
   HashIndex scalars_;  // the entries that are booleans or numbers
   std::optional<Uid> null_;
   std::size_t sizeEstimate_ = 0;
-  std::size_t textBytes_ = 0;  // of all texts, each counted once
+  std::size_t textBytes_ = 0;  // UTF-8 bytes of all strings, equal ones counted once
 };
 
 }  // namespace corvane

@@ -33,7 +33,7 @@ ArchiveObjects::ArchiveObjects(const BinaryPropertyList& list, const ArchivableC
   root_ = root.uid();
 }
 
-/// Where entry `uid` is in the property list.
+/// Returns the index of object `uid` in the property list.
 inline BinaryPropertyList::Index ArchiveObjects::indexOf(Uid uid) const {
   if (uid >= objects_.count) throw MalformedArchive{"a reference leads to no object"};
   return list_.element(objects_, uid);
@@ -64,7 +64,7 @@ ArchiveObjects::Class ArchiveObjects::classOf(const Object& object, bool errorsA
   return superclassOf(entry, errorsAllowed);
 }
 
-/// The class that `name` stands for by itself.
+/// Returns the class called `name`, without regard to superclasses; nothing if it is unknown.
 std::optional<ArchiveObjects::Class> ArchiveObjects::knownClass(const Object& name,
                                                                 bool errorsAllowed) const {
   const auto is = [&](std::string_view known) { return name.textEquals(known); };
@@ -82,7 +82,8 @@ std::optional<ArchiveObjects::Class> ArchiveObjects::knownClass(const Object& na
   return std::nullopt;
 }
 
-/// The first known class above one with an unknown name.
+/// Returns the nearest known superclass of a class whose name is unknown. A subclass of a record is
+/// not allowed.
 ArchiveObjects::Class ArchiveObjects::superclassOf(const Object& entry, bool errorsAllowed) {
   const auto& names = field(entry, ArchiveNames::classes);
   if (!names) return {};
@@ -110,7 +111,7 @@ const ArchiveObjects::Object& ArchiveObjects::fieldAt(const Object& object, std:
 }
 
 std::string ArchiveObjects::text(const Object& object) {
-  // A code unit of two bytes makes at most three.
+  // At most: two bytes of UTF-16 become at most three bytes of UTF-8.
   const std::size_t bytes = object.payload().size() * 3 / 2;
   if (bytes > textBytesLeft_) throw MalformedArchive{"the texts are too long together"};
   textBytesLeft_ -= bytes;

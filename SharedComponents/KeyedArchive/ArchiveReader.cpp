@@ -59,7 +59,7 @@ bool ArchiveReader::readObject(const Object& object, Place place, Value& into) {
       into = Value();
       return true;
     case Class::Kind::number:
-      return false;  // plain numbers are no objects of their own
+      return false;  // archivers store plain numbers without an object
     case Class::Kind::text:
       into.makeText() = objects_.text(objects_.boxedText(object));
       return true;
@@ -80,7 +80,8 @@ bool ArchiveReader::readObject(const Object& object, Place place, Value& into) {
   return true;
 }
 
-/// Of equal keys the first one counts.
+/// The first of several equal keys counts. Returns false if the dictionary must be skipped because
+/// a key is not a string; in user info only that entry is skipped.
 bool ArchiveReader::readDictionary(const Object& object, Place place, Dictionary& into) {
   const Object& keys = references(object, ArchiveNames::keys);
   const Object& values = references(object, ArchiveNames::values);
@@ -102,7 +103,7 @@ bool ArchiveReader::readDictionary(const Object& object, Place place, Dictionary
   return isExpressed;
 }
 
-/// Reads a key of a dictionary; false when it is no text.
+/// Reads a key of a dictionary; returns false if it is not a string.
 bool ArchiveReader::readKey(Uid uid, Place place, std::string& into) {
   const Object& entry = objects_.at(uid);
   if (entry.kind == Kind::text) {  // nearly always
@@ -116,7 +117,7 @@ bool ArchiveReader::readKey(Uid uid, Place place, std::string& into) {
   return true;
 }
 
-/// The field `key`, an array.
+/// Returns the field `key`, which must be an array.
 const ArchiveReader::Object& ArchiveReader::references(const Object& object, std::string_view key) {
   const auto& array = objects_.field(object, key);
   if (array.kind != Kind::array)
@@ -146,8 +147,8 @@ Record ArchiveReader::record(const Object& object, const RecordClass& recordClas
   return record;
 }
 
-/// Whether the keys of `object` are those of `recordClass`, each where it is expected, as they are
-/// in nearly all archives. Otherwise each must be looked for.
+/// Whether the keys of `object` are exactly those of `recordClass` in the stored order, as in
+/// nearly all archives. Then fields are found by position, otherwise by a search for each.
 bool ArchiveReader::isInStoredOrder(const Object& object, const RecordClass& recordClass) const {
   const auto& order = recordClass.storedOrder;
   if (object.count != order.size()) return false;
@@ -160,7 +161,7 @@ bool ArchiveReader::isInStoredOrder(const Object& object, const RecordClass& rec
   return true;
 }
 
-/// Leaves `into` null for a field that is missing, and for what should be a text and is none.
+/// Leaves `into` null if the field is missing, or should be a string and is none.
 void ArchiveReader::readField(const Object& stored, RecordField::Kind kind, Value& into) {
   if (!stored) return;
   switch (kind) {

@@ -10,26 +10,30 @@
 
 namespace corvane {
 
-/// Makes values of the objects in an archive, by their numbers. Goes into objects no deeper than is
-/// allowed, and so ends where they contain themselves. A part of `KeyedUnarchiver`, whose header
-/// says what is refused and what is left out. What is refused throws `MalformedArchive`.
+/// Converts the objects in an archive to values, recursively from a given number. The depth limit
+/// also ends cycles of objects that contain themselves. A part of `KeyedUnarchiver`, whose header
+/// says what is rejected and what is skipped. Throws `MalformedArchive` for what is rejected. Not
+/// thread-safe.
 class ArchiveReader {
  public:
   using Object = ArchiveObjects::Object;
   using Uid = ArchiveObjects::Uid;
 
-  /// Where an object stands: how deep, and whether inside an error's user info.
+  /// The position of an object: its depth, 1 for the root, and whether it is in an error's user
+  /// info, where anything unknown is skipped rather than rejected.
   struct Place {
     unsigned depth = 1;
     bool inUserInfo = false;
 
+    /// The position of its parts.
     [[nodiscard]] Place below() const { return {depth + 1, inUserInfo}; }
   };
 
-  /// `objects` must outlive this.
+  /// `objects` must outlive this object.
   explicit ArchiveReader(ArchiveObjects& objects) : objects_(objects) {}
 
-  /// Reads entry `uid` into `into`; false for what no value can express.
+  /// Reads object `uid` into `into`. Returns false, with `into` unspecified, for an object that is
+  /// allowed but that no value can express; the caller skips it.
   bool read(Uid uid, Place place, Value& into);
 
  private:

@@ -35,8 +35,8 @@ constexpr std::string_view names[] = {
 static_assert(std::size(names) == ArchiveTexts::nameCount);
 static_assert(names[ArchiveTexts::nothing] == ArchiveNames::nothing);
 
-/// The names by their hash: where it leads, or in the next slots, is the name and 1; 0 ends the
-/// search.
+/// A hash table of the names with linear probing, made at compile time. A slot holds the id plus 1;
+/// 0 is an empty slot, which ends the search.
 constexpr std::array<std::uint8_t, 64> nameSlots = [] {
   std::array<std::uint8_t, 64> slots{};
   for (ArchiveTexts::Id id = 0; id < ArchiveTexts::nameCount; ++id) {
@@ -58,7 +58,7 @@ ArchiveTexts::Id ArchiveTexts::idOf(std::string_view text) {
   const auto known = index_.find(hash, [&](Id id) { return others_[id - nameCount].view == text; });
   if (known != HashIndex::none) return known;
   const auto id = nameCount + static_cast<Id>(others_.size());
-  others_.emplace_back().view = text;  // in its place, as a copy would wait for its parts
+  others_.emplace_back().view = text;  // in place, see ArchiveNumbering::add
   index_.insert(hash, id);
   return id;
 }

@@ -11,14 +11,18 @@
 
 namespace corvane {
 
-/// The texts of an archive that is being written, equal ones counted once: the names that every
-/// archive may hold, then all others. A part of `KeyedArchiver`; keeps views of the texts.
+/// The strings of an archive that is being written, each with an id; equal strings share one. The
+/// names that every archive uses come first, so that finding one needs no comparison with the
+/// archive's own strings. A part of `KeyedArchiver`. Refers to the strings that it is given, which
+/// must outlive it. Not thread-safe.
 class ArchiveTexts {
  public:
+  /// A string: a `Name`, or a number from `nameCount` on.
   using Id = std::uint32_t;
+  /// The number of an object in the archive.
   using Uid = std::uint32_t;
 
-  /// The names that are there from the beginning; see ArchiveNames.h.
+  /// The ids of the names in ArchiveNames.h, which exist from the beginning.
   enum Name : Id {
     version,
     archiver,
@@ -45,24 +49,25 @@ class ArchiveTexts {
 
   static constexpr Id nameCount = objectBaseClass + 1;
 
-  /// What becomes of a text in the archive.
+  /// Where a string is used in the archive.
   struct Use {
-    Uid uid = 0;              ///< its number as an object; 0: it is none
-    Uid classUid = 0;         ///< that of the class with this name; 0: there is none
-    std::uint32_t place = 0;  ///< in the property list; 0: not written yet
+    Uid uid = 0;              ///< its number as an object; 0: not an object
+    Uid classUid = 0;         ///< the number of the class with this name; 0: no such class
+    std::uint32_t place = 0;  ///< its index in the property list; 0: not written yet
   };
 
-  /// The one that equals `text`, which is added if there was none.
+  /// Returns the id of the string that equals `text`; adds it if there is none.
   Id idOf(std::string_view text);
 
+  /// Returns the string `id`, which must exist.
   [[nodiscard]] std::string_view view(Id id) const;
 
-  /// Lives until a text is added.
+  /// Returns the uses of `id`, for changing, too. Valid until a string is added.
   [[nodiscard]] Use& use(Id id) {
     return id < nameCount ? names_[id] : others_[id - nameCount].use;
   }
 
-  /// Marks all texts as not yet written, for another pass.
+  /// Marks all strings as not written yet, for another pass over the same archive.
   void forgetPlaces();
 
  private:
@@ -72,8 +77,9 @@ class ArchiveTexts {
   };
 
   std::array<Use, nameCount> names_{};
-  boost::container::small_vector<Other, 24> others_;  // the texts behind the names
-  HashIndex index_;                                   // of these
+  boost::container::small_vector<Other, 24>
+      others_;       // the strings that are no names, by id less nameCount
+  HashIndex index_;  // finds them by content
 };
 
 }  // namespace corvane

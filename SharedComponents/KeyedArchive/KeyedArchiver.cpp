@@ -16,8 +16,8 @@ using Entry = ArchiveNumbering::Entry;
 
 constexpr Uid rootUid = 1;
 
-// The order of fields is the one in which Foundation's hash table lists them. No reader depends on
-// it; it makes archives comparable.
+// Writes the numbered objects as a property list. The keys of an object are in the order of
+// Foundation's hash table; no reader depends on it, but archives can be compared byte by byte.
 class ArchiveWriter {
  public:
   ArchiveWriter(ArchiveNumbering& numbering, std::size_t referenceWidth)
@@ -73,7 +73,7 @@ void ArchiveWriter::writeAll() {
   }
 }
 
-/// A dictionary with its keys.
+/// Adds a dictionary and sets its keys; the caller sets the values.
 BinaryPropertyListWriter::Container ArchiveWriter::addObject(
     std::initializer_list<ArchiveTexts::Id> keys) {
   const auto object = list_.addDictionary(keys.size());
@@ -82,7 +82,7 @@ BinaryPropertyListWriter::Container ArchiveWriter::addObject(
   return object;
 }
 
-/// Writes a text unless an equal one has been written.
+/// Writes a string unless an equal one has been written; returns its index.
 Index ArchiveWriter::addText(ArchiveTexts::Id id) {
   ArchiveTexts& texts = numbering_.texts();
   auto& place = texts.use(id).place;
@@ -163,8 +163,9 @@ Index ArchiveWriter::operator()(const ErrorObject* error) {
 }
 
 Index ArchiveWriter::operator()(const ArchiveNumbering::ClassEntry& objectClass) {
-  // The platform packs names of up to seven characters into the pointer, where all are the same; a
-  // longer name comes from elsewhere each time, but for the classes that Foundation knows by heart.
+  // Foundation shares equal strings if they are the same object. Strings of up to seven characters
+  // are packed into the pointer, so equal ones are the same; a longer class name is a new string
+  // each time, except for Foundation's own classes.
   constexpr std::size_t packedLength = 7;
   const auto object = addObject({ArchiveTexts::className, ArchiveTexts::classes});
   list_.setValue(object, 0, addText(objectClass.name));
@@ -186,9 +187,9 @@ Failure tooLong() {
 Result<std::string> KeyedArchiver::archive(const Value& root, std::size_t limit) try {
   ArchiveNumbering numbering(root);
   if (numbering.leastTextBytes() > limit) return tooLong();
-  // The width of references follows from the number of property list objects, which is known in the
-  // end. There are at least as many as archived ones; only an archive a little below a border is
-  // written twice.
+  // The width of references depends on the number of property list objects, which is known only at
+  // the end. It is at least the number of archived objects; so only an archive just below a limit
+  // of a width is written twice.
   std::size_t width = BinaryPropertyListWriter::referenceWidthFor(numbering.entries().size());
   for (;;) {
     ArchiveWriter writer(numbering, width);

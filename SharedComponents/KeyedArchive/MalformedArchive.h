@@ -2,10 +2,10 @@
 
 namespace corvane {
 
-/// Why an archive can't be read, or a value not be archived. Thrown inside the archiver and the
-/// unarchiver, which make a `Failure` of it; it never leaves them.
+/// The exception for an archive that can't be read or a value that can't be archived. Thrown inside
+/// the archiver and the unarchiver only; their public functions turn it into a `Failure`.
 struct MalformedArchive {
-  const char* reason;
+  const char* reason;  ///< for the log; a literal
 };
 
 }  // namespace corvane
