@@ -33,7 +33,7 @@ std::uint32_t lengthOf(const LengthBytes& bytes) {
   return length;
 }
 
-/// True when the file has been cut off; otherwise there is an error line.
+/// Truncates the file. Returns false, after an error line, if that fails.
 bool truncate(ExchangeFile& exchange, std::uint64_t length, const char* function) {
   const auto outcome = exchange.file().truncate(length);
   if (!outcome)
@@ -41,14 +41,14 @@ bool truncate(ExchangeFile& exchange, std::uint64_t length, const char* function
   return static_cast<bool>(outcome);
 }
 
-/// A record where it lies in its file.
+/// Where a record is in its file, without the length that follows it; in bytes.
 struct Extent {
   std::uint64_t start = 0;
   std::uint32_t length = 0;
 };
 
-/// Where the newest record lies, or nothing: then there is none, and a file that can't be right has
-/// been emptied.
+/// Finds the newest record. Nothing if there is none or its length can't be read; a file that can't
+/// be valid has been emptied then.
 std::optional<Extent> newestRecord(ExchangeFile& exchange) {
   const std::uint64_t size = exchange.length();
   if (size <= lengthSize) {
@@ -96,7 +96,7 @@ std::optional<std::vector<std::byte>> bytesAt(ExchangeFile& exchange, const Exte
   return bytes;
 }
 
-/// Appends all or nothing. True when it is all; otherwise an error line says why.
+/// Appends the record completely or not at all. Returns false, after an error line, if it fails.
 bool append(ExchangeFile& exchange, const std::string& archive) {
   const LengthBytes length = bytesOfLength(archive.size());
   const auto written = exchange.file().writeAt(bytesOf(archive), length, exchange.length());
@@ -112,7 +112,7 @@ bool append(ExchangeFile& exchange, const std::string& archive) {
   return false;
 }
 
-/// What setExchange does with the locked file; returns what it answers.
+/// What setExchange does with the file; returns what its continuation gets.
 bool appendRecord(ExchangeFile& exchange, const std::string& key, ExchangeRecord record) {
   if (exchange.state() != ExchangeFile::State::ready) return true;
   if (exchange.length() > ExchangeBuffer::maximumBufferLength) {
@@ -139,7 +139,7 @@ bool appendRecord(ExchangeFile& exchange, const std::string& key, ExchangeRecord
   return true;
 }
 
-/// How soon a contended lock is tried again when there is no thread to wait for it.
+/// How soon a contended lock is tried again if the system starts no thread to wait for it.
 constexpr std::chrono::milliseconds retryPause{10};
 
 }  // namespace
@@ -147,14 +147,14 @@ constexpr std::chrono::milliseconds retryPause{10};
 ExchangeBuffer::ExchangeBuffer(Platform::EventLoop& loop, std::function<std::string()> folder)
     : loop_(loop), folder_(std::move(folder)) {}
 
-/// What is to be done with the locked file, and how often it may still be opened.
+/// What to do with the file once it is locked, and how often it may still be opened.
 struct ExchangeBuffer::Operation {
   std::string path;
   Use use;
   unsigned attemptsLeft = maximumAttempts;
 };
 
-/// Runs `use` with the file of `key`, locked unless that is impossible.
+/// Calls `use` with the file of `key`, locked unless that is impossible; see ExchangeFile::state.
 void ExchangeBuffer::withFile(const std::string& key, Use use) {
   start({folder_() + "/" + key + ".data", std::move(use)});
 }
@@ -167,7 +167,7 @@ void ExchangeBuffer::start(Operation operation) {
   waitForLock(std::move(operation));
 }
 
-/// Uses the file, or starts over if it was removed. It is not contended.
+/// Uses the file, which is not contended, or starts over if it was removed.
 void ExchangeBuffer::run(ExchangeFile& exchange, Operation operation) {
   if (exchange.state() != ExchangeFile::State::removed || --operation.attemptsLeft == 0)
     return operation.use(exchange);
@@ -175,7 +175,8 @@ void ExchangeBuffer::run(ExchangeFile& exchange, Operation operation) {
   start(std::move(operation));
 }
 
-/// An operation whose lock another process has.
+/// An operation that waits for a lock that another process holds. Shared between the loop and the
+/// helper thread, which use it one after the other.
 struct ExchangeBuffer::LockWait {
   explicit LockWait(Operation pending) : operation(std::move(pending)), exchange(operation.path) {}
 
@@ -183,7 +184,7 @@ struct ExchangeBuffer::LockWait {
   ExchangeFile exchange;
 };
 
-/// Waits on a thread of its own; where the system starts none, tries again and again.
+/// Waits on a thread of its own; if the system starts none, tries again every `retryPause`.
 void ExchangeBuffer::waitForLock(Operation operation) {
   const auto wait = std::make_shared<LockWait>(std::move(operation));
   if (wait->exchange.state() != ExchangeFile::State::contended)
@@ -242,7 +243,8 @@ std::optional<ExchangeRecord> ExchangeBuffer::takeNewest(ExchangeFile& exchange,
   std::optional<ExchangeRecord> record;
   if (newest != undecodable) {
     const auto bytes = bytesAt(exchange, *extent);
-    if (!bytes && extent->length <= longestRecord) return std::nullopt;  // it may be readable yet
+    if (!bytes && extent->length <= longestRecord)
+      return std::nullopt;  // the next read may succeed
     if (bytes) record = decoded(*bytes);
   }
   if (!record) {
@@ -257,7 +259,7 @@ std::optional<ExchangeRecord> ExchangeBuffer::takeNewest(ExchangeFile& exchange,
 }
 
 std::optional<ExchangeRecord> ExchangeBuffer::decoded(ByteView archive) const {
-  // Errors always: a main application may answer any request with one.
+  // Errors are always allowed, because a main application may answer any request with one.
   auto root = KeyedUnarchiver::unarchive(archive, {classes_, true});
   if (!root) {
     VCLogCError({file, getFunction}, "Can't convert exchange object to dictionary: %@",

@@ -15,53 +15,59 @@
 
 namespace corvane {
 
-/// The exchange files, one for each key ("KEY.data"), through which host and main application hand
-/// records to each other. A file is a stack of records without a header; a record is a keyed
-/// archive followed by its length as four bytes, the lowest first, so that the newest is found from
-/// the end.
+/// The exchange files, one per key ("KEY.data"), through which the host and the main application
+/// pass records to each other. A file is a stack of records without a header; a record is a keyed
+/// archive followed by its length as four bytes, little-endian, so that a reader finds the newest
+/// record from the end of the file.
 ///
-/// Each operation holds the file's lock from beginning to end. A lock that is free is taken at
-/// once, and then the operation calls its continuation before it returns; one that another process
-/// has is waited for without limit, on a thread that does nothing else, and the continuation runs
-/// later on the loop. The lock is given back before the continuation runs. Files are never created
-/// here: one that is missing takes nothing and gives nothing. If a file was removed before its lock
-/// was had, the operation starts over with the file that has its name now, at most
-/// `maximumAttempts` times in all. What an operation did not finish it undoes. On the loop's
-/// thread.
+/// Each operation holds the file's lock from beginning to end. If the lock is free, the operation
+/// calls its continuation before it returns. If another process holds it, a helper thread waits for
+/// it without limit, and the continuation runs later, on the loop. In both cases the file is
+/// unlocked and closed before the continuation runs.
+///
+/// Files are never created here: a missing file discards records and yields none. If a file was
+/// removed before its lock was taken, the operation starts over with the file that has its name
+/// now, at most `maximumAttempts` times in all. A write that fails half-way is undone. Each
+/// continuation is called exactly once, unless the loop ends first. On the loop's thread.
 class ExchangeBuffer {
  public:
-  /// A file longer than this many bytes takes no further record.
+  /// A file longer than this many bytes takes no further record, so that a main application that
+  /// does not read costs a bounded amount of disk.
   static constexpr std::uint64_t maximumBufferLength = 10'240'000;
   /// The longest archive, in bytes, that is written.
   static constexpr std::size_t maximumObjectLength = 1'024'000;
-  /// How often an operation opens its file when each one is removed; then it counts as missing.
+  /// How often an operation opens its file if each one is removed; then the file counts as missing.
   static constexpr unsigned maximumAttempts = 10;
 
-  /// The files lie in the directory that `folder` returns; each operation asks it. `loop` and this
-  /// object must outlive every operation.
+  /// `folder` returns the directory of the files; each operation calls it. `loop` and this object
+  /// must outlive every operation.
   ExchangeBuffer(Platform::EventLoop& loop, std::function<std::string()> folder);
 
-  /// Appends a record. `done` gets false when it is refused: the file is full, the archive too
-  /// long, or the record can't be archived. True otherwise, also when nothing was written because
-  /// the lock or the file could not be had, or because the disk is full (the file is as before
-  /// then).
+  /// Appends a record. `done` gets false if the record is rejected: the file is full, or the
+  /// archive is too long or can't be made. True otherwise, even if nothing was written because the
+  /// file is missing, can't be locked or opened, or the disk is full (the file is unchanged then):
+  /// the request then goes unanswered.
   void setExchange(const std::string& key, const std::string& id, const std::string& name,
                    std::optional<Dictionary> body, UniqueFunction<void(bool)> done);
 
-  /// Removes the newest record from the file and passes it to `done`, if `id` is nothing or its id.
-  /// Nothing else is looked at: a newest record that does not match, or can't be read, stays and
-  /// hides the others. A file whose last length can't be true is emptied.
+  /// Removes the newest record from the file and passes it to `done`, if `id` is nothing or equals
+  /// the record's id. Otherwise, and if there is no record or it can't be read, `done` gets
+  /// nothing. No other record is examined: a newest record that does not match or can't be read
+  /// stays and hides the others. A file whose last length exceeds the file is emptied.
   ///
-  /// A newest record that can't be decoded, or is too long for that, is tried and logged once.
-  /// Further calls return nothing without reading it while a record of the same length is at the
-  /// same offset. Any other newest record, a failed access and any other operation reset this.
+  /// A newest record that can't be decoded, or is longer than any valid file can hold, is tried and
+  /// logged once: callers poll, and a long record is costly to read. Further calls give nothing
+  /// without reading it while a record of the same length is at the same offset. Any other newest
+  /// record, a failed access and any other operation reset this.
   void getExchange(const std::string& key, const std::optional<std::string>& id,
                    UniqueFunction<void(std::optional<ExchangeRecord>)> done);
 
-  /// Empties the file.
+  /// Empties the file, if it exists and can be locked; then calls `done` in any case.
   void clearExchange(const std::string& key, UniqueFunction<void()> done);
 
-  /// The classes of records that may be read, in place of those set before.
+  /// Sets the classes of records that archives may contain, replacing those set before; none at
+  /// first. The standard classes and errors are always allowed; any other class makes a record
+  /// undecodable. The classes must outlive this object.
   void setRegisteredClasses(std::vector<const RecordClass*> classes) {
     classes_ = std::move(classes);
     undecodable_.reset();
@@ -93,7 +99,7 @@ class ExchangeBuffer {
   Platform::EventLoop& loop_;
   const std::function<std::string()> folder_;
   std::vector<const RecordClass*> classes_;
-  std::optional<RecordPosition> undecodable_;  // of the last call, if it found such a record
+  std::optional<RecordPosition> undecodable_;  // what the last getExchange failed to decode
 };
 
 }  // namespace corvane

@@ -12,8 +12,9 @@ namespace SystemLog = Platform::SystemLog;
 
 namespace {
 
-/// Records why a file can't be opened: once for the same reason in a row, as a reply is looked for
-/// a hundred times. Null: one was opened. On the event loop's thread, as all opening is.
+/// Writes to the system log why a file can't be opened; the same reason in a row only once, because
+/// a client polls for its reply. Null: a file was opened. Not thread-safe: all files are opened on
+/// the loop's thread.
 void logOpening(const Failure* failure) {
   static auto& last = *new std::string;
   std::string text = failure == nullptr ? "" : "no exchange: " + failure->description();
@@ -32,7 +33,7 @@ ExchangeFile::~ExchangeFile() {
 }
 
 void ExchangeFile::open() {
-  // Not by the locker, as that creates a missing file.
+  // The locker would create a missing file.
   auto opened = File::open(path_, File::Access::update);
   if (!opened) {
     const bool isMissing = opened.failure().cause == FailureCause::notFound;

@@ -9,20 +9,22 @@
 
 namespace corvane {
 
-/// An exchange file that this process has open and locked, until `close` or the end of the object.
-/// Never creates the file: that is up to the main application. Why an existing file can't be opened
-/// is said in the system log. One thread at a time.
+/// One exchange file, open and locked by this process until `close` or the end of the object. Never
+/// creates the file: the main application does. If an existing file can't be opened, an error in
+/// the system log says why. Not thread-safe; may move between threads between calls, but must be
+/// constructed on the loop's thread.
 class ExchangeFile {
  public:
   enum class State {
     ready,      ///< open and locked
-    contended,  ///< open; another process has the lock
-    notLocked,  ///< the lock can't be had; the file must not be touched
-    notOpened,  ///< there is no such file, or its length can't be read
-    removed,    ///< the file was removed before its lock was had; the path may have another one
+    contended,  ///< open; another process holds the lock
+    notLocked,  ///< it can't be opened or locked; must not be used
+    notOpened,  ///< it does not exist, or its status can't be read
+    removed,    ///< it was removed before it was locked; the path may name another file now
   };
 
-  /// Opens the file `path` and takes its lock if that is free. Never blocks.
+  /// Opens the file `path` and takes its lock if that is free; `state` tells the outcome. Never
+  /// blocks.
   explicit ExchangeFile(std::string path);
 
   /// As `close`.
@@ -30,19 +32,20 @@ class ExchangeFile {
   ExchangeFile(const ExchangeFile&) = delete;
   ExchangeFile& operator=(const ExchangeFile&) = delete;
 
-  /// Blocks without limit until the lock of a contended file is free, and takes it. Any thread,
-  /// while no other uses the object. Never leaves it contended.
+  /// Blocks without limit until the lock of a contended file is free, and takes it. Call it only in
+  /// the state `contended`; it leaves any other state. On any thread, while no other uses the
+  /// object.
   void waitForLock();
 
-  /// Gives the lock back and closes the file; nothing else of it may be used then.
+  /// Releases the lock and closes the file; `file` must not be called afterwards. Idempotent.
   void close();
 
   [[nodiscard]] State state() const { return state_; }
 
-  /// Its path as a URL, for the log.
+  /// The path as a file URL, for the log.
   [[nodiscard]] std::string url() const;
 
-  /// The file itself, and its length in bytes when the lock was taken. Only when `state` is ready.
+  /// The file, and its length in bytes at the moment of locking. Only if `state` is `ready`.
   Platform::File& file() { return locker_->lockedFile(); }
   [[nodiscard]] std::uint64_t length() const { return length_; }
 

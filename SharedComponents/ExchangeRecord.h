@@ -9,19 +9,20 @@
 
 namespace corvane {
 
-/// One request or reply: what a record in an exchange file holds.
+/// The content of one record in an exchange file: a request or a reply. A plain value.
 struct ExchangeRecord {
-  std::string id;    ///< says which reply belongs to which request
-  std::string name;  ///< the word of the command
-  std::optional<Dictionary> body;
+  std::string id;    ///< of the client: a reply has the id of the request that it answers
+  std::string name;  ///< the command, a word of ExtensionBrowserApiConstants
+  std::optional<Dictionary> body;  ///< parameters or results, by ApiCommandParam
 
-  /// The keyed archive of `record`: a dictionary of "id", "name" and "body", where the null object
-  /// stands for no body. Fails as `KeyedArchiver::archive` does; `limit` is that of the archive, in
-  /// bytes.
+  /// Returns the keyed archive of `record`: a dictionary of "id", "name" and "body", with the null
+  /// object for an absent body. Fails as `KeyedArchiver::archive` does, with `noSpace` if the
+  /// archive is longer than `limit` bytes.
   static Result<std::string> archive(ExchangeRecord record, std::size_t limit = SIZE_MAX);
 
-  /// The record that a decoded archive holds. Nothing when `root` is no dictionary or its "id" or
-  /// "name" no text. What is no dictionary under "body" is no body; other keys are ignored.
+  /// Returns the record in a decoded archive. Nothing if `root` is not a dictionary, or its "id" or
+  /// "name" is missing or not a string. A "body" that is not a dictionary counts as absent; other
+  /// keys are ignored.
   static std::optional<ExchangeRecord> fromValue(Value root);
 
   bool operator==(const ExchangeRecord&) const = default;

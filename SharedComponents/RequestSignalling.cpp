@@ -26,10 +26,10 @@ std::string rawValue(RequestResponseName name) {
   return "";
 }
 
-/// One request, from its turn to its outcome.
+/// One request, from its turn in the queue to its outcome.
 struct RequestSignalling::Request {
   RequestResponseName name;
-  std::string replyName;  // of the notification that answers it; empty: none does
+  std::string replyName;  // the notification of its reply; empty: do not wait
   Begin begin;
   UniqueFunction<void(Outcome)> done;
   SerialQueue::Hold hold = {};
@@ -59,7 +59,7 @@ void RequestSignalling::sendRequest(RequestResponseName name, const std::string&
       [this, request = std::move(request)]() mutable { start(std::move(request)); });
 }
 
-/// Listens for the reply before the request can be seen.
+/// Observes the reply before anybody can see the request.
 void RequestSignalling::start(std::unique_ptr<Request> request) {
   request->hold = queues_.requests.hold();
   pending_ = std::move(request);
@@ -68,7 +68,7 @@ void RequestSignalling::start(std::unique_ptr<Request> request) {
         pending_->replyName, [this] { replyReceived(); },
         Platform::NotificationCenter::Audience::thisProcessOnly);
   }
-  Begin begin = std::move(pending_->begin);  // the request may be over before it returns
+  Begin begin = std::move(pending_->begin);  // the request may end inside the call
   if (!begin) return post();
   begin([this](bool isPublished) {
     if (isPublished) return post();
@@ -85,7 +85,7 @@ void RequestSignalling::post() {
   pending_->timer = loop_.at(replyDeadline_, [this] { deadlinePassed(); });
 }
 
-/// A reply that came in time while the loop was busy still counts.
+/// A reply that arrived in time while the loop was busy still counts.
 void RequestSignalling::deadlinePassed() {
   center_.deliverPending();
   if (pending_ && !pending_->isAnswered) finish(Outcome::timedOut);
@@ -145,7 +145,7 @@ void RequestSignalling::install(const std::string& name, Handler handler) {
   }
   handlers_[name] = std::move(handler);
   if (!observed_.insert(name).second) return;
-  // What fails now is tried again by the center.
+  // If this fails, the center tries again by itself.
   (void)center_.observe(
       name, [this, name] { queues_.handlers.async([this, name] { runHandler(name); }); });
 }
@@ -153,7 +153,7 @@ void RequestSignalling::install(const std::string& name, Handler handler) {
 void RequestSignalling::runHandler(const std::string& name) {
   const auto found = handlers_.find(name);
   if (found == handlers_.end()) return;
-  const Handler handler = found->second;  // it may replace itself while it runs
+  const Handler handler = found->second;  // a copy, as it may replace itself while it runs
   handler();
 }
 

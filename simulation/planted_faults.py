@@ -45,7 +45,7 @@ FAULTS = [
         pending_->replyName, [this] { replyReceived(); },
         Platform::NotificationCenter::Audience::thisProcessOnly);
   }
-  Begin begin = std::move(pending_->begin);  // the request may be over before it returns
+  Begin begin = std::move(pending_->begin);  // the request may end inside the call
   if (!begin) return post();
   begin([this](bool isPublished) {
 """, """\

@@ -20,13 +20,13 @@ constexpr int readAttempts = 100;
 
 }  // namespace
 
-/// One exchange; the work order is held as long as it exists.
+/// One exchange. Keeps the client alive and the work queue held as long as it exists.
 struct ExtensionBrowserApiClient::Exchange {
   std::shared_ptr<ExtensionBrowserApiClient> client;
   Command action;
   BodyReply reply;
   SerialQueue::Hold hold;
-  int attempts = 0;                                   // at reading the response
+  int attempts = 0;                                   // how often the response was read
   Platform::EventLoop::Clock::time_point deadline{};  // of the attempts
 };
 
@@ -46,7 +46,7 @@ void ExtensionBrowserApiClient::call(Command action, Body&& body, BodyReply&& re
   through(action, std::move(body), std::move(reply));
 }
 
-/// Adds one exchange to the work order. Its steps are the functions that follow.
+/// Adds one exchange to the work queue. Its steps are the functions that follow.
 void ExtensionBrowserApiClient::through(Command action, Body&& body, BodyReply&& reply) {
   link_.workQueue.async([weak = weak_from_this(), action, body = std::move(body),
                          reply = std::move(reply)]() mutable {
@@ -59,8 +59,8 @@ void ExtensionBrowserApiClient::through(Command action, Body&& body, BodyReply&&
   });
 }
 
-/// Appends the request, tells the main application, and waits until that has answered. A request
-/// that is refused ends the exchange without a reply.
+/// Appends the request, notifies the main application, and waits for the notification of its reply.
+/// A rejected request ends the exchange without a reply.
 void ExtensionBrowserApiClient::sendRequest(const ExchangePointer& exchange, Body body) {
   auto append = [this, exchange, body = std::move(body)](UniqueFunction<void(bool)> done) mutable {
     link_.exchange.setExchange(requestKey, link_.clientIdentifier,
@@ -77,10 +77,10 @@ void ExtensionBrowserApiClient::sendRequest(const ExchangePointer& exchange, Bod
                                });
 }
 
-/// Reads the newest response until it answers the request, each time in a turn of the loop of its
-/// own. Those to other requests of this client that lie on top of it are removed with it: nothing
-/// waits for them any more. The attempts end where the wait for the notification would have ended:
-/// an exchange takes no longer than its limit and one look, whatever it finds.
+/// Takes the newest response until one answers this request, each attempt in its own turn of the
+/// loop. Responses to earlier requests of this client that are on top are removed by this; nothing
+/// waits for them any more. The attempts end at the reply deadline, so an exchange takes at most
+/// its limit and one more attempt, whatever is in the file.
 void ExtensionBrowserApiClient::takeResponse(const ExchangePointer& exchange) {
   const bool isLate = exchange->attempts > 0 && Platform::EventLoop::now() >= exchange->deadline;
   if (isLate || exchange->attempts++ == readAttempts) return giveUp(exchange);

@@ -11,28 +11,38 @@
 
 namespace corvane {
 
-/// The main application's interface as this process reaches it: each operation is one exchange, a
-/// record to "ExchangeRequestContainer", a notification, and the record that answers it from
-/// "ExchangeResponseContainer." and the client's identifier. Exchanges run one after another in the
-/// order of the calls. The response is read up to 100 times, at least once, and not after the reply
-/// deadline (3 s after the post). The order is held while
-/// `reply` runs; a caller that must keep the next exchange from starting for longer takes a hold of
-/// its own in there. An exchange that fails is answered with `linkTimeout`; when the request is
-/// refused or the client is gone, `reply` is destroyed uncalled. On the loop's thread.
+/// The main application's interface, over exchange files and notifications. Each operation is one
+/// exchange: append a request to the file "ExchangeRequestContainer", post `exchange`, wait for the
+/// notification of the reply, and take the reply from the file "ExchangeResponseContainer." with
+/// the client's identifier appended.
+///
+/// Exchanges run one after another, in the order of the calls. Their queue is held until `reply`
+/// has returned; a caller that must delay the next exchange further takes a hold of its own inside
+/// `reply`.
+///
+/// The notification says that a reply is there, not which: the response file is read until it
+/// yields the reply to this request, at least once, at most 100 times, and not after the reply
+/// deadline (3 s after the post). An exchange that fails is answered with `linkTimeout`. If the
+/// request is rejected (the file is full, or the request too long) or the client was destroyed
+/// meanwhile, `reply` is destroyed uncalled.
+///
+/// On the loop's thread.
 class ExtensionBrowserApiClient final
     : public ExtensionBrowserApiProtocol,
       public std::enable_shared_from_this<ExtensionBrowserApiClient>,
       private VCLog {
  public:
-  /// What a client works with. All of it must outlive the client and what it has started.
+  /// What a client works with. The objects must outlive the client and its exchanges.
   struct Link {
     Platform::EventLoop& loop;
     ExchangeBuffer& exchange;
     RequestSignalling& signalling;
-    SerialQueue& workQueue;        ///< in which the exchanges run
-    std::string clientIdentifier;  ///< names the files of the replies; no other process has it
+    SerialQueue& workQueue;        ///< runs the exchanges
+    std::string clientIdentifier;  ///< names the response file; unique to this process
   };
 
+  /// Creates a client. Sets the classes that `link.exchange` may read to the two state records.
+  /// Queued exchanges hold the client weakly: they are dropped if its owner releases it.
   static std::shared_ptr<ExtensionBrowserApiClient> make(Link link);
 
  private:
@@ -41,6 +51,7 @@ class ExtensionBrowserApiClient final
 
   explicit ExtensionBrowserApiClient(Link link);
 
+  // The steps of an exchange, in order.
   void call(Command action, Body&& body, BodyReply&& reply) override;
   void through(Command action, Body&& body, BodyReply&& reply);
   void sendRequest(const ExchangePointer& exchange, Body body);

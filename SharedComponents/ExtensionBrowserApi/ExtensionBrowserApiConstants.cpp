@@ -8,7 +8,7 @@
 namespace corvane::ExtensionBrowserApiConstants {
 namespace {
 
-/// A command of the main application's interface.
+/// One command: its word, and the name of its operation in traces.
 struct CommandRow {
   Command command;
   std::string_view word;
@@ -42,7 +42,7 @@ constexpr bool isInOrder() {
 }
 static_assert(isInOrder(), "a command is found by its ordinal");
 
-// Each table in the order of its enumeration.
+// Each table is in the order of its enumeration.
 constexpr std::array<std::string_view, 10> paramWords = {
     "result",   "url",    "port",     "app",       "enabled",
     "ruleText", "domain", "referrer", "userAgent", "error",

@@ -6,22 +6,25 @@
 
 namespace corvane {
 
-/// Why an operation of the main application's interface failed.
+/// Why an operation of the main application's interface failed: the main application reported an
+/// error, or it did not answer in time. A plain value; equal if kind and text are.
 class ExtensionBrowserApiErrorCode {
  public:
-  /// Some error; `text` is what the main application says of it.
+  /// An error that the main application reported; `text` is its description, if there is one.
   static ExtensionBrowserApiErrorCode other(std::optional<std::string> text) {
     return ExtensionBrowserApiErrorCode(false, std::move(text));
   }
 
-  /// The main application did not answer in time.
+  /// The main application did not answer in time, or with nothing usable.
   static ExtensionBrowserApiErrorCode linkTimeout() {
     return ExtensionBrowserApiErrorCode(true, std::nullopt);
   }
 
+  /// Whether this is `linkTimeout`. Some callers take that as "not running" rather than an error.
   [[nodiscard]] bool isLinkTimeout() const { return isLinkTimeout_; }
 
-  /// The text of the error, for the reply's "data" and for the log.
+  /// The text for the reply's "data" and for the log. The texts here, with their spelling, are part
+  /// of the interface.
   [[nodiscard]] std::string description() const {
     if (isLinkTimeout_) return "Can't connect to main app, timeout reached.";
     return text_.value_or("Unknown error occured.");

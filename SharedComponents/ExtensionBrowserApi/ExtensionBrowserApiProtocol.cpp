@@ -9,7 +9,7 @@ namespace {
 
 using namespace ExtensionBrowserApiConstants;  // NOLINT(google-build-using-namespace)
 
-/// Appends parameters and their values, which take turns, to the body of a request.
+/// Appends parameters to the body of a request; keys and values alternate in the arguments.
 template <class T, class... More>
 void append(Dictionary& body, ApiCommandParam param, const T& value, const More&... more) {
   body.append(std::string(rawValue(param)), value);
@@ -24,7 +24,7 @@ Dictionary bodyOf(const ParamsAndValues&... all) {
   return body;
 }
 
-/// The result in `body`, if it is there and a `T`.
+/// The result in `body`, or nullptr if there is none or it is not a `T`.
 template <class T>
 const T* resultOf(const std::optional<Dictionary>& body) {
   return body ? body->find<T>(rawValue(ApiCommandParam::result)) : nullptr;
@@ -37,7 +37,7 @@ std::optional<State> stateOf(const std::optional<Dictionary>& body) {
   return record == nullptr ? std::nullopt : State::fromRecord(*record);
 }
 
-/// The reply of an operation that answers with an error or nothing.
+/// Adapts the reply of an operation without a result, which gets an error or nothing.
 auto withoutResult(ExtensionBrowserApiProtocol::ErrorReply reply) {
   return [reply = std::move(reply)](const std::optional<Dictionary>& /*body*/,
                                     const ExtensionBrowserApiProtocol::Error& error) mutable {

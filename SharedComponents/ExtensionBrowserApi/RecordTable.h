@@ -14,20 +14,22 @@
 
 namespace corvane {
 
-/// One field of the record `T`: its key in archives, and the member that holds it.
+/// One field of the record `T`: its key in archives and the member that holds it. The order of the
+/// alternatives is that of RecordField::Kind.
 template <class T>
 struct RecordMember {
   std::string_view key;
-  std::variant<bool T::*, std::int64_t T::*, std::string T::*> member;  // as RecordField::Kind
+  std::variant<bool T::*, std::int64_t T::*, std::string T::*> member;
 };
 
-/// All fields of the record `T`, in the order in which they are encoded: the one place that names
-/// them.
+/// All fields of the record struct `T`, in the order in which they are encoded: the one place that
+/// names them. Converts between `T` and the value `Record`. `T` must have a static
+/// `recordClass`. Tables are compile-time constants.
 template <class T, std::size_t count>
 struct RecordTable {
   std::array<RecordMember<T>, count> members;
 
-  /// What archives are told of them.
+  /// The fields as RecordClass::fields has them.
   [[nodiscard]] constexpr std::array<RecordField, count> fields() const {
     std::array<RecordField, count> fields{};
     for (std::size_t i = 0; i < count; ++i)
@@ -35,8 +37,8 @@ struct RecordTable {
     return fields;
   }
 
-  /// The positions of the keys in `order`, of which each, and "$class", must be there once; see
-  /// `RecordClass::storedOrder`. What is wrong does not compile.
+  /// The positions of the keys in `order`, for RecordClass::storedOrder. `order` must have each key
+  /// and "$class" exactly once; anything else does not compile.
   [[nodiscard]] consteval std::array<std::size_t, count + 1> positions(
       const std::array<std::string_view, count + 1>& order) const {
     std::array<std::size_t, count + 1> positions{};
@@ -52,7 +54,7 @@ struct RecordTable {
     return positions;
   }
 
-  /// `object` as a value.
+  /// Returns `object` as a value, with all fields.
   [[nodiscard]] Record recordOf(const T& object) const {
     Record record{&T::recordClass, {}};
     record.fields.reserve(count);
@@ -61,8 +63,8 @@ struct RecordTable {
     return record;
   }
 
-  /// The object in `record`, or nothing if that is of another class. Fields that are missing or of
-  /// another kind are false, 0 or empty.
+  /// Returns the object in `record`, or nothing if the record is of another class. A field that is
+  /// missing or of another kind becomes false, 0 or empty.
   [[nodiscard]] std::optional<T> objectOf(const Record& record) const {
     if (record.recordClass != &T::recordClass) return std::nullopt;
     T object;
