@@ -15,12 +15,12 @@ using Platform::EventLoop;
 
 namespace {
 
-/// How soon free heap memory is returned to the system: late enough that a conversation is not
-/// slowed down, and well within the second after which memory is as it was at rest.
+/// The delay before free heap memory is returned to the system: late enough not to slow a
+/// conversation down, and soon enough that memory is back at its resting size within a second.
 constexpr std::chrono::milliseconds heapTrimDelay{500};
 
-/// What the host keeps for a pending request beside the request and a copy of its strings, in
-/// bytes: the handler and its continuations. Measured.
+/// The bytes that a pending request costs beside itself and a copy of its strings: the handler and
+/// its continuations. Measured.
 constexpr std::size_t overheadOfPendingRequest = 500;
 
 }  // namespace
@@ -93,7 +93,7 @@ void BrowserChannel::resumeIfRoom() {
   if (isPaused_ && pendingBytes_ <= maximumPendingRequestBytes / 2 && !isOutputFull()) resume();
 }
 
-/// Posted, because this may run inside the callback of a request.
+/// Resumes in a task of its own, because this may run inside the reader's callback for a request.
 void BrowserChannel::resume() {
   isPaused_ = false;
   loop_.post([this] {
@@ -103,7 +103,7 @@ void BrowserChannel::resume() {
   });
 }
 
-/// Returns free memory in half a second. A no-op if that is already scheduled.
+/// Schedules the return of free memory to the system. A no-op if that is already scheduled.
 void BrowserChannel::scheduleHeapTrim() {
   if (heapTrim_) return;
   heapTrim_ = loop_.at(EventLoop::now() + heapTrimDelay, [this] {
@@ -112,8 +112,8 @@ void BrowserChannel::scheduleHeapTrim() {
   });
 }
 
-/// Replies leave together, once the requests that were read together have been handled: a burst so
-/// wakes the browser once.
+/// Replies to requests that were read together are written together, after all of them have been
+/// handled, so that a burst wakes the browser up once.
 void BrowserChannel::send(Response&& response, const char* function) {
   outgoing_.push_back({std::move(response), function});
   if (outgoing_.size() == 1) loop_.post([this] { sendOutgoing(); });
@@ -147,7 +147,7 @@ void BrowserChannel::requestDone(std::size_t bytes) {
   endIfDone();
 }
 
-/// The last request or frame to be done after the end of input ends the last slice.
+/// Ends the last slice once no request is pending and everything has been written.
 void BrowserChannel::endIfDone() {
   if (!readerIsInstalled_ && isDone()) loop_.endTurn();
 }

@@ -12,56 +12,62 @@
 
 namespace corvane {
 
-/// The conversation with the browser: reads frames as they arrive and hands the requests on, writes
-/// the replies, and notices the end. On the loop's thread.
+/// The conversation with the browser: reads frames as they arrive and passes the requests on,
+/// writes the replies, and handles the end of input. Limits the memory for both directions by
+/// pausing the reader. All functions and callbacks run on the loop's thread; none but `listen`
+/// blocks.
 class BrowserChannel {
  public:
   using Response = RequestProcessing::Response;
   using Reply = RequestProcessing::ReplyCallback;
+  /// Starts to process one request. `reply` is called at most once, at once or later; the request
+  /// is pending until `reply` is destroyed.
   using Processor = std::function<void(RequestProcessing::Request&& request, Reply&& reply)>;
 
-  /// Reading pauses while pending requests, their strings counted twice, take more than this many
-  /// bytes, and resumes at half of it. Room for about eight requests of the maximum length that an
-  /// exchange carries.
+  /// Reading pauses while pending requests take more than this many bytes, and resumes at half of
+  /// it. Strings count twice, because an exchange copies them. Room for about eight requests of the
+  /// maximum length that an exchange carries.
   static constexpr std::size_t maximumPendingRequestBytes = std::size_t{16} << 20;
 
   struct Limits {
-    std::chrono::milliseconds slice;      ///< one turn of the main loop
-    std::chrono::milliseconds lastSlice;  ///< the last one, which the end of input begins
-    std::chrono::milliseconds lastRead;   ///< how long the browser may then read nothing
+    std::chrono::milliseconds slice;      ///< length of one turn of the loop
+    std::chrono::milliseconds lastSlice;  ///< of the last turn, which begins at the end of input
+    std::chrono::milliseconds lastRead;  ///< how long the browser may read nothing in the last turn
   };
 
-  /// `loop` must outlive this object. The descriptors stay the caller's and must stay open.
-  /// `processor` is called for one request after the other.
+  /// `loop` must outlive this object, and this object the loop's last turn and all replies. The
+  /// caller owns the descriptors and must keep them open. `processor` is called for one request at
+  /// a time, in the order of their arrival. Reads nothing before `listen`.
   BrowserChannel(Platform::EventLoop& loop, int input, int output, Processor processor,
                  Limits limits);
 
-  /// Reads and answers, turning the loop, until the end of input. That begins the last slice. It
-  /// ends when no message is pending and all replies have been written; replies to a browser that
-  /// has closed its end, or that reads nothing of them for `lastRead`, are not waited for. At its
-  /// limit it ends in any case. Frames are whole, unless the browser has not read one to its end by
-  /// then.
+  /// Reads and answers, running the loop, until the end of input. Then begins the last slice, which
+  /// ends when no request is pending and all replies have been written, and in any case at its
+  /// limit. Replies are not waited for if the browser has closed its end or reads nothing of them
+  /// for `lastRead`. Each frame is written completely, unless the browser stops reading in the
+  /// middle of it. Call it once.
   ///
-  /// Reading pauses while too many requests are pending or too many replies are unread; the browser
-  /// then meets back pressure. A log line says so. While it is paused, the end of input is checked
-  /// for once per slice; what is left in the pipe is then read.
+  /// Reading pauses while too many requests are pending or too many replies are unread; the pipe
+  /// then fills up and blocks the browser's writes. A log line says so. While paused, checks once
+  /// per slice whether the browser has closed the pipe, and if so reads what is left in it.
   void listen();
 
-  /// Sends `response` as a frame once the tasks posted so far have run, after those handed over
-  /// before; `function` is what the log calls the operation that asked for it, and lives for ever.
+  /// Sends `response` as a frame after all earlier ones, once the tasks posted so far have run.
+  /// Returns at once. `function` is the operation's name for the log; it must be a literal.
   void send(Response&& response, const char* function);
 
-  /// Whether so many replies are unread that nothing should be sent unasked, and how many bytes.
+  /// Whether so many replies are unread that nothing should be sent unasked.
   [[nodiscard]] bool isOutputFull() const { return writer_.isFull(); }
 
+  /// The number of bytes that the browser's pipe has not taken yet.
   [[nodiscard]] std::size_t unreadBytes() const { return writer_.pendingBytes(); }
 
-  /// Sets the callback that runs each time that all pending output has been written or dropped. It
-  /// replaces the one before.
+  /// Sets the callback for the moment when pending output has all been written, or dropped because
+  /// the browser is gone. Replaces the previous callback; runs each time, on the loop.
   void onDrained(std::function<void()> callback) { onDrained_ = std::move(callback); }
 
  private:
-  /// A reply that waits for the end of the present row of tasks.
+  /// A reply that waits until the tasks posted before it have run.
   struct Outgoing {
     Response response;
     const char* function = nullptr;
@@ -89,12 +95,12 @@ class BrowserChannel {
   const Limits limits_;
 
   Platform::EventLoop::Registration readable_;
-  bool isPaused_ = false;       // as too much is pending
-  bool inputIsEnding_ = false;  // what is left of it is in the pipe
+  bool isPaused_ = false;       // because too much is pending
+  bool inputIsEnding_ = false;  // the browser has closed the pipe; what is left in it is unread
   bool inputHasEnded_ = false;
   bool readerIsInstalled_ = false;
   int pendingRequests_ = 0;
-  std::size_t pendingBytes_ = 0;  // of these
+  std::size_t pendingBytes_ = 0;  // estimated memory of pending requests
   std::deque<Outgoing> outgoing_;
   std::function<void()> onDrained_;
   Platform::EventLoop::Registration heapTrim_;

@@ -17,7 +17,7 @@ constexpr LogPoint listenPoint(std::uint32_t line = __builtin_LINE()) {
 
 }  // namespace
 
-// What is read ahead is never looked at before it has been read.
+// The buffer is left uninitialized: only bytes that have been read are ever accessed.
 // NOLINTNEXTLINE(cppcoreguidelines-pro-type-member-init)
 FrameReader::FrameReader(int descriptor, OnRequest onRequest)
     : descriptor_(descriptor), onRequest_(std::move(onRequest)) {}
@@ -42,7 +42,7 @@ void FrameReader::resume() {
   handleFrames();
 }
 
-/// Reads once. What is left from before are the first bytes of a length at the most.
+/// Makes one read call. Before it, the buffer has at most the first bytes of a length.
 Result<std::size_t> FrameReader::fill() {
   std::memmove(buffer_.data(), buffer_.data() + bufferStart_, available());
   bufferEnd_ = available();
@@ -53,7 +53,7 @@ Result<std::size_t> FrameReader::fill() {
   return count;
 }
 
-/// The next bytes that have been read; `count` of them are there.
+/// Removes and returns the next `count` bytes of the buffer, which must be there.
 std::string_view FrameReader::consume(std::size_t count) {
   const std::string_view bytes{buffer_.data() + bufferStart_, count};
   bufferStart_ += count;
@@ -68,7 +68,7 @@ void FrameReader::beginFrame() {
   if (!std::exchange(hasBegun_, true)) VCLogCDebugTrace(listenPoint());
 }
 
-/// True when the length of the present frame is known.
+/// Reads the length of the present frame; returns whether it is known now.
 bool FrameReader::readLength() {
   if (hasLength_) return true;
   if (available() > 0) beginFrame();
@@ -81,7 +81,7 @@ bool FrameReader::readLength() {
   return true;
 }
 
-/// True when the body of the present frame was complete, and has been handled.
+/// Parses what is there of the body; returns whether the frame was complete and has been handled.
 bool FrameReader::readBody() {
   const auto count =
       static_cast<std::uint32_t>(std::min<std::size_t>(length_ - received_, available()));
@@ -105,7 +105,7 @@ void FrameReader::frameEnded() {
   }
 }
 
-/// A frame that is cut short is dropped; then the end is seen where the next one would begin.
+/// Logs and drops an incomplete frame; then logs the end of input as an empty frame.
 void FrameReader::inputEnded() {
   if (hasLength_) {
     VCLogCDebug(listenPoint(), "Data readed %@bytes length.", received_);

@@ -11,31 +11,35 @@
 
 namespace corvane {
 
-/// Reads the browser's frames from a descriptor, piece by piece as they arrive: a length of 4 bytes
-/// in host byte order, then so many bytes of JSON text whose top level is an object
-/// (https://developer.chrome.com/docs/extensions/develop/concepts/native-messaging). Lengths up to
-/// 4 GB are accepted. A body is parsed as it arrives and never kept: a frame takes the memory of
-/// its request, and each call works on one piece of 64 KiB at the most, whatever the lengths are.
+/// Reads the browser's frames from a descriptor: a length of 4 bytes in host byte order, then that
+/// many bytes of JSON text whose top level is an object
+/// (https://developer.chrome.com/docs/extensions/develop/concepts/native-messaging). Accepts
+/// lengths up to 4 GB. A body is parsed as it arrives and never stored: a frame takes the memory of
+/// its request, and each call handles at most 64 KiB of input, so the caller's thread is never busy
+/// for long.
 ///
-/// Each frame leaves the same log lines in the same order, however its bytes arrive. What is no
-/// JSON is logged and dropped, what is JSON but no request is dropped. One thread.
+/// Every frame leaves the same log lines in the same order, however its bytes arrive. A body that
+/// is not JSON is logged and dropped; JSON that is not a request is dropped silently. Neither ends
+/// the conversation. Not thread-safe.
 class FrameReader {
  public:
   using OnRequest = std::function<void(RequestProcessing::Request&&)>;
 
-  /// `descriptor` stays the caller's and must stay open. `onRequest` is called by `read`, for each
-  /// request in order; it may call `pause`.
+  /// The caller owns `descriptor` and must keep it open. `onRequest` is called inside `read` and
+  /// `resume`, once per request and in order; it may call `pause`, but neither of these two.
   FrameReader(int descriptor, OnRequest onRequest);
 
-  /// Reads what can be read with one call and handles the frames that this completes. Blocks when
-  /// there is nothing to read, so it is called when `descriptor` is readable. False at the end of
-  /// input, after which it must not be called again; a read error is logged and counts as that.
+  /// Makes one read call and handles the frames that this completes. Blocks if there is nothing to
+  /// read, so call it when `descriptor` is readable. Returns false at the end of input; do not call
+  /// it again then. A read error is logged and counts as the end of input. An incomplete frame
+  /// before the end is dropped.
   bool read();
 
-  /// Delivers no request from now on, not even one that has been read, until `resume`. `read` must
-  /// not be called in between.
+  /// Stops delivering requests until `resume`, even those already read. Do not call `read` in
+  /// between.
   void pause() { isPaused_ = true; }
-  /// Delivers what was read before, unless that pauses the reader again. Not from `onRequest`.
+  /// Ends a pause and delivers requests already read, until one of them pauses the reader again.
+  /// Must not be called by `onRequest`.
   void resume();
 
  private:
@@ -53,14 +57,14 @@ class FrameReader {
   const OnRequest onRequest_;
   bool isPaused_ = false;
 
-  // Where the present frame stands.
+  // Progress of the present frame.
   bool hasBegun_ = false;   // its first byte has arrived
   bool hasLength_ = false;  // its length is known, and `received_` bytes of its body are parsed
   std::uint32_t length_ = 0;
   std::uint32_t received_ = 0;
   RequestProcessing::RequestParser parser_;
 
-  // What has been read and not handled. A small frame so costs one system call.
+  // Bytes read and not handled yet. A frame that fits costs one system call, length included.
   std::array<char, std::size_t{64} * 1024> buffer_;
   std::size_t bufferStart_ = 0;
   std::size_t bufferEnd_ = 0;

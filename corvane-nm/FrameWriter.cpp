@@ -12,7 +12,7 @@
 namespace corvane {
 namespace {
 
-/// The longest body that browsers take from a host, in bytes; measured in Chromium and Firefox.
+/// The longest body that browsers accept from a host, in bytes; measured in Chromium and Firefox.
 constexpr std::size_t longestForBrowsers = 1'048'576;
 
 constexpr LogPoint sendPoint(std::uint32_t line = __builtin_LINE()) {
@@ -79,7 +79,7 @@ void FrameWriter::awaitRoom() {
   writable_ = loop_.onWritable(output_.descriptor(), [this] { writePending(); });
 }
 
-/// Writes what is left of `frame`. True when it has been written in full, or the browser is gone.
+/// Writes the rest of `frame`. Returns true if it is complete or the browser is gone.
 bool FrameWriter::write(Frame& frame, std::string_view body) {
   const ByteView length = std::as_bytes(std::span(&frame.length, 1));
   while (frame.written < length.size()) {
@@ -91,7 +91,7 @@ bool FrameWriter::write(Frame& frame, std::string_view body) {
   return true;
 }
 
-/// False when the descriptor takes nothing now, or never again.
+/// Writes part of `piece`. Returns false if the pipe takes nothing now, or never again.
 bool FrameWriter::writePiece(Frame& frame, ByteView piece) {
   const auto count = output_.write(piece);
   if (!count) {
@@ -104,7 +104,7 @@ bool FrameWriter::writePiece(Frame& frame, ByteView piece) {
   return count.value() > 0;
 }
 
-/// The callers drop what is pending.
+/// Notes that nothing can be written any more. The callers drop pending frames.
 void FrameWriter::browserIsGone(const Failure& failure) {
   VCLogCError(sendPoint(), "Can't write to browser: %@", failure);
   isGone_ = true;

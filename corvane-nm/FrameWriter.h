@@ -14,37 +14,38 @@
 
 namespace corvane {
 
-/// Writes frames to the browser, whole and in the order in which they were handed over: the length
-/// with one call, the body with a second, unless the pipe takes less at a time. Never blocks: a
-/// frame that the browser's pipe does not take in full is kept until it takes more. On the loop's
-/// thread.
+/// Writes frames to the browser, in the order of the calls: the length with one system call, the
+/// body with a second, or with more if the pipe takes less at a time. Never blocks: what the pipe
+/// does not take is stored and written when it has room. On the loop's thread.
 class FrameWriter {
  public:
-  /// The writer is full while more bytes of frames than this are pending, which a log line says.
-  /// Room for sixteen of the longest replies that browsers accept.
+  /// The writer counts as full once more bytes than this are pending; a log line says so. Room for
+  /// sixteen of the longest replies that browsers accept.
   static constexpr std::size_t maximumPendingBytes = std::size_t{16} << 20;
 
-  /// `descriptor` stays the caller's and must stay open. `loop` must outlive this object.
-  /// `onIdle` is called when frames that had to be kept have all been written, or dropped because
-  /// the browser is gone.
+  /// The caller owns `descriptor` and must keep it open. `loop` must outlive this object. `onIdle`
+  /// is called, on the loop, when stored frames have all been written, or dropped because the
+  /// browser is gone; not if `send` could write everything itself.
   FrameWriter(Platform::EventLoop& loop, int descriptor, std::function<void()> onIdle);
 
-  /// Writes `json`, the text of an object made by JsonWriter, as one frame, or as much of it as is
-  /// taken now; reads it only during the call. False, with an error line, only when a string in it
-  /// is not well formed; JsonWriter makes no object that is invalid in any other way. A browser
-  /// that is gone costs one error line, and nothing is written after it. A body beyond 1,048,576
-  /// bytes is written after a warning line, as browsers end the conversation over it; one beyond
-  /// 4,294,967,295 bytes ends the process.
+  /// Writes `json`, the text of an object made by JsonWriter, as one frame, or stores what the pipe
+  /// does not take now. Refers to `json` only during the call. Returns false, after an error line,
+  /// if a string in it is not well formed (Base/Unicode.h); nothing is written then.
+  ///
+  /// If the browser is gone, one error line says so, and this and all later frames are dropped. A
+  /// body above 1,048,576 bytes is written after a warning line, because browsers end the
+  /// connection over it. One above 4,294,967,295 bytes, which the length can't express, ends the
+  /// process.
   bool send(std::string_view json);
 
-  /// Whether everything sent has been written, or never will be.
+  /// Whether nothing is pending: everything was written, or dropped.
   [[nodiscard]] bool isIdle() const { return pending_.empty(); }
 
-  /// True from when too much is pending until all of it has been written. `send` accepts more all
-  /// the same: it is up to the caller to make no more.
+  /// True from the moment when too much is pending until all of it has been written. `send` still
+  /// accepts frames; callers check this before they make more.
   [[nodiscard]] bool isFull() const { return isFull_; }
 
-  /// How many bytes are still to be written, and how many the browser's pipe has taken so far.
+  /// The number of bytes, lengths included, that are pending, and that the pipe has taken so far.
   [[nodiscard]] std::size_t pendingBytes() const { return pendingBytes_; }
   [[nodiscard]] std::uint64_t writtenBytes() const { return writtenBytes_; }
 
@@ -53,7 +54,7 @@ class FrameWriter {
   struct Frame {
     std::uint32_t length;
     std::string body = {};
-    std::size_t written = 0;  // of the length's 4 bytes and the body
+    std::size_t written = 0;  // bytes, of the length's 4 and then of the body
   };
 
   void add(std::string_view body);

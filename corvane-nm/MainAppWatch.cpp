@@ -9,7 +9,7 @@
 namespace corvane {
 namespace {
 
-/// By this the extension tells a push from an answer.
+/// The request identifier of pushes; the extension recognises them by it.
 const char* statePushIdentifier() {
   return "CVN_APP_STATE_RESPONSE_MESSAGE_"
          "FAKEID";
@@ -39,7 +39,7 @@ bool MainAppWatch::isMainAppRunning() {
   return isRunning ? isRunning.value() : mainAppWasRunning_;
 }
 
-/// What has changed since the first count counts as a change.
+/// An application that has ended since the first count is reported now.
 void MainAppWatch::observeMainApp() {
   const auto instances =
       shared_.runningApplications().observe(mainApp_, [this](int count) { checkRunning(count); });

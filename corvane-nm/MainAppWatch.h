@@ -10,40 +10,42 @@
 
 namespace corvane {
 
-/// Tells the browser unasked when the main application announces that its state has changed, and
-/// when it has quit. On the loop's thread.
+/// Pushes the state of the main application to the browser, unasked, when the main application
+/// announces a change and when its last instance has ended. Also applies changes of the log level.
+/// All functions and callbacks run on the loop's thread and return at once.
 class MainAppWatch {
  public:
-  /// At most this many pushes wait behind the one whose exchange runs. Further announcements are
-  /// merged into one push after them; it asks for the state after all of them, so none is lost.
+  /// How many pushes may wait behind the one whose exchange is running. Further announcements are
+  /// merged into one push after them. It reads the state when it runs, so no change is missed.
   static constexpr int maximumWaitingPushes = 100;
 
-  /// `process` takes a request like one of the browser's; the replies leave by `channel`. Both, and
-  /// `shared`, must outlive this object, and this object the loop's last turn.
+  /// `process` is called with requests like those of the browser; their replies go to `channel`.
+  /// Sets `channel`'s onDrained callback. `shared` and `channel` must outlive this object, and this
+  /// object the loop's last turn.
   MainAppWatch(SharedResources& shared, BrowserChannel& channel, BrowserChannel::Processor process);
 
-  /// From now on `appState` calls raiseAppSate() and `appReconfig` calls prepare(). The handlers
-  /// are installed when it returns.
+  /// Installs handlers: the notification `appState` calls raiseAppSate(), `appReconfig` calls
+  /// prepare(). Both are in effect when it returns.
   void registerHandlers();
 
-  /// Notes whether the main application runs.
+  /// Records whether the main application runs, as the base for observeMainApp().
   void takeFirstCount();
 
-  /// Whether the main application runs; when that can't be known for now, whether it ran last.
+  /// Whether the main application runs; if the system can't tell for now, the last known answer.
   bool isMainAppRunning();
 
-  /// From now on raiseAppSate() is called once each time that the last instance has ended, counted
-  /// from takeFirstCount().
+  /// From now on calls raiseAppSate() once each time that the last instance has ended; at once if
+  /// that happened since takeFirstCount(). If the system can't observe for now, the observation
+  /// starts as soon as it can.
   void observeMainApp();
 
-  /// Asks for the application state and pushes the answer to the browser, under an identifier of
-  /// its own in place of a request's. Returns at once. While too many pushes are pending or too
-  /// many replies are unread, the push is deferred: one push then stands for all calls, and a log
-  /// line says so.
+  /// Asks for the application state and pushes the reply to the browser, with a fixed identifier in
+  /// place of a request's. Returns at once. While too many pushes are pending or too many replies
+  /// are unread, the push is deferred: later, one push is made for all calls. A log line says so.
   void raiseAppSate();
 
-  /// Applies the stored log level. If it can't be read or is out of range, keeps the present level
-  /// and writes an error to the system log; the next announcement reads it again.
+  /// Applies the stored log level. If it can't be read or is out of range, the present level stays,
+  /// and an error in the system log says why; the next `appReconfig` tries again.
   void prepare();
 
  private:
@@ -59,7 +61,7 @@ class MainAppWatch {
   int pendingPushes_ = 0;
   bool hasDeferredPush_ = false;
   bool isDeferralLogged_ = false;   // reset when no push is pending
-  bool mainAppWasRunning_ = false;  // when it was last known
+  bool mainAppWasRunning_ = false;  // the last known answer
 };
 
 }  // namespace corvane
