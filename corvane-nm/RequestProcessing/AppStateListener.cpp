@@ -40,7 +40,7 @@ void AppStateListener::waitAndReturnListener(const char* function, Completion do
       loop_.at(Platform::EventLoop::now() + limit_, [this, number] { finish(number, false); });
 }
 
-/// In the order of the notification handlers; who waits goes on after it, on the loop.
+/// Runs as a handler of notifications; the waits end in later tasks of the loop.
 void AppStateListener::received() {
   VCLogCDebug({file, "interceptAppStateListener()"}, "Received intercepted appState");
   for (auto& [number, waiting] : waiting_) {
@@ -51,7 +51,7 @@ void AppStateListener::received() {
 
 void AppStateListener::finish(std::uint64_t number, bool isReceived) {
   const auto node = waiting_.extract(number);
-  if (!node) return;  // a second signal came before this ran
+  if (!node) return;  // a second notification came before this ran
   Waiting waiting = std::move(node.mapped());
   VCLogCDebug({file, waiting.function}, "After waiting, result: %@", isReceived ? "true" : "false");
   returnAppStateListener();

@@ -11,31 +11,36 @@
 
 namespace corvane::RequestProcessing {
 
-/// Takes the main application's `appState` signal over from its usual owner for a while, so that a
-/// command which changes the state can wait for the announcement of its change, and hands it back.
-/// On the loop's thread, but not from a handler of notifications.
+/// Intercepts the main application's `appState` notification for a while, so that a command which
+/// changes the state can wait for the announcement of its change; then returns the notification to
+/// its usual handler. All functions and callbacks run on the loop's thread. Must not be called by a
+/// handler of notifications: the registry of handlers can't be read there.
+///
+/// One handler is remembered, and waits are not nested: a second interception before the return
+/// remembers this object's own handler in place of the usual one, which then stays replaced.
 class AppStateListener {
  public:
-  /// Called once: with true when the signal came, with false when the limit passed.
+  /// Called once, on the loop: with true if the notification came, with false if the limit passed.
+  /// Destroyed uncalled if the listener is destroyed first.
   using Completion = UniqueFunction<void(bool)>;
 
-  /// `loop` and `signalling` must outlive this object; `limit` is the longest wait.
+  /// `loop` and `signalling` must outlive this object, and this object the loop's last turn.
+  /// `limit` is the longest wait.
   AppStateListener(Platform::EventLoop& loop, RequestSignalling& signalling,
                    std::chrono::milliseconds limit);
 
-  /// From now on the signal comes here. Its owner is remembered, one only: after two calls in a row
-  /// that is this object, and the first owner does not get the signal back.
+  /// Remembers the present handler of `appState` and installs one that ends waits. Logs a trace.
   void interceptAppStateListener();
 
-  /// Gives the signal back to the owner that is remembered, once; without one it stays here.
+  /// Reinstalls the remembered handler and forgets it; a no-op if none is remembered. Logs a trace.
   void returnAppStateListener();
 
-  /// Waits for the signal, hands it back, and then calls `done`. There is no memory: a signal
-  /// before this call ends no wait. One signal ends all waits.
+  /// Waits for the notification, reinstalls the remembered handler, and then calls `done`; returns
+  /// at once. Notifications before this call do not count. One notification ends all waits.
   void waitAppStateNotificationAndReturnListener(Completion done);
 
-  /// The same as a part of the operation `function`, which the log line names; the string must
-  /// outlive the wait.
+  /// The same as a part of the operation `function`, the name in the log lines, which must be a
+  /// literal.
   void waitAndReturnListener(const char* function, Completion done);
 
  private:
@@ -51,16 +56,17 @@ class AppStateListener {
   Platform::EventLoop& loop_;
   RequestSignalling& signalling_;
   const std::chrono::milliseconds limit_;
-  RequestSignalling::Handler saved_;  // empty for none
+  RequestSignalling::Handler saved_;  // the remembered handler; empty: none
   std::uint64_t lastNumber_ = 0;
   std::map<std::uint64_t, Waiting> waiting_;  // in the order in which they began
 };
 
-/// Intercepts the signal and hands it back when it is destroyed, unless `release` was called: so a
-/// continuation that is destroyed uncalled leaves the signal with its usual owner. Movable.
-/// `listener` must outlive it.
+/// Intercepts the notification for a scope: returns it on destruction, unless `release` was called.
+/// Owned by a continuation, it returns the notification even if the continuation is destroyed
+/// uncalled. Movable, not copyable; empty after a move. `listener` must outlive it.
 class AppStateInterception {
  public:
+  /// Begins the interception.
   explicit AppStateInterception(AppStateListener& listener) : listener_(&listener) {
     listener.interceptAppStateListener();
   }
@@ -73,7 +79,7 @@ class AppStateInterception {
     if (listener_ != nullptr) listener_->returnAppStateListener();
   }
 
-  /// From now on the caller hands the signal back.
+  /// Leaves it to the caller to return the notification, for example after a wait.
   void release() { listener_ = nullptr; }
 
  private:

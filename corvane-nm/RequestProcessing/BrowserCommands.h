@@ -8,7 +8,7 @@
 
 namespace corvane::RequestProcessing {
 
-/// The members that commands read in "parameters".
+/// The members of a message's "parameters" that some command reads. All others are ignored.
 enum class Parameter {
   apiVersion,
   forceStartApp,
@@ -22,31 +22,37 @@ enum class Parameter {
   userAgent,
 };
 
-/// Their names, in the same order.
+/// The JSON names of the parameters, in the order of `Parameter`. Case-sensitive.
 inline constexpr std::array<std::string_view, 10> parameterNames = {
     "apiVersion",     "forceStartApp", "url",    "port",     "isEnabled",
     "isHttpsEnabled", "ruleText",      "domain", "referrer", "userAgent"};
 
-/// The parameter that `name` is the name of, if it is one.
+/// Returns the parameter called `name`, or nothing if no command reads such a member.
 constexpr std::optional<Parameter> findParameter(std::string_view name) {
   for (std::size_t i = 0; i < parameterNames.size(); ++i)
     if (parameterNames[i] == name) return static_cast<Parameter>(i);
   return std::nullopt;
 }
 
-/// A parameter that a command needs, and the kind of its JSON value.
+/// A parameter without which a command can't be run, and the required kind of its JSON value. No
+/// value is converted to another kind.
 struct RequiredParameter {
-  enum class Kind { text, integer, flag };
+  enum class Kind {
+    text,     ///< a string
+    integer,  ///< a number without fraction or exponent that fits in 64 signed bits
+    flag      ///< true or false
+  };
 
   Parameter parameter;
   Kind kind;
 
+  /// Its JSON name.
   [[nodiscard]] constexpr std::string_view name() const {
     return parameterNames[static_cast<std::size_t>(parameter)];
   }
 };
 
-/// The commands that the browser's extension sends, in the order of the table.
+/// The commands that the browser's extension sends, in the order of `browserCommands`.
 enum class CommandId {
   getCurrentAppState,
   init,
@@ -63,14 +69,15 @@ enum class CommandId {
   updateApp,
 };
 
-/// One command as the extension knows it.
+/// One command as the extension sends it.
 struct BrowserCommand {
   CommandId id;
-  std::string_view type;  ///< the request's "type"
-  std::span<const RequiredParameter> parameters;
-  bool changesState;  ///< the reply waits for the main application to announce its new state
+  std::string_view type;                          ///< the message's "type"; case-sensitive
+  std::span<const RequiredParameter> parameters;  ///< all must be present
+  bool changesState;  ///< the reply waits until the main application announces its new state
 };
 
+/// The lists of parameters that the table below refers to.
 namespace detail {
 using Kind = RequiredParameter::Kind;
 inline constexpr RequiredParameter version[] = {{Parameter::apiVersion, Kind::text}};
@@ -90,7 +97,8 @@ inline constexpr RequiredParameter site[] = {{Parameter::url, Kind::text},
                                              {Parameter::userAgent, Kind::text}};
 }  // namespace detail
 
-/// All commands: the one place that says what they are called and what they need.
+/// All commands: the only place that defines their names and parameters. Handlers, and tools that
+/// send requests, use this table.
 inline constexpr std::array<BrowserCommand, 13> browserCommands = {{
     {CommandId::getCurrentAppState, "getCurrentAppState", {}, false},
     {CommandId::init, "init", detail::version, false},
@@ -107,7 +115,8 @@ inline constexpr std::array<BrowserCommand, 13> browserCommands = {{
     {CommandId::updateApp, "updateApp", {}, false},
 }};
 
-/// The command whose type is exactly `type`; nullptr when there is none.
+/// Returns the command whose type is exactly `type`, or nullptr if there is none. The result is
+/// valid for ever.
 constexpr const BrowserCommand* findBrowserCommand(std::string_view type) {
   for (const BrowserCommand& command : browserCommands)
     if (command.type == type) return &command;

@@ -18,10 +18,11 @@ CallerApplication::CallerApplication()
 
 std::string CallerApplication::name(const Platform::RunningApplications& applications) {
   if (name_) return *name_;
-  if (!path_) path_ = VCSSystemUtils::execPathForPid(process_);  // that may have failed for once
+  if (!path_)
+    path_ = VCSSystemUtils::execPathForPid(process_);  // the system may have failed before
   const auto application = applications.applicationOf(process_);
   std::string name = nameOf(application ? application.value() : std::nullopt);
-  if (application) name_ = name;  // otherwise it is looked up again
+  if (application) name_ = name;  // otherwise the next call looks it up again
   return name;
 }
 

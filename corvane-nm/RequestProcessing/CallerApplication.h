@@ -9,14 +9,17 @@
 
 namespace corvane::RequestProcessing {
 
-/// The browser that started this process.
+/// The application that started this process: a browser. Not thread-safe.
 class CallerApplication {
  public:
-  /// Notes which process that is, and its executable: the browser may end at any time.
+  /// Records the parent process and the path of its executable. Construct it early: when the
+  /// browser has ended, neither can be found out any more.
   CallerApplication();
 
-  /// The name by which the main application knows it: its bundle identifier, or else the file name
-  /// of its executable. Kept once it is certain. The process stops when it has no name.
+  /// Returns the name by which the main application knows the browser: its bundle identifier or, if
+  /// it has none or is not known to the system, the file name of its executable. Cached unless
+  /// `applications` fails; then the executable's name is returned and the next call asks again.
+  /// Ends the process if there is no name at all.
   std::string name(const Platform::RunningApplications& applications);
 
  private:
@@ -24,8 +27,8 @@ class CallerApplication {
       const std::optional<Platform::RunningApplication>& application) const;
 
   const pid_t process_;
-  std::optional<std::string> path_;
-  std::optional<std::string> name_;
+  std::optional<std::string> path_;  // of the executable; nothing: not found yet
+  std::optional<std::string> name_;  // once it is certain
 };
 
 }  // namespace corvane::RequestProcessing

@@ -11,13 +11,13 @@
 namespace corvane::RequestProcessing {
 namespace {
 
-/// The version of the extension's interface that this host speaks.
+/// The version of the extension's interface that this host implements.
 constexpr char supportedApiVersion[] = "1";
 
 using Error = ExtensionBrowserApiProtocol::Error;
 
-/// Puts what the main application reported of itself into `state`. An application that did not
-/// answer in time counts as not running, which is no error; gives the error that remains.
+/// Copies the reported state of the main application into `state`. A timeout means that the
+/// application does not run, which is not an error. Returns the error, unless it was a timeout.
 Error apply(const std::optional<EBAAppStateResponse>& record, const Error& error, AppState& state) {
   if (record) {
     state.isProtectionEnabled = record->isProtectionEnabled;
@@ -49,21 +49,22 @@ AppState CommandHandlers::defaultState() const {
   return state;
 }
 
-/// Makes `work` the answer that a request with unusable parameters gets, its serial number taken.
+/// Takes a serial number and sets the reply for a request with invalid parameters, which a handler
+/// that gets further overwrites.
 void CommandHandlers::presetResponse(WorkingReply& work) {
   work.response.id = serial_.takeNext();
   work.response.status = ResponseStatus::error(ErrorText::invalidParameters);
   work.response.appState = defaultState();
 }
 
-/// Sends an answer, and takes its serial number now unless that was done at the start.
+/// Sends the reply; takes its serial number now unless the handler did so at its start.
 void CommandHandlers::finish(Work work) {
   if (work->response.id == 0) work->response.id = serial_.takeNext();
   WorkingReply::send(std::move(work));
 }
 
-/// Presets the answer, reads the main application's state into it when that runs, and goes on with
-/// `ownStep`; an error of the main application ends the command instead.
+/// Presets the reply, adds the main application's state if that runs, and continues with `next`. An
+/// error of the main application is sent as the reply instead.
 void CommandHandlers::withMainAppState(Work work, NextStep next) {
   presetResponse(*work);
   if (!work->response.appState.isRunning) return next(std::move(work));
@@ -77,7 +78,7 @@ void CommandHandlers::withMainAppState(Work work, NextStep next) {
       });
 }
 
-/// Answers with the status that `work` has so far and the main application's state.
+/// Replies with the present status of `work` and the main application's state.
 void CommandHandlers::answerWithMainAppState(Work work) {
   work->response.appState = defaultState();
   if (!work->response.appState.isRunning) return finish(std::move(work));
@@ -90,9 +91,9 @@ void CommandHandlers::answerWithMainAppState(Work work) {
       });
 }
 
-/// Starts the main application and waits until it announces its state, or for as long as that may
-/// take, then goes on with `next`; no other command starts meanwhile. One that can't be started
-/// ends the command.
+/// Starts the main application, waits until it announces its state or the limit passes, and then
+/// continues with `next`. No other command starts meanwhile. If the application can't be started,
+/// replies with that error.
 void CommandHandlers::launchMainAppAndWait(Work work, NextStep next) {
   environment_.launchMainApp([this, work = std::move(work), next = std::move(next),
                               hold = requests_.hold()](bool isStarted) mutable {
@@ -108,10 +109,9 @@ void CommandHandlers::launchMainAppAndWait(Work work, NextStep next) {
   });
 }
 
-/// Gives the reply of an operation that answers with an error or nothing, which is the outcome. For
-/// a command that changes the main application's state, intercepts the announcement; the answer
-/// then waits for it. A reply that is destroyed uncalled, because the request was refused, hands
-/// the signal back.
+/// Returns the callback for the last operation of a command: its error, or none, is the outcome.
+/// For a command that changes the state, intercepts the announcement, and the reply waits for it.
+/// If the callback is destroyed uncalled because the request was rejected, the interception ends.
 ExtensionBrowserApiProtocol::ErrorReply CommandHandlers::finalReply(Work work) {
   if (!work->command.changesState) {
     return [work = std::move(work)](const Error& error) mutable {
@@ -128,8 +128,8 @@ ExtensionBrowserApiProtocol::ErrorReply CommandHandlers::finalReply(Work work) {
   };
 }
 
-/// Answers with the state that the main application announces, read afresh; at once when the
-/// operation has failed. No exchange starts while it waits.
+/// Waits for the announcement of the new state, reads the state and replies with it; replies at
+/// once if the operation has failed. No exchange starts during the wait.
 void CommandHandlers::waitAppStateNotificationAndReply(Work work) {
   static constexpr char function[] = "waitAppStateNotificationAndReply(_:_:)";
   VCLogCDebugTrace({"corvane-nm/RequestProcessing", function});

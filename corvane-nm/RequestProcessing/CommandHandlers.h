@@ -12,39 +12,48 @@
 
 namespace corvane::RequestProcessing {
 
-/// What the handlers need of the rest of the host. All of it must outlive them.
+/// What the handlers use of the rest of the host; a test passes its own. All of it must outlive the
+/// handlers and their continuations. Everything is called on the loop's thread.
 struct Environment {
   ExtensionBrowserApiProtocol& client;
-  SerialQueue& workQueue;  ///< that of the client's exchanges
+  SerialQueue& workQueue;  ///< the queue of the client's exchanges
   AppStateListener& appStateListener;
+  /// Whether the main application runs, or ran when that was last known.
   std::function<bool()> isMainAppRunning;
-  /// Starts it even if it runs; its argument gets false when it can't be started.
+  /// Starts the main application, even if it runs. Calls its argument once, later, with false if it
+  /// can't be started.
   std::function<void(UniqueFunction<void(bool)>)> launchMainApp;
-  /// The browser's, as the main application knows it.
+  /// Returns the name by which the main application knows the browser.
   std::function<std::string()> callerApplicationName;
 };
 
-/// What each command does. A handler starts in the order of the requests, returns as soon as it has
-/// answered or started an operation of the main application's interface, and goes on in that
-/// operation's reply. A command that changes the state waits in there for the announcement of the
-/// change, and holds up all later exchanges meanwhile; a forced launch holds up all later commands.
+/// The handlers, one for each command. A handler starts when its request is the first in the queue
+/// of requests, calls an operation of the main application's interface or replies at once, and
+/// returns; it goes on in the operation's reply. So handlers start in order, but their exchanges
+/// may alternate, and replies may come in another order.
 ///
-/// Each step is a function that owns the `Work` and hands it to its continuation. A continuation
-/// that is destroyed uncalled takes the work with it, and with the work its holds and its
-/// interception of the signal. The handlers outlive all continuations.
+/// Two kinds of handlers delay others: a command that changes the state holds the queue of
+/// exchanges until the main application announces the change; a forced launch holds the queue of
+/// requests until the main application announces its state. Both waits have a limit.
+///
+/// Each step is a function that owns the `Work` and moves it into its continuation. A continuation
+/// that is destroyed uncalled destroys the work, so the request gets no reply, and with it its
+/// holds and its interception of the notification. The handlers must outlive all continuations. On
+/// the loop's thread.
 class CommandHandlers {
  public:
-  /// `requests` is the order in which handlers start.
+  /// `requests` is the queue in which handlers start.
   CommandHandlers(Environment environment, SerialQueue& requests)
       : environment_(std::move(environment)), requests_(requests) {}
 
-  /// Starts the handler of the work's command.
+  /// Starts the handler of the work's command. Call it in the queue of requests.
   void start(Work work);
 
  private:
   using Protocol = ExtensionBrowserApiProtocol;
   using NextStep = UniqueFunction<void(Work)>;
 
+  // One handler per command, or for several that differ in the operation only.
   void init(Work work);
   void getCurrentAppState(Work work);
   void getCurrentFilteringState(Work work);
@@ -56,6 +65,7 @@ class CommandHandlers {
   void reportSite(Work work);
   void callWithoutParameters(Work work, void (Protocol::*operation)(Protocol::ErrorReply));
 
+  // The steps that handlers share.
   [[nodiscard]] AppState defaultState() const;
   void presetResponse(WorkingReply& work);
   void finish(Work work);

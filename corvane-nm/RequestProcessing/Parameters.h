@@ -12,21 +12,23 @@
 
 namespace corvane::RequestProcessing {
 
-/// A request's parameters: for each name that some command reads, the value, if it is a text, a
-/// boolean or an integer. What else a message holds is not kept.
+/// The parameters of a request: the values of those members that some command reads, if they are
+/// strings, booleans or integers. Anything else in a message is not stored. A value type; not
+/// thread-safe.
 class Parameters {
  public:
+  /// Monostate: absent, or of a kind that no command reads.
   using Value = std::variant<std::monostate, std::string, bool, std::int64_t>;
 
-  /// The value of `name`, added empty if it is absent; nullptr if no command reads `name`. Valid
-  /// until the next call.
+  /// Returns the place for the value of `name`, added empty if it is absent, or nullptr if no
+  /// command reads `name`. Valid until the next call.
   Value* slot(std::string_view name);
 
-  /// Whether all of `required` are there, each with a value of its kind.
+  /// Whether all of `required` are present, each with a value of its kind.
   [[nodiscard]] bool haveAll(std::span<const RequiredParameter> required) const;
 
-  /// nullptr when `parameter` is missing or its value is of another kind. Kinds never mix: true is
-  /// no integer, 1 no boolean, 443.0 no integer.
+  /// The value of `parameter`, or nullptr if it is absent or of another kind. Nothing is converted:
+  /// true is not an integer, 1 is not a boolean, and 443.0 is not an integer.
   [[nodiscard]] const std::string* text(Parameter parameter) const {
     return std::get_if<std::string>(&value(parameter));
   }
@@ -37,10 +39,10 @@ class Parameters {
     return std::get_if<std::int64_t>(&value(parameter));
   }
 
-  /// Whether all values are equal.
+  /// Whether all parameters have equal values, in whatever order they came.
   bool operator==(const Parameters& other) const;
 
-  /// The length of all texts.
+  /// The length of all strings together, in bytes.
   [[nodiscard]] std::size_t bytes() const;
 
  private:
@@ -51,7 +53,7 @@ class Parameters {
 
   [[nodiscard]] const Value& value(Parameter parameter) const;
 
-  std::vector<Entry> entries_;  // a few, in the order in which they came
+  std::vector<Entry> entries_;  // a few at most, so a linear search is fastest
 };
 
 }  // namespace corvane::RequestProcessing

@@ -8,7 +8,7 @@
 
 namespace corvane::RequestProcessing {
 
-// Less a character that is cut off.
+// A string cut at `longestKept` may lose up to 3 more bytes, of an incomplete character.
 static_assert(2 * (RequestBuilder::longestKept - 3) > 3 * ExchangeBuffer::maximumObjectLength);
 
 Result<std::optional<Request>> RequestBuilder::request() {
@@ -56,14 +56,14 @@ bool RequestBuilder::on_key_part(Text part, std::size_t /*length*/, Error& /*err
 
 bool RequestBuilder::on_key(Text part, std::size_t length, Error& /*error*/) {
   std::string_view name{part.data(), part.size()};
-  if (part.size() < length) {  // the end of a key that came in parts
+  if (part.size() < length) {  // the last part of a key
     addToKey(part);
     name = {key_.data(), length <= longestName ? length : 0};
     keyLength_ = 0;
   }
   target_ = memberNamed(name);
   isKeptWhole_ = name == "id" || name == "apiVersion";
-  if (target_ != nullptr) *target_ = std::monostate();  // an equal key before does not count
+  if (target_ != nullptr) *target_ = std::monostate();  // the last of equal keys counts
   return true;
 }
 
@@ -73,7 +73,7 @@ void RequestBuilder::addToKey(Text part) {
   keyLength_ += part.size();
 }
 
-/// The place of the value that follows the key `name`, if it is kept.
+/// Returns the place for the value after the key `name`, or nullptr if it is not needed.
 RequestBuilder::Value* RequestBuilder::memberNamed(std::string_view name) {
   if (depth_ == 2 && isInParameters_) return parameters_.slot(name);
   if (depth_ != 1) return nullptr;

@@ -16,25 +16,30 @@
 
 namespace corvane::RequestProcessing {
 
-/// The handler of the JSON library's event parser
-/// (https://www.boost.org/doc/libs/1_81_0/libs/json/, basic_parser)
-/// for one text; keeps what a request needs. Unpaired surrogates come in place, as Base/Unicode.h
-/// says. No callback reports an error. The library gives the functions their names.
+/// Builds a request from the events of the JSON library's parser
+/// (https://www.boost.org/doc/libs/1_81_0/libs/json/, basic_parser), for one text; stores only what
+/// a request needs. Unpaired surrogates in the events are encoded as Base/Unicode.h describes.
+///
+/// The library defines the names and meaning of the on_… functions and calls them in the order of
+/// the text; all return true, so the builder never stops the parser. `part` arguments are valid
+/// during the call only.
 class RequestBuilder {
  public:
   using Text = boost::json::string_view;
   using Error = boost::json::error_code;
 
-  /// How many bytes of a string are kept; of `id` and "apiVersion" all. No command has so long a
-  /// `type`, none reads `data`, and an exchange refuses a string of 1,536,003 bytes already, as its
-  /// archive takes two thirds of that at the least: no reply changes.
+  /// How many bytes of a string are stored; `id` and "apiVersion" are stored completely. This
+  /// changes no reply: no command has so long a `type`, none reads `data`, and an exchange rejects
+  /// even a string of 1,536,003 bytes, whose archive takes at least two thirds of that.
   static constexpr std::size_t longestKept = std::size_t{2} << 20;
 
-  /// What the whole text was: see RequestParser::finish. Only once, as the request is moved out.
+  /// Returns the outcome for the whole text, see RequestParser::finish. Call it once, because it
+  /// moves the request out.
   Result<std::optional<Request>> request();
 
   // NOLINTBEGIN(readability-identifier-naming): the names of the library
-  // The limits of the library's own types, so that what a tree can't hold is refused here, too.
+  // The limits of the library's own types, so that this rejects the same texts as a parser that
+  // builds a tree.
   static constexpr std::size_t max_object_size = boost::json::object::max_size();
   static constexpr std::size_t max_array_size = boost::json::array::max_size();
   static constexpr std::size_t max_key_size = boost::json::string::max_size();
@@ -63,15 +68,17 @@ class RequestBuilder {
  private:
   using Value = Parameters::Value;
   enum class Top { scalar, array, object };
-  static constexpr std::size_t longestName = 16;  // bytes; of all keys that mean something
+  static constexpr std::size_t longestName = 16;  // bytes, of the keys that are known
   static_assert(std::all_of(parameterNames.begin(), parameterNames.end(),
                             [](std::string_view name) { return name.size() <= longestName; }));
 
+  /// Stores a value at `target_`, if it is of use.
   template <class T>
   bool keep(T value) {
     if (target_ != nullptr) *target_ = value;
     return keepNothing();
   }
+  /// Ignores what follows, until the next key.
   bool keepNothing() {
     target_ = nullptr;
     return true;
@@ -82,13 +89,13 @@ class RequestBuilder {
   [[nodiscard]] Value* memberNamed(std::string_view name);
 
   Top top_ = Top::scalar;
-  std::size_t depth_ = 0;  // of arrays and objects
-  std::array<char, longestName> key_{};
-  std::size_t keyLength_ = 0;  // may be more than was kept
-  bool parametersFollow_ = false;
+  std::size_t depth_ = 0;                // nesting of arrays and objects; 1 in the top object
+  std::array<char, longestName> key_{};  // the beginning of a key that comes in parts
+  std::size_t keyLength_ = 0;            // of the whole key so far; may exceed `key_`
+  bool parametersFollow_ = false;        // the last key of the top object was "parameters"
   bool isInParameters_ = false;
-  Value* target_ = nullptr;   // where the next value goes, if it is of use
-  bool isKeptWhole_ = false;  // however long its string is
+  Value* target_ = nullptr;   // the place for the next value; null: ignore it
+  bool isKeptWhole_ = false;  // `target_` gets its string completely, however long
   Value type_;
   Value id_;
   Value data_;

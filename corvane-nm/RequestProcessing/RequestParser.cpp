@@ -18,26 +18,28 @@ constexpr std::size_t escapeLength = 6;  // of "\ud800"
 json::parse_options options() {
   json::parse_options options;
   options.max_depth = maximumJsonDepth;
-  options.allow_invalid_utf8 = true;  // it is checked before surrogates are put in place
+  options.allow_invalid_utf8 =
+      true;  // checked before unpaired surrogates, which are not UTF-8, are put in
   return options;
 }
 
-/// How many bytes the character has that begins with `first`; 0 when none does.
+/// The length in bytes of a UTF-8 character that begins with `first`; 0 if none does.
 std::size_t characterLength(char first) {
   const auto byte = static_cast<unsigned char>(first);
   if (byte < 0xC2 || byte > 0xF4) return 0;
   return byte < 0xE0 ? 2 : byte < 0xF0 ? 3 : 4;
 }
 
-/// What stands at a backslash, as far as unpaired surrogates are concerned.
+/// An escape sequence at a backslash: an unpaired surrogate, any other, or undecided because the
+/// text ends too early.
 struct Escape {
   enum class Kind { any, unpairedSurrogate, undecided };
   Kind kind = Kind::any;
-  std::size_t length = 2;  // at least; of a pair of surrogates both
+  std::size_t length = 2;  // in bytes, at least; of a pair of surrogates both
   char32_t unit = 0;
 };
 
-/// The escape at `at`; it is undecided when `text` ends too early, and goes on.
+/// Examines the escape at `at`. It can be undecided only if more text follows (`goesOn`).
 Escape escapeAt(std::string_view text, std::size_t at, bool goesOn) {
   const std::size_t length = text.size() - at;
   if (goesOn && (length < 2 || (text[at + 1] == 'u' && length < escapeLength)))
@@ -57,7 +59,7 @@ Escape escapeAt(std::string_view text, std::size_t at, bool goesOn) {
 struct RequestParser::State {
   json::basic_parser<RequestBuilder> parser{options()};
   json::error_code error = {};
-  std::string cutOff = {};  // the end of the last piece: of a character or an escape that goes on
+  std::string cutOff = {};  // the end of the last piece: an incomplete character or escape
 
   void write(std::string_view text, bool isLast);
   void parse(std::string_view text, bool isDecided, bool isLast);
@@ -85,8 +87,8 @@ Result<std::optional<Request>> RequestParser::finish() {
   return request;
 }
 
-/// Takes it up to the first byte that is not UTF-8. The parser gets that byte, too, so that a
-/// reason of its own to refuse the text there comes first.
+/// Parses `text` up to and including the first byte that is not UTF-8. The parser gets that byte,
+/// too, so that its own reason to reject the text there takes precedence.
 void RequestParser::State::write(std::string_view text, bool isLast) {
   const std::size_t length = Unicode::wellFormedLength(text, Unicode::Surrogates::refused);
   const std::string_view rest = text.substr(length);
@@ -102,11 +104,12 @@ void RequestParser::State::write(std::string_view text, bool isLast) {
     error = json::make_error_code(isCutOff ? json::error::incomplete : json::error::syntax);
 }
 
-/// Gives the parser `text`, unpaired surrogates in place, as it refuses their escapes. `isDecided`:
-/// nothing that follows can change an escape at the end.
+/// Passes `text` to the parser, with escapes of unpaired surrogates, which it would reject,
+/// replaced by their encoding (Base/Unicode.h). `isDecided` means that an escape at the end is
+/// complete.
 void RequestParser::State::parse(std::string_view text, bool isDecided, bool isLast) {
   std::string replaced;
-  std::size_t given = 0;  // of `text`, put into `replaced`
+  std::size_t given = 0;  // how much of `text` is in `replaced`
   for (std::size_t at = 0; (at = text.find('\\', at)) != std::string_view::npos;) {
     const Escape escape = escapeAt(text, at, !isDecided);
     if (escape.kind == Escape::Kind::undecided) {

@@ -10,13 +10,14 @@
 namespace corvane::RequestProcessing {
 
 /// Parses messages of the browser as their bytes arrive. Accepts the same texts as parseJson
-/// (Base/Json.h) and refuses the others for the same reason, except that a text with both invalid
-/// UTF-8 and escaped surrogates may be refused for either. No tree is built: a message takes the
-/// memory of the strings that its request keeps, whatever else it holds, and time in proportion to
-/// its length. Strings that no command
-/// could make use of are kept in part (RequestBuilder::longestKept).
+/// (Base/Json.h) and rejects the others for the same reason, except that a text with both invalid
+/// UTF-8 and escaped surrogates may be rejected for either.
 ///
-/// One message after the other: `write` for each piece, then `finish`. One thread.
+/// Builds no tree: a message takes the memory of the strings that its request stores, whatever else
+/// it contains, and time proportional to its length. Very long strings, which no command can use,
+/// are stored in part (RequestBuilder::longestKept).
+///
+/// Handles one message after another: `write` for each piece, then `finish`. Not thread-safe.
 class RequestParser {
  public:
   RequestParser();
@@ -24,13 +25,15 @@ class RequestParser {
   RequestParser(const RequestParser&) = delete;
   RequestParser& operator=(const RequestParser&) = delete;
 
-  /// Takes the next piece of a message; a text may be cut anywhere. `isLast` says that it is the
-  /// end. After a piece that is malformed, the others are not looked at.
+  /// Parses the next piece of a message, which may be cut anywhere, even inside a character.
+  /// `isLast` marks the end of the message; an empty piece is allowed. After a malformed piece the
+  /// others are ignored. Refers to `piece` only during the call.
   void write(std::string_view piece, bool isLast);
 
-  /// After the last piece: the request that the message is, or nothing when it is JSON but no
-  /// object, or an object whose "type" or "id" is missing or no text. Fails, with the reason, when
-  /// the text is not JSON. Of equal keys the last one counts. The next message may follow.
+  /// Call it after the last piece. Returns the request, or nothing if the message is JSON but is an
+  /// array, or an object whose "type" or "id" is missing or not a string. Fails, with the reason,
+  /// if the text is not JSON or its top level is a scalar. The last of several equal keys counts.
+  /// Makes the parser ready for the next message.
   Result<std::optional<Request>> finish();
 
  private:

@@ -9,25 +9,28 @@
 
 namespace corvane::RequestProcessing {
 
-/// A request on its way through its handler, with the reply that is built beside it. It has one
-/// owner at a time, and `send` takes it from the last one, so a request can't be answered twice.
-/// Destroyed without `send`, it gets no reply.
+/// A request in progress, together with its reply as far as it is known. One owner at a time
+/// (`Work`): handlers move it from step to step, and `send` consumes it, so that a request can't be
+/// answered twice. If it is destroyed without `send`, the request gets no reply. On the loop's
+/// thread.
 class WorkingReply {
  public:
-  /// `command` must outlive it: a row of the table.
+  /// `command` is a row of `browserCommands`. `callback` gets the reply. The reply is that for
+  /// invalid parameters until a handler changes it, and refers to the request by its id.
   WorkingReply(const BrowserCommand& command, Request&& request, ReplyCallback&& callback)
       : command(command), request(std::move(request)), callback_(std::move(callback)) {
     response.requestId = this->request.id;
   }
 
-  /// Sends the reply as it stands.
+  /// Calls the callback with the present reply, and destroys `work`.
   static void send(std::unique_ptr<WorkingReply> work) {
     work->callback_(std::move(work->response));
   }
 
+  /// Valid as long as this object, wherever it is moved to with its owner.
   [[nodiscard]] const Parameters& parameters() const { return request.parameters; }
 
-  /// Whether the request has all parameters that its command needs.
+  /// Whether the request has all parameters that its command requires.
   [[nodiscard]] bool isComplete() const { return parameters().haveAll(command.parameters); }
 
   const BrowserCommand& command;
