@@ -74,7 +74,7 @@ std::optional<Extent> newestRecord(ExchangeFile& exchange) {
 constexpr std::uint64_t longestRecord =
     ExchangeBuffer::maximumBufferLength + ExchangeBuffer::maximumObjectLength;
 
-/// The bytes of the record at `place`. Nothing if they can't all be read, or if they are more than
+/// Reads the archive at `extent`. Nothing if they can't all be read, or if they are more than
 /// a file within its limits can hold; an error line says which.
 std::optional<std::vector<std::byte>> bytesAt(ExchangeFile& exchange, const Extent& extent) {
   if (extent.length > longestRecord) {

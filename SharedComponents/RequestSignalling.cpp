@@ -59,7 +59,7 @@ void RequestSignalling::sendRequest(RequestResponseName name, const std::string&
       [this, request = std::move(request)]() mutable { start(std::move(request)); });
 }
 
-/// Observes the reply before anybody can see the request.
+/// Begins to observe the reply before the main application can see the request.
 void RequestSignalling::start(std::unique_ptr<Request> request) {
   request->hold = queues_.requests.hold();
   pending_ = std::move(request);

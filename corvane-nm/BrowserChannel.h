@@ -31,8 +31,8 @@ class BrowserChannel {
 
   struct Limits {
     std::chrono::milliseconds slice;      ///< length of one turn of the loop
-    std::chrono::milliseconds lastSlice;  ///< of the last turn, which begins at the end of input
-    std::chrono::milliseconds lastRead;  ///< how long the browser may read nothing in the last turn
+    std::chrono::milliseconds lastSlice;  ///< longest wait for replies after the end of input
+    std::chrono::milliseconds lastRead;   ///< how long the browser may read nothing meanwhile
   };
 
   /// `loop` must outlive this object, and this object the loop's last turn and all replies. The

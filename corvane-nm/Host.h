@@ -21,7 +21,7 @@ namespace corvane {
 struct Host {
   /// `browser` has the descriptors for input and output, which the caller owns and must keep open
   /// as long as the host. Reads and writes nothing yet. Ends the process (Platform::hardStop) if
-  /// the event loop can't be created.
+  /// the system lacks what every host needs, such as descriptors.
   explicit Host(Platform::BrowserDescriptors browser);
 
   /// Runs the host: installs the handlers of notifications, applies the stored log level, begins to

@@ -20,8 +20,8 @@ namespace corvane {
 ///
 /// Every operation returns at once and calls `reply` at most once, later, on the loop: with a
 /// result, an error, both or neither, as the main application answered. Without an answer the error
-/// is `linkTimeout`. If the request can't even be written, `reply` is destroyed uncalled, so what
-/// it owns tells its owner. All operations and all replies belong to the loop's thread.
+/// is `linkTimeout`. If the request can't even be written, `reply` is destroyed uncalled, and with
+/// it what it owns. All operations and all replies belong to the loop's thread.
 ///
 /// Arguments are passed on unchanged and unchecked; strings may hold unpaired surrogates
 /// (Base/Unicode.h).

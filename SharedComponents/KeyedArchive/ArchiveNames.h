@@ -9,7 +9,7 @@
 ///
 /// The archive is a property list whose top dictionary has the version, the archiver's name, a
 /// dictionary with the number of the root object, and the array of all objects. An object refers
-/// to others by their position in that array (a UID). Strings and plain numbers stand in the array
+/// to others by their position in that array (a UID). Strings and plain numbers are in the array
 /// themselves; any other object is a dictionary that also refers to its class.
 namespace corvane::ArchiveNames {
 

@@ -38,7 +38,7 @@ class DDFileLogger : public DDLogger {
   /// that roll. (After: the other host may have read its clock later than this one.)
   static constexpr std::chrono::seconds sameRollPeriod{2};
 
-  /// `clock` dates new files and tells the age of existing ones.
+  /// `clock` dates new files and determines the age of existing ones.
   DDFileLogger(DDLogFileManager manager, Limits limits, DDLog::Clock clock);
 
   /// Appends one line; rolls before it if the current file is too old, after it if too large.

@@ -18,7 +18,7 @@ constexpr const char* archivedMark = "lumberjack.log.archived";
 constexpr std::chrono::milliseconds stampGranularity(20);
 
 /// The names in the directory `path`; none if it is missing or a symbolic link, because the files
-/// there may be somebody else's.
+/// there may belong to another program.
 Result<std::vector<std::string>> namesIn(const std::string& path) {
   const auto folder = Platform::Folders::open(path);
   if (folder) return Platform::Folders::entries(folder.value());

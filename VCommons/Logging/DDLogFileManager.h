@@ -27,7 +27,7 @@ class DDLogFileManager {
                    std::size_t maximumNumberOfLogFiles);
 
   /// All log files, the newest first; none if the directory is missing or a symbolic link, because
-  /// the files there may be somebody else's. Fails if the directory can't be listed.
+  /// the files there may belong to another program. Fails if the directory can't be listed.
   [[nodiscard]] Result<std::vector<DDLogFileInfo>> sortedLogFiles() const;
   /// The first of `sortedLogFiles`, or nothing; fails likewise.
   [[nodiscard]] Result<std::optional<DDLogFileInfo>> newestLogFile() const;

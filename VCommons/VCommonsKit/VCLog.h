@@ -13,8 +13,8 @@
 /// does not suit its arguments, the line still shows them.
 ///
 /// A message must pass two masks, `ddLogLevel` and `dynamicLogLevel`. One that does not costs at
-/// most two relaxed reads and two comparisons: nothing is formatted, and no argument is asked for its
-/// description (but the expressions of the call are evaluated, as for any function).
+/// most two relaxed reads and two comparisons: nothing is formatted, and no argument is asked for
+/// its description (but the expressions of the call are evaluated, as for any function).
 ///
 /// Thread-safe. Arguments are formatted before the call returns, so they need not outlive it.
 /// Nothing is returned and nothing fails. An error is in every sink when the call returns, after

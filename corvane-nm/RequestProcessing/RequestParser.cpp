@@ -23,7 +23,7 @@ json::parse_options options() {
   return options;
 }
 
-/// The length in bytes of a UTF-8 character that begins with `first`; 0 if none does.
+/// The length in bytes of the multi-byte UTF-8 character that begins with `first`; 0 if none does.
 std::size_t characterLength(char first) {
   const auto byte = static_cast<unsigned char>(first);
   if (byte < 0xC2 || byte > 0xF4) return 0;
