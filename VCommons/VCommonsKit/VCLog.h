@@ -9,8 +9,8 @@
 #include "VCommons/VCommonsKit/LogFormat.h"
 
 /// The logging facade. `VCLogCDebug({"corvane-nm/main", "listen()"}, "Read %@ bytes", 12)` logs
-/// "(main: listen()) Read 12 bytes". Formats are those of formatLogText (LogFormat.h); if a format
-/// does not suit its arguments, the line still shows them.
+/// "(main: listen()) Read 12 bytes". Formats are those of formatLogText (LogFormat.h); a format
+/// that does not suit its arguments still gives a line.
 ///
 /// A message must pass two masks, `ddLogLevel` and `dynamicLogLevel`. One that does not costs at
 /// most two relaxed reads and two comparisons: nothing is formatted, and no argument is asked for
@@ -18,8 +18,9 @@
 ///
 /// Thread-safe. Arguments are formatted before the call returns, so they need not outlive it.
 /// Nothing is returned and nothing fails. An error is in every sink when the call returns, after
-/// all earlier messages; other messages are queued (`asyncLoggingEnabled`). `DDLog::shared()`,
-/// which takes the records, drops them as long as it has no sinks.
+/// all earlier messages, except on the logging queue itself; other messages are queued
+/// (`asyncLoggingEnabled`). `DDLog::shared()`, which takes the records, drops them as long as it
+/// has no sinks.
 namespace corvane {
 
 /// Where a message comes from. The strings are written by hand, because log lines name operations

@@ -51,7 +51,7 @@ class AppStateListener {
   };
 
   void received();
-  void finish(std::uint64_t number, bool came);
+  void finish(std::uint64_t number, bool isReceived);
 
   Platform::EventLoop& loop_;
   RequestSignalling& signalling_;

@@ -34,8 +34,8 @@ constexpr std::optional<Parameter> findParameter(std::string_view name) {
   return std::nullopt;
 }
 
-/// A parameter without which a command can't be run, and the required kind of its JSON value. No
-/// value is converted to another kind.
+/// A parameter without which a command's reply is an error, and the required kind of its JSON
+/// value. No value is converted to another kind.
 struct RequiredParameter {
   enum class Kind {
     text,     ///< a string
@@ -73,7 +73,7 @@ enum class CommandId {
 struct BrowserCommand {
   CommandId id;
   std::string_view type;                          ///< the message's "type"; case-sensitive
-  std::span<const RequiredParameter> parameters;  ///< all must be present
+  std::span<const RequiredParameter> parameters;  ///< all that it requires
   bool changesState;  ///< the reply waits until the main application announces its new state
 };
 

@@ -69,7 +69,7 @@ class CommandHandlers {
   [[nodiscard]] AppState defaultState() const;
   void presetResponse(WorkingReply& work);
   void finish(Work work);
-  void withMainAppState(Work work, NextStep ownStep);
+  void withMainAppState(Work work, NextStep next);
   void answerWithMainAppState(Work work);
   void launchMainAppAndWait(Work work, NextStep next);
   Protocol::ErrorReply finalReply(Work work);
