@@ -3,25 +3,22 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <memory>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "Base/Bytes.h"
-#include "Base/TimeLimits.h"
 #include "Platform/Container/DesktopEntry.h"
 #include "Platform/Container/HomeFolder.h"
 #include "Platform/File.h"
 #include "Platform/Folders.h"
 #include "Platform/Linux/DetachedProcess.h"
+#include "Platform/Posix/PendingLaunch.h"
 #include "Platform/SystemCalls.h"
 #include "Platform/SystemLog.h"
 
 namespace corvane::Platform {
 namespace {
-
-using Answer = UniqueFunction<void(bool isStarted)>;
 
 constexpr std::size_t largestEntry = std::size_t{1} << 20;
 
@@ -67,27 +64,6 @@ Result<OwnedDescriptor> start(const std::string& bundleIdentifier) {
   return startDetached(arguments.value(), home.value());
 }
 
-/// A program that is being started. Owned by its watch and its limit until one of them ends both.
-struct Launch {
-  std::string application;
-  OwnedDescriptor outcome;
-  Answer answer;
-  EventLoop::Registration readable = {};
-  EventLoop::Registration limit = {};
-
-  void finish() {
-    const auto started = outcomeOf(outcome);
-    if (!started) logFailure(application, started.failure());
-    finish(static_cast<bool>(started));
-  }
-
-  void finish(bool isStarted) {
-    readable = {};
-    limit = {};
-    answer(isStarted);
-  }
-};
-
 }  // namespace
 
 Result<Done> ApplicationLauncher::check(const std::string& bundleIdentifier) {
@@ -106,18 +82,20 @@ Result<Done> ApplicationLauncher::check(const std::string& bundleIdentifier) {
 }
 
 void ApplicationLauncher::launch(EventLoop& loop, const std::string& bundleIdentifier,
-                                 Answer answer) {
+                                 UniqueFunction<void(bool isStarted)> answer) {
   auto outcome = start(bundleIdentifier);
   if (!outcome) {
     logFailure(bundleIdentifier, outcome.failure());
     return loop.post([answer = std::move(answer)]() mutable { answer(false); });
   }
+  const auto launch = PendingLaunch::begin(loop, std::move(answer));
   const int descriptor = outcome->number();
-  auto launch = std::make_shared<Launch>(
-      Launch{bundleIdentifier, std::move(outcome).value(), std::move(answer)});
-  launch->readable = loop.onReadable(descriptor, [launch] { launch->finish(); });
-  launch->limit =
-      loop.at(EventLoop::now() + TimeLimits::appState, [launch] { launch->finish(false); });
+  launch->keep(loop.onReadable(
+      descriptor, [launch, application = bundleIdentifier, outcome = std::move(*outcome)] {
+        const auto started = outcomeOf(outcome);
+        if (!started) logFailure(application, started.failure());
+        launch->finish(static_cast<bool>(started));
+      }));
 }
 
 }  // namespace corvane::Platform

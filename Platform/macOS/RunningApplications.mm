@@ -19,10 +19,9 @@ NSString* observedKey() {
 }  // namespace
 
 /// Calls a handler whenever the workspace's list of running applications has changed: on the main
-/// thread, while its run loop turns.
+/// thread, while its run loop turns, until it is released.
 @interface CorvaneWorkspaceObserver : NSObject
 - (instancetype)initWithHandler:(std::function<void()>)handler;
-- (void)stop;
 @end
 
 @implementation CorvaneWorkspaceObserver {
@@ -41,8 +40,10 @@ NSString* observedKey() {
   return self;
 }
 
-- (void)stop {
-  [NSWorkspace.sharedWorkspace removeObserver:self forKeyPath:observedKey() context:nil];
+- (void)dealloc {
+  @autoreleasepool {
+    [NSWorkspace.sharedWorkspace removeObserver:self forKeyPath:observedKey() context:nil];
+  }
 }
 
 - (void)observeValueForKeyPath:(nullable NSString*)keyPath
@@ -102,11 +103,7 @@ RunningApplications::RunningApplications(EventLoop& loop, std::string containerF
   static_cast<void>(center_);  // the system itself reports what starts and ends
 }
 
-RunningApplications::~RunningApplications() {
-  @autoreleasepool {
-    [known_->observer stop];
-  }
-}
+RunningApplications::~RunningApplications() = default;
 
 Result<int> RunningApplications::instancesOf(const std::string& bundleIdentifier) const {
   return static_cast<int>(processesOf(bundleIdentifier).size());

@@ -1,0 +1,40 @@
+#pragma once
+
+#include <memory>
+#include <utility>
+
+#include "Base/UniqueFunction.h"
+#include "Platform/EventLoop.h"
+
+namespace corvane::Platform {
+
+/// A launch whose outcome is not known yet. Answers once: with the outcome, or false after
+/// TimeLimits::appState. Owned by the timer of that limit, and by others as they like. All on the
+/// loop's thread.
+class PendingLaunch : public std::enable_shared_from_this<PendingLaunch> {
+ public:
+  using Answer = UniqueFunction<void(bool isStarted)>;
+
+  /// The limit counts from now. `loop` must outlive the result.
+  static std::shared_ptr<PendingLaunch> begin(EventLoop& loop, Answer answer);
+
+  /// Keeps `watch`, by which the outcome will be known, until the answer.
+  void keep(EventLoop::Registration watch) { watch_ = std::move(watch); }
+
+  /// Answers now. Once, and not after the limit.
+  void finish(bool isStarted);
+
+  /// Answers from a timer of the loop that is due now, for callers that the loop does not call.
+  void finishSoon(bool isStarted);
+
+ private:
+  PendingLaunch(EventLoop& loop, Answer answer) : loop_(loop), answer_(std::move(answer)) {}
+  void finishAt(EventLoop::Clock::time_point time, bool isStarted);
+
+  EventLoop& loop_;
+  Answer answer_;
+  EventLoop::Registration timer_;
+  EventLoop::Registration watch_;
+};
+
+}  // namespace corvane::Platform
