@@ -16,7 +16,7 @@ namespace corvane::Platform::Folders {
 Result<std::vector<std::string>> nextEntries(const OwnedDescriptor& folder) {
   const int copy = systemCalls().fcntl(folder.number(), F_DUPFD_CLOEXEC, 0);
   if (copy < 0) return failureFromErrno("read a directory");
-  const std::unique_ptr<DIR, int (*)(DIR*)> listing(::fdopendir(copy), ::closedir);
+  std::unique_ptr<DIR, int (*)(DIR*)> listing(::fdopendir(copy), ::closedir);
   if (!listing) {
     const Failure failure = failureFromErrno("read a directory");
     systemCalls().close(copy);
@@ -27,10 +27,16 @@ Result<std::vector<std::string>> nextEntries(const OwnedDescriptor& folder) {
     errno = 0;
     const dirent* const entry = ::readdir(listing.get());
     if (entry == nullptr && errno != 0) return failureFromErrno("read a directory");
-    if (entry == nullptr) return names;
+    if (entry == nullptr) break;
     const std::string_view name = entry->d_name;
     if (name != "." && name != "..") names.emplace_back(name);
   }
+  // Nothing says where closedir(3) leaves the position.
+  const off_t end = systemCalls().lseek(folder.number(), 0, SEEK_CUR);
+  listing.reset();
+  if (end < 0 || systemCalls().lseek(folder.number(), end, SEEK_SET) < 0)
+    return failureFromErrno("read a directory");
+  return names;
 }
 
 }  // namespace corvane::Platform::Folders

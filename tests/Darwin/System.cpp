@@ -1,4 +1,6 @@
 // Functions of Darwin's C library that Platform/macOS uses.
+#include <dirent.h>
+#include <dlfcn.h>
 #include <libproc.h>
 #include <malloc.h>
 #include <malloc/malloc.h>
@@ -26,6 +28,14 @@ int proc_pidpath(int pid, void* buffer, uint32_t buffersize) {
   }
   std::ranges::copy(path, static_cast<char*>(buffer));
   return static_cast<int>(path.size());
+}
+
+/// closedir(3), in place of the C library's. POSIX leaves open where a copy of the descriptor reads
+/// on; here from the start.
+int closedir(DIR* listing) {
+  static const auto real = reinterpret_cast<int (*)(DIR*)>(::dlsym(RTLD_NEXT, "closedir"));
+  ::lseek(::dirfd(listing), 0, SEEK_SET);
+  return real(listing);
 }
 
 /// malloc_zone_pressure_relief(3).
