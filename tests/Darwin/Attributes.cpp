@@ -10,27 +10,19 @@ int lsetxattr(const char* path, const char* name, const void* value, size_t size
 ssize_t lgetxattr(const char* path, const char* name, void* value, size_t size);
 }
 
-namespace {
-
-/// What the layer does not use, the stand-in has not.
-bool isSupported(uint32_t position, int options) {
-  if (position == 0 && options == XATTR_NOFOLLOW) return true;
-  errno = EINVAL;
-  return false;
-}
-
-}  // namespace
-
-/// setxattr(2).
+/// setxattr(2); getxattr(2) below. Other positions and options than the layer's are refused.
 int setxattr(const char* path, const char* name, const void* value, size_t size, uint32_t position,
              int options) {
-  if (!isSupported(position, options)) return -1;
-  return ::lsetxattr(path, ("user." + std::string(name)).c_str(), value, size, 0);
+  if (position == 0 && options == XATTR_NOFOLLOW)
+    return ::lsetxattr(path, ("user." + std::string(name)).c_str(), value, size, 0);
+  errno = EINVAL;
+  return -1;
 }
 
-/// getxattr(2).
 ssize_t getxattr(const char* path, const char* name, void* value, size_t size, uint32_t position,
                  int options) {
-  if (!isSupported(position, options)) return -1;
-  return ::lgetxattr(path, ("user." + std::string(name)).c_str(), value, size);
+  if (position == 0 && options == XATTR_NOFOLLOW)
+    return ::lgetxattr(path, ("user." + std::string(name)).c_str(), value, size);
+  errno = EINVAL;
+  return -1;
 }

@@ -2,32 +2,24 @@
 
 #include <map>
 #include <mutex>
-#include <utility>
 
 namespace corvane::darwin {
 namespace {
 
-struct Failure {
-  int error = 0;
-  int times = 0;
-};
-
 std::mutex mutex;
-std::map<std::string, Failure> failures;
+std::map<std::string, int> failures;
 
 }  // namespace
 
-void failNext(const std::string& function, int error, int times) {
+void failNext(const std::string& function, int error) {
   const std::lock_guard lock(mutex);
-  failures[function] = {error, times};
+  failures[function] = error;
 }
 
 int failureOf(const std::string& function) {
   const std::lock_guard lock(mutex);
-  const auto found = failures.find(function);
-  if (found == failures.end() || found->second.times == 0) return 0;
-  --found->second.times;
-  return found->second.error;
+  const auto failure = failures.extract(function);
+  return failure ? failure.mapped() : 0;
 }
 
 }  // namespace corvane::darwin

@@ -6,9 +6,9 @@
 /// What a test can see of the stand-ins for Darwin's functions, and make them do.
 namespace corvane::darwin {
 
-/// Has the next calls of `function` fail, as its manual page says that it may: with `error`, a
-/// value of errno, or a status of notify(3).
-void failNext(const std::string& function, int error, int times = 1);
+/// Has the next call of `function` fail, as its manual page says that it may: with `error`, a value
+/// of errno, or a status of notify(3).
+void failNext(const std::string& function, int error);
 
 /// For the stand-ins: the error with which this call of `function` fails, else 0.
 int failureOf(const std::string& function);

@@ -13,7 +13,6 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <chrono>
 #include <compare>
 #include <cstring>
 #include <map>
@@ -26,8 +25,6 @@
 #include "tests/Darwin/Control.h"
 
 namespace {
-
-using Clock = std::chrono::steady_clock;
 
 constexpr std::uint32_t entries = IN_CREATE | IN_DELETE | IN_MOVED_FROM | IN_MOVED_TO;
 
@@ -223,19 +220,6 @@ int take(Queue& queue, std::span<struct kevent> events) {
   return static_cast<int>(count);
 }
 
-/// Waits until the queue may hold something. False when it was interrupted or the time is over.
-bool waitFor(int kernelQueue, const timespec* timeout, Clock::time_point end) {
-  timespec left = {};
-  if (timeout != nullptr) {
-    const auto time = std::max(Clock::duration::zero(), end - Clock::now());
-    left.tv_sec = std::chrono::duration_cast<std::chrono::seconds>(time).count();
-    left.tv_nsec = (time % std::chrono::seconds(1)).count();
-  }
-  pollfd queue = {kernelQueue, POLLIN, 0};
-  errno = 0;
-  return ::ppoll(&queue, 1, timeout == nullptr ? nullptr : &left, nullptr) > 0;
-}
-
 }  // namespace
 
 /// kqueue(2): -1 and EMFILE or the like when the system has none left.
@@ -263,14 +247,12 @@ int kqueue() {
   return queue.epoll;
 }
 
-/// kevent(2). A change that fails is told by the result only: callers leave no room for both.
+/// kevent(2), without a timeout or with one of 0. A change that fails is told by the result only:
+/// callers leave no room for both.
 int kevent(int kq, const struct kevent* changelist, int nchanges, struct kevent* eventlist,
            int nevents, const struct timespec* timeout) {
-  const auto end = Clock::now() + std::chrono::seconds(timeout == nullptr ? 0 : timeout->tv_sec) +
-                   std::chrono::nanoseconds(timeout == nullptr ? 0 : timeout->tv_nsec);
   const std::span changes(changelist, static_cast<std::size_t>(nchanges));
   const std::span events(eventlist, static_cast<std::size_t>(nevents));
-  if ((errno = corvane::darwin::failureOf("kevent")) != 0) return -1;
   std::unique_lock lock(mutex);
   ++calls;
   auto queue = queues.find(kq);
@@ -279,9 +261,11 @@ int kevent(int kq, const struct kevent* changelist, int nchanges, struct kevent*
   while (queue != queues.end()) {
     showActivity(queue->second);
     if (events.empty()) return 0;
-    if (const int count = take(queue->second, events); count > 0) return count;
+    const int count = take(queue->second, events);
+    if (count > 0 || timeout != nullptr) return count;
     lock.unlock();
-    if (!waitFor(kq, timeout, end)) return errno == EINTR ? -1 : 0;
+    pollfd waiting = {kq, POLLIN, 0};
+    if (::poll(&waiting, 1, -1) < 0) return -1;
     lock.lock();
     queue = queues.find(kq);  // it may have been closed
   }

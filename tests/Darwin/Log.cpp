@@ -1,6 +1,7 @@
 // os_log(3): a text that its format does not call public is shown as "<private>".
 #include <os/log.h>
 
+#include <cstdlib>
 #include <cstring>
 #include <mutex>
 #include <string>
@@ -16,23 +17,6 @@ namespace {
 std::mutex mutex;
 std::vector<std::string> lines;
 
-/// One argument in the buffer that the compiler lays out: its kind and visibility, size, bytes.
-struct Argument {
-  enum Kind { scalar, precision, text };
-  Kind kind;
-  bool isPublic;
-  std::uint64_t value;
-};
-
-Argument next(const std::uint8_t*& at) {
-  const std::uint8_t head = *at++;
-  const std::uint8_t size = *at++;
-  Argument argument = {static_cast<Argument::Kind>(head >> 4), (head & 2) != 0, 0};
-  std::memcpy(&argument.value, at, size);
-  at += size;
-  return argument;
-}
-
 }  // namespace
 
 /// os_log_type_enabled(3).
@@ -40,22 +24,21 @@ bool os_log_type_enabled(os_log_t /*log*/, os_log_type_t /*type*/) {
   return true;
 }
 
-/// What os_log_with_type(3) becomes. Knows texts only, with a precision.
+/// What os_log_with_type(3) becomes. Knows one format only, "%.*s": in the buffer, as clang lays it
+/// out, are two bytes of summary and two arguments, each after a byte with its visibility and one
+/// with its size.
 void _os_log_impl(void* /*dso*/, os_log_t /*log*/, os_log_type_t /*type*/, const char* /*format*/,
-                  uint8_t* buffer, uint32_t /*size*/) {
-  std::string line;
-  std::uint64_t length = std::string::npos;
-  const std::uint8_t* at = buffer + 2;
-  for (int left = buffer[1]; left > 0; --left) {
-    const Argument argument = next(at);
-    if (argument.kind == Argument::precision) length = argument.value;
-    if (argument.kind != Argument::text) continue;
-    const char* text = nullptr;
-    std::memcpy(static_cast<void*>(&text), &argument.value, sizeof text);
-    line += argument.isPublic ? std::string(text, ::strnlen(text, length)) : "<private>";
-  }
+                  uint8_t* buffer, uint32_t size) {
+  constexpr std::size_t precision = 4;
+  constexpr std::size_t text = 10;
+  std::int32_t length = 0;
+  const char* start = nullptr;
+  if (size != text + sizeof start) std::abort();
+  std::memcpy(&length, buffer + precision, sizeof length);
+  std::memcpy(static_cast<void*>(&start), buffer + text, sizeof start);
+  const bool isPublic = (buffer[text - 2] & 2) != 0;
   const std::lock_guard lock(mutex);
-  lines.push_back(line);
+  lines.push_back(isPublic ? std::string(start, static_cast<std::size_t>(length)) : "<private>");
 }
 
 std::vector<std::string> corvane::darwin::logged() {

@@ -12,6 +12,7 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <map>
@@ -112,12 +113,6 @@ void end(Registrations& own) {
   own.socket = -1;
 }
 
-bool isUsed(const Registrations& own, const std::string& name) {
-  for (const auto& [token, registration] : own.byToken)
-    if (registration.name == name) return true;
-  return false;
-}
-
 int writerOf(const Registrations& own, int reader) {
   for (const auto& [token, registration] : own.byToken)
     if (registration.reader == reader) return registration.writer;
@@ -179,7 +174,8 @@ uint32_t notify_cancel(int token) {
   const auto removed = own.byToken.extract(token);
   if (removed.empty()) return invalidToken;
   const Registration& registration = removed.mapped();
-  if (!isUsed(own, registration.name))
+  if (std::ranges::none_of(own.byToken,
+                           [&](const auto& one) { return one.second.name == registration.name; }))
     ::unlinkat(own.folder, (registration.name + "/" + own.entry).c_str(), 0);
   if (writerOf(own, registration.reader) < 0) {
     ::close(registration.reader);

@@ -1,14 +1,12 @@
-// The part of CoreFoundation that Platform/macOS uses, by the pages "CFRunLoop", "CFRunLoopSource",
-// "CFFileDescriptor", "CFString" and "CFBundle" of Apple's documentation.
+// The part of CoreFoundation that the C++ of Platform/macOS uses, by the pages "CFRunLoop",
+// "CFRunLoopSource", "CFFileDescriptor" and "CFBundle" of Apple's documentation.
 #include <CoreFoundation/CoreFoundation.h>
 #include <poll.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
 #include <chrono>
-#include <cstring>
-#include <string>
+#include <cstdlib>
 #include <utility>
 #include <vector>
 
@@ -38,16 +36,10 @@ Kind* retain(Kind* object) {
 
 }  // namespace
 
-struct __CFString final : Object {
-  std::string text;
-};
-
 struct __CFFileDescriptor final : Object {
   CFFileDescriptorNativeDescriptor descriptor = -1;
-  bool closesIt = false;
   CFFileDescriptorCallBack callout = nullptr;
   bool isEnabled = false;
-  bool isValid = true;
 };
 
 struct __CFRunLoopSource final : Object {
@@ -56,13 +48,11 @@ struct __CFRunLoopSource final : Object {
   __CFRunLoopSource& operator=(const __CFRunLoopSource&) = delete;
   ~__CFRunLoopSource() override { CFRelease(file); }
   const CFFileDescriptorRef file;
-  std::vector<CFRunLoopRef> loops;
-  bool isValid = true;
+  CFRunLoopRef loop = nullptr;
 };
 
 struct __CFRunLoop {
   std::vector<CFRunLoopSourceRef> sources;  // of the default mode, each retained
-  bool isStopped = false;
 };
 
 const CFAllocatorRef kCFAllocatorDefault = nullptr;
@@ -74,71 +64,51 @@ void CFRelease(CFTypeRef cf) {
   if (--object->owners == 0) delete object;
 }
 
-/// CFStringGetCString: false when the buffer is too small.
-Boolean CFStringGetCString(CFStringRef theString, char* buffer, CFIndex bufferSize,
-                           CFStringEncoding /*encoding*/) {
-  const std::string& text = theString->text;
-  if (static_cast<CFIndex>(text.size()) >= bufferSize) return 0;
-  std::memcpy(buffer, text.c_str(), text.size() + 1);
-  return 1;
-}
-
 /// CFRunLoopGetCurrent: each thread has one, which is not released.
 CFRunLoopRef CFRunLoopGetCurrent() {
   static thread_local __CFRunLoop loop;
   return &loop;
 }
 
-/// CFRunLoopAddSource: retains the source; adding it twice is adding it once.
+/// CFRunLoopAddSource: retains the source. To one run loop only, here.
 void CFRunLoopAddSource(CFRunLoopRef rl, CFRunLoopSourceRef source, CFRunLoopMode /*mode*/) {
-  if (!source->isValid || std::ranges::count(rl->sources, source) > 0) return;
+  if (std::exchange(source->loop, rl) != nullptr) std::abort();
   rl->sources.push_back(retain(source));
-  source->loops.push_back(rl);
 }
 
-/// CFRunLoopSourceInvalidate: removes it from all run loops.
+/// CFRunLoopSourceInvalidate: removes it from its run loop.
 void CFRunLoopSourceInvalidate(CFRunLoopSourceRef source) {
-  source->isValid = false;
-  for (CFRunLoopRef loop : std::exchange(source->loops, {})) {
-    std::erase(loop->sources, source);
-    CFRelease(source);
-  }
+  std::erase(source->loop->sources, source);
+  CFRelease(source);
 }
 
-/// CFRunLoopStop: ends the current activation; none that comes later.
-void CFRunLoopStop(CFRunLoopRef rl) {
-  rl->isStopped = true;
-}
-
-/// CFFileDescriptorCreate: closes the descriptor only if it is told to.
+/// CFFileDescriptorCreate: the descriptor stays the caller's.
 CFFileDescriptorRef CFFileDescriptorCreate(CFAllocatorRef /*allocator*/,
                                            CFFileDescriptorNativeDescriptor fd,
                                            Boolean closeOnInvalidate,
                                            CFFileDescriptorCallBack callout,
                                            const CFFileDescriptorContext* /*context*/) {
+  if (closeOnInvalidate != 0) std::abort();
   auto* const file = new __CFFileDescriptor;
   file->descriptor = fd;
-  file->closesIt = closeOnInvalidate != 0;
   file->callout = callout;
   return file;
 }
 
-/// CFFileDescriptorCreateRunLoopSource: the caller owns the result; none of an invalid one.
+/// CFFileDescriptorCreateRunLoopSource: the caller owns the result.
 CFRunLoopSourceRef CFFileDescriptorCreateRunLoopSource(CFAllocatorRef /*allocator*/,
                                                        CFFileDescriptorRef f, CFIndex /*order*/) {
-  return f->isValid ? new __CFRunLoopSource(f) : nullptr;
+  return new __CFRunLoopSource(f);
 }
 
 /// CFFileDescriptorEnableCallBacks: callbacks are off at first, and off again after each, until
 /// they are enabled again.
 void CFFileDescriptorEnableCallBacks(CFFileDescriptorRef f, CFOptionFlags callBackTypes) {
-  if ((callBackTypes & kCFFileDescriptorReadCallBack) != 0) f->isEnabled = f->isValid;
+  if ((callBackTypes & kCFFileDescriptorReadCallBack) != 0) f->isEnabled = true;
 }
 
 /// CFFileDescriptorInvalidate: no callback comes any more.
 void CFFileDescriptorInvalidate(CFFileDescriptorRef f) {
-  if (f->isValid && f->closesIt) ::close(f->descriptor);
-  f->isValid = false;
   f->isEnabled = false;
 }
 
@@ -171,33 +141,31 @@ bool turnOnce(CFRunLoopRef loop, Clock::time_point end) {
 
 }  // namespace
 
-/// CFRunLoopRunInMode: ends at once without a source; with 0 seconds it passes once.
+/// CFRunLoopRunInMode: ends at once without a source; with 0 seconds it passes once. The result is
+/// not used, nor a run that goes on after a source.
 CFRunLoopRunResult CFRunLoopRunInMode(CFRunLoopMode /*mode*/, CFTimeInterval seconds,
                                       Boolean returnAfterSourceHandled) {
-  enum : CFRunLoopRunResult { finished = 1, stopped, timedOut, handledSource };
+  if (returnAfterSourceHandled == 0) std::abort();
   constexpr CFTimeInterval longest = 1e9;
   CFRunLoopRef loop = CFRunLoopGetCurrent();
   const auto end =
       Clock::now() + std::chrono::duration_cast<Clock::duration>(
                          std::chrono::duration<double>(std::clamp(seconds, 0.0, longest)));
-  loop->isStopped = false;
-  for (;;) {
-    if (loop->sources.empty()) return finished;
-    const bool isHandled = turnOnce(loop, end);
-    if (loop->isStopped) return stopped;
-    if (isHandled && returnAfterSourceHandled != 0) return handledSource;
-    if (Clock::now() >= end) return timedOut;
-  }
+  while (!loop->sources.empty() && !turnOnce(loop, end) && Clock::now() < end) continue;
+  return {};
 }
 
-/// CFBundleGetMainBundle: none, as in a program for the command line without a bundle.
+/// CFBundleGetMainBundle: none, as in a program for the command line without a bundle; so the
+/// other two are never called.
 CFBundleRef CFBundleGetMainBundle() {
   return nullptr;
 }
-
-/// CFBundleGetIdentifier.
 CFStringRef CFBundleGetIdentifier(CFBundleRef /*bundle*/) {
-  return nullptr;
+  std::abort();
+}
+Boolean CFStringGetCString(CFStringRef /*string*/, char* /*buffer*/, CFIndex /*bufferSize*/,
+                           CFStringEncoding /*encoding*/) {
+  std::abort();
 }
 
 int corvane::darwin::liveObjects() {
