@@ -8,9 +8,9 @@
 
 namespace corvane::Platform {
 
-/// A launch whose outcome is not known yet. Answers once: with the outcome, or false after
-/// TimeLimits::appState. Owned by the timer of that limit, and by others as they like. All on the
-/// loop's thread.
+/// A launch whose outcome is not known yet. Calls its answer once: with the outcome, or with false
+/// after TimeLimits::appState. Its timer owns it until then; others may share it. All on the loop's
+/// thread.
 class PendingLaunch : public std::enable_shared_from_this<PendingLaunch> {
  public:
   using Answer = UniqueFunction<void(bool isStarted)>;
@@ -21,7 +21,7 @@ class PendingLaunch : public std::enable_shared_from_this<PendingLaunch> {
   /// Keeps `watch`, by which the outcome will be known, until the answer.
   void keep(EventLoop::Registration watch) { watch_ = std::move(watch); }
 
-  /// Answers now. Once, and not after the limit.
+  /// Answers now. Must not be called after the answer.
   void finish(bool isStarted);
 
   /// Answers from a timer of the loop that is due now, for callers that the loop does not call.
