@@ -61,7 +61,7 @@ PLANTED = [
      "tokens_.empty() ? 0 : NOTIFY_REUSE, &descriptor,"),
     ("a moment for a length of time", COMPILER, LAYER + "Poller.cpp", "blocks ? end - now : Clock::duration::zero()", "end"),
     ("the old way to launch", COMPILER, LAYER + "ApplicationLauncher.mm", "    configuration.promptsUserIfNeeded = NO;\n",
-     "    [NSWorkspace.sharedWorkspace launchAppWithBundleIdentifier:@\"\" options:NSWorkspaceLaunchDefault"
+     "    [NSWorkspace.sharedWorkspace launchAppWithBundleIdentifier:NSStringFromSelector(@selector(configuration)) options:NSWorkspaceLaunchDefault"
      " additionalEventParamDescriptor:nil launchIdentifier:nil];"),
     ("nil for a group that must be one", COMPILER, LAYER + "GroupContainers.mm", "GroupIdentifier:group]", "GroupIdentifier:nil]"),
     ("nil as the name of a suite", COMPILER, LAYER + "GroupSettings.mm", "initWithSuiteName:suite", "initWithSuiteName:nil"),
