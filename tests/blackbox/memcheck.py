@@ -27,6 +27,7 @@ LEFT_OUT = {
 MAY_FAIL = {
     "test_check_main_app.CheckMainApp.test_faults_of_the_stand_in_are_named": SLOW,
     "test_check_main_app.CheckMainApp.test_the_stand_in_keeps_all_and_nothing_is_left": SLOW,
+    "test_examples.Examples.test_each_keeps_the_contract": SLOW,
     "test_life.Leaving.test_the_end_of_input_is_not_waited_for": "it is timed",
     "test_link.Commands.test_a_main_application_that_answers": PUSHES,
     "test_link.Commands.test_a_main_application_that_answers_an_error": PUSHES,

@@ -3,12 +3,14 @@
 import subprocess
 import tempfile
 import unittest
+from concurrent.futures import ThreadPoolExecutor
 from pathlib import Path
 
 from host import APPLICATION, DEADLINE, GROUP
 from test_check_main_app import ELSEWHERE, check
 
 EXAMPLES = Path(__file__).parents[2] / "examples/main-application"
+GO = Path("/usr/bin/go")  # scripts/test --all installs it
 KEPT = (b"ready\n", set(), 0, [])
 
 
@@ -34,4 +36,13 @@ def checked(command):
 
 class Examples(unittest.TestCase):
     def test_each_keeps_the_contract(self):
-        self.assertEqual(checked(EXAMPLES / "python/main_application.py"), KEPT)
+        commands = [EXAMPLES / "python/main_application.py"]
+        with tempfile.TemporaryDirectory() as folder, ThreadPoolExecutor() as pool:
+            if GO.exists():
+                commands.append(Path(folder, "main.go"))
+                subprocess.run([GO, "build", "-o", commands[1], EXAMPLES / "go/main.go"], check=True)
+            for command, seen in zip(commands, pool.map(checked, commands)):
+                with self.subTest(command.name):
+                    self.assertEqual(seen, KEPT)
+        if not GO.exists():
+            self.skipTest("golang-go is not installed; the others keep it")

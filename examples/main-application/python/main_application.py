@@ -140,14 +140,13 @@ def connected(path):
 
 def send_through(senders, datagram):
     """Sends through each of `senders` as soon as its observer has room, for 100 ms at the most."""
-    end, ready = time.monotonic() + 0.1, list(senders)
-    while ready:
-        for sender in ready:
+    end = time.monotonic() + 0.1
+    while senders and (pause := end - time.monotonic()) > 0:
+        for sender in select.select([], senders, [], pause)[1]:
             with contextlib.suppress(BlockingIOError):
                 with contextlib.suppress(ConnectionError):  # it has died since it was connected
                     sender.send(datagram)
                 senders.remove(sender)
-        ready = select.select([], senders, [], max(0.0, end - time.monotonic()))[1]
 
 
 class Notifications:
