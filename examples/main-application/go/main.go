@@ -997,7 +997,10 @@ func becomeInstance(container string, lock *os.File) (bool, error) {
 		}
 		return true, flock(lock, syscall.LOCK_EX) // that one is ending
 	case <-time.After(2 * time.Second):
-		return true, flock(lock, syscall.LOCK_EX|syscall.LOCK_NB)
+		if flock(lock, syscall.LOCK_EX|syscall.LOCK_NB) != nil {
+			return false, errors.New("another instance runs and does not announce its state")
+		}
+		return true, nil
 	}
 }
 

@@ -539,7 +539,12 @@ class Application:
         if PREFIX + "ready" in names:
             self.due.append(time.monotonic() + 0.5)
         if PREFIX + "exchange" in names:
-            for identifier, name, body in self.exchange.take_requests():
+            try:
+                requests = self.exchange.take_requests()
+            except OSError as why:
+                requests = []
+                print(f"the requests can't be read: {why}", file=sys.stderr)
+            for identifier, name, body in requests:
                 if is_usable(identifier):
                     self.answer(identifier, name, body)
 
