@@ -310,14 +310,14 @@ func (u *unarchiver) decode(reference any, depth int) any {
 	if u.count++; u.count > mostValues {
 		panic("too many values")
 	}
-	place := reference.(uid)
-	switch u.objects[place].(type) {
+	value := u.objects[reference.(uid)]
+	switch value.(type) {
 	case string, bool, int64, uint64, float64:
-		if place > 0 {
-			return u.objects[place]
+		if value != "$null" { // which stands for nothing
+			return value
 		}
 	}
-	entry := u.objects[place].(dict)
+	entry := value.(dict)
 	class := u.objects[entry["$class"].(uid)].(dict)["$classname"].(string)
 	switch class {
 	case "NSNull":

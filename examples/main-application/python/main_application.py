@@ -92,7 +92,7 @@ def unarchive(data):
         if count > MOST_VALUES:
             raise ValueError("too many values")
         entry = objects[uid.data]
-        if isinstance(entry, (str, bool, int, float)) and uid.data > 0:
+        if isinstance(entry, (str, bool, int, float)) and entry != "$null":
             return entry
         class_name = objects[entry["$class"].data]["$classname"]
         if class_name == "NSNull":
