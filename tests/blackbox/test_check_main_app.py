@@ -17,7 +17,7 @@ from pathlib import Path
 
 from archives import archive, framed, unarchived
 from host import APPLICATION, DEADLINE, GROUP, MAIN_APPLICATION, Container, MainApplication
-from tool import TOOL
+from tool import TOOL, parsed
 
 PREFIX = f"{APPLICATION}.DARWIN_NOTIFICATION."
 LOOK = {"url": str, "port": int, "app": str}
@@ -38,7 +38,7 @@ def start_check(*arguments, home=None):
 def check(*arguments, home=None):
     """The exit status, and the names of the points by their outcome."""
     with start_check(*arguments, home=home) as tool:
-        said = json.loads(tool.communicate(timeout=120)[0])
+        said = parsed(tool.communicate(timeout=120)[0])["result"]
     names = {"holds": set(), "broken": set(), "not shown": set()}
     for point in said["points"]:
         names[point["outcome"]].add(point["name"])
@@ -205,7 +205,7 @@ class CheckMainApp(unittest.TestCase):
                     self.assertIsNone(tool.poll())
                     self.assertLess(time.monotonic(), end)
                 tool.send_signal(signal.SIGINT)
-                self.assertEqual((tool.wait(30), tool.stdout.read()), (1, '{"problem":"interrupted"}\n'))
+                self.assertEqual((tool.wait(30), parsed(tool.stdout.read())["problems"][0]["code"]), (1, "interrupted"))
             self.assertEqual(sorted(self.container.folder.rglob("*")), before)
             kept = ("protection", "rules", "level")
             self.assertEqual([application.state()[key] for key in kept], [said[key] for key in kept])

@@ -1,6 +1,5 @@
 """The logs of all hosts as one stream."""
 
-import json
 import os
 import re
 import subprocess
@@ -8,7 +7,7 @@ import unittest
 from pathlib import Path
 
 from host import Container, Host, MainApplication
-from tool import TOOL, Tool
+from tool import TOOL, Tool, parsed
 
 SOURCES = Path(__file__).resolve().parents[2]
 CALL = re.compile(r'VCLogC?(Error|Warn|Info|Debug)\((?:\{[^}]*\}|[\w()]+),\s*"((?:[^"\\]|\\.)*)"')
@@ -19,7 +18,7 @@ NAME = "corvane-nm 2024-10-27--00-{}-00-000.log"
 def log(*arguments, **environment):
     said = subprocess.run([TOOL, "log", "--json", *arguments], env=os.environ | environment,
                           capture_output=True, text=True, timeout=60, check=True)
-    return [json.loads(line) for line in said.stdout.splitlines()]
+    return [parsed(line) for line in said.stdout.splitlines()]
 
 
 class Log(unittest.TestCase):

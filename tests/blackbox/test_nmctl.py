@@ -1,7 +1,7 @@
 """The tool for people, beside a link that lives."""
 
 import contextlib
-import json
+import fcntl
 import os
 import shutil
 import stat
@@ -14,7 +14,7 @@ from pathlib import Path
 from host import (DEADLINE, EXECUTABLE, MAIN_APPLICATION, NOBODY, Container, Host, MainApplication,
                   request)
 from standstill import stopped
-from tool import TOOL
+from tool import TOOL, parsed
 
 TOKEN = "0b7a3c1e-5d2f-4e6a-9c8b-1f2e3d4c5b6a"
 SECRETS = ("ads.example", "secret", "q=", "somebody", TOKEN)
@@ -26,6 +26,14 @@ EVERYTHING = 31  # the log level
 def nmctl(*arguments, tool=TOOL, **options):
     return subprocess.run([tool, *arguments], capture_output=True, text=True, timeout=60, check=False,
                           **options)
+
+
+def result(*arguments, status=(0, 1), **options):
+    """What a command says as JSON. There is no result, but a problem, if its exit status is 2."""
+    answer = nmctl(*arguments, "--json", **options)
+    said = parsed(answer.stdout)
+    assert said["exitStatus"] == answer.returncode and answer.returncode in status, said
+    return said["result"] or said["problems"]
 
 
 def outside_the_container():
@@ -51,11 +59,29 @@ class Tool(unittest.TestCase):
                 while not requests.stat().st_size:
                     self.assertLess(time.monotonic(), end)
                     os.sched_yield()
-                said = json.loads(nmctl("status", "--json").stdout)
+                said = result("status")
             host.receive()
+            with open(requests, "rb") as file:
+                fcntl.flock(file, fcntl.LOCK_EX)
+                self.assertEqual(result("status")["exchangeFiles"][0]["lockHolders"], [os.getpid()])
+                cause = f"process {os.getpid()} ({Path(os.readlink('/proc/self/exe')).name}) has held"
+                self.assertIn(cause, nmctl("doctor", "--browser", "firefox").stdout)
         self.assertTrue(said["isApplicationRunning"])
+        self.assertEqual([one["process"] for one in said["applications"]], [application.pid])
+        self.assertEqual([(one["process"], one["isGone"]) for one in said["hosts"]], [(host.pid, False)])
+        self.assertIn(said["hosts"][0]["replyFile"], [one["name"] for one in said["exchangeFiles"]])
+        self.assertLess(said["hosts"][0]["seconds"], DEADLINE)
         self.assertEqual(said["exchangeFiles"][0]["waiting"], 1)
         self.assertIn(host.pid, [one["process"] for one in said["observers"]])
+
+    def test_each_command_answers_in_json(self):
+        for command in ("list", "unregister", "repair", "report -", "check-main-app --list",
+                        f"register --plan --browser firefox --host {EXECUTABLE}"):
+            result(*command.split(), status=(0,))
+        for command, code in (("", "usage"), ("lst", "usage"), ("list --browser none", "usage"),
+                              ("doctor --fix", "usage"), ("list --dir a", "usage"),
+                              ("talk --host /none", "host-not-startable")):
+            self.assertEqual(result(*command.split(), status=(2,))[0]["code"], code, command)
 
     def test_report_holds_nothing_of_what_people_do(self):
         with MainApplication() as application, Host() as host:
@@ -111,8 +137,8 @@ class Tool(unittest.TestCase):
         self.assertIn(again[-1], (blocked / "com.corvane.nm.json").read_text())
         made = nmctl(*command[:-1], f"{folder}2/").stdout
         self.assertIn(f" {folder}2/manifest.json\n", made)
-        check = nmctl(*made.splitlines()[-1].split()[1:], "--json")
-        self.assertNotIn("Firefox", [one["subject"] for one in json.loads(check.stdout)["findings"]
+        check = result(*made.splitlines()[-1].split()[1:])
+        self.assertNotIn("Firefox", [one["subject"] for one in check["findings"]
                                      if one["state"] == "wrong"])
         self.assertEqual(nmctl("unregister").returncode, 0)
         for path in (folder, f"{folder}2", blocked):
@@ -128,11 +154,9 @@ class Tool(unittest.TestCase):
             self.assertEqual(said.stdout.splitlines(),
                              [expected, "complete -F _corvane_nmctl corvane-nmctl"])
 
-    def test_doctor_gives_one_cause_and_one_mend(self):
+    def test_doctor_gives_one_cause_and_one_fix(self):
         def found(state="wrong"):
-            answer = nmctl("doctor", "--json", "--browser", "chromium", "--browser", "firefox")
-            said = json.loads(answer.stdout)
-            self.assertEqual(answer.returncode, 0 if said["isAllWell"] else 1)
+            said = result("doctor", "--browser", "chromium", "--browser", "firefox")
             return [one for one in said["findings"] if one["state"] == state]
 
         (self.container.folder / "Data").mkdir(mode=0o700)
@@ -192,7 +216,7 @@ class Tool(unittest.TestCase):
                 if folder != "Data":
                     with contextlib.suppress(OSError):
                         (path / "filling").write_bytes(bytes(1 << 20))
-                said = json.loads(nmctl("doctor", "--json", "--browser", "chromium").stdout)
+                said = result("doctor", "--browser", "chromium")
                 causes = [one["cause"] for one in said["findings"]
                           if one["state"] == "wrong" and words in one["cause"]]
                 self.assertEqual(len(causes), 1, said)
@@ -227,11 +251,11 @@ class Tool(unittest.TestCase):
                 change(path)
                 if options:
                     container.give_away()
-                said = nmctl("doctor", "--json", "--browser", "chromium", **options).stdout
-                causes = [one["cause"] for one in json.loads(said)["findings"]
+                causes = [one["cause"] for one in
+                          result("doctor", "--browser", "chromium", **options)["findings"]
                           if one["state"] == "wrong"]
                 self.assertEqual(causes[1:], [what.format(path)])  # the browser is not registered
                 self.assertEqual(list(container.folder.rglob(".corvane-nmctl-trials")), [])
         status = nmctl("status", "--json", **options)
         self.assertIn(what.format(path), status.stderr)
-        self.assertIsNone(json.loads(status.stdout)["exchangeFiles"][0]["isLeft"])
+        self.assertIsNone(parsed(status.stdout)["result"]["exchangeFiles"][0]["isLeft"])

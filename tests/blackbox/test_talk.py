@@ -1,6 +1,5 @@
 """Talking with a host by hand."""
 
-import json
 import os
 import pty
 import subprocess
@@ -9,7 +8,7 @@ import unittest
 from select import POLLIN
 
 from host import DEADLINE, EXECUTABLE, Container, MainApplication, wait_for
-from tool import TOOL, Tool
+from tool import TOOL, Tool, parsed
 
 TALK = ("talk", "--host", EXECUTABLE)
 RULE = 'example.org##.ad[title="a \\b"] > i'
@@ -49,7 +48,7 @@ class Talk(unittest.TestCase):
         with MainApplication() as application:
             said = talk("--json", script=SCRIPT)
             self.assertEqual(application.state()["rules"], [RULE, "443"])
-        events = [json.loads(line) for line in said.stdout.splitlines()]
+        events = [parsed(line) for line in said.stdout.splitlines()]
         self.assertEqual([one["event"] for one in events], ["start"] + ["reply"] * 9, said.stderr)
         replies = {one["type"]: one["message"] for one in events[1:]}
         refused = {kind for kind, reply in replies.items() if reply["result"] == "error"}

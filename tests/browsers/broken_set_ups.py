@@ -236,7 +236,7 @@ class Browsers:
 
 def row(what, link, said, doctor):
     """The row of the table, and why it is not as it should be."""
-    wrong = {one["subject"]: one for one in doctor["findings"] if one["state"] == "wrong"}
+    wrong = {one["subject"]: one for one in doctor["result"]["findings"] if one["state"] == "wrong"}
     faults = []
     for name, text in said.items():
         if (name.title() in wrong) != (text is not None):
@@ -244,8 +244,8 @@ def row(what, link, said, doctor):
     missed = (set(wrong) - {"Chromium", "Firefox"}) ^ link
     if missed:
         faults.append(f"of the link: {missed}")
-    if doctor["isAllWell"] != (not wrong):
-        faults.append("findings and verdict differ")
+    if doctor["exitStatus"] != bool(wrong):
+        faults.append("findings and exit status differ")
     speech = "; ".join(dict.fromkeys(shortened(one["cause"]) for one in wrong.values()))
     return [what, *(text or "(works)" for text in said.values()), speech or "all is well"], faults
 

@@ -224,7 +224,7 @@ class Scenarios:
         started = self.enterContext(browser.start(self.name, self.home))
         command = [HOST.with_name("corvane-nmctl"), "--json", "new-extension", folder,
                    "--browser", self.name, "--dir", started.manifests]
-        made = json.loads(subprocess.run(command, check=True, stdout=subprocess.PIPE).stdout)
+        made = json.loads(subprocess.run(command, check=True, stdout=subprocess.PIPE).stdout)["result"]
         started.install(folder)
         page = started.open("popup.html")
         page.until(says("text", "live"))

@@ -19,10 +19,11 @@ std::string sandboxOf(const Installation& installation) {
 
 Finding examineSandboxed(const Browser& browser, const Installation& installation) {
   return Finding::wrong(std::string(browser.title),
-                        "it is " + sandboxOf(installation) +
-                            ", whose sandbox lets it start no program of this machine",
-                        "install " + std::string(browser.title) +
-                            " as a package of the distribution or of its maker instead");
+                        {Code("browser-sandboxed"),
+                         "it is " + sandboxOf(installation) +
+                             ", whose sandbox lets it start no program of this machine",
+                         "install " + std::string(browser.title) +
+                             " as a package of the distribution or of its maker instead"});
 }
 
 /// Starts the host that was found.
@@ -31,14 +32,18 @@ Finding examineHost(const std::string& title, const Lookup& found,
   const Trial trial =
       tryHost(found.hostPath, arguments, {.limit = linkIsBroken ? 5s : longestAnswer});
   if (trial.fault && trial.maybeFromLink && linkIsBroken)
-    return Finding::consequence(title,
+    return Finding::consequence(title, Code("link-broken"),
                                 "the host is found, but can't work because of what is said below");
   if (trial.fault)
-    return Finding::wrong(title, trial.fault->cause, isOwnHost ? trial.fault->mend : found.renewal);
+    return Finding::wrong(title, {trial.fault->code, trial.fault->cause,
+                                  isOwnHost ? trial.fault->fix : found.renewal});
   // For 3 s it may wait for the main application, of which the caller speaks.
   const std::string delay = trial.delay > 4s ? ", but only after " + seconds(trial.delay) : "";
-  return Finding::good(
-      title, "version " + trial.version + " answers" + delay + ", by " + found.manifestPath);
+  Finding finding =
+      Finding::good(title, Code("host-answers"),
+                    "version " + trial.version + " answers" + delay + ", by " + found.manifestPath);
+  finding.delay = trial.delay;
+  return finding;
 }
 
 void examineNative(const Browser& browser, const Selection& selection,
@@ -48,7 +53,7 @@ void examineNative(const Browser& browser, const Selection& selection,
       lookUp(browser, policiesOf(browser, surroundings), surroundings, selection.extension);
   std::optional<Fault> fault = found.fault;
   if (!fault) fault = programFault(found.hostPath, found.renewal);
-  if (fault) return findings.push_back(Finding::wrong(title, fault->cause, fault->mend));
+  if (fault) return findings.push_back(Finding::wrong(title, *fault));
   findings.push_back(examineHost(title, found, argumentsFor(browser, found),
                                  found.hostPath == surroundings.hostPath, linkIsBroken));
   const std::string choice = " --browser " + std::string(browser.name);
@@ -56,7 +61,8 @@ void examineNative(const Browser& browser, const Selection& selection,
       "; to remove that: corvane-nmctl unregister" + choice + " && corvane-nmctl register" + choice;
   for (const std::string& other : found.others)
     findings.push_back(
-        Finding::note(title, "its manifest also allows " + other + (found.isUsers ? removal : "")));
+        Finding::note(title, Code("extension-also-allowed"),
+                      "its manifest also allows " + other + (found.isUsers ? removal : "")));
 }
 
 }  // namespace
@@ -76,12 +82,12 @@ Findings examineBrowsers(const Selection& selection, const Surroundings& surroun
     examineNative(browser, selection, surroundings, linkIsBroken, findings);
     if (installation.flatpak || installation.snap)
       findings.push_back(Finding::note(
-          std::string(browser.title),
+          std::string(browser.title), Code("browser-also-sandboxed"),
           "it is here as " + sandboxOf(installation) + " as well, which can't start the host"));
   }
   if (findings.empty())
-    findings.push_back(Finding::wrong("browsers", "none was found here",
-                                      "install one, or name one with --browser"));
+    findings.push_back(Finding::wrong("browsers", {Code("no-browser"), "none was found here",
+                                                   "install one, or name one with --browser"}));
   return findings;
 }
 

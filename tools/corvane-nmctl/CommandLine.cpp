@@ -10,6 +10,25 @@
 
 namespace corvane::Nmctl {
 
+namespace {
+
+/// The answer of one command to programs, as docs/nmctl-json.md describes it.
+void writeAnswer(const CLI::App& app, Context& context) {
+  constexpr int format = 1;
+  if (context.isStream && context.problems.empty()) return;
+  const auto commands = app.get_subcommands();
+  boost::json::array problems;
+  for (const auto& [code, cause, fix] : context.problems)
+    problems.push_back({{"code", code.name()}, {"cause", cause}, {"fix", Commands::orNull(fix)}});
+  JsonObject answer{{"format", format}, {"command", nullptr}, {"exitStatus", context.status}};
+  if (!commands.empty()) answer["command"] = commands.front()->get_name();
+  answer["problems"] = std::move(problems);
+  answer["result"] = context.result ? JsonValue(std::move(*context.result)) : JsonValue();
+  context.output.json(answer);
+}
+
+}  // namespace
+
 int run(int count, const char* const* arguments, Context& context) {
   CLI::App app("Registers the native messaging host with browsers and finds out what is wrong.",
                "corvane-nmctl");
@@ -34,15 +53,14 @@ int run(int count, const char* const* arguments, Context& context) {
     app.parse(count, arguments);
   } catch (const CLI::ParseError& error) {
     if (app.exit(error) == 0) return 0;
-    context.problem = error.what();
+    context.problems.push_back({Code("usage"), error.what(), ""});
     context.status = usageStatus;
     const bool wantsJson = std::any_of(arguments, arguments + count, [](std::string_view argument) {
       return argument == "--json";  // which may not have been parsed
     });
     if (wantsJson) context.output.setFormat(Output::Format::json);
   }
-  if (context.output.isJson() && !context.output.hasJson() && !context.problem.empty())
-    context.output.json({{"problem", context.problem}});
+  if (context.output.isJson()) writeAnswer(app, context);
   return context.status;
 }
 

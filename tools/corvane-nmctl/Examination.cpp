@@ -36,7 +36,7 @@ Findings merged(const Findings& findings) {
   for (const Finding& finding : findings) {
     const auto same = std::find_if(result.begin(), result.end(), [&finding](const Finding& one) {
       return one.state == Finding::State::wrong && one.state == finding.state &&
-             one.cause == finding.cause && one.mend == finding.mend;
+             one.cause == finding.cause && one.fix == finding.fix;
     });
     if (same == result.end())
       result.push_back(finding);

@@ -16,8 +16,8 @@ std::vector<std::string> commandsFor(const Findings& findings) {
   constexpr std::string_view beginning = "run: ";
   std::vector<std::string> commands;
   for (const Finding& finding : findings) {
-    if (finding.state != Finding::State::wrong || !finding.mend.starts_with(beginning)) continue;
-    std::string command = finding.mend.substr(beginning.size());
+    if (finding.state != Finding::State::wrong || !finding.fix.starts_with(beginning)) continue;
+    std::string command = finding.fix.substr(beginning.size());
     if (std::find(commands.begin(), commands.end(), command) == commands.end())
       commands.push_back(std::move(command));
   }

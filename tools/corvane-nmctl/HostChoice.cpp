@@ -14,7 +14,7 @@ Result<HostChoice> hostOf(const Browser& browser, const Surroundings& surroundin
   if (!fault) fault = programFault(found.hostPath, found.renewal);
   if (fault)
     return Failure{FailureCause::notFound,
-                   std::string(browser.title) + ": " + fault->cause + "; " + fault->mend};
+                   std::string(browser.title) + ": " + fault->cause + "; " + fault->fix};
   return HostChoice{found.hostPath, argumentsFor(browser, found),
                     std::string(browser.title) + "'s"};
 }

@@ -21,7 +21,7 @@ std::vector<std::string> argumentsFor(const Browser& browser, const Lookup& foun
 
 /// The host that the browser of this name would start; without a name, that of the first browser
 /// that is installed here and finds one; when none does, the one that belongs to this program.
-/// Fails, and says what mends it, when the browser that is named finds none.
+/// Fails, and says what fixes it, when the browser that is named finds none.
 Result<HostChoice> chooseHost(const std::string& browser, const Surroundings& surroundings);
 
 /// The host `path`, started as Chromium would.

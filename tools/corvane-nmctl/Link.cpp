@@ -10,9 +10,11 @@
 #include <thread>
 
 #include "Platform/Container/GroupContainerFolder.h"
+#include "Platform/Container/ProcessTable.h"
 #include "Platform/EventLoop.h"
 #include "Platform/File.h"
 #include "Platform/NotificationCenter.h"
+#include "Platform/ProcessInfo.h"
 #include "Platform/RunningApplications.h"
 #include "SharedComponents/Configuration.h"
 #include "tools/corvane-nmctl/Output.h"
@@ -33,7 +35,8 @@ const std::string fileSuffix = ".data";
 constexpr std::uint64_t largestFile = 64'000'000;  // more than any may be
 
 Fault absentContainer(const std::string& path) {
-  return {"there is no shared folder " + path, "start the main application once: it makes it"};
+  return {Code("shared-folder-missing"), "there is no shared folder " + path,
+          "start the main application once: it makes it"};
 }
 
 std::optional<Fault> containerFault(const std::string& path) {
@@ -41,32 +44,39 @@ std::optional<Fault> containerFault(const std::string& path) {
   if (::stat(path.c_str(), &status) != 0) {
     const Failure why = Platform::failureFromErrno("stat", path);
     if (why.cause == FailureCause::notPermitted)
-      return Fault{"not permitted to look at the shared folder " + path,
+      return Fault{Code("shared-folder-not-permitted"),
+                   "not permitted to look at the shared folder " + path,
                    "let this user enter the folders above it"};
     if (why.cause != FailureCause::notFound)
-      return Fault{"the shared folder can't be looked at: " + why.text,
+      return Fault{Code("shared-folder-unreadable"),
+                   "the shared folder can't be looked at: " + why.text,
                    "try again; the administrator may know why"};
     if (::lstat(path.c_str(), &status) == 0)
-      return Fault{"the shared folder is a symbolic link that leads nowhere: " + path,
+      return Fault{Code("shared-folder-dangling-link"),
+                   "the shared folder is a symbolic link that leads nowhere: " + path,
                    "remove the link and start the main application"};
     return absentContainer(path);
   }
   struct stat own = {};
   if (::lstat(path.c_str(), &own) == 0 && S_ISLNK(own.st_mode))
     return Fault{
+        Code("shared-folder-is-link"),
         "the shared folder is a symbolic link, which the main application does not take: " + path,
         "put the folder itself in its place"};
   if (!S_ISDIR(status.st_mode))
-    return Fault{path + " is no folder", "move it away and start the main application"};
+    return Fault{Code("shared-folder-not-a-folder"), path + " is no folder",
+                 "move it away and start the main application"};
   if (status.st_uid != ::geteuid())
-    return Fault{"the shared folder belongs to another user: " + path,
+    return Fault{Code("shared-folder-foreign"),
+                 "the shared folder belongs to another user: " + path,
                  "as root: chown -R " + std::to_string(::geteuid()) + " " + shellWord(path)};
   if ((status.st_mode & (S_IWGRP | S_IWOTH)) != 0)
-    return Fault{"others may write to the shared folder " + path,
+    return Fault{Code("shared-folder-open"), "others may write to the shared folder " + path,
                  "run: chmod 700 " + shellWord(path)};
   if (::access(path.c_str(), R_OK | W_OK | X_OK) != 0) {
     if (errno == EROFS) return storageFault(path);
-    return Fault{"not permitted to write to the shared folder " + path,
+    return Fault{Code("shared-folder-not-writable"),
+                 "not permitted to write to the shared folder " + path,
                  "run: chmod 700 " + shellWord(path)};
   }
   return std::nullopt;
@@ -118,6 +128,9 @@ ExchangeFileFacts factsOf(const fs::path& path, std::chrono::milliseconds patien
     return facts;
   }
   facts.isLocked = !waitForLock(file.value(), patience);
+  if (facts.isLocked)
+    if (auto holders = Platform::ProcessTable::lockHoldersOf(path))
+      facts.lockHolders = std::move(holders).value();
   const auto status = file->status();
   if (!status) {
     facts.problem = status.failure().text;
@@ -135,8 +148,10 @@ Container findContainer() {
   if (place) return {place.value(), containerFault(place.value())};
   const Failure& why = place.failure();
   if (why.cause == FailureCause::notFound)
-    return {"", Fault{why.text, "have the administrator give this user a home folder"}};
-  return {"", Fault{why.text, "try again; the administrator may know why"}};
+    return {"", Fault{Code("user-without-home"), why.text,
+                      "have the administrator give this user a home folder"}};
+  return {"", Fault{Code("user-database-unreadable"), why.text,
+                    "try again; the administrator may know why"}};
 }
 
 std::vector<ExchangeFileFacts> exchangeFilesIn(const std::string& container,
@@ -181,6 +196,13 @@ Result<int> runningInstances(const std::string& container) {
   Platform::NotificationCenter unused(loop, container);
   const Platform::RunningApplications applications(loop, container, unused);
   return applications.instancesOf(Configuration::MainAppBundleIdentifier);
+}
+
+std::string describedProcess(pid_t process) {
+  std::string text = "process " + std::to_string(process);
+  if (const auto path = Platform::ProcessInfo::executablePath(process))
+    text += " (" + path->substr(path->rfind('/') + 1) + ")";
+  return text;
 }
 
 std::string logFolderIn(const std::string& container) {

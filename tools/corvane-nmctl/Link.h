@@ -28,6 +28,7 @@ struct ExchangeFileFacts {
   std::uint64_t size = 0;              ///< in bytes
   std::optional<std::size_t> records;  ///< that wait in it; nothing when that can't be said
   bool isLocked = false;               ///< somebody held its lock for as long as was waited for
+  std::vector<pid_t> lockHolders;      ///< who held it then; empty if that is unknown
   bool isDamaged = false;              ///< its end is no whole record
   std::string problem;                 ///< why it can't be looked at
 };
@@ -58,6 +59,9 @@ extern const char* const requestFileName;
 
 /// How many instances of the main application run.
 Result<int> runningInstances(const std::string& container);
+
+/// Returns `process` with the name of its program, for people: "process 4711 (corvane-nm)".
+std::string describedProcess(pid_t process);
 
 /// The folder of the hosts' logs.
 std::string logFolderIn(const std::string& container);

@@ -60,8 +60,8 @@ std::string obstacleTo(std::string path) {
 }
 
 /// What fixes a manifest that the browser does not take, or that names a program that is no good.
-std::string mendFor(const Candidate& candidate, const Browser& browser,
-                    const Surroundings& surroundings, const std::string& identifier) {
+std::string fixFor(const Candidate& candidate, const Browser& browser,
+                   const Surroundings& surroundings, const std::string& identifier) {
   using State = FoundManifest::State;
   const FoundManifest found = findManifest(candidate.path, browser.format, surroundings.hostPath);
   if (found.isAsWritten) return "install the package again";
@@ -82,18 +82,22 @@ Fault absence(const Browser& browser, const Policies& policies, const Surroundin
     without.forbidUserLevel = false;
     for (const Candidate& one : candidatesFor(browser, without, surroundings))
       if (one.isUsers && ::access(one.path.c_str(), F_OK) == 0)
-        return {"a policy lets no user register hosts: NativeMessagingUserLevelHosts in " +
+        return {Code("policy-forbids-user-manifests"),
+                "a policy lets no user register hosts: NativeMessagingUserLevelHosts in " +
                     policies.userLevelFile,
                 "install the package, which registers the host for all users"};
-    return {"the host is not registered for all users, and a policy lets no user register hosts",
+    return {Code("policy-forbids-user-manifests"),
+            "the host is not registered for all users, and a policy lets no user register hosts",
             "install the package"};
   }
   const std::string registration = registering(browser, identifier);
   for (const std::string_view folder : browser.userFolders)
     if (const std::string path = obstacleTo(surroundings.expanded(folder)); !path.empty())
-      return {"the host is not registered: " + path + " is no folder",
+      return {Code("manifest-folder-blocked"),
+              "the host is not registered: " + path + " is no folder",
               running(movingAside(path, registration), surroundings)};
   return {
+      Code("not-registered"),
       "the host is not registered: there is no " + manifestFileName() + " where the browser looks",
       running(registration, surroundings)};
 }
@@ -113,39 +117,40 @@ std::optional<Lookup> look(const Candidate& candidate, const Browser& browser,
   Lookup result;
   result.isUsers = candidate.isUsers;
   result.manifestPath = path;
-  const auto failing = [&](const std::string& cause, const std::string& mend) {
-    result.fault = Fault{cause, mend};
+  const auto failing = [&](Code code, const std::string& cause, const std::string& fix) {
+    result.fault = Fault{code, cause, fix};
     return result;
   };
-  const auto fault = [&](const std::string& cause) {
-    return failing(path + ": " + cause, mendFor(candidate, browser, surroundings, identifier));
+  const auto fault = [&](Code code, const std::string& cause) {
+    return failing(code, path + ": " + cause, fixFor(candidate, browser, surroundings, identifier));
   };
   const auto refusal = [&](const char* deed, const char* what) {
-    return failing(std::string("not permitted to ") + deed + " " + path,
+    return failing(Code("manifest-not-permitted"),
+                   std::string("not permitted to ") + deed + " " + path,
                    std::string("let this user read ") + what);
   };
   struct stat status = {};
   if (::stat(path.c_str(), &status) != 0) {
     if (!isPassedOver(path)) return std::nullopt;
     if (::lstat(path.c_str(), &status) != 0) return refusal("look at", "the folder it is in");
-    return fault("it is a symbolic link that leads nowhere");
+    return fault(Code("manifest-dangling-link"), "it is a symbolic link that leads nowhere");
   }
-  if (!S_ISREG(status.st_mode)) return fault("it is no regular file");
+  if (!S_ISREG(status.st_mode)) return fault(Code("manifest-not-a-file"), "it is no regular file");
   if (::access(path.c_str(), R_OK) != 0) return refusal("read", "it");
   const auto text = readWhole(resolvedPath(path));
-  if (!text) return fault(text.failure().text);
+  if (!text) return fault(Code("manifest-unreadable"), text.failure().text);
   const auto wanted = allowanceOf(browser.format, identifier);
   const CheckedManifest checked = checkManifest(browser.format, text.value(), wanted.value_or(""));
-  if (checked.fault) return fault(*checked.fault);
+  if (checked.fault) return fault(Code("manifest-invalid"), *checked.fault);
   if (checked.refusal && wanted)
-    return failing(path + ": " + *checked.refusal,
+    return failing(Code("extension-not-allowed"), path + ": " + *checked.refusal,
                    running(registering(browser, identifier), surroundings));
-  if (checked.refusal) return fault(*checked.refusal);
+  if (checked.refusal) return fault(Code("extension-not-allowed"), *checked.refusal);
   result.hostPath = checked.hostPath;
   result.extension = wanted.value_or(extensionFor(browser.format));
   result.others = otherAllowances(browser.format, text.value());
   std::erase(result.others, result.extension);
-  result.renewal = mendFor(candidate, browser, surroundings, identifier);
+  result.renewal = fixFor(candidate, browser, surroundings, identifier);
   return result;
 }
 
@@ -156,7 +161,8 @@ Lookup lookUp(const Browser& browser, const Policies& policies, const Surroundin
   Lookup none;
   if (policies.forbidHost) {
     none.fault =
-        Fault{"a policy forbids the host: NativeMessagingBlocklist in " + policies.hostFile,
+        Fault{Code("policy-forbids-host"),
+              "a policy forbids the host: NativeMessagingBlocklist in " + policies.hostFile,
               "ask the administrator to take the host off the list in that file"};
     return none;
   }
@@ -178,19 +184,21 @@ std::optional<Fault> programFault(const std::string& path, const std::string& re
   struct stat status = {};
   if (::stat(path.c_str(), &status) != 0) {
     if (errno == EACCES)
-      return Fault{"not permitted to look at the host, " + path,
+      return Fault{Code("host-not-permitted"), "not permitted to look at the host, " + path,
                    "let this user enter the folders above it"};
-    return Fault{"the host is missing: " + path, renewal};
+    return Fault{Code("host-missing"), "the host is missing: " + path, renewal};
   }
   if (S_ISDIR(status.st_mode))
-    return Fault{"a folder is where the host should be: " + path, renewal};
+    return Fault{Code("host-is-folder"), "a folder is where the host should be: " + path, renewal};
   if (::access(path.c_str(), X_OK) == 0) return std::nullopt;
   struct statvfs system = {};
   if (::statvfs(path.c_str(), &system) == 0 && (system.f_flag & ST_NOEXEC) != 0)
-    return Fault{"the host is where no program may run (a file system mounted noexec): " + path,
+    return Fault{Code("host-on-noexec"),
+                 "the host is where no program may run (a file system mounted noexec): " + path,
                  "mount it with exec (findmnt -T " + shellWord(path) +
                      " shows it), or install the package elsewhere"};
-  return Fault{"not permitted to run the host, " + path, "run: chmod 755 " + shellWord(path)};
+  return Fault{Code("host-not-executable"), "not permitted to run the host, " + path,
+               "run: chmod 755 " + shellWord(path)};
 }
 
 }  // namespace corvane::Nmctl

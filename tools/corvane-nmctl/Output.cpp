@@ -144,7 +144,6 @@ void Output::table(const std::vector<std::string>& titles,
 }
 
 void Output::json(const JsonObject& object) {
-  hasJson_ = true;
   auto text = serializeJson(object);
   if (!text) {
     JsonValue copy = object;

@@ -11,8 +11,8 @@
 
 namespace corvane::Nmctl {
 
-/// What the program says on standard output: text for people, in colour on a terminal, or one JSON
-/// object for programs. A command writes either; it asks `isJson`. Complaints go to standard error
+/// What the program says on standard output: text for people, in colour on a terminal, or JSON for
+/// programs. A command writes either; it asks `isJson`. Complaints go to standard error
 /// in both cases. One thread.
 class Output {
  public:
@@ -48,8 +48,6 @@ class Output {
   /// The object as one line of JSON. Texts that are not UTF-8, as file names may be, are written
   /// visibly, control characters as escapes, for who lets a terminal show it.
   void json(const JsonObject& object);
-  /// Whether any was written so far.
-  [[nodiscard]] bool hasJson() const { return hasJson_; }
 
   /// Hands what was written on to who reads it. False when nobody does any more.
   bool flush();
@@ -66,7 +64,6 @@ class Output {
   std::FILE* stream_;
   Format format_ = Format::text;
   bool hasColours_;
-  bool hasJson_ = false;
 };
 
 /// `text` with control characters and with bytes that are no UTF-8 written visibly, as \n or \x1B,

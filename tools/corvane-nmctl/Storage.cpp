@@ -30,15 +30,18 @@ std::optional<Fault> storageFault(std::string path) {
   struct statvfs system = {};
   const bool isKnown = ::statvfs(path.c_str(), &system) == 0;
   if (isKnown && (system.f_flag & ST_RDONLY) != 0)
-    return Fault{"the file system is mounted read-only: " + path,
+    return Fault{Code("file-system-read-only"), "the file system is mounted read-only: " + path,
                  "mount it for writing; findmnt -T " + shellWord(path) + " shows it"};
   if (written.failure().cause != FailureCause::noSpace)
-    return Fault{"no file can be written in " + path + ": " + written.failure().text,
+    return Fault{Code("folder-takes-no-file"),
+                 "no file can be written in " + path + ": " + written.failure().text,
                  "let this user write there"};
   if (isKnown && system.f_files > 0 && system.f_favail == 0)
-    return Fault{"the file system has no room for another file (no inodes are left): " + path,
+    return Fault{Code("file-system-without-inodes"),
+                 "the file system has no room for another file (no inodes are left): " + path,
                  "remove files there; df -i " + shellWord(path) + " shows it"};
-  return Fault{"the file system is full, or the user's quota of it is: " + path,
+  return Fault{Code("file-system-full"),
+               "the file system is full, or the user's quota of it is: " + path,
                "free space there; df -h " + shellWord(path) + " shows it"};
 }
 

@@ -29,15 +29,17 @@ Fault stopped(HostProcess& host) {
   if (status) cause += " (" + describedEnd(*status) + ")";
   const std::string words = lastWords(host);
   if (!words.empty()) cause += "; it says: " + words;
-  return {cause, words.empty() ? reinstall : "mend what it says"};
+  return {Code("host-stops"), cause, words.empty() ? reinstall : "fix what it says"};
 }
 
 Fault faultOf(const Failure& failure, HostProcess& host, std::chrono::seconds limit) {
   if (failure.cause == FailureCause::wouldBlock)
-    return {"the host does not answer within " + std::to_string(limit.count()) + " s",
+    return {Code("host-mute"),
+            "the host does not answer within " + std::to_string(limit.count()) + " s",
             "end the programs that hold its files, or " + std::string(reinstall)};
   if (failure.cause == FailureCause::notFound) return stopped(host);
-  return {"the host writes what is no message: " + failure.text, reinstall};
+  return {Code("host-stray-output"), "the host writes what is no message: " + failure.text,
+          reinstall};
 }
 
 /// The reply to the request `identifier`; what comes unasked before it is passed over.
@@ -105,6 +107,7 @@ void greet(HostProcess& host, std::chrono::seconds limit, Trial& trial) {
     return noteApplication(reply.value(), trial);
   }
   trial.fault = {
+      Code("host-other-version"),
       "the host speaks another version: " + memberOf(reply.value(), "parameters", "apiVersion"),
       "install host and corvane-nmctl of the same package"};
 }
@@ -121,7 +124,8 @@ Trial tryHost(const std::string& path, std::vector<std::string> arguments,
   auto host = HostProcess::start(path, std::move(arguments));
   if (!host) {
     const bool isInterpreter = host.failure().cause == FailureCause::notFound;
-    trial.fault = {isInterpreter ? "the host can't be started: what should run it is missing"
+    trial.fault = {Code("host-not-startable"),
+                   isInterpreter ? "the host can't be started: what should run it is missing"
                                  : "the host can't be started: " + host.failure().text,
                    reinstall};
     return trial;
@@ -131,7 +135,8 @@ Trial tryHost(const std::string& path, std::vector<std::string> arguments,
     askForState(host.value(), options.limit, trial);
   host->closeInput();
   if (!trial.fault && !host->waitForEnd(Clock::now() + endLimit))
-    trial.fault = {"the host goes on for more than 5 s after the browser has left", reinstall};
+    trial.fault = {Code("host-does-not-end"),
+                   "the host goes on for more than 5 s after the browser has left", reinstall};
   return trial;
 }
 

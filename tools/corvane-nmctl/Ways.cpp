@@ -41,7 +41,7 @@ Demand demandOf(Way way) {
   return {};
 }
 
-/// The mend where rights are missing: the owner's, or that of who may change the owner.
+/// The fix where rights are missing: the owner's, or that of who may change the owner.
 std::string permitting(const struct stat& status, const char* mode, const std::string& path) {
   if (status.st_uid == ::geteuid())
     return std::string("run: chmod ") + mode + " " + shellWord(path);
@@ -53,19 +53,22 @@ std::optional<Fault> folderFault(const std::string& path, int rights, bool follo
   if (::lstat(path.c_str(), &status) != 0) return std::nullopt;
   if (S_ISLNK(status.st_mode)) {
     if (!followsLink)
-      return Fault{path + " is a symbolic link, which is not followed",
+      return Fault{Code("folder-is-link"), path + " is a symbolic link, which is not followed",
                    "put the folder itself in its place"};
     if (::stat(path.c_str(), &status) != 0)
-      return Fault{path + " is a symbolic link that leads nowhere",
+      return Fault{Code("folder-dangling-link"), path + " is a symbolic link that leads nowhere",
                    "remove it and start the main application again"};
   }
   if (!S_ISDIR(status.st_mode))
-    return Fault{path + " is no folder", "move it away and start the main application again"};
+    return Fault{Code("not-a-folder"), path + " is no folder",
+                 "move it away and start the main application again"};
   if (::access(path.c_str(), rights) == 0) return std::nullopt;
   if (errno == EROFS) return storageFault(path);
   const bool isReadable = ::access(path.c_str(), rights & ~W_OK) == 0;
-  return Fault{(isReadable ? "not permitted to write to " : "not permitted to look into ") + path,
-               permitting(status, "700", path)};
+  const std::string fix = permitting(status, "700", path);
+  if (isReadable)
+    return Fault{Code("folder-not-writable"), "not permitted to write to " + path, fix};
+  return Fault{Code("folder-not-permitted"), "not permitted to look into " + path, fix};
 }
 
 }  // namespace
@@ -85,14 +88,15 @@ std::optional<Fault> faultOf(Way way, const std::string& container) {
 }
 
 std::optional<Fault> fileFault(const std::string& path, int rights) {
-  const std::string mend = "move " + shellWord(path) + " away and start the main application again";
+  const std::string fix = "move " + shellWord(path) + " away and start the main application again";
   struct stat status = {};
   if (::lstat(path.c_str(), &status) != 0) return std::nullopt;
   if (S_ISLNK(status.st_mode))
-    return Fault{path + " is a symbolic link, which is not followed", mend};
-  if (!S_ISREG(status.st_mode)) return Fault{path + " is no file", mend};
+    return Fault{Code("file-is-link"), path + " is a symbolic link, which is not followed", fix};
+  if (!S_ISREG(status.st_mode)) return Fault{Code("not-a-file"), path + " is no file", fix};
   if (::access(path.c_str(), rights) == 0) return std::nullopt;
-  return Fault{"not permitted to use " + path, permitting(status, "600", path)};
+  return Fault{Code("file-not-permitted"), "not permitted to use " + path,
+               permitting(status, "600", path)};
 }
 
 }  // namespace corvane::Nmctl

@@ -88,7 +88,7 @@ TEST_F(Machine, FixesWithTheHostAndTheExtensionThatAreAskedFor) {
       surroundings_.configFolder + "/chromium/NativeMessagingHosts/com.corvane.nm.json";
   const auto fix = [&] {
     const std::string extension(32, 'a');
-    return lookUp(*findBrowser("chromium"), {}, surroundings_, extension).fault->mend;
+    return lookUp(*findBrowser("chromium"), {}, surroundings_, extension).fault->fix;
   };
   const std::string registering =
       "corvane-nmctl register --browser chromium --extension " + std::string(32, 'a');

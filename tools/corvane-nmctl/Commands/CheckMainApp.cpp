@@ -31,6 +31,15 @@ struct CheckOptions {
   bool mayChange = false;
 };
 
+/// `outcome`: "" if the point was not tried.
+JsonObject jsonOf(const Point& point, const char* outcome, const std::string& seen) {
+  return {{"name", point.name},
+          {"contract", point.promise},
+          {"changes", point.needs == Point::Needs::changes},
+          {"outcome", orNull(outcome)},
+          {"seen", orNull(seen)}};
+}
+
 /// Says how the points came out, each as soon as it has.
 class Report {
  public:
@@ -40,10 +49,7 @@ class Report {
     const auto index = static_cast<std::size_t>(verdict.kind);
     ++counts_[index];
     if (output_.isJson()) {
-      list_.push_back({{"name", point.name},
-                       {"outcome", outcomeNames[index]},
-                       {"seen", verdict.seen},
-                       {"contract", point.promise}});
+      list_.push_back(jsonOf(point, outcomeNames[index], verdict.seen));
       return;
     }
     constexpr Output::Mark marks[] = {Output::Mark::good, Output::Mark::bad, Output::Mark::note};
@@ -54,15 +60,13 @@ class Report {
     output_.flush();
   }
 
-  /// `left`: what could not be set back.
-  void end(const std::vector<std::string>& left) {
-    if (output_.isJson())
-      return output_.json({{"isKept", isKept()},
-                           {"points", std::move(list_)},
-                           {"left", boost::json::array(left.begin(), left.end())}});
-    output_.line("points that hold: " + std::to_string(count(Kind::holds)) +
-                 ", broken: " + std::to_string(count(Kind::broken)) +
-                 ", not shown: " + std::to_string(count(Kind::notShown)));
+  /// The result for programs; people get the counts.
+  JsonObject end() {
+    if (!output_.isJson())
+      output_.line("points that hold: " + std::to_string(count(Kind::holds)) +
+                   ", broken: " + std::to_string(count(Kind::broken)) +
+                   ", not shown: " + std::to_string(count(Kind::notShown)));
+    return {{"points", std::move(list_)}};
   }
 
   [[nodiscard]] bool isKept() const { return count(Kind::broken) == 0; }
@@ -75,16 +79,17 @@ class Report {
   boost::json::array list_;
 };
 
-void list(Output& output, const Points& points) {
+void list(Context& context, const Points& points) {
+  Output& output = context.output;
   boost::json::array all;
   for (const Point& point : points) {
     const bool isChange = point.needs == Point::Needs::changes;
     if (output.isJson())
-      all.push_back({{"name", point.name}, {"contract", point.promise}, {"changes", isChange}});
+      all.push_back(jsonOf(point, "", ""));
     else
       output.line(point.name + (isChange ? " (--changes)" : "") + "\n    " + point.promise);
   }
-  if (output.isJson()) output.json({{"points", all}});
+  context.result = JsonObject{{"points", all}};
 }
 
 /// Examines all of them; false when people wanted it to end before that.
@@ -103,27 +108,27 @@ void run(Context& context, Points points, const CheckOptions& options) {
     std::erase_if(points, [&options](const Point& point) {
       return std::find(options.only.begin(), options.only.end(), point.name) == options.only.end();
     });
-  if (options.lists) return list(context.output, points);
+  if (options.lists) return list(context, points);
   const Container container = findContainer();
-  if (container.fault) return fail(context, container.fault->cause);
+  if (container.fault) return fail(context, *container.fault);
   for (const Way way : {Way::applications, Way::notifications, Way::data})
-    if (const auto fault = faultOf(way, container.path)) return fail(context, fault->cause);
+    if (const auto fault = faultOf(way, container.path)) return fail(context, *fault);
   const auto registry = MainAppCheck::registryIn(container.path);
   if (registry.running.empty())
-    return fail(context,
+    return fail(context, Code("application-not-running"),
                 "the main application does not run, start it first: " + registry.faults.front());
   Platform::ignoreSignalsOfWrites();
   const auto wakings = Waking::begin();
-  if (!wakings) return fail(context, wakings.failure().text);
+  if (!wakings) return fail(context, Code("system-refuses"), wakings.failure().text);
   auto bench = Bench::make(container.path, registry.running.front(), wakings.value());
-  if (!bench) return fail(context, bench.failure().text);
+  if (!bench) return fail(context, Code("check-impossible"), bench.failure().text);
   Report report(context.output);
   const bool isWhole = examineAll(points, bench.value(),
                                   options.mayChange ? "" : "it takes --changes to try it", report);
   const auto left = bench->leave();
-  if (!isWhole) fail(context, "interrupted");
-  if (isWhole) report.end(left);
-  for (const std::string& one : left) fail(context, one);
+  if (!isWhole) fail(context, Code("interrupted"), "interrupted");
+  if (isWhole) context.result = report.end();
+  for (const std::string& one : left) fail(context, Code("state-not-restored"), one);
   if (!report.isKept()) context.status = 1;
 }
 

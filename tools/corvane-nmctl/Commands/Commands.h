@@ -1,8 +1,10 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "tools/corvane-nmctl/Finding.h"
 #include "tools/corvane-nmctl/Output.h"
 #include "tools/corvane-nmctl/Registration.h"
 #include "tools/corvane-nmctl/Surroundings.h"
@@ -24,7 +26,9 @@ struct Context {
   Output output;
   /// 0: all is well; 1: something failed or was found wrong; 2: something was not answered.
   int status = 0;
-  std::string problem;  ///< the first that `fail` was told
+  std::vector<Fault> problems;       ///< what failed, in that order
+  std::optional<JsonObject> result;  ///< what the command found or did, for JSON
+  bool isStream = false;             ///< the command writes JSON itself, an object for each event
 };
 
 namespace Commands {
@@ -59,9 +63,16 @@ bool isUsable(Context& context, const std::string& identifier,
 /// there was none.
 void printAside(Output& output, const Plan& plan);
 
-/// Says why something failed, and makes the exit status say that something did. Where nothing else
-/// comes as JSON, that does in the end.
-void fail(Context& context, const std::string& why);
+/// `text`, or null if it is empty, for JSON.
+JsonValue orNull(const std::string& text);
+
+/// The names of the browsers that look at `place`.
+boost::json::array namesOf(const Place& place);
+
+/// Adds the problem, writes it to standard error, and makes the exit status say that something
+/// failed.
+void fail(Context& context, Fault problem);
+void fail(Context& context, Code code, const std::string& why);
 
 /// Likewise, where the command line makes no sense.
 void misuse(Context& context, const std::string& why);

@@ -19,7 +19,7 @@ void print(Output& output, const Finding& finding) {
   constexpr Output::Mark marks[] = {Output::Mark::good, Output::Mark::bad, Output::Mark::note};
   output.marked(finding.isConsequence ? Output::Mark::note : marks[static_cast<int>(finding.state)],
                 finding.subject + ": " + printable(finding.cause));
-  if (!finding.mend.empty()) output.line("    " + printable(finding.mend));
+  if (!finding.fix.empty()) output.line("    " + printable(finding.fix));
 }
 
 bool confirms(Output& output, const std::string& command) {
@@ -63,12 +63,14 @@ void run(Context& context, const Selection& selection, bool fixes) {
   if (!context.output.isJson()) return;
   boost::json::array list;
   for (const Finding& finding : findings)
-    list.push_back({{"subject", finding.subject},
+    list.push_back({{"code", finding.code.name()},
+                    {"subject", finding.subject},
                     {"state", stateNames[static_cast<int>(finding.state)]},
                     {"isConsequence", finding.isConsequence},
                     {"cause", finding.cause},
-                    {"mend", finding.mend}});
-  context.output.json({{"isAllWell", context.status == 0}, {"findings", list}});
+                    {"fix", orNull(finding.fix)},
+                    {"milliseconds", finding.delay ? JsonValue(finding.delay->count()) : nullptr}});
+  context.result = JsonObject{{"findings", list}};
 }
 
 }  // namespace

@@ -13,22 +13,15 @@ struct Row {
   FoundManifest found;
 };
 
-boost::json::array namesOf(const Place& place) {
-  boost::json::array names;
-  for (const Browser* browser : place.browsers) names.emplace_back(JsonValue(browser->name));
-  return names;
-}
-
 JsonObject jsonOf(const Row& row) {
-  JsonObject object{{"browsers", namesOf(row.place)},
-                    {"level", row.place.isUsers ? "user" : "system"},
-                    {"path", row.place.path()},
-                    {"state", JsonValue(nameOf(row.found.state))}};
-  if (!row.found.hostPath.empty()) object["host"] = row.found.hostPath;
-  if (!row.found.reason.empty()) object["reason"] = row.found.reason;
   const auto& others = row.found.others;
-  if (!others.empty()) object["others"] = boost::json::array(others.begin(), others.end());
-  return object;
+  return {{"browsers", namesOf(row.place)},
+          {"level", row.place.isUsers ? "user" : "system"},
+          {"path", row.place.path()},
+          {"state", JsonValue(nameOf(row.found.state))},
+          {"host", orNull(row.found.hostPath)},
+          {"reason", orNull(row.found.reason)},
+          {"others", boost::json::array(others.begin(), others.end())}};
 }
 
 /// Where something is, and where browsers that are installed here look.
@@ -70,7 +63,7 @@ void listRegistrations(Context& context, const Selection& selection, bool isAll)
   for (const Row& row : rows) list.push_back(jsonOf(row));
   boost::json::array names;
   for (const Browser& browser : browsers()) names.emplace_back(JsonValue(browser.name));
-  context.output.json({{"registrations", list}, {"browsers", names}});
+  context.result = JsonObject{{"registrations", list}, {"browsers", names}};
 }
 
 }  // namespace

@@ -77,12 +77,11 @@ std::size_t print(Output& output, const Filter& filter, const std::vector<LogRec
       output.line(toneOf(record.level), textOf(record));
       continue;
     }
-    JsonObject object{{"time", VCSDate::iso8601String(record.time)},
-                      {"level", JsonValue(nameOf(record.level))},
-                      {"message", JsonValue(record.message())},
-                      {"file", record.file}};
-    if (record.isContinued) object["isContinued"] = true;
-    output.json(object);
+    output.json({{"time", VCSDate::iso8601String(record.time)},
+                 {"level", JsonValue(nameOf(record.level))},
+                 {"message", JsonValue(record.message())},
+                 {"file", record.file},
+                 {"isContinued", record.isContinued}});
   }
   return count;
 }
@@ -115,12 +114,14 @@ void run(Context& context, const LogOptions& options) {
   for (const DDLogFlag level : levels)
     if (options.level == nameOf(level)) filter.level = level;
   if (!options.since.empty()) filter.since = *sinceOf(options.since);
+  context.isStream = true;
   const Container container = findContainer();
-  if (container.fault) return fail(context, container.fault->cause);
+  if (container.fault) return fail(context, *container.fault);
   LogStream stream(logFolderIn(container.path));
   if (options.follows) {
     if (const auto followed = follow(context.output, filter, stream, container); !followed)
-      fail(context, "the logs can't be followed: " + followed.failure().text);
+      fail(context, Code("logs-not-followed"),
+           "the logs can't be followed: " + followed.failure().text);
     return;
   }
   std::size_t count = print(context.output, filter, stream.takeNew());

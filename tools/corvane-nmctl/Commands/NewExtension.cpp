@@ -48,7 +48,7 @@ void printHowToRegister(Output& output, const Selection& selection,
                         const std::vector<std::string>& identifiers) {
   std::string command = "corvane-nmctl register" + optionsOf(selection);
   for (const std::string& identifier : identifiers) command += " --extension " + identifier;
-  output.line("When that is mended, let it start the host: " + command);
+  output.line("When that is fixed, let it start the host: " + command);
 }
 
 std::string absoluteFolder(const std::string& given) {
@@ -62,7 +62,7 @@ void run(Context& context, const NewExtensionOptions& options) {
   if (!places) return;
   const std::string folder = absoluteFolder(options.folder);
   const auto made = writeExtension(folder);
-  if (!made) return fail(context, made.failure().text);
+  if (!made) return fail(context, Code("extension-not-written"), made.failure().text);
   const ExtensionIdentifiers& identifiers = made.value();
   Output& output = context.output;
   if (!output.isJson())
@@ -71,11 +71,11 @@ void run(Context& context, const NewExtensionOptions& options) {
   std::vector<std::string> usable = {identifiers.chromium, identifiers.firefox};
   std::erase_if(usable, [&](const std::string& one) { return !canAllow(*places, one); });
   const auto registered = registerHost(context, *places, usable, false);
-  if (output.isJson())
-    return output.json({{"folder", folder},
-                        {"chromium", identifiers.chromium},
-                        {"firefox", identifiers.firefox},
-                        {"registered", registered}});
+  context.result = JsonObject{{"folder", folder},
+                              {"chromium", identifiers.chromium},
+                              {"firefox", identifiers.firefox},
+                              {"registered", registered}};
+  if (output.isJson()) return;
   if (registered.size() < places->size())
     return printHowToRegister(output, options.selection, usable);
   printNextSteps(output, folder, identifiers);

@@ -47,11 +47,12 @@ JsonObject jsonOf(const Place& place, const Plan& plan) {
   boost::json::array files;
   for (const auto& [path, text, mode] : plan.files)
     files.push_back({{"path", path}, {"mode", octal(mode)}, {"text", text}});
-  JsonObject object{
-      {"browsers", place.titles()}, {"path", place.path()}, {"folders", folders}, {"files", files}};
-  if (!plan.aside.empty()) object["movedTo"] = plan.aside;
-  object["others"] = boost::json::array(plan.others.begin(), plan.others.end());
-  return object;
+  return {{"browsers", namesOf(place)},
+          {"path", place.path()},
+          {"folders", folders},
+          {"files", files},
+          {"movedTo", orNull(plan.aside)},
+          {"others", boost::json::array(plan.others.begin(), plan.others.end())}};
 }
 
 void printDone(Output& output, const Place& place, const Plan& plan) {
@@ -81,20 +82,19 @@ void run(Context& context, const RegisterOptions& options) {
   for (const std::string& identifier : options.extensions)
     if (!isUsable(context, identifier, formats)) return;
   const auto done = registerHost(context, *places, options.extensions, options.isPlan);
-  if (context.output.isJson())
-    context.output.json({{options.isPlan ? "plan" : "registered", done}});
+  context.result = JsonObject{{options.isPlan ? "plan" : "registered", done}};
 }
 
 }  // namespace
 
 std::optional<std::vector<Place>> placesToRegister(Context& context, const Selection& selection) {
   if (const auto fault = programFault(context.surroundings.hostPath, "install the package again")) {
-    fail(context, fault->cause + "; " + fault->mend);
+    fail(context, *fault);
     return std::nullopt;
   }
   const auto chosen = selectionFor(selection, context.surroundings);
   if (!chosen) {
-    fail(context, chosen.failure().text);
+    fail(context, Code("no-browser"), chosen.failure().text);
     return std::nullopt;
   }
   auto places = placesOf(chosen.value(), context.surroundings, Level::user);
@@ -117,12 +117,12 @@ boost::json::array registerHost(Context& context, const std::vector<Place>& plac
   for (const Place& place : places) {
     const auto plan = planFor(place, context.surroundings, extensions);
     if (!plan) {
-      fail(context, plan.failure().text);
+      fail(context, Code("registration-failed"), plan.failure().text);
       continue;
     }
     if (!isPlan) {
       if (const auto outcome = carryOut(plan.value(), place); !outcome) {
-        fail(context, outcome.failure().text);
+        fail(context, Code("registration-failed"), outcome.failure().text);
         continue;
       }
     }

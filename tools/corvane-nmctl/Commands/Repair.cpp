@@ -22,14 +22,14 @@ void repair(Context& context, const Selection& selection, bool isOfSystem) {
   for (const Place& place : places.value()) {
     if (!isBroken(place, context.surroundings)) continue;
     if (const auto fault = programFault(context.surroundings.hostPath, "install the package again"))
-      return fail(context, fault->cause + "; " + fault->mend);
+      return fail(context, *fault);
     const auto plan = planFor(place, context.surroundings);
     if (!plan) {
-      fail(context, plan.failure().text);
+      fail(context, Code("registration-failed"), plan.failure().text);
       continue;
     }
     if (const auto outcome = carryOut(plan.value(), place); !outcome) {
-      fail(context, outcome.failure().text);
+      fail(context, Code("registration-failed"), outcome.failure().text);
       continue;
     }
     repaired.emplace_back(place.path());
@@ -38,8 +38,9 @@ void repair(Context& context, const Selection& selection, bool isOfSystem) {
                           place.titles() + ": wrote " + printable(place.path()) + " anew");
     printAside(context.output, plan.value());
   }
-  if (context.output.isJson()) return context.output.json({{"repaired", repaired}});
-  if (repaired.empty() && context.status == 0) context.output.line("nothing to repair");
+  context.result = JsonObject{{"repaired", repaired}};
+  if (!context.output.isJson() && repaired.empty() && context.status == 0)
+    context.output.line("nothing to repair");
 }
 
 }  // namespace

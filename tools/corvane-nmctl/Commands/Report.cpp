@@ -52,7 +52,7 @@ std::string findings(const Surroundings& surroundings, const Redaction& redactio
     const bool isGood = finding.state == Finding::State::good;
     const char* const mark = finding.isConsequence ? "!      " : isGood ? "ok     " : "WRONG  ";
     text += mark + finding.subject + ": " + shown(redaction, finding.cause) + "\n";
-    if (!finding.mend.empty()) text += "       " + shown(redaction, finding.mend) + "\n";
+    if (!finding.fix.empty()) text += "       " + shown(redaction, finding.fix) + "\n";
   }
   return text;
 }
@@ -103,13 +103,15 @@ void run(Context& context, const ReportOptions& options) {
   const std::string& file = options.file;
   Platform::ignoreSignalsOfWrites();
   const auto report = reportText(context.surroundings);
-  if (!report) return fail(context, report.failure().text);
+  if (!report) return fail(context, Code("user-database-unreadable"), report.failure().text);
   const std::string& text = report.value();
-  if (file == "-" && context.output.isJson()) return context.output.json({{"report", text}});
+  if (file == "-") context.result = JsonObject{{"report", text}};
+  if (file == "-" && context.output.isJson()) return;
   if (file == "-") return context.output.line(text.substr(0, text.size() - 1));
   if (const auto written = writeOut(file, text, options.overwrites); !written)
-    return fail(context, written.failure().text);
-  if (context.output.isJson()) return context.output.json({{"file", file}});
+    return fail(context, Code("report-not-written"), written.failure().text);
+  context.result = JsonObject{{"file", file}};
+  if (context.output.isJson()) return;
   struct stat status = {};
   if (::stat(file.c_str(), &status) != 0 || !S_ISREG(status.st_mode)) return;
   context.output.line("The report is in " + printable(file) +

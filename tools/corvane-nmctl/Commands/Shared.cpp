@@ -2,6 +2,7 @@
 #include <CLI/Config.hpp>
 #include <CLI/Formatter.hpp>
 #include <algorithm>
+#include <utility>
 
 #include "tools/corvane-nmctl/Commands/Commands.h"
 #include "tools/corvane-nmctl/ManifestCheck.h"
@@ -50,15 +51,29 @@ void printAside(Output& output, const Plan& plan) {
               "; extensions that it allowed must be registered again");
 }
 
+JsonValue orNull(const std::string& text) {
+  return text.empty() ? JsonValue() : JsonValue(text);
+}
+
+boost::json::array namesOf(const Place& place) {
+  boost::json::array names;
+  for (const Browser* browser : place.browsers) names.emplace_back(JsonValue(browser->name));
+  return names;
+}
+
 void misuse(Context& context, const std::string& why) {
-  fail(context, why);
+  fail(context, Code("usage"), why);
   context.status = usageStatus;
 }
 
-void fail(Context& context, const std::string& why) {
-  Output::complain(why);
+void fail(Context& context, Fault problem) {
+  Output::complain(problem.cause + (problem.fix.empty() ? "" : "; " + problem.fix));
   context.status = 1;
-  if (context.problem.empty()) context.problem = why;
+  context.problems.push_back(std::move(problem));
+}
+
+void fail(Context& context, Code code, const std::string& why) {
+  fail(context, {code, why, ""});
 }
 
 }  // namespace corvane::Nmctl::Commands

@@ -1,133 +1,142 @@
 #include <CLI/App.hpp>
 #include <CLI/Config.hpp>
 #include <CLI/Formatter.hpp>
-#include <algorithm>
 #include <map>
 #include <optional>
 #include <vector>
 
 #include "tools/corvane-nmctl/Commands/Commands.h"
-#include "tools/corvane-nmctl/Link.h"
-#include "tools/corvane-nmctl/Ways.h"
+#include "tools/corvane-nmctl/LinkStatus.h"
 
 namespace corvane::Nmctl::Commands {
 namespace {
 
-using namespace std::chrono_literals;
-
-using Observers = std::vector<Platform::NotificationObserver>;
-
-constexpr auto patience = 200ms;
+using Rows = std::vector<std::vector<std::string>>;
 
 std::string waiting(const ExchangeFileFacts& file) {
   if (!file.problem.empty()) return file.problem;
-  if (file.isLocked) return "in use";
+  if (file.isLocked) {
+    std::string text = "locked";
+    for (const pid_t holder : file.lockHolders) text += " by " + describedProcess(holder);
+    return text;
+  }
   if (file.isDamaged) return "damaged";
   return file.records ? std::to_string(*file.records) : "?";
 }
 
-std::optional<LinkEnds> endsAmong(const std::optional<Observers>& observers) {
-  if (!observers) return std::nullopt;
-  return linkEndsAmong(*observers);
+std::string ageIn(const LinkProcess& one) {
+  if (one.isGone) return "gone";
+  return one.age ? shownAge(*one.age) : "?";
 }
 
-/// Replies to hosts that have ended are one row. Without `ends` it is unknown which those are.
-void printFiles(Output& output, const std::vector<ExchangeFileFacts>& files,
-                const std::optional<LinkEnds>& ends) {
-  std::vector<std::vector<std::string>> rows;
+void printApplication(Output& output, const LinkStatus& status) {
+  std::string text = "main application  ";
+  if (!status.isApplicationRunning)
+    text += "can't be seen";
+  else
+    text += *status.isApplicationRunning ? "runs" : "does not run";
+  for (const LinkProcess& one : status.applications)
+    text += ", " + describedProcess(one.process) + " for " + ageIn(one);
+  output.line(printable(text));
+}
+
+void printHosts(Output& output, const LinkStatus& status) {
+  if (!status.observers) return output.line("hosts             can't be seen");
+  Rows rows;
+  for (const LinkProcess& host : status.hosts)
+    rows.push_back({std::to_string(host.process), ageIn(host),
+                    host.replyFile.empty() ? "none yet" : printable(host.replyFile)});
+  if (rows.empty()) return output.line("hosts             none");
+  output.table({"process of host", "runs for", "file of replies"}, rows);
+}
+
+/// Replies to hosts that have ended are one row.
+void printFiles(Output& output, const LinkStatus& status) {
+  Rows rows;
   std::size_t left = 0;
   std::uint64_t leftBytes = 0;
-  for (const ExchangeFileFacts& file : files) {
-    if (ends && isLeftReply(file.name, *ends) && file.problem.empty() && !file.isLocked) {
+  for (const ExchangeFileFacts& file : status.files) {
+    if (status.isLeft(file) == true && file.problem.empty() && !file.isLocked) {
       ++left;
       leftBytes += file.size;
     } else {
-      rows.push_back({printable(file.name), std::to_string(file.size), waiting(file)});
+      rows.push_back({printable(file.name), std::to_string(file.size), printable(waiting(file))});
     }
   }
   if (left > 0)
     rows.push_back(
         {"left of hosts that have ended: " + std::to_string(left), std::to_string(leftBytes), ""});
-  if (rows.empty()) {
-    output.line("no exchange files");
-  } else {
-    output.table({"exchange file", "bytes", "waiting"}, rows);
-  }
+  if (rows.empty()) return output.line("no exchange files");
+  output.table({"exchange file", "bytes", "waiting"}, rows);
 }
 
-void print(Output& output, const std::vector<ExchangeFileFacts>& files,
-           const std::optional<Observers>& observers) {
-  printFiles(output, files, endsAmong(observers));
-  if (!observers) return;
-  std::vector<std::vector<std::string>> rows;
+void printObservers(Output& output, const LinkStatus& status) {
+  if (!status.observers) return;
   std::map<std::string, std::string> processes;
-  for (const auto& [name, process, isGone] : *observers) {
+  for (const auto& [name, process, isGone] : *status.observers) {
     std::string& list = processes[name];
     list += (list.empty() ? "" : ", ") + std::to_string(process) + (isGone ? " (gone)" : "");
   }
+  Rows rows;
   rows.reserve(processes.size());
   for (const auto& [name, list] : processes) rows.push_back({printable(name), list});
-  if (rows.empty()) {
-    output.line("nobody observes anything");
-  } else {
-    output.table({"notification", "observed by process"}, rows);
-  }
+  if (rows.empty()) return output.line("nobody observes anything");
+  output.table({"notification", "observed by process"}, rows);
 }
 
-JsonObject jsonOf(const std::vector<ExchangeFileFacts>& files,
-                  const std::optional<Observers>& observers) {
-  const auto ends = endsAmong(observers);
-  boost::json::array list;
-  for (const ExchangeFileFacts& file : files) {
-    JsonObject object{{"name", file.name},
-                      {"bytes", file.size},
-                      {"isLocked", file.isLocked},
-                      {"isDamaged", file.isDamaged}};
-    object["isLeft"] = ends ? JsonValue(isLeftReply(file.name, *ends)) : JsonValue();
-    object["waiting"] = file.records ? JsonValue(*file.records) : JsonValue();
-    if (!file.problem.empty()) object["problem"] = file.problem;
-    list.push_back(std::move(object));
+JsonObject jsonOf(const LinkProcess& one) {
+  return {{"process", one.process}, {"seconds", one.age ? JsonValue(one.age->count()) : nullptr}};
+}
+
+JsonObject jsonOf(const ExchangeFileFacts& file, std::optional<bool> isLeft) {
+  return {{"name", file.name},
+          {"bytes", file.size},
+          {"waiting", file.records ? JsonValue(*file.records) : nullptr},
+          {"isLocked", file.isLocked},
+          {"lockHolders", boost::json::array(file.lockHolders.begin(), file.lockHolders.end())},
+          {"isDamaged", file.isDamaged},
+          {"isLeft", isLeft ? JsonValue(*isLeft) : nullptr},
+          {"problem", orNull(file.problem)}};
+}
+
+JsonObject jsonOf(const LinkStatus& status) {
+  boost::json::array applications;
+  for (const LinkProcess& one : status.applications) applications.push_back(jsonOf(one));
+  boost::json::array hosts;
+  for (const LinkProcess& one : status.hosts) {
+    JsonObject host = jsonOf(one);
+    host["isGone"] = one.isGone;
+    host["replyFile"] = orNull(one.replyFile);
+    hosts.push_back(std::move(host));
   }
-  boost::json::array who;
-  for (const auto& [name, process, isGone] : observers.value_or(Observers()))
-    who.push_back({{"notification", name}, {"process", process}, {"isGone", isGone}});
-  return {{"exchangeFiles", list}, {"observers", who}};
+  boost::json::array observers;
+  for (const auto& [name, process, isGone] :
+       status.observers.value_or(std::vector<Platform::NotificationObserver>()))
+    observers.push_back({{"notification", name}, {"process", process}, {"isGone", isGone}});
+  boost::json::array files;
+  for (const ExchangeFileFacts& file : status.files)
+    files.push_back(jsonOf(file, status.isLeft(file)));
+  const auto& isRunning = status.isApplicationRunning;
+  return {{"isApplicationRunning", isRunning ? JsonValue(*isRunning) : nullptr},
+          {"applications", applications},
+          {"hosts", status.observers ? JsonValue(hosts) : nullptr},
+          {"observers", status.observers ? JsonValue(observers) : nullptr},
+          {"exchangeFiles", files}};
 }
 
 void run(Context& context) {
   const Container container = findContainer();
-  if (container.fault) {
-    if (context.output.isJson()) context.output.json({{"problem", container.fault->cause}});
-    return fail(context, container.fault->cause);
-  }
-  boost::json::array problems;
-  for (const Way way : {Way::applications, Way::notifications, Way::data}) {
-    const auto fault = faultOf(way, container.path);
-    if (!fault) continue;
-    problems.emplace_back(fault->cause);
-    fail(context, fault->cause);
-  }
-  const auto instances = runningInstances(container.path);
-  const bool isKnown = instances && !faultOf(Way::applications, container.path);
-  const bool isRunning = isKnown && *instances > 0;
-  const auto files = exchangeFilesIn(container.path, patience);
-  const auto listed = Platform::notificationObservers(container.path);
-  if (!listed) {
-    problems.emplace_back(listed.failure().text);
-    fail(context, listed.failure().text);
-  }
-  const auto observers = listed ? std::optional(listed.value()) : std::nullopt;
-  if (context.output.isJson()) {
-    JsonObject object = jsonOf(files, observers);
-    object["isApplicationRunning"] = isKnown ? JsonValue(isRunning) : JsonValue();
-    if (!problems.empty()) object["problems"] = problems;
-    object["container"] = container.path;
-    return context.output.json(object);
-  }
+  if (container.fault) return fail(context, *container.fault);
+  const LinkStatus status = linkStatusOf(container.path);
+  for (const Fault& problem : status.problems) fail(context, problem);
+  context.result = jsonOf(status);
+  context.result->emplace("container", container.path);
+  if (context.output.isJson()) return;
   context.output.line("shared folder     " + printable(container.path));
-  const char* state = isRunning ? "runs" : "does not run";
-  context.output.line(std::string("main application  ") + (isKnown ? state : "can't be seen"));
-  print(context.output, files, observers);
+  printApplication(context.output, status);
+  printHosts(context.output, status);
+  printFiles(context.output, status);
+  printObservers(context.output, status);
 }
 
 }  // namespace

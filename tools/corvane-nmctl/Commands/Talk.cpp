@@ -134,20 +134,23 @@ class Talk {
   bool heard_ = false;
 };
 
-int failWith(const std::string& why) {
-  Output::complain(why);
-  return static_cast<int>(Outcome::unanswered);
+void failWith(Context& context, Code code, const std::string& why) {
+  fail(context, code, why);
+  context.status = static_cast<int>(Outcome::unanswered);
 }
 
-int run(Output& output, const Surroundings& surroundings, const TalkOptions& options) {
+void run(Context& context, const TalkOptions& options) {
+  Output& output = context.output;
+  context.isStream = true;
   Platform::ignoreSignalsOfWrites();
-  const auto choice = options.host.empty() ? chooseHost(options.browser, surroundings)
+  const auto choice = options.host.empty() ? chooseHost(options.browser, context.surroundings)
                                            : Result<HostChoice>(hostAt(options.host));
-  if (!choice) return failWith(choice.failure().text);
+  if (!choice) return failWith(context, Code("host-not-found"), choice.failure().text);
   const auto wakings = Waking::begin();
-  if (!wakings) return failWith(wakings.failure().text);
+  if (!wakings) return failWith(context, Code("system-refuses"), wakings.failure().text);
   auto host = HostProcess::start(choice->path, choice->arguments);
-  if (!host) return failWith(choice->path + ": " + host.failure().text);
+  if (!host)
+    return failWith(context, Code("host-not-startable"), choice->path + ": " + host.failure().text);
   const bool hasLines = !options.lines.empty();
   TalkReport report(output,
                     !hasLines && ::isatty(STDIN_FILENO) == 1 && ::isatty(output.descriptor()) == 1);
@@ -156,7 +159,7 @@ int run(Output& output, const Surroundings& surroundings, const TalkOptions& opt
             options, wakings.value());
   const Outcome outcome = talk.run();
   report.flush();
-  return static_cast<int>(outcome);
+  context.status = static_cast<int>(outcome);
 }
 
 std::string footer() {
@@ -192,9 +195,7 @@ void addTalk(CLI::App& app, Context& context) {
       ->check(CLI::Range(0.001, 86400.0))
       ->capture_default_str();
   command.footer(footer());
-  command.callback([&context, options] {
-    context.status = run(context.output, context.surroundings, *options);
-  });
+  command.callback([&context, options] { run(context, *options); });
 }
 
 }  // namespace corvane::Nmctl::Commands

@@ -19,7 +19,7 @@ void run(Context& context, const Selection& selection) {
       if (outcome.failure().cause == FailureCause::alreadyExists && selection.browsers.empty())
         Output::complain(outcome.failure().text);
       else
-        fail(context, outcome.failure().text);
+        fail(context, Code("unregistration-failed"), outcome.failure().text);
       continue;
     }
     if (!outcome.value()) continue;
@@ -28,8 +28,9 @@ void run(Context& context, const Selection& selection) {
       context.output.marked(Output::Mark::good,
                             place.titles() + ": removed " + printable(place.path()));
   }
-  if (context.output.isJson()) return context.output.json({{"removed", removed}});
-  if (removed.empty() && context.status == 0) context.output.line("nothing was registered");
+  context.result = JsonObject{{"removed", removed}};
+  if (!context.output.isJson() && removed.empty() && context.status == 0)
+    context.output.line("nothing was registered");
 }
 
 }  // namespace
