@@ -20,7 +20,10 @@ HOME = Path(os.environ["HOME"])
 PROGRAMS = Path(EXECUTABLE).parent
 MOVED = HOME / "moved"  # the shared folder, where a set-up wants it there
 OTHER = HOME / "other/corvane-nm"  # a host of another kind, where a set-up wants one
-NOEXEC = HOME / "noexec"  # a file system where nothing may be run
+NOEXEC = HOME / "noexec"  # file systems: where nothing may be run,
+SMALL = HOME / "small"  # of 1 MiB,
+FEW_FILES = HOME / "few-files"  # with 64 inodes,
+WRITABLE, READ_ONLY = HOME / "writable", HOME / "read-only"  # and one under two names
 NAME = f"{browser.HOST}.json"
 USERS = {"chromium": HOME / ".config/chromium/NativeMessagingHosts" / NAME,
          "firefox": HOME / ".mozilla/native-messaging-hosts" / NAME}
@@ -31,12 +34,12 @@ STRANGER = {"chromium": "chrome-extension://abcdefghijklmnopabcdefghijklmnop/",
             "firefox": "other@corvane.example"}
 LIST = {"chromium": "allowed_origins", "firefox": "allowed_extensions"}
 
-set_ups = []  # (what is broken, which subjects of the link are wrong, how to break it)
+set_ups = []  # (what is broken, the codes of what the doctor finds wrong with the link, how to break it)
 
 
 def broken(what, *link):
     def keep(function):
-        set_ups.append((what, set(link), function))
+        set_ups.append((what, link, function))
         return function
     return keep
 
@@ -127,6 +130,19 @@ broken("a file in the place of the manifest's folder")(
     lambda _: [(shutil.rmtree(path.parent), path.parent.touch()) for path in USERS.values()])
 broken("another extension is allowed, too (harmless)")(
     lambda _: edit(lambda one, name: one[LIST[name]].append(STRANGER[name])))
+broken("the manifest is a link to a good one (harmless)")(lambda _: [
+    path.rename(path.with_name("good")) and path.symlink_to("good") for path in USERS.values()])
+broken("the manifest is a link to nowhere")(lambda _: [
+    (path.unlink(), path.symlink_to("nowhere")) for path in USERS.values()])
+broken("a folder in the place of the manifest")(
+    lambda _: [(path.unlink(), path.mkdir()) for path in USERS.values()])
+broken("the manifest is UTF-16")(lambda _: rewrite(lambda text: text.decode().encode("utf-16")))
+broken("an origin with a path (harmless)")(
+    lambda _: allow(lambda one, name: [one + ("popup.html" if name == "chromium" else "")]))
+broken("an identifier in capital letters (harmless)")(lambda _: allow(
+    lambda one, name: [one[:-33] + one[-33:].upper() if name == "chromium" else one]))
+broken("the host answers with an empty object")(
+    lambda _: other_host("#!/bin/sh\nprintf '\\002\\000\\000\\000{}'\ncat >/dev/null\n"))
 broken("a folder in the place of the host")(lambda _: (other_host(None), OTHER.mkdir()))
 broken("a policy forbids the host (Chromium)")(lambda _: policy(NativeMessagingBlocklist=["*"]))
 broken("a policy forbids all but the host (harmless)")(
@@ -138,36 +154,67 @@ broken("a bad manifest of the user hides a good one for all (Chromium)")(
     lambda _: (as_systems(), [path.write_text("{") for path in USERS.values()]))
 broken("a folder that may not be entered, registered for all (harmless)")(
     lambda _: (as_systems(), [path.parent.chmod(0) for path in USERS.values()]))
-broken("no shared folder", "shared folder")(lambda link: shutil.rmtree(link.left_folder()))
-broken("the shared folder is open to others", "shared folder")(
+broken("no shared folder", "shared-folder-missing")(lambda link: shutil.rmtree(link.left_folder()))
+broken("the shared folder is open to others", "shared-folder-open")(
     lambda link: link.container.folder.chmod(0o777))
-broken("the shared folder may not be written", "shared folder")(
+broken("the shared folder may not be written", "shared-folder-not-writable")(
     lambda link: link.left_folder().chmod(0o500))
-broken("the shared folder is a link to one", "shared folder")(
+broken("the shared folder is a link to one", "shared-folder-is-link")(
     lambda link: link.left_folder().rename(MOVED) and link.container.folder.symlink_to(MOVED))
-broken("the shared folder is a link to nowhere", "shared folder")(
+broken("the shared folder is a link to nowhere", "shared-folder-dangling-link")(
     lambda link: (shutil.rmtree(link.left_folder()), link.container.folder.symlink_to(MOVED)))
-broken("the settings are no property list", "settings")(
+broken("the shared folder is a file", "shared-folder-not-a-folder")(
+    lambda link: (shutil.rmtree(link.left_folder()), link.container.folder.touch()))
+broken("the file system of the shared folder is full", "file-system-full")(
+    lambda link: (link.move_to(SMALL), fill(SMALL)))
+broken("no room for another file in the shared folder", "file-system-without-inodes")(
+    lambda link: (link.move_to(FEW_FILES), use_up_inodes(FEW_FILES)))
+broken("the shared folder is mounted read-only", "file-system-read-only")(
+    lambda link: link.move_to(WRITABLE, READ_ONLY))
+broken("a folder of notifications may not be entered", "folder-not-permitted")(
+    lambda link: (link.container.folder / "Notifications").chmod(0))
+broken("the file of requests may not be used", "file-not-permitted")(
+    lambda link: link.requests().chmod(0))
+broken("the settings are no property list", "settings-unreadable")(
     lambda link: link.container.write_settings(b"bplist00 and no more"))
-broken("the settings may not be read", "settings")(
+broken("the settings may not be read", "settings-unreadable")(
     lambda link: (link.container.write_settings({}), link.container.settings.chmod(0)))
-broken("the log level is out of range", "settings")(
+broken("the log level is out of range", "log-level-out-of-range")(
     lambda link: link.container.write_settings({"DefaultsKeyLogLevel": -1}))
-broken("the log may not be written", "logs")(
+broken("the log may not be written", "folder-not-writable")(
     lambda link: (link.container.logs.mkdir(parents=True, exist_ok=True),
                   link.container.logs.chmod(0o500)))
-broken("somebody holds a lock", "exchange files")(lambda link: link.hold_requests())
+broken("somebody holds a lock", "exchange-file-locked")(lambda link: link.hold_requests())
 broken("the file of requests is missing (the application makes it anew)")(
     lambda link: link.requests().unlink())
-broken("the main application does not run", "main application")(lambda link: link.left_folder())
-broken("the main application is not installed", "main application")(
+broken("the main application does not run", "application-not-running")(lambda link: link.left_folder())
+broken("the main application is not installed", "application-not-startable")(
     lambda link: link.container.uninstall())
-broken("the main application is not registered", "main application")(
+broken("the main application's program is missing", "application-not-startable")(
+    lambda link: link.container.install("/nowhere/application"))
+broken("the main application is neither there nor installed", "application-not-startable")(
+    lambda link: (link.left_folder(), link.container.uninstall()))
+broken("the main application answers with errors", "application-error")(
+    lambda link: link.application.command("fault error"))
+broken("the main application is not registered", "application-not-registered")(
     lambda link: [path.unlink() for path in link.container.folder.glob("Applications/*/*")])
 broken("the main application answers after 2 s (harmless)")(
     lambda link: link.application.command("fault late 2000"))
-broken("the main application does not answer", "main application")(
+broken("the main application does not answer", "application-mute")(
     lambda link: link.application.command("fault silent"))
+
+
+def fill(folder):
+    with contextlib.suppress(OSError), open(folder / "filling", "wb") as file:
+        while True:
+            file.write(bytes(4096))
+            file.flush()
+
+
+def use_up_inodes(folder):
+    with contextlib.suppress(OSError):
+        for number in range(100):
+            (folder / str(number)).touch()
 
 
 class Setting:
@@ -186,15 +233,24 @@ class Setting:
     def __exit__(self, *_):
         self.application.kill()
         self.stack.close()
+        if (above := self.container.folder.parent).is_symlink():
+            above.unlink()
         for folder in (*(path.parent for path in USERS.values()), OTHER.parent, MOVED,
-                       self.container.folder, self.container.logs):
+                       self.container.folder, self.container.logs,
+                       self.container.folder / "Notifications"):
             if folder.is_dir() and not folder.is_symlink():
                 folder.chmod(0o700)
         for path in USERS.values():
             if path.parent.is_file():
                 path.parent.unlink()
+            if path.is_dir() and not path.is_symlink():
+                path.rmdir()
+            path.with_name("good").unlink(missing_ok=True)
         for path in (*USERS.values(), *SYSTEMS.values(), POLICY):
             path.unlink(missing_ok=True)
+        for folder in (SMALL, FEW_FILES, WRITABLE):
+            for path in folder.iterdir():
+                path.unlink() if path.is_file() else shutil.rmtree(path)
         for folder in (OTHER.parent, MOVED, HOME / ".local"):
             shutil.rmtree(folder, ignore_errors=True)
 
@@ -202,6 +258,17 @@ class Setting:
         """The container's folder, once the main application has ended."""
         self.application.kill()
         return self.container.folder
+
+    def move_to(self, folder, seen=None):
+        """A new container in `folder`; used as `seen`, without the application, if that is given."""
+        self.application.kill()
+        above = self.container.folder.parent
+        shutil.rmtree(above)
+        (folder / above.name).mkdir()
+        above.symlink_to((seen or folder) / above.name)
+        (folder / above.name / self.container.folder.name).mkdir(mode=0o700)
+        if seen is None:
+            self.application = MainApplication()
 
     def requests(self):
         return self.container.folder / "Data/ExchangeRequestContainer.data"
@@ -241,9 +308,13 @@ def row(what, link, said, doctor):
     for name, text in said.items():
         if (name.title() in wrong) != (text is not None):
             faults.append(f"{name} says {text!r}, the doctor {wrong.get(name.title())}")
-    missed = (set(wrong) - {"Chromium", "Firefox"}) ^ link
-    if missed:
-        faults.append(f"of the link: {missed}")
+    causes = [one for one in wrong.values() if not one["isConsequence"]]
+    of_link = [one["code"] for one in doctor["result"]["findings"] if one["state"] == "wrong"
+               and one["subject"].lower() not in USERS]
+    if of_link != list(link):
+        faults.append(f"of the link: {of_link}")
+    if link and len(causes) != 1:
+        faults.append("more than one cause")
     if doctor["exitStatus"] != bool(wrong):
         faults.append("findings and exit status differ")
     speech = "; ".join(dict.fromkeys(shortened(one["cause"]) for one in wrong.values()))

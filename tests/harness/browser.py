@@ -30,7 +30,9 @@ CONNECT = """new Promise((resolve) => {
   const api = globalThis.browser ?? chrome;
   try {
     const port = api.runtime.connectNative(%s);
-    port.onMessage.addListener(() => resolve(["reply"]));
+    port.onMessage.addListener((message) => {
+      if (message.requestId === "1") resolve(["reply"]);
+    });
     port.onDisconnect.addListener((ended) =>
       resolve(["ended", (ended.error ?? api.runtime.lastError)?.message ?? null]));
     port.postMessage({type: "init", id: "1", parameters: {apiVersion: "1"}});

@@ -54,6 +54,15 @@ std::optional<std::string> originFault(std::string_view origin) {
   return std::nullopt;
 }
 
+/// An element of "allowed_origins" as browsers compare it: capital letters of the identifier are
+/// small ones, and what is behind the slash does not count.
+std::string normalOrigin(std::string_view origin) {
+  std::string result(origin.substr(0, origin.find('/', scheme.size()) + 1));
+  std::transform(result.begin(), result.end(), result.begin(),
+                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+  return result;
+}
+
 /// "{8-4-4-4-12 hexadecimal digits}".
 bool isBracedUuid(std::string_view text) {
   constexpr std::string_view pattern = "{00000000-0000-0000-0000-000000000000}";
@@ -103,10 +112,8 @@ void checkAllowed(ManifestFormat format, const JsonObject& object, const std::st
     }
     result.fault = isChromium ? originFault(*allowed) : extensionFault(*allowed);
     if (result.fault) return;
-    const std::string_view one = *allowed;
-    isListed = isListed || std::any_of(wanted.begin(), wanted.end(), [&](const std::string& own) {
-                 return one == own || (isChromium && one == own + "*");
-               });
+    const std::string one = isChromium ? normalOrigin(*allowed) : std::string(*allowed);
+    isListed = isListed || std::find(wanted.begin(), wanted.end(), one) != wanted.end();
   }
   const std::string which = extension.empty() ? "our extension, " : "the extension ";
   if (!isListed) result.refusal = "it does not allow " + which + wanted.front();
@@ -154,11 +161,11 @@ std::vector<std::string> otherAllowances(ManifestFormat format, std::string_view
   const std::vector<std::string> own = allowedFor(format);
   for (const JsonValue& item : list->as_array()) {
     if (!item.is_string()) continue;
-    std::string one(item.as_string());
-    const bool isRefused =
-        (format == ManifestFormat::chromium ? originFault(one) : extensionFault(one)).has_value();
-    if (!isRefused && std::find(own.begin(), own.end(), one) == own.end())
-      result.push_back(std::move(one));
+    const std::string_view text = item.as_string();
+    const bool isChromium = format == ManifestFormat::chromium;
+    if (isChromium ? originFault(text) : extensionFault(text)) continue;
+    std::string one = isChromium ? normalOrigin(text) : std::string(text);
+    if (std::find(own.begin(), own.end(), one) == own.end()) result.push_back(std::move(one));
   }
   return result;
 }
