@@ -95,8 +95,12 @@ class Talk(unittest.TestCase):
             self.addCleanup(tool.kill)
             os.close(slave)
             shown = read_until(master, b"corvane-nm> ")
-            os.write(master, b"addRule ruleText=a\n")
+            os.write(master, b"\x15ge\x7f\x7fadd\truleText=a\n")  # erases, completes
             shown += read_until(master, b"x1B]0;title")
+            application.command("fault none")
+            os.write(master, b"\x1b[Ab\n")  # the line before, and more
+            shown += read_until(master, b"addRule (2)")
+            self.assertEqual(application.state()["rules"], ["ab"])
             os.write(master, b"\x04")
             self.assertEqual(tool.wait(DEADLINE), 1)
         os.close(master)

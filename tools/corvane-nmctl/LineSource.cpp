@@ -1,9 +1,12 @@
 #include "tools/corvane-nmctl/LineSource.h"
 
+#include <unistd.h>
+
 #include <array>
 #include <cstddef>
 
 #include "Platform/Descriptor.h"
+#include "tools/corvane-nmctl/LineEditor.h"
 
 namespace corvane::Nmctl {
 
@@ -11,7 +14,16 @@ LineSource::LineSource(const std::vector<std::string>& lines) {
   for (const std::string& line : lines) text_ += line + "\n";
 }
 
+LineSource::LineSource(LineEditor& editor) : descriptor_(STDIN_FILENO), editor_(&editor) {}
+
+void LineSource::readKey() {
+  const auto event = editor_->read();
+  if (event == LineEditor::Event::line) text_ += editor_->line() + "\n";
+  if (event == LineEditor::Event::end) descriptor_ = -1;
+}
+
 void LineSource::read() {
+  if (editor_ != nullptr) return readKey();
   std::array<std::byte, 65536> bytes{};
   const auto count = Platform::Descriptor::readSome(descriptor_, bytes);
   if (count && count.value() > 0) {

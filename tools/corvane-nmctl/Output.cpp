@@ -97,10 +97,6 @@ void Output::prompt(std::string_view text) {
   std::fputs(coloured(bold, text).c_str(), stream_);
 }
 
-void Output::removePrompt() {
-  std::fputs("\r\x1b[K", stream_);
-}
-
 bool Output::flush() {
   return std::fflush(stream_) == 0;
 }

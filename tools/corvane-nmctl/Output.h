@@ -32,8 +32,6 @@ class Output {
 
   /// What stands before what people type on a terminal: no line feed follows.
   void prompt(std::string_view text);
-  /// Takes such a prompt away again, and what was typed behind it.
-  void removePrompt();
 
   /// As `line`, to be seen from far.
   void heading(std::string_view text);

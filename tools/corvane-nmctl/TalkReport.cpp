@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "tools/corvane-nmctl/LineEditor.h"
 #include "tools/corvane-nmctl/RequestHelp.h"
 
 namespace corvane::Nmctl {
@@ -60,8 +61,7 @@ std::string errorIn(const JsonObject& message) {
 
 }  // namespace
 
-TalkReport::TalkReport(Output& output, bool isInteractive)
-    : output_(output), isInteractive_(isInteractive && !output.isJson()) {}
+TalkReport::TalkReport(Output& output, LineEditor* editor) : output_(output), editor_(editor) {}
 
 void TalkReport::event(const char* name, const JsonObject& object) {
   JsonObject whole{{"event", name}};
@@ -70,13 +70,15 @@ void TalkReport::event(const char* name, const JsonObject& object) {
 }
 
 void TalkReport::prompt() {
-  if (!isInteractive_ || isPromptShown_) return;
-  output_.prompt("corvane-nm> ");
-  isPromptShown_ = true;
+  if (editor_ != nullptr) editor_->show();
 }
 
-void TalkReport::removePrompt() {
-  if (std::exchange(isPromptShown_, false)) output_.removePrompt();
+void TalkReport::hidePrompt() {
+  if (editor_ != nullptr) editor_->hide();
+}
+
+void TalkReport::endPrompt() {
+  if (editor_ != nullptr) editor_->stop();
 }
 
 void TalkReport::details(const JsonObject& message) {
@@ -93,7 +95,7 @@ void TalkReport::started(const HostChoice& host) {
     const boost::json::array arguments(host.arguments.begin(), host.arguments.end());
     return event("start", {{"host", host.path}, {"arguments", arguments}});
   }
-  if (!isInteractive_) return;
+  if (editor_ == nullptr) return;
   output_.line(Output::Tone::faint, printable(host.path) + " (" + host.reason +
                                         "); \"help\" shows what to type, Ctrl-D ends");
 }
@@ -104,7 +106,7 @@ void TalkReport::reply(const std::string& type, const std::string& id, Duration 
     return event(
         "reply",
         {{"type", type}, {"id", id}, {"milliseconds", duration.count()}, {"message", message}});
-  removePrompt();
+  hidePrompt();
   output_.marked(
       isOk(message) ? Output::Mark::good : Output::Mark::bad,
       printable(type) + " (" + printable(id) + "), " + inMilliseconds(duration) + errorIn(message));
@@ -113,14 +115,14 @@ void TalkReport::reply(const std::string& type, const std::string& id, Duration 
 
 void TalkReport::push(const JsonObject& message) {
   if (output_.isJson()) return event("push", {{"message", message}});
-  removePrompt();
+  hidePrompt();
   output_.marked(Output::Mark::note, "the host says unasked" + errorIn(message));
   details(message);
 }
 
 void TalkReport::stray(const JsonObject& message) {
   if (output_.isJson()) return event("stray", {{"message", message}});
-  removePrompt();
+  hidePrompt();
   output_.marked(Output::Mark::note,
                  "an answer that nobody waits for: " + printable(boost::json::serialize(message)));
 }
@@ -128,25 +130,25 @@ void TalkReport::stray(const JsonObject& message) {
 void TalkReport::unanswered(const std::string& type, const std::string& id,
                             const std::string& why) {
   if (output_.isJson()) return event("unanswered", {{"type", type}, {"id", id}, {"reason", why}});
-  removePrompt();
+  hidePrompt();
   output_.marked(Output::Mark::bad, printable(type) + " (" + printable(id) + "): no answer " + why);
 }
 
 void TalkReport::refused(const std::string& why) {
   if (output_.isJson()) event("refused", {{"reason", why}});
-  removePrompt();
+  hidePrompt();
   Output::complain(why);
 }
 
 void TalkReport::note(const std::string& what) {
   if (output_.isJson()) return event("note", {{"text", what}});
-  removePrompt();
+  hidePrompt();
   output_.marked(Output::Mark::note, what);
 }
 
 void TalkReport::ended(const std::string& how) {
   if (output_.isJson()) return event("end", {{"reason", how}});
-  removePrompt();
+  hidePrompt();
   output_.marked(Output::Mark::bad, "the host " + printable(how));
 }
 
@@ -156,7 +158,7 @@ void TalkReport::help() {
     for (const BrowserCommand& command : browserCommands) commands[command.type] = usageOf(command);
     return event("help", {{"commands", commands}});
   }
-  removePrompt();
+  hidePrompt();
   std::vector<std::vector<std::string>> rows;
   rows.reserve(browserCommands.size());
   for (const BrowserCommand& command : browserCommands)

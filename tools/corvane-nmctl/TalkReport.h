@@ -9,14 +9,16 @@
 
 namespace corvane::Nmctl {
 
+class LineEditor;
+
 /// What is said while people talk with a host: text, or a line of JSON for each event. Nothing that
 /// the host says reaches a terminal unseen. One thread.
 class TalkReport {
  public:
   using Duration = std::chrono::duration<double, std::milli>;
 
-  /// `isInteractive`: people type at a terminal, and get a prompt.
-  TalkReport(Output& output, bool isInteractive);
+  /// `editor`, which must outlive it, is where people type at a terminal; null: they do not.
+  TalkReport(Output& output, LineEditor* editor);
 
   void started(const HostChoice& host);
   /// The answer to the request `id` of the type `type`.
@@ -38,21 +40,19 @@ class TalkReport {
 
   /// The next line may be typed now.
   void prompt();
-  /// The line was typed.
-  void promptIsUsed() { isPromptShown_ = false; }
   /// No line will be typed.
-  void removePrompt();
+  void endPrompt();
 
   /// Hands on what was said. False when nobody reads it any more.
   bool flush() { return output_.flush(); }
 
  private:
+  void hidePrompt();
   void details(const JsonObject& message);
   void event(const char* name, const JsonObject& object);
 
   Output& output_;
-  const bool isInteractive_;
-  bool isPromptShown_ = false;
+  LineEditor* const editor_;
 };
 
 }  // namespace corvane::Nmctl

@@ -10,11 +10,14 @@
 #include <cstdint>
 #include <limits>
 #include <memory>
+#include <optional>
+#include <utility>
 
 #include "Platform/StandardStreams.h"
 #include "tools/corvane-nmctl/Commands/Commands.h"
 #include "tools/corvane-nmctl/Conversation.h"
 #include "tools/corvane-nmctl/HostChoice.h"
+#include "tools/corvane-nmctl/LineEditor.h"
 #include "tools/corvane-nmctl/LineSource.h"
 #include "tools/corvane-nmctl/RequestHelp.h"
 #include "tools/corvane-nmctl/TypedRequest.h"
@@ -57,7 +60,7 @@ class Talk {
       if (heard_ && !conversation_.hear()) return conversation_.outcome();
       conversation_.giveUpLate();
     }
-    report_.removePrompt();
+    report_.endPrompt();
     conversation_.giveUpAll("before the end");
     return leave();
   }
@@ -76,7 +79,6 @@ class Talk {
       isWaiting_ = false;
       const auto line = lines_.take();
       if (!line) return;
-      report_.promptIsUsed();
       runLine(*line);
     }
   }
@@ -134,6 +136,13 @@ class Talk {
   bool heard_ = false;
 };
 
+/// What a line may begin with.
+std::vector<std::string> typedWords() {
+  std::vector<std::string> words = {"help", "quit", "wait"};
+  for (const auto& command : RequestProcessing::browserCommands) words.emplace_back(command.type);
+  return words;
+}
+
 void failWith(Context& context, Code code, const std::string& why) {
   fail(context, code, why);
   context.status = static_cast<int>(Outcome::unanswered);
@@ -152,11 +161,16 @@ void run(Context& context, const TalkOptions& options) {
   if (!host)
     return failWith(context, Code("host-not-startable"), choice->path + ": " + host.failure().text);
   const bool hasLines = !options.lines.empty();
-  TalkReport report(output,
-                    !hasLines && ::isatty(STDIN_FILENO) == 1 && ::isatty(output.descriptor()) == 1);
+  std::optional<LineEditor> editor;
+  if (!hasLines && !output.isJson() && ::isatty(STDIN_FILENO) == 1 &&
+      ::isatty(output.descriptor()) == 1)
+    editor.emplace("corvane-nm> ", typedWords());
+  TalkReport report(output, editor ? &*editor : nullptr);
   report.started(choice.value());
-  Talk talk(host.value(), hasLines ? LineSource(options.lines) : LineSource(STDIN_FILENO), report,
-            options, wakings.value());
+  LineSource lines = hasLines ? LineSource(options.lines)
+                     : editor ? LineSource(*editor)
+                              : LineSource(STDIN_FILENO);
+  Talk talk(host.value(), std::move(lines), report, options, wakings.value());
   const Outcome outcome = talk.run();
   report.flush();
   context.status = static_cast<int>(outcome);
