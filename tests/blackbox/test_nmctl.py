@@ -109,7 +109,7 @@ class Tool(unittest.TestCase):
                 disk = kept.with_name("disk")
                 os.mknod(disk, stat.S_IFBLK | 0o600, os.makedev(240, 0))
                 self.addCleanup(disk.unlink)
-                self.assertIn("is no file, terminal or pipe", nmctl("report", disk).stderr)
+                self.assertIn("is not a file, terminal or pipe", nmctl("report", disk).stderr)
             report = nmctl("report", "/dev/stdout").stdout  # a pipe
         log = "\n".join(self.container.log())
         self.assertIn("secret", log)  # there was something to leave out
@@ -232,11 +232,11 @@ class Tool(unittest.TestCase):
                 ("Applications", lambda path: path.chmod(0), "not permitted to look into {}"),
                 ("Notifications", lambda path: path.chmod(0o500), "not permitted to write to {}"),
                 ("Library", lambda path: path.chmod(0), "not permitted to look into {}"),
-                ("Logs", Path.touch, "{} is no folder"),
+                ("Logs", Path.touch, "{} is not a folder"),
                 ("Data", lambda path: (path.rename(f"{path}.kept"), path.symlink_to("Data.kept")),
                  "{} is a symbolic link, which is not followed"),
                 ("Data/ExchangeRequestContainer.data", lambda path: (path.unlink(), path.mkdir()),
-                 "{} is no file"),
+                 "{} is not a file"),
                 ("Data", lambda path: path.chmod(0), "not permitted to look into {}"),
                 ("Logs", lambda path: (Path(f"{path}.kept/com.corvane.application").mkdir(parents=True),
                                        path.symlink_to("Logs.kept")),

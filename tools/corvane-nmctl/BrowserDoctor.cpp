@@ -33,7 +33,7 @@ Finding examineHost(const std::string& title, const Lookup& found,
       tryHost(found.hostPath, arguments, {.limit = linkIsBroken ? 5s : longestAnswer});
   if (trial.fault && trial.maybeFromLink && linkIsBroken)
     return Finding::consequence(title, Code("link-broken"),
-                                "the host is found, but can't work because of what is said below");
+                                "the host is found, but can't work because of the faults below");
   if (trial.fault)
     return Finding::wrong(title, {trial.fault->code, trial.fault->cause,
                                   isOwnHost ? trial.fault->fix : found.renewal});

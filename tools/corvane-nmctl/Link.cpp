@@ -64,7 +64,7 @@ std::optional<Fault> containerFault(const std::string& path) {
         "the shared folder is a symbolic link, which the main application does not take: " + path,
         "put the folder itself in its place"};
   if (!S_ISDIR(status.st_mode))
-    return Fault{Code("shared-folder-not-a-folder"), path + " is no folder",
+    return Fault{Code("shared-folder-not-a-folder"), path + " is not a folder",
                  "move it away and start the main application"};
   if (status.st_uid != ::geteuid())
     return Fault{Code("shared-folder-foreign"),

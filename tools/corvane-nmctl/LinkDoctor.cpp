@@ -92,7 +92,7 @@ void examineExchangeFiles(const std::string& container, bool isRunning, Findings
     else if (file.isLocked)
       wrong(lockFault(file));
     else if (file.isDamaged && file.name == requestFileName)
-      wrong({Code("request-file-damaged"), file.name + " ends in what is no record",
+      wrong({Code("request-file-damaged"), file.name + " ends in something that is not a record",
              "start the main application again"});
   }
   if (isWell)

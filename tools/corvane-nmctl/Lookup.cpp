@@ -52,7 +52,8 @@ std::string movingAside(const std::string& path, const std::string& next) {
   return "mv -nT " + shellWord(path) + " " + shellWord(asideOf(path)) + " && " + next;
 }
 
-/// What stands in the way of the folder `path`: it, or one above it, is no folder. "" when nothing.
+/// What stands in the way of the folder `path`: it, or one above it, is not a folder. "" when
+/// nothing.
 std::string obstacleTo(std::string path) {
   struct stat status = {};
   while (!path.empty() && ::stat(path.c_str(), &status) != 0) path.resize(path.rfind('/'));
@@ -94,7 +95,7 @@ Fault absence(const Browser& browser, const Policies& policies, const Surroundin
   for (const std::string_view folder : browser.userFolders)
     if (const std::string path = obstacleTo(surroundings.expanded(folder)); !path.empty())
       return {Code("manifest-folder-blocked"),
-              "the host is not registered: " + path + " is no folder",
+              "the host is not registered: " + path + " is not a folder",
               running(movingAside(path, registration), surroundings)};
   return {
       Code("not-registered"),
@@ -135,7 +136,8 @@ std::optional<Lookup> look(const Candidate& candidate, const Browser& browser,
     if (::lstat(path.c_str(), &status) != 0) return refusal("look at", "the folder it is in");
     return fault(Code("manifest-dangling-link"), "it is a symbolic link that leads nowhere");
   }
-  if (!S_ISREG(status.st_mode)) return fault(Code("manifest-not-a-file"), "it is no regular file");
+  if (!S_ISREG(status.st_mode))
+    return fault(Code("manifest-not-a-file"), "it is not a regular file");
   if (::access(path.c_str(), R_OK) != 0) return refusal("read", "it");
   const auto text = readWhole(resolvedPath(path));
   if (!text) return fault(Code("manifest-unreadable"), text.failure().text);
@@ -189,7 +191,7 @@ std::optional<Fault> programFault(const std::string& path, const std::string& re
     return Fault{Code("host-missing"), "the host is missing: " + path, renewal};
   }
   if (S_ISDIR(status.st_mode))
-    return Fault{Code("host-is-folder"), "a folder is where the host should be: " + path, renewal};
+    return Fault{Code("host-is-folder"), "a folder is in the place of the host: " + path, renewal};
   if (::access(path.c_str(), X_OK) == 0) return std::nullopt;
   struct statvfs system = {};
   if (::statvfs(path.c_str(), &system) == 0 && (system.f_flag & ST_NOEXEC) != 0)

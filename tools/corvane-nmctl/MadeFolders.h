@@ -7,7 +7,7 @@
 
 #include "Base/Result.h"
 
-/// Folders that registering makes and unregistering takes away again. A hidden note in each says
+/// Folders that registering makes and unregistering removes again. A hidden note in each says
 /// so; it goes with the last registration below it. So folders that were there before stay, also
 /// when they are empty, and nothing else remains.
 namespace corvane::Nmctl::MadeFolders {
@@ -20,10 +20,10 @@ extern const char* const noteText;
 std::vector<std::string> missing(const std::string& folder);
 
 /// Makes those that are missing with `mode`, each with its note. What was made when a later step
-/// fails is taken away again.
+/// fails is removed again.
 Result<Done> make(const std::string& folder, mode_t mode);
 
-/// Takes `folder` and those above it away as far as they were made here and hold nothing else. One
+/// Removes `folder` and those above it as far as they were made here and hold nothing else. One
 /// that holds something else stays; its note goes, unless a folder made here is among that.
 void remove(std::string folder);
 

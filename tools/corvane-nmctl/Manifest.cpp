@@ -88,7 +88,7 @@ FoundManifest findManifest(const std::string& path, ManifestFormat format,
   struct stat status = {};
   if (::lstat(path.c_str(), &status) != 0) return fromFailure(Platform::failureFromErrno("stat"));
   if (S_ISLNK(status.st_mode)) return {State::foreign, "it is a symbolic link", {}};
-  if (!S_ISREG(status.st_mode)) return {State::foreign, "it is no regular file", {}};
+  if (!S_ISREG(status.st_mode)) return {State::foreign, "it is not a regular file", {}};
   const auto text = readWhole(path);
   return text ? classified(text.value(), format, hostPath) : fromFailure(text.failure());
 }

@@ -34,7 +34,7 @@ std::string textOf(const JsonObject& object, const char* key, std::optional<std:
   const auto* found = findString(object, key);
   if (found != nullptr) return std::string(*found);
   if (!fault)
-    fault = object.contains(key) ? "\"" + std::string(key) + "\" is no text"
+    fault = object.contains(key) ? "\"" + std::string(key) + "\" is not a string"
                                  : "\"" + std::string(key) + "\" is missing";
   return {};
 }
@@ -85,7 +85,7 @@ std::optional<std::string> extensionFault(std::string_view extension) {
   const bool isAddress = !behind.empty() && std::all_of(before.begin(), before.end(), isPart) &&
                          std::all_of(behind.begin(), behind.end(), isPart);
   if (isAddress || isBracedUuid(extension)) return std::nullopt;
-  return "the allowed extension \"" + std::string(extension) + "\" is no identifier of one";
+  return "the allowed extension \"" + std::string(extension) + "\" is not the identifier of one";
 }
 
 const char* listKey(ManifestFormat format) {
@@ -99,7 +99,7 @@ void checkAllowed(ManifestFormat format, const JsonObject& object, const std::st
   const char* key = listKey(format);
   const JsonValue* list = object.if_contains(key);
   if (list == nullptr || !list->is_array() || (!isChromium && list->as_array().empty())) {
-    result.fault = "\"" + std::string(key) + "\" is missing, empty or no list";
+    result.fault = "\"" + std::string(key) + "\" is missing, empty or not a list";
     return;
   }
   const auto wanted = extension.empty() ? allowedFor(format) : std::vector{extension};
@@ -107,7 +107,7 @@ void checkAllowed(ManifestFormat format, const JsonObject& object, const std::st
   for (const JsonValue& item : list->as_array()) {
     const auto* allowed = item.if_string();
     if (allowed == nullptr) {
-      result.fault = "\"" + std::string(key) + "\" holds something else than texts";
+      result.fault = "\"" + std::string(key) + "\" holds something other than strings";
       return;
     }
     result.fault = isChromium ? originFault(*allowed) : extensionFault(*allowed);
@@ -125,7 +125,7 @@ std::optional<std::string> unknownKey(const JsonObject& object) {
   for (const auto& entry : object) {
     const std::string_view key = entry.key();
     if (std::find(std::begin(known), std::end(known), key) == std::end(known))
-      return "Firefox does not know the key \"" + std::string(key) + "\" and refuses it";
+      return "Firefox does not know the key \"" + std::string(key) + "\" and rejects it";
   }
   return std::nullopt;
 }

@@ -74,7 +74,7 @@ void sweep(const Place& place) {
   MadeFolders::remove(place.folder);
 }
 
-/// What lies at `place`, if it may be replaced or taken away.
+/// What lies at `place`, if it may be replaced or removed.
 Result<FoundManifest> ownAt(const Place& place, const Surroundings& surroundings) {
   if (auto owner = checkOwner(place.folder, surroundings.user); !owner) return owner.failure();
   const FoundManifest found = lookAt(place, surroundings);

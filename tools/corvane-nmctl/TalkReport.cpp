@@ -124,7 +124,7 @@ void TalkReport::stray(const JsonObject& message) {
   if (output_.isJson()) return event("stray", {{"message", message}});
   hidePrompt();
   output_.marked(Output::Mark::note,
-                 "an answer that nobody waits for: " + printable(boost::json::serialize(message)));
+                 "an unexpected answer: " + printable(boost::json::serialize(message)));
 }
 
 void TalkReport::unanswered(const std::string& type, const std::string& id,

@@ -38,8 +38,8 @@ Fault faultOf(const Failure& failure, HostProcess& host, std::chrono::seconds li
             "the host does not answer within " + std::to_string(limit.count()) + " s",
             "end the programs that hold its files, or " + std::string(reinstall)};
   if (failure.cause == FailureCause::notFound) return stopped(host);
-  return {Code("host-stray-output"), "the host writes what is no message: " + failure.text,
-          reinstall};
+  return {Code("host-stray-output"),
+          "the host writes something that is not a message: " + failure.text, reinstall};
 }
 
 /// The reply to the request `identifier`; what comes unasked before it is passed over.
@@ -135,8 +135,8 @@ Trial tryHost(const std::string& path, std::vector<std::string> arguments,
     askForState(host.value(), options.limit, trial);
   host->closeInput();
   if (!trial.fault && !host->waitForEnd(Clock::now() + endLimit))
-    trial.fault = {Code("host-does-not-end"),
-                   "the host goes on for more than 5 s after the browser has left", reinstall};
+    trial.fault = {Code("host-does-not-end"), "the host still runs 5 s after its browser has left",
+                   reinstall};
   return trial;
 }
 

@@ -60,7 +60,7 @@ std::optional<Fault> folderFault(const std::string& path, int rights, bool follo
                    "remove it and start the main application again"};
   }
   if (!S_ISDIR(status.st_mode))
-    return Fault{Code("not-a-folder"), path + " is no folder",
+    return Fault{Code("not-a-folder"), path + " is not a folder",
                  "move it away and start the main application again"};
   if (::access(path.c_str(), rights) == 0) return std::nullopt;
   if (errno == EROFS) return storageFault(path);
@@ -93,7 +93,7 @@ std::optional<Fault> fileFault(const std::string& path, int rights) {
   if (::lstat(path.c_str(), &status) != 0) return std::nullopt;
   if (S_ISLNK(status.st_mode))
     return Fault{Code("file-is-link"), path + " is a symbolic link, which is not followed", fix};
-  if (!S_ISREG(status.st_mode)) return Fault{Code("not-a-file"), path + " is no file", fix};
+  if (!S_ISREG(status.st_mode)) return Fault{Code("not-a-file"), path + " is not a file", fix};
   if (::access(path.c_str(), rights) == 0) return std::nullopt;
   return Fault{Code("file-not-permitted"), "not permitted to use " + path,
                permitting(status, "600", path)};

@@ -28,7 +28,7 @@ constexpr std::string_view partSuffix = ".new";  // behind ".PROCESS"
 /// Succeeds if a text may be written into what is at `path`: never into a disk or a file.
 Result<Done> checkStream(const std::string& path, mode_t mode) {
   if (S_ISCHR(mode) || S_ISFIFO(mode) || S_ISSOCK(mode)) return Done{};
-  return Failure{FailureCause::alreadyExists, path + " is no file, terminal or pipe"};
+  return Failure{FailureCause::alreadyExists, path + " is not a file, terminal or pipe"};
 }
 
 /// Writes into the terminal or pipe that `path` leads to. `mode` is what was there before: not even

@@ -68,7 +68,7 @@ TEST_F(Machine, LooksWhereEachBrowserLooks) {
                        manifestText(format, host));
   };
   testing::writeFile(root_ + "/home/.config/chromium/NativeMessagingHosts", "");
-  EXPECT_NE(lookUpIn("chromium").find("NativeMessagingHosts is no folder"), std::string::npos);
+  EXPECT_NE(lookUpIn("chromium").find("NativeMessagingHosts is not a folder"), std::string::npos);
   write("/etc/opt/chrome/native-messaging-hosts", ManifestFormat::chromium, "/chrome/corvane-nm");
   EXPECT_NE(lookUpIn("chromium").find("not registered"), std::string::npos);
   for (const char* browser : {"chrome", "chrome-beta", "edge", "brave", "opera"})
@@ -137,7 +137,7 @@ TEST_F(Machine, TellsHostsThatMisbehave) {
   EXPECT_NE(found("firefox", "one@own").find("does not allow the extension one@own"),
             std::string::npos);
   EXPECT_EQ(saysOf("printf '\\2\\0\\0\\0{}'; cat >/dev/null"),
-            "1the host writes what is no message: {}\n");
+            "1the host writes something that is not a message: {}\n");
   EXPECT_EQ(saysOf("echo first >&2; echo why >&2; kill -9 $$"),
             "1the host stops before it answers (signal 9); it says: why\n");
   // What Firefox hands it, and where; its answer bears the version of another interface.

@@ -48,7 +48,7 @@ void printHowToRegister(Output& output, const Selection& selection,
                         const std::vector<std::string>& identifiers) {
   std::string command = "corvane-nmctl register" + optionsOf(selection);
   for (const std::string& identifier : identifiers) command += " --extension " + identifier;
-  output.line("When that is fixed, let it start the host: " + command);
+  output.line("After fixing that, let it start the host: " + command);
 }
 
 std::string absoluteFolder(const std::string& given) {

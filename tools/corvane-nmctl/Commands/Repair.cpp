@@ -35,7 +35,7 @@ void repair(Context& context, const Selection& selection, bool isOfSystem) {
     repaired.emplace_back(place.path());
     if (context.output.isJson()) continue;
     context.output.marked(Output::Mark::good,
-                          place.titles() + ": wrote " + printable(place.path()) + " anew");
+                          place.titles() + ": rewrote " + printable(place.path()));
     printAside(context.output, plan.value());
   }
   context.result = JsonObject{{"repaired", repaired}};
@@ -48,7 +48,7 @@ void repair(Context& context, const Selection& selection, bool isOfSystem) {
 void addRepair(CLI::App& app, Context& context) {
   CLI::App& command = *app.add_subcommand(
       "repair",
-      "Write those of this user's manifests anew that browsers refuse or that name a missing host");
+      "Rewrite those of this user's manifests that browsers reject or that name a missing host");
   const auto selection = std::make_shared<Selection>();
   addSelection(command, *selection);
   const auto isOfSystem = std::make_shared<bool>(false);

@@ -33,7 +33,7 @@ std::string isBrowser(const std::string& name) {
 std::string isIdentifier(const std::string& identifier) {
   const bool isOne = allowanceOf(ManifestFormat::chromium, identifier) ||
                      allowanceOf(ManifestFormat::firefox, identifier);
-  return isOne ? "" : "that is no identifier of an extension";
+  return isOne ? "" : "that is not the identifier of an extension";
 }
 
 bool isUsable(Context& context, const std::string& identifier,
@@ -47,7 +47,7 @@ bool isUsable(Context& context, const std::string& identifier,
 
 void printAside(Output& output, const Plan& plan) {
   if (plan.aside.empty()) return;
-  output.line("    what was there, and damaged, is now " + printable(plan.aside) +
+  output.line("    the damaged file is now " + printable(plan.aside) +
               "; extensions that it allowed must be registered again");
 }
 

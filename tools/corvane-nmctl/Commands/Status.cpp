@@ -80,7 +80,7 @@ void printObservers(Output& output, const LinkStatus& status) {
   Rows rows;
   rows.reserve(processes.size());
   for (const auto& [name, list] : processes) rows.push_back({printable(name), list});
-  if (rows.empty()) return output.line("nobody observes anything");
+  if (rows.empty()) return output.line("no process observes anything");
   output.table({"notification", "observed by process"}, rows);
 }
 

@@ -82,7 +82,7 @@ class Bench {
   /// task only; `what` is then among what is left behind.
   void seeTo(const std::string& what, const std::function<void()>& task);
 
-  /// The last thing: takes away what late replies have left. Says what could not be set back.
+  /// The last thing: removes what late replies have left. Says what could not be set back.
   std::vector<std::string> leave();
 
  private:

@@ -9,7 +9,7 @@
 
 namespace corvane::Nmctl::MainAppCheck {
 
-/// A socket by which this process observes notifications. Takes away with itself what it has made
+/// A socket by which this process observes notifications. Removes with itself what it has made
 /// in the container. One thread at a time.
 class Ear {
  public:

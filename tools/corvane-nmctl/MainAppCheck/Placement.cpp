@@ -29,7 +29,7 @@ void requireOwn(const std::string& path, mode_t type, mode_t mode, bool mayGo = 
     broken(path + " is not there");
   }
   if ((status.st_mode & S_IFMT) != type)
-    broken(path + (type == S_IFDIR ? " is no folder" : " is no regular file"));
+    broken(path + (type == S_IFDIR ? " is not a folder" : " is not a regular file"));
   if (status.st_uid != ::geteuid()) broken(path + " belongs to somebody else");
   if ((status.st_mode & permissions) != mode)
     broken(path + " has mode " + octal(status.st_mode & permissions));

@@ -76,7 +76,7 @@ void goneHost(Bench& bench) {
   {
     PlayedHost gone(bench);
     bytes = gone.request("appState");
-    gone.expect(1);  // its file is taken away in the end
+    gone.expect(1);  // its file is removed in the end
   }
   PlayedHost host(bench);
   host.send(bytes + host.request("appState"));
