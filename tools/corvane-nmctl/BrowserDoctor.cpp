@@ -1,5 +1,7 @@
 #include "tools/corvane-nmctl/BrowserDoctor.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 
 #include "tools/corvane-nmctl/HostChoice.h"
@@ -18,12 +20,37 @@ std::string sandboxOf(const Installation& installation) {
 }
 
 Finding examineSandboxed(const Browser& browser, const Installation& installation) {
-  return Finding::wrong(std::string(browser.title),
-                        {Code("browser-sandboxed"),
-                         "it is " + sandboxOf(installation) +
-                             ", whose sandbox lets it start no program of this machine",
-                         "install " + std::string(browser.title) +
-                             " as a package of the distribution or of its maker instead"});
+  const std::string update = "update it to version " + std::to_string(browser.portalFrom) +
+                             " or later, which starts hosts through the desktop's portal, or ";
+  return Finding::wrong(
+      std::string(browser.title),
+      {Code("browser-sandboxed"),
+       "it is " + sandboxOf(installation) +
+           ", whose sandbox lets it start no program of this machine",
+       (browser.portalFrom > 0 ? update : "") + "install " + std::string(browser.title) +
+           " as a package of the distribution or of its maker instead"});
+}
+
+/// What is to be said of the sandboxed package of a browser that can start the host all the same,
+/// or has a program outside a sandbox, too.
+Finding examineBeside(const Browser& browser, const Installation& installation,
+                      const Surroundings& surroundings) {
+  const std::string title(browser.title);
+  const std::string what = installation.isNative
+                               ? "it is here as " + sandboxOf(installation) + " as well, which "
+                               : "it is " + sandboxOf(installation) + ", which ";
+  if (!installation.usesPortal)
+    return Finding::note(title, Code("browser-also-sandboxed"), what + "can't start the host");
+  const std::string portal =
+      surroundings.expanded("/usr/share/dbus-1/services/org.freedesktop.portal.Desktop.service");
+  const std::string through = "starts the host only through the desktop's portal";
+  if (::access(portal.c_str(), F_OK) == 0)
+    return Finding::note(title, Code("browser-uses-portal"),
+                         what + through + "; that must offer native messaging (reported: " +
+                             "org.freedesktop.portal.WebExtensions), and asks you at first");
+  const std::string missing = what + through + ", which is missing";
+  if (installation.isNative) return Finding::note(title, Code("browser-also-sandboxed"), missing);
+  return Finding::wrong(title, {Code("portal-missing"), missing, "install xdg-desktop-portal"});
 }
 
 /// Starts the host that was found.
@@ -75,15 +102,13 @@ Findings examineBrowsers(const Selection& selection, const Surroundings& surroun
     const auto& names = selection.browsers;
     const bool isChosen = std::find(names.begin(), names.end(), browser.name) != names.end();
     if (names.empty() ? !installation.isAny() : !isChosen) continue;
-    if (installation.isSandboxedOnly()) {
+    if (installation.isSandboxed() && !installation.startsHosts()) {
       findings.push_back(examineSandboxed(browser, installation));
       continue;
     }
     examineNative(browser, selection, surroundings, linkIsBroken, findings);
-    if (installation.flatpak || installation.snap)
-      findings.push_back(Finding::note(
-          std::string(browser.title), Code("browser-also-sandboxed"),
-          "it is here as " + sandboxOf(installation) + " as well, which can't start the host"));
+    if (installation.isSandboxed())
+      findings.push_back(examineBeside(browser, installation, surroundings));
   }
   if (findings.empty())
     findings.push_back(Finding::wrong("browsers", {Code("no-browser"), "none was found here",

@@ -23,9 +23,11 @@ struct Browser {
   std::span<const std::string_view> systemFolders;
   std::span<const std::string_view> policyFolders;  ///< files that an administrator wrote
   std::span<const std::string_view> executables;    ///< names in the search path, or full paths
-  /// Names of sandboxed packages of it, which can't start the host.
+  /// Names of sandboxed packages of it, which can't start programs of the machine themselves.
   std::span<const std::string_view> flatpaks;
   std::span<const std::string_view> snaps;
+  /// From this version on those start hosts through the desktop's portal; 0: no version does.
+  int portalFrom;
 };
 
 /// All browsers of the table, in its order.

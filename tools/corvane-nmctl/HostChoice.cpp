@@ -33,7 +33,7 @@ Result<HostChoice> chooseHost(const std::string& browser, const Surroundings& su
     return hostOf(*named, surroundings);
   }
   for (const Browser& one : browsers()) {
-    if (!installationOf(one, surroundings).isNative) continue;
+    if (!installationOf(one, surroundings).startsHosts()) continue;
     if (auto found = hostOf(one, surroundings)) return found;
   }
   HostChoice own = hostAt(surroundings.hostPath);

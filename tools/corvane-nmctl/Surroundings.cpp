@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <charconv>
 #include <cstdlib>
 #include <sstream>
 
@@ -52,6 +53,33 @@ std::optional<std::string> firstPresent(std::span<const std::string_view> names,
       if (isProgram(joined(folder, name))) return std::string(name);
   }
   return std::nullopt;
+}
+
+/// The first number of the version of a sandboxed `browser` that keeps an application.ini beside
+/// its program; 0 if there is none. `found` must say which package it is.
+int sandboxedVersion(const Browser& browser, const Installation& found,
+                     const Surroundings& surroundings) {
+  const std::string file = joined(joined("/lib/", browser.name), "/application.ini");
+  const std::string& root = surroundings.systemRoot;
+  std::vector<std::string> files;
+  if (found.flatpak) {
+    const std::string inside = "/flatpak/app/" + *found.flatpak + "/current/active/files" + file;
+    files = {root + "/var/lib" + inside, surroundings.home + "/.local/share" + inside};
+  } else if (found.snap) {
+    const std::string inside = "/snap/" + *found.snap + "/current/usr" + file;
+    files = {root + inside, root + "/var/lib/snapd" + inside};
+  }
+  constexpr std::string_view key = "\nVersion=";
+  int version = 0;
+  for (const std::string& path : files) {
+    const auto text = readWhole(resolvedPath(path));
+    const std::size_t at = text ? text.value().find(key) : std::string::npos;
+    if (at == std::string::npos) continue;
+    const std::string number = text.value().substr(at + key.size(), 9);
+    std::from_chars(number.data(), number.data() + number.size(), version);
+    break;
+  }
+  return version;
 }
 
 bool isSandboxPath(const std::string& path) {
@@ -117,6 +145,8 @@ Installation installationOf(const Browser& browser, const Surroundings& surround
                                       surroundings.home + "/.local/share/flatpak/exports/bin/"});
   result.snap =
       firstPresent(browser.snaps, {root + "/snap/bin/", root + "/var/lib/snapd/snap/bin/"});
+  result.usesPortal = browser.portalFrom > 0 &&
+                      sandboxedVersion(browser, result, surroundings) >= browser.portalFrom;
   return result;
 }
 

@@ -35,9 +35,12 @@ struct Installation {
   bool isNative = false;  ///< a program that can start other programs
   std::optional<std::string> flatpak;
   std::optional<std::string> snap;
+  bool usesPortal = false;  ///< the sandboxed one starts hosts through the desktop's portal
 
-  [[nodiscard]] bool isSandboxedOnly() const { return !isNative && (flatpak || snap); }
-  [[nodiscard]] bool isAny() const { return isNative || flatpak || snap; }
+  /// Whether one of them can start the host.
+  [[nodiscard]] bool startsHosts() const { return isNative || usesPortal; }
+  [[nodiscard]] bool isSandboxed() const { return flatpak || snap; }
+  [[nodiscard]] bool isAny() const { return isNative || isSandboxed(); }
 };
 
 /// Looks for the programs of `browser`, no further: what the user has of it is not looked at.

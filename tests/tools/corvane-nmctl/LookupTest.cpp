@@ -62,6 +62,32 @@ TEST_F(Machine, NamesSandboxesAndStartsNothingThere) {
   EXPECT_NE(found("firefox").find("1it is the Snap firefox"), std::string::npos);
 }
 
+TEST_F(Machine, KnowsWhichSandboxesStartHostsThroughThePortal) {
+  const auto startsHosts = [&](const char* browser) {
+    return installationOf(*findBrowser(browser), surroundings_).startsHosts();
+  };
+  const auto isOfVersion = [&](const std::string& files, const char* version) {
+    testing::writeFile(root_ + files + "/lib/firefox/application.ini",
+                       std::string("[App]\nName=Firefox\nVersion=") + version + "\n");
+  };
+  install("/snap/bin/firefox");
+  EXPECT_FALSE(startsHosts("firefox"));
+  isOfVersion("/snap/firefox/current/usr", "156.0.2");
+  EXPECT_FALSE(startsHosts("firefox"));
+  isOfVersion("/snap/firefox/current/usr", "157.0");
+  EXPECT_TRUE(startsHosts("firefox"));
+  EXPECT_NE(found("firefox").find("1the host is not registered"), std::string::npos);
+  EXPECT_NE(found("firefox").find("1it is the Snap firefox, which starts the host only through "
+                                  "the desktop's portal, which is missing"),
+            std::string::npos);
+  install("/usr/share/dbus-1/services/org.freedesktop.portal.Desktop.service");
+  EXPECT_NE(found("firefox").find("2it is the Snap firefox, which starts"), std::string::npos);
+  install("/var/lib/flatpak/exports/bin/org.mozilla.firefox");
+  EXPECT_FALSE(startsHosts("firefox"));
+  isOfVersion("/var/lib/flatpak/app/org.mozilla.firefox/current/active/files", "160.0");
+  EXPECT_TRUE(startsHosts("firefox"));
+}
+
 TEST_F(Machine, LooksWhereEachBrowserLooks) {
   const auto write = [&](const char* path, ManifestFormat format, const char* host) {
     testing::writeFile(root_ + path + std::string("/com.corvane.nm.json"),
@@ -75,6 +101,10 @@ TEST_F(Machine, LooksWhereEachBrowserLooks) {
     EXPECT_EQ(lookUpIn(browser), "/chrome/corvane-nm") << browser;
   write("/etc/opt/edge/native-messaging-hosts", ManifestFormat::chromium, "/edge/corvane-nm");
   EXPECT_EQ(lookUpIn("edge-dev"), "/edge/corvane-nm");
+  EXPECT_NE(lookUpIn("chrome-for-testing").find("not registered"), std::string::npos);
+  write("/etc/opt/chrome_for_testing/native-messaging-hosts", ManifestFormat::chromium,
+        "/testing/corvane-nm");
+  EXPECT_EQ(lookUpIn("chrome-for-testing"), "/testing/corvane-nm");
   write("/home/.config/BraveSoftware/Brave-Browser/NativeMessagingHosts", ManifestFormat::chromium,
         "/brave/corvane-nm");
   EXPECT_EQ(lookUpIn("brave"), "/brave/corvane-nm");

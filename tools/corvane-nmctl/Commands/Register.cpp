@@ -62,12 +62,13 @@ void printDone(Output& output, const Place& place, const Plan& plan) {
   printOthers(output, plan);
 }
 
-/// Without a choice: the browsers that are installed here outside a sandbox.
+/// Without a choice: the browsers that are installed here and can start programs.
 Result<Selection> selectionFor(const Selection& given, const Surroundings& surroundings) {
   if (!given.browsers.empty() || !given.folder.empty()) return given;
   Selection found;
   for (const Browser& browser : browsers())
-    if (installationOf(browser, surroundings).isNative) found.browsers.emplace_back(browser.name);
+    if (installationOf(browser, surroundings).startsHosts())
+      found.browsers.emplace_back(browser.name);
   if (found.browsers.empty())
     return Failure{FailureCause::notFound, "no browser was found here; name one with --browser"};
   return found;
