@@ -40,11 +40,11 @@ newest_lines() {
   done
 }
 
-# Builds the preset $1 below build/: all of it, or the targets that follow. Prints a line before and
+# Builds the preset $1: all of it, or the targets that follow. Prints a line before and
 # after on standard error, and the build's progress in between.
 build_preset() {
   local build=(cmake --build --preset "$1" ${2:+--target "${@:2}"}) targets=${*:2} begin=$SECONDS
-  printf 'Building %s below build/%s …\n' "${targets:-everything}" "$1" >&2
+  printf 'Building %s with the preset %s …\n' "${targets:-everything}" "$1" >&2
   (
     cd -- "$root"
     quietly cmake --preset "$1"

@@ -1,0 +1,17 @@
+# The Debian package, and a second one with the debug symbols of its programs.
+configure_file(packaging/debian/changelog.in ${CMAKE_BINARY_DIR}/packaging/changelog @ONLY)
+compressed(${CMAKE_BINARY_DIR}/packaging/changelog changelog ${CMAKE_INSTALL_DOCDIR})
+install(FILES packaging/debian/copyright DESTINATION ${CMAKE_INSTALL_DOCDIR})
+install(FILES packaging/debian/lintian-overrides DESTINATION share/lintian/overrides RENAME corvane-nm)
+list(JOIN CORVANE_INSTALLED_CONFIGURATION "\n" conffiles)
+file(WRITE ${CMAKE_BINARY_DIR}/packaging/conffiles "${conffiles}\n")
+
+set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+set(CPACK_DEBIAN_PACKAGE_MAINTAINER "${CORVANE_MAINTAINER}")
+set(CPACK_DEBIAN_PACKAGE_SECTION web)
+set(CPACK_DEBIAN_PACKAGE_DESCRIPTION "${package_description}")
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+set(CPACK_DEBIAN_PACKAGE_CONTROL_EXTRA ${CMAKE_BINARY_DIR}/packaging/conffiles)
+set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
+set(CPACK_DEBIAN_DEBUGINFO_PACKAGE ON)
+set(CPACK_POST_BUILD_SCRIPTS ${PROJECT_SOURCE_DIR}/cmake/DebugSymbolsDEB.cmake)

@@ -1,0 +1,16 @@
+# cmake -D MANIFEST=FILE -P Uninstall.cmake: removes the files that FILE names, below $DESTDIR as they were installed.
+# FILE is the install_manifest.txt of an installation. Folders stay. What is gone already is no error.
+if(NOT EXISTS ${MANIFEST})
+  message(FATAL_ERROR "Nothing was installed from here: there is no ${MANIFEST}")
+endif()
+file(STRINGS ${MANIFEST} files)
+foreach(file ${files})
+  set(file "$ENV{DESTDIR}${file}")
+  if(EXISTS ${file} OR IS_SYMLINK ${file})
+    message(STATUS "Removing ${file}")
+    file(REMOVE ${file})
+    if(EXISTS ${file} OR IS_SYMLINK ${file})
+      message(FATAL_ERROR "Can't remove ${file}")
+    endif()
+  endif()
+endforeach()
