@@ -30,7 +30,6 @@ if(CORVANE_TOOLS AND NOT APPLE)
     DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d)
 endif()
 
-
 install(FILES docs/protocol.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
 if(NOT APPLE)
   install(FILES docs/linux-contract.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
