@@ -30,11 +30,12 @@ class File {
   };
 
   struct Status {
-    std::uint64_t size = 0;                         ///< in bytes
-    bool isLinked = false;                          ///< false once nobody can find it by a name
-    std::uint64_t device = 0;                       ///< where it is, and `inode`:
-    std::uint64_t inode = 0;                        ///< which file it is there
-    std::chrono::system_clock::time_point changed;  ///< last write to it, for a folder to its list
+    std::uint64_t size = 0;    ///< in bytes
+    bool isLinked = false;     ///< false once nobody can find it by a name
+    std::uint64_t device = 0;  ///< where it is, and `inode`:
+    std::uint64_t inode = 0;   ///< which file it is there
+    /// Last write to it; for a directory, to its list.
+    std::chrono::system_clock::time_point changed;
   };
 
   /// Opens `path`; never follows a symbolic link in the last component unless `access` says so,
@@ -80,21 +81,21 @@ class File {
   OwnedDescriptor descriptor_;
 };
 
-/// The status of what `path` names (links followed), for example a folder's: `changed` moves when
-/// an entry comes or goes.
+/// The status of what `path` names (links followed), for example a directory's: `changed` moves
+/// when an entry comes or goes.
 Result<File::Status> statusOf(const std::string& path);
 
 /// Removes the name `path`. A missing one is a failure with cause `notFound`.
 Result<Done> removeFile(const std::string& path);
 
-/// Whether a symbolic link to a folder counts as a folder.
+/// Whether a symbolic link to a directory counts as a directory.
 enum class Links { refused, followed };
 
-/// Makes the folder `base`/`below`, mode 0700, with what is missing between the two; existing
-/// folders are fine. Fails when `base` is missing, which is never made, and when something else
+/// Makes the directory `base`/`below`, mode 0700, with what is missing between the two; existing
+/// directories are fine. Fails when `base` is missing, which is never made, and when something else
 /// stands in the way: below `base`, with `Links::refused`, any symbolic link, too.
-Result<Done> makeFolders(const std::string& base, const std::string& below,
-                         Links links = Links::refused);
+Result<Done> makeDirectories(const std::string& base, const std::string& below,
+                             Links links = Links::refused);
 
 /// The failure that `error`, a value of errno, stands for, or that errno holds now: its text is
 /// "`operation` `subject`: text of the error".

@@ -8,25 +8,27 @@
 
 namespace corvane::Platform {
 
-/// What can happen to a file or folder that is watched.
+/// What can happen to a file or directory that is watched.
 enum class FileEvent {
-  written,  ///< content was written to the file; an entry of the folder came, went or was renamed
+  written,  ///< content was written to the file; an entry of the directory came, went or was
+            ///< renamed
   deleted,  ///< its last name is gone: removed, or replaced by a renaming. Once, if at all. On
             ///< macOS for each name that goes, also while others remain; if the file was written
             ///< to as well, there may be no `written` beside it
 };
 
-/// Watches one file or folder.
+/// Watches one file or directory.
 ///
 /// It is the file itself that is watched, not its name: a renaming is no event, and the watch goes
 /// with the file; what later appears at the path is not watched. When its last name is gone, a
-/// folder is silent, and a file tells only of what those write who have it open. For a folder, what
-/// is written into its entries is no event. Writing through a memory mapping is not noticed.
+/// directory is silent, and a file tells only of what those write who have it open. For a
+/// directory, what is written into its entries is no event. Writing through a memory mapping is not
+/// noticed.
 ///
 /// At least one call comes after the last event, perhaps fewer calls than events: macOS merges what
 /// happens to a file while a callback runs. Linux loses events when a callback holds them up for
-/// too long; then every watch hears `written`. On Linux the deletion of a folder is not seen where
-/// this process may not read the folder above it.
+/// too long; then every watch hears `written`. On Linux the deletion of a directory is not seen
+/// where this process may not read the directory above it.
 ///
 /// Callbacks run one at a time, in the order of the events, on one thread that serves all watches
 /// of the process. It starts with the first watch and ends only if the system's source of events

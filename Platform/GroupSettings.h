@@ -13,9 +13,10 @@ namespace corvane::Platform {
 /// opened. (On macOS the system may give those of the moment when it is asked.)
 class GroupSettings {
  public:
-  /// Opens the settings of group `groupIdentifier`, which on Linux are a file in `containerFolder`.
-  /// Settings never written are empty; a store that can't be read or makes no sense is a failure.
-  static Result<GroupSettings> open(const std::string& containerFolder,
+  /// Opens the settings of group `groupIdentifier`, which on Linux are a file in
+  /// `containerDirectory`. Settings never written are empty; a store that can't be read or makes no
+  /// sense is a failure.
+  static Result<GroupSettings> open(const std::string& containerDirectory,
                                     const std::string& groupIdentifier);
 
   /// The setting `key` as an integer: a boolean counts as 0 or 1, a real loses its fraction, a text

@@ -23,9 +23,9 @@ class NotificationCenter {
   /// behind; the others' directories stay for the next process.
   enum class Audience { manyProcesses, thisProcessOnly };
 
-  /// `loop` must outlive this object. `containerFolder`: the directory of the sockets on Linux; not
-  /// used elsewhere. Makes nothing yet; the socket comes with the first observer.
-  NotificationCenter(EventLoop& loop, std::string containerFolder);
+  /// `loop` must outlive this object. `containerDirectory`: the directory of the sockets on Linux;
+  /// not used elsewhere. Makes nothing yet; the socket comes with the first observer.
+  NotificationCenter(EventLoop& loop, std::string containerDirectory);
 
   /// As `withdraw`.
   ~NotificationCenter();

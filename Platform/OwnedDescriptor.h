@@ -31,8 +31,8 @@ class OwnedDescriptor {
   int number_ = -1;
 };
 
-/// Opens `path`, relative to the directory descriptor `folder` unless it is a full path, with the
-/// flags of open(2) and close-on-exec. Calls that a signal interrupts are repeated.
-Result<OwnedDescriptor> openAt(int folder, const std::string& path, int flags, mode_t mode = 0);
+/// Opens `path`, relative to the directory descriptor `directory` unless it is a full path, with
+/// the flags of open(2) and close-on-exec. Calls that a signal interrupts are repeated.
+Result<OwnedDescriptor> openAt(int directory, const std::string& path, int flags, mode_t mode = 0);
 
 }  // namespace corvane::Platform

@@ -25,9 +25,9 @@ struct RunningApplication {
 /// could not look: what runs is unknown then, and worth asking again.
 class RunningApplications {
  public:
-  /// `loop` and `center` must outlive this object. `containerFolder`, the directory of the
+  /// `loop` and `center` must outlive this object. `containerDirectory`, the directory of the
   /// registry, and `center`, by which starts are announced, are used on Linux only.
-  RunningApplications(EventLoop& loop, std::string containerFolder, NotificationCenter& center);
+  RunningApplications(EventLoop& loop, std::string containerDirectory, NotificationCenter& center);
 
   /// Ends all observations.
   ~RunningApplications();
@@ -66,7 +66,7 @@ class RunningApplications {
   struct Known;
 
   EventLoop& loop_;
-  std::string containerFolder_;
+  std::string containerDirectory_;
   NotificationCenter& center_;
   const std::unique_ptr<Known> known_;
 };

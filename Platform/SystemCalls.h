@@ -30,7 +30,7 @@ class SystemCalls {
   SystemCalls& operator=(const SystemCalls&) = delete;
 
   virtual int open(const char* path, int flags, mode_t mode = 0);
-  virtual int openat(int folder, const char* path, int flags, mode_t mode = 0);
+  virtual int openat(int directory, const char* path, int flags, mode_t mode = 0);
   virtual int close(int descriptor);
   virtual ssize_t read(int descriptor, void* bytes, std::size_t count);
   virtual ssize_t write(int descriptor, const void* bytes, std::size_t count);
@@ -42,16 +42,17 @@ class SystemCalls {
   virtual int fstat(int descriptor, struct stat* status);
   virtual int stat(const char* path, struct stat* status);
   virtual int lstat(const char* path, struct stat* status);
-  virtual int fstatat(int folder, const char* path, struct stat* status, int flags);
+  virtual int fstatat(int directory, const char* path, struct stat* status, int flags);
   virtual int flock(int descriptor, int operation);
   virtual int fchmod(int descriptor, mode_t mode);
   virtual int mkdir(const char* path, mode_t mode);
-  virtual int mkdirat(int folder, const char* path, mode_t mode);
+  virtual int mkdirat(int directory, const char* path, mode_t mode);
   virtual int rmdir(const char* path);
   virtual int unlink(const char* path);
-  virtual int unlinkat(int folder, const char* path, int flags);
-  virtual int linkat(int folder, const char* path, int newFolder, const char* newPath, int flags);
-  virtual int renameat(int folder, const char* path, int newFolder, const char* newPath);
+  virtual int unlinkat(int directory, const char* path, int flags);
+  virtual int linkat(int directory, const char* path, int newDirectory, const char* newPath,
+                     int flags);
+  virtual int renameat(int directory, const char* path, int newDirectory, const char* newPath);
   virtual ssize_t readlink(const char* path, char* target, std::size_t count);
   virtual int access(const char* path, int mode);
   virtual int dup2(int descriptor, int number);

@@ -48,7 +48,7 @@ const std::optional<std::string>& GroupContainer::madeFolder(Folder& folder,
                                                              const char* property,
                                                              const char* purpose) {
   if (std::exchange(folder.isTried, true)) return folder.path;
-  const auto outcome = Platform::makeFolders(requiredContainer(), component);
+  const auto outcome = Platform::makeDirectories(requiredContainer(), component);
   if (outcome) {
     folder.path = requiredContainer() + "/" + component;
   } else {

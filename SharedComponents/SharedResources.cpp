@@ -11,7 +11,7 @@
 namespace corvane {
 
 SharedResources::SharedResources(Platform::EventLoop& loop)
-    : container_(Platform::GroupContainers::folderOf(Configuration::AppGroupIdentifier),
+    : container_(Platform::GroupContainers::directoryOf(Configuration::AppGroupIdentifier),
                  Configuration::AppGroupIdentifier, Configuration::MainAppBundleIdentifier),
       center_(loop, container_.url().value_or("")),
       applications_(loop, container_.url().value_or(""), center_),

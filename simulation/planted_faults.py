@@ -155,10 +155,10 @@ if (outgoing_.size() == 1)
           "    watched.end = loop_.onReadable(process, [this] { look(); });\n", "",
           "a host does not notice the end of the application"),
     Fault("failed-look-is-none", CONTAINER + "ApplicationObservation.cpp", """\
-  const bool isAllKnown =
-      folder ? findIn(folder.value(), changed) : folder.failure().cause == FailureCause::notFound;
+  const bool isAllKnown = directory ? findIn(directory.value(), changed)
+                                    : directory.failure().cause == FailureCause::notFound;
 """, """\
-  if (folder) (void)findIn(folder.value(), changed);
+  if (directory) (void)findIn(directory.value(), changed);
   const bool isAllKnown = true;
 """, "a host takes a registry that it can't read for an empty one"),
     Fault("failed-look-is-kept", CONTAINER + "RunningApplications.cpp",
@@ -175,7 +175,7 @@ if (!found) return look;
                         [watched = observation.get()] { watched->look(); });
   return begun;
 """, "a host looks for the application before it listens for its start"),
-    Fault("unsettled-stamp", "Platform/Linux/FolderStamp.cpp",
+    Fault("unsettled-stamp", "Platform/Linux/DirectoryStamp.cpp",
           "constexpr std::chrono::milliseconds settling{50};",
           "constexpr std::chrono::milliseconds settling{0};",
           "the time stamp of a directory is trusted at once"),
@@ -199,14 +199,14 @@ heard.failure().description());
           "buffer_.data(), buffer_.size(), MSG_DONTWAIT)", "buffer_.data(), buffer_.size(), 0)",
           "receiving a notification blocks when there is none"),
     Fault("links-stay", CONTAINER + "NotificationChannel.cpp", """\
-      for (const std::string& name : linked_) folders_->unlink(socketName_, name);
-      folders_->removeSocket(socketName_);
+      for (const std::string& name : linked_) notifications_->unlink(socketName_, name);
+      notifications_->removeSocket(socketName_);
 """, "", "a host leaves its socket and links behind"),
     Fault("dead-stay", CONTAINER + "NotificationChannel.cpp",
-          "    cleaner_.emplace(loop_, *folders_);\n", "",
+          "    cleaner_.emplace(loop_, *notifications_);\n", "",
           "nothing removes the sockets of hosts that were killed"),
     Fault("observers-not-listed", CONTAINER + "NotificationConnections.cpp",
-          "if (!folder_ || !stamp_.holdsFor(folder_)) {", "if (!folder_) {",
+          "if (!directory_ || !stamp_.holdsFor(directory_)) {", "if (!directory_) {",
           "observers that come after the first post are not told"),
     Fault("full-queue-skipped", CONTAINER + "NotificationConnections.cpp",
           "if (sent == Sent::full || sent == Sent::refused) await(observer, sent);",
@@ -214,15 +214,15 @@ heard.failure().description());
           "a post is lost when the queue of an observer is full"),
     # The application.
     Fault("registration-stays", CONTAINER + "ApplicationRegistration.cpp",
-          "  removeLeftovers(folder.value());\n", "  (void)removeLeftovers;\n",
+          "  removeLeftovers(directory.value());\n", "  (void)removeLeftovers;\n",
           "nothing removes the registration of an application that was killed"),
     Fault("start-told-early", CONTAINER + "ApplicationRegistration.cpp",
-          "  auto file = makeLockedFile(folder.value(), name);\n",
+          "  auto file = makeLockedFile(directory.value(), name);\n",
           "  center.post(ApplicationRegistry::launchedName(bundleIdentifier));\n"
-          "  auto file = makeLockedFile(folder.value(), name);\n"
+          "  auto file = makeLockedFile(directory.value(), name);\n"
           "  if (file)\n"
           "    return ApplicationRegistration(std::make_unique<Implementation>(\n"
-          "        std::move(folder).value(), std::move(file).value(), std::move(name)));\n",
+          "        std::move(directory).value(), std::move(file).value(), std::move(name)));\n",
           "the application tells of its start before it is registered"),
     Fault("reply-posted-early", APPLICATION + "Exchange.cpp",
           "  const auto archive = ExchangeRecord::archive(reply);\n",

@@ -9,9 +9,9 @@
 
 #include "Base/Bytes.h"
 #include "Platform/Container/DesktopEntry.h"
-#include "Platform/Container/HomeFolder.h"
+#include "Platform/Container/HomeDirectory.h"
+#include "Platform/Directories.h"
 #include "Platform/File.h"
-#include "Platform/Folders.h"
 #include "Platform/Linux/DetachedProcess.h"
 #include "Platform/Posix/PendingLaunch.h"
 #include "Platform/SystemCalls.h"
@@ -38,13 +38,13 @@ Result<std::vector<std::string>> argumentsIn(File entry, const std::string& path
 /// The arguments that the first entry describes that can be opened.
 Result<std::vector<std::string>> argumentsOf(const std::string& bundleIdentifier,
                                              const std::string& home) {
-  if (!Folders::isVisibleName(bundleIdentifier))
+  if (!Directories::isVisibleName(bundleIdentifier))
     return Failure{FailureCause::malformed, "not a name for an application"};
   Failure why = {FailureCause::notFound, "it has no desktop entry"};
-  for (const std::string& folder :
+  for (const std::string& directory :
        {home + "/.local/share/applications/", std::string("/usr/local/share/applications/"),
         std::string("/usr/share/applications/")}) {
-    const std::string path = folder + bundleIdentifier + ".desktop";
+    const std::string path = directory + bundleIdentifier + ".desktop";
     // An entry may be a link, for an application that lies elsewhere.
     auto entry = File::open(path, File::Access::readThroughLinks);
     if (entry) return argumentsIn(std::move(entry).value(), path);
@@ -57,7 +57,7 @@ Result<std::vector<std::string>> argumentsOf(const std::string& bundleIdentifier
 }
 
 Result<OwnedDescriptor> start(const std::string& bundleIdentifier) {
-  const auto home = homeFolderOf(::geteuid());
+  const auto home = homeDirectoryOf(::geteuid());
   if (!home) return home.failure();
   const auto arguments = argumentsOf(bundleIdentifier, home.value());
   if (!arguments) return arguments.failure();
@@ -67,7 +67,7 @@ Result<OwnedDescriptor> start(const std::string& bundleIdentifier) {
 }  // namespace
 
 Result<Done> ApplicationLauncher::check(const std::string& bundleIdentifier) {
-  const auto home = homeFolderOf(::geteuid());
+  const auto home = homeDirectoryOf(::geteuid());
   if (!home) return home.failure();
   const auto arguments = argumentsOf(bundleIdentifier, home.value());
   if (!arguments) return arguments.failure();

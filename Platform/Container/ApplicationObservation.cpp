@@ -3,7 +3,7 @@
 #include <utility>
 
 #include "Platform/Container/ApplicationRegistry.h"
-#include "Platform/Folders.h"
+#include "Platform/Directories.h"
 #include "Platform/SystemLog.h"
 
 namespace corvane::Platform {
@@ -13,10 +13,10 @@ const ApplicationObservation::Changed unreported = [](int) {};
 
 }  // namespace
 
-ApplicationObservation::ApplicationObservation(EventLoop& loop, std::string containerFolder,
+ApplicationObservation::ApplicationObservation(EventLoop& loop, std::string containerDirectory,
                                                std::string bundleIdentifier, Changed changed)
     : loop_(loop),
-      containerFolder_(std::move(containerFolder)),
+      containerDirectory_(std::move(containerDirectory)),
       bundleIdentifier_(std::move(bundleIdentifier)),
       changed_(std::move(changed)) {}
 
@@ -53,9 +53,9 @@ void ApplicationObservation::reportEnded(const Changed& changed) {
 
 /// Returns false if some instances may run that can't be looked at now; looks again soon then.
 bool ApplicationObservation::findStarted(const Changed& changed) {
-  const auto folder = ApplicationRegistry::open(containerFolder_, bundleIdentifier_);
-  const bool isAllKnown =
-      folder ? findIn(folder.value(), changed) : folder.failure().cause == FailureCause::notFound;
+  const auto directory = ApplicationRegistry::open(containerDirectory_, bundleIdentifier_);
+  const bool isAllKnown = directory ? findIn(directory.value(), changed)
+                                    : directory.failure().cause == FailureCause::notFound;
   if (!isAllKnown && !again_) {
     SystemLog::write(SystemLog::Severity::error,
                      "it is not known for now which applications run: the registry can't be read");
@@ -66,19 +66,19 @@ bool ApplicationObservation::findStarted(const Changed& changed) {
 }
 
 /// Returns false if something there could not be looked at.
-bool ApplicationObservation::findIn(const OwnedDescriptor& folder, const Changed& changed) {
-  const auto names = Folders::entries(folder);
+bool ApplicationObservation::findIn(const OwnedDescriptor& directory, const Changed& changed) {
+  const auto names = Directories::entries(directory);
   if (!names) return false;
   bool isAllKnown = true;
   for (const std::string& name : names.value())
-    if (!instances_.contains(name)) isAllKnown = add(folder, name, changed) && isAllKnown;
+    if (!instances_.contains(name)) isAllKnown = add(directory, name, changed) && isAllKnown;
   return isAllKnown;
 }
 
 /// Adds the instance whose file is `name`, if it runs. Returns false if that can't be known.
-bool ApplicationObservation::add(const OwnedDescriptor& folder, const std::string& name,
+bool ApplicationObservation::add(const OwnedDescriptor& directory, const std::string& name,
                                  const Changed& changed) {
-  auto found = RunningInstance::find(folder, name);
+  auto found = RunningInstance::find(directory, name);
   if (!found) return false;
   if (!*found) return true;
   Watched& watched = instances_.emplace(name, Watched{*std::move(found).value()}).first->second;

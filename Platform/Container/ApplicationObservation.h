@@ -21,8 +21,8 @@ class ApplicationObservation {
 
   /// `loop` must outlive this object. `changed` is called by `look` and from the loop; it must not
   /// destroy this object.
-  ApplicationObservation(EventLoop& loop, std::string containerFolder, std::string bundleIdentifier,
-                         Changed changed);
+  ApplicationObservation(EventLoop& loop, std::string containerDirectory,
+                         std::string bundleIdentifier, Changed changed);
   ApplicationObservation(const ApplicationObservation&) = delete;
   ApplicationObservation& operator=(const ApplicationObservation&) = delete;
   ~ApplicationObservation() = default;
@@ -45,11 +45,11 @@ class ApplicationObservation {
 
   void reportEnded(const Changed& changed);
   bool findStarted(const Changed& changed);
-  bool findIn(const OwnedDescriptor& folder, const Changed& changed);
-  bool add(const OwnedDescriptor& folder, const std::string& name, const Changed& changed);
+  bool findIn(const OwnedDescriptor& directory, const Changed& changed);
+  bool add(const OwnedDescriptor& directory, const std::string& name, const Changed& changed);
 
   EventLoop& loop_;
-  const std::string containerFolder_;
+  const std::string containerDirectory_;
   const std::string bundleIdentifier_;
   const Changed changed_;
   std::map<std::string, Watched> instances_;  // those that run, by the names of their files

@@ -8,8 +8,8 @@
 
 #include "Platform/Container/ApplicationRegistry.h"
 #include "Platform/Container/ProcessFileName.h"
+#include "Platform/Directories.h"
 #include "Platform/File.h"
-#include "Platform/Folders.h"
 #include "Platform/SystemCalls.h"
 
 namespace corvane::Platform {
@@ -19,32 +19,33 @@ constexpr mode_t fileMode = 0600;
 
 /// Removes the files of instances that run no more. A hidden file may be one that is just being
 /// made and locked, unless its process is gone.
-void removeLeftovers(const OwnedDescriptor& folder) {
-  const auto entries = Folders::entries(folder);
+void removeLeftovers(const OwnedDescriptor& directory) {
+  const auto entries = Directories::entries(directory);
   if (!entries) return;  // the next instance will
   for (const std::string& entry : entries.value()) {
     const bool isHidden = entry.front() == '.';
     const auto process = ProcessFileName::processOf(std::string_view(entry).substr(isHidden));
     if (!process || (isHidden && !ProcessFileName::isGone(*process))) continue;
-    const auto file = ApplicationRegistry::openFile(folder, entry);
+    const auto file = ApplicationRegistry::openFile(directory, entry);
     if (!file) continue;
     const auto lock = ApplicationRegistry::lockOf(file.value());
     if (lock && lock.value() == ApplicationRegistry::Lock::free)
-      systemCalls().unlinkat(folder.number(), entry.c_str(), 0);
+      systemCalls().unlinkat(directory.number(), entry.c_str(), 0);
   }
 }
 
-/// Makes the locked file `name` in `folder`; nobody ever sees it without its lock under that name.
-Result<OwnedDescriptor> makeLockedFile(const OwnedDescriptor& folder, const std::string& name) {
+/// Makes the locked file `name` in `directory`; nobody ever sees it without its lock under that
+/// name.
+Result<OwnedDescriptor> makeLockedFile(const OwnedDescriptor& directory, const std::string& name) {
   const std::string hidden = "." + name;
-  auto file = openAt(folder.number(), hidden, O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW, fileMode);
+  auto file = openAt(directory.number(), hidden, O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW, fileMode);
   if (!file) return file;
   auto locked = ApplicationRegistry::lock(file.value());
-  if (locked &&
-      systemCalls().renameat(folder.number(), hidden.c_str(), folder.number(), name.c_str()) != 0)
+  if (locked && systemCalls().renameat(directory.number(), hidden.c_str(), directory.number(),
+                                       name.c_str()) != 0)
     locked = failureFromErrno("rename", hidden);
   if (locked) return file;
-  systemCalls().unlinkat(folder.number(), hidden.c_str(), 0);
+  systemCalls().unlinkat(directory.number(), hidden.c_str(), 0);
   return locked.failure();
 }
 
@@ -53,35 +54,35 @@ Result<OwnedDescriptor> makeLockedFile(const OwnedDescriptor& folder, const std:
 /// The file of this process, while its lock is held.
 class ApplicationRegistration::Implementation {
  public:
-  Implementation(OwnedDescriptor folder, OwnedDescriptor file, std::string name)
-      : folder_(std::move(folder)), file_(std::move(file)), name_(std::move(name)) {}
+  Implementation(OwnedDescriptor directory, OwnedDescriptor file, std::string name)
+      : directory_(std::move(directory)), file_(std::move(file)), name_(std::move(name)) {}
   Implementation(const Implementation&) = delete;
   Implementation& operator=(const Implementation&) = delete;
   ~Implementation() {
     if (systemCalls().getpid() != process_) return;  // a forked copy
-    systemCalls().unlinkat(folder_.number(), name_.c_str(), 0);
+    systemCalls().unlinkat(directory_.number(), name_.c_str(), 0);
     ApplicationRegistry::unlock(file_);  // else children that were forked would hold it on
   }
 
  private:
   const pid_t process_ = systemCalls().getpid();
-  const OwnedDescriptor folder_;
+  const OwnedDescriptor directory_;
   const OwnedDescriptor file_;
   const std::string name_;
 };
 
-Result<ApplicationRegistration> ApplicationRegistration::make(const std::string& containerFolder,
+Result<ApplicationRegistration> ApplicationRegistration::make(const std::string& containerDirectory,
                                                               const std::string& bundleIdentifier,
                                                               NotificationCenter& center) {
   if (!ApplicationRegistry::isIdentifier(bundleIdentifier))
     return Failure{FailureCause::other, "no bundle identifier: " + bundleIdentifier};
-  auto folder = ApplicationRegistry::make(containerFolder, bundleIdentifier);
-  if (!folder) return folder.failure();
-  removeLeftovers(folder.value());
+  auto directory = ApplicationRegistry::make(containerDirectory, bundleIdentifier);
+  if (!directory) return directory.failure();
+  removeLeftovers(directory.value());
   std::string name = ProcessFileName::make();
-  auto file = makeLockedFile(folder.value(), name);
+  auto file = makeLockedFile(directory.value(), name);
   if (!file) return file.failure();
-  auto implementation = std::make_unique<Implementation>(std::move(folder).value(),
+  auto implementation = std::make_unique<Implementation>(std::move(directory).value(),
                                                          std::move(file).value(), std::move(name));
   center.post(ApplicationRegistry::launchedName(bundleIdentifier));
   return ApplicationRegistration(std::move(implementation));

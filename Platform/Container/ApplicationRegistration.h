@@ -16,10 +16,10 @@ class ApplicationRegistration {
  public:
   /// Registers this process as an instance of `bundleIdentifier` and then tells all who observe it,
   /// through `center`, which is used in this call only. To be called when the application is ready.
-  /// Removes what dead instances left. `containerFolder` must exist; the registry in it is made
+  /// Removes what dead instances left. `containerDirectory` must exist; the registry in it is made
   /// when missing. Fails, with nothing left behind, when the registry can't be written or
-  /// `bundleIdentifier` is no name for a folder or too long to be posted.
-  static Result<ApplicationRegistration> make(const std::string& containerFolder,
+  /// `bundleIdentifier` is no name for a directory or too long to be posted.
+  static Result<ApplicationRegistration> make(const std::string& containerDirectory,
                                               const std::string& bundleIdentifier,
                                               NotificationCenter& center);
 

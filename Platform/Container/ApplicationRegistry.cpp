@@ -5,21 +5,21 @@
 
 #include <cerrno>
 
+#include "Platform/Directories.h"
 #include "Platform/File.h"
-#include "Platform/Folders.h"
 #include "Platform/Posix/NotificationName.h"
 #include "Platform/SystemCalls.h"
 
 namespace corvane::Platform::ApplicationRegistry {
 namespace {
 
-constexpr mode_t folderMode = 0700;
+constexpr mode_t directoryMode = 0700;
 constexpr char registryName[] = "Applications";
 
-Result<OwnedDescriptor> makeFolder(const OwnedDescriptor& parent, const std::string& name) {
-  if (systemCalls().mkdirat(parent.number(), name.c_str(), folderMode) != 0 && errno != EEXIST)
+Result<OwnedDescriptor> makeDirectory(const OwnedDescriptor& parent, const std::string& name) {
+  if (systemCalls().mkdirat(parent.number(), name.c_str(), directoryMode) != 0 && errno != EEXIST)
     return failureFromErrno("mkdir", name);
-  return Folders::open(parent, name);
+  return Directories::open(parent, name);
 }
 
 Result<Done> changeLock(const OwnedDescriptor& file, short type) {
@@ -34,7 +34,7 @@ Result<Done> changeLock(const OwnedDescriptor& file, short type) {
 }  // namespace
 
 bool isIdentifier(const std::string& bundleIdentifier) {
-  return Folders::isVisibleName(bundleIdentifier) &&
+  return Directories::isVisibleName(bundleIdentifier) &&
          isNotificationName(launchedName(bundleIdentifier));
 }
 
@@ -42,36 +42,36 @@ std::string launchedName(const std::string& bundleIdentifier) {
   return bundleIdentifier + ".LAUNCHED";
 }
 
-Result<OwnedDescriptor> open(const std::string& containerFolder) {
-  return Folders::open(containerFolder + "/" + registryName);
+Result<OwnedDescriptor> open(const std::string& containerDirectory) {
+  return Directories::open(containerDirectory + "/" + registryName);
 }
 
-Result<OwnedDescriptor> open(const std::string& containerFolder,
+Result<OwnedDescriptor> open(const std::string& containerDirectory,
                              const std::string& bundleIdentifier) {
-  if (!Folders::isVisibleName(bundleIdentifier))
+  if (!Directories::isVisibleName(bundleIdentifier))
     return Failure{FailureCause::notFound, "no bundle identifier: " + bundleIdentifier};
-  return Folders::open(containerFolder + "/" + registryName + "/" + bundleIdentifier);
+  return Directories::open(containerDirectory + "/" + registryName + "/" + bundleIdentifier);
 }
 
 std::array<std::string, 2> pathOf(const std::string& bundleIdentifier) {
   return {registryName, bundleIdentifier};
 }
 
-Result<OwnedDescriptor> make(const std::string& containerFolder,
+Result<OwnedDescriptor> make(const std::string& containerDirectory,
                              const std::string& bundleIdentifier) {
-  const auto container = Folders::open(containerFolder);
+  const auto container = Directories::open(containerDirectory);
   if (!container) return container.failure();
-  const auto registry = makeFolder(container.value(), registryName);
+  const auto registry = makeDirectory(container.value(), registryName);
   if (!registry) return registry.failure();
-  return makeFolder(registry.value(), bundleIdentifier);
+  return makeDirectory(registry.value(), bundleIdentifier);
 }
 
-Result<OwnedDescriptor> openFile(const OwnedDescriptor& folder, const std::string& name) {
-  auto file = openAt(folder.number(), name, O_RDONLY | O_NONBLOCK | O_NOFOLLOW);
+Result<OwnedDescriptor> openFile(const OwnedDescriptor& directory, const std::string& name) {
+  auto file = openAt(directory.number(), name, O_RDONLY | O_NONBLOCK | O_NOFOLLOW);
   if (file || file.failure().cause == FailureCause::notFound) return file;
   // A link or a socket can never be opened so; of a file, the failure says nothing.
   struct stat status = {};
-  if (systemCalls().fstatat(folder.number(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 &&
+  if (systemCalls().fstatat(directory.number(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 &&
       !S_ISREG(status.st_mode))
     return Failure{FailureCause::notFound, name + " is not a regular file"};
   return file;

@@ -5,17 +5,17 @@
 
 #include <cerrno>
 
-#include "Platform/Container/GroupContainerFolder.h"
-#include "Platform/Container/HomeFolder.h"
+#include "Platform/Container/GroupContainerLocation.h"
+#include "Platform/Container/HomeDirectory.h"
+#include "Platform/Directories.h"
 #include "Platform/File.h"
-#include "Platform/Folders.h"
 #include "Platform/SystemCalls.h"
 
 namespace corvane::Platform {
 namespace {
 
 Result<std::string> pathBelow(const std::string& home, const std::string& identifier) {
-  if (!Folders::isVisibleName(identifier))
+  if (!Directories::isVisibleName(identifier))
     return Failure{FailureCause::malformed, "not a name for a group: " + identifier};
   return home + "/.local/share/group-containers/" + identifier;
 }
@@ -48,21 +48,21 @@ Result<std::string> groupContainerBelow(const std::string& home, const std::stri
   return path;
 }
 
-Result<std::string> GroupContainers::folderOf(const std::string& identifier) {
+Result<std::string> GroupContainers::directoryOf(const std::string& identifier) {
   const uid_t user = ::geteuid();
-  const auto home = homeFolderOf(user);
+  const auto home = homeDirectoryOf(user);
   if (!home) return home.failure();
   return groupContainerBelow(home.value(), identifier, user);
 }
 
-Result<std::string> GroupContainers::placeOf(const std::string& identifier) {
-  const auto home = homeFolder();
+Result<std::string> GroupContainers::locationOf(const std::string& identifier) {
+  const auto home = homeDirectory();
   if (!home) return home.failure();
   return pathBelow(home.value(), identifier);
 }
 
-Result<std::string> GroupContainers::homeFolder() {
-  return homeFolderOf(::geteuid());
+Result<std::string> GroupContainers::homeDirectory() {
+  return homeDirectoryOf(::geteuid());
 }
 
 }  // namespace corvane::Platform

@@ -50,10 +50,10 @@ struct GroupSettings::Store {
   std::optional<BinaryPropertyList> list;  // lies in `bytes`; its top is a dictionary
 };
 
-Result<GroupSettings> GroupSettings::open(const std::string& containerFolder,
+Result<GroupSettings> GroupSettings::open(const std::string& containerDirectory,
                                           const std::string& groupIdentifier) {
   auto store = std::make_shared<Store>();
-  auto file = File::open(containerFolder + "/Library/Preferences/" + groupIdentifier + ".plist",
+  auto file = File::open(containerDirectory + "/Library/Preferences/" + groupIdentifier + ".plist",
                          File::Access::read);
   if (!file) {
     if (file.failure().cause == FailureCause::notFound) return GroupSettings(std::move(store));

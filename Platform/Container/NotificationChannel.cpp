@@ -6,7 +6,7 @@
 
 #include "Platform/Container/NotificationCleaner.h"
 #include "Platform/Container/NotificationConnections.h"
-#include "Platform/Container/NotificationFolders.h"
+#include "Platform/Container/NotificationDirectory.h"
 #include "Platform/Container/NotificationSocket.h"
 #include "Platform/Container/ProcessFileName.h"
 #include "Platform/SystemLog.h"
@@ -21,11 +21,13 @@ constexpr std::size_t mostNamesKept = 100;
 /// posts does not starve other events. A socket holds fewer.
 constexpr std::size_t mostAtOnce = 1000;
 
-/// One socket receives all names, through a link to it in the folder of each.
+/// One socket receives all names, through a link to it in the directory of each.
 class SocketNotifications final : public NotificationChannel {
  public:
-  SocketNotifications(EventLoop& loop, std::string containerFolder, Received received)
-      : loop_(loop), containerFolder_(std::move(containerFolder)), received_(std::move(received)) {}
+  SocketNotifications(EventLoop& loop, std::string containerDirectory, Received received)
+      : loop_(loop),
+        containerDirectory_(std::move(containerDirectory)),
+        received_(std::move(received)) {}
 
   [[nodiscard]] bool listensTo(const std::string& name) const override {
     return linked_.contains(name);
@@ -40,7 +42,7 @@ class SocketNotifications final : public NotificationChannel {
       deliverPending();
       return Done{};
     }
-    auto linked = folders_->link(socketName_, name);
+    auto linked = notifications_->link(socketName_, name);
     if (linked) linked_.insert(name);
     if (!linked && linked.failure().cause == FailureCause::notFound) removeAll();
     return linked;
@@ -58,7 +60,7 @@ class SocketNotifications final : public NotificationChannel {
   void post(const std::string& name) override {
     if (connections_.size() >= mostNamesKept && !connections_.contains(name))
       std::erase_if(connections_, [](const auto& entry) { return entry.second.isIdle(); });
-    connections_.try_emplace(name, loop_, containerFolder_ + "/Notifications/", name)
+    connections_.try_emplace(name, loop_, containerDirectory_ + "/Notifications/", name)
         .first->second.send();
   }
 
@@ -67,8 +69,8 @@ class SocketNotifications final : public NotificationChannel {
     for (auto& [name, connections] : connections_) connections.finish(end);
     for (const std::string& name : own) {
       if (linked_.erase(name) == 0) continue;
-      folders_->unlink(socketName_, name);
-      folders_->removeName(name);
+      notifications_->unlink(socketName_, name);
+      notifications_->removeName(name);
     }
     removeAll();
   }
@@ -78,26 +80,27 @@ class SocketNotifications final : public NotificationChannel {
   void removeAll() {
     readable_ = {};
     cleaner_.reset();
-    if (folders_) {
-      for (const std::string& name : linked_) folders_->unlink(socketName_, name);
-      folders_->removeSocket(socketName_);
+    if (notifications_) {
+      for (const std::string& name : linked_) notifications_->unlink(socketName_, name);
+      notifications_->removeSocket(socketName_);
     }
     socket_.reset();
-    folders_.reset();
+    notifications_.reset();
     linked_.clear();
   }
 
   Result<Done> open() {
-    auto folders = NotificationFolders::open(containerFolder_);
-    if (!folders) return folders.failure();
+    auto notifications = NotificationDirectory::open(containerDirectory_);
+    if (!notifications) return notifications.failure();
     std::string name = ProcessFileName::make();
-    auto socket = NotificationSocket::bind(folders->folder(), NotificationFolders::hidden(name));
+    auto socket =
+        NotificationSocket::bind(notifications->descriptor(), NotificationDirectory::hidden(name));
     if (!socket) return socket.failure();
-    folders_ = std::move(folders).value();
+    notifications_ = std::move(notifications).value();
     socketName_ = std::move(name);
     socket_ = std::move(socket).value();
     watch();
-    cleaner_.emplace(loop_, *folders_);
+    cleaner_.emplace(loop_, *notifications_);
     return Done{};
   }
 
@@ -120,12 +123,12 @@ class SocketNotifications final : public NotificationChannel {
   }
 
   EventLoop& loop_;
-  const std::string containerFolder_;
+  const std::string containerDirectory_;
   const Received received_;
   std::map<std::string, NotificationConnections> connections_;  // by the names that are posted
 
   // What this process has in the file system; set by the first `listen`.
-  std::optional<NotificationFolders> folders_;
+  std::optional<NotificationDirectory> notifications_;
   std::string socketName_;
   std::optional<NotificationSocket> socket_;
   std::set<std::string> linked_;      // names whose directory holds a link to the socket
@@ -137,9 +140,9 @@ class SocketNotifications final : public NotificationChannel {
 }  // namespace
 
 std::unique_ptr<NotificationChannel> NotificationChannel::make(EventLoop& loop,
-                                                               std::string containerFolder,
+                                                               std::string containerDirectory,
                                                                Received received) {
-  return std::make_unique<SocketNotifications>(loop, std::move(containerFolder),
+  return std::make_unique<SocketNotifications>(loop, std::move(containerDirectory),
                                                std::move(received));
 }
 

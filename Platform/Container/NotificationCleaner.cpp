@@ -27,26 +27,29 @@ constexpr std::chrono::seconds longestBinding{10};
 /// and make it again costs a disk milliseconds.
 constexpr std::chrono::hours longestUnused{1};
 
-bool isOlderThan(const OwnedDescriptor& folder, const std::string& entry,
+bool isOlderThan(const OwnedDescriptor& directory, const std::string& entry,
                  std::chrono::seconds age) {
   struct stat status = {};
-  return systemCalls().fstatat(folder.number(), entry.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 &&
+  return systemCalls().fstatat(directory.number(), entry.c_str(), &status, AT_SYMLINK_NOFOLLOW) ==
+             0 &&
          wallNow() - changeTime(status) > age;
 }
 
-void cleanHidden(const OwnedDescriptor& folder, const std::string& entry) {
+void cleanHidden(const OwnedDescriptor& directory, const std::string& entry) {
   const auto process = ProcessFileName::processOf(std::string_view(entry).substr(1));
-  if (process && ProcessFileName::isGone(*process) && isOlderThan(folder, entry, longestBinding) &&
-      NotificationSocket::isDead(folder, entry)) {
-    systemCalls().unlinkat(folder.number(), entry.c_str(), 0);
+  if (process && ProcessFileName::isGone(*process) &&
+      isOlderThan(directory, entry, longestBinding) &&
+      NotificationSocket::isDead(directory, entry)) {
+    systemCalls().unlinkat(directory.number(), entry.c_str(), 0);
   }
 }
 
 }  // namespace
 
-NotificationCleaner::NotificationCleaner(EventLoop& loop, const NotificationFolders& folders)
+NotificationCleaner::NotificationCleaner(EventLoop& loop,
+                                         const NotificationDirectory& notifications)
     : loop_(loop),
-      folders_(folders),
+      notifications_(notifications),
       next_(loop.at(EventLoop::now() + pauseBeforeStart, [this] { step(); })) {}
 
 /// Lists a piece of a directory, or looks at one entry. What can't be read is left to the next
@@ -57,7 +60,7 @@ void NotificationCleaner::step() {
   } else if (!names_.empty()) {
     stepIntoNext();
   } else if (!list()) {
-    folder_ = {};
+    directory_ = {};
     return;
   }
   next_ = loop_.at(EventLoop::now(), [this] { step(); });
@@ -65,12 +68,12 @@ void NotificationCleaner::step() {
 
 /// Lists the next names; false at their end.
 bool NotificationCleaner::list() {
-  if (!folder_) {
-    auto folder = Folders::open(folders_.folder(), ".");
-    if (!folder) return false;
-    folder_ = std::move(folder).value();
+  if (!directory_) {
+    auto directory = Directories::open(notifications_.descriptor(), ".");
+    if (!directory) return false;
+    directory_ = std::move(directory).value();
   }
-  auto names = Folders::nextEntries(folder_);
+  auto names = Directories::nextEntries(directory_);
   if (!names) return false;
   names_ = std::move(names).value();
   return !names_.empty();
@@ -79,29 +82,29 @@ bool NotificationCleaner::list() {
 void NotificationCleaner::stepIntoNext() {
   const std::string entry = std::move(names_.back());
   names_.pop_back();
-  if (entry.front() == '.') return cleanHidden(folder_, entry);
-  auto folder = Folders::open(folder_, entry);
-  if (!folder) return;
-  const bool isForgotten = isOlderThan(folder_, entry, longestUnused);
-  current_.emplace(Name{entry, std::move(folder).value(), isForgotten});
+  if (entry.front() == '.') return cleanHidden(directory_, entry);
+  auto directory = Directories::open(directory_, entry);
+  if (!directory) return;
+  const bool isForgotten = isOlderThan(directory_, entry, longestUnused);
+  current_.emplace(Name{entry, std::move(directory).value(), isForgotten});
 }
 
 void NotificationCleaner::stepInName() {
   auto& entries = current_->entries;
   if (entries.empty()) {
-    auto next = Folders::nextEntries(current_->folder);
+    auto next = Directories::nextEntries(current_->directory);
     if (next) entries = std::move(next).value();
     if (entries.empty()) {
       if (current_->removedAny || current_->isForgotten)  // fails unless it is empty
-        systemCalls().unlinkat(folder_.number(), current_->name.c_str(), AT_REMOVEDIR);
+        systemCalls().unlinkat(directory_.number(), current_->name.c_str(), AT_REMOVEDIR);
       current_.reset();
     }
     return;
   }
   const std::string entry = std::move(entries.back());
   entries.pop_back();
-  if (NotificationSocket::isDead(current_->folder, entry) &&
-      systemCalls().unlinkat(current_->folder.number(), entry.c_str(), 0) == 0) {
+  if (NotificationSocket::isDead(current_->directory, entry) &&
+      systemCalls().unlinkat(current_->directory.number(), entry.c_str(), 0) == 0) {
     current_->removedAny = true;
   }
 }

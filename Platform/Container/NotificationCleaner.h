@@ -4,9 +4,9 @@
 #include <string>
 #include <vector>
 
-#include "Platform/Container/NotificationFolders.h"
+#include "Platform/Container/NotificationDirectory.h"
+#include "Platform/Directories.h"
 #include "Platform/EventLoop.h"
-#include "Platform/Folders.h"
 
 namespace corvane::Platform {
 
@@ -16,14 +16,14 @@ namespace corvane::Platform {
 /// of the process nor its end, however much there is to remove.
 class NotificationCleaner {
  public:
-  /// `loop` and `folders` must outlive this object.
-  NotificationCleaner(EventLoop& loop, const NotificationFolders& folders);
+  /// `loop` and `notifications` must outlive this object.
+  NotificationCleaner(EventLoop& loop, const NotificationDirectory& notifications);
 
  private:
   /// A directory of one notification that is being cleaned.
   struct Name {
     std::string name;
-    OwnedDescriptor folder;
+    OwnedDescriptor directory;
     bool isForgotten;
     std::vector<std::string> entries = {};  // listed, not looked at yet
     bool removedAny = false;
@@ -35,8 +35,8 @@ class NotificationCleaner {
   void stepInName();
 
   EventLoop& loop_;
-  const NotificationFolders& folders_;
-  OwnedDescriptor folder_;          // opened anew for the listing
+  const NotificationDirectory& notifications_;
+  OwnedDescriptor directory_;       // opened anew for the listing
   std::vector<std::string> names_;  // listed, not looked at yet
   std::optional<Name> current_;
   EventLoop::Registration next_;

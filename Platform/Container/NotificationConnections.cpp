@@ -11,7 +11,7 @@
 #include <utility>
 
 #include "Platform/Container/NotificationSocket.h"
-#include "Platform/Folders.h"
+#include "Platform/Directories.h"
 #include "Platform/SystemCalls.h"
 #include "Platform/SystemLog.h"
 
@@ -29,7 +29,7 @@ NotificationConnections::NotificationConnections(EventLoop& loop, const std::str
     : loop_(loop), name_(std::move(name)), path_(parent + name_) {}
 
 void NotificationConnections::send() {
-  if (!folder_ || !stamp_.holdsFor(folder_)) {
+  if (!directory_ || !stamp_.holdsFor(directory_)) {
     isLooking_ = !listAnew();
     lookLimit_ = EventLoop::now() + longestStandstill;
     if (isLooking_) lookAgainSoon();
@@ -144,17 +144,17 @@ void NotificationConnections::finish(Clock::time_point end) {
 /// may be missing; those that are known are kept then.
 bool NotificationConnections::listAnew() {
   stamp_ = {};
-  auto folder = Folders::open(path_);
-  if (!folder && folder.failure().cause == FailureCause::notFound) {
+  auto directory = Directories::open(path_);
+  if (!directory && directory.failure().cause == FailureCause::notFound) {
     observers_.clear();
-    folder_ = {};
+    directory_ = {};
     return true;
   }
-  if (!folder) return false;
-  const FolderStamp stamp(folder.value());
-  const auto entries = Folders::entries(folder.value());
+  if (!directory) return false;
+  const DirectoryStamp stamp(directory.value());
+  const auto entries = Directories::entries(directory.value());
   if (!entries) return false;
-  folder_ = std::move(folder).value();
+  directory_ = std::move(directory).value();
   stamp_ = stamp;
   std::erase_if(observers_, [&](const auto& observer) {
     return std::find(entries->begin(), entries->end(), observer->entry) == entries->end();
@@ -169,7 +169,7 @@ bool NotificationConnections::listAnew() {
 
 /// Adds the observer `entry`, if it is one. Returns false when that can't be known now.
 bool NotificationConnections::connectTo(const std::string& entry) {
-  auto connection = NotificationSocket::connectedTo(folder_, entry);
+  auto connection = NotificationSocket::connectedTo(directory_, entry);
   if (connection) {
     observers_.push_back(
         std::make_unique<Observer>(Observer{entry, std::move(connection).value()}));
@@ -187,8 +187,8 @@ bool NotificationConnections::connectTo(const std::string& entry) {
 
 /// Removes a socket that no process has open any more.
 void NotificationConnections::remove(const std::string& entry) {
-  if (NotificationSocket::isDead(folder_, entry) &&
-      systemCalls().unlinkat(folder_.number(), entry.c_str(), 0) == 0) {
+  if (NotificationSocket::isDead(directory_, entry) &&
+      systemCalls().unlinkat(directory_.number(), entry.c_str(), 0) == 0) {
     systemCalls().rmdir(path_.c_str());  // fails while others are in it
   }
 }

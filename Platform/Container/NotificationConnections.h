@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "Platform/EventLoop.h"
-#include "Platform/Linux/FolderStamp.h"
+#include "Platform/Linux/DirectoryStamp.h"
 #include "Platform/OwnedDescriptor.h"
 
 namespace corvane::Platform {
@@ -68,8 +68,8 @@ class NotificationConnections {
   EventLoop& loop_;
   const std::string name_;
   const std::string path_;
-  OwnedDescriptor folder_;
-  FolderStamp stamp_;
+  OwnedDescriptor directory_;
+  DirectoryStamp stamp_;
   std::vector<std::unique_ptr<Observer>> observers_;
   bool isLooking_ = false;         // for observers that could not be listed
   Clock::time_point lookLimit_;    // until when they are looked for

@@ -2,28 +2,29 @@
 
 #include "Platform/Container/NotificationSocket.h"
 #include "Platform/Container/ProcessFileName.h"
-#include "Platform/Folders.h"
+#include "Platform/Directories.h"
 
 namespace corvane::Platform {
 
 Result<std::vector<NotificationObserver>> notificationObservers(
-    const std::string& containerFolder) {
+    const std::string& containerDirectory) {
   std::vector<NotificationObserver> result;
-  const auto all = Folders::open(containerFolder + "/Notifications");
+  const auto all = Directories::open(containerDirectory + "/Notifications");
   if (!all && all.failure().cause == FailureCause::notFound) return result;
   if (!all) return all.failure();
-  const auto names = Folders::entries(all.value());
+  const auto names = Directories::entries(all.value());
   if (!names) return names.failure();
   for (const std::string& name : names.value()) {
-    if (!Folders::isVisibleName(name)) continue;
-    const auto folder = Folders::open(all.value(), name);
-    if (!folder && folder.failure().cause == FailureCause::notFound) continue;  // or a stray file
-    if (!folder) return folder.failure();
-    const auto entries = Folders::entries(folder.value());
+    if (!Directories::isVisibleName(name)) continue;
+    const auto directory = Directories::open(all.value(), name);
+    if (!directory && directory.failure().cause == FailureCause::notFound)
+      continue;  // or a stray file
+    if (!directory) return directory.failure();
+    const auto entries = Directories::entries(directory.value());
     if (!entries) return entries.failure();
     for (const std::string& entry : entries.value())
       if (const auto process = ProcessFileName::processOf(entry))
-        result.push_back({name, *process, NotificationSocket::isDead(folder.value(), entry)});
+        result.push_back({name, *process, NotificationSocket::isDead(directory.value(), entry)});
   }
   return result;
 }

@@ -16,8 +16,9 @@ struct NotificationObserver {
   bool isGone = false;  ///< what a process that was killed left; the next that observes removes it
 };
 
-/// Who observes what in the group container `containerFolder`, as it stands now, in no order, by
+/// Who observes what in the group container `containerDirectory`, as it stands now, in no order, by
 /// the links to their sockets. Fails when that can't be read. Changes nothing. Thread-safe.
-Result<std::vector<NotificationObserver>> notificationObservers(const std::string& containerFolder);
+Result<std::vector<NotificationObserver>> notificationObservers(
+    const std::string& containerDirectory);
 
 }  // namespace corvane::Platform

@@ -37,11 +37,11 @@ const sockaddr* plain(const sockaddr_un& address) {
 
 }  // namespace
 
-Result<NotificationSocket> NotificationSocket::bind(const OwnedDescriptor& folder,
+Result<NotificationSocket> NotificationSocket::bind(const OwnedDescriptor& directory,
                                                     const std::string& name) {
   OwnedDescriptor socket = makeSocket();
   if (!socket) return failureFromErrno("socket");
-  const auto address = addressOf(pathOf(folder) + "/" + name);
+  const auto address = addressOf(pathOf(directory) + "/" + name);
   if (!address) return Failure{FailureCause::other, "the name of a socket is too long"};
   // What is bound takes the mode over: only its user may send, whatever the umask.
   if (systemCalls().fchmod(socket.number(), socketMode) != 0) return failureFromErrno("fchmod");
@@ -62,10 +62,10 @@ Result<std::string_view> NotificationSocket::receive() {
   }
 }
 
-Result<OwnedDescriptor> NotificationSocket::connectedTo(const OwnedDescriptor& folder,
+Result<OwnedDescriptor> NotificationSocket::connectedTo(const OwnedDescriptor& directory,
                                                         const std::string& name) {
   // Through the entry itself, as connecting by its name would follow a symbolic link.
-  auto entry = openAt(folder.number(), name, O_PATH | O_NOFOLLOW);
+  auto entry = openAt(directory.number(), name, O_PATH | O_NOFOLLOW);
   if (!entry) return entry;
   OwnedDescriptor socket = makeSocket();
   if (!socket) return failureFromErrno("socket");
@@ -76,12 +76,12 @@ Result<OwnedDescriptor> NotificationSocket::connectedTo(const OwnedDescriptor& f
   return socket;
 }
 
-bool NotificationSocket::isDead(const OwnedDescriptor& folder, const std::string& name) {
+bool NotificationSocket::isDead(const OwnedDescriptor& directory, const std::string& name) {
   struct stat status = {};
-  if (systemCalls().fstatat(folder.number(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0)
+  if (systemCalls().fstatat(directory.number(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0)
     return false;
   if (!S_ISSOCK(status.st_mode)) return false;
-  const auto connection = connectedTo(folder, name);
+  const auto connection = connectedTo(directory, name);
   return !connection && connection.failure().cause == FailureCause::disconnected;
 }
 

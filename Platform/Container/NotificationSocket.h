@@ -11,21 +11,21 @@
 namespace corvane::Platform {
 
 /// The datagram socket through which a process hears notifications: each datagram is the name of
-/// one. Bound and reached through the descriptor of a folder, as paths of containers are longer
+/// one. Bound and reached through the descriptor of a directory, as paths of containers are longer
 /// than socket addresses.
 class NotificationSocket {
  public:
-  /// Binds a new socket under `name` in `folder`, mode 0600.
-  static Result<NotificationSocket> bind(const OwnedDescriptor& folder, const std::string& name);
+  /// Binds a new socket under `name` in `directory`, mode 0600.
+  static Result<NotificationSocket> bind(const OwnedDescriptor& directory, const std::string& name);
 
-  /// Makes a socket that reaches only the socket `name` in `folder`. Fails with `disconnected` if
-  /// no process has that open any more, or if it is not a socket, be it a symbolic link to one.
-  static Result<OwnedDescriptor> connectedTo(const OwnedDescriptor& folder,
+  /// Makes a socket that reaches only the socket `name` in `directory`. Fails with `disconnected`
+  /// if no process has that open any more, or if it is not a socket, be it a symbolic link to one.
+  static Result<OwnedDescriptor> connectedTo(const OwnedDescriptor& directory,
                                              const std::string& name);
 
-  /// Whether it is certain that `name` in `folder` is a socket and that no process has it open any
-  /// more.
-  static bool isDead(const OwnedDescriptor& folder, const std::string& name);
+  /// Whether it is certain that `name` in `directory` is a socket and that no process has it open
+  /// any more.
+  static bool isDead(const OwnedDescriptor& directory, const std::string& name);
 
   /// Returns the text of the next datagram, valid until the next call, and drops those that can't
   /// be a name. Never blocks: "" when there is none.

@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-/// Names of what one process puts into a folder that many share: "<process identifier>.<16
+/// Names of what one process puts into a directory that many share: "<process identifier>.<16
 /// hexadecimal digits>". The digits are random, as process identifiers come again. Safe from any
 /// thread.
 namespace corvane::Platform::ProcessFileName {

@@ -11,7 +11,7 @@
 #include <sstream>
 
 #include "Platform/File.h"
-#include "Platform/Folders.h"
+#include "Platform/Directories.h"
 #include "Platform/Linux/LinuxCalls.h"
 
 namespace corvane::Platform::ProcessTable {
@@ -30,8 +30,8 @@ Result<std::string> textOfFile(const std::string& path) {
 /// Whether `process` has the file open, as far as this process may look.
 bool hasOpen(pid_t process, const File::Status& file) {
   const std::string path = "/proc/" + std::to_string(process) + "/fd";
-  const auto folder = Folders::open(path);
-  const auto names = folder ? Folders::entries(folder.value()) : folder.failure();
+  const auto directory = Directories::open(path);
+  const auto names = directory ? Directories::entries(directory.value()) : directory.failure();
   return names && std::any_of(names->begin(), names->end(), [&](const std::string& name) {
            std::string descriptor = path;
            const auto status = statusOf(descriptor.append("/").append(name));

@@ -8,52 +8,52 @@
 #include "Platform/Container/ApplicationRegistry.h"
 #include "Platform/Container/ProcessFileName.h"
 #include "Platform/Container/RunningInstance.h"
-#include "Platform/Folders.h"
-#include "Platform/Linux/FolderStamp.h"
+#include "Platform/Directories.h"
+#include "Platform/Linux/DirectoryStamp.h"
 
 namespace corvane::Platform {
 namespace {
 
 /// What `isRunning` has found, so that it need not look again: while the instance still runs, or
-/// while nothing has come into the folder in which there was none.
+/// while nothing has come into the directory in which there was none.
 struct Look {
-  OwnedDescriptor folder;  // the application's, or the nearest above it that there is
-  FolderStamp stamp;
+  OwnedDescriptor directory;  // the application's, or the nearest above it that there is
+  DirectoryStamp stamp;
   std::optional<RunningInstance> instance;
 };
 
-/// Finds the first instance in `folder` that `isWanted`. Fails when there is none, but one may be
-/// among what can't be looked at.
+/// Finds the first instance in `directory` that `isWanted`. Fails when there is none, but one may
+/// be among what can't be looked at.
 template <class IsWanted>
-Result<std::optional<RunningInstance>> findIn(const OwnedDescriptor& folder, IsWanted isWanted) {
-  const auto names = Folders::entries(folder);
+Result<std::optional<RunningInstance>> findIn(const OwnedDescriptor& directory, IsWanted isWanted) {
+  const auto names = Directories::entries(directory);
   if (!names) return names.failure();
   Result<std::optional<RunningInstance>> result = std::optional<RunningInstance>();
   for (const std::string& name : names.value()) {
     if (!isWanted(name)) continue;
-    auto found = RunningInstance::find(folder, name);
+    auto found = RunningInstance::find(directory, name);
     if (found && *found) return found;
     if (!found) result = std::move(found);
   }
   return result;
 }
 
-Result<Look> lookFor(const std::string& containerFolder, const std::string& bundleIdentifier) {
+Result<Look> lookFor(const std::string& containerDirectory, const std::string& bundleIdentifier) {
   Look look;
-  if (!Folders::isVisibleName(bundleIdentifier)) return look;
-  auto folder = Folders::open(containerFolder);
-  if (!folder && folder.failure().cause == FailureCause::notFound) return look;
-  if (!folder) return folder.failure();
-  look.folder = std::move(folder).value();
+  if (!Directories::isVisibleName(bundleIdentifier)) return look;
+  auto directory = Directories::open(containerDirectory);
+  if (!directory && directory.failure().cause == FailureCause::notFound) return look;
+  if (!directory) return directory.failure();
+  look.directory = std::move(directory).value();
   for (const std::string& next : ApplicationRegistry::pathOf(bundleIdentifier)) {
-    look.stamp = FolderStamp(look.folder);
-    auto below = Folders::open(look.folder, next);
+    look.stamp = DirectoryStamp(look.directory);
+    auto below = Directories::open(look.directory, next);
     if (!below && below.failure().cause == FailureCause::notFound) return look;
     if (!below) return below.failure();
-    look.folder = std::move(below).value();
+    look.directory = std::move(below).value();
   }
-  look.stamp = FolderStamp(look.folder);
-  auto found = findIn(look.folder, [](const std::string&) { return true; });
+  look.stamp = DirectoryStamp(look.directory);
+  auto found = findIn(look.directory, [](const std::string&) { return true; });
   if (!found) return found.failure();
   look.instance = std::move(found).value();
   return look;
@@ -67,10 +67,10 @@ struct RunningApplications::Known {
   std::map<std::string, Look> looks;
 };
 
-RunningApplications::RunningApplications(EventLoop& loop, std::string containerFolder,
+RunningApplications::RunningApplications(EventLoop& loop, std::string containerDirectory,
                                          NotificationCenter& center)
     : loop_(loop),
-      containerFolder_(std::move(containerFolder)),
+      containerDirectory_(std::move(containerDirectory)),
       center_(center),
       known_(std::make_unique<Known>()) {}
 
@@ -80,14 +80,14 @@ RunningApplications::~RunningApplications() {
 }
 
 Result<int> RunningApplications::instancesOf(const std::string& bundleIdentifier) const {
-  const auto folder = ApplicationRegistry::open(containerFolder_, bundleIdentifier);
-  if (!folder && folder.failure().cause == FailureCause::notFound) return 0;
-  if (!folder) return folder.failure();
-  const auto names = Folders::entries(folder.value());
+  const auto directory = ApplicationRegistry::open(containerDirectory_, bundleIdentifier);
+  if (!directory && directory.failure().cause == FailureCause::notFound) return 0;
+  if (!directory) return directory.failure();
+  const auto names = Directories::entries(directory.value());
   if (!names) return names.failure();
   int count = 0;
   for (const std::string& name : names.value()) {
-    const auto instance = RunningInstance::find(folder.value(), name);
+    const auto instance = RunningInstance::find(directory.value(), name);
     if (!instance) return instance.failure();
     if (*instance) ++count;
   }
@@ -98,11 +98,11 @@ Result<bool> RunningApplications::isRunning(const std::string& bundleIdentifier)
   const auto observation = known_->observations.find(bundleIdentifier);
   if (observation != known_->observations.end()) observation->second->lookAgainIfUnknown();
   Look& last = known_->looks[bundleIdentifier];
-  const bool isKnown =
-      last.instance ? !last.instance->hasEnded() : last.folder && last.stamp.holdsFor(last.folder);
+  const bool isKnown = last.instance ? !last.instance->hasEnded()
+                                     : last.directory && last.stamp.holdsFor(last.directory);
   if (!isKnown) {
     last = {};
-    auto look = lookFor(containerFolder_, bundleIdentifier);
+    auto look = lookFor(containerDirectory_, bundleIdentifier);
     if (!look) return look.failure();
     last = std::move(look).value();
   }
@@ -112,16 +112,17 @@ Result<bool> RunningApplications::isRunning(const std::string& bundleIdentifier)
 Result<std::optional<RunningApplication>> RunningApplications::applicationOf(
     pid_t processIdentifier) const {
   const std::optional<RunningApplication> none;
-  const auto registry = ApplicationRegistry::open(containerFolder_);
+  const auto registry = ApplicationRegistry::open(containerDirectory_);
   if (!registry && registry.failure().cause == FailureCause::notFound) return none;
   if (!registry) return registry.failure();
-  const auto identifiers = Folders::entries(registry.value());
+  const auto identifiers = Directories::entries(registry.value());
   if (!identifiers) return identifiers.failure();
   for (const std::string& bundleIdentifier : identifiers.value()) {
-    const auto folder = Folders::open(registry.value(), bundleIdentifier);
-    if (!folder && folder.failure().cause == FailureCause::notFound) continue;  // a stray file
-    if (!folder) return folder.failure();
-    const auto found = findIn(folder.value(), [&](const std::string& name) {
+    const auto directory = Directories::open(registry.value(), bundleIdentifier);
+    if (!directory && directory.failure().cause == FailureCause::notFound)
+      continue;  // a stray file
+    if (!directory) return directory.failure();
+    const auto found = findIn(directory.value(), [&](const std::string& name) {
       return ProcessFileName::processOf(name) == processIdentifier;
     });
     if (!found) return found.failure();
@@ -135,8 +136,8 @@ Result<int> RunningApplications::observe(const std::string& bundleIdentifier,
   if (!ApplicationRegistry::isIdentifier(bundleIdentifier))
     return Failure{FailureCause::malformed, "no bundle identifier: " + bundleIdentifier};
   auto& observation = known_->observations[bundleIdentifier];
-  observation = std::make_unique<ApplicationObservation>(loop_, containerFolder_, bundleIdentifier,
-                                                         std::move(changed));
+  observation = std::make_unique<ApplicationObservation>(loop_, containerDirectory_,
+                                                         bundleIdentifier, std::move(changed));
   // Listening comes before the first look: between the two nothing is missed. When it fails, the
   // center tries again, and calls when it has succeeded.
   (void)center_.observe(ApplicationRegistry::launchedName(bundleIdentifier),

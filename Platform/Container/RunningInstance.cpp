@@ -36,7 +36,7 @@ Result<std::optional<RunningInstance>> unlessMissing(const Failure& failure) {
 
 }  // namespace
 
-Result<std::optional<RunningInstance>> RunningInstance::find(const OwnedDescriptor& folder,
+Result<std::optional<RunningInstance>> RunningInstance::find(const OwnedDescriptor& directory,
                                                              const std::string& name) {
   using Found = std::optional<RunningInstance>;
   const auto identifier = ProcessFileName::processOf(name);
@@ -45,7 +45,7 @@ Result<std::optional<RunningInstance>> RunningInstance::find(const OwnedDescript
   // still this one that is asked.
   auto process = openProcess(*identifier);
   if (!process) return unlessMissing(process.failure());
-  auto file = ApplicationRegistry::openFile(folder, name);
+  auto file = ApplicationRegistry::openFile(directory, name);
   if (!file) return unlessMissing(file.failure());
   const auto lock = ApplicationRegistry::lockOf(file.value());
   if (!lock) return lock.failure();

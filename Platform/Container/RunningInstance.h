@@ -16,8 +16,8 @@ namespace corvane::Platform {
 /// Where the system refuses to tell of processes, the lock alone decides. One thread at a time.
 class RunningInstance {
  public:
-  /// The instance whose file is `name` in `folder`, if it runs. Fails when that can't be known.
-  static Result<std::optional<RunningInstance>> find(const OwnedDescriptor& folder,
+  /// The instance whose file is `name` in `directory`, if it runs. Fails when that can't be known.
+  static Result<std::optional<RunningInstance>> find(const OwnedDescriptor& directory,
                                                      const std::string& name);
 
   /// Whether it has ended since, or given its registration back: looks anew at each call, at its

@@ -18,8 +18,8 @@ enum class Sources {
 /// Where users come from, by the text of nsswitch.conf. An empty one means the file only.
 Sources sourcesIn(std::string_view configuration);
 
-/// The home folder of `user` in `text`, lines in the form of /etc/passwd. Empty if the entry has no
-/// absolute path; nothing if there is no entry. Lines that are no entries are skipped.
+/// The home directory of `user` in `text`, lines in the form of /etc/passwd. Empty if the entry has
+/// no absolute path; nothing if there is no entry. Lines that are no entries are skipped.
 std::optional<std::string> homeIn(std::string_view text, uid_t user);
 
 }  // namespace corvane::Platform::UserDatabase

@@ -16,8 +16,8 @@
 namespace corvane::Platform {
 namespace {
 
-/// Where programs are that an entry names without a folder.
-constexpr const char* programFolders[] = {"/usr/local/bin/", "/usr/bin/", "/bin/"};
+/// Where programs are that an entry names without a directory.
+constexpr const char* programDirectories[] = {"/usr/local/bin/", "/usr/bin/", "/bin/"};
 
 // From here on: what runs between fork and exec, where other threads may have left any lock taken.
 // System calls only.
@@ -53,14 +53,14 @@ bool resetDescriptors(int kept, int output) {
 struct Program {
   const char* path = nullptr;
   char* const* arguments = nullptr;
-  const char* folder = nullptr;
+  const char* directory = nullptr;
   std::optional<OutputOptions> output;
 };
 
 [[noreturn]] void become(const Program& program, int report) {
   resetSignals();
   const int output = program.output ? program.output->standardOutput : -1;
-  if (resetDescriptors(report, output) && ::chdir(program.folder) == 0) {
+  if (resetDescriptors(report, output) && ::chdir(program.directory) == 0) {
     char* const nothing[] = {nullptr};
     if (program.output) ::alarm(static_cast<unsigned>(program.output->limit.count()));
     ::execve(program.path, program.arguments, program.output ? nothing : environ);
@@ -73,8 +73,8 @@ struct Program {
 Result<std::string> programPath(const std::string& program) {
   if (program.find('/') != std::string::npos) return program;
   Failure why = {FailureCause::notFound, "there is no program " + program};
-  for (const char* folder : programFolders) {
-    std::string path = folder + program;
+  for (const char* directory : programDirectories) {
+    std::string path = directory + program;
     if (systemCalls().access(path.c_str(), X_OK) == 0) return path;
     Failure failure = failureFromErrno("access");
     if (failure.cause != FailureCause::notFound) why = std::move(failure);
@@ -83,7 +83,7 @@ Result<std::string> programPath(const std::string& program) {
 }
 
 Result<OwnedDescriptor> startDetached(const std::vector<std::string>& arguments,
-                                      const std::string& folder,
+                                      const std::string& directory,
                                       std::optional<OutputOptions> output) {
   const auto path = programPath(arguments.empty() ? "" : arguments.front());
   if (!path) return path.failure();
@@ -104,7 +104,7 @@ Result<OwnedDescriptor> startDetached(const std::vector<std::string>& arguments,
     const pid_t grandchild = systemCalls().fork();
     if (grandchild < 0) endWithErrno(report.number());
     if (grandchild == 0)
-      become({path.value().c_str(), pointers.data(), folder.c_str(), output}, report.number());
+      become({path.value().c_str(), pointers.data(), directory.c_str(), output}, report.number());
     ::_exit(0);
   }
   // Not asked for its status: where SIGCHLD is ignored the system keeps none.

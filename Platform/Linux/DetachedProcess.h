@@ -21,14 +21,14 @@ struct OutputOptions {
 Result<std::string> programPath(const std::string& program);
 
 /// Starts a program in a session of its own, as no child of this process: default signals, empty
-/// signal mask, standard streams on /dev/null, no other descriptor, working directory `folder`, the
-/// environment of this process. If `output` is given, standard output and a time limit are as it
-/// says, and the environment is empty. `arguments` begins with the program,
-/// which is found as `programPath` does.
+/// signal mask, standard streams on /dev/null, no other descriptor, working directory `directory`,
+/// the environment of this process. If `output` is given, standard output and a time limit are as
+/// it says, and the environment is empty. `arguments` begins with the program, which is found as
+/// `programPath` does.
 ///
 /// Returns a descriptor that becomes readable when the outcome is known; pass it to `outcomeOf`.
 Result<OwnedDescriptor> startDetached(const std::vector<std::string>& arguments,
-                                      const std::string& folder,
+                                      const std::string& directory,
                                       std::optional<OutputOptions> output = std::nullopt);
 
 /// Succeeds if the program is running. Blocks until that is known.

@@ -28,8 +28,8 @@ int LinuxCalls::epollWait(int epoll, struct epoll_event* events, int count, int 
 int LinuxCalls::eventfd(unsigned initial, int flags) {
   return ::eventfd(initial, flags);
 }
-ssize_t LinuxCalls::getdents(int folder, void* entries, std::size_t count) {
-  return ::getdents64(folder, entries, count);
+ssize_t LinuxCalls::getdents(int directory, void* entries, std::size_t count) {
+  return ::getdents64(directory, entries, count);
 }
 int LinuxCalls::pidfdOpen(pid_t process) {
   return static_cast<int>(::syscall(SYS_pidfd_open, process, 0));

@@ -21,7 +21,7 @@ class LinuxCalls {
   virtual int epollControl(int epoll, int operation, int descriptor, struct epoll_event* event);
   virtual int epollWait(int epoll, struct epoll_event* events, int count, int milliseconds);
   virtual int eventfd(unsigned initial, int flags);
-  virtual ssize_t getdents(int folder, void* entries, std::size_t count);
+  virtual ssize_t getdents(int directory, void* entries, std::size_t count);
   virtual int pidfdOpen(pid_t process);
   virtual int pipe2(int* ends, int flags);
   virtual int inotifyInit(int flags);

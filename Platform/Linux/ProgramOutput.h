@@ -9,10 +9,10 @@
 
 namespace corvane::Platform {
 
-/// Runs a program as `startDetached` does, but with an empty environment, in the root folder, and
-/// returns what it writes to standard output. Blocks until the output ends. Fails if the program
-/// can't be started, if the output does not end within `limit`, and if it is longer than `most`
-/// bytes. How the program ends is not known; a second after `limit` the system ends it.
+/// Runs a program as `startDetached` does, but with an empty environment, in the root directory,
+/// and returns what it writes to standard output. Blocks until the output ends. Fails if the
+/// program can't be started, if the output does not end within `limit`, and if it is longer than
+/// `most` bytes. How the program ends is not known; a second after `limit` the system ends it.
 /// Thread-safe.
 Result<std::string> outputOf(const std::vector<std::string>& arguments, std::chrono::seconds limit,
                              std::size_t most);

@@ -24,10 +24,10 @@ constexpr std::uint32_t entryEvents = IN_CREATE | IN_DELETE | IN_MOVED_FROM | IN
 constexpr std::uint32_t writeEvents = IN_MODIFY | entryEvents;
 
 // The descriptor that stays open keeps the kernel's own deletion event back. A file that loses a
-// name changes its attributes, and so does a folder that is replaced; one that is removed gives no
-// event at all, but the folder above it does.
+// name changes its attributes, and so does a directory that is replaced; one that is removed gives
+// no event at all, but the directory above it does.
 constexpr std::uint32_t fileEvents = IN_MODIFY | IN_ATTRIB;
-constexpr std::uint32_t folderEvents = entryEvents | IN_ATTRIB | IN_MOVE_SELF;
+constexpr std::uint32_t directoryEvents = entryEvents | IN_ATTRIB | IN_MOVE_SELF;
 constexpr std::uint32_t parentEvents = IN_DELETE;
 
 /// How long `receive` waits before it repeats a call that lacked memory.
@@ -107,8 +107,8 @@ WatchedPath::~WatchedPath() {
 Result<Done> WatchedPath::begin() {
   struct stat status = {};
   if (systemCalls().fstat(file_.number(), &status) != 0) return failureFromErrno("fstat");
-  isFolder_ = S_ISDIR(status.st_mode);
-  const auto own = inotify_.add(file_, isFolder_ ? folderEvents : fileEvents);
+  isDirectory_ = S_ISDIR(status.st_mode);
+  const auto own = inotify_.add(file_, isDirectory_ ? directoryEvents : fileEvents);
   if (!own) return own.failure();
   own_ = own.value();
   auto parent = watchParent();
@@ -146,9 +146,9 @@ void WatchedPath::followParent() {
                    "the deletion of a directory will not be seen: " + parent.failure().text);
 }
 
-/// For a folder: watches the one that it is in now.
+/// For a directory: watches the one that it is in now.
 Result<Done> WatchedPath::watchParent() {
-  if (!isFolder_) return Done{};
+  if (!isDirectory_) return Done{};
   const auto parent = addParent();
   if (!parent && parent.failure().cause != FailureCause::notFound) return parent.failure();
   inotify_.release(std::exchange(parent_, parent ? parent.value() : -1));
@@ -156,9 +156,9 @@ Result<Done> WatchedPath::watchParent() {
 }
 
 Result<int> WatchedPath::addParent() {
-  const auto folder = openAt(file_.number(), "..", O_PATH | O_DIRECTORY);
-  if (!folder) return folder.failure();
-  return inotify_.add(folder.value(), parentEvents);
+  const auto directory = openAt(file_.number(), "..", O_PATH | O_DIRECTORY);
+  if (!directory) return directory.failure();
+  return inotify_.add(directory.value(), parentEvents);
 }
 
 Result<bool> WatchedPath::isDeleted() const {

@@ -32,7 +32,7 @@ class Inotify final : public FileEventSource {
   std::array<std::byte, 4096> buffer_ = {};  // of the thread that receives
 };
 
-/// A file or folder and the kernel's watches by which its events are known.
+/// A file or directory and the kernel's watches by which its events are known.
 class WatchedPath final : public WatchedFile {
  public:
   /// `file` is what is watched; `inotify` must outlive this object.
@@ -55,9 +55,9 @@ class WatchedPath final : public WatchedFile {
 
   Inotify& inotify_;
   const OwnedDescriptor file_;
-  bool isFolder_ = false;
+  bool isDirectory_ = false;
   int own_ = -1;     // the watch on the path
-  int parent_ = -1;  // for a folder: the watch on the folder above; -1 where that can't be read
+  int parent_ = -1;  // of a directory: the watch on its parent; -1 where that can't be read
   bool deletionIsTold_ = false;
 };
 

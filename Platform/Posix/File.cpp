@@ -85,7 +85,7 @@ File::Status statusFrom(const struct stat& status) {
   return result;
 }
 
-bool isFolder(const std::string& path, Links links) {
+bool isDirectory(const std::string& path, Links links) {
   struct stat status = {};
   const int result = links == Links::followed ? systemCalls().stat(path.c_str(), &status)
                                               : systemCalls().lstat(path.c_str(), &status);
@@ -213,15 +213,15 @@ Result<Done> removeFile(const std::string& path) {
   return Done{};
 }
 
-Result<Done> makeFolders(const std::string& base, const std::string& below, Links links) {
+Result<Done> makeDirectories(const std::string& base, const std::string& below, Links links) {
   std::size_t end = 0;
   while (end < below.size()) {
     end = std::min(below.find('/', end + 1), below.size());
     const std::string path = base + "/" + below.substr(0, end);
-    if (isFolder(path, links)) continue;
+    if (isDirectory(path, links)) continue;
     if (retrying([&] { return systemCalls().mkdir(path.c_str(), 0700); }) == 0) continue;
     const int error = errno;
-    if (error == EEXIST && isFolder(path, links)) continue;  // another process was quicker
+    if (error == EEXIST && isDirectory(path, links)) continue;  // another process was quicker
     return failureFrom(error == EEXIST ? ENOTDIR : error, "mkdir", path);
   }
   return Done{};

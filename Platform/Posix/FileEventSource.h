@@ -18,7 +18,7 @@ struct SystemFileEvent {
   std::uint32_t what;
 };
 
-/// A file or folder of which a source tells, up to the end of this object. One thread at a time.
+/// A file or directory of which a source tells, up to the end of this object. One thread at a time.
 class WatchedFile {
  public:
   WatchedFile() = default;

@@ -15,9 +15,9 @@ namespace corvane::Platform {
 /// unobserved notification is cheaper than listening again.
 class NotificationCenter::Implementation {
  public:
-  Implementation(EventLoop& loop, std::string containerFolder)
+  Implementation(EventLoop& loop, std::string containerDirectory)
       : loop_(loop),
-        channel_(NotificationChannel::make(loop, std::move(containerFolder),
+        channel_(NotificationChannel::make(loop, std::move(containerDirectory),
                                            [this](std::string_view name) { deliver(name); })) {}
 
   Result<Done> observe(const std::string& name, Callback callback, Audience audience) {
@@ -94,8 +94,8 @@ class NotificationCenter::Implementation {
   const std::unique_ptr<NotificationChannel> channel_;
 };
 
-NotificationCenter::NotificationCenter(EventLoop& loop, std::string containerFolder)
-    : implementation_(std::make_unique<Implementation>(loop, std::move(containerFolder))) {}
+NotificationCenter::NotificationCenter(EventLoop& loop, std::string containerDirectory)
+    : implementation_(std::make_unique<Implementation>(loop, std::move(containerDirectory))) {}
 
 NotificationCenter::~NotificationCenter() {
   implementation_->withdraw();

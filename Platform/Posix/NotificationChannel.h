@@ -20,7 +20,7 @@ class NotificationChannel {
   using Received = std::function<void(std::string_view name)>;
 
   /// Creates no system resources yet. `loop` must outlive the result.
-  static std::unique_ptr<NotificationChannel> make(EventLoop& loop, std::string containerFolder,
+  static std::unique_ptr<NotificationChannel> make(EventLoop& loop, std::string containerDirectory,
                                                    Received received);
 
   NotificationChannel() = default;

@@ -14,9 +14,9 @@ OwnedDescriptor::~OwnedDescriptor() {
   if (number_ >= 0) systemCalls().close(number_);
 }
 
-Result<OwnedDescriptor> openAt(int folder, const std::string& path, int flags, mode_t mode) {
+Result<OwnedDescriptor> openAt(int directory, const std::string& path, int flags, mode_t mode) {
   for (;;) {
-    const int opened = systemCalls().openat(folder, path.c_str(), flags | O_CLOEXEC, mode);
+    const int opened = systemCalls().openat(directory, path.c_str(), flags | O_CLOEXEC, mode);
     if (opened >= 0) return OwnedDescriptor(opened);
     if (errno != EINTR) return failureFromErrno("open", path);
   }

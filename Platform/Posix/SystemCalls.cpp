@@ -22,8 +22,8 @@ constinit SystemCalls* callsInUse = &theSystem;
 int SystemCalls::open(const char* path, int flags, mode_t mode) {
   return ::open(path, flags, mode);
 }
-int SystemCalls::openat(int folder, const char* path, int flags, mode_t mode) {
-  return ::openat(folder, path, flags, mode);
+int SystemCalls::openat(int directory, const char* path, int flags, mode_t mode) {
+  return ::openat(directory, path, flags, mode);
 }
 int SystemCalls::close(int descriptor) {
   return ::close(descriptor);
@@ -58,8 +58,8 @@ int SystemCalls::stat(const char* path, struct stat* status) {
 int SystemCalls::lstat(const char* path, struct stat* status) {
   return ::lstat(path, status);
 }
-int SystemCalls::fstatat(int folder, const char* path, struct stat* status, int flags) {
-  return ::fstatat(folder, path, status, flags);
+int SystemCalls::fstatat(int directory, const char* path, struct stat* status, int flags) {
+  return ::fstatat(directory, path, status, flags);
 }
 int SystemCalls::flock(int descriptor, int operation) {
   return ::flock(descriptor, operation);
@@ -70,8 +70,8 @@ int SystemCalls::fchmod(int descriptor, mode_t mode) {
 int SystemCalls::mkdir(const char* path, mode_t mode) {
   return ::mkdir(path, mode);
 }
-int SystemCalls::mkdirat(int folder, const char* path, mode_t mode) {
-  return ::mkdirat(folder, path, mode);
+int SystemCalls::mkdirat(int directory, const char* path, mode_t mode) {
+  return ::mkdirat(directory, path, mode);
 }
 int SystemCalls::rmdir(const char* path) {
   return ::rmdir(path);
@@ -79,15 +79,15 @@ int SystemCalls::rmdir(const char* path) {
 int SystemCalls::unlink(const char* path) {
   return ::unlink(path);
 }
-int SystemCalls::unlinkat(int folder, const char* path, int flags) {
-  return ::unlinkat(folder, path, flags);
+int SystemCalls::unlinkat(int directory, const char* path, int flags) {
+  return ::unlinkat(directory, path, flags);
 }
-int SystemCalls::linkat(int folder, const char* path, int newFolder, const char* newPath,
+int SystemCalls::linkat(int directory, const char* path, int newDirectory, const char* newPath,
                         int flags) {
-  return ::linkat(folder, path, newFolder, newPath, flags);
+  return ::linkat(directory, path, newDirectory, newPath, flags);
 }
-int SystemCalls::renameat(int folder, const char* path, int newFolder, const char* newPath) {
-  return ::renameat(folder, path, newFolder, newPath);
+int SystemCalls::renameat(int directory, const char* path, int newDirectory, const char* newPath) {
+  return ::renameat(directory, path, newDirectory, newPath);
 }
 ssize_t SystemCalls::readlink(const char* path, char* target, std::size_t count) {
   return ::readlink(path, target, count);

@@ -8,7 +8,7 @@
 
 namespace corvane::Platform {
 
-Result<std::string> GroupContainers::folderOf(const std::string& identifier) {
+Result<std::string> GroupContainers::directoryOf(const std::string& identifier) {
   @autoreleasepool {
     NSString* group = [NSString stringWithUTF8String:identifier.c_str()];
     if (group == nil || identifier.empty())

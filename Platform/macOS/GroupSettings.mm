@@ -10,7 +10,7 @@ struct GroupSettings::Store {
   NSUserDefaults* defaults;
 };
 
-Result<GroupSettings> GroupSettings::open(const std::string& /*containerFolder*/,
+Result<GroupSettings> GroupSettings::open(const std::string& /*containerDirectory*/,
                                           const std::string& groupIdentifier) {
   @autoreleasepool {
     // Without a name the system would give this process's own settings.

@@ -98,7 +98,7 @@ class DarwinNotifications final : public NotificationChannel {
 }  // namespace
 
 std::unique_ptr<NotificationChannel> NotificationChannel::make(EventLoop& loop,
-                                                               std::string /*containerFolder*/,
+                                                               std::string /*containerDirectory*/,
                                                                Received received) {
   return std::make_unique<DarwinNotifications>(loop, std::move(received));
 }

@@ -94,10 +94,10 @@ struct RunningApplications::Known {
   }
 };
 
-RunningApplications::RunningApplications(EventLoop& loop, std::string containerFolder,
+RunningApplications::RunningApplications(EventLoop& loop, std::string containerDirectory,
                                          NotificationCenter& center)
     : loop_(loop),
-      containerFolder_(std::move(containerFolder)),
+      containerDirectory_(std::move(containerDirectory)),
       center_(center),
       known_(std::make_unique<Known>()) {
   static_cast<void>(center_);  // the system itself reports what starts and ends

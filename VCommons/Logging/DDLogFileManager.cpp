@@ -4,8 +4,8 @@
 #include <string_view>
 #include <utility>
 
+#include "Platform/Directories.h"
 #include "Platform/FileAttributes.h"
-#include "Platform/Folders.h"
 
 namespace corvane {
 namespace {
@@ -20,8 +20,8 @@ constexpr std::chrono::milliseconds stampGranularity(20);
 /// The names in the directory `path`; none if it is missing or a symbolic link, because the files
 /// there may belong to another program.
 Result<std::vector<std::string>> namesIn(const std::string& path) {
-  const auto folder = Platform::Folders::open(path);
-  if (folder) return Platform::Folders::entries(folder.value());
+  const auto folder = Platform::Directories::open(path);
+  if (folder) return Platform::Directories::entries(folder.value());
   if (folder.failure().cause == FailureCause::notFound) return std::vector<std::string>();
   return folder.failure();
 }
@@ -72,7 +72,7 @@ bool DDLogFileManager::makeFolder() {
   const std::size_t slash = folder_.find_last_of('/');
   if (slash == std::string::npos) return false;
   return static_cast<bool>(
-      Platform::makeFolders(folder_.substr(0, slash), folder_.substr(slash + 1)));
+      Platform::makeDirectories(folder_.substr(0, slash), folder_.substr(slash + 1)));
 }
 
 Result<Platform::File> DDLogFileManager::lockFolder() const {

@@ -104,7 +104,7 @@ TEST_F(ContractTest, AnApplicationThatNobodyKnowsNeitherRunsNorStarts) {
 }
 
 TEST_F(ContractTest, AGroupThatNobodyHasIsEmpty) {
-  EXPECT_EQ(GroupContainers::folderOf("").failure().cause, FailureCause::malformed);
+  EXPECT_EQ(GroupContainers::directoryOf("").failure().cause, FailureCause::malformed);
   EXPECT_EQ(GroupSettings::open(folder_.path(), nobody)->integer("key"), 0);
 }
 

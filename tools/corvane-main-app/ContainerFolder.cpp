@@ -6,7 +6,7 @@
 #include <filesystem>
 #include <system_error>
 
-#include "Platform/Container/HomeFolder.h"
+#include "Platform/Container/HomeDirectory.h"
 #include "Platform/File.h"
 #include "Platform/SystemCalls.h"
 #include "SharedComponents/Configuration.h"
@@ -21,7 +21,7 @@ Result<std::string> pathOf(const std::optional<std::string>& folder) {
     if (error || folder->empty()) return Failure{FailureCause::notFound, "no folder is named"};
     return path.string();
   }
-  const auto home = Platform::homeFolderOf(::geteuid());
+  const auto home = Platform::homeDirectoryOf(::geteuid());
   if (!home) return home.failure();
   return home.value() + "/.local/share/group-containers/" + Configuration::AppGroupIdentifier;
 }
@@ -43,12 +43,12 @@ Result<std::string> makeContainer(const std::optional<std::string>& folder) {
   const auto path = pathOf(folder);
   if (!path) return path.failure();
   // What lies above the container is the user's to arrange.
-  if (auto made = Platform::makeFolders("", path.value().substr(1), Platform::Links::followed);
+  if (auto made = Platform::makeDirectories("", path.value().substr(1), Platform::Links::followed);
       !made) {
     return made.failure();
   }
   if (auto fine = check(path.value()); !fine) return fine.failure();
-  if (auto made = Platform::makeFolders(path.value(), "Data"); !made) return made.failure();
+  if (auto made = Platform::makeDirectories(path.value(), "Data"); !made) return made.failure();
   return path.value();
 }
 

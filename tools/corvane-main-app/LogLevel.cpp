@@ -40,7 +40,7 @@ Result<Done> writeNew(const std::string& path, const std::string& content) {
 }  // namespace
 
 Result<Done> LogLevel::set(std::int64_t level) {
-  if (auto made = Platform::makeFolders(containerFolder_, folder); !made) return made;
+  if (auto made = Platform::makeDirectories(containerFolder_, folder); !made) return made;
   const std::string path = containerFolder_ + "/" + folder + "/" +
                            std::string(Configuration::AppGroupIdentifier) + ".plist";
   if (auto written = writeNew(path + ".new", settingsWith(level)); !written) return written;

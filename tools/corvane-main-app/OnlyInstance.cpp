@@ -12,7 +12,8 @@ using Platform::File;
 namespace {
 
 Result<File> openLock(const std::string& containerFolder) {
-  if (auto made = Platform::makeFolders(containerFolder, "Library"); !made) return made.failure();
+  if (auto made = Platform::makeDirectories(containerFolder, "Library"); !made)
+    return made.failure();
   return File::open(
       containerFolder + "/Library/" + std::string(Configuration::MainAppBundleIdentifier) + ".lock",
       File::Access::readWrite);

@@ -3,8 +3,8 @@
 #include <string_view>
 
 #include "Base/Bytes.h"
+#include "Platform/Directories.h"
 #include "Platform/File.h"
-#include "Platform/Folders.h"
 #include "tools/corvane-main-app/LockedFile.h"
 #include "tools/corvane-main-app/RecordLayout.h"
 
@@ -46,9 +46,9 @@ Result<Done> ResponseFiles::append(const std::string& id, const std::string& arc
 }
 
 void ResponseFiles::removeOld(std::chrono::system_clock::time_point now) const {
-  const auto folder = Platform::Folders::open(dataFolder_);
+  const auto folder = Platform::Directories::open(dataFolder_);
   if (!folder) return;  // the next instance will
-  const auto names = Platform::Folders::entries(folder.value());
+  const auto names = Platform::Directories::entries(folder.value());
   if (!names) return;
   for (const std::string& name : names.value()) {
     if (name.starts_with(nameBegins) && name.ends_with(nameEnds))

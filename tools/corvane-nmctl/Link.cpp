@@ -9,7 +9,7 @@
 #include <filesystem>
 #include <thread>
 
-#include "Platform/Container/GroupContainerFolder.h"
+#include "Platform/Container/GroupContainerLocation.h"
 #include "Platform/Container/ProcessTable.h"
 #include "Platform/EventLoop.h"
 #include "Platform/File.h"
@@ -144,7 +144,7 @@ ExchangeFileFacts factsOf(const fs::path& path, std::chrono::milliseconds patien
 }  // namespace
 
 Container findContainer() {
-  const auto place = Platform::GroupContainers::placeOf(Configuration::AppGroupIdentifier);
+  const auto place = Platform::GroupContainers::locationOf(Configuration::AppGroupIdentifier);
   if (place) return {place.value(), containerFault(place.value())};
   const Failure& why = place.failure();
   if (why.cause == FailureCause::notFound)

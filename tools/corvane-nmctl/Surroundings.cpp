@@ -7,7 +7,7 @@
 #include <cstdlib>
 #include <sstream>
 
-#include "Platform/Container/GroupContainerFolder.h"
+#include "Platform/Container/GroupContainerLocation.h"
 #include "Platform/ProcessInfo.h"
 #include "tools/corvane-nmctl/Product.h"
 #include "tools/corvane-nmctl/WholeFile.h"
@@ -110,7 +110,7 @@ Surroundings Surroundings::ofThisProcess() {
   result.user = ::geteuid();
   result.home = fromEnvironment("HOME");
   if (!result.home.starts_with('/')) {
-    const auto home = Platform::GroupContainers::homeFolder();
+    const auto home = Platform::GroupContainers::homeDirectory();
     result.home = home ? home.value() : "/";
   }
   result.configFolder = result.home + "/.config";

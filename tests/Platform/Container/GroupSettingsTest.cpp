@@ -19,7 +19,7 @@ std::string text(const std::string& value) {
 
 TEST(GroupContainers, AreNotMade) {
   for (int look = 0; look < 2; ++look)
-    EXPECT_EQ(GroupContainers::folderOf("nobody").failure().cause, FailureCause::notFound);
+    EXPECT_EQ(GroupContainers::directoryOf("nobody").failure().cause, FailureCause::notFound);
 }
 
 TEST(GroupSettings, GiveEveryKindAsAnInteger) {

@@ -12,7 +12,7 @@
 #include <thread>
 
 #include "Platform/Container/NotificationSocket.h"
-#include "Platform/Folders.h"
+#include "Platform/Directories.h"
 #include "tests/Support/TemporaryFolder.h"
 #include "tests/Support/Turning.h"
 
@@ -27,13 +27,13 @@ using testing::turnUntil;
 /// Another process's socket; a dead one as soon as the result is gone.
 NotificationSocket boundSocket(const fs::path& folder, const std::string& name) {
   fs::create_directories(folder);
-  return NotificationSocket::bind(*Folders::open(folder), name).value();
+  return NotificationSocket::bind(*Directories::open(folder), name).value();
 }
 
 Names entriesOf(const fs::path& folder) {
-  const auto opened = Folders::open(folder);
+  const auto opened = Directories::open(folder);
   if (!opened) return {};
-  const auto names = Folders::entries(*opened);
+  const auto names = Directories::entries(*opened);
   return {names->begin(), names->end()};
 }
 
@@ -46,7 +46,7 @@ class NotificationCenterTest : public ::testing::Test {
     int sent = 0;
     for (const std::string& entry : entriesOf(notifications_ / name)) {
       const auto observer =
-          NotificationSocket::connectedTo(*Folders::open(notifications_ / name), entry);
+          NotificationSocket::connectedTo(*Directories::open(notifications_ / name), entry);
       if (!observer) continue;
       sent += ::send(observer->number(), datagram.data(), datagram.size(), 0) >= 0 ? 1 : 0;
     }

@@ -7,7 +7,7 @@
 #include <chrono>
 #include <memory>
 
-#include "Platform/Container/GroupContainerFolder.h"
+#include "Platform/Container/GroupContainerLocation.h"
 #include "Platform/StandardStreams.h"
 #include "SharedComponents/Configuration.h"
 #include "VCommons/VCSDate.h"
@@ -75,7 +75,7 @@ std::string registrations(const Surroundings& surroundings, const Redaction& red
 
 /// Fails when it is unknown which name of a home folder must not be in it.
 Result<std::string> reportText(const Surroundings& surroundings) {
-  const auto home = Platform::GroupContainers::homeFolder();
+  const auto home = Platform::GroupContainers::homeDirectory();
   if (!home && home.failure().cause != FailureCause::notFound) return home.failure();
   const Redaction redaction({surroundings.home, home ? home.value() : ""});
   std::string text = "== Versions\n" + versions() + "\n== What the doctor found\n" +

@@ -7,8 +7,8 @@
 #include <utility>
 
 #include "Base/TimeLimits.h"
+#include "Platform/Directories.h"
 #include "Platform/EventLoop.h"
-#include "Platform/Folders.h"
 #include "Platform/NotificationCenter.h"
 #include "SharedComponents/Configuration.h"
 #include "SharedComponents/ExchangeBuffer.h"
@@ -48,7 +48,7 @@ constexpr auto latestLateReply = 4s;  // after its request; for a later one nobo
 
 std::vector<std::string> entriesOf(const Result<Platform::OwnedDescriptor>& folder) {
   if (!folder) notShown(folder.failure().text);
-  auto names = Platform::Folders::entries(folder.value());
+  auto names = Platform::Directories::entries(folder.value());
   if (!names) notShown(names.failure().text);
   return std::move(names).value();
 }
@@ -59,13 +59,13 @@ bool holdsAnything(const std::string& path) {
 }
 
 Result<Bench> Bench::make(const std::string& container, const Instance& instance, int wakings) {
-  auto folders = Platform::NotificationFolders::open(container);
+  auto folders = Platform::NotificationDirectory::open(container);
   if (!folders) return folders.failure();
   return Bench(container, instance, wakings, std::move(folders).value());
 }
 
 Bench::Bench(std::string container, Instance instance, int wakings,
-             Platform::NotificationFolders folders)
+             Platform::NotificationDirectory folders)
     : container_(std::move(container)),
       instance_(std::move(instance)),
       wakings_(wakings),

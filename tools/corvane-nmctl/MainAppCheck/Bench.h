@@ -9,7 +9,7 @@
 #include <utility>
 #include <vector>
 
-#include "Platform/Container/NotificationFolders.h"
+#include "Platform/Container/NotificationDirectory.h"
 #include "Platform/File.h"
 #include "tools/corvane-nmctl/MainAppCheck/Registry.h"
 
@@ -38,7 +38,7 @@ class Bench {
   [[nodiscard]] std::string dataFolder() const { return container_ + "/Data"; }
   [[nodiscard]] std::string requestFile() const;
   [[nodiscard]] std::string responseFile(const std::string& id) const;
-  [[nodiscard]] const Platform::NotificationFolders& notifications() const { return folders_; }
+  [[nodiscard]] const Platform::NotificationDirectory& notifications() const { return folders_; }
   [[nodiscard]] const Instance& instance() const { return instance_; }
 
   /// Whether the instance that ran in the beginning still does.
@@ -89,12 +89,12 @@ class Bench {
   static constexpr int mostTries = 2;
 
   Bench(std::string container, Instance instance, int wakings,
-        Platform::NotificationFolders folders);
+        Platform::NotificationDirectory folders);
 
   std::string container_;
   Instance instance_;
   int wakings_;
-  Platform::NotificationFolders folders_;
+  Platform::NotificationDirectory folders_;
   int triesLeft_ = mostTries;  // to have a plain request answered; more than that: one was
   std::vector<std::string> leftBehind_;
   std::map<std::string, Clock::time_point> late_;  // hosts: when each sent its last request

@@ -7,18 +7,18 @@
 #include <string_view>
 
 #include "Platform/Container/ProcessFileName.h"
-#include "Platform/Folders.h"
+#include "Platform/Directories.h"
 #include "tools/corvane-nmctl/MainAppCheck/Point.h"
 
 namespace corvane::Nmctl::MainAppCheck {
 
-using Platform::NotificationFolders;
+using Platform::NotificationDirectory;
 using Platform::NotificationSocket;
 
-Ear::Ear(const NotificationFolders& folders)
+Ear::Ear(const NotificationDirectory& folders)
     : folders_(folders), socketName_(Platform::ProcessFileName::make()) {
   auto socket =
-      NotificationSocket::bind(folders.folder(), NotificationFolders::hidden(socketName_));
+      NotificationSocket::bind(folders.descriptor(), NotificationDirectory::hidden(socketName_));
   if (!socket) notShown("no socket can be had: " + socket.failure().text);
   socket_ = std::move(socket).value();
 }
@@ -40,7 +40,7 @@ void Ear::observe(const std::string& name) {
 bool Ear::isLinked(const std::string& name) const {
   struct stat status = {};
   const std::string link = name + "/" + socketName_;
-  return ::fstatat(folders_.folder().number(), link.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0;
+  return ::fstatat(folders_.descriptor().number(), link.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0;
 }
 
 std::optional<std::string> Ear::receive() {
@@ -55,7 +55,7 @@ void Ear::fill() {
   constexpr std::string_view nothing = "nobody";
   for (int sender = 0; sender < mostSenders; ++sender) {
     const auto connection = NotificationSocket::connectedTo(
-        folders_.folder(), NotificationFolders::hidden(socketName_));
+        folders_.descriptor(), NotificationDirectory::hidden(socketName_));
     int sent = 0;
     if (!connection) notShown(connection.failure().text);
     while (::send(connection->number(), nothing.data(), nothing.size(), MSG_DONTWAIT) > 0) ++sent;

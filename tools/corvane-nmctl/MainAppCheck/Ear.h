@@ -4,7 +4,7 @@
 #include <set>
 #include <string>
 
-#include "Platform/Container/NotificationFolders.h"
+#include "Platform/Container/NotificationDirectory.h"
 #include "Platform/Container/NotificationSocket.h"
 
 namespace corvane::Nmctl::MainAppCheck {
@@ -14,7 +14,7 @@ namespace corvane::Nmctl::MainAppCheck {
 class Ear {
  public:
   /// Binds a socket in `folders`, which must outlive it. Ends the examination when that fails.
-  explicit Ear(const Platform::NotificationFolders& folders);
+  explicit Ear(const Platform::NotificationDirectory& folders);
   ~Ear();
   Ear(const Ear&) = delete;
   Ear& operator=(const Ear&) = delete;
@@ -38,7 +38,7 @@ class Ear {
   void fill();
 
  private:
-  const Platform::NotificationFolders& folders_;
+  const Platform::NotificationDirectory& folders_;
   const std::string socketName_;
   std::optional<Platform::NotificationSocket> socket_;
   std::set<std::string> names_;

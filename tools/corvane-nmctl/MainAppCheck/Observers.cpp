@@ -8,7 +8,7 @@
 
 #include "Platform/Container/NotificationSocket.h"
 #include "Platform/Container/ProcessFileName.h"
-#include "Platform/Folders.h"
+#include "Platform/Directories.h"
 #include "tools/corvane-nmctl/MainAppCheck/PlayedHost.h"
 #include "tools/corvane-nmctl/MainAppCheck/Point.h"
 
@@ -113,8 +113,8 @@ void postsUnlocked(Bench& bench) {
 }
 
 void strangeDatagrams(Bench& bench) {
-  const auto& all = bench.notifications().folder();
-  const auto opened = Platform::Folders::open(all, Bench::notificationName("exchange"));
+  const auto& all = bench.notifications().descriptor();
+  const auto opened = Platform::Directories::open(all, Bench::notificationName("exchange"));
   bool isSent = false;
   for (const std::string& entry : entriesOf(opened)) {
     if (Platform::ProcessFileName::processOf(entry) != bench.instance().process) continue;

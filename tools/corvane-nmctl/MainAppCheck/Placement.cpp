@@ -8,7 +8,7 @@
 
 #include "Platform/Container/NotificationSocket.h"
 #include "Platform/Container/ProcessFileName.h"
-#include "Platform/Folders.h"
+#include "Platform/Directories.h"
 #include "Platform/GroupSettings.h"
 #include "SharedComponents/Configuration.h"
 #include "SharedComponents/GroupContainer.h"
@@ -46,7 +46,7 @@ void folders(Bench& bench) {
   for (const char* name : {"/Notifications", "/Applications"}) {
     const std::string path = bench.container() + name;
     requireOwn(path, S_IFDIR, 0700);
-    for (const std::string& entry : entriesOf(Platform::Folders::open(path)))
+    for (const std::string& entry : entriesOf(Platform::Directories::open(path)))
       if (entry.front() != '.')  // one of a host may come and go meanwhile
         requireOwn(std::string(path).append("/").append(entry), S_IFDIR, 0700, true);
   }
@@ -68,8 +68,8 @@ void settings(Bench& bench) {
 /// The application's socket among the observers of what `word` stands for.
 void observes(Bench& bench, const std::string& word) {
   const std::string name = Bench::notificationName(word);
-  const auto& all = bench.notifications().folder();
-  const auto opened = Platform::Folders::open(all, name);
+  const auto& all = bench.notifications().descriptor();
+  const auto opened = Platform::Directories::open(all, name);
   if (!opened) broken("nobody observes " + name);
   const auto& folder = opened.value();
   for (const std::string& entry : entriesOf(opened)) {
@@ -77,7 +77,7 @@ void observes(Bench& bench, const std::string& word) {
     if (Platform::NotificationSocket::isDead(folder, entry)) continue;
     struct stat link = {};
     struct stat own = {};
-    const std::string hidden = Platform::NotificationFolders::hidden(entry);
+    const std::string hidden = Platform::NotificationDirectory::hidden(entry);
     if (::fstatat(folder.number(), entry.c_str(), &link, AT_SYMLINK_NOFOLLOW) != 0) continue;
     if (::fstatat(all.number(), hidden.c_str(), &own, AT_SYMLINK_NOFOLLOW) != 0)
       broken("its link is there, but there is no Notifications/" + hidden);

@@ -6,7 +6,7 @@
 #include "Platform/Container/ApplicationRegistry.h"
 #include "Platform/Container/ProcessFileName.h"
 #include "Platform/Container/RunningInstance.h"
-#include "Platform/Folders.h"
+#include "Platform/Directories.h"
 #include "SharedComponents/Configuration.h"
 #include "tools/corvane-nmctl/Output.h"
 
@@ -56,7 +56,7 @@ Registry registryIn(const std::string& container) {
     found.faults.push_back("there is no folder Applications/" + application);
     return found;
   }
-  const auto names = Platform::Folders::entries(folder.value());
+  const auto names = Platform::Directories::entries(folder.value());
   if (!names) {
     found.faults.push_back(names.failure().text);
     return found;

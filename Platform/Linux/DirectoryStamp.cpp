@@ -1,4 +1,4 @@
-#include "Platform/Linux/FolderStamp.h"
+#include "Platform/Linux/DirectoryStamp.h"
 
 #include <sys/stat.h>
 
@@ -22,10 +22,10 @@ std::chrono::nanoseconds sinceEpoch(const std::timespec& time) {
 
 }  // namespace
 
-FolderStamp::FolderStamp(const OwnedDescriptor& folder) {
+DirectoryStamp::DirectoryStamp(const OwnedDescriptor& directory) {
   struct stat status = {};
   std::timespec now = {};
-  if (systemCalls().fstat(folder.number(), &status) != 0 ||
+  if (systemCalls().fstat(directory.number(), &status) != 0 ||
       linuxCalls().clockGettime(CLOCK_REALTIME_COARSE, &now) != 0)
     return;
   modified_ = status.st_mtim;
@@ -33,10 +33,11 @@ FolderStamp::FolderStamp(const OwnedDescriptor& folder) {
                (modified_.tv_nsec == 0 ? settlingOfWholeSeconds : settling);
 }
 
-bool FolderStamp::holdsFor(const OwnedDescriptor& folder) const {
+bool DirectoryStamp::holdsFor(const OwnedDescriptor& directory) const {
   struct stat status = {};
-  return isSettled_ && systemCalls().fstat(folder.number(), &status) == 0 && status.st_nlink > 0 &&
-         status.st_mtim.tv_sec == modified_.tv_sec && status.st_mtim.tv_nsec == modified_.tv_nsec;
+  return isSettled_ && systemCalls().fstat(directory.number(), &status) == 0 &&
+         status.st_nlink > 0 && status.st_mtim.tv_sec == modified_.tv_sec &&
+         status.st_mtim.tv_nsec == modified_.tv_nsec;
 }
 
 }  // namespace corvane::Platform

@@ -1,4 +1,4 @@
-#include "Platform/Folders.h"
+#include "Platform/Directories.h"
 
 #include <dirent.h>
 
@@ -8,13 +8,13 @@
 #include "Platform/File.h"
 #include "Platform/Linux/LinuxCalls.h"
 
-namespace corvane::Platform::Folders {
+namespace corvane::Platform::Directories {
 
-Result<std::vector<std::string>> nextEntries(const OwnedDescriptor& folder) {
+Result<std::vector<std::string>> nextEntries(const OwnedDescriptor& directory) {
   alignas(dirent64) std::array<char, 4096> buffer = {};
   std::vector<std::string> names;
   while (names.empty()) {
-    const ssize_t filled = linuxCalls().getdents(folder.number(), buffer.data(), buffer.size());
+    const ssize_t filled = linuxCalls().getdents(directory.number(), buffer.data(), buffer.size());
     if (filled < 0) return failureFromErrno("read a directory");
     if (filled == 0) break;
     for (std::size_t at = 0; at < static_cast<std::size_t>(filled);) {
@@ -27,4 +27,4 @@ Result<std::vector<std::string>> nextEntries(const OwnedDescriptor& folder) {
   return names;
 }
 
-}  // namespace corvane::Platform::Folders
+}  // namespace corvane::Platform::Directories

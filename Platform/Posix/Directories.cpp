@@ -1,4 +1,4 @@
-#include "Platform/Folders.h"
+#include "Platform/Directories.h"
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -9,15 +9,15 @@
 #include "Platform/File.h"
 #include "Platform/SystemCalls.h"
 
-namespace corvane::Platform::Folders {
+namespace corvane::Platform::Directories {
 namespace {
 
-Result<OwnedDescriptor> openBelow(int folder, const std::string& name) {
-  auto opened = openAt(folder, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW);
+Result<OwnedDescriptor> openBelow(int directory, const std::string& name) {
+  auto opened = openAt(directory, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW);
   if (opened || opened.failure().cause != FailureCause::notPermitted) return opened;
   // macOS reports a symbolic link as ELOOP, Linux as ENOTDIR.
   struct stat status = {};
-  if (systemCalls().fstatat(folder, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 &&
+  if (systemCalls().fstatat(directory, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 &&
       S_ISLNK(status.st_mode))
     return Failure{FailureCause::notFound, name + " is a symbolic link"};
   return opened;
@@ -25,20 +25,20 @@ Result<OwnedDescriptor> openBelow(int folder, const std::string& name) {
 
 }  // namespace
 
-Result<OwnedDescriptor> open(const OwnedDescriptor& folder, const std::string& name) {
-  return openBelow(folder.number(), name);
+Result<OwnedDescriptor> open(const OwnedDescriptor& directory, const std::string& name) {
+  return openBelow(directory.number(), name);
 }
 
 Result<OwnedDescriptor> open(const std::string& path) {
   return openBelow(AT_FDCWD, path);
 }
 
-Result<std::vector<std::string>> entries(const OwnedDescriptor& folder) {
-  if (systemCalls().lseek(folder.number(), 0, SEEK_SET) < 0)
+Result<std::vector<std::string>> entries(const OwnedDescriptor& directory) {
+  if (systemCalls().lseek(directory.number(), 0, SEEK_SET) < 0)
     return failureFromErrno("read a directory");
   std::vector<std::string> names;
   for (;;) {
-    auto next = nextEntries(folder);
+    auto next = nextEntries(directory);
     if (!next) return next.failure();
     if (next->empty()) return names;
     names.insert(names.end(), std::make_move_iterator(next->begin()),
@@ -52,4 +52,4 @@ bool isVisibleName(std::string_view name) {
          name.find('/') == std::string_view::npos && name.find('\0') == std::string_view::npos;
 }
 
-}  // namespace corvane::Platform::Folders
+}  // namespace corvane::Platform::Directories

@@ -1,4 +1,4 @@
-#include "Platform/Container/HomeFolder.h"
+#include "Platform/Container/HomeDirectory.h"
 
 #include <chrono>
 #include <cstddef>
@@ -67,7 +67,7 @@ Result<std::string> homeByNameService(uid_t user) {
 
 /// Starting another program costs more than the rest of start-up; where the file answers first, it
 /// is the same to read that.
-Result<std::string> homeFolderOf(uid_t user) {
+Result<std::string> homeDirectoryOf(uid_t user) {
   const auto configuration = contentOf("/etc/nsswitch.conf");
   if (!configuration) return cannotRead(configuration.failure().text);
   const Sources sources = UserDatabase::sourcesIn(textOf(configuration.value()));

@@ -1,4 +1,4 @@
-#include "Platform/Folders.h"
+#include "Platform/Directories.h"
 
 #include <dirent.h>
 #include <fcntl.h>
@@ -10,7 +10,7 @@
 #include "Platform/File.h"
 #include "Platform/SystemCalls.h"
 
-namespace corvane::Platform::Folders {
+namespace corvane::Platform::Directories {
 
 /// All at once, through a copy of the descriptor, which shares its position.
 Result<std::vector<std::string>> nextEntries(const OwnedDescriptor& folder) {
@@ -39,4 +39,4 @@ Result<std::vector<std::string>> nextEntries(const OwnedDescriptor& folder) {
   return names;
 }
 
-}  // namespace corvane::Platform::Folders
+}  // namespace corvane::Platform::Directories
