@@ -17,25 +17,26 @@ using Index = BinaryPropertyList::Index;
 using Kind = BinaryPropertyList::Kind;
 using Object = BinaryPropertyList::Object;
 
-/// What is wrong, or null.
+/// The reason why a list is rejected, or null if it is not.
 using Fault = const char*;
 
-/// What `Object::levels` says while objects are checked.
+/// Values of `Object::levels` while objects are being checked.
 constexpr std::uint8_t unseen = 0;         // of arrays and dictionaries
-constexpr std::uint8_t beingWalked = 255;  // likewise
-constexpr std::uint8_t overlapping = 1;    // of what is no object
+constexpr std::uint8_t beingWalked = 255;  // likewise, while their elements are visited
+constexpr std::uint8_t overlapping = 1;    // of kind `none`: exceeds the limit for overlaps
 
-/// What an object is that begins with a certain marker.
+/// The form of an object that begins with a certain marker.
 struct Form {
   enum class Unit : std::uint8_t { fixed, one, two, reference, pair };
 
   Kind kind = Kind::none;
-  Unit unit = Unit::fixed;  ///< of what is counted; `fixed`: there is one, of `size` bytes
+  Unit unit = Unit::fixed;  ///< of the items counted; `fixed`: one item of `size` bytes
   std::uint8_t size = 0;
-  std::uint8_t start = 1;  ///< where the content begins: 0 where the marker is all
+  std::uint8_t start = 1;  ///< offset of the content; 0 if the marker is the content
 };
 
-/// By marker. A table, as a processor can't guess which way a switch over mixed objects goes.
+/// By marker. A table, because a processor cannot predict the branches of a switch over mixed
+/// objects.
 constexpr std::array<Form, 256> forms = [] {
   using Unit = Form::Unit;
   std::array<Form, 256> forms;
@@ -66,14 +67,14 @@ bool isZero(ByteView bytes) {
   return std::all_of(bytes.begin(), bytes.end(), [](std::byte one) { return one == std::byte{0}; });
 }
 
-/// An object of which the marker, its first byte, says everything but the place.
+/// A template for objects whose marker, the first byte, determines everything but the place.
 struct alignas(64) ShortForm {  // a power of two, as an index is shifted faster than multiplied
   Object object{};
-  std::uint64_t size = UINT64_MAX;          ///< bytes of marker and content; this: it is none such
+  std::uint64_t size = UINT64_MAX;  ///< bytes of marker and content; this value: not such an object
   std::array<std::uint64_t, 2> notAscii{};  ///< bits of the content that no ASCII text has
 };
 
-/// Bits that none of `count` ASCII characters has, at most 16.
+/// A mask of the bits that are clear in `count` ASCII characters; `count` is at most 16.
 constexpr std::array<std::uint64_t, 2> notAscii(std::size_t count) {
   std::array<std::byte, 16> bits{};
   std::fill_n(bits.begin(), count, std::byte{0x80});
@@ -107,8 +108,8 @@ constexpr auto shortForms = [] {
   return all;
 }();
 
-/// Whether `count` bytes are ASCII. Eight more must be readable behind them; the trailer sees to
-/// that.
+/// Whether `count` bytes are ASCII. Eight more must be readable after them; they always are,
+/// because the trailer follows.
 bool isAscii(const std::byte* bytes, std::size_t count) {
   std::uint64_t seen = 0;
   std::uint64_t word = 0;
@@ -123,16 +124,16 @@ bool isAscii(const std::byte* bytes, std::size_t count) {
   return (seen & 0x8080808080808080U) == 0;
 }
 
-/// What the trailer says, and objects as the bytes have them.
+/// The contents of the trailer, and access to single objects without regard to references.
 class Layout {
  public:
   /// Checks the trailer of `bytes`.
   Fault read(ByteView bytes);
 
-  /// The object at `at`, which is below the offset table; none when something is wrong with it.
+  /// The object at `at`, which is below the offset table, or none if it is invalid.
   [[nodiscard]] Object objectAt(const std::byte* at) const;
 
-  /// Says why there is no object at `at`.
+  /// The reason why `objectAt` returns none for `at`.
   [[nodiscard]] Fault faultAt(const std::byte* at) const;
 
   [[nodiscard]] const std::byte* startOf(Index index) const {
@@ -203,7 +204,7 @@ Object Layout::objectAt(const std::byte* at) const {
   return {form.kind, unit, unseen, count, at + start};
 }
 
-/// The same for objects that are longer than most.
+/// `objectAt` for long UIDs and for counts of more than one byte.
 Object Layout::longObjectAt(const std::byte* at) const {
   const std::byte* const end = bytes.data() + table;
   const Form form = forms[markerAt(at++)];
@@ -244,20 +245,20 @@ bool isContainer(const Object& object) {
   return object.kind == Kind::array || object.kind == Kind::dictionary;
 }
 
-/// Reads every object by itself.
+/// Fills the table of objects: reads each one on its own, without following references.
 class Scan {
  public:
   Scan(const Layout& layout, std::span<Object> objects)
       : layout_(layout), objects_(objects), bytesLeft_(timesTheFile * layout.bytes.size()) {}
 
-  /// False when an offset is out of range. What is wrong otherwise counts only if it is reached,
-  /// and becomes no object.
+  /// Returns false if an offset is out of range. Any other invalid object becomes one of the kind
+  /// `none`, which is a fault only if the walk reaches it.
   bool readAll();
 
  private:
-  // Objects that overlap are no fault in themselves, but thousands that share the same bytes would
-  // take the square of the time. No writer overlaps them, so the objects of a sound file have fewer
-  // bytes than the file.
+  // Overlapping objects are not a fault in themselves, but thousands that share the same bytes
+  // would take quadratic time. No writer makes them overlap, so in a valid file all objects
+  // together have fewer bytes than the file.
   static constexpr std::uint64_t timesTheFile = 4;
 
   template <class Width>
@@ -270,7 +271,7 @@ class Scan {
 };
 
 bool Scan::readAll() {
-  switch (layout_.offsetWidth) {  // of the two that are usual, the compiler knows which one
+  switch (layout_.offsetWidth) {  // the two usual widths become constants for the compiler
     case 1:
       return readAll(std::integral_constant<std::size_t, 1>());
     case 2:
@@ -294,7 +295,7 @@ bool Scan::readAll(Width width) {
       return false;  // or is below, and wraps around
     const std::byte* const at = bytes.data() + offset;
     const ShortForm& form = forms[markerAt(at)];
-    std::array<std::uint64_t, 2> content{};  // as much is there, as the trailer is longer
+    std::array<std::uint64_t, 2> content{};  // readable even at the end: the trailer is longer
     std::memcpy(content.data(), at + 1, sizeof content);
     const bool isAscii = ((content[0] & form.notAscii[0]) | (content[1] & form.notAscii[1])) == 0;
     if (form.size <= table - offset && form.size <= bytesLeft && isAscii) {
@@ -310,10 +311,10 @@ bool Scan::readAll(Width width) {
   return true;
 }
 
-/// Any object, and no object where something is wrong.
+/// An object of any form, or none if it is invalid.
 Object Scan::longObjectAt(const std::byte* at) {
   if (markerAt(at) == 0x50 + countFollows && markerAt(at + 1) == 0x10) {
-    const unsigned count = markerAt(at + 2);  // most other texts, such as the names of classes
+    const unsigned count = markerAt(at + 2);  // the other usual strings, such as class names
     if (count + 3 <= static_cast<std::size_t>(layout_.bytes.data() + layout_.table - at) &&
         count < bytesLeft_ && isAscii(at + 3, count)) {
       bytesLeft_ -= count + 1;
@@ -330,15 +331,15 @@ Object Scan::longObjectAt(const std::byte* at) {
   return object;
 }
 
-/// Walks once over every array and dictionary that can be reached from the top. `Width` is that of
-/// references: a number, or a constant where the compiler shall know it.
+/// Visits every array and dictionary that can be reached from the top, each once. `Width` is the
+/// width of references: a number, or a constant so that the compiler knows it.
 template <class Width>
 class Walk {
  public:
   Walk(const Layout& layout, std::span<Object> objects, Width width)
       : layout_(layout), objects_(objects), width_(width) {}
 
-  /// What is wrong, or null.
+  /// Returns the first fault, or null.
   Fault walk() {
     levelsOf(layout_.topIndex, 1);
     return fault_;
@@ -350,7 +351,7 @@ class Walk {
   unsigned levelsOfAll(const std::byte* at, std::size_t count, unsigned depth);
   [[nodiscard]] Fault faultOf(Index index) const;
 
-  /// Notes what is wrong. Levels don't count from then on.
+  /// Records a fault. Levels have no meaning from then on.
   unsigned fail(Fault fault) {
     fault_ = fault;
     return 0;
@@ -362,8 +363,8 @@ class Walk {
   Fault fault_ = nullptr;
 };
 
-/// How many levels there are from the object `index`, which stands on level `depth`, down. Never
-/// goes deeper than the depth allowed, and into each object once.
+/// The number of levels from the object `index`, which is on level `depth`, down. Recurses no
+/// deeper than `maximumDepth`, and into each object once.
 template <class Width>
 unsigned Walk<Width>::levelsOf(Index index, unsigned depth) {
   constexpr unsigned maximumDepth = BinaryPropertyList::maximumDepth;
@@ -384,7 +385,7 @@ unsigned Walk<Width>::levelsOf(Index index, unsigned depth) {
   return object.levels;
 }
 
-/// Whether all of the `count` objects on level `depth` that are referred to at `at` are texts.
+/// Whether the `count` references at `at`, to objects on level `depth`, all refer to strings.
 template <class Width>
 bool Walk<Width>::areKeysSound(const std::byte* at, std::size_t count, unsigned depth) {
   const std::span<const Object> objects = objects_;
@@ -401,7 +402,7 @@ bool Walk<Width>::areKeysSound(const std::byte* at, std::size_t count, unsigned 
   return true;
 }
 
-/// The most levels of the `count` objects on level `depth` that are referred to at `at`.
+/// The maximum of `levelsOf` for the `count` references at `at`, to objects on level `depth`.
 template <class Width>
 unsigned Walk<Width>::levelsOfAll(const std::byte* at, std::size_t count, unsigned depth) {
   const std::span<const Object> objects = objects_;
@@ -409,7 +410,7 @@ unsigned Walk<Width>::levelsOfAll(const std::byte* at, std::size_t count, unsign
   for (; count > 0; --count, at += width_) {
     const Index child = bigEndian(at, width_);
     if (child >= objects.size()) return fail("a reference is out of range");
-    // Most contain no others.
+    // Nearly all elements are not containers.
     if (objects[static_cast<std::size_t>(child)].kind >= Kind::boolean &&
         depth <= BinaryPropertyList::maximumDepth)
       continue;
@@ -419,7 +420,7 @@ unsigned Walk<Width>::levelsOfAll(const std::byte* at, std::size_t count, unsign
   return levels;
 }
 
-/// Says what is wrong with what is no object.
+/// The reason why the object `index` is invalid.
 template <class Width>
 Fault Walk<Width>::faultOf(Index index) const {
   if (objects_[static_cast<std::size_t>(index)].levels == overlapping) return "objects overlap";
@@ -427,7 +428,7 @@ Fault Walk<Width>::faultOf(Index index) const {
   return layout_.objectAt(at) ? "an ASCII string holds another byte" : layout_.faultAt(at);
 }
 
-/// What is wrong with what the top leads to, or null.
+/// Checks all objects that can be reached from the top. Returns the first fault, or null.
 Fault walk(const Layout& layout, std::span<Object> objects) {
   if (layout.referenceWidth == 1)  // nearly always
     return Walk(layout, objects, std::integral_constant<std::size_t, 1>()).walk();

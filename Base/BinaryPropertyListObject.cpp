@@ -18,7 +18,7 @@ bool BinaryPropertyList::Object::boolean() const {
 }
 
 BinaryPropertyList::Integer BinaryPropertyList::Object::integer() const {
-  // Of 16 bytes the lower 8 count, unsigned; writers disagree on what the upper ones hold.
+  // Of 16 bytes only the lower 8 count, unsigned: writers disagree about the upper ones.
   const std::size_t width = std::min<std::size_t>(unit, 8);
   const std::uint64_t bits = bigEndian(start + unit - width, width);
   return {bits, unit == 8 && bits >> 63 != 0};

@@ -9,21 +9,21 @@
 namespace corvane {
 namespace {
 
-/// Writes the `width` (at most 8) lowest bytes of `value`, the highest of them first, and returns
-/// what is behind them.
+/// Writes the `width` (at most 8) lowest bytes of `value`, most significant byte first, and returns
+/// the end of them.
 char* putBigEndian(char* to, std::uint64_t value, std::size_t width) {
   for (std::size_t i = width; i > 0; value >>= 8) to[--i] = static_cast<char>(value & 0xFF);
   return to + width;
 }
 
-/// 1, 2, 4 or 8: the least of them of which `value` is below the limit.
+/// The least of 1, 2, 4 and 8 bytes that hold `value`.
 std::size_t widthOf(std::uint64_t value) {
   if (value <= UINT8_MAX) return 1;
   if (value <= UINT16_MAX) return 2;
   return value <= UINT32_MAX ? 4 : 8;
 }
 
-/// The code point of the well-formed character at `at`, which moves behind it.
+/// The code point of the well-formed character at `at`; advances `at` to its end.
 char32_t nextCodePoint(std::string_view text, std::size_t& at) {
   const auto take = [&] { return static_cast<unsigned char>(text[at++]); };
   const unsigned first = take();
@@ -34,8 +34,8 @@ char32_t nextCodePoint(std::string_view text, std::size_t& at) {
   return codePoint;
 }
 
-/// Copies `text`, which has at least one `Word`, and returns all its bits, those of the last word
-/// twice.
+/// Copies `text`, which has at least the length of a `Word`, and returns the bitwise OR of its
+/// words. The last one may overlap the one before.
 template <class Word>
 Word copyWords(char* to, std::string_view text) {
   Word seen = 0;
@@ -51,8 +51,8 @@ Word copyWords(char* to, std::string_view text) {
   return seen;
 }
 
-/// Copies `text` and says whether it is ASCII; if not, the copy is of no use. Most texts are short,
-/// and one loop is faster than two calls of the library.
+/// Copies `text` and returns true if it is ASCII; if not, the copy is of no use. Most strings are
+/// short, and one loop is faster than two library calls.
 bool copyAscii(char* to, std::string_view text) {
   if (text.size() >= sizeof(std::uint64_t))
     return (copyWords<std::uint64_t>(to, text) & 0x8080808080808080U) == 0;
@@ -64,7 +64,7 @@ bool copyAscii(char* to, std::string_view text) {
 constexpr std::size_t longestInteger = 17;  // bytes, with the marker
 constexpr std::size_t longestMarker = 1 + longestInteger;
 
-/// A whole integer object, the shortest that holds `integer`, which is below 2^63.
+/// Writes the shortest integer object that holds `integer`, which is below 2^63.
 char* putInteger(char* to, std::uint64_t integer) {
   const std::size_t width = widthOf(integer);
   *to = static_cast<char>(0x10 | static_cast<unsigned>(std::countr_zero(width)));
@@ -77,7 +77,7 @@ char* putMarker(char* to, unsigned kind, std::uint64_t count) {
   return count < countFollows ? to + 1 : putInteger(to + 1, count);
 }
 
-/// Writes `text` as UTF-16, which takes at most twice its bytes.
+/// Writes `text` as UTF-16, at most twice as many bytes as `text` has.
 char* putUtf16(char* to, std::string_view text) {
   for (std::size_t at = 0; at < text.size();) {
     char32_t codePoint = nextCodePoint(text, at);
@@ -198,7 +198,7 @@ std::string BinaryPropertyListWriter::finish() {
   constexpr std::size_t trailer = 32;
   const auto table = static_cast<std::size_t>(at_ - buffer_.data());
   const std::size_t offsetWidth = widthOf(table);
-  buffer_.resize(table);  // what is added is zero
+  buffer_.resize(table);  // first shortened, so that what is added is zeroed
   buffer_.resize(table + count_ * offsetWidth + trailer);
   char* to = &buffer_[table];
   offsets_.resize(count_);
@@ -207,10 +207,10 @@ std::string BinaryPropertyListWriter::finish() {
   } else {
     for (const std::size_t offset : offsets_) to = putBigEndian(to, offset, offsetWidth);
   }
-  to[6] = static_cast<char>(offsetWidth);  // behind five unused bytes, and the sort byte
+  to[6] = static_cast<char>(offsetWidth);  // after five unused bytes and the sort version
   to[7] = static_cast<char>(referenceWidth_);
   putBigEndian(to + 8, objectCount(), 8);
-  putBigEndian(to + 24, table, 8);  // behind the number of the top object, 0
+  putBigEndian(to + 24, table, 8);  // after the index of the top object, 0
   return std::move(buffer_);
 }
 
@@ -229,17 +229,18 @@ void BinaryPropertyListWriter::provide(std::size_t most) {
   if (count_ == offsets_.size()) offsets_.resize(2 * (count_ + 32));
 }
 
-/// Makes room for the places of UIDs up to `uid`.
+/// Extends the table of UIDs beyond `uid`.
 [[gnu::noinline]] void BinaryPropertyListWriter::growUids(std::uint32_t uid) {
   uids_.resize(2 * (uid + std::size_t{24}), none);
 }
 
-/// Ends the number that has been written up to `end`; if there is an equal one, takes it back.
+/// Ends the number that has been written up to `end`, or discards it if an equal one exists.
+/// Returns the index of the one that is kept.
 BinaryPropertyListWriter::Index BinaryPropertyListWriter::endNumber(char* end) {
   const Index last = count_ - 1;
   const std::string_view bytes{at_, static_cast<std::size_t>(end - at_)};
   const auto hash = quickHash(bytes);
-  // The marker says how long a number is, so comparing the beginnings is enough.
+  // The marker determines the length of a number, so comparing as many bytes is enough.
   const auto known = numbers_.find(hash, [&](HashIndex::Position index) {
     return std::string_view(buffer_).substr(offsets_[index], bytes.size()) == bytes;
   });
@@ -252,7 +253,8 @@ BinaryPropertyListWriter::Index BinaryPropertyListWriter::endNumber(char* end) {
   return known;
 }
 
-/// The first object equal to the last one: `known`, or else that one, which `known` then says.
+/// Returns `known`, the first object equal to the last one added; if it is none yet, sets it to the
+/// last one.
 BinaryPropertyListWriter::Index BinaryPropertyListWriter::first(Index& known) const {
   if (known == none) known = objectCount() - 1;
   return known;

@@ -1,3 +1,3 @@
-// Compiles Boost.JSON into the project, so that the shipped host needs no library of it at run
-// time.
+// Compiles Boost.JSON as part of the project, so that the shipped host needs no shared library of
+// it.
 #include <boost/json/src.hpp>

@@ -41,7 +41,7 @@ void append(TruncatedText& text, const ErrorObject& error) {
   text += "}";
 }
 
-/// What is neither a text nor has any inside.
+/// The text of a value that is neither a string nor contains one.
 std::string textOf(const Value& value) {
   if (const auto* boolean = value.as<bool>()) return *boolean ? "1" : "0";
   if (const auto* integer = value.as<std::int64_t>()) return std::to_string(*integer);
@@ -64,8 +64,8 @@ void append(TruncatedText& text, const Value& value) {
   }
 }
 
-/// How many bytes of a description are kept. More than anybody reads; and if each becomes six in a
-/// reply ("\u001B"), they are 393,216 of the 1,048,576 bytes that browsers take.
+/// How many bytes of a description are kept: more than anybody reads. Even if a reply escapes each
+/// of them as six ("\u001B"), they are 393,216 of the 1,048,576 bytes that browsers accept.
 constexpr std::size_t longestDescription = std::size_t{64} << 10;
 
 }  // namespace

@@ -3,8 +3,8 @@
 namespace corvane {
 namespace {
 
-/// Whether `character` stands for itself in the path of an address. Not ";": some readers end the
-/// path there.
+/// Whether `character` stands for itself in the path of a URL. Not ";", although the standard
+/// allows it: some readers end the path there.
 bool standsForItself(char character) {
   const bool isLetter =
       (character >= 'a' && character <= 'z') || (character >= 'A' && character <= 'Z');

@@ -19,13 +19,13 @@ json::value parse(std::string_view text, json::error_code& error, bool utf8IsChe
   return json::parse({text.data(), text.size()}, error, {}, options);
 }
 
-/// Whether `error` may come from an unpaired surrogate. One that something else than an escape
-/// follows is just a syntax error to the parser.
+/// Whether `text` may hold the escape of a surrogate. The error code of the parser does not say: it
+/// reports a surrogate that no escape follows as a plain syntax error.
 bool mayHoldSurrogateEscape(std::string_view text) {
   return text.find("\\ud") != std::string_view::npos || text.find("\\uD") != std::string_view::npos;
 }
 
-/// Writes the escapes of unpaired surrogates as the bytes that stand for them inside the host.
+/// Replaces the escapes of unpaired surrogates by the bytes that represent them inside the host.
 std::string withSurrogatesInPlace(std::string_view text) {
   std::string result;
   result.reserve(text.size());
@@ -69,8 +69,8 @@ std::optional<char32_t> jsonUnitEscape(std::string_view text, std::size_t at) {
 Result<JsonValue> parseJson(std::string_view text) {
   json::error_code error;
   json::value value = parse(text, error, false);
-  // The parser refuses unpaired surrogates by several errors; they are rare, so only a refused text
-  // is searched.
+  // The parser rejects unpaired surrogates with several error codes. They are rare, so only a text
+  // that was rejected is searched for them.
   if (error && mayHoldSurrogateEscape(text) && Unicode::isWellFormed(text, Surrogates::refused)) {
     value = parse(withSurrogatesInPlace(text), error, true);
   }

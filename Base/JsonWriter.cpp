@@ -8,7 +8,7 @@
 namespace corvane {
 namespace {
 
-/// Room for most replies, which so ask for memory once.
+/// Bytes. Most replies fit, so that they need one allocation only.
 constexpr std::size_t firstRoom = 512;
 
 constexpr char hexDigits[] = "0123456789abcdef";
@@ -27,7 +27,7 @@ std::size_t plainLength(std::string_view value) {
   return length;
 }
 
-/// The letter of the escape of two characters that `character` has; otherwise 0.
+/// The second character of the two-character escape of `character`, or 0 if it has none.
 constexpr char shortEscape(char character) {
   switch (character) {
     case '\b':
@@ -48,7 +48,7 @@ constexpr char shortEscape(char character) {
   }
 }
 
-/// The escape of the surrogate whose three bytes begin `bytes`.
+/// The escape of the surrogate whose three bytes are at the beginning of `bytes`.
 std::string surrogateEscape(std::string_view bytes) {
   const auto byte = [bytes](std::size_t index) { return static_cast<unsigned char>(bytes[index]); };
   return {'\\',

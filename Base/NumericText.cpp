@@ -6,7 +6,7 @@
 namespace corvane {
 namespace {
 
-/// Takes the run of digits at the front of `text` away and gives it without leading zeros.
+/// Removes the digits at the front of `text` and returns them without leading zeros.
 std::string_view takeDigits(std::string_view& text) {
   const std::size_t length = std::min(text.find_first_not_of("0123456789"), text.size());
   std::string_view run = text.substr(0, length);

@@ -6,29 +6,37 @@
 
 namespace corvane {
 
-/// Why an operation did not succeed, as far as a caller decides by it; the text says the rest.
+/// The vocabulary of failure of the whole program: why an operation failed, as far as callers
+/// branch on it. `Failure::text` has the details. Above Platform/ nothing looks at errno: the
+/// platform layer maps each error number to one of these in a single place (Platform::failureFrom).
 enum class FailureCause {
   notFound,       ///< the thing named does not exist
-  alreadyExists,  ///< the thing to be made exists
-  notPermitted,   ///< the system forbids it
+  alreadyExists,  ///< the thing to create exists
+  notPermitted,   ///< the system forbids it or does not offer it
   noSpace,        ///< disk, quota or file size limit
-  wouldBlock,     ///< somebody else holds it
-  disconnected,   ///< the other end is gone
-  malformed,      ///< the bytes are not what they should be
-  other,
+  wouldBlock,     ///< another holder has the lock, or there is no data or room right now
+  disconnected,   ///< no process has the other end open
+  malformed,      ///< the input breaks its format or exceeds a limit
+  other,          ///< anything else; details only in the text
 };
 
-/// A failure as a value: a cause to decide by, and a text for the log ("open: Permission denied").
+/// A failure as a value: a cause for callers to branch on, and a text for the log ("open:
+/// Permission denied"). Self-contained; may be copied, stored and passed between threads.
 struct Failure {
   FailureCause cause = FailureCause::other;
-  std::string text;
+  std::string text;  ///< for the log: which operation failed, on what, and the system's reason
 
-  /// The text; what "%@" prints.
+  /// The text; log lines print it for "%@".
   [[nodiscard]] const std::string& description() const { return text; }
 };
 
-/// Either a value or a failure. Asking for the one that is not there is a programming error and
-/// throws.
+/// Either a value or a failure; what a function returns that can fail because of the system or of
+/// its input. A caller cannot ignore it by accident (`[[nodiscard]]`). `T` is any type except
+/// Failure, `Done` if there is nothing to return. As thread-safe as `T`.
+///
+///   auto file = File::open(path, File::Access::read);
+///   if (!file) return file.failure();  // passes the failure on to our own caller
+///   use(file.value());
 template <class T>
 class [[nodiscard]] Result {
  public:
@@ -36,8 +44,11 @@ class [[nodiscard]] Result {
   Result(T value) : content_(std::move(value)) {}            // NOLINT(google-explicit-constructor)
   Result(Failure failure) : content_(std::move(failure)) {}  // NOLINT(google-explicit-constructor)
 
+  /// True if there is a value, false if there is a failure.
   explicit operator bool() const { return content_.index() == 0; }
 
+  /// The value, as a reference that lives as long as this result; an rvalue moves it out. Asking a
+  /// failed result for it is a programming error and throws std::bad_variant_access.
   [[nodiscard]] T& value() & { return std::get<0>(content_); }
   [[nodiscard]] const T& value() const& { return std::get<0>(content_); }
   [[nodiscard]] T&& value() && { return std::get<0>(std::move(content_)); }
@@ -46,13 +57,14 @@ class [[nodiscard]] Result {
   T* operator->() { return &value(); }
   const T* operator->() const { return &value(); }
 
+  /// The failure. Throws likewise if there is none.
   [[nodiscard]] const Failure& failure() const { return std::get<1>(content_); }
 
  private:
   std::variant<T, Failure> content_;
 };
 
-/// What an operation without a value yields on success: `return Done{};`.
+/// The value of an operation that has nothing to return: `return Done{};` means success.
 using Done = std::monostate;
 
 }  // namespace corvane

@@ -17,7 +17,7 @@ bool isContinuation(std::string_view text, std::size_t index) {
   return index < text.size() && (byteAt(text, index) & 0xC0U) == 0x80;
 }
 
-/// Bytes of the well-formed character at `at`, or 0 when there is none.
+/// The length in bytes of the well-formed character at `at`, or 0 if there is none.
 std::size_t characterLength(std::string_view text, std::size_t at, Surrogates surrogates) {
   const unsigned first = byteAt(text, at);
   if (first < 0x80) return 1;
@@ -35,11 +35,12 @@ std::size_t characterLength(std::string_view text, std::size_t at, Surrogates su
   return 4;
 }
 
-/// How many plain characters are passed at a time, the first ones and those in the midst of many.
+/// How many ASCII characters are skipped at a time: at first, and once several were found in a row.
 constexpr std::size_t smallStep = 8;
 constexpr std::size_t largeStep = 64;
 
-/// Whether `length` bytes, a multiple of eight, stand at `at` and are all below 80.
+/// Whether there are `length` bytes, a multiple of eight, from `at` on and all of them are
+/// below 80.
 template <std::size_t length>
 bool isAsciiAt(std::string_view text, std::size_t at) {
   if (text.size() - at < length) return false;
@@ -87,7 +88,7 @@ bool isAscii(std::string_view text) {
     std::memcpy(&word, at, sizeof word);
     seen |= word;
   }
-  std::memcpy(&word, last, sizeof word);  // some of it twice
+  std::memcpy(&word, last, sizeof word);  // may overlap the word before
   return ((seen | word) & highBits) == 0;
 }
 

@@ -39,7 +39,7 @@ void Dictionary::append(std::string key, Value value) {
 void Dictionary::dropRepeatedKeys() {
   constexpr std::size_t few = 16;
   if (size() <= few && !hasRepeatedKeys()) return;  // nearly always
-  // By sorting: keys that are chosen for a hash table can make each look-up a walk through all.
+  // By sorting, not by hashing: an attacker can choose keys that all collide in a hash table.
   const auto key = [this](std::size_t index) -> const std::string& { return entries_[index].key; };
   std::vector<std::size_t> order(size());
   std::iota(order.begin(), order.end(), std::size_t{0});
@@ -54,7 +54,7 @@ void Dictionary::dropRepeatedKeys() {
   std::erase_if(entries_, [&](const DictionaryEntry&) { return isRepeated[index++]; });
 }
 
-/// Compares each key with all before it.
+/// Compares each key with all before it; faster than sorting for a few keys.
 bool Dictionary::hasRepeatedKeys() const {
   for (auto entry = begin(); entry != end(); ++entry) {
     for (auto earlier = begin(); earlier != entry; ++earlier) {
