@@ -6,25 +6,27 @@
 #include "Base/Bytes.h"
 #include "Base/Result.h"
 
-/// Reading and writing descriptors that another program opened: pipes, mostly. Interrupted calls
-/// are repeated.
+/// Reads and writes descriptors that another program opened, mostly pipes. The descriptors stay the
+/// caller's. Calls that a signal interrupts are repeated. Thread-safe, but concurrent calls on one
+/// descriptor may divide or mix the bytes.
 namespace corvane::Platform::Descriptor {
 
-/// Reads with one call and returns how many bytes came; 0 at the end of input. Fails with
-/// `wouldBlock` when `descriptor` is set not to block and there is nothing to read; blocks when it
-/// is not set so.
+/// Reads what is available, at most as much as `bytes` holds, with one call. Returns the number of
+/// bytes; 0 at the end of input. If nothing is available, blocks, or fails with `wouldBlock` if
+/// `descriptor` has O_NONBLOCK set.
 Result<std::size_t> read(int descriptor, std::span<std::byte> bytes);
 
-/// Blocks until something can be read from `descriptor`, even if it is set not to block, and reads
-/// it; 0 at the end of input.
+/// As `read`, but always blocks until something is available, whether or not `descriptor` has
+/// O_NONBLOCK set.
 Result<std::size_t> readSome(int descriptor, std::span<std::byte> bytes);
 
-/// Whether it is certain that the other end of a pipe was closed. What was written before can still
-/// be read.
+/// Returns true if the other end of the pipe `descriptor` is known to be closed. Bytes written
+/// before that can still be read. False if the system cannot tell. Never blocks.
 bool isHungUp(int descriptor);
 
-/// Writes all of `bytes` with one call, or with more where the system takes less at a time. Blocks
-/// until they are written, even if `descriptor` is set not to block.
+/// Writes all of `bytes`, with one call if the system accepts them at once. Blocks until they are
+/// written, even if `descriptor` has O_NONBLOCK set. After a failure some of them may have been
+/// written; how many is not known.
 Result<Done> writeAll(int descriptor, ByteView bytes);
 
 }  // namespace corvane::Platform::Descriptor

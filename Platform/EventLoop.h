@@ -16,15 +16,22 @@
 
 namespace corvane::Platform {
 
-/// Runs everything a process does, one call at a time, on one thread: posted tasks in the order in
-/// which they were posted, tasks whose deadline has passed, and the handlers of descriptors that
-/// are ready. Tasks and handlers must not block; they run to completion and never interrupt each
-/// other.
+/// Platform/ is the only place that talks to the operating system: one header for each service,
+/// with the same contract on every system, or with the difference stated in the header. This is the
+/// service on which the others build.
 ///
-/// The thread that makes the loop owns it: every operation except `post` must be called there, and
-/// `turnUntil` runs the tasks there. On macOS that must be the main thread, whose run loop it
-/// turns. The loop must outlive its timers and watches, and every thread that posts to it. What has
-/// not run when it is destroyed is destroyed uncalled.
+/// An event loop runs everything a process does on one thread, one call at a time: posted tasks in
+/// the order of posting, timers whose deadline has passed, and handlers of descriptors that are
+/// ready. Tasks and handlers run to completion and never interrupt each other, so objects that are
+/// used only on the loop need no locks. They must not block, as nothing else runs meanwhile.
+///
+/// The thread that creates the loop owns it: every operation except `post` must be called there,
+/// and callbacks run there, inside `turnUntil`. On macOS that must be the main thread, whose run
+/// loop is used. Callbacks may call any operation except `turnUntil`, and must not throw.
+///
+/// The loop owns tasks and handlers and destroys them on its thread: a task after it has run, both
+/// when they are cancelled, and those left over, uncalled, with the loop itself. The loop must
+/// outlive every Registration and every thread that posts to it.
 class EventLoop {
   /// Identifies a timer or a watch; orders timers by their deadlines.
   using Key = std::pair<std::chrono::steady_clock::time_point, std::uint64_t>;
@@ -34,11 +41,14 @@ class EventLoop {
   using Task = UniqueFunction<void()>;
   using Handler = UniqueFunction<void()>;
 
-  /// How long to wait before something is tried again that the system refused for want of
-  /// descriptors, memory or the like: short for people, long for a processor.
+  /// How long to wait before retrying what the system refused for lack of descriptors, memory or
+  /// the like: too short for a person to notice, and long enough not to burden the processor.
   static constexpr std::chrono::milliseconds retryPause{200};
 
-  /// Cancels something of a loop when it is destroyed. Movable; an empty one does nothing.
+  /// Owns a timer or a watch: cancels it on destruction or when another one is assigned. After that
+  /// the task or handler is not called any more and has been destroyed, except that a handler which
+  /// destroys its own registration still runs to its end. Movable; a default-constructed or
+  /// moved-from one is empty. Must be destroyed on the loop's thread, before the loop.
   class Registration {
    public:
     Registration() = default;
@@ -53,7 +63,7 @@ class EventLoop {
       if (loop_ != nullptr) loop_->cancel(key_);
     }
 
-    /// Whether there is something to cancel, which may have happened already.
+    /// False if empty. Stays true after a timer has fired.
     explicit operator bool() const { return loop_ != nullptr; }
 
    private:
@@ -68,37 +78,45 @@ class EventLoop {
     Key key_;
   };
 
-  /// Ends the process when the system lacks the descriptors that a loop needs.
+  /// The calling thread becomes the loop's thread. Ends the process (hardStop) if the system lacks
+  /// the descriptors or memory that a loop needs.
   EventLoop();
   ~EventLoop();
   EventLoop(const EventLoop&) = delete;
   EventLoop& operator=(const EventLoop&) = delete;
 
-  /// Runs `task` on the loop after all tasks posted before. Thread-safe; never blocks. Wakes the
-  /// loop up when called on another thread.
+  /// Runs `task` on the loop after all tasks posted before by the same thread; never inside this
+  /// call, even on the loop's thread. Thread-safe; blocks no longer than for a short lock. Wakes up
+  /// the loop if another thread calls it.
   void post(Task task);
 
-  /// Runs `task` once, when `deadline` has passed on the monotonic clock, unless the result is
-  /// destroyed before. Tasks with the same deadline run in the order of these calls.
+  /// Runs `task` once, as soon as possible after `deadline` on the monotonic clock, unless the
+  /// returned registration is destroyed first. Never inside this call, even if `deadline` has
+  /// passed. Tasks run in the order of their deadlines, those with the same deadline in the order
+  /// of calls.
   [[nodiscard]] Registration at(Clock::time_point deadline, Task task);
 
-  /// Calls `handler` whenever `descriptor` can be read without blocking (data, end of input or an
-  /// error), again and again until the result is destroyed; `onWritable` likewise for writing. At
-  /// most one of the two per descriptor at a time. Regular files are always ready. The descriptor
-  /// stays the caller's and must stay open as long as the result. The handler may destroy the
-  /// result. While the system lacks the memory to watch the descriptor, the loop tries again every
-  /// `retryPause`; a record in the system log says so.
+  /// Calls `handler` whenever a read from `descriptor` (`onWritable`: a write to it) would not
+  /// block, because of data or room, end of input or an error. Level-triggered: it is called again
+  /// in each iteration until the condition is gone or the returned registration is destroyed, which
+  /// the handler itself may do. Regular files are always ready.
+  ///
+  /// A descriptor can have only one watch at a time, for reading or for writing. It stays the
+  /// caller's and must stay open as long as the registration exists. If the system lacks memory for
+  /// the watch, the loop writes that to the system log and retries every `retryPause`.
   [[nodiscard]] Registration onReadable(int descriptor, Handler handler);
   [[nodiscard]] Registration onWritable(int descriptor, Handler handler);
 
-  /// Runs the loop until `end`, or until `endTurn` ends it; then returns even if tasks are pending,
-  /// which the next turn runs. Not reentrant.
+  /// Runs the loop until `end` has passed or `endTurn` takes effect: one turn. Blocks while there
+  /// is nothing to do. Tasks that are still pending on return run in the next turn. Must not be
+  /// called from a task or handler.
   void turnUntil(Clock::time_point end);
 
-  /// Ends the running turn, or the next one if none runs, when all tasks posted so far have run.
+  /// Ends the running turn, or the next one if none is running, as soon as all tasks posted so far
+  /// have run.
   void endTurn();
 
-  /// The time by which deadlines are judged.
+  /// The present time on the clock of the deadlines. Thread-safe.
   [[nodiscard]] static Clock::time_point now() { return steadyNow(); }
 
  private:
@@ -114,9 +132,9 @@ class EventLoop {
   Poller poller_;
   std::uint64_t lastId_ = 0;
   std::deque<Task> tasks_;
-  std::map<Key, Task> timers_;
+  std::map<Key, Task> timers_;                                  // in the order of firing
   std::map<std::uint64_t, std::shared_ptr<Handler>> handlers_;  // by the id of the watch
-  std::vector<std::uint64_t> ready_;                            // kept for its memory
+  std::vector<std::uint64_t> ready_;                            // a member to reuse its memory
   struct Refused {
     std::uint64_t id;
     int descriptor;
@@ -124,10 +142,10 @@ class EventLoop {
   };
   std::vector<Refused> refused_;  // watches that the system could not begin yet
   Registration watchAgain_;
-  bool turnEnds_ = false;
+  bool turnEnds_ = false;  // the running turn returns after the present task
 
-  std::mutex mutex_;  // guards what other threads posted
-  std::vector<Task> postedElsewhere_;
+  std::mutex mutex_;                   // guards `postedElsewhere_` only
+  std::vector<Task> postedElsewhere_;  // by other threads, not yet in `tasks_`
 };
 
 }  // namespace corvane::Platform

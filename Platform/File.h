@@ -15,62 +15,76 @@
 
 namespace corvane::Platform {
 
-/// An open file, closed with the object. Owns its descriptor, which no child process inherits.
-/// Calls that a signal interrupts are repeated. One thread at a time.
+/// An open file. Owns its descriptor, which is closed with the object and which no child process
+/// inherits. Movable, not copyable. Calls that a signal interrupts are repeated; all others are one
+/// system call each unless stated otherwise, so that what other processes see is predictable. The
+/// text of a failure names the call and the system's reason. Blocks only for the disk, except for
+/// `waitLock`. One thread at a time.
 class File {
  public:
+  /// What the file is opened for, and whether it is created.
   enum class Access {
-    read,              ///< for reading; must exist
+    read,              ///< reading; the file must exist
     readThroughLinks,  ///< as read, but follows symbolic links; for files that the system or the
-                       ///< user arranges
-    append,            ///< for writing at the end, also beside other writers; must exist
-    makeAppend,        ///< as append, but the file must not exist and is made with mode 0600
-    update,            ///< for both, at any place; must exist
-    readWrite,         ///< as update, but made with mode 0600 when it is missing
+                       ///< user may keep elsewhere
+    append,            ///< writing at the end, also while others append; the file must exist
+    makeAppend,        ///< as append, but creates the file, mode 0600; it must not exist
+    update,            ///< reading and writing at any offset; the file must exist
+    readWrite,         ///< as update, but creates the file, mode 0600, if it does not exist
   };
 
+  /// Facts about a file at one moment. `device` and `inode` together identify it as long as it
+  /// exists.
   struct Status {
     std::uint64_t size = 0;    ///< in bytes
-    bool isLinked = false;     ///< false once nobody can find it by a name
-    std::uint64_t device = 0;  ///< where it is, and `inode`:
-    std::uint64_t inode = 0;   ///< which file it is there
-    /// Last write to it; for a directory, to its list.
+    bool isLinked = false;     ///< false once its last name has been removed
+    std::uint64_t device = 0;  ///< the file system
+    std::uint64_t inode = 0;   ///< the file within it
+    /// When the content was last written; of a directory, when its list of entries last changed.
     std::chrono::system_clock::time_point changed;
   };
 
-  /// Opens `path`; never follows a symbolic link in the last component unless `access` says so,
-  /// never waits.
+  /// Opens `path`. Does not follow a symbolic link in the last component unless `access` is
+  /// `readThroughLinks`; a link is then a failure with cause `notPermitted`. Never blocks, even if
+  /// a named pipe is in the place of the file.
   static Result<File> open(const std::string& path, Access access);
 
-  /// Writes `bytes` with one call and says how many the system took: fewer than all when the disk
-  /// fills up.
+  /// Writes `bytes` at the end with one call and returns how many were written: fewer than all if
+  /// the disk fills up or the size limit is reached.
   Result<std::size_t> append(ByteView bytes);
 
-  /// Reads from the present position on into `bytes`; 0 at the end of the file.
+  /// Reads into `bytes` from the file position on and advances it. Returns the number of bytes; 0
+  /// at the end of the file.
   Result<std::size_t> read(std::span<std::byte> bytes);
 
-  /// Reads all that is left. Fails with `malformed` when that is more than `limit` bytes.
+  /// Reads from the file position to the end, with as many calls as needed. Fails with `malformed`
+  /// if that is more than `limit` bytes.
   Result<std::vector<std::byte>> readAll(std::size_t limit);
 
-  /// Reads from `offset` on until `bytes` is full or the file ends; says how many came.
+  /// Reads from `offset` (bytes from the start) until `bytes` is full or the file ends, with as
+  /// many calls as needed. Returns the number of bytes. Leaves the file position alone.
   [[nodiscard]] Result<std::size_t> readAt(std::span<std::byte> bytes, std::uint64_t offset) const;
 
-  /// Writes both pieces, one behind the other, at `offset` with one call and says how many bytes
-  /// the system took: fewer than all when the disk fills up.
+  /// Writes `first` and then `second` at `offset` with one call and returns how many bytes were
+  /// written in all: fewer than both if the disk fills up. Leaves the file position alone.
   Result<std::size_t> writeAt(ByteView first, ByteView second, std::uint64_t offset);
 
-  /// Cuts the file off at `size` bytes.
+  /// Sets the length of the file to `size` bytes.
   Result<Done> truncate(std::uint64_t size);
 
+  /// Returns the present status of the open file, whatever its path names by now.
   [[nodiscard]] Result<Status> status() const;
 
-  /// Takes the whole-file advisory lock (flock(2)): `tryLock` without waiting, `wouldBlock` when
-  /// somebody else has it; `waitLock` waits for as long as that takes. The lock goes with `unlock`
-  /// or with the file. Who opened the same file anew, in this process too, is somebody else.
+  /// Takes the exclusive advisory lock on the whole file (flock(2)). `tryLock` never waits and
+  /// fails with `wouldBlock` if the lock is held elsewhere; `waitLock` blocks until it is free,
+  /// without a limit. The lock belongs to this opening of the file: another File for the same path
+  /// competes for it, even in this process. `unlock`, closing the file or the end of the process
+  /// releases it.
   Result<Done> tryLock();
   Result<Done> waitLock();
   Result<Done> unlock();
 
+  /// The descriptor, for other system calls; stays owned by this object.
   [[nodiscard]] int descriptor() const { return descriptor_.number(); }
 
  private:
@@ -81,24 +95,28 @@ class File {
   OwnedDescriptor descriptor_;
 };
 
-/// The status of what `path` names (links followed), for example a directory's: `changed` moves
-/// when an entry comes or goes.
+/// Returns the status of the file or directory `path`; symbolic links are followed. Fails with
+/// `notFound` if it does not exist. Thread-safe.
 Result<File::Status> statusOf(const std::string& path);
 
-/// Removes the name `path`. A missing one is a failure with cause `notFound`.
+/// Removes the name `path` of a file; the file itself goes with its last name and last opening.
+/// Fails with `notFound` if there is no such name. Thread-safe.
 Result<Done> removeFile(const std::string& path);
 
 /// Whether a symbolic link to a directory counts as a directory.
 enum class Links { refused, followed };
 
-/// Makes the directory `base`/`below`, mode 0700, with what is missing between the two; existing
-/// directories are fine. Fails when `base` is missing, which is never made, and when something else
-/// stands in the way: below `base`, with `Links::refused`, any symbolic link, too.
+/// Creates the directory `base`/`below` and all missing ones between the two, mode 0700; existing
+/// directories are fine. Never creates `base`. Fails with `notFound` if `base` does not exist or if
+/// a component below it exists but is not a directory; with `Links::refused` a symbolic link is not
+/// one. Directories created before a failure stay. Thread-safe, also beside other processes.
 Result<Done> makeDirectories(const std::string& base, const std::string& below,
                              Links links = Links::refused);
 
-/// The failure that `error`, a value of errno, stands for, or that errno holds now: its text is
-/// "`operation` `subject`: text of the error".
+/// Returns the failure for `error`, a value of errno, or for the present value of errno, which must
+/// not have changed since the call that failed. The only place where error numbers become causes.
+/// The text is "`operation` `subject`: " and the system's message, without `subject` if that is
+/// empty.
 Failure failureFrom(int error, std::string_view operation, std::string_view subject = {});
 Failure failureFromErrno(std::string_view operation, std::string_view subject = {});
 

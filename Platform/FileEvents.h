@@ -8,7 +8,7 @@
 
 namespace corvane::Platform {
 
-/// What can happen to a file or directory that is watched.
+/// What can happen to a watched file or directory.
 enum class FileEvent {
   written,  ///< content was written to the file; an entry of the directory came, went or was
             ///< renamed
@@ -17,49 +17,48 @@ enum class FileEvent {
             ///< to as well, there may be no `written` beside it
 };
 
-/// Watches one file or directory.
+/// Watches one file or directory and calls back when it is written to or deleted.
 ///
-/// It is the file itself that is watched, not its name: a renaming is no event, and the watch goes
-/// with the file; what later appears at the path is not watched. When its last name is gone, a
-/// directory is silent, and a file tells only of what those write who have it open. For a
-/// directory, what is written into its entries is no event. Writing through a memory mapping is not
-/// noticed.
+/// The watch is on the file, not on its name: renaming it is no event, and whatever appears at the
+/// path later is not watched. After its last name is gone, a directory reports nothing more, and a
+/// file reports only writes made through an open descriptor. Changes inside the entries of a
+/// directory are no events of the directory. Writes through a memory mapping are not noticed.
 ///
-/// At least one call comes after the last event, perhaps fewer calls than events: macOS merges what
-/// happens to a file while a callback runs. Linux loses events when a callback holds them up for
-/// too long; then every watch hears `written`. On Linux the deletion of a directory is not seen
-/// where this process may not read the directory above it.
+/// At least one call follows the last event, but there may be fewer calls than events: macOS merges
+/// the events of a file while a callback runs, and Linux loses events if a callback takes too long;
+/// every watch then gets `written`. On Linux the deletion of a directory goes unnoticed if this
+/// process may not read the directory above it.
 ///
-/// Callbacks run one at a time, in the order of the events, on one thread that serves all watches
-/// of the process. It starts with the first watch and ends only if the system's source of events
-/// fails: then nothing is watched any more, `descriptor` gives -1, the system log has a line, and
-/// `start` begins anew. A callback may do everything with
-/// this watch and others, and may take its time, at the expense of the others. Safe from any
-/// thread.
+/// Callbacks run one at a time, in the order of the events, on one background thread that serves
+/// all watches of the process. It starts with the first watch and ends only if the system's source
+/// of events fails. Then an error is written to the system log, nothing is watched any more,
+/// `descriptor` returns -1, and `start` may be called again. A callback may call every operation of
+/// this watch and of others, and may block, but then delays all other callbacks. Thread-safe.
 class FileWatch {
  public:
   using Callback = std::function<void(FileEvent)>;
 
-  /// Watches nothing yet.
+  /// Watches nothing yet. `callback` is called on the background thread; it must not be empty.
   explicit FileWatch(Callback callback);
 
-  /// As `end`, and nothing can start the watch again. What the callback owns may go a moment later.
+  /// Calls `end`. What the callback owns may be destroyed a moment later, on the background thread.
   ~FileWatch();
   FileWatch(const FileWatch&) = delete;
   FileWatch& operator=(const FileWatch&) = delete;
 
-  /// Begins to watch what `path` names now, following symbolic links as open(2) does, in place of
-  /// what was watched before. Fails when that can't be opened, when the system watches no more
-  /// files, and when it starts no thread; nothing is watched then. The first call may come before
-  /// this returns, and where others watch the same file, it may tell of a moment ago.
+  /// Begins to watch the file that `path` names now, symbolic links followed, instead of the one
+  /// watched before. Fails if it can't be opened, if the system watches no more files, or if it
+  /// starts no thread; nothing is watched then. The callback may be called before this returns and,
+  /// if other watches have the same file, for an event of a moment before.
   Result<Done> start(const std::string& path);
 
-  /// Ends watching; nothing when it did not. No callback of this watch runs or starts after the
-  /// return: one that runs is waited for, unless it is the caller.
+  /// Stops watching; a no-op if nothing is watched. Blocks until a running callback of this watch
+  /// has returned, unless called on the background thread. No callback of this watch starts
+  /// afterwards.
   void end();
 
-  /// What is watched, opened for nothing but that; it belongs to the watch and is closed with its
-  /// end. -1 when nothing is watched.
+  /// The descriptor by which the file is watched, or -1 if nothing is watched. It belongs to the
+  /// watch, is closed by `end`, and on Linux can't be read from.
   [[nodiscard]] int descriptor() const;
 
  private:

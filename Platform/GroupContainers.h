@@ -6,17 +6,17 @@
 
 namespace corvane::Platform::GroupContainers {
 
-/// The directory that the programs of application group `identifier` share, without a final slash.
-/// Fails when this user has none or when it can't be looked at; the text says which. Safe from any
-/// thread.
+/// Returns the path of the directory that the programs of application group `identifier` share,
+/// without a final slash. Fails if this user has none or if it can't be inspected; the text says
+/// which. Thread-safe.
 ///
-/// On Linux it must be a directory of the effective user that no other user may write to; the user
-/// database, never the environment, says where it lies. Never makes it. Blocks for up to 5 s if a
-/// name service must be asked.
+/// On Linux it must be a directory of the effective user that no other user may write to. Its path
+/// depends on the user database, never on the environment. It is never created here. Blocks for up
+/// to 5 s if a name service must be asked.
 ///
-/// On macOS the system says where it lies, and for whom: it names one to every program outside a
-/// sandbox, whether or not it exists. What is named is used, and made when it is missing; if it
-/// can't be made, what is made in it fails.
+/// On macOS the system determines the path and who gets one: it names one to every program outside
+/// a sandbox, whether or not the directory exists. The directory is created if it is missing; if
+/// that fails, the path is returned all the same, and creating files in it will fail.
 Result<std::string> directoryOf(const std::string& identifier);
 
 }  // namespace corvane::Platform::GroupContainers

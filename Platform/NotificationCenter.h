@@ -9,57 +9,62 @@
 
 namespace corvane::Platform {
 
-/// Sends and receives named notifications without payload between the processes of one user; on
-/// macOS between those of all users, who may post any name. Each post causes a call after it; on
-/// macOS several posts may be merged into one call.
+/// Posts and receives named notifications without payload between the processes of one user; on
+/// macOS between those of all users, and any of them may post any name. A notification is only a
+/// hint to look again: after each post every observer's callback is called at least once, but on
+/// macOS several posts may be merged into one call, and on Linux an observer that is not reading
+/// may miss a post (see `post`).
 ///
-/// Callbacks run on the loop, in the order in which the notifications arrived. All operations
-/// belong to the loop's thread; callbacks may use them too.
+/// Callbacks run on the loop, in the order in which the notifications arrived, and may use every
+/// operation. All operations must be called on the loop's thread; none blocks except `withdraw`.
 class NotificationCenter {
  public:
   using Callback = std::function<void()>;
 
-  /// Which processes observe a name. What this process alone observes leaves no empty directory
-  /// behind; the others' directories stay for the next process.
+  /// Which processes observe a name. On Linux the directory of a name is removed at the end if only
+  /// this process observes it; otherwise it stays for the next process.
   enum class Audience { manyProcesses, thisProcessOnly };
 
-  /// `loop` must outlive this object. `containerDirectory`: the directory of the sockets on Linux;
-  /// not used elsewhere. Makes nothing yet; the socket comes with the first observer.
+  /// `loop` must outlive this object. `containerDirectory` is the group container, in which the
+  /// sockets lie on Linux; not used on macOS. Creates nothing in it yet: the socket is created by
+  /// the first `observe`.
   NotificationCenter(EventLoop& loop, std::string containerDirectory);
 
-  /// As `withdraw`.
+  /// Calls `withdraw` if that was not done before.
   ~NotificationCenter();
   NotificationCenter(const NotificationCenter&) = delete;
   NotificationCenter& operator=(const NotificationCenter&) = delete;
 
-  /// Calls `callback` for each notification `name` posted from now on. `name` has at most 200 bytes
-  /// and no "/". Replaces an earlier callback. If `name` was observed before, but is not any more,
-  /// what is pending for it is dropped; what is pending for other names may be delivered inside
-  /// this call.
+  /// Calls `callback` for each notification `name` that is posted from now on. `name` has 1 to 200
+  /// bytes, no "/" and no "." in front. Replaces an earlier callback for it. If `name` was observed
+  /// before and then no more, its pending notifications are discarded; pending ones of other names
+  /// may be delivered inside this call.
   ///
-  /// Fails if `name` is not valid, after `withdraw`, and if the system refuses for now, which an
-  /// error in the system log says. In the last case `name` is observed as soon as the system allows
-  /// it; with `manyProcesses` the callback is then called once, because posts may have been missed.
+  /// Fails if `name` is not valid, after `withdraw`, and if the system refuses for now. In the last
+  /// case an error is written to the system log and the center retries until `name` is observed;
+  /// with `manyProcesses` it then calls the callback once, because posts may have been missed.
   Result<Done> observe(const std::string& name, Callback callback,
                        Audience audience = Audience::manyProcesses);
 
-  /// Ends the observation of `name`; its callback is not called again. A no-op when it is not
-  /// observed.
+  /// Ends the observation of `name`: its callback is not called again and is destroyed, unless it
+  /// is running, then when it returns. A no-op if `name` is not observed.
   void stopObserving(const std::string& name);
 
-  /// Delivers now what is pending, where the loop would do so soon: for a caller that is about to
-  /// decide that something has not come. At most about a thousand notifications at a time.
+  /// Delivers pending notifications now, inside this call, instead of in the loop's next iteration:
+  /// for a caller that is about to decide that a notification has not arrived. At most about a
+  /// thousand of them.
   void deliverPending();
 
-  /// Posts `name` to all observers, including this process; never blocks. If an observer's queue is
-  /// full, delivery is tried again; an observer that takes nothing for 100 ms misses the
-  /// notification, and the system log says so when the observers could not even be listed. A no-op
-  /// without observers or if `name` is not valid.
+  /// Posts `name` to all observers, including this process. Never blocks. If the queue of an
+  /// observer is full, delivery is retried; an observer that reads nothing for 100 ms misses the
+  /// notification. If the observers can't be listed for as long, that is written to the system log.
+  /// A no-op without observers or if `name` is not valid.
   void post(const std::string& name);
 
-  /// Removes this process's socket and links. Call it last. Blocks for at most 100 ms while
-  /// deliveries are pending. No callback runs afterwards. Files of a killed process are removed by
-  /// a later process that observes; sockets younger than 10 s are left.
+  /// Ends all observations and removes this process's socket and links. No callback runs
+  /// afterwards. Blocks for at most 100 ms while posts are still being delivered. Call it last; a
+  /// no-op the second time. What a killed process leaves behind is removed by a later process that
+  /// observes; sockets younger than 10 s are left alone.
   void withdraw();
 
  private:

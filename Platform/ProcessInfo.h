@@ -8,17 +8,19 @@
 
 namespace corvane::Platform::ProcessInfo {
 
-/// The full path of the executable of process `processIdentifier`, at most 4095 bytes. Fails with
-/// `notFound` when there is no such process, `notPermitted` when this one may not ask,
-/// `malformed` when the path is longer, and otherwise when it can't be known now. An executable
-/// that was replaced while it runs keeps its old path.
+/// Returns the absolute path of the executable of process `processIdentifier`. Fails with
+/// `notFound` if there is no such process, with `notPermitted` if this one may not know it, with
+/// `malformed` if the path is longer than 4095 bytes, and with another cause if the system can't
+/// tell for now. If the executable was replaced while it runs, the path is the one that it was
+/// started from.
 Result<std::string> executablePath(pid_t processIdentifier);
 
-/// The process that started this one, or whoever took its place when it ended.
+/// The parent process: the one that started this one or, if that has ended, the one that adopted
+/// it.
 pid_t parent();
 
-/// The name by which people know this program: the bundle identifier where there is one, else the
-/// file name of the executable, else "".
+/// The name of this program for its users: its bundle identifier if it has one, otherwise the file
+/// name of its executable, "" if that is not known.
 std::string applicationName();
 
 }  // namespace corvane::Platform::ProcessInfo

@@ -4,24 +4,27 @@
 
 namespace corvane::Platform {
 
-/// The two descriptors on which the browser speaks with this process.
+/// The two descriptors through which the browser and this process exchange messages. Both stay open
+/// until the process ends.
 struct BrowserDescriptors {
   int input;   ///< standard input
-  int output;  ///< what standard output was; no child process inherits it
+  int output;  ///< a copy of the original standard output; no child process inherits it
 };
 
-/// Fills descriptors 0 to 2 that are closed with /dev/null, so that no file that is opened later
-/// gets their numbers. Fails when the system has no descriptor left for it.
+/// Opens /dev/null on each of the descriptors 0 to 2 that is closed, so that no file that is opened
+/// later gets its number and with it the output of other code. Fails if the system has no
+/// descriptor left. Call it before any other thread is started.
 Result<Done> fillStandardStreams();
 
-/// Takes the browser's descriptors for the caller alone, as the first thing a process does: fills
-/// descriptors 0 to 2 that are closed with /dev/null, keeps the real standard output on a
-/// descriptor of its own, and points descriptor 1 at standard error, so that no stray print can
-/// ever break a frame. Fails when the system has no descriptor left for it.
+/// Reserves the browser's descriptors for the caller: does what `fillStandardStreams` does, moves
+/// the original standard output to a new descriptor, and redirects descriptor 1 to standard error.
+/// So no print of any library can ever get between two messages. The first thing that the process
+/// does, and only once. Fails if the system has no descriptor left.
 Result<BrowserDescriptors> claimStandardStreams();
 
-/// From now on a write that the system refuses (to a reader that is gone, beyond the largest file)
-/// fails instead of ending the process. Child processes that are to have the default must set it.
+/// From now on a write to a pipe without a reader, or beyond the largest file size allowed, fails
+/// instead of ending the process by SIGPIPE or SIGXFSZ. Child processes inherit that; one that
+/// needs the default must reset it.
 void ignoreSignalsOfWrites();
 
 }  // namespace corvane::Platform

@@ -184,10 +184,10 @@ if (!found) return look;
           "readable_ = loop_.at(EventLoop::now() + EventLoop::retryPause, [this] { watch(); });",
           "readable_ = {};", "after a failed receive notifications are not received any more"),
     Fault("observes-no-more", "Platform/Posix/NotificationCenter.cpp", """\
-heard.failure().description());
+listening.failure().description());
       listenAgainSoon();
 """, """\
-heard.failure().description());
+listening.failure().description());
 """, "a name that could not be observed is not tried again"),
     Fault("watches-no-more", "Platform/Posix/EventLoop.cpp", """\
     refused_.push_back({id, descriptor, event});

@@ -11,8 +11,8 @@
 namespace corvane::Platform::Descriptor {
 namespace {
 
-/// After a call that failed with `error`: true when it is worth repeating, if need be after
-/// `descriptor` has become ready.
+/// Returns true if a call that failed with `error` should be repeated; waits until `descriptor` is
+/// ready first if that was the reason.
 bool mayRepeat(int error, int descriptor, short event) {
   if (error == EINTR) return true;
   if (error != EAGAIN && error != EWOULDBLOCK) return false;
@@ -42,7 +42,7 @@ Result<std::size_t> readSome(int descriptor, std::span<std::byte> bytes) {
 }
 
 bool isHungUp(int descriptor) {
-  pollfd pipe{descriptor, POLLIN | POLLHUP, 0};  // macOS tells only what it is asked for
+  pollfd pipe{descriptor, POLLIN | POLLHUP, 0};  // macOS reports only requested events
   return systemCalls().poll(&pipe, 1, 0) == 1 && (pipe.revents & POLLHUP) != 0;
 }
 

@@ -8,9 +8,9 @@
 namespace corvane::Platform {
 namespace {
 
-/// How many tasks run in a row before descriptors and timers are looked at again, so that tasks
-/// that keep posting tasks starve nothing. Large enough that the replies to a burst of requests
-/// leave together.
+/// How many tasks run in a row before descriptors and timers are checked again, so that tasks that
+/// keep posting tasks cannot starve them. Large enough that the replies to a burst of requests are
+/// written together.
 constexpr int mostTasksInARow = 1024;
 
 }  // namespace
@@ -18,8 +18,8 @@ constexpr int mostTasksInARow = 1024;
 EventLoop::EventLoop() : thread_(systemCalls().thisThread()) {}
 
 EventLoop::~EventLoop() {
-  // Tasks may own registrations, which cancel themselves here: nothing is destroyed while the
-  // container that held it is being changed.
+  // Tasks may own registrations, whose destructors call `cancel`. So each container is emptied
+  // before its elements are destroyed, and again if they have added to another one.
   while (!tasks_.empty() || !timers_.empty() || !handlers_.empty() || !postedElsewhere_.empty()) {
     const auto tasks = std::exchange(tasks_, {});
     const auto timers = std::exchange(timers_, {});
@@ -108,7 +108,7 @@ void EventLoop::takePostedElsewhere() {
   postedElsewhere_.clear();
 }
 
-/// Runs tasks until none is left or enough have run. False when the turn is over.
+/// Runs tasks until none is left or `mostTasksInARow` have run. Returns false if the turn is over.
 bool EventLoop::runTasks(Clock::time_point end) {
   for (int count = 0; !tasks_.empty() && count < mostTasksInARow; ++count) {
     Task task = std::move(tasks_.front());
@@ -119,7 +119,7 @@ bool EventLoop::runTasks(Clock::time_point end) {
   return tasks_.empty() || now() < end;
 }
 
-/// One by one, as each may cancel others that are due.
+/// Runs the timers that are due, one by one, because each may cancel others.
 void EventLoop::runTimers() {
   if (timers_.empty()) return;
   const auto start = now();
@@ -129,7 +129,8 @@ void EventLoop::runTimers() {
   }
 }
 
-/// A handler may end its own watch, and others that are ready as well.
+/// Calls the handlers of descriptors that are ready. Each may cancel its own watch and others that
+/// are ready as well.
 void EventLoop::callHandlers() {
   for (const std::uint64_t id : ready_) {
     const auto found = handlers_.find(id);

@@ -105,13 +105,13 @@ Failure failureFromErrno(std::string_view operation, std::string_view subject) {
 }
 
 Result<File> File::open(const std::string& path, Access access) {
-  // Never blocks: there may be a pipe without a writer in the place of the file.
+  // O_NONBLOCK, because opening a named pipe in the place of the file would wait for a writer.
   auto descriptor = openAt(AT_FDCWD, path, flagsOf(access) | O_NONBLOCK, 0600);
   if (!descriptor) return descriptor.failure();
   return File(std::move(descriptor).value());
 }
 
-// NOLINTBEGIN(readability-make-member-function-const): they change the file, if not the object
+// NOLINTBEGIN(readability-make-member-function-const): they change the file, though not the object
 Result<std::size_t> File::append(ByteView bytes) {
   const ssize_t written =
       retrying([&] { return systemCalls().write(descriptor(), bytes.data(), bytes.size()); });

@@ -9,16 +9,18 @@
 #include "Platform/FileEvents.h"
 #include "Platform/OwnedDescriptor.h"
 
-/// What FileWatch needs of the system: each has its own facility for this.
+/// The system-dependent half of FileWatch: inotify on Linux, kqueue on macOS. FileWatch adds the
+/// thread, the callbacks and the locking.
 namespace corvane::Platform {
 
-/// An event as the system tells it, in its own terms.
+/// An event as the system reports it, in its own terms; only a WatchedFile can interpret it.
 struct SystemFileEvent {
-  std::uint64_t watch;  ///< on what
-  std::uint32_t what;
+  std::uint64_t watch;  ///< the system's number of the watch
+  std::uint32_t what;   ///< the system's flags
 };
 
-/// A file or directory of which a source tells, up to the end of this object. One thread at a time.
+/// One file or directory that a source reports on until this object is destroyed. Must be destroyed
+/// before its source. One thread at a time.
 class WatchedFile {
  public:
   WatchedFile() = default;
@@ -26,16 +28,19 @@ class WatchedFile {
   WatchedFile(const WatchedFile&) = delete;
   WatchedFile& operator=(const WatchedFile&) = delete;
 
-  /// What `event`, received from the source, says of this file, each meaning once.
+  /// Translates `event`, which the source has received, into the events of this file, without
+  /// duplicates; empty if it concerns only others.
   virtual std::vector<FileEvent> meaningsOf(const SystemFileEvent& event) = 0;
 
-  /// By which it was opened, for its events only; closed with this object.
+  /// The descriptor that was passed to `watch`; closed with this object.
   [[nodiscard]] virtual int descriptor() const = 0;
 };
 
-/// Tells of events on files. One thread at a time, except for `receive`.
+/// Reports events on files. One thread at a time, except that `receive` may run on one thread of
+/// its own beside the other operations.
 class FileEventSource {
  public:
+  /// Creates the source of this system. Fails if the system has no resources for it.
   static Result<std::unique_ptr<FileEventSource>> make();
 
   FileEventSource() = default;
@@ -43,15 +48,15 @@ class FileEventSource {
   FileEventSource(const FileEventSource&) = delete;
   FileEventSource& operator=(const FileEventSource&) = delete;
 
-  /// Opens what `path` names, for its events and nothing else; close-on-exec. Safe from any thread.
+  /// Opens `path`, symbolic links followed, only to receive its events; close-on-exec. Thread-safe.
   static Result<OwnedDescriptor> open(const std::string& path);
 
-  /// Watches what `open` gave, from now on. The source must outlive the result.
+  /// Watches `file`, a result of `open`, from now on. The source must outlive the result.
   virtual Result<std::shared_ptr<WatchedFile>> watch(OwnedDescriptor file) = 0;
 
-  /// Blocks until the system has told something and gives the events in it, in their order; there
-  /// may be none. Repeats what was interrupted; on Linux
-  /// also what lacked memory. Any other failure is for good.
+  /// Blocks until the system reports events and returns them in their order; may return none. Calls
+  /// that a signal interrupts, and on Linux those that lack memory, are repeated; any other failure
+  /// is permanent.
   virtual Result<std::vector<SystemFileEvent>> receive() = 0;
 };
 

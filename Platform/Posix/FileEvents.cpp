@@ -17,12 +17,13 @@ struct FileWatch::State {
   explicit State(Callback callback) : callback(std::move(callback)) {}
 
   const Callback callback;
-  std::shared_ptr<WatchedFile> file = nullptr;  // no other owner; null when nothing is watched
-  bool isOver = false;                          // the object is going
+  std::shared_ptr<WatchedFile> file = nullptr;  // the only owner; null if nothing is watched
+  bool isOver = false;                          // the FileWatch is being destroyed
 };
 
-/// One source and one thread serve all watches of the process. Both go when the source fails, and
-/// with them all watches; the next one to start makes new ones.
+/// One source and one thread serve all watches of the process. If the source fails, both end, and
+/// all watches with them; the next `start` creates new ones. Never destroyed, because the thread
+/// may outlive main().
 class FileWatch::Service {
  public:
   static Service& shared() {
@@ -37,7 +38,7 @@ class FileWatch::Service {
  private:
   struct Call {
     std::shared_ptr<State> watch;
-    std::weak_ptr<WatchedFile> file;  // gone once this is not watched any more
+    std::weak_ptr<WatchedFile> file;  // expired once it is not watched any more
     FileEvent event;
   };
 
@@ -50,10 +51,10 @@ class FileWatch::Service {
   std::vector<Call> callsFor(const SystemFileEvent& event);
   void make(const Call& call);
 
-  std::mutex mutex_;                         // guards all below and the states, but no callback
-  std::unique_ptr<FileEventSource> source_;  // the thread uses it; only its end removes it
+  std::mutex mutex_;  // guards all members below and the states; not held during callbacks
+  std::unique_ptr<FileEventSource> source_;  // used by the thread; destroyed only at its end
   bool hasThread_ = false;
-  std::thread::id thread_;                       // which one it is, once it runs
+  std::thread::id thread_;                       // the background thread, once it runs
   std::vector<std::shared_ptr<State>> watches_;  // those that watch something
   const State* running_ = nullptr;               // whose callback runs now
   std::condition_variable callbackEnded_;
@@ -61,7 +62,7 @@ class FileWatch::Service {
 
 Result<Done> FileWatch::Service::start(const std::shared_ptr<State>& watch,
                                        const std::string& path) {
-  auto file = FileEventSource::open(path);  // may take long: not with the lock
+  auto file = FileEventSource::open(path);  // may take long, so without the lock
   const std::lock_guard lock(mutex_);
   stopWatching(watch);
   if (!file) return file.failure();
@@ -74,7 +75,7 @@ Result<Done> FileWatch::Service::start(const std::shared_ptr<State>& watch,
   return Done{};
 }
 
-/// Makes what is missing of the service. With the lock held.
+/// Creates source and thread if missing. The lock must be held.
 Result<Done> FileWatch::Service::begin() {
   if (!source_) {
     auto source = FileEventSource::make();
@@ -95,7 +96,7 @@ void FileWatch::Service::end(const std::shared_ptr<State>& watch, bool isOver) {
   callbackEnded_.wait(lock, [&] { return running_ != watch.get(); });
 }
 
-/// With the lock held.
+/// The lock must be held.
 void FileWatch::Service::stopWatching(const std::shared_ptr<State>& watch) {
   std::erase(watches_, watch);
   watch->file.reset();
@@ -106,7 +107,7 @@ int FileWatch::Service::descriptorOf(const State& watch) {
   return watch.file ? watch.file->descriptor() : -1;
 }
 
-/// What the thread does.
+/// The body of the thread.
 void FileWatch::Service::run() {
   FileEventSource& source = began();
   for (;;) {
@@ -118,7 +119,7 @@ void FileWatch::Service::run() {
   }
 }
 
-/// The source that the thread that calls this is for.
+/// Called first by the thread: records its identity and returns its source.
 FileEventSource& FileWatch::Service::began() {
   const std::lock_guard lock(mutex_);
   thread_ = std::this_thread::get_id();
@@ -128,7 +129,7 @@ FileEventSource& FileWatch::Service::began() {
 void FileWatch::Service::fail(const Failure& why) {
   SystemLog::write(SystemLog::Severity::error, "no file is watched any more: " + why.text);
   const std::lock_guard lock(mutex_);
-  for (const auto& watch : watches_) watch->file.reset();  // before their source
+  for (const auto& watch : watches_) watch->file.reset();  // before their source is destroyed
   watches_.clear();
   source_.reset();
   thread_ = {};

@@ -7,10 +7,11 @@
 
 namespace corvane::Platform {
 
-/// The time of the last write in `status`; the member has another name on each system.
+/// The time of the last change of the content in `status` (its mtime). The name of the member
+/// differs between systems.
 timespec changeTimeIn(const struct stat& status);
 
-/// The same on the system's clock.
+/// The same as a time of day, cut to the resolution of that clock.
 inline std::chrono::system_clock::time_point changeTime(const struct stat& status) {
   using Clock = std::chrono::system_clock;
   const timespec time = changeTimeIn(status);

@@ -17,8 +17,8 @@ namespace corvane::Platform {
 namespace {
 
 /// Writes "corvane-nm: stopped: `why`" to standard error unless that would block. The line is cut
-/// to what a pipe takes as a whole or not at all.
-void tellStandardError(std::string_view why) {
+/// to PIPE_BUF bytes, which a pipe accepts completely or not at all.
+void writeToStandardError(std::string_view why) {
   constexpr std::string_view start = "corvane-nm: stopped: ";
   std::array<char, PIPE_BUF> line = {};
   auto* end = std::copy(start.begin(), start.end(), line.begin());
@@ -28,16 +28,16 @@ void tellStandardError(std::string_view why) {
   (void)NonBlockingOutput(STDERR_FILENO).write(std::as_bytes(std::span(line.begin(), end)));
 }
 
-/// Runs `step`, which may find that there is no memory.
+/// Runs `step`, which may throw std::bad_alloc.
 template <class Step>
-void whateverFails(Step step) {
+void ignoringExceptions(Step step) {
   try {
     step();
-  } catch (...) {  // the other step may still succeed
+  } catch (...) {  // the next step may still succeed
   }
 }
 
-/// What std::terminate does: an exception that nobody catches, or no memory for one.
+/// The handler of std::terminate, which is called for an uncaught exception.
 [[noreturn]] void stopForException() {
   if (const std::exception_ptr exception = std::current_exception()) {
     try {
@@ -54,14 +54,14 @@ void whateverFails(Step step) {
 }  // namespace
 
 void hardStop(std::string_view why) {
-  // First of all, so that nothing below, should it fail, can leave a core file or come back here.
+  // First, so that a failure in the steps below can neither leave a core file nor call this again.
   suppressCrashReports();
   std::set_terminate(dieWithoutReport);
-  // A reader that is gone and a terminal that belongs to others are no reason to end otherwise.
+  // Writing to a closed pipe or to a terminal of other processes must not end the process earlier.
   ::signal(SIGPIPE, SIG_IGN);
   ::signal(SIGTTOU, SIG_IGN);
-  whateverFails([&] { SystemLog::write(SystemLog::Severity::error, why); });
-  whateverFails([&] { tellStandardError(why); });
+  ignoringExceptions([&] { SystemLog::write(SystemLog::Severity::error, why); });
+  ignoringExceptions([&] { writeToStandardError(why); });
   dieWithoutReport();
 }
 

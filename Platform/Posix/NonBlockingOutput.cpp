@@ -16,7 +16,7 @@
 namespace corvane::Platform {
 namespace {
 
-/// A blocking pipe that polls as writable has room for PIPE_BUF bytes.
+/// Writes at most PIPE_BUF bytes: a blocking pipe that polls as writable has room for so many.
 ssize_t writeWhatSurelyFits(int descriptor, ByteView bytes) {
   pollfd room = {descriptor, POLLOUT, 0};
   const int ready = systemCalls().poll(&room, 1, 0);

@@ -11,8 +11,8 @@
 
 namespace corvane::Platform {
 
-/// Callbacks come and go; the channel listens to a name until `withdraw`, because dropping an
-/// unobserved notification is cheaper than listening again.
+/// Callbacks come and go, but the channel listens to a name until `withdraw`: dropping a
+/// notification that is not observed any more is cheaper than listening again.
 class NotificationCenter::Implementation {
  public:
   Implementation(EventLoop& loop, std::string containerDirectory)
@@ -22,16 +22,16 @@ class NotificationCenter::Implementation {
 
   Result<Done> observe(const std::string& name, Callback callback, Audience audience) {
     if (!isNotificationName(name)) return Failure{FailureCause::malformed, "not a valid name"};
-    auto heard = listen(name);
+    auto listening = listen(name);
     if (isWithdrawn_) return Failure{FailureCause::other, "the notification center is closed"};
     callbacks_[name] = std::make_shared<const Callback>(std::move(callback));
     if (audience == Audience::thisProcessOnly) own_.insert(name);
-    if (!heard) {
+    if (!listening) {
       SystemLog::write(SystemLog::Severity::error,
-                       "cannot observe \"" + name + "\" yet: " + heard.failure().description());
+                       "cannot observe \"" + name + "\" yet: " + listening.failure().description());
       listenAgainSoon();
     }
-    return heard;
+    return listening;
   }
 
   void stopObserving(const std::string& name) { callbacks_.erase(name); }
@@ -62,7 +62,7 @@ class NotificationCenter::Implementation {
         loop_.at(EventLoop::now() + EventLoop::retryPause, [this] { listenToMissing(); });
   }
 
-  /// Observes what could not be observed before.
+  /// Retries the names that the system refused before.
   void listenToMissing() {
     listenAgain_ = {};
     std::vector<std::string> missing;

@@ -11,15 +11,17 @@
 
 namespace corvane::Platform {
 
-/// What a NotificationCenter needs of the system: names that travel between processes. On the
-/// thread of the loop.
+/// The system-dependent half of a NotificationCenter: sends and receives names between processes,
+/// over sockets in the group container on Linux, through the system's own service on macOS. All
+/// operations must be called on the loop's thread.
 class NotificationChannel {
  public:
-  /// Gets the name of each notification, in the order in which they arrived; may be one that is
-  /// not wanted any more. May call the channel.
+  /// Called on the loop with the name of each notification that arrives, in order, and possibly
+  /// with names that the center does not observe any more. May call the channel.
   using Received = std::function<void(std::string_view name)>;
 
-  /// Creates no system resources yet. `loop` must outlive the result.
+  /// Creates the channel of this system, without system resources yet. `loop` must outlive it;
+  /// `containerDirectory` is used on Linux only.
   static std::unique_ptr<NotificationChannel> make(EventLoop& loop, std::string containerDirectory,
                                                    Received received);
 
@@ -28,7 +30,8 @@ class NotificationChannel {
   NotificationChannel(const NotificationChannel&) = delete;
   NotificationChannel& operator=(const NotificationChannel&) = delete;
 
-  /// Whether `name` is listened to; so it stays until `close`, as names are few.
+  /// Returns whether `listen` has succeeded for `name`. That stays so until `close`: a process uses
+  /// only a few names, so there is no way to stop listening to one.
   [[nodiscard]] virtual bool listensTo(const std::string& name) const = 0;
 
   /// Receives `name` from now on. If `name` is listened to already, drops what is pending for it;
@@ -36,15 +39,15 @@ class NotificationChannel {
   /// delivered inside this call. Fails if the system refuses for now.
   virtual Result<Done> listen(const std::string& name) = 0;
 
-  /// Delivers what is pending, about a thousand at most.
+  /// Calls `received` now for notifications that have already arrived, about a thousand at most.
   virtual void deliverPending() = 0;
 
-  /// Posts `name`, which is a valid one.
+  /// Posts `name`, which must be valid (isNotificationName), to all processes. Never blocks.
   virtual void post(const std::string& name) = 0;
 
-  /// Ends listening and removes what the system keeps for it; `own` are the names that no other
-  /// process listens to. Blocks for at most 100 ms while deliveries are pending. Call it once,
-  /// last.
+  /// Ends listening and releases its system resources; `received` is not called any more. `own` are
+  /// the names that no other process listens to, whose directories are removed too. Blocks for at
+  /// most 100 ms while posts are still being delivered. Call it once, last.
   virtual void close(const std::set<std::string>& own) = 0;
 };
 

@@ -10,7 +10,7 @@
 namespace corvane::Platform {
 
 OwnedDescriptor::~OwnedDescriptor() {
-  // Never repeated: after EINTR the number may be another thread's.
+  // Not repeated after EINTR: the number may already be that of a file that another thread opened.
   if (number_ >= 0) systemCalls().close(number_);
 }
 

@@ -26,7 +26,7 @@ void* run(void* argument) {
 Result<Done> startThread(const std::string& name, UniqueFunction<void()> body) {
   auto start = std::make_unique<Start>(Start{name, std::move(body)});
   if (systemCalls().startThread(run, start.get()) != 0) return failureFromErrno("start a thread");
-  (void)start.release();  // the thread's now
+  (void)start.release();  // the new thread owns it now
   return Done{};
 }
 
