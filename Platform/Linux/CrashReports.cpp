@@ -11,7 +11,7 @@ namespace corvane::Platform {
 void suppressCrashReports() {
   const rlimit noCore = {0, 0};
   ::setrlimit(RLIMIT_CORE, &noCore);
-  // A handler that the core pattern starts through a pipe gets dumps whatever that limit is.
+  // A crash handler that receives core dumps through a pipe (core(5)) ignores that limit.
   ::prctl(PR_SET_DUMPABLE, 0);
 }
 

@@ -16,11 +16,11 @@
 namespace corvane::Platform {
 namespace {
 
-/// Where programs are that an entry names without a directory.
+/// Searched for programs that are named without a directory.
 constexpr const char* programDirectories[] = {"/usr/local/bin/", "/usr/bin/", "/bin/"};
 
-// From here on: what runs between fork and exec, where other threads may have left any lock taken.
-// System calls only.
+// The functions from here on run between fork and exec. Another thread may have held any lock at
+// the fork, so they may only make system calls.
 
 void resetSignals() {
   for (int number = 1; number < NSIG; ++number) ::signal(number, SIG_DFL);
@@ -29,8 +29,8 @@ void resetSignals() {
   ::pthread_sigmask(SIG_SETMASK, &none, nullptr);
 }
 
-/// Leaves descriptors 0 to 2 on /dev/null, 1 on `output` if that is one, and `kept`, which closes
-/// when the program starts.
+/// Redirects descriptors 0 to 2 to /dev/null, but 1 to `output` unless that is negative, and closes
+/// all others except `kept`, which is close-on-exec.
 bool resetDescriptors(int kept, int output) {
   const int null = ::open("/dev/null", O_RDWR);
   if (null < 0) return false;
@@ -46,7 +46,7 @@ bool resetDescriptors(int kept, int output) {
 
 [[noreturn]] void endWithErrno(int report) {
   const int error = errno;
-  [[maybe_unused]] const ssize_t told = ::write(report, &error, sizeof error);
+  [[maybe_unused]] const ssize_t written = ::write(report, &error, sizeof error);
   ::_exit(127);
 }
 
@@ -99,7 +99,7 @@ Result<OwnedDescriptor> startDetached(const std::vector<std::string>& arguments,
   const OwnedDescriptor report(ends[1]);
   const pid_t child = systemCalls().fork();
   if (child < 0) return failureFromErrno("fork");
-  if (child == 0) {  // its own child has no parent left once it has ended
+  if (child == 0) {  // forks again and exits, so that the program is no descendant of this process
     ::setsid();
     const pid_t grandchild = systemCalls().fork();
     if (grandchild < 0) endWithErrno(report.number());
@@ -107,7 +107,7 @@ Result<OwnedDescriptor> startDetached(const std::vector<std::string>& arguments,
       become({path.value().c_str(), pointers.data(), directory.c_str(), output}, report.number());
     ::_exit(0);
   }
-  // Not asked for its status: where SIGCHLD is ignored the system keeps none.
+  // The status is not used: the system keeps none if SIGCHLD is ignored.
   while (systemCalls().waitpid(child, nullptr, 0) < 0 && errno == EINTR) continue;
   return outcome;
 }
@@ -118,7 +118,7 @@ Result<Done> outcomeOf(const OwnedDescriptor& start) {
   do {
     count = systemCalls().read(start.number(), &error, sizeof error);
   } while (count < 0 && errno == EINTR);
-  if (count == 0) return Done{};  // the pipe closed by itself: the program runs
+  if (count == 0) return Done{};  // exec closed the pipe: the program is running
   if (count > 0) errno = error;
   return failureFromErrno(count > 0 ? "start the program" : "read the outcome");
 }

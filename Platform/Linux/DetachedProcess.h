@@ -10,28 +10,32 @@
 
 namespace corvane::Platform {
 
-/// How a program runs that is only started for what it prints.
+/// How to run a program that is started only for its output.
 struct OutputOptions {
-  int standardOutput;          ///< becomes its standard output; not one of 0 to 2
-  std::chrono::seconds limit;  ///< after which SIGALRM ends it; at least 1
+  int standardOutput;          ///< descriptor that becomes its standard output; above 2
+  std::chrono::seconds limit;  ///< then SIGALRM ends it; at least 1 s
 };
 
-/// The path of `program`: one without a slash is looked for where the system keeps programs, and
-/// must be executable; one with a slash is its own path, whatever is there.
+/// Finds the executable of `program`. A name without a slash is searched for in /usr/local/bin,
+/// /usr/bin and /bin and must be executable; anything else is returned as it is, whether or not it
+/// exists. Fails with `notFound`, or with the reason why the one found can't be executed.
 Result<std::string> programPath(const std::string& program);
 
-/// Starts a program in a session of its own, as no child of this process: default signals, empty
-/// signal mask, standard streams on /dev/null, no other descriptor, working directory `directory`,
-/// the environment of this process. If `output` is given, standard output and a time limit are as
-/// it says, and the environment is empty. `arguments` begins with the program, which is found as
-/// `programPath` does.
+/// Starts a program in a session of its own that is no child of this process, so that
+/// signals to this one and its end do not reach it. It gets default signal actions, an empty signal
+/// mask, /dev/null as its standard streams, no other descriptors, the working directory `directory`
+/// and the environment of this process. With `output` it gets that standard output and time limit
+/// and an empty environment. `arguments` begins with the program, which `programPath` finds.
 ///
-/// Returns a descriptor that becomes readable when the outcome is known; pass it to `outcomeOf`.
+/// Returns a descriptor that becomes readable when it is known whether the program could be
+/// executed; pass it to `outcomeOf`. Fails if the program isn't found or the system starts no more
+/// processes. Blocks for two forks. Thread-safe.
 Result<OwnedDescriptor> startDetached(const std::vector<std::string>& arguments,
                                       const std::string& directory,
                                       std::optional<OutputOptions> output = std::nullopt);
 
-/// Succeeds if the program is running. Blocks until that is known.
+/// Succeeds if the program was executed; otherwise fails with the reason. Blocks until that is
+/// known. `start` is a result of `startDetached`, to be passed once.
 Result<Done> outcomeOf(const OwnedDescriptor& start);
 
 }  // namespace corvane::Platform

@@ -10,10 +10,10 @@
 namespace corvane::Platform {
 namespace {
 
-/// Longer than a tick of the clock that the system stamps files by.
+/// Longer than a tick of the clock from which the system takes file times (1 to 10 ms).
 constexpr std::chrono::milliseconds settling{50};
 
-/// For file systems that keep whole seconds, or two at once.
+/// For file systems that store whole seconds, or only even ones.
 constexpr std::chrono::milliseconds settlingOfWholeSeconds{3000};
 
 std::chrono::nanoseconds sinceEpoch(const std::timespec& time) {

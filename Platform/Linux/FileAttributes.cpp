@@ -8,7 +8,7 @@
 namespace corvane::Platform::FileAttributes {
 namespace {
 
-/// Programs may set attributes of their own in this name space only; xattr(7).
+/// Programs may set extended attributes only in the namespace "user"; xattr(7).
 std::string attributeName(const std::string& name) {
   return "user." + name;
 }

@@ -7,10 +7,10 @@
 namespace corvane::Platform {
 namespace {
 
-/// In bytes: more than ordinary messages ever leave free.
+/// In bytes. Ordinary messages never leave so much free memory.
 constexpr std::size_t trimThreshold = std::size_t{2} << 20;
 
-/// What stays free, so that the next messages need not ask the system again.
+/// Bytes that stay free, so that the next messages need no system call.
 constexpr std::size_t kept = std::size_t{512} << 10;
 
 }  // namespace

@@ -21,8 +21,7 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-/// How long to wait until `end`, in milliseconds, rounded up: 0 once that has passed, and at most a
-/// day at a time.
+/// The time until `end` in milliseconds, rounded up: 0 if it has passed, at most a day.
 int timeLeft(Clock::time_point end) {
   using std::chrono::milliseconds;
   constexpr std::chrono::hours longest(24);
@@ -35,7 +34,7 @@ int timeLeft(Clock::time_point end) {
 
 }  // namespace
 
-/// With epoll(7), level-triggered. Regular files, which it refuses, are always ready.
+/// Uses epoll(7), level-triggered. It rejects regular files, which therefore count as always ready.
 class Poller::Implementation {
  public:
   Implementation()
@@ -79,7 +78,8 @@ class Poller::Implementation {
         continue;
       }
       std::uint64_t calls = 0;
-      systemCalls().read(wake_.number(), &calls, sizeof calls);  // a failure wakes once more
+      systemCalls().read(wake_.number(), &calls,
+                         sizeof calls);  // after a failure `wait` just returns once more
     }
     ready.insert(ready.end(), alwaysReady_.begin(), alwaysReady_.end());
   }
@@ -94,8 +94,8 @@ class Poller::Implementation {
 
   const OwnedDescriptor events_;
   const OwnedDescriptor wake_;
-  std::map<std::uint64_t, int> descriptors_;  // that the system watches, by id
-  std::set<std::uint64_t> alwaysReady_;       // ids
+  std::map<std::uint64_t, int> descriptors_;  // those in the epoll instance, by id
+  std::set<std::uint64_t> alwaysReady_;       // ids of regular files
 };
 
 Poller::Poller() : implementation_(std::make_unique<Implementation>()) {}

@@ -12,10 +12,10 @@
 namespace corvane::Platform::ProcessInfo {
 namespace {
 
-/// What the system puts behind the path of an executable that was deleted or replaced.
+/// The kernel appends this to the path of an executable that was deleted or replaced.
 constexpr std::string_view deletedMark = " (deleted)";
 
-/// A look that fails counts as no: hardly any file has such a name of its own.
+/// A failure counts as no: hardly any real file name ends with the mark.
 bool exists(const std::string& path) {
   struct stat status = {};
   return systemCalls().lstat(path.c_str(), &status) == 0;

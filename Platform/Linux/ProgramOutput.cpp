@@ -21,7 +21,7 @@ namespace {
 
 using Deadline = std::chrono::steady_clock::time_point;
 
-/// Whether there is something to read, or the end, before `end`.
+/// Waits until `descriptor` has data or is at its end. Fails if that takes until `end`.
 Result<Done> awaitInput(int descriptor, Deadline end) {
   for (;;) {
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - steadyNow());

@@ -9,11 +9,11 @@
 
 namespace corvane::Platform {
 
-/// Runs a program as `startDetached` does, but with an empty environment, in the root directory,
-/// and returns what it writes to standard output. Blocks until the output ends. Fails if the
-/// program can't be started, if the output does not end within `limit`, and if it is longer than
-/// `most` bytes. How the program ends is not known; a second after `limit` the system ends it.
-/// Thread-safe.
+/// Runs a program as `startDetached` does, in the root directory and with an empty environment, and
+/// returns what it writes to standard output. Blocks until it closes the output, for `limit` at
+/// most. Fails if the program can't be started, if the output does not end within `limit`, and with
+/// `malformed` if it is longer than `most` bytes. The exit status is not known. A program that is
+/// still running one second after `limit` is ended by SIGALRM. Thread-safe.
 Result<std::string> outputOf(const std::vector<std::string>& arguments, std::chrono::seconds limit,
                              std::size_t most);
 

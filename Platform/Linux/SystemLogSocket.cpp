@@ -40,7 +40,7 @@ void SystemLogSocket::send(int priority, std::string_view text) {
     const ssize_t sent = systemCalls().send(socket_.number(), record.data(), record.size(),
                                             MSG_DONTWAIT | MSG_NOSIGNAL);
     if (sent >= 0 || errno == EAGAIN) return;
-    socket_ = OwnedDescriptor();  // a daemon that was started anew has a new socket
+    socket_ = OwnedDescriptor();  // a daemon that was restarted has a new socket
   }
 }
 

@@ -8,17 +8,19 @@
 
 namespace corvane::Platform {
 
-/// Sends records to the daemon of the system log over its datagram socket, in the form of RFC 3164
-/// (https://www.rfc-editor.org/rfc/rfc3164). Never waits: a record for which there is no room, or
-/// no daemon, is dropped. That is why it is not syslog(3), which waits for a daemon that stands
-/// still and so would hold up every reply. Safe from any thread.
+/// Sends records to the system log daemon over its datagram socket, in the format of RFC 3164
+/// (https://www.rfc-editor.org/rfc/rfc3164). Never blocks: if the socket has no room or there is no
+/// daemon, the record is dropped. That is why this is not syslog(3), which waits for a daemon that
+/// has stopped reading and would then delay every reply. Connects at the first record and
+/// reconnects after the daemon was restarted. Thread-safe.
 class SystemLogSocket {
  public:
-  /// `path`: the daemon's socket. `program`: the name under which the records appear.
+  /// `path` is the socket of the daemon, `program` the name under which the records appear. Opens
+  /// nothing yet.
   SystemLogSocket(std::string path, std::string program);
 
-  /// Sends one record; `priority` as in syslog(3), facility and severity. Control characters in
-  /// `text` are the daemon's business; what is longer than 8000 bytes is cut.
+  /// Sends one record or drops it. `priority` is facility and severity, combined as in syslog(3).
+  /// `text` is cut to 8000 bytes. Control characters in it are left to the daemon.
   void send(int priority, std::string_view text);
 
  private:
@@ -26,7 +28,7 @@ class SystemLogSocket {
 
   const std::string path_;
   const std::string program_;
-  std::mutex mutex_;  // guards the socket while it is being connected
+  std::mutex mutex_;  // guards `socket_`
   OwnedDescriptor socket_;
 };
 

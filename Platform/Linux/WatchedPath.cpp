@@ -23,9 +23,9 @@ namespace {
 constexpr std::uint32_t entryEvents = IN_CREATE | IN_DELETE | IN_MOVED_FROM | IN_MOVED_TO;
 constexpr std::uint32_t writeEvents = IN_MODIFY | entryEvents;
 
-// The descriptor that stays open keeps the kernel's own deletion event back. A file that loses a
-// name changes its attributes, and so does a directory that is replaced; one that is removed gives
-// no event at all, but the directory above it does.
+// The kernel reports a deletion only once the last descriptor is closed, and ours stays open. But a
+// file that loses a name reports a change of its attributes, and so does a directory that is
+// replaced. A directory that is removed reports nothing; its parent does.
 constexpr std::uint32_t fileEvents = IN_MODIFY | IN_ATTRIB;
 constexpr std::uint32_t directoryEvents = entryEvents | IN_ATTRIB | IN_MOVE_SELF;
 constexpr std::uint32_t parentEvents = IN_DELETE;
@@ -127,16 +127,16 @@ std::vector<FileEvent> WatchedPath::meaningsOf(const SystemFileEvent& event) {
   std::vector<FileEvent> meanings;
   if (areEventsLost) meanings.push_back(FileEvent::written);
   if (areEventsLost || (event.what & IN_MOVE_SELF) != 0) followParent();
-  if (deletionIsTold_) return meanings;
+  if (deletionIsReported_) return meanings;
   const auto deleted = isDeleted();
   if (deleted && deleted.value()) {
-    deletionIsTold_ = true;
+    deletionIsReported_ = true;
     meanings.push_back(FileEvent::deleted);
   }
   return meanings;
 }
 
-/// As `watchParent` where no caller can be told of a failure.
+/// Calls `watchParent` where there is no caller to return a failure to.
 void WatchedPath::followParent() {
   const auto parent = watchParent();
   if (parent || parent.failure().cause == FailureCause::notPermitted ||
@@ -146,7 +146,7 @@ void WatchedPath::followParent() {
                    "the deletion of a directory will not be seen: " + parent.failure().text);
 }
 
-/// For a directory: watches the one that it is in now.
+/// For a directory: watches its present parent instead of the former one.
 Result<Done> WatchedPath::watchParent() {
   if (!isDirectory_) return Done{};
   const auto parent = addParent();
