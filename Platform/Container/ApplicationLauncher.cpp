@@ -26,7 +26,7 @@ void logFailure(const std::string& what, const Failure& why) {
   SystemLog::write(SystemLog::Severity::error, what + " was not started: " + why.text);
 }
 
-/// The arguments that are described in `entry`, which was opened as `path`.
+/// Returns the command line in the desktop entry `entry`, which was opened as `path`.
 Result<std::vector<std::string>> argumentsIn(File entry, const std::string& path) {
   const auto bytes = entry.readAll(largestEntry);
   if (!bytes) return bytes.failure();
@@ -35,7 +35,8 @@ Result<std::vector<std::string>> argumentsIn(File entry, const std::string& path
   return std::move(*arguments);
 }
 
-/// The arguments that the first entry describes that can be opened.
+/// Returns the command line of the application, from the first of its desktop entries that can be
+/// opened; the user's own comes before those of the system.
 Result<std::vector<std::string>> argumentsOf(const std::string& bundleIdentifier,
                                              const std::string& home) {
   if (!Directories::isVisibleName(bundleIdentifier))
@@ -45,13 +46,13 @@ Result<std::vector<std::string>> argumentsOf(const std::string& bundleIdentifier
        {home + "/.local/share/applications/", std::string("/usr/local/share/applications/"),
         std::string("/usr/share/applications/")}) {
     const std::string path = directory + bundleIdentifier + ".desktop";
-    // An entry may be a link, for an application that lies elsewhere.
+    // Through links, because an application in another place may link its entry.
     auto entry = File::open(path, File::Access::readThroughLinks);
     if (entry) return argumentsIn(std::move(entry).value(), path);
     const FailureCause cause = entry.failure().cause;
     if (cause == FailureCause::notFound) continue;
     why = entry.failure();
-    if (cause != FailureCause::notPermitted) return why;  // another may be somebody else's choice
+    if (cause != FailureCause::notPermitted) return why;  // must not fall back to another entry
   }
   return why;
 }

@@ -51,7 +51,8 @@ void ApplicationObservation::reportEnded(const Changed& changed) {
   }
 }
 
-/// Returns false if some instances may run that can't be looked at now; looks again soon then.
+/// Adds new instances. Returns false if there may be others that can't be inspected now; another
+/// look is then scheduled.
 bool ApplicationObservation::findStarted(const Changed& changed) {
   const auto directory = ApplicationRegistry::open(containerDirectory_, bundleIdentifier_);
   const bool isAllKnown = directory ? findIn(directory.value(), changed)
@@ -65,7 +66,7 @@ bool ApplicationObservation::findStarted(const Changed& changed) {
   return isAllKnown;
 }
 
-/// Returns false if something there could not be looked at.
+/// Adds the new instances in `directory`. Returns false if some entries could not be inspected.
 bool ApplicationObservation::findIn(const OwnedDescriptor& directory, const Changed& changed) {
   const auto names = Directories::entries(directory);
   if (!names) return false;
@@ -75,7 +76,7 @@ bool ApplicationObservation::findIn(const OwnedDescriptor& directory, const Chan
   return isAllKnown;
 }
 
-/// Adds the instance whose file is `name`, if it runs. Returns false if that can't be known.
+/// Adds the instance whose file is `name` if it is running. Returns false if that is unknown.
 bool ApplicationObservation::add(const OwnedDescriptor& directory, const std::string& name,
                                  const Changed& changed) {
   auto found = RunningInstance::find(directory, name);

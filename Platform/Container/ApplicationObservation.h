@@ -11,30 +11,35 @@
 namespace corvane::Platform {
 
 /// Tracks the running instances of one application and reports each change of their number. `look`
-/// compares them with the registry and reports ends before starts, so that an end and a start
-/// between two looks are two changes. The owner calls `look` when an instance announces its start;
-/// the loop calls it when a process descriptor becomes readable, and soon after a look that left
-/// something unknown. On the loop's thread.
+/// compares the known ones with the registry and reports ends before starts, so that an instance
+/// that was replaced since the last look causes two calls. The owner calls `look` when an instance
+/// announces its start; the loop calls it when a process ends (its process descriptor becomes
+/// readable), and `EventLoop::retryPause` after a look that left something unknown. Must be used on
+/// the loop's thread.
 class ApplicationObservation {
  public:
+  /// Called with the new number of instances.
   using Changed = std::function<void(int instances)>;
 
-  /// `loop` must outlive this object. `changed` is called by `look` and from the loop; it must not
-  /// destroy this object.
+  /// Looks at nothing yet. `loop` must outlive this object. `changed` is called inside `look`, also
+  /// by the loop; it must not destroy this object.
   ApplicationObservation(EventLoop& loop, std::string containerDirectory,
                          std::string bundleIdentifier, Changed changed);
   ApplicationObservation(const ApplicationObservation&) = delete;
   ApplicationObservation& operator=(const ApplicationObservation&) = delete;
   ~ApplicationObservation() = default;
 
-  /// The first look: returns how many run now and reports no change. Fails if that isn't known yet;
-  /// it is reported as a change as soon as it is.
+  /// Looks for the first time: returns the number of running instances without reporting a change.
+  /// Fails if it is unknown for now; it is reported as a change as soon as it is known. Call it
+  /// once.
   Result<int> begin();
 
-  /// Looks again and reports what has changed.
+  /// Looks again and calls `changed` for each difference. While the number has never been known,
+  /// only counts, and reports it once it is.
   void look();
 
-  /// Looks again in the loop's next turn, if the last look left something unknown.
+  /// If the last look left something unknown, looks again as soon as the loop can, not only after
+  /// the pause.
   void lookAgainIfUnknown();
 
  private:

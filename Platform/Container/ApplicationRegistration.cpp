@@ -17,11 +17,11 @@ namespace {
 
 constexpr mode_t fileMode = 0600;
 
-/// Removes the files of instances that run no more. A hidden file may be one that is just being
-/// made and locked, unless its process is gone.
+/// Removes the files of instances that are not running any more. A hidden file may belong to a
+/// process that is just about to lock it, so it is kept while that process exists.
 void removeLeftovers(const OwnedDescriptor& directory) {
   const auto entries = Directories::entries(directory);
-  if (!entries) return;  // the next instance will
+  if (!entries) return;  // left to the next instance
   for (const std::string& entry : entries.value()) {
     const bool isHidden = entry.front() == '.';
     const auto process = ProcessFileName::processOf(std::string_view(entry).substr(isHidden));
@@ -34,8 +34,8 @@ void removeLeftovers(const OwnedDescriptor& directory) {
   }
 }
 
-/// Makes the locked file `name` in `directory`; nobody ever sees it without its lock under that
-/// name.
+/// Creates the file `name` in `directory` and locks it. It gets that name only once it is locked,
+/// so no process ever finds it unlocked.
 Result<OwnedDescriptor> makeLockedFile(const OwnedDescriptor& directory, const std::string& name) {
   const std::string hidden = "." + name;
   auto file = openAt(directory.number(), hidden, O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW, fileMode);
@@ -61,7 +61,7 @@ class ApplicationRegistration::Implementation {
   ~Implementation() {
     if (systemCalls().getpid() != process_) return;  // a forked copy
     systemCalls().unlinkat(directory_.number(), name_.c_str(), 0);
-    ApplicationRegistry::unlock(file_);  // else children that were forked would hold it on
+    ApplicationRegistry::unlock(file_);  // forked children would keep the lock otherwise
   }
 
  private:

@@ -8,17 +8,18 @@
 
 namespace corvane::Platform {
 
-/// That this process runs as an application, for RunningApplications of any process of the user.
-/// Ends with the object or, however it ends, with the process; a child that the process starts does
-/// not prolong it. On Linux: a locked file in the registry of the group container. Elsewhere the
-/// system knows by itself what runs, and this does nothing.
+/// Registers this process as a running application, so that RunningApplications finds it in every
+/// process of the user. The registration ends with this object or with the process, however that
+/// ends; child processes do not prolong it. It is a locked file in the registry of the group
+/// container (ApplicationRegistry). Movable. One thread at a time.
 class ApplicationRegistration {
  public:
-  /// Registers this process as an instance of `bundleIdentifier` and then tells all who observe it,
-  /// through `center`, which is used in this call only. To be called when the application is ready.
-  /// Removes what dead instances left. `containerDirectory` must exist; the registry in it is made
-  /// when missing. Fails, with nothing left behind, when the registry can't be written or
-  /// `bundleIdentifier` is no name for a directory or too long to be posted.
+  /// Registers this process as an instance of `bundleIdentifier` and then posts the notification
+  /// that all observers of the application wait for. Call it when the application is ready for
+  /// requests. Removes what dead instances left behind. `containerDirectory` must exist; the
+  /// registry in it is created if missing. `center` is used in this call only. Fails if the
+  /// registry can't be written, or if `bundleIdentifier` can't name a directory and a notification;
+  /// no registration is left then.
   static Result<ApplicationRegistration> make(const std::string& containerDirectory,
                                               const std::string& bundleIdentifier,
                                               NotificationCenter& center);
@@ -28,9 +29,8 @@ class ApplicationRegistration {
   ApplicationRegistration(const ApplicationRegistration&) = delete;
   ApplicationRegistration& operator=(const ApplicationRegistration&) = delete;
 
-  /// Takes the registration back: from now on no process counts this one. Those who observe hear of
-  /// it when this process ends, or when another instance starts. In a forked copy of the process it
-  /// leaves the registration as it is.
+  /// Ends the registration: no process counts this one any more. Observers are told only when this
+  /// process ends or another instance starts. In a forked copy of the process it does nothing.
   ~ApplicationRegistration();
 
  private:

@@ -69,7 +69,7 @@ Result<OwnedDescriptor> make(const std::string& containerDirectory,
 Result<OwnedDescriptor> openFile(const OwnedDescriptor& directory, const std::string& name) {
   auto file = openAt(directory.number(), name, O_RDONLY | O_NONBLOCK | O_NOFOLLOW);
   if (file || file.failure().cause == FailureCause::notFound) return file;
-  // A link or a socket can never be opened so; of a file, the failure says nothing.
+  // Links and sockets always fail to open; only for a regular file the failure means "unknown".
   struct stat status = {};
   if (systemCalls().fstatat(directory.number(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 &&
       !S_ISREG(status.st_mode))
@@ -80,7 +80,7 @@ Result<OwnedDescriptor> openFile(const OwnedDescriptor& directory, const std::st
 Result<Lock> lockOf(const OwnedDescriptor& file) {
   struct stat status = {};
   if (systemCalls().fstat(file.number(), &status) != 0) return failureFromErrno("fstat");
-  if (!S_ISREG(status.st_mode)) return Lock::noFile;
+  if (!S_ISREG(status.st_mode)) return Lock::notRegularFile;
   if (status.st_nlink == 0) return Lock::free;
   struct flock lock = {};
   lock.l_type = F_RDLCK;

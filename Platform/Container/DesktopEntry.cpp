@@ -11,7 +11,7 @@ std::string_view trimmed(std::string_view text) {
   return text.substr(begin, std::max(begin, end) - begin);
 }
 
-/// The value of `key` in the group "Desktop Entry", its first one.
+/// The first value of `key` in the group "Desktop Entry".
 std::optional<std::string_view> valueOf(std::string_view key, std::string_view text) {
   bool isInGroup = false;
   while (!text.empty()) {
@@ -29,8 +29,8 @@ std::optional<std::string_view> valueOf(std::string_view key, std::string_view t
   return std::nullopt;
 }
 
-/// Takes the escapes away that any value of an entry may hold: "\s", "\n", "\t", "\r" and "\\". A
-/// backslash before another character stays for the quotes to read.
+/// Resolves the escapes that any value of an entry may hold: "\s", "\n", "\t", "\r" and "\\". A
+/// backslash before another character is kept, because it may belong to a quoted argument.
 std::string unescaped(std::string_view value) {
   constexpr std::string_view letters = "sntr\\";
   constexpr std::string_view meanings = " \n\t\r\\";
@@ -48,11 +48,11 @@ std::string unescaped(std::string_view value) {
   return result;
 }
 
-/// How many bytes of arguments there may be: as many as any system starts a program with. Field
-/// codes can ask for far more than an entry is long.
+/// The limit for all arguments together, in bytes; no longer ones are needed to start an
+/// application. Without it, repeated field codes could make them far longer than the entry.
 constexpr std::size_t mostArgumentBytes = std::size_t{128} << 10;
 
-/// Reads an "Exec" line into arguments.
+/// Splits the value of "Exec" into arguments.
 class CommandLine {
  public:
   CommandLine(std::string line, std::string name, std::string path)
@@ -103,7 +103,7 @@ class CommandLine {
     return true;
   }
 
-  /// What a field code stands for. There is nothing to open, so most stand for nothing.
+  /// The replacement for a field code. Most become empty, because there is nothing to open.
   [[nodiscard]] std::string meaningOf(char code) const {
     switch (code) {
       case '%':

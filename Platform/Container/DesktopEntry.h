@@ -5,14 +5,15 @@
 #include <string_view>
 #include <vector>
 
-/// Desktop entries, as freedesktop.org describes them: the file that says how an application is
-/// started.
+/// Reads desktop entries, the files that describe how an application is started; freedesktop.org
+/// publishes the format. Thread-safe.
 namespace corvane::Platform::DesktopEntry {
 
-/// The arguments, the program first, by which the entry in `text` starts its application without a
-/// file or address to open. `path` is the file that `text` comes from. Nothing when there is no
-/// group "Desktop Entry" with a key "Exec", when that line is empty, when its quotes do not pair,
-/// or when its field codes stand for more bytes than any program can be started with.
+/// Returns the command line by which the entry in `text` starts its application without a file or
+/// URL to open, the program first. Quotes, escapes and field codes ("%c") are resolved; `path`, the
+/// file that `text` was read from, stands for "%k". Returns nothing if there is no group "Desktop
+/// Entry" with a key "Exec", if its value is empty, if its quotes don't match, or if the arguments
+/// are longer than 128 KiB in all.
 std::optional<std::vector<std::string>> commandLine(std::string_view text, const std::string& path);
 
 }  // namespace corvane::Platform::DesktopEntry

@@ -19,7 +19,7 @@ using UserDatabase::Sources;
 
 constexpr std::size_t largestFile = std::size_t{16} << 20;
 constexpr std::size_t largestAnswer = std::size_t{64} << 10;
-/// Long enough for a database in the network, short enough for a browser that waits.
+/// Enough for a database in the network, and short enough for a browser that is waiting.
 constexpr std::chrono::seconds slowestAnswer{5};
 
 /// The content of a file of the system; empty if there is none.
@@ -30,13 +30,13 @@ Result<std::vector<std::byte>> readOnce(const char* path) {
   return file.failure();
 }
 
-/// Likewise; tries twice, as the system may lack memory or descriptors for a moment.
+/// As `readOnce`, but tries twice, because the system may lack memory or descriptors for a moment.
 Result<std::vector<std::byte>> contentOf(const char* path) {
   auto content = readOnce(path);
   return content ? content : readOnce(path);
 }
 
-/// The cause is never `notFound`: what can't be asked may have the user.
+/// Never with the cause `notFound`: a source that can't be read may have the user.
 Failure cannotRead(const std::string& why) {
   return {FailureCause::other, "read the user database: " + why};
 }
@@ -51,9 +51,9 @@ Result<std::string> usable(std::string home, uid_t user) {
   return home;
 }
 
-/// Asks all sources, as getpwuid(3) does. That function itself would load a library for each source
-/// into the host, whose C library need not be the system's. getent(1) does not tell an unknown user
-/// from a source that is out of reach.
+/// Asks all sources, as getpwuid(3) would. That function loads a library for each source into the
+/// process, and the host's C library need not be the system's. getent(1) does not distinguish an
+/// unknown user from a source that can't be reached.
 Result<std::string> homeByNameService(uid_t user) {
   const auto answer =
       outputOf({"/usr/bin/getent", "passwd", std::to_string(user)}, slowestAnswer, largestAnswer);
@@ -65,8 +65,8 @@ Result<std::string> homeByNameService(uid_t user) {
 
 }  // namespace
 
-/// Starting another program costs more than the rest of start-up; where the file answers first, it
-/// is the same to read that.
+/// Starting getent costs more than the rest of start-up. If /etc/passwd comes first among the
+/// sources, reading it gives the same result.
 Result<std::string> homeDirectoryOf(uid_t user) {
   const auto configuration = contentOf("/etc/nsswitch.conf");
   if (!configuration) return cannotRead(configuration.failure().text);

@@ -14,7 +14,7 @@
 namespace corvane::Platform {
 namespace {
 
-/// Each name that is posted keeps descriptors open, so at most this many names are kept.
+/// Connections are kept for at most this many names, because each name keeps descriptors open.
 constexpr std::size_t mostNamesKept = 100;
 
 /// At most this many notifications are delivered per iteration of the loop, so that a flood of
@@ -33,7 +33,7 @@ class SocketNotifications final : public NotificationChannel {
     return linked_.contains(name);
   }
 
-  /// Makes all that is missing for hearing `name`.
+  /// Creates the socket if there is none yet and links it for `name`.
   Result<Done> listen(const std::string& name) override {
     if (!socket_) {
       if (auto opened = open(); !opened) return opened;
@@ -56,7 +56,7 @@ class SocketNotifications final : public NotificationChannel {
     }
   }
 
-  /// Makes no directory: without one there are no observers.
+  /// Creates no directory: if there is none, there are no observers.
   void post(const std::string& name) override {
     if (connections_.size() >= mostNamesKept && !connections_.contains(name))
       std::erase_if(connections_, [](const auto& entry) { return entry.second.isIdle(); });
@@ -108,8 +108,8 @@ class SocketNotifications final : public NotificationChannel {
     readable_ = loop_.onReadable(socket_->descriptor(), [this] { receive(); });
   }
 
-  /// Takes one notification, as the loop calls again while there are more. Pauses when the system
-  /// can't give one.
+  /// Receives one notification; the loop calls again while there are more. Pauses if the system
+  /// can't receive for now.
   void receive() {
     const auto name = socket_->receive();
     if (name) {
@@ -132,8 +132,8 @@ class SocketNotifications final : public NotificationChannel {
   std::string socketName_;
   std::optional<NotificationSocket> socket_;
   std::set<std::string> linked_;      // names whose directory holds a link to the socket
-  EventLoop::Registration readable_;  // or the pause before it is watched again
-  bool isFailing_ = false;            // the socket, which the system log says once
+  EventLoop::Registration readable_;  // or the timer of the pause after a failure
+  bool isFailing_ = false;            // the last receive failed, which was logged once
   std::optional<NotificationCleaner> cleaner_;
 };
 

@@ -16,15 +16,15 @@
 namespace corvane::Platform {
 namespace {
 
-/// Lets the first reply be sent before the cleaning starts.
+/// Long enough that the first reply is sent before the cleaning starts.
 constexpr std::chrono::milliseconds pauseBeforeStart{5};
 
-/// A hidden socket that refuses may be one that is just being bound, even by a process that can't
-/// be seen from here; not when it is older than this.
+/// A hidden socket that refuses connections may still be in the process of being bound, even by a
+/// process in another namespace. One that is older than this is not.
 constexpr std::chrono::seconds longestBinding{10};
 
-/// How long an empty directory is left for the next process that observes its name: to remove one
-/// and make it again costs a disk milliseconds.
+/// How long an empty directory is kept for the next process that observes its name: removing and
+/// creating it again would cost milliseconds on a disk.
 constexpr std::chrono::hours longestUnused{1};
 
 bool isOlderThan(const OwnedDescriptor& directory, const std::string& entry,
@@ -52,7 +52,7 @@ NotificationCleaner::NotificationCleaner(EventLoop& loop,
       notifications_(notifications),
       next_(loop.at(EventLoop::now() + pauseBeforeStart, [this] { step(); })) {}
 
-/// Lists a piece of a directory, or looks at one entry. What can't be read is left to the next
+/// Lists a part of a directory or inspects one entry. What can't be read is left to the next
 /// process that observes.
 void NotificationCleaner::step() {
   if (current_) {
@@ -66,7 +66,7 @@ void NotificationCleaner::step() {
   next_ = loop_.at(EventLoop::now(), [this] { step(); });
 }
 
-/// Lists the next names; false at their end.
+/// Lists the next names. Returns false at the end.
 bool NotificationCleaner::list() {
   if (!directory_) {
     auto directory = Directories::open(notifications_.descriptor(), ".");
@@ -95,7 +95,7 @@ void NotificationCleaner::stepInName() {
     auto next = Directories::nextEntries(current_->directory);
     if (next) entries = std::move(next).value();
     if (entries.empty()) {
-      if (current_->removedAny || current_->isForgotten)  // fails unless it is empty
+      if (current_->removedAny || current_->isForgotten)  // fails unless empty
         systemCalls().unlinkat(directory_.number(), current_->name.c_str(), AT_REMOVEDIR);
       current_.reset();
     }

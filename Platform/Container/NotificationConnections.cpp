@@ -18,8 +18,8 @@
 namespace corvane::Platform {
 namespace {
 
-/// A socket counts as writable long after it takes a datagram again (a quarter of its buffer may be
-/// unread then), so it is also tried now and then.
+/// A full socket polls as writable only once three quarters of its buffer are free, long after it
+/// accepts a datagram again, so sending is also retried by time.
 constexpr std::chrono::milliseconds retryPause{10};
 
 }  // namespace
@@ -57,7 +57,7 @@ void NotificationConnections::lookAgainSoon() {
   again_ = loop_.at(EventLoop::now() + retryPause, [this] { lookAgain(); });
 }
 
-/// Sends the name to observers that could not be listed when it was posted.
+/// Lists again and sends the name to observers that were not known when it was posted.
 void NotificationConnections::lookAgain() {
   isLooking_ = !listAnew();
   for (const auto& observer : observers_)
@@ -80,8 +80,8 @@ NotificationConnections::Sent NotificationConnections::sendTo(Observer& observer
   return Sent::taken;
 }
 
-/// Queues one more post for `observer`. If its queue was full, waits until it is writable; after
-/// any other failure only retries by time, because the socket may be writable all along.
+/// Adds a pending post for `observer`. If its queue is full, watches for writability; after any
+/// other failure only retries by time, because the socket may poll as writable meanwhile.
 void NotificationConnections::await(Observer& observer, Sent why) {
   observer.pending.push_back(EventLoop::now());
   if (observer.pending.size() > 1) return;
@@ -109,7 +109,7 @@ void NotificationConnections::sendPending(Observer& observer) {
   observer.writable = {};
 }
 
-/// Sends what there is room for and drops what has waited for too long.
+/// Sends as many pending posts as there is room for and drops those that have waited too long.
 void NotificationConnections::tryAgain(Observer& observer) {
   sendPending(observer);
   const auto now = EventLoop::now();
@@ -140,8 +140,8 @@ void NotificationConnections::finish(Clock::time_point end) {
   }
 }
 
-/// Connects to the observers that are new and forgets those that have left. Returns false when some
-/// may be missing; those that are known are kept then.
+/// Connects to new observers and forgets those that have left. Returns false if some may be
+/// missing; if the directory can't be read, all known ones are kept.
 bool NotificationConnections::listAnew() {
   stamp_ = {};
   auto directory = Directories::open(path_);
@@ -167,7 +167,8 @@ bool NotificationConnections::listAnew() {
   return isComplete;
 }
 
-/// Adds the observer `entry`, if it is one. Returns false when that can't be known now.
+/// Connects to `entry` if it is the socket of an observer. Returns false if that is unknown for
+/// now.
 bool NotificationConnections::connectTo(const std::string& entry) {
   auto connection = NotificationSocket::connectedTo(directory_, entry);
   if (connection) {
@@ -181,7 +182,7 @@ bool NotificationConnections::connectTo(const std::string& entry) {
     remove(entry);
     return true;
   }
-  stamp_ = {};  // the next post looks again
+  stamp_ = {};  // the next post lists again
   return cause == FailureCause::notPermitted;
 }
 

@@ -12,45 +12,49 @@
 
 namespace corvane::Platform {
 
-/// Connections to all observers of one notification, for posting. One socket per observer, so that
-/// a full queue delays no other. Connections are kept between posts; the directory is listed again
-/// when it has changed. On the loop's thread.
+/// Posts one notification to all its observers. Has one connected socket per observer, so that a
+/// full queue of one does not delay the others. Connections are kept between posts; the directory
+/// of the observers is listed again only if it has changed. Never blocks, except in `finish`. Must
+/// be used on the loop's thread.
 class NotificationConnections {
  public:
-  /// How long an observer with a full queue may take nothing.
+  /// How long an observer with a full queue may read nothing before a post to it is dropped.
   static constexpr std::chrono::milliseconds longestStandstill{100};
 
-  /// For the notification `name`, whose directory is `parent` + `name`, whether it exists or not.
-  /// `loop` must outlive this object.
+  /// For the notification `name`. Its directory is `parent` + `name`; it need not exist. `loop`
+  /// must outlive this object.
   NotificationConnections(EventLoop& loop, const std::string& parent, std::string name);
 
-  /// Sends the name to all observers. Removes sockets of dead processes, and the directory if that
-  /// leaves it empty; entries that are not sockets stay. An observer whose queue is full gets the
-  /// name when there is room; one that takes nothing for `longestStandstill` misses it. If the
-  /// observers can't be listed, the known ones get the name at once; those found within
-  /// `longestStandstill` get it once, however often it was posted.
+  /// Posts: sends the name to all observers. An observer whose queue is full gets it as soon as
+  /// there is room; one that reads nothing for `longestStandstill` misses it. If the observers
+  /// can't be listed, the known ones get it at once, and those found within `longestStandstill` get
+  /// it once, however often it was posted meanwhile.
+  ///
+  /// Removes sockets of dead processes on the way, and the directory if that leaves it empty.
+  /// Entries that are not sockets stay.
   void send();
 
-  /// Whether no observer has anything to get.
+  /// Returns true if nothing remains to be delivered.
   [[nodiscard]] bool isIdle() const;
 
-  /// Blocks until every observer has what was sent, or `end`.
+  /// Blocks until every observer has got what was posted, until `end` at most.
   void finish(EventLoop::Clock::time_point end);
 
  private:
   using Clock = EventLoop::Clock;
 
   struct Observer {
-    std::string entry;
+    std::string entry;  // the name of its socket in the directory
     OwnedDescriptor connection;
-    std::deque<Clock::time_point> pending = {};  // the time of each post that is still pending
+    std::deque<Clock::time_point> pending = {};  // the times of posts not yet delivered
     Clock::time_point lastTaken = Clock::time_point::min();
-    EventLoop::Registration writable = {};
-    EventLoop::Registration retry = {};
-    bool isGone = false;
-    bool isNew = true;  // nothing was sent to it yet
+    EventLoop::Registration writable = {};  // while its queue is full
+    EventLoop::Registration retry = {};     // while posts are pending
+    bool isGone = false;                    // no process has the socket open
+    bool isNew = true;                      // nothing was sent to it yet
   };
 
+  // The outcome of one send. `refused`: for lack of memory or the like; `gone`: no process reads.
   enum class Sent { taken, full, refused, gone };
 
   bool listAnew();
@@ -69,11 +73,11 @@ class NotificationConnections {
   const std::string name_;
   const std::string path_;
   OwnedDescriptor directory_;
-  DirectoryStamp stamp_;
+  DirectoryStamp stamp_;  // of the last complete listing
   std::vector<std::unique_ptr<Observer>> observers_;
-  bool isLooking_ = false;         // for observers that could not be listed
-  Clock::time_point lookLimit_;    // until when they are looked for
-  EventLoop::Registration again_;  // the next look for them
+  bool isLooking_ = false;         // some observers may be missing: list again soon
+  Clock::time_point lookLimit_;    // when to stop doing that
+  EventLoop::Registration again_;  // the next listing
 };
 
 }  // namespace corvane::Platform

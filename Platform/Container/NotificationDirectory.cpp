@@ -15,8 +15,9 @@ namespace {
 
 constexpr mode_t directoryMode = 0700;
 
-/// How often a directory is made that others remove while it is empty. Each process that starts or
-/// ends removes it once at most; this many in a row means that the socket itself is gone.
+/// How often to create a directory that other processes keep removing while it is empty. Each
+/// process that starts or ends removes it at most once; after so many attempts in a row, it must be
+/// the socket itself that is gone.
 constexpr int linkAttempts = 100;
 
 }  // namespace

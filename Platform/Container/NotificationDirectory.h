@@ -8,35 +8,41 @@
 
 namespace corvane::Platform {
 
-/// The directory `Notifications` of a group container. In it lies, for each name that somebody
-/// observes, a directory of that name, and there a link to the socket of each process that does.
-/// The sockets themselves are bound under a hidden name beside these directories, so that a link
-/// never shows before it can be reached.
+/// The directory `Notifications` of a group container. It holds a directory for each name that is
+/// observed, and in that a link to the socket of each process that observes the name. A process has
+/// one socket for all names, bound in `Notifications` itself under a hidden name, so that no link
+/// exists before its socket can be connected to.
 ///
-/// Every process of the user works here at the same time and may die at any instruction. Stateless
-/// but for the open directory; safe from any thread.
+/// All processes of the user change these directories at the same time, and each may die at any
+/// instruction; so every operation allows for entries that appear or vanish meanwhile. Stateless
+/// except for the open descriptor. Movable. Thread-safe.
 class NotificationDirectory {
  public:
-  /// Opens the directory, after making it when it is missing; never makes the container.
+  /// Opens the directory; creates it, mode 0700, if it is missing. Never creates the container.
+  /// Fails if that is missing or can't be written.
   static Result<NotificationDirectory> open(const std::string& containerDirectory);
 
+  /// The open directory; valid as long as this object.
   [[nodiscard]] const OwnedDescriptor& descriptor() const { return directory_; }
 
-  /// The hidden name under which the socket `socketName` is bound.
+  /// The hidden name under which the socket `socketName` is bound. `socketName` comes from
+  /// ProcessFileName::make.
   static std::string hidden(const std::string& socketName) { return '.' + socketName; }
 
-  /// Links the socket `socketName`, which is bound, into the directory of `name`, which is made as
-  /// often as others remove it empty. Linking twice is fine; a symbolic link in place of the
-  /// directory is refused.
+  /// Links the bound socket `socketName` into the directory of `name`, which is created as often as
+  /// other processes remove it because it is empty. Linking twice is fine. Fails with `notFound` if
+  /// the socket's hidden name has been removed, and if something other than a directory, for
+  /// example a symbolic link, has the name.
   [[nodiscard]] Result<Done> link(const std::string& socketName, const std::string& name) const;
 
-  /// Removes the link.
+  /// Removes that link. This and the two below ignore failures; what is left is removed by a later
+  /// process.
   void unlink(const std::string& socketName, const std::string& name) const;
 
   /// Removes the directory of `name` if it is empty.
   void removeName(const std::string& name) const;
 
-  /// Takes the hidden name of the socket away.
+  /// Removes the hidden name of the socket; links to it remain.
   void removeSocket(const std::string& socketName) const;
 
  private:

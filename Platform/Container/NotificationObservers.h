@@ -9,15 +9,16 @@
 
 namespace corvane::Platform {
 
-/// One process that observes one notification.
+/// A process that observes a notification.
 struct NotificationObserver {
-  std::string name;  ///< of the notification
+  std::string name;  ///< the notification
   pid_t process = 0;
-  bool isGone = false;  ///< what a process that was killed left; the next that observes removes it
+  bool isGone = false;  ///< its process was killed; the next process that observes removes it
 };
 
-/// Who observes what in the group container `containerDirectory`, as it stands now, in no order, by
-/// the links to their sockets. Fails when that can't be read. Changes nothing. Thread-safe.
+/// Lists the observers of all notifications in the group container `containerDirectory`, as they
+/// are now and in no particular order: one element for each link to a socket. Empty if nothing was
+/// ever observed. Fails if a directory can't be read. Changes nothing. For diagnosis. Thread-safe.
 Result<std::vector<NotificationObserver>> notificationObservers(
     const std::string& containerDirectory);
 

@@ -16,7 +16,7 @@
 namespace corvane::Platform {
 namespace {
 
-/// The address of what lies at `path`; nothing when that is too long for an address.
+/// The socket address of `path`, or nothing if it is too long for one.
 std::optional<sockaddr_un> addressOf(const std::string& path) {
   sockaddr_un address = {};
   address.sun_family = AF_UNIX;
@@ -43,7 +43,7 @@ Result<NotificationSocket> NotificationSocket::bind(const OwnedDescriptor& direc
   if (!socket) return failureFromErrno("socket");
   const auto address = addressOf(pathOf(directory) + "/" + name);
   if (!address) return Failure{FailureCause::other, "the name of a socket is too long"};
-  // What is bound takes the mode over: only its user may send, whatever the umask.
+  // The bound file gets the mode of the socket: only its user may send, whatever the umask.
   if (systemCalls().fchmod(socket.number(), socketMode) != 0) return failureFromErrno("fchmod");
   if (systemCalls().bind(socket.number(), plain(*address), sizeof *address) != 0)
     return failureFromErrno("bind");

@@ -10,28 +10,29 @@
 
 namespace corvane::Platform {
 
-/// The datagram socket through which a process hears notifications: each datagram is the name of
-/// one. Bound and reached through the descriptor of a directory, as paths of containers are longer
-/// than socket addresses.
+/// The datagram socket (unix(7)) through which a process receives notifications; each datagram is
+/// the name of one. Sockets are addressed through the descriptor of their directory, because the
+/// paths of containers are longer than socket addresses may be. Movable. One thread at a time.
 class NotificationSocket {
  public:
-  /// Binds a new socket under `name` in `directory`, mode 0600.
+  /// Creates a socket and binds it as `name` in `directory`, mode 0600: only processes of the user
+  /// may send to it. Fails if the name exists.
   static Result<NotificationSocket> bind(const OwnedDescriptor& directory, const std::string& name);
 
-  /// Makes a socket that reaches only the socket `name` in `directory`. Fails with `disconnected`
-  /// if no process has that open any more, or if it is not a socket, be it a symbolic link to one.
+  /// Creates a socket for sending, connected to the socket `name` in `directory`. Fails with
+  /// `disconnected` if no process has that one open any more or if the entry is not a socket;
+  /// symbolic links are not followed.
   static Result<OwnedDescriptor> connectedTo(const OwnedDescriptor& directory,
                                              const std::string& name);
 
-  /// Whether it is certain that `name` in `directory` is a socket and that no process has it open
-  /// any more.
+  /// Returns true if `name` in `directory` is certainly a socket that no process has open any more.
   static bool isDead(const OwnedDescriptor& directory, const std::string& name);
 
-  /// Returns the text of the next datagram, valid until the next call, and drops those that can't
-  /// be a name. Never blocks: "" when there is none.
+  /// Returns the name in the next datagram, valid until the next call, or "" if there is none.
+  /// Skips datagrams that can't be names. Never blocks. Fails if the system can't receive for now.
   Result<std::string_view> receive();
 
-  /// By which to wait for datagrams.
+  /// The descriptor to watch for datagrams; stays owned by this object.
   [[nodiscard]] int descriptor() const { return socket_.number(); }
 
  private:

@@ -6,18 +6,19 @@
 #include <string>
 #include <string_view>
 
-/// Names of what one process puts into a directory that many share: "<process identifier>.<16
-/// hexadecimal digits>". The digits are random, as process identifiers come again. Safe from any
-/// thread.
+/// Names for the files of one process in a directory that many processes share: "<process
+/// identifier>.<16 hexadecimal digits>". The digits are random, because process identifiers are
+/// reused. Thread-safe.
 namespace corvane::Platform::ProcessFileName {
 
-/// A new name for this process. Throws like randomBytes.
+/// Returns a new name for this process, different at each call. Throws as randomBytes does.
 std::string make();
 
-/// The process that `name` belongs to, or nothing when `name` is no such name.
+/// Returns the process identifier in `name`, or nothing if `name` does not have this form.
 std::optional<pid_t> processOf(std::string_view name);
 
-/// Whether no process has the identifier `process`, as far as can be seen from here.
+/// Returns true if no process with the identifier `process` is visible from here. One in another
+/// process namespace may exist all the same.
 bool isGone(pid_t process);
 
 }  // namespace corvane::Platform::ProcessFileName

@@ -14,16 +14,16 @@
 namespace corvane::Platform {
 namespace {
 
-/// What `isRunning` has found, so that it need not look again: while the instance still runs, or
-/// while nothing has come into the directory in which there was none.
+/// What `isRunning` found last. Still right while the instance found is running or, if there was
+/// none, while the directory is unchanged.
 struct Look {
-  OwnedDescriptor directory;  // the application's, or the nearest above it that there is
+  OwnedDescriptor directory;  // the application's, or its nearest existing parent
   DirectoryStamp stamp;
   std::optional<RunningInstance> instance;
 };
 
-/// Finds the first instance in `directory` that `isWanted`. Fails when there is none, but one may
-/// be among what can't be looked at.
+/// Returns the first running instance in `directory` for whose file name `isWanted` returns true.
+/// Fails if none was found but some entries could not be inspected.
 template <class IsWanted>
 Result<std::optional<RunningInstance>> findIn(const OwnedDescriptor& directory, IsWanted isWanted) {
   const auto names = Directories::entries(directory);
@@ -138,8 +138,8 @@ Result<int> RunningApplications::observe(const std::string& bundleIdentifier,
   auto& observation = known_->observations[bundleIdentifier];
   observation = std::make_unique<ApplicationObservation>(loop_, containerDirectory_,
                                                          bundleIdentifier, std::move(changed));
-  // Listening comes before the first look: between the two nothing is missed. When it fails, the
-  // center tries again, and calls when it has succeeded.
+  // Observes before the first look, so that no start between the two is missed. If this fails, the
+  // center retries, and calls back once it has succeeded.
   (void)center_.observe(ApplicationRegistry::launchedName(bundleIdentifier),
                         [watched = observation.get()] { watched->look(); });
   return observation->begin();

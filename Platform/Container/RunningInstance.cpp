@@ -16,8 +16,8 @@ using ApplicationRegistry::Lock;
 
 namespace {
 
-/// A descriptor of the process `identifier`; an empty one where the system refuses to tell of
-/// processes.
+/// Opens a descriptor of the process `identifier`; returns an empty one if the system gives no
+/// access to processes.
 Result<OwnedDescriptor> openProcess(pid_t identifier) {
   OwnedDescriptor process(linuxCalls().pidfdOpen(identifier));
   if (process) return process;
@@ -41,8 +41,8 @@ Result<std::optional<RunningInstance>> RunningInstance::find(const OwnedDescript
   using Found = std::optional<RunningInstance>;
   const auto identifier = ProcessFileName::processOf(name);
   if (!identifier) return Found();
-  // The process before the lock: if it ends from here on and another one gets its identifier, it is
-  // still this one that is asked.
+  // The process before the lock: if it ends after this and another process gets its identifier, the
+  // descriptor still refers to the one that ended.
   auto process = openProcess(*identifier);
   if (!process) return unlessMissing(process.failure());
   auto file = ApplicationRegistry::openFile(directory, name);

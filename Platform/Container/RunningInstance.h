@@ -11,20 +11,24 @@
 
 namespace corvane::Platform {
 
-/// An instance of an application that was found running. It runs while it holds the lock of its
-/// file in the registry and its process lives: a lock alone may have been handed on to a child.
-/// Where the system refuses to tell of processes, the lock alone decides. One thread at a time.
+/// A running instance of an application. It counts as running while it holds the lock on its file
+/// in the registry and its process lives; the lock alone does not suffice, because a child process
+/// may have inherited it. If the system gives no access to processes (pidfd_open(2) is forbidden in
+/// some sandboxes), the lock alone decides. Keeps both open, so that a reused process identifier or
+/// file name can't be mistaken for it. Movable. One thread at a time.
 class RunningInstance {
  public:
-  /// The instance whose file is `name` in `directory`, if it runs. Fails when that can't be known.
+  /// Returns the instance whose file is `name` in `directory`, or nothing if it is not running or
+  /// `name` is not the file of an instance. Fails if that is unknown for now.
   static Result<std::optional<RunningInstance>> find(const OwnedDescriptor& directory,
                                                      const std::string& name);
 
-  /// Whether it has ended since, or given its registration back: looks anew at each call, at its
-  /// process and at its file, which are kept open. True only if that is certain.
+  /// Returns true if the instance has certainly ended or has released its registration; checked
+  /// anew at each call.
   [[nodiscard]] bool hasEnded() const;
 
-  /// Becomes readable when the process has ended; negative where the system refuses to tell.
+  /// A descriptor that becomes readable when the process ends, or negative if the system gives no
+  /// access to it. Stays owned by this object.
   [[nodiscard]] int processDescriptor() const { return process_.number(); }
 
  private:

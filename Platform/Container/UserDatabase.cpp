@@ -28,19 +28,19 @@ std::string_view takeWord(std::string_view& line, std::string_view ends = blanks
   return word;
 }
 
-/// What the list of sources `list` means.
+/// Translates the list of sources of one line.
 UserDatabase::Sources sourcesOf(std::string_view list) {
   using UserDatabase::Sources;
   if (takeWord(list) != "files") return Sources::others;
   const std::string_view next = takeWord(list);
   if (next.empty()) return Sources::fileOnly;
-  // What follows a source in brackets can also say that others are asked although it answers.
+  // An action in brackets after a source may have others asked even if that one answers.
   return next.front() == '[' ? Sources::others : Sources::fileFirst;
 }
 
 }  // namespace
 
-/// As the C library reads it: the colon may be missing, and of several lines the last one counts.
+/// As the C library does: the colon may be missing, and of several lines the last one counts.
 UserDatabase::Sources UserDatabase::sourcesIn(std::string_view configuration) {
   Sources sources = Sources::fileOnly;
   while (!configuration.empty()) {
@@ -63,7 +63,7 @@ std::optional<std::string> UserDatabase::homeIn(std::string_view text, uid_t use
     uid_t found = 0;
     const auto read = std::from_chars(number.data(), number.data() + number.size(), found);
     if (read.ec != std::errc() || read.ptr != number.data() + number.size()) continue;
-    // The first character of a comment, or of a line for sources of another kind.
+    // First characters of comments and of lines that refer to other sources.
     constexpr std::string_view noName = "#+-";
     if (fields[0].empty() || noName.find(fields[0].front()) != noName.npos) continue;
     if (found == user) return std::string(fields[5].substr(0, 1) == "/" ? fields[5] : "");
