@@ -4,6 +4,10 @@
 #include <utility>
 #include <variant>
 
+// Base/ holds what every other directory may use and what depends on none of them: results, bytes,
+// strings, JSON, property lists, and the values that requests are made of. Nothing in it calls the
+// operating system or starts a thread.
+
 namespace corvane {
 
 /// The vocabulary of failure of the whole program: why an operation failed, as far as callers
