@@ -32,7 +32,7 @@ std::int64_t integerOf(std::string_view text) {
   text.remove_prefix(start);
   const bool isNegative = text.front() == '-';
   if (isNegative || text.front() == '+') text.remove_prefix(1);
-  std::int64_t value = 0;  // kept negative, which has room for one more
+  std::int64_t value = 0;  // negative while it is read: the range is larger by one there
   for (const char character : text) {
     if (character < '0' || character > '9') break;
     const std::int64_t digit = character - '0';
@@ -46,8 +46,8 @@ std::int64_t integerOf(std::string_view text) {
 }  // namespace
 
 struct GroupSettings::Store {
-  std::vector<std::byte> bytes;            // none when nothing was ever set
-  std::optional<BinaryPropertyList> list;  // lies in `bytes`; its top is a dictionary
+  std::vector<std::byte> bytes;            // empty if nothing was ever set
+  std::optional<BinaryPropertyList> list;  // refers to `bytes`; its top is a dictionary
 };
 
 Result<GroupSettings> GroupSettings::open(const std::string& containerDirectory,
