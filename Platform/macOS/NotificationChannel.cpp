@@ -16,8 +16,8 @@
 namespace corvane::Platform {
 namespace {
 
-/// At most this many notifications are delivered per iteration of the loop, so that a flood of
-/// posts does not starve other events.
+/// At most this many notifications are delivered by one `deliverPending`, so that a flood of posts
+/// does not starve other events.
 constexpr int mostAtOnce = 1000;
 
 /// With notify(3): one descriptor reports all names. The system makes it with the first
@@ -51,18 +51,8 @@ class DarwinNotifications final : public NotificationChannel {
     return Done{};
   }
 
-  /// notify(3) writes the token of a registration as an integer in network byte order.
   void deliverPending() override {
-    for (int count = 0; count < mostAtOnce && descriptor_ >= 0; ++count) {
-      std::uint32_t token = 0;
-      const ssize_t size = ::read(descriptor_, &token, sizeof token);
-      if (size < 0 && (errno == EAGAIN || errno == EINTR)) return;
-      if (size != sizeof token) return pause();
-      isFailing_ = false;
-      const auto found = std::find_if(tokens_.begin(), tokens_.end(), [&](const auto& entry) {
-        return entry.second == static_cast<int>(ntohl(token));
-      });
-      if (found != tokens_.end()) received_(found->first);
+    for (int count = 0; count < mostAtOnce && receive(); ++count) {
     }
   }
 
@@ -76,7 +66,27 @@ class DarwinNotifications final : public NotificationChannel {
 
  private:
   void watch() {
-    readable_ = loop_.onReadable(descriptor_, [this] { deliverPending(); });
+    readable_ = loop_.onReadable(descriptor_, [this] { receive(); });
+  }
+
+  /// Receives one notification; the loop calls again while there are more, and its other tasks in
+  /// between. Returns false if none is there. notify(3) writes the token of a registration as an
+  /// integer in network byte order.
+  bool receive() {
+    if (descriptor_ < 0) return false;
+    std::uint32_t token = 0;
+    const ssize_t size = ::read(descriptor_, &token, sizeof token);
+    if (size < 0 && (errno == EAGAIN || errno == EINTR)) return false;
+    if (size != sizeof token) {
+      pause();
+      return false;
+    }
+    isFailing_ = false;
+    const auto found = std::find_if(tokens_.begin(), tokens_.end(), [&](const auto& entry) {
+      return entry.second == static_cast<int>(ntohl(token));
+    });
+    if (found != tokens_.end()) received_(found->first);
+    return true;
   }
 
   /// Before it is read again, when the system can't give what has arrived.
