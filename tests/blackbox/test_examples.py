@@ -10,6 +10,7 @@ from host import APPLICATION, DEADLINE, GROUP
 from test_check_main_app import ELSEWHERE, check
 
 EXAMPLES = Path(__file__).parents[2] / "examples/main-application"
+PYTHON = EXAMPLES / "python/main_application.py"
 GO = Path("/usr/bin/go")  # scripts/test --all installs it
 KEPT = (b"ready\n", set(), 0, [])
 
@@ -36,7 +37,7 @@ def checked(command):
 
 class Examples(unittest.TestCase):
     def test_each_keeps_the_contract(self):
-        commands = [EXAMPLES / "python/main_application.py"]
+        commands = [PYTHON]
         with tempfile.TemporaryDirectory() as folder, ThreadPoolExecutor() as pool:
             if GO.exists():
                 commands.append(Path(folder, "main.go"))
@@ -46,3 +47,16 @@ class Examples(unittest.TestCase):
                     self.assertEqual(seen, KEPT)
         if not GO.exists():
             self.skipTest("golang-go is not installed; the others keep it")
+
+    def test_one_that_dies_is_started_again(self):
+        with tempfile.TemporaryDirectory() as home:
+            program = Path(home, "application.py")
+            text = PYTHON.read_text().replace("def openSettings(self):\n        pass",
+                                                "def openSettings(self):\n        os._exit(1)")
+            program.write_text(text)
+            _, names = check("--changes", "--only", "command-openSettings", "--only", "command-appState",
+                             "--only", "command-updateApp", "--start", f"exec python3 {program}", home=home)
+            container = Path(home, ".local/share/group-containers", GROUP)
+            self.assertEqual(names["broken"], {"command-openSettings"})
+            self.assertEqual(names["holds"], {"command-appState", "command-updateApp"})
+            self.assertEqual([*container.glob("Applications/*/*")], [])

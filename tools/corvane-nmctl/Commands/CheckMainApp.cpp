@@ -6,11 +6,14 @@
 #include <string>
 #include <vector>
 
+#include "Platform/Container/GroupContainerLocation.h"
 #include "Platform/StandardStreams.h"
+#include "SharedComponents/Configuration.h"
 #include "tools/corvane-nmctl/Commands/Commands.h"
 #include "tools/corvane-nmctl/Link.h"
 #include "tools/corvane-nmctl/MainAppCheck/Bench.h"
 #include "tools/corvane-nmctl/MainAppCheck/Point.h"
+#include "tools/corvane-nmctl/MainAppCheck/StartedApplication.h"
 #include "tools/corvane-nmctl/Waking.h"
 #include "tools/corvane-nmctl/Ways.h"
 
@@ -20,6 +23,7 @@ namespace {
 using MainAppCheck::Bench;
 using MainAppCheck::Point;
 using MainAppCheck::Points;
+using MainAppCheck::StartedApplication;
 using MainAppCheck::Verdict;
 using Kind = Verdict::Kind;
 
@@ -29,6 +33,7 @@ struct CheckOptions {
   std::vector<std::string> only;
   bool lists = false;
   bool mayChange = false;
+  std::string start;  ///< the command line of the application; empty: it runs already
 };
 
 /// `outcome`: "" if the point was not tried.
@@ -92,10 +97,18 @@ void list(Context& context, const Points& points) {
   context.result = JsonObject{{"points", all}};
 }
 
-/// Examines all of them; false when people wanted it to end before that.
+/// Starts the application again if it has ended. If that fails, the points that follow say so.
+void keepRunning(StartedApplication* started, Bench& bench) {
+  if (started == nullptr || bench.isRunning()) return;
+  if (const auto instance = started->start(bench.container())) bench.attach(instance.value());
+}
+
+/// Examines all of them, on an application that is `started` if it is not null. False if the user
+/// interrupted it.
 bool examineAll(const Points& points, Bench& bench, const std::string& whyNoChanges,
-                Report& report) {
+                StartedApplication* started, Report& report) {
   for (const Point& point : points) {
+    keepRunning(started, bench);
     const Verdict verdict = MainAppCheck::examine(point, bench, whyNoChanges);
     if (Waking::isInterrupted()) return false;
     report.tell(point, verdict);
@@ -103,12 +116,9 @@ bool examineAll(const Points& points, Bench& bench, const std::string& whyNoChan
   return true;
 }
 
-void run(Context& context, Points points, const CheckOptions& options) {
-  if (!options.only.empty())
-    std::erase_if(points, [&options](const Point& point) {
-      return std::find(options.only.begin(), options.only.end(), point.name) == options.only.end();
-    });
-  if (options.lists) return list(context, points);
+/// Examines the points on the application that runs in the container.
+void examineRunning(Context& context, const Points& points, const CheckOptions& options,
+                    int wakings, StartedApplication* started) {
   const Container container = findContainer();
   if (container.fault) return fail(context, *container.fault);
   for (const Way way : {Way::applications, Way::notifications, Way::data})
@@ -117,19 +127,47 @@ void run(Context& context, Points points, const CheckOptions& options) {
   if (registry.running.empty())
     return fail(context, Code("application-not-running"),
                 "the main application does not run, start it first: " + registry.faults.front());
-  Platform::ignoreSignalsOfWrites();
-  const auto wakings = Waking::begin();
-  if (!wakings) return fail(context, Code("system-refuses"), wakings.failure().text);
-  auto bench = Bench::make(container.path, registry.running.front(), wakings.value());
+  auto bench = Bench::make(container.path, registry.running.front(), wakings);
   if (!bench) return fail(context, Code("check-impossible"), bench.failure().text);
   Report report(context.output);
-  const bool isWhole = examineAll(points, bench.value(),
-                                  options.mayChange ? "" : "it takes --changes to try it", report);
+  const bool isWhole =
+      examineAll(points, bench.value(), options.mayChange ? "" : "it takes --changes to try it",
+                 started, report);
   const auto left = bench->leave();
   if (!isWhole) fail(context, Code("interrupted"), "interrupted");
   if (isWhole) context.result = report.end();
   for (const std::string& one : left) fail(context, Code("state-not-restored"), one);
   if (!report.isKept()) context.status = 1;
+}
+
+/// The same on one that is started by `options.start`, and again whenever it has ended.
+void examineStarted(Context& context, const Points& points, const CheckOptions& options,
+                    int wakings) {
+  const auto location = Platform::GroupContainers::locationOf(Configuration::AppGroupIdentifier);
+  if (!location) return fail(context, Code("user-without-home"), location.failure().text);
+  if (!MainAppCheck::registryIn(location.value()).running.empty())
+    return fail(context, Code("application-runs-already"),
+                "an application runs already; end it, or leave out --start");
+  StartedApplication started(options.start);
+  if (const auto instance = started.start(location.value()); !instance)
+    return fail(context, Code("application-not-started"),
+                "the application that --start names: " + instance.failure().text);
+  examineRunning(context, points, options, wakings, &started);
+}
+
+void run(Context& context, Points points, const CheckOptions& options) {
+  if (!options.only.empty())
+    std::erase_if(points, [&options](const Point& point) {
+      return std::find(options.only.begin(), options.only.end(), point.name) == options.only.end();
+    });
+  if (options.lists) return list(context, points);
+  Platform::ignoreSignalsOfWrites();
+  const auto wakings = Waking::begin();
+  if (!wakings) return fail(context, Code("system-refuses"), wakings.failure().text);
+  if (options.start.empty())
+    examineRunning(context, points, options, wakings.value(), nullptr);
+  else
+    examineStarted(context, points, options, wakings.value());
 }
 
 }  // namespace
@@ -150,6 +188,9 @@ void addCheckMainApp(CLI::App& app, Context& context) {
   command.add_flag("--changes", options->mayChange,
                    "also what changes the user's state for a moment, opens windows, reports a site "
                    "and looks for an update");
+  command.add_option(
+      "--start", options->start,
+      "start the main application by this command line, and again whenever it has ended");
   command.callback([&context, options, points] { run(context, *points, *options); });
 }
 

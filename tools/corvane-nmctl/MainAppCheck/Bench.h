@@ -41,7 +41,13 @@ class Bench {
   [[nodiscard]] const Platform::NotificationDirectory& notifications() const { return folders_; }
   [[nodiscard]] const Instance& instance() const { return instance_; }
 
-  /// Whether the instance that ran in the beginning still does.
+  /// Goes on with `instance`, which was started in place of the one before.
+  void attach(const Instance& instance) {
+    instance_ = instance;
+    triesLeft_ = mostTries;
+  }
+
+  /// Whether the instance that ran in the beginning, or was attached last, still does.
   [[nodiscard]] bool isRunning() const;
 
   /// Whether a plain request was answered well when it was last tried.
