@@ -4,7 +4,7 @@
 #include <string>
 
 #include "Base/Result.h"
-#include "VCommons/VCLLogger.h"
+#include "VCommons/VCommonsKit/VCLLogger.h"
 
 namespace corvane {
 

@@ -6,7 +6,7 @@
 #include "Platform/HardStop.h"
 #include "Platform/Random.h"
 #include "SharedComponents/Configuration.h"
-#include "VCommons/VCLLogger.h"
+#include "VCommons/VCommonsKit/VCLLogger.h"
 
 namespace corvane {
 

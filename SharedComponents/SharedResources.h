@@ -9,10 +9,10 @@
 #include "Platform/EventLoop.h"
 #include "Platform/NotificationCenter.h"
 #include "Platform/RunningApplications.h"
-#include "SharedComponents/ExchangeBuffer.h"
+#include "SharedComponents/Exchange/ExchangeBuffer.h"
+#include "SharedComponents/Exchange/RequestSignalling.h"
 #include "SharedComponents/ExtensionBrowserApi/ExtensionBrowserApiClient.h"
 #include "SharedComponents/GroupContainer.h"
-#include "SharedComponents/RequestSignalling.h"
 #include "VCommons/VCommonsKit/SerialQueue.h"
 
 /// The link to the main application, in this folder. Both processes share a directory, the group

@@ -10,7 +10,7 @@
 #include <fstream>
 #include <stdexcept>
 
-#include "SharedComponents/ExchangeBuffer.h"
+#include "SharedComponents/Exchange/ExchangeBuffer.h"
 #include "bench/FloorFile.h"
 #include "bench/NewFolder.h"
 #include "bench/Samples.h"

@@ -6,7 +6,7 @@
 #include <atomic>
 #include <thread>
 
-#include "VCommons/VCommonsKit/DispatchQueue.h"
+#include "VCommons/Logging/DispatchQueue.h"
 #include "bench/Arrivals.h"
 
 namespace corvane::bench {

@@ -4,7 +4,7 @@
 #include <string>
 
 #include "Base/ErrorObject.h"
-#include "SharedComponents/ExchangeRecord.h"
+#include "SharedComponents/Exchange/ExchangeRecord.h"
 #include "SharedComponents/ExtensionBrowserApi/EBAAppStateResponse.h"
 #include "SharedComponents/ExtensionBrowserApi/EBACurrentFilteringStateResponse.h"
 

@@ -5,7 +5,7 @@
 #include "Platform/Heap.h"
 #include "Platform/StandardStreams.h"
 #include "SharedComponents/SharedResources.h"
-#include "VCommons/VCLLogger.h"
+#include "VCommons/VCommonsKit/VCLLogger.h"
 #include "corvane-nm/Host.h"
 
 namespace corvane {

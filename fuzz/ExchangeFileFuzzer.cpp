@@ -1,7 +1,7 @@
 #include <optional>
 #include <string>
 
-#include "SharedComponents/ExchangeBuffer.h"
+#include "SharedComponents/Exchange/ExchangeBuffer.h"
 #include "fuzz/Archives.h"
 #include "fuzz/Fuzzing.h"
 #include "tests/Support/TemporaryFolder.h"

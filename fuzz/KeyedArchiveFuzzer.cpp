@@ -1,7 +1,7 @@
 #include <algorithm>
 
 #include "Base/ErrorObject.h"
-#include "SharedComponents/ExchangeRecord.h"
+#include "SharedComponents/Exchange/ExchangeRecord.h"
 #include "SharedComponents/ExtensionBrowserApi/EBAAppStateResponse.h"
 #include "SharedComponents/ExtensionBrowserApi/EBACurrentFilteringStateResponse.h"
 #include "SharedComponents/KeyedArchive/KeyedArchiver.h"

@@ -14,7 +14,7 @@
 #include <utility>
 #include <vector>
 
-#include "VCommons/VCLLogger.h"
+#include "VCommons/VCommonsKit/VCLLogger.h"
 #include "VCommons/VCommonsKit/VCLog.h"
 
 namespace corvane::Simulation {

@@ -15,7 +15,7 @@
 #include <vector>
 
 #include "VCommons/Logging/DDLog.h"
-#include "VCommons/VCLLogger.h"
+#include "VCommons/VCommonsKit/VCLLogger.h"
 #include "VCommons/VCommonsKit/VCLog.h"
 #include "simulation/Comparison.h"
 #include "simulation/Runs.h"

@@ -24,6 +24,7 @@ constexpr int readAttempts = 100;
 struct ExtensionBrowserApiClient::Exchange {
   std::shared_ptr<ExtensionBrowserApiClient> client;
   Command action;
+  Body body;  // of the request, until that is appended
   BodyReply reply;
   SerialQueue::Hold hold;
   int attempts = 0;                                   // how often the response was read
@@ -54,17 +55,16 @@ void ExtensionBrowserApiClient::through(Command action, Body&& body, BodyReply&&
     if (!self) return;
     self->VCLogDebugTrace({file, throughFunction});
     self->sendRequest(std::make_shared<Exchange>(
-                          Exchange{self, action, std::move(reply), self->link_.workQueue.hold()}),
-                      std::move(body));
+        Exchange{self, action, std::move(body), std::move(reply), self->link_.workQueue.hold()}));
   });
 }
 
 /// Appends the request, notifies the main application, and waits for the notification of its reply.
 /// A rejected request ends the exchange without a reply.
-void ExtensionBrowserApiClient::sendRequest(const ExchangePointer& exchange, Body body) {
-  auto append = [this, exchange, body = std::move(body)](UniqueFunction<void(bool)> done) mutable {
+void ExtensionBrowserApiClient::sendRequest(const ExchangePointer& exchange) {
+  auto append = [this, exchange](UniqueFunction<void(bool)> done) {
     link_.exchange.setExchange(requestKey, link_.clientIdentifier,
-                               std::string(rawValue(exchange->action)), std::move(body),
+                               std::string(rawValue(exchange->action)), std::move(exchange->body),
                                std::move(done));
   };
   link_.signalling.sendRequest(RequestResponseName::exchange, link_.clientIdentifier,

@@ -3,9 +3,9 @@
 #include <memory>
 #include <string>
 
-#include "SharedComponents/ExchangeBuffer.h"
+#include "SharedComponents/Exchange/ExchangeBuffer.h"
+#include "SharedComponents/Exchange/RequestSignalling.h"
 #include "SharedComponents/ExtensionBrowserApi/ExtensionBrowserApiProtocol.h"
-#include "SharedComponents/RequestSignalling.h"
 #include "VCommons/VCommonsKit/SerialQueue.h"
 #include "VCommons/VCommonsKit/VCLog.h"
 
@@ -54,7 +54,7 @@ class ExtensionBrowserApiClient final
   // The steps of an exchange, in order.
   void call(Command action, Body&& body, BodyReply&& reply) override;
   void through(Command action, Body&& body, BodyReply&& reply);
-  void sendRequest(const ExchangePointer& exchange, Body body);
+  void sendRequest(const ExchangePointer& exchange);
   void takeResponse(const ExchangePointer& exchange);
   void answer(Exchange& exchange, const Body& body);
   void giveUp(const ExchangePointer& exchange);

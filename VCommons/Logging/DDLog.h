@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "VCommons/Logging/DDLogMessage.h"
-#include "VCommons/VCommonsKit/DispatchQueue.h"
+#include "VCommons/Logging/DispatchQueue.h"
 
 /// The logging backend, in this folder: a dispatcher (`DDLog`) passes finished records to sinks
 /// (`DDLogger`); one sink writes rolling files, the other the system's log. The facade that makes

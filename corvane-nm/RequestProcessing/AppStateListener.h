@@ -7,7 +7,7 @@
 
 #include "Base/UniqueFunction.h"
 #include "Platform/EventLoop.h"
-#include "SharedComponents/RequestSignalling.h"
+#include "SharedComponents/Exchange/RequestSignalling.h"
 
 namespace corvane::RequestProcessing {
 

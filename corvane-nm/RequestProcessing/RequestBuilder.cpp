@@ -4,7 +4,7 @@
 #include <utility>
 
 #include "Base/Unicode.h"
-#include "SharedComponents/ExchangeBuffer.h"
+#include "SharedComponents/Exchange/ExchangeBuffer.h"
 
 namespace corvane::RequestProcessing {
 

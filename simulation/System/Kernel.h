@@ -11,9 +11,9 @@
 #include <string_view>
 #include <vector>
 
-#include "simulation/Generator.h"
 #include "simulation/System/Fiber.h"
 #include "simulation/System/FileSystem.h"
+#include "simulation/System/Generator.h"
 #include "simulation/System/Objects.h"
 
 namespace corvane::Simulation {

@@ -1,4 +1,4 @@
-#include "SharedComponents/ExchangeBuffer.h"
+#include "SharedComponents/Exchange/ExchangeBuffer.h"
 
 #include <gtest/gtest.h>
 #include <sys/file.h>

@@ -6,7 +6,7 @@
 
 #include "Base/ErrorObject.h"
 #include "Base/Json.h"
-#include "SharedComponents/ExchangeRecord.h"
+#include "SharedComponents/Exchange/ExchangeRecord.h"
 #include "SharedComponents/ExtensionBrowserApi/EBAAppStateResponse.h"
 #include "SharedComponents/ExtensionBrowserApi/EBACurrentFilteringStateResponse.h"
 #include "SharedComponents/KeyedArchive/KeyedArchiver.h"

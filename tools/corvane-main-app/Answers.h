@@ -2,7 +2,7 @@
 
 #include "Base/ErrorObject.h"
 #include "Base/Value.h"
-#include "SharedComponents/ExchangeRecord.h"
+#include "SharedComponents/Exchange/ExchangeRecord.h"
 #include "tools/corvane-main-app/ApplicationState.h"
 
 namespace corvane::MainApp {

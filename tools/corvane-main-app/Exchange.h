@@ -8,7 +8,7 @@
 #include "Base/Result.h"
 #include "Platform/EventLoop.h"
 #include "Platform/NotificationCenter.h"
-#include "SharedComponents/ExchangeRecord.h"
+#include "SharedComponents/Exchange/ExchangeRecord.h"
 #include "tools/corvane-main-app/Announcer.h"
 #include "tools/corvane-main-app/ApplicationState.h"
 #include "tools/corvane-main-app/Faults.h"

@@ -3,7 +3,7 @@
 #include <string_view>
 
 #include "Base/Json.h"
-#include "SharedComponents/ExchangeRecord.h"
+#include "SharedComponents/Exchange/ExchangeRecord.h"
 
 namespace corvane::MainApp {
 

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "Base/Result.h"
-#include "SharedComponents/ExchangeRecord.h"
+#include "SharedComponents/Exchange/ExchangeRecord.h"
 #include "tools/corvane-main-app/LockedFile.h"
 
 namespace corvane::MainApp {

@@ -5,7 +5,7 @@
 
 #include "Platform/Container/ProcessTable.h"
 #include "SharedComponents/Configuration.h"
-#include "tools/corvane-nmctl/MainAppCheck/Registry.h"
+#include "tools/corvane-nmctl/Registry.h"
 #include "tools/corvane-nmctl/Ways.h"
 
 namespace corvane::Nmctl {
@@ -24,7 +24,7 @@ void lookAtApplication(const std::string& container, LinkStatus& status) {
   const auto instances = runningInstances(container);
   if (!instances || faultOf(Way::applications, container)) return;
   status.isApplicationRunning = *instances > 0;
-  for (const auto& instance : MainAppCheck::registryIn(container).running)
+  for (const auto& instance : registryIn(container).running)
     status.applications.push_back({instance.process, ageOf(instance.process)});
 }
 

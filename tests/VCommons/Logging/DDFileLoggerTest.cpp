@@ -11,7 +11,7 @@
 
 #include "Platform/FileAttributes.h"
 #include "Platform/SystemCalls.h"
-#include "VCommons/VCLLogger.h"
+#include "VCommons/VCommonsKit/VCLLogger.h"
 #include "VCommons/VCommonsKit/VCLog.h"
 #include "tests/Support/TemporaryFolder.h"
 

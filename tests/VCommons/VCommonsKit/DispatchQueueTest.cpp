@@ -1,4 +1,4 @@
-#include "VCommons/VCommonsKit/DispatchQueue.h"
+#include "VCommons/Logging/DispatchQueue.h"
 
 #include <gtest/gtest.h>
 

@@ -5,7 +5,7 @@
 #include <map>
 
 #include "tests/Support/TemporaryFolder.h"
-#include "tools/corvane-nmctl/CommandLine.h"
+#include "tools/corvane-nmctl/Commands/CommandLine.h"
 
 namespace corvane::Nmctl {
 namespace {

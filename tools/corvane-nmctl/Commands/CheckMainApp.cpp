@@ -123,7 +123,7 @@ void examineRunning(Context& context, const Points& points, const CheckOptions& 
   if (container.fault) return fail(context, *container.fault);
   for (const Way way : {Way::applications, Way::notifications, Way::data})
     if (const auto fault = faultOf(way, container.path)) return fail(context, *fault);
-  const auto registry = MainAppCheck::registryIn(container.path);
+  const auto registry = registryIn(container.path);
   if (registry.running.empty())
     return fail(context, Code("application-not-running"),
                 "the main application does not run, start it first: " + registry.faults.front());
@@ -145,7 +145,7 @@ void examineStarted(Context& context, const Points& points, const CheckOptions& 
                     int wakings) {
   const auto location = Platform::GroupContainers::locationOf(Configuration::AppGroupIdentifier);
   if (!location) return fail(context, Code("user-without-home"), location.failure().text);
-  if (!MainAppCheck::registryIn(location.value()).running.empty())
+  if (!registryIn(location.value()).running.empty())
     return fail(context, Code("application-runs-already"),
                 "an application runs already; end it, or leave out --start");
   StartedApplication started(options.start);

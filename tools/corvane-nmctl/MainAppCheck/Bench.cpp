@@ -11,7 +11,7 @@
 #include "Platform/EventLoop.h"
 #include "Platform/NotificationCenter.h"
 #include "SharedComponents/Configuration.h"
-#include "SharedComponents/ExchangeBuffer.h"
+#include "SharedComponents/Exchange/ExchangeBuffer.h"
 #include "tools/corvane-nmctl/Link.h"
 #include "tools/corvane-nmctl/MainAppCheck/PlayedHost.h"
 #include "tools/corvane-nmctl/MainAppCheck/Point.h"

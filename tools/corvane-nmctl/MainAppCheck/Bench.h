@@ -11,7 +11,7 @@
 
 #include "Platform/Container/NotificationDirectory.h"
 #include "Platform/File.h"
-#include "tools/corvane-nmctl/MainAppCheck/Registry.h"
+#include "tools/corvane-nmctl/Registry.h"
 
 namespace corvane::Nmctl::MainAppCheck {
 

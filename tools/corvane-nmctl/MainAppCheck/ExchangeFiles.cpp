@@ -3,7 +3,7 @@
 #include <filesystem>
 #include <string>
 
-#include "SharedComponents/ExchangeBuffer.h"
+#include "SharedComponents/Exchange/ExchangeBuffer.h"
 #include "tools/corvane-nmctl/MainAppCheck/PlayedHost.h"
 #include "tools/corvane-nmctl/MainAppCheck/Point.h"
 

@@ -8,7 +8,7 @@
 #include "Base/Bytes.h"
 #include "Base/Uuid.h"
 #include "Platform/Random.h"
-#include "SharedComponents/ExchangeBuffer.h"
+#include "SharedComponents/Exchange/ExchangeBuffer.h"
 #include "SharedComponents/ExtensionBrowserApi/EBAAppStateResponse.h"
 #include "SharedComponents/ExtensionBrowserApi/EBACurrentFilteringStateResponse.h"
 #include "SharedComponents/KeyedArchive/KeyedUnarchiver.h"

@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-#include "SharedComponents/ExchangeRecord.h"
+#include "SharedComponents/Exchange/ExchangeRecord.h"
 #include "tools/corvane-nmctl/MainAppCheck/Bench.h"
 #include "tools/corvane-nmctl/MainAppCheck/Ear.h"
 

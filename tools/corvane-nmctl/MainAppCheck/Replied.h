@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Base/ErrorObject.h"
-#include "SharedComponents/ExchangeRecord.h"
+#include "SharedComponents/Exchange/ExchangeRecord.h"
 #include "tools/corvane-nmctl/MainAppCheck/PlayedHost.h"
 
 namespace corvane::Nmctl::MainAppCheck {

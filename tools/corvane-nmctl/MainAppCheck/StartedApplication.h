@@ -5,7 +5,7 @@
 #include <string>
 
 #include "Base/Result.h"
-#include "tools/corvane-nmctl/MainAppCheck/Registry.h"
+#include "tools/corvane-nmctl/Registry.h"
 
 namespace corvane::Nmctl::MainAppCheck {
 

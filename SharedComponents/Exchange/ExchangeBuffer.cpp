@@ -1,4 +1,4 @@
-#include "SharedComponents/ExchangeBuffer.h"
+#include "SharedComponents/Exchange/ExchangeBuffer.h"
 
 #include <array>
 #include <chrono>

@@ -1,4 +1,4 @@
-#include "tools/corvane-nmctl/MainAppCheck/Registry.h"
+#include "tools/corvane-nmctl/Registry.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -10,7 +10,7 @@
 #include "SharedComponents/Configuration.h"
 #include "tools/corvane-nmctl/Output.h"
 
-namespace corvane::Nmctl::MainAppCheck {
+namespace corvane::Nmctl {
 namespace {
 
 namespace Files = Platform::ApplicationRegistry;
@@ -68,4 +68,4 @@ Registry registryIn(const std::string& container) {
   return found;
 }
 
-}  // namespace corvane::Nmctl::MainAppCheck
+}  // namespace corvane::Nmctl

@@ -10,8 +10,8 @@
 #include "Base/Record.h"
 #include "Base/UniqueFunction.h"
 #include "Platform/EventLoop.h"
-#include "SharedComponents/ExchangeFile.h"
-#include "SharedComponents/ExchangeRecord.h"
+#include "SharedComponents/Exchange/ExchangeFile.h"
+#include "SharedComponents/Exchange/ExchangeRecord.h"
 
 namespace corvane {
 

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-namespace corvane::Nmctl::MainAppCheck {
+namespace corvane::Nmctl {
 
 /// Of a mode, what the contract is about: a folder may inherit the rest.
 constexpr mode_t permissions = 0777;
@@ -25,4 +25,4 @@ struct Registry {
 /// Looks at the registry in `container`. Takes no lock; safe from any thread.
 Registry registryIn(const std::string& container);
 
-}  // namespace corvane::Nmctl::MainAppCheck
+}  // namespace corvane::Nmctl

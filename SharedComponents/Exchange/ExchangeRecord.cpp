@@ -1,4 +1,4 @@
-#include "SharedComponents/ExchangeRecord.h"
+#include "SharedComponents/Exchange/ExchangeRecord.h"
 
 #include <utility>
 

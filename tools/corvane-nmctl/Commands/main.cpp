@@ -2,7 +2,7 @@
 #include <exception>
 
 #include "Platform/StandardStreams.h"
-#include "tools/corvane-nmctl/CommandLine.h"
+#include "tools/corvane-nmctl/Commands/CommandLine.h"
 
 int main(int count, char** arguments) {
   if (!corvane::Platform::fillStandardStreams()) return 1;

@@ -1,4 +1,4 @@
-#include "SharedComponents/ExchangeFile.h"
+#include "SharedComponents/Exchange/ExchangeFile.h"
 
 #include <utility>
 

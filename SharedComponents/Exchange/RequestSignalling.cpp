@@ -1,4 +1,4 @@
-#include "SharedComponents/RequestSignalling.h"
+#include "SharedComponents/Exchange/RequestSignalling.h"
 
 #include <utility>
 

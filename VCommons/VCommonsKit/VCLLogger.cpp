@@ -1,4 +1,4 @@
-#include "VCommons/VCLLogger.h"
+#include "VCommons/VCommonsKit/VCLLogger.h"
 
 #include <utility>
 

@@ -1,4 +1,4 @@
-#include "tools/corvane-nmctl/CommandLine.h"
+#include "tools/corvane-nmctl/Commands/CommandLine.h"
 
 #include <CLI/App.hpp>
 #include <CLI/Config.hpp>
