@@ -20,7 +20,7 @@ def checked(command):
     with tempfile.TemporaryDirectory() as home:
         entry = Path(home, f".local/share/applications/{APPLICATION}.desktop")
         entry.parent.mkdir(parents=True)
-        entry.write_text(f"[Desktop Entry]\nExec={command}\n")
+        entry.write_text(f'[Desktop Entry]\nExec="{command}"\n')
         application = subprocess.Popen([*ELSEWHERE, home, command], stdout=subprocess.PIPE,
                                        stderr=subprocess.DEVNULL)
         with application:
@@ -55,7 +55,7 @@ class Examples(unittest.TestCase):
                                                 "def openSettings(self):\n        os._exit(1)")
             program.write_text(text)
             _, names = check("--changes", "--only", "command-openSettings", "--only", "command-appState",
-                             "--only", "command-updateApp", "--start", f"exec python3 {program}", home=home)
+                             "--only", "command-updateApp", "--start", f"exec python3 '{program}'", home=home)
             container = Path(home, ".local/share/group-containers", GROUP)
             self.assertEqual(names["broken"], {"command-openSettings"})
             self.assertEqual(names["holds"], {"command-appState", "command-updateApp"})
