@@ -292,7 +292,7 @@ bool Scan::readAll(Width width) {
     const std::uint64_t offset = bigEndian(entry, width);
     entry += width;
     if (offset - magic.size() >= table - magic.size())
-      return false;  // or is below, and wraps around
+      return false;  // also below the magic, by wrapping around
     const std::byte* const at = bytes.data() + offset;
     const ShortForm& form = forms[markerAt(at)];
     std::array<std::uint64_t, 2> content{};  // readable even at the end: the trailer is longer

@@ -32,7 +32,7 @@ endif()
 
 install(FILES docs/protocol.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
 if(NOT APPLE)
-  install(FILES docs/linux-contract.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
+  install(FILES docs/linux-contract.md docs/nmctl-json.md docs/nmctl.schema.json DESTINATION ${CMAKE_INSTALL_DOCDIR})
 endif()
 
 add_custom_target(uninstall

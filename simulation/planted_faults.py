@@ -35,11 +35,11 @@ class Fault(NamedTuple):
 
 HOST, REQUESTS = "corvane-nm/", "corvane-nm/RequestProcessing/"
 SHARED, CONTAINER = "SharedComponents/", "Platform/Container/"
-APPLICATION = "tools/corvane-main-app/"
+APPLICATION, EXCHANGE = "tools/corvane-main-app/", SHARED + "Exchange/"
 
 FAULTS = [
     # The exchange.
-    Fault("listens-late", SHARED + "RequestSignalling.cpp", """\
+    Fault("listens-late", EXCHANGE + "RequestSignalling.cpp", """\
   if (!pending_->replyName.empty()) {
     (void)center_.observe(
         pending_->replyName, [this] { replyReceived(); },
@@ -55,7 +55,7 @@ FAULTS = [
         pending_->replyName, [this] { replyReceived(); },
         Platform::NotificationCenter::Audience::thisProcessOnly);
 """, "a host listens for the reply only after it has appended the request"),
-    Fault("posts-early", SHARED + "RequestSignalling.cpp", """\
+    Fault("posts-early", EXCHANGE + "RequestSignalling.cpp", """\
   if (!begin) return post();
   begin([this](bool isPublished) {
     if (isPublished) return post();
@@ -76,33 +76,33 @@ void RequestSignalling::post() {
 
 void RequestSignalling::post() {
 """, "a host posts a request before it has appended it"),
-    Fault("no-reply-limit", SHARED + "RequestSignalling.cpp",
+    Fault("no-reply-limit", EXCHANGE + "RequestSignalling.cpp",
           "loop_.at(replyDeadline_, [this]",
           "loop_.at(Platform::EventLoop::Clock::time_point::max(), [this]",
           "a host waits for a reply without limit"),
-    Fault("id-not-checked", SHARED + "ExchangeBuffer.cpp", "!id || *id == record->id;",
+    Fault("id-not-checked", EXCHANGE + "ExchangeBuffer.cpp", "!id || *id == record->id;",
           "!id || !id->empty();", "a host takes a reply whatever its id"),
     Fault("command-not-checked", SHARED + "ExtensionBrowserApi/ExtensionBrowserApiClient.cpp",
           "if (record && record->name == rawValue(exchange->action))", "if (record)",
           "a host takes a reply whatever command it answers"),
     Fault("order-lost", SHARED + "ExtensionBrowserApi/ExtensionBrowserApiClient.cpp",
           "self->link_.workQueue.hold()}", "{}}", "exchanges of a host do not wait for each other"),
-    Fault("length-first", SHARED + "ExchangeBuffer.cpp",
+    Fault("length-first", EXCHANGE + "ExchangeBuffer.cpp",
           "writeAt(bytesOf(archive), length, exchange.length())",
           "writeAt(length, bytesOf(archive), exchange.length())",
           "a host writes the length of a record before its archive"),
-    Fault("part-stays", SHARED + "ExchangeBuffer.cpp",
+    Fault("part-stays", EXCHANGE + "ExchangeBuffer.cpp",
           "  truncate(exchange, exchange.length(), setFunction);\n", "",
           "a host leaves a record that it could write in part only"),
-    Fault("reply-stays", SHARED + "ExchangeBuffer.cpp",
+    Fault("reply-stays", EXCHANGE + "ExchangeBuffer.cpp",
           "if (!isMatch || !truncate(exchange, extent->start, getFunction))", "if (!isMatch)",
           "a host leaves the reply that it takes in the file"),
-    Fault("lock-ignored", SHARED + "ExchangeFile.cpp", "if (locker_->lock()) {",
+    Fault("lock-ignored", EXCHANGE + "ExchangeFile.cpp", "if (locker_->lock()) {",
           "if (locker_->lock() || locker_->isContended()) {",
           "a host uses an exchange file that another process has locked"),
-    Fault("lock-waited-for", SHARED + "ExchangeFile.cpp", "if (locker_->lock()) {",
+    Fault("lock-waited-for", EXCHANGE + "ExchangeFile.cpp", "if (locker_->lock()) {",
           "if (locker_->waitLock()) {", "a host's event loop waits for the lock of an exchange file"),
-    Fault("descriptor-leaks", SHARED + "ExchangeFile.cpp", "  logOpening(nullptr);\n",
+    Fault("descriptor-leaks", EXCHANGE + "ExchangeFile.cpp", "  logOpening(nullptr);\n",
           "  logOpening(nullptr);\n  (void)new auto(File::open(path_, File::Access::update));\n",
           "a host leaves a descriptor open at each exchange"),
     Fault("no-wake", "Platform/Linux/Poller.cpp", "  implementation_->wake();\n", "",

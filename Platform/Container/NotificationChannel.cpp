@@ -17,8 +17,8 @@ namespace {
 /// Connections are kept for at most this many names, because each name keeps descriptors open.
 constexpr std::size_t mostNamesKept = 100;
 
-/// At most this many notifications are delivered per iteration of the loop, so that a flood of
-/// posts does not starve other events. A socket holds fewer.
+/// At most this many notifications are delivered by one `deliverPending`, so that a flood of posts
+/// does not starve other events. A socket holds fewer.
 constexpr std::size_t mostAtOnce = 1000;
 
 /// One socket receives all names, through a link to it in the directory of each.

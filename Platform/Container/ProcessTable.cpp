@@ -10,8 +10,8 @@
 #include <ctime>
 #include <sstream>
 
-#include "Platform/File.h"
 #include "Platform/Directories.h"
+#include "Platform/File.h"
 #include "Platform/Linux/LinuxCalls.h"
 
 namespace corvane::Platform::ProcessTable {

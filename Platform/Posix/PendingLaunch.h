@@ -25,6 +25,7 @@ class PendingLaunch : public std::enable_shared_from_this<PendingLaunch> {
   void finish(bool isStarted);
 
   /// Answers from a timer of the loop that is due now, for callers that the loop does not call.
+  /// Must not be called after the answer either.
   void finishSoon(bool isStarted);
 
  private:

@@ -13,8 +13,8 @@
 namespace corvane::Platform::Directories {
 
 /// All at once, through a copy of the descriptor, which shares its position.
-Result<std::vector<std::string>> nextEntries(const OwnedDescriptor& folder) {
-  const int copy = systemCalls().fcntl(folder.number(), F_DUPFD_CLOEXEC, 0);
+Result<std::vector<std::string>> nextEntries(const OwnedDescriptor& directory) {
+  const int copy = systemCalls().fcntl(directory.number(), F_DUPFD_CLOEXEC, 0);
   if (copy < 0) return failureFromErrno("read a directory");
   std::unique_ptr<DIR, int (*)(DIR*)> listing(::fdopendir(copy), ::closedir);
   if (!listing) {
@@ -32,9 +32,9 @@ Result<std::vector<std::string>> nextEntries(const OwnedDescriptor& folder) {
     if (name != "." && name != "..") names.emplace_back(name);
   }
   // Nothing says where closedir(3) leaves the position.
-  const off_t end = systemCalls().lseek(folder.number(), 0, SEEK_CUR);
+  const off_t end = systemCalls().lseek(directory.number(), 0, SEEK_CUR);
   listing.reset();
-  if (end < 0 || systemCalls().lseek(folder.number(), end, SEEK_SET) < 0)
+  if (end < 0 || systemCalls().lseek(directory.number(), end, SEEK_SET) < 0)
     return failureFromErrno("read a directory");
   return names;
 }

@@ -74,8 +74,8 @@ std::optional<Extent> newestRecord(ExchangeFile& exchange) {
 constexpr std::uint64_t longestRecord =
     ExchangeBuffer::maximumBufferLength + ExchangeBuffer::maximumObjectLength;
 
-/// Reads the archive at `extent`. Nothing if they can't all be read, or if they are more than
-/// a file within its limits can hold; an error line says which.
+/// Reads the bytes at `extent`. Returns nothing if they can't all be read, or if there are more
+/// than a file within its limits can hold; an error line says which.
 std::optional<std::vector<std::byte>> bytesAt(ExchangeFile& exchange, const Extent& extent) {
   if (extent.length > longestRecord) {
     VCLogCError({file, getFunction}, "Can't read exchange object of %@bytes, above %@bytes",

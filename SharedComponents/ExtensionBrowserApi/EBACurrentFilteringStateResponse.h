@@ -17,8 +17,8 @@ struct EBACurrentFilteringStateResponse {
   std::int64_t blockedAdsCount = 0;  ///< counts as the main application sent them, unchecked
   std::int64_t totalBlockedCount = 0;
   std::string originalCertIssuer;
-  std::string
-      originalCertStatus;  ///< a word of `ExtensionBrowserApiConstants::CertStatus`, or empty
+  /// A word of `ExtensionBrowserApiConstants::CertStatus`, or empty.
+  std::string originalCertStatus;
 
   /// Its class in archives: the fields under their names, in this order.
   static const RecordClass recordClass;

@@ -28,8 +28,8 @@ inline constexpr std::string_view objects = "$objects";
 inline constexpr std::string_view nothing = "$null";
 inline constexpr std::string_view objectClass = "$class";
 inline constexpr std::string_view className = "$classname";
-inline constexpr std::string_view classes =
-    "$classes";  ///< names of the class and its superclasses
+/// Names of the class and its superclasses.
+inline constexpr std::string_view classes = "$classes";
 
 /// The keys of dictionaries, of strings that are objects, and of errors.
 inline constexpr std::string_view keys = "NS.keys";

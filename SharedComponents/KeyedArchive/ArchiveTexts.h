@@ -77,8 +77,8 @@ class ArchiveTexts {
   };
 
   std::array<Use, nameCount> names_{};
-  boost::container::small_vector<Other, 24>
-      others_;       // the strings that are no names, by id less nameCount
+  /// The strings that are not names, by id less nameCount.
+  boost::container::small_vector<Other, 24> others_;
   HashIndex index_;  // finds them by content
 };
 

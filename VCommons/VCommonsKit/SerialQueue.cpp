@@ -35,7 +35,7 @@ void SerialQueue::startOne() {
 void SerialQueue::runAll() {
   for (;; startOne()) {
     if (isRunning_ || holds_ > 0)
-      Platform::hardStop("sync on the serial order \"" + label_ + "\" while it is occupied");
+      Platform::hardStop("sync on the serial queue \"" + label_ + "\" while it is occupied");
     if (tasks_.empty()) return;
   }
 }

@@ -4,8 +4,7 @@
 #include "corvane-nm/RequestProcessing/CommandHandlers.h"
 
 /// Requests, in this folder: from the bytes of a message (`RequestParser`) over the table of
-/// commands
-/// (`BrowserCommands`) and their handlers (`CommandHandlers`) to the reply (`Response`).
+/// commands (`BrowserCommands`) and their handlers (`CommandHandlers`) to the reply (`Response`).
 namespace corvane::RequestProcessing {
 
 /// Processes requests of the browser: finds the command in the table and starts its handler. On the

@@ -78,6 +78,7 @@ class Tool(unittest.TestCase):
         result("register", "--plan", "--browser", "firefox", "--host", EXECUTABLE, status=(0,))
         for command in ("list", "unregister", "repair", "report -", "check-main-app --list"):
             result(*command.split(), status=(0,))
+        self.assertIn("did you mean list?", result("lst", status=(2,))[0]["cause"])
         for command, code in (("", "usage"), ("lst", "usage"), ("list --browser none", "usage"),
                               ("doctor --fix", "usage"), ("list --dir a", "usage"),
                               ("talk --host /none", "host-not-startable")):

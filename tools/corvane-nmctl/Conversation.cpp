@@ -74,7 +74,7 @@ bool Conversation::hear() {
 void Conversation::hostHasEnded(const Failure& failure) {
   worsen(Outcome::unanswered);
   if (failure.cause == FailureCause::malformed) {
-    report_.ended("writes what is no message: " + failure.text);
+    report_.ended("writes something that is not a message: " + failure.text);
   } else {
     host_.closeInput();
     const auto status = host_.waitForEnd(Clock::now() + restLimit);

@@ -56,6 +56,10 @@ bool isAtEnd(EditLine* editor) {
 
 }  // namespace
 
+bool LineEditor::isAvailable() {
+  return true;
+}
+
 LineEditor::LineEditor(std::string prompt, std::vector<std::string> words)
     : library_(std::make_unique<Library>()) {
   takeCharactersOfLocale();

@@ -15,6 +15,10 @@ class LineEditor {
  public:
   enum class Event { none, line, end };
 
+  /// Whether there are editing keys at all: CORVANE_LINE_EDITING of the build. Without them nothing
+  /// else may be called.
+  static bool isAvailable();
+
   /// `words`: what Tab completes. Sets the character set of the process to that of the user's
   /// locale.
   LineEditor(std::string prompt, std::vector<std::string> words);

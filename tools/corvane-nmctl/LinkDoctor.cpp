@@ -65,9 +65,12 @@ Fault lockFault(const ExchangeFileFacts& file) {
     holders += (holders.empty() ? "" : ", ") + describedProcess(process);
   const bool isKnown = !holders.empty();
   return {Code("exchange-file-locked"),
-          (isKnown ? holders + " has" : "another program has") + " held the lock of " + file.name +
+          (isKnown ? holders : "another program") +
+              (file.lockHolders.size() > 1 ? " have" : " has") + " held the lock of " + file.name +
               " for more than 1 s",
-          isKnown ? "end that process" : "end that program"};
+          !isKnown                      ? "end that program"
+          : file.lockHolders.size() > 1 ? "end those processes"
+                                        : "end that process"};
 }
 
 void examineExchangeFiles(const std::string& container, bool isRunning, Findings& findings) {

@@ -42,7 +42,7 @@ Result<std::vector<Place>> placesOf(const Selection& selection, const Surroundin
 /// What is at a place now, compared with a manifest for the host of these surroundings.
 FoundManifest lookAt(const Place& place, const Surroundings& surroundings);
 
-/// What `registerAt` would do, to the byte.
+/// What `carryOut` would do, to the byte.
 struct Plan {
   std::vector<std::string> folders;  ///< that it would make, the highest first
   mode_t folderMode = 0;

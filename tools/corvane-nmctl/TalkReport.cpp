@@ -103,9 +103,11 @@ void TalkReport::started(const HostChoice& host) {
 void TalkReport::reply(const std::string& type, const std::string& id, Duration duration,
                        const JsonObject& message) {
   if (output_.isJson())
-    return event(
-        "reply",
-        {{"type", type}, {"id", id}, {"milliseconds", duration.count()}, {"message", message}});
+    return event("reply",
+                 {{"type", type},
+                  {"id", id},
+                  {"milliseconds", std::chrono::round<std::chrono::milliseconds>(duration).count()},
+                  {"message", message}});
   hidePrompt();
   output_.marked(
       isOk(message) ? Output::Mark::good : Output::Mark::bad,

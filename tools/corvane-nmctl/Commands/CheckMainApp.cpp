@@ -97,10 +97,15 @@ void list(Context& context, const Points& points) {
   context.result = JsonObject{{"points", all}};
 }
 
-/// Starts the application again if it has ended. If that fails, the points that follow say so.
-void keepRunning(StartedApplication* started, Bench& bench) {
+/// Starts the application again if it has ended. If that fails, it is not tried again, and the
+/// points that follow say so.
+void keepRunning(StartedApplication*& started, Bench& bench) {
   if (started == nullptr || bench.isRunning()) return;
-  if (const auto instance = started->start(bench.container())) bench.attach(instance.value());
+  const auto instance = started->start(bench.container());
+  if (instance)
+    bench.attach(instance.value());
+  else
+    started = nullptr;
 }
 
 /// Examines all of them, on an application that is `started` if it is not null. False if the user

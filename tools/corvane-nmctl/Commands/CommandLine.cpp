@@ -4,9 +4,11 @@
 #include <CLI/Config.hpp>
 #include <CLI/Formatter.hpp>
 #include <algorithm>
+#include <string>
 #include <string_view>
 
 #include "SharedComponents/Configuration.h"
+#include "tools/corvane-nmctl/Nearest.h"
 
 namespace corvane::Nmctl {
 
@@ -25,6 +27,20 @@ void writeAnswer(const CLI::App& app, Context& context) {
   answer["problems"] = std::move(problems);
   answer["result"] = context.result ? JsonValue(std::move(*context.result)) : JsonValue();
   context.output.json(answer);
+}
+
+/// What is wrong with the first word of a command line in which no command was found; empty if
+/// there is no word, only options.
+std::string unknownCommand(const CLI::App& app, int count, const char* const* arguments) {
+  if (!app.get_subcommands().empty()) return "";
+  const auto* const end = arguments + count;
+  const auto* const word =
+      std::find_if(arguments + 1, end, [](std::string_view one) { return !one.starts_with('-'); });
+  if (count < 2 || word == end) return "";
+  const auto commands = app.get_subcommands([](const CLI::App*) { return true; });
+  const auto hint = didYouMean(
+      *word, commands, [](const CLI::App* one) -> const std::string& { return one->get_name(); });
+  return std::string("no command is called ") + *word + (hint.empty() ? "; see --help" : hint);
 }
 
 }  // namespace
@@ -52,8 +68,14 @@ int run(int count, const char* const* arguments, Context& context) {
   try {
     app.parse(count, arguments);
   } catch (const CLI::ParseError& error) {
-    if (app.exit(error) == 0) return 0;
-    context.problems.push_back({Code("usage"), error.what(), ""});
+    const bool isHelp = error.get_exit_code() == 0;
+    const std::string unknown = isHelp ? "" : unknownCommand(app, count, arguments);
+    if (!unknown.empty())
+      Output::complain(unknown);
+    else
+      app.exit(error);
+    if (isHelp) return 0;
+    context.problems.push_back({Code("usage"), unknown.empty() ? error.what() : unknown, ""});
     context.status = usageStatus;
     const bool wantsJson = std::any_of(arguments, arguments + count, [](std::string_view argument) {
       return argument == "--json";  // which may not have been parsed

@@ -162,7 +162,7 @@ void run(Context& context, const TalkOptions& options) {
     return failWith(context, Code("host-not-startable"), choice->path + ": " + host.failure().text);
   const bool hasLines = !options.lines.empty();
   std::optional<LineEditor> editor;
-  if (!hasLines && !output.isJson() && ::isatty(STDIN_FILENO) == 1 &&
+  if (LineEditor::isAvailable() && !hasLines && !output.isJson() && ::isatty(STDIN_FILENO) == 1 &&
       ::isatty(output.descriptor()) == 1)
     editor.emplace("corvane-nm> ", typedWords());
   TalkReport report(output, editor ? &*editor : nullptr);
