@@ -12,7 +12,7 @@ namespace corvane {
 
 /// The vocabulary of failure of the whole program: why an operation failed, as far as callers
 /// branch on it. `Failure::text` has the details. Above Platform/ nothing in the host looks at
-/// errno: the platform layer maps each error number to one of these in a single place
+/// error numbers: the platform layer maps each error number to one of these in a single place
 /// (Platform::failureFrom).
 enum class FailureCause {
   notFound,       ///< the thing named does not exist
