@@ -12,7 +12,7 @@ foreach(package ${CPACK_PACKAGE_FILES})
   file(REMOVE_RECURSE ${root})
   run(dpkg-deb --raw-extract ${package} ${root})
   file(READ ${root}/DEBIAN/md5sums sums)
-  string(REGEX REPLACE "[^ \n]*/(usr/lib/debug/)" "\\1" sums "${sums}")
+  string(REGEX REPLACE "  [^\n]*/(usr/lib/debug/)" "  \\1" sums "${sums}")
   file(WRITE ${root}/DEBIAN/md5sums "${sums}")
   file(MAKE_DIRECTORY ${root}/usr/share/doc)
   file(CHMOD_RECURSE ${root}/usr FILE_PERMISSIONS OWNER_READ OWNER_WRITE GROUP_READ WORLD_READ
