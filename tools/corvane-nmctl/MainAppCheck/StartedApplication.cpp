@@ -20,7 +20,7 @@ using Clock = std::chrono::steady_clock;
 constexpr auto longestStart = 10s;
 constexpr auto longestEnd = 5s;
 
-void pause() {
+void waitBeforeNextLook() {
   constexpr int milliseconds = 20;
   ::poll(nullptr, 0, milliseconds);
 }
@@ -53,7 +53,7 @@ Result<Instance> StartedApplication::awaitRegistration(const std::string& contai
     const Registry registry = registryIn(container);
     if (!registry.running.empty()) return registry.running.front();
     if (hasEnded()) return Failure{FailureCause::other, "it ended before it was registered"};
-    pause();
+    waitBeforeNextLook();
   }
   return Failure{FailureCause::other, "it was not registered within 10 s"};
 }
@@ -70,7 +70,8 @@ void StartedApplication::end() {
   if (process_ < 0) return;
   const pid_t group = process_;
   ::kill(-group, SIGTERM);
-  for (const auto limit = Clock::now() + longestEnd; !hasEnded() && Clock::now() < limit;) pause();
+  for (const auto limit = Clock::now() + longestEnd; !hasEnded() && Clock::now() < limit;)
+    waitBeforeNextLook();
   ::kill(-group, SIGKILL);  // what is left of it, if anything is
   if (process_ >= 0) ::waitpid(process_, nullptr, 0);
   process_ = -1;
