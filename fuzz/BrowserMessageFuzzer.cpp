@@ -33,10 +33,11 @@ class EchoingClient final : public ExtensionBrowserApiProtocol {
       const auto* text = body ? body->find<std::string>(rawValue(key)) : nullptr;
       if (text != nullptr) given = *text;
     }
-    if (mood == Mood::isLate) return reply(std::nullopt, ErrorCode::linkTimeout());
     const bool isState = action == ExtensionBrowserApiConstants::apiCommandAppState;
-    const bool isRefused = mood == Mood::fails && !isState;
-    reply(answerTo(action), isRefused ? Error(ErrorCode::other(given)) : std::nullopt);
+    Error failure;
+    if (mood == Mood::isLate) failure = ErrorCode::linkTimeout();
+    if (mood == Mood::fails && !isState) failure = ErrorCode::other(given);
+    reply(mood == Mood::isLate && isState ? Body() : answerTo(action), failure);
   }
   [[nodiscard]] Body answerTo(Command action) const {
     using namespace ExtensionBrowserApiConstants;  // NOLINT(google-build-using-namespace)

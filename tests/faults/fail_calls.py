@@ -171,7 +171,7 @@ class Exchange:
         Their late replies may end the wait of that next one. What the host began in the step is over
         when a page's reply has come, as exchanges run one after another.
         """
-        is_settled = self.application.process.poll() is not None
+        is_settled = not self.host or self.application.process.poll() is not None
         while not is_settled:
             self.page()
             counts = self.application.state()["exchange"]
